@@ -1,0 +1,30 @@
+// The filter chain as free functions over one chain per process: low-pass, mains notch (with drift removal),
+// smoothing, on frames in place.
+//
+//   frame -> CMultiChannelLowpass2 -> CQuorlMultiNotchFilter -> CMultiChannelSmoothEx -> frame
+//
+// Call order: qzFilters_create, then qzFilters_filters with every frame, qzFilters_switch at any time,
+// qzFilters_destroy. Only qzFilters_create allocates. One thread at a time.
+//
+// The notch stage is a comb (see CBaseNotchFilter): it delays the signal by about three quarters of a second
+// and takes out constants and slow drift together with the mains. It is made for 50 Hz at rates that are a
+// multiple of 50 Hz. At 60 Hz a steady mains tone comes out inverted and doubled, and where the rate has to
+// be resampled at low rates much of the tone stays: there, leave the stage out and use CNotchFilter and
+// CHighpassFilter per lead instead.
+#pragma once
+
+/// Builds the chain, after destroying any earlier one: fs in samples per second, chn leads, freqLpass the
+/// low-pass cutoff in Hz, freqNotch the mains frequency in Hz, smooth the smoothing strength (1: one pass
+/// with a 25 Hz inner low-pass; 2 and more: three passes with 10 Hz). 0 or below leaves a stage out. All
+/// stages built are on. fs and chn must be positive: with no leads the chain does nothing, and a stage that
+/// the rate gives nothing to work on passes the signal. Returns true.
+bool qzFilters_create(short fs, short chn, short freqLpass, short freqNotch, short smooth);
+/// Switches built stages on and off. A stage switched off keeps its history and resumes from it; one that
+/// was never built stays off. Without a chain: no effect.
+void qzFilters_switch(bool onOffLpass, bool onOffNotch, bool onOffSmooth);
+/// Filters one frame of chn samples in place; 16-bit results wrap. Without a chain, with all stages off, or
+/// for null: no effect.
+void qzFilters_filters(short* data);
+/// Releases the chain. Harmless without one. The two names do the same.
+void qzFilters_destroy();
+void qzFiltersDestroy();

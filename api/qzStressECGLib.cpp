@@ -1,0 +1,172 @@
+#include "api/qzStressECGLib.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "core/Arithmetic.h"
+#include "core/detect/CMultirtRRdetect.h"
+#include "core/detect/CrtRRdetect.h"
+#include "core/filters/CLowpassFilter2.h"
+#include "core/stress/CZatMatch.h"
+#include "core/stress/CZatMidRR.h"
+
+static constexpr short kCorrelationWindowMs = 280;
+static constexpr short kAveragedBeats = 5;
+static constexpr double kSTsmootherHz = 5.0;  // of kSTsmootherFs calls
+static constexpr int kSTsmootherFs = 100;
+static constexpr int kLongestRRms = 2000;  // 30 beats/min
+static constexpr int kShortestRRms = 200;  // 300 beats/min
+static constexpr short kNoBeat = -1;
+
+static bool g_mutex_lock = false;           // engines created from now on wait for their mutex
+static short g_chn = 0;                     // leads; 0: no engine
+static short g_fs = 0;                      // samples per second, of the last engine
+static double g_uVpb = 0;                   // microvolts per unit, of the last engine
+static const short g_acFreq = 50;           // mains frequency for g_RRdetect, Hz
+static std::unique_ptr<CZatMidRR> g_hr;     // RR average of the three-lead path; null: no engine
+static std::unique_ptr<CZatMatch> g_match;  // null: no engine
+static std::unique_ptr<float[]> g_STslope;  // last smoothed ST slope per lead, uV per ms; null: no engine
+static std::unique_ptr<short[]> g_STuv;     // last smoothed ST level per lead, uV; null: no engine
+static std::unique_ptr<STresult[]> g_ST;    // last ST result per lead; null: no engine
+static std::unique_ptr<CrtRRdetect> g_RRdetect;       // detector of the three-lead path; null: no engine
+static std::vector<CLowpassFilter2> g_lpST;           // ST level smoothers, one per lead
+static std::vector<CLowpassFilter2> g_lpSTslope;      // ST slope smoothers, one per lead
+static bool g_firstST = true, g_firstSTslope = true;  // the smoothers still need their first value
+static CMultirtRRdetect m_mRRdetect;                  // detector of the many-lead path; rate 0: not set up
+static CZatMidRR m_mMidRR(kAveragedBeats);            // its RR average
+
+static void Destroy() {
+    g_hr.reset();
+    g_match.reset();
+    g_STslope.reset();
+    g_STuv.reset();
+    g_ST.reset();
+    g_RRdetect.reset();
+    g_lpST.clear();
+    g_lpSTslope.clear();
+    g_firstST = g_firstSTslope = true;
+    g_chn = 0;
+}
+
+bool qzStressECGLib_init(bool mutex_lock) {
+    g_mutex_lock = mutex_lock;
+    return true;
+}
+
+bool qzStressECGLib_create(short fs, short chn, double uVpb) {
+    Destroy();
+    const std::size_t leads = ElementCount(chn);
+    g_fs = fs;
+    g_uVpb = uVpb;
+    try {
+        g_hr = std::make_unique<CZatMidRR>(kAveragedBeats);
+        g_match = std::make_unique<CZatMatch>(fs, chn, uVpb, g_mutex_lock, kCorrelationWindowMs);
+        g_STslope = std::make_unique<float[]>(leads);
+        g_STuv = std::make_unique<short[]>(leads);
+        g_ST = std::make_unique<STresult[]>(leads);
+        g_RRdetect = std::make_unique<CrtRRdetect>(fs, g_acFreq);
+        g_lpST.assign(leads, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
+        g_lpSTslope.assign(leads, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
+    } catch (...) {
+        Destroy();
+        throw;
+    }
+    g_chn = chn;
+    return true;
+}
+
+void qzStressECGLib_destroy() { Destroy(); }
+
+std::mutex* qzStressECGLib_mutex() { return g_match ? &g_match->Mutex() : nullptr; }
+
+short** qzStressECGLib_InitTempl(short** templ, short& len, short posQ, short posJ, short postJms) {
+    if (!g_match) return nullptr;
+    short posR = 0;  // outside the range in which the matcher takes it: it places R itself
+    return g_match->InitTempl(templ, len, posR, posQ, posJ, postJms);
+}
+
+short** qzStressECGLib_getTempl() { return g_match ? g_match->Templ() : nullptr; }
+
+short** qzStressECGLib_match(short* frame) { return g_match ? g_match->match(frame) : nullptr; }
+
+short qzStressECGLib_SetPos(short posQ, short posJ) { return g_match ? g_match->SetPos(posQ, posJ) : posQ; }
+
+short qzStressECGLib_SetPostJms(short postJms) { return g_match ? g_match->SetPostJms(postJms) : postJms; }
+
+short qzStressECGLib_GetPos(short& posR, short& posQ, short& posJ, short& postJms) {
+    return g_match ? g_match->GetPos(posR, posQ, posJ, postJms) : short{0};
+}
+
+/// Runs every lead's new value through its smoother; the first values after create prime the smoothers.
+template <typename T, typename FilterType>
+static void SmoothTrend(T* values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
+    for (CLowpassFilter2& smoother : smoothers) {
+        if (first) smoother.InitialValue(static_cast<FilterType>(*values));
+        *values = static_cast<T>(smoother.Filter(static_cast<FilterType>(*values)));
+        ++values;
+    }
+    first = false;
+}
+
+float* qzStressECGLib_STslope() {
+    if (!g_match) return nullptr;
+    for (short c = 0; c < g_chn; ++c) g_STslope[static_cast<std::size_t>(c)] = g_match->STslope(c, -1);
+    SmoothTrend<float, double>(g_STslope.get(), g_lpSTslope, g_firstSTslope);
+    return g_STslope.get();
+}
+
+short* qzStressECGLib_uvSTvalue() {
+    if (!g_match) return nullptr;
+    for (short c = 0; c < g_chn; ++c) g_STuv[static_cast<std::size_t>(c)] = g_match->uvSTvalue(c, -1);
+    SmoothTrend<short, int>(g_STuv.get(), g_lpST, g_firstST);
+    return g_STuv.get();
+}
+
+STresult* qzStressECGLib_STresults(short rrMs) {
+    const STrecord* records = g_match ? g_match->STvalues(rrMs) : nullptr;
+    if (records == nullptr) return nullptr;
+    for (short c = 0; c < g_chn; ++c) {
+        const STrecord& record = records[c];
+        STresult& result = g_ST[static_cast<std::size_t>(c)];
+        result.RuV = record.RuV;
+        result.JuV = record.JuV;
+        result.STuV = record.STuV;
+        result.deltaSTuV = g_match->uvDeltaSTvalue(c, -1);
+        result.deltaJuV = g_match->JuVDelta(c);
+        result.STslope = record.STslope;
+        result.STHRindex = record.STHRindex;
+    }
+    return g_ST.get();
+}
+
+/// The steadied RR interval in ms for an interval of `samples` at fs samples per second: -1 for none, 0 for
+/// one too long to believe; one too short counts as the shortest.
+static short SteadyRRms(int samples, int fs, CZatMidRR& average) {
+    const std::int64_t ms = SamplesToMs(samples, fs);
+    if (ms < 1) return kNoBeat;
+    if (ms >= kLongestRRms) return 0;
+    return average.MeanRR(static_cast<short>(std::max<std::int64_t>(ms, kShortestRRms)));
+}
+
+short qzStressECGLib_MeanRRms(short s1, short s2, short s3) {
+    if (!g_RRdetect) return kNoBeat;
+    const int samples = g_RRdetect->QRSdetect(TruncateToInt(s1 * g_uVpb), TruncateToInt(s2 * g_uVpb),
+                                              TruncateToInt(s3 * g_uVpb));
+    return SteadyRRms(samples, g_fs, *g_hr);
+}
+
+void qzStressECGLib_InitMultiMeanRRms(short fs, short chn, short acFreq, double uVpb) {
+    m_mRRdetect.Init(fs, chn, acFreq, uVpb);
+}
+
+short qzStressECGLib_MultiMeanRRms(short* frame) {
+    if (m_mRRdetect.SamplingRate() < 1) return kNoBeat;
+    return SteadyRRms(m_mRRdetect.QRSdetect(frame), m_mRRdetect.SamplingRate(), m_mMidRR);
+}
+
+short qzStressECGLib_MultiMeanHR(short* frame) {
+    const short rrMs = qzStressECGLib_MultiMeanRRms(frame);
+    return rrMs < 1 ? rrMs : static_cast<short>(60000 / rrMs);
+}

@@ -1,0 +1,38 @@
+#include "core/filters/CHighpassFilter.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/Arithmetic.h"
+
+static constexpr double kPi = 3.141592653589793;
+// Close to 2 cos(pi / 8) / pi but not equal to it; results depend on these seven digits.
+static constexpr double kDamping = 0.5883003;
+static constexpr double kLowestCornerHz = 0.01;
+static constexpr double kSilence = 1e-100;
+
+CHighpassFilter::CHighpassFilter(double fc, int fs) { Init(std::max(kLowestCornerHz, fc), fs); }
+
+void CHighpassFilter::Init(double fc, int fs) {
+    const double r = fs / fc;
+    const double c = r / kPi;
+    const double c2 = c * c;
+    const double d = kDamping * r + 1 + c2;
+    m_section.b0 = c2 / d;
+    m_section.b1 = -2 * m_section.b0;
+    m_section.b2 = c2 / d;
+    m_section.a1 = (c * (-2) * c + 2) / d;
+    m_section.a2 = (-kDamping * r + 1 + c2) / d;
+    m_section.Fill(0);
+}
+
+void CHighpassFilter::InitialValue(double v) { m_section.Fill(v); }
+
+double CHighpassFilter::Filter(double x) {
+    double y = m_section.Output(x);
+    if (std::fabs(y) < kSilence) y = 0;
+    m_section.Shift(x, y);
+    return y;
+}
+
+int CHighpassFilter::Filter(int x) { return TruncateToInt(Filter(static_cast<double>(x))); }

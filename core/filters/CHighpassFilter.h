@@ -1,0 +1,26 @@
+// CHighpassFilter: second-order high-pass for one lead, one sample per call; takes out baseline wander.
+//
+// Bilinear transform with the small angle in place of the tangent: the corner is not pre-warped and is
+// exact only where fc is far below fs. Allocates nothing. One object belongs to one thread.
+#pragma once
+
+#include "core/filters/DirectForm1.h"
+
+class CHighpassFilter {
+public:
+    /// Corner fc in Hz, raised to 0.01 Hz when below, fs in samples per second; otherwise unchecked.
+    CHighpassFilter(double fc, int fs);
+    /// Computes the coefficients and clears the delay line.
+    /// Deliberate: does not raise the corner as the constructor does; fc = 0 gives non-finite coefficients.
+    void Init(double fc, int fs);
+    /// Fills the delay line, inputs and outputs alike, with v: the output then starts near v and decays.
+    void InitialValue(double v);
+    void InitialValue(int v) { InitialValue(static_cast<double>(v)); }
+    /// One step, in the unit of the input. An output smaller than 1e-100 becomes exactly 0, so that silence
+    /// decays to 0 and not into slow denormal numbers. The int form truncates its result toward zero.
+    double Filter(double x);
+    int Filter(int x);
+
+private:
+    DirectForm1 m_section;  // coefficients and delay line
+};

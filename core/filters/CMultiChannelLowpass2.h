@@ -1,0 +1,20 @@
+// CMultiChannelLowpass2: one CLowpassFilter2 per lead, on whole frames in place.
+// The constructor allocates; Filter does not. One object belongs to one thread.
+#pragma once
+
+#include <vector>
+
+#include "core/filters/CLowpassFilter2.h"
+
+class CMultiChannelLowpass2 {
+public:
+    /// Cutoff fc in Hz, fs in samples per second, chn leads; a count of 0 or below makes an empty bank.
+    CMultiChannelLowpass2(double fc, int fs, int chn);
+    /// New coefficients and cleared delay lines for every lead.
+    void Init(double fc, int fs);
+    /// One frame of chn samples. Results are truncated toward zero and stored with 16-bit wrapping.
+    void Filter(short* frame);
+
+private:
+    std::vector<CLowpassFilter2> m_filters;  // one per lead
+};

@@ -1,0 +1,24 @@
+// CQuorlMultiNotchFilter: the mains stage of the filter chain, one CQuorlNotchFilter per lead, on whole
+// frames in place. The constructor and Init allocate; Filter does not. One object belongs to one thread.
+#pragma once
+
+#include <vector>
+
+#include "core/filters/CQuorlNotchFilter.h"
+
+class CQuorlMultiNotchFilter {
+public:
+    /// No leads.
+    CQuorlMultiNotchFilter() = default;
+    /// Mains frequency and sampling rate in Hz, chn leads; a count of 0 or below makes an empty bank.
+    CQuorlMultiNotchFilter(int freq, int fs, int chn);
+    virtual ~CQuorlMultiNotchFilter() = default;
+    /// CQuorlNotchFilter::Init of every lead.
+    void Init(int freq, int fs);
+    /// One frame of chn samples. The 16-bit form stores its results with wrapping.
+    void Filter(int* frame);
+    void Filter(short* frame);
+
+private:
+    std::vector<CQuorlNotchFilter> m_filters;  // one per lead
+};

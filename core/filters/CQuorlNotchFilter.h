@@ -1,0 +1,34 @@
+// CQuorlNotchFilter: the mains comb for one stream at a rate that need not be a multiple of the mains
+// frequency. Where it is not, the stream is resampled to the next rate with an even number of samples per
+// mains period (60 Hz at 500 Hz: 600 Hz; at 250 Hz: 360 Hz), and one of the comb's results per input is
+// returned.
+//
+// The linear resampling takes its toll at low rates: 50 Hz at 360 Hz leaves a third of the tone, at 128 Hz
+// most of it. Delay as CBaseNotchFilter, plus one input sample where resampled. Only Init allocates. One
+// object belongs to one thread.
+#pragma once
+
+#include "core/filters/CBlNotchFilter.h"
+#include "core/filters/FreqInterpretate.h"
+
+class CQuorlNotchFilter {
+public:
+    /// Passes its input through until Init is called.
+    CQuorlNotchFilter() = default;
+    /// Mains frequency and sampling rate in Hz.
+    CQuorlNotchFilter(int freq, int fs) { Init(freq, fs); }
+    virtual ~CQuorlNotchFilter() = default;
+    /// Stores the arguments that are positive (the others keep what is stored) and starts anew. Without both
+    /// a frequency and a rate the input passes through.
+    void Init(int freq, int fs);
+    /// One sample in, one out, in the unit of the input. Where the stream is resampled the values are 16-bit:
+    /// x is wrapped to 16 bits.
+    int Filter(int x);
+
+private:
+    int m_freq = 0;            // mains frequency, Hz
+    int m_fs = 0;              // samples per second
+    bool m_bResample = false;  // the rate is no multiple of the frequency
+    CBlNotchFilter m_comb;
+    FreqInterpretate m_interpolator;
+};

@@ -1,0 +1,26 @@
+// DirectForm1: the second-order section that the low-pass, the high-pass and the notch share.
+//
+//   y[n] = b0 x[n] + b1 x[n-1] + b2 x[n-2] - a1 y[n-1] - a2 y[n-2]        (a0 = 1)
+//
+// The sum runs left to right: another grouping changes the last bit and, with it, some 16-bit outputs.
+// The owner computes the coefficients.
+#pragma once
+
+struct DirectForm1 {
+    double a1 = 0, a2 = 0;          // feedback
+    double b0 = 0, b1 = 0, b2 = 0;  // feed-forward
+    double x1 = 0, x2 = 0;          // x[n-1], x[n-2]
+    double y1 = 0, y2 = 0;          // y[n-1], y[n-2]
+
+    /// Sets the whole delay line, inputs and outputs alike, to v.
+    void Fill(double v) { x1 = x2 = y1 = y2 = v; }
+    /// The output for x; the delay line stays as it is until Shift.
+    double Output(double x) const { return b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2; }
+    /// Takes x and its output y into the delay line.
+    void Shift(double x, double y) {
+        x2 = x1;
+        x1 = x;
+        y2 = y1;
+        y1 = y;
+    }
+};

@@ -1,0 +1,33 @@
+// FreqInterpretate: linear up-sampling of one stream, sample by sample.
+//
+// Each input yields the outputs that fall between it and the input before. Time is counted in input
+// intervals: `phase` is where the next output lies, 0 the previous input, 1 the present one.
+// Delay: one input sample. Only Init allocates. One object belongs to one thread.
+#pragma once
+
+#include <vector>
+
+class FreqInterpretate {
+public:
+    /// No rates: one output per input, the input before. Needs no Init.
+    FreqInterpretate() { Init(0, 0); }
+    /// Rates in samples per second.
+    FreqInterpretate(int inRate, int outRate) { Init(inRate, outRate); }
+    virtual ~FreqInterpretate() = default;
+    /// Stores the rates that are positive (the others keep what is stored) and starts anew from a previous
+    /// input of 0. An output rate that is not above the input rate is replaced by the input rate.
+    void Init(int inRate, int outRate);
+    /// Takes one input and returns how many outputs GetData() now holds (at most ceil(outRate / inRate)).
+    /// Deliberate: the line runs from (phase, previous input) to (1, input), so that the first output of a
+    /// call is exactly the previous input. Outputs are truncated toward zero.
+    short CalculateReturnValues(short x);
+    /// The outputs of the last call, at least one slot; owned here, valid until the next Init.
+    short* GetData() { return m_output.data(); }
+
+private:
+    int m_inRate = 0, m_outRate = 0;  // samples per second
+    double m_previous = 0;            // the input before
+    double m_phase = 0;               // of the next output, in input intervals
+    double m_step = 1;                // between outputs, in input intervals
+    std::vector<short> m_output;      // as many slots as one input can fill
+};

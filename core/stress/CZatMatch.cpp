@@ -1,0 +1,340 @@
+#include "core/stress/CZatMatch.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "core/Arithmetic.h"
+
+static constexpr int kMaxTemplateMs = 800;
+static constexpr int kJOffsetMs = 6;
+static constexpr int kZeroWidthMs = 12;
+static constexpr std::size_t kSetTemplLeads = 12;
+static constexpr int kOldWeight = 9;  // of the template against 1 of the new beat
+static constexpr float kMsPerMinute = 60000.0F;
+static constexpr unsigned kReservedTopBits = 0xC000U;
+
+CZatMatch::CZatMatch(short fs, short chn, double uVpb, bool bMutex, short winMs) {
+    Create(fs, chn, uVpb, bMutex, winMs);
+}
+
+CZatMatch::~CZatMatch() { Delete(); }
+
+void CZatMatch::Create(short fs, short chn, double uVpb, bool bMutex, short winMs) {
+    Delete();
+    const std::size_t leads = ElementCount(chn);
+    m_jOffset = WrapToSample(MsToSamples(kJOffsetMs, fs));
+    m_zeroWidth = WrapToSample(MsToSamples(kZeroWidthMs, fs));
+    m_bMutex = bMutex;
+    m_fs = fs;
+    m_pTemplRxy = std::make_unique<std::unique_ptr<CZatTemplRxy>[]>(leads);
+    m_pTempl = std::make_unique<short*[]>(leads);
+    m_pRxy = std::make_unique<double[]>(leads);
+    m_pSTvalues = std::make_unique<STrecord[]>(leads);
+    for (std::size_t c = 0; c < leads; ++c) m_pTemplRxy[c] = std::make_unique<CZatTemplRxy>(fs, uVpb, winMs);
+    m_chn = chn;
+}
+
+short CZatMatch::Init() {
+    m_bInPeak = m_bMatched = false;
+    m_dExitThr = kRxyThreshold;
+    m_dPeakRxy = 0;
+    m_peakPos = m_waitLen = 0;
+    m_bMutex = false;
+    m_fs = m_chn = m_templLen = 0;
+    m_posR = m_posQ = m_posJ = 0;
+    m_postJms = CZatTemplRxy::kDefaultPostJms;
+    m_jOffset = m_zeroWidth = 0;
+    m_pTemplRxy.reset();
+    m_pTempl.reset();
+    m_pRxy.reset();
+    m_pSTvalues.reset();
+    return 0;
+}
+
+void CZatMatch::Delete() {
+    Barrier();
+    m_chn = 0;
+    m_pTemplRxy.reset();
+    m_pTempl.reset();
+    m_pRxy.reset();
+    m_pSTvalues.reset();
+}
+
+/// Waits until nobody holds the mutex.
+void CZatMatch::Barrier() {
+    if (!m_bMutex) return;
+    m_mutex.lock();
+    m_mutex.unlock();
+}
+
+/// Lead ch, or null outside the leads.
+CZatTemplRxy* CZatMatch::Lead(short ch) const {
+    return ch >= 0 && ch < m_chn ? m_pTemplRxy[static_cast<std::size_t>(ch)].get() : nullptr;
+}
+
+short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ, short& posJ,
+                             short postJms) {
+    Barrier();
+    if (templ == nullptr || !m_pTempl || std::find(templ, templ + m_chn, nullptr) != templ + m_chn)
+        return nullptr;
+
+    len = std::max(len, short{0});
+    int R = posR > 0 && posR < len ? posR : (posQ + posJ) / 2;
+    R = FindQrsMaximum(templ, len, R, posQ, posJ);
+    R = FindSteepestUpstroke(templ, len, R, posQ);
+
+    int start = 0;
+    const int maxLen = std::max(MsToSamples(kMaxTemplateMs, m_fs), 0);
+    if (len > maxLen) {
+        start = R - (2 * maxLen) / 5;
+        if (start > 0 && start + maxLen > len) start = len - maxLen;
+        start = std::max(start, 0);
+        len = WrapToSample(maxLen);
+    }
+    posR = m_posR = WrapToSample(R - start);
+    posQ = m_posQ = WrapToSample(posQ - start - m_zeroWidth);
+    posJ = m_posJ = WrapToSample(posJ - start);
+    m_postJms = postJms;
+    m_templLen = len;
+    for (std::size_t c = 0; c < Leads(); ++c)
+        m_pTempl[c] = m_pTemplRxy[c]->InitTempl(templ[c] + start, m_templLen, m_posR, m_posQ, m_posJ,
+                                                m_postJms, m_zeroWidth, m_jOffset);
+    m_dPeakRxy = 0;
+    m_peakPos = 0;
+    m_waitLen = m_templLen - m_posR - (m_chn > 0 ? m_pTemplRxy[0]->WindowLength() / 2 : 0);
+    return m_pTempl.get();
+}
+
+/// The index of the highest sample from Q up to J, the first of equals. The place found in one lead is where
+/// the next lead has to be higher. Searches inside the template only.
+int CZatMatch::FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const {
+    if (len == 0) return posR;
+    int R = std::clamp(posR, 0, len - 1);
+    for (std::size_t c = 0; c < Leads(); ++c)
+        for (int i = std::max(posQ, 0); i < std::min(posJ, len); ++i)
+            if (templ[c][i] > templ[c][R]) R = i;
+    return R;
+}
+
+/// The index of the steepest upstroke from after Q up to posMax, the first of equals: the fiducial point.
+/// Leads follow each other as in FindQrsMaximum; before the template's first sample the signal counts as
+/// flat.
+int CZatMatch::FindSteepestUpstroke(const short* const* templ, int len, int posMax, int posQ) const {
+    if (len == 0) return posMax;
+    int R = posMax;
+    for (std::size_t c = 0; c < Leads(); ++c) {
+        const auto rise = [t = templ[c]](int i) { return i > 0 ? t[i] - t[i - 1] : 0; };
+        for (int i = std::max(posQ + 1, 0); i <= posMax; ++i)
+            if (rise(i) > rise(R)) R = i;
+    }
+    return R;
+}
+
+const std::unique_ptr<CZatTemplRxy>* CZatMatch::SetTempl(short** templ) {
+    Barrier();
+    if (templ == nullptr) return m_pTemplRxy.get();
+    for (std::size_t c = 0; c < std::min(Leads(), kSetTemplLeads); ++c)
+        if (templ[c] != nullptr) m_pTemplRxy[c]->SetMeasurementCopy(templ[c]);
+    return m_pTemplRxy.get();
+}
+
+void CZatMatch::ZeroV() {
+    Barrier();
+    for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->ZeroV();
+}
+
+const double* CZatMatch::rxy(const short* frame) {
+    Barrier();
+    if (frame == nullptr) return nullptr;
+    for (std::size_t c = 0; c < Leads(); ++c) m_pRxy[c] = m_pTemplRxy[c]->rxy(frame[c]);
+    return m_pRxy.get();
+}
+
+short** CZatMatch::match(const short* frame) {
+    Barrier();
+    if (frame == nullptr || m_chn == 0 || m_pTemplRxy[0]->Length() == 0) return nullptr;
+    rxy(frame);
+    // Where channel 0's next sample goes, that is where the oldest one stands; all rings advance together.
+    const int pos = m_pTemplRxy[0]->RingPos();
+
+    if (m_bMatched) {
+        int passed = pos - m_peakPos;
+        if (passed < 0) passed += m_templLen;
+        if (passed < m_waitLen) return nullptr;
+        FoldBeat(pos);
+        m_bMatched = false;
+        return m_pTempl.get();
+    }
+    const Vote vote = CountMatches();
+    if (m_bInPeak || SearchPeak(vote, pos)) FollowPeak(vote, pos);
+    return nullptr;
+}
+
+/// The leads that correlate well enough; NaN (a flat lead) never does.
+CZatMatch::Vote CZatMatch::CountMatches() const {
+    Vote vote;
+    for (std::size_t c = 0; c < Leads(); ++c) {
+        if (!(m_pRxy[c] >= kRxyThreshold)) continue;
+        ++vote.leads;
+        vote.sum += m_pRxy[c];
+    }
+    return vote;
+}
+
+/// Opens a peak where more than half of the leads match. The exit threshold shrinks with their share.
+bool CZatMatch::SearchPeak(const Vote& vote, int pos) {
+    if (vote.leads <= m_chn / 2) return false;
+    m_bInPeak = true;
+    m_dExitThr = vote.leads * kRxyThreshold / m_chn;
+    m_dPeakRxy = vote.sum / vote.leads;
+    m_peakPos = pos;
+    return true;
+}
+
+/// Keeps the best place of the running peak, or ends it.
+void CZatMatch::FollowPeak(const Vote& vote, int pos) {
+    if (vote.leads > m_chn / 2) {
+        const double mean = vote.sum / vote.leads;
+        if (mean > m_dPeakRxy) {
+            m_dPeakRxy = mean;
+            m_peakPos = pos;
+            return;
+        }
+        if (mean >= m_dExitThr) return;
+    }
+    m_bInPeak = false;
+    m_bMatched = true;
+}
+
+/// Averages the beat in the rings, whose oldest sample stands at pos, into the template, shifts the template
+/// so that its fiducial point stays at R, and renews what is measured on it.
+void CZatMatch::FoldBeat(int pos) {
+    const int posMax = AverageBeat(pos);
+    Realign(FindSteepestUpstroke(m_pTempl.get(), m_templLen, posMax, m_posQ) - m_posR);
+    for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->AdoptTempl();
+}
+
+/// Returns the index of the QRS maximum, between Q and J, both excluded.
+/// Deliberate: it is sought while the average is made, so that a sample is compared with a later one as that
+/// stood before this beat.
+int CZatMatch::AverageBeat(int pos) {
+    int R = std::clamp<int>(m_posR, 0, m_templLen - 1);
+    for (std::size_t c = 0; c < Leads(); ++c) {
+        short* t = m_pTempl[c];
+        const short* ring = m_pTemplRxy[c]->Ring();
+        int slot = pos;
+        for (int i = 0; i < m_templLen; ++i) {
+            t[i] = WrapToSample((ring[slot] + kOldWeight * t[i]) / (kOldWeight + 1));
+            if (m_posQ < i && i < m_posJ && t[i] > t[R]) R = i;
+            if (++slot == m_templLen) slot = 0;
+        }
+    }
+    return R;
+}
+
+/// Shifts every lead by `shift` samples toward its beginning (negative: toward its end).
+/// Deliberate: the vacated end keeps its old samples.
+void CZatMatch::Realign(int shift) {
+    if (shift <= -m_templLen || shift >= m_templLen) return;
+    for (std::size_t c = 0; c < Leads(); ++c) {
+        short* t = m_pTempl[c];
+        if (shift > 0)
+            std::copy(t + shift, t + m_templLen, t);
+        else if (shift < 0)
+            std::copy_backward(t, t + m_templLen + shift, t + m_templLen);
+    }
+}
+
+short CZatMatch::SetPostJms(short ms) {
+    Barrier();
+    m_postJms = ms;
+    for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->SetPostJms(ms);
+    return m_chn;
+}
+
+short CZatMatch::GetPos(short& posR, short& posQ, short& posJ, short& postJms) {
+    Barrier();
+    posR = m_posR;
+    posQ = m_posQ;
+    posJ = m_posJ;
+    postJms = m_postJms;
+    return m_templLen;
+}
+
+short CZatMatch::SetPos(short posQ, short posJ) {
+    Barrier();
+    m_posQ = posQ;
+    m_posJ = posJ;
+    for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->SetPos(posQ, posJ);
+    return m_chn;
+}
+
+short CZatMatch::SetPos(short posR, short posQ, short posJ) {
+    Barrier();
+    m_posR = posR;
+    m_posQ = posQ;
+    m_posJ = posJ;
+    for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->SetPos(posR, posQ, posJ);
+    return m_chn;
+}
+
+float CZatMatch::STslope(short ch, short ms) {
+    Barrier();
+    const CZatTemplRxy* lead = Lead(ch);
+    return lead != nullptr ? lead->STslope(ms) : 0.0F;
+}
+
+short CZatMatch::uvSTvalue(short ch, short ms) {
+    Barrier();
+    const CZatTemplRxy* lead = Lead(ch);
+    return lead != nullptr ? lead->uvSTvalue(ms) : short{0};
+}
+
+short CZatMatch::JuV(short ch) {
+    Barrier();
+    const CZatTemplRxy* lead = Lead(ch);
+    return lead != nullptr ? lead->JuV() : short{0};
+}
+
+short CZatMatch::RuV(short ch) {
+    Barrier();
+    const CZatTemplRxy* lead = Lead(ch);
+    return lead != nullptr ? lead->RuV() : short{0};
+}
+
+short CZatMatch::uvDeltaSTvalue(short ch, short ms) {
+    Barrier();
+    const CZatTemplRxy* lead = Lead(ch);
+    return lead != nullptr ? WrapToSample(lead->uvSTvalue(ms) - lead->ReferenceSTuV()) : short{0};
+}
+
+short CZatMatch::JuVDelta(short ch) {
+    Barrier();
+    const CZatTemplRxy* lead = Lead(ch);
+    return lead != nullptr ? WrapToSample(lead->JuV() - lead->ReferenceJuV()) : short{0};
+}
+
+float CZatMatch::STHRindex(float uv, short rrMs) const { return uv * rrMs / kMsPerMinute; }
+
+long CZatMatch::Samples2ms(long n) const { return static_cast<long>(SamplesToMs(n, m_fs)); }
+
+long CZatMatch::ms2Samples(long ms) const { return m_fs * ms / 1000; }
+
+STrecord* CZatMatch::STvalues(short rrMs) {
+    Barrier();
+    for (short c = 0; c < m_chn; ++c) {
+        STrecord& record = m_pSTvalues[static_cast<std::size_t>(c)];
+        record.RuV = RuV(c);
+        record.JuV = JuV(c);
+        record.STuV = uvSTvalue(c, -1);
+        record.STslope = STslope(c, -1);
+        record.STHRindex = STHRindex(record.STuV, rrMs);
+        record.reserved = static_cast<std::uint16_t>(record.reserved & kReservedTopBits);
+    }
+    return m_pSTvalues.get();
+}
+
+STrecord* CZatMatch::GetSTvalues() {
+    Barrier();
+    return m_pSTvalues.get();
+}

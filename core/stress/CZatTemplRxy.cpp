@@ -1,0 +1,181 @@
+#include "core/stress/CZatTemplRxy.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "core/Arithmetic.h"
+
+short CZatTemplRxy::Create(short fs, double uVpb, short winMs) {
+    const short winLen = WrapToSample(std::max(MsToSamples(winMs, fs), 0));
+    if (winLen != m_winLen) Delete();
+    m_uVpb = uVpb;
+    m_fs = fs;
+    m_winLen = winLen;
+    m_diffPos = m_winStart = 0;
+    m_bFull = false;
+    const auto length = static_cast<std::size_t>(winLen);
+    m_templDiff.resize(length);
+    m_diffRing.resize(2 * length);
+    m_prev = m_zero = 0;
+    m_dSaa = m_dDiffSum = 0;
+    return 0;
+}
+
+short CZatTemplRxy::Init() {
+    Delete();
+    DeleteTempl();
+    m_STuv0 = m_JuV0 = 0;
+    m_fs = 0;
+    m_posR = m_posQ = m_posJ = 0;
+    m_postJms = kDefaultPostJms;
+    m_jOffset = m_zeroWidth = m_zero = 0;
+    m_uVpb = 0;
+    m_bFull = false;
+    m_prev = 0;
+    m_winStart = m_diffPos = 0;
+    m_dSaa = m_dDiffSum = 0;
+    return 0;
+}
+
+void CZatTemplRxy::Delete() {
+    m_winLen = 0;
+    m_templDiff.clear();
+    m_diffRing.clear();
+}
+
+void CZatTemplRxy::DeleteTempl() {
+    m_templLen = 0;
+    m_ringPos = 0;
+    m_templ.clear();
+    m_meas.clear();
+    m_ring.clear();
+}
+
+short* CZatTemplRxy::InitTempl(const short* templ, short len, short posR, short posQ, short posJ,
+                               short postJms, short zeroWidth, short jOffset) {
+    SetPos(posR, posQ, posJ);
+    m_postJms = postJms;
+    m_zeroWidth = zeroWidth;
+    m_jOffset = jOffset;
+    m_templLen = len;
+    m_winStart = m_posR - m_winLen / 2;
+    m_ringPos = 0;
+    m_templ.assign(templ, templ + len);
+    m_meas = m_templ;
+    m_ring = m_templ;
+    ZeroV();
+    Average();
+    m_STuv0 = uvSTvalue(-1);
+    m_JuV0 = JuV();
+    return Templ();
+}
+
+void CZatTemplRxy::SetMeasurementCopy(const short* samples) { m_meas.assign(samples, samples + m_templLen); }
+
+void CZatTemplRxy::AdoptTempl() {
+    m_meas = m_templ;
+    ZeroV();
+    Average();
+}
+
+/// Mean of the samples around Q.
+/// Deliberate: 2 (width / 4) samples are summed and divided by width / 2; the two agree only where the width
+/// is a multiple of 4. At 500 Hz (width 6) two samples are summed and divided by 3; at 250 Hz (width 3)
+/// nothing is summed and the level is 0. The sum is 16-bit and wraps. Under 167 Hz (width below 2) there is
+/// no divisor, and the level is 0.
+double CZatTemplRxy::ZeroV() {
+    const int half = m_zeroWidth / 4;
+    const int divisor = m_zeroWidth / 2;
+    m_zero = 0;
+    if (divisor == 0) return 0;
+    for (int i = m_posQ - half; i < m_posQ + half; ++i)
+        if (IsInside(i)) m_zero = WrapToSample(m_zero + m_meas[static_cast<std::size_t>(i)]);
+    m_zero = WrapToSample(m_zero / divisor);
+    return m_zero;
+}
+
+double CZatTemplRxy::Average() {
+    double sum = 0;
+    int i = m_winStart;
+    for (double& diff : m_templDiff) {
+        const auto at = static_cast<std::size_t>(i);
+        diff = IsInside(i) && IsInside(i - 1) ? m_meas[at] - m_meas[at - 1] : 0;
+        sum += diff;
+        ++i;
+    }
+    const double mean = sum / m_winLen;
+    m_dSaa = 0;
+    for (double& diff : m_templDiff) {
+        diff -= mean;
+        m_dSaa += diff * diff;
+    }
+    return m_winLen;
+}
+
+double CZatTemplRxy::rxy(short sample) {
+    if (m_winLen == 0 || m_templLen == 0) return 0;
+    const auto winLen = static_cast<std::size_t>(m_winLen);
+    double* oldest = m_diffRing.data() + m_diffPos;
+    oldest[0] = oldest[winLen] = sample - m_prev;
+    m_dDiffSum += oldest[0];
+    m_prev = sample;
+    if (++m_diffPos == m_winLen) m_diffPos = 0;
+
+    m_ring[static_cast<std::size_t>(m_ringPos)] = sample;
+    if (++m_ringPos == m_templLen) {
+        m_ringPos = 0;
+        m_bFull = true;
+    }
+    if (!m_bFull) return 0;
+
+    const double mean = m_dDiffSum / m_winLen;
+    const double* diffs = m_diffRing.data() + m_diffPos;
+    double sbb = 0, sab = 0;
+    for (std::size_t k = 0; k < winLen; ++k) {
+        const double b = diffs[k] - mean;
+        sbb += b * b;
+        sab += m_templDiff[k] * b;
+    }
+    m_dDiffSum -= diffs[0];
+    return (sab * sab) / (m_dSaa * sbb);
+}
+
+void CZatTemplRxy::SetPos(short posR, short posQ, short posJ) {
+    m_posR = posR;
+    SetPos(posQ, posJ);
+}
+
+void CZatTemplRxy::SetPos(short posQ, short posJ) {
+    m_posQ = posQ;
+    m_posJ = posJ;
+}
+
+short CZatTemplRxy::uvSTvalue(short ms) const { return m_posQ < 1 ? short{0} : LevelUv(STPoint(ms)); }
+
+short CZatTemplRxy::JuV() const { return m_posQ < 1 ? short{0} : LevelUv(JPoint()); }
+
+float CZatTemplRxy::STslope(short ms) const {
+    if (m_posJ < 1 || !IsInside(JPoint()) || !IsInside(STPoint(ms))) return 0;
+    const int rise =
+        m_meas[static_cast<std::size_t>(STPoint(ms))] - m_meas[static_cast<std::size_t>(JPoint())];
+    return static_cast<float>(rise * m_uVpb / (ms < 0 ? m_postJms : ms));
+}
+
+short CZatTemplRxy::RuV() const {
+    const int first = std::max<int>(m_posQ, 0);
+    const int end = std::min(m_posJ, m_templLen);
+    int highest = 0;
+    for (int i = first; i < end; ++i) highest = std::max<int>(highest, m_meas[static_cast<std::size_t>(i)]);
+    return TruncateToSample((highest - m_zero) * m_uVpb);
+}
+
+/// The sample at `index` against the zero level, uV; 0 outside the template.
+short CZatTemplRxy::LevelUv(int index) const {
+    if (!IsInside(index)) return 0;
+    return TruncateToSample((m_meas[static_cast<std::size_t>(index)] - m_zero) * m_uVpb);
+}
+
+int CZatTemplRxy::JPoint() const { return m_posJ + m_jOffset; }
+
+/// The ST point `ms` after the J point; a negative ms stands for the stored post-J time.
+int CZatTemplRxy::STPoint(int ms) const { return JPoint() + MsToSamples(ms < 0 ? m_postJms : ms, m_fs); }

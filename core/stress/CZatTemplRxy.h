@@ -1,0 +1,131 @@
+// CZatTemplRxy: one lead of the template matcher: its beat template, a sliding correlation of the incoming
+// signal with it, and the ST measurements on it.
+//
+// The template exists twice: the matching template, which CZatMatch averages new beats into and hands to the
+// host, and the measurement copy, which the correlation and the measurements read.
+//
+//   template  |------|==========R==========|--------------|   index 0 .. m_templLen - 1
+//               Q ...^ window: m_winLen first differences, centred on R     ... J ... ST point
+//
+// rxy is the squared correlation coefficient of the last m_winLen first differences of the signal with those
+// of the template, in [0, 1] and blind to polarity:
+//
+//   rxy = Sab^2 / (Saa Sbb)    a: template differences less their mean, b: incoming differences less theirs
+//
+// What lies outside the template contributes nothing: a difference is 0, a sample is left out of the zero
+// level, a point to measure gives 0.
+//
+// Cost of rxy: two multiplications and three additions per window sample. Create and InitTempl allocate, the
+// rest does not. One object belongs to one thread.
+#pragma once
+
+#include <vector>
+
+class CZatTemplRxy {
+public:
+    static constexpr short kDefaultPostJms = 60;
+
+    /// No rate, no template: every answer is 0.
+    CZatTemplRxy() = default;
+    /// As Create.
+    CZatTemplRxy(short fs, double uVpb, short winMs) { Create(fs, uVpb, winMs); }
+    virtual ~CZatTemplRxy() = default;
+    CZatTemplRxy(const CZatTemplRxy&) = delete;
+    CZatTemplRxy& operator=(const CZatTemplRxy&) = delete;
+
+    /// fs in samples per second, uVpb in microvolts per unit, winMs the correlation window in milliseconds.
+    /// Clears the correlation; a template that is there stays. Returns 0.
+    short Create(short fs, double uVpb, short winMs);
+    /// Back to the state of a fresh object. Returns 0.
+    short Init();
+    /// Releases the buffers of the correlation: rxy answers 0 until the next Create.
+    void Delete();
+    /// Releases the template: rxy and the measurements answer 0 until the next InitTempl.
+    void DeleteTempl();
+
+    /// Takes a beat of len samples (copied) with the fiducial point posR, posQ and posJ as indices into it,
+    /// the ST point postJms after J, and the widths of the zero level and of the J offset in samples.
+    /// Measures the zero level, the correlation reference and the reference ST and J levels. The incoming
+    /// differences, their sum and the count of samples seen go on as they are. Returns the matching template,
+    /// owned here, valid until an InitTempl with another length.
+    short* InitTempl(const short* templ, short len, short posR, short posQ, short posJ, short postJms,
+                     short zeroWidth, short jOffset);
+    /// Replaces the measurement copy by len() samples; nothing is recomputed.
+    void SetMeasurementCopy(const short* samples);
+    /// Takes the matching template over into the measurement copy and renews the zero level and the
+    /// correlation reference.
+    void AdoptTempl();
+    /// Renews the zero level from the measurement copy and returns it, in sample units.
+    double ZeroV();
+    /// Renews the correlation reference from the measurement copy. Returns the window length in samples.
+    double Average();
+    /// Takes the next sample of the signal and returns the squared correlation of the window that it ends;
+    /// 0 until a template's length of samples has been taken since Create; NaN where the signal or the
+    /// template is flat.
+    /// Deliberate: until then no difference leaves the running sum, so that the mean of the incoming
+    /// differences stays off by a constant afterwards.
+    double rxy(short sample);
+
+    /// ST level in uV against the zero level, ms after the J point (negative: the stored post-J time);
+    /// 0 where Q is below 1. As all uV results truncated toward zero and wrapped to 16 bits.
+    short uvSTvalue(short ms) const;
+    /// Level of the J point in uV against the zero level; 0 where Q is below 1.
+    short JuV() const;
+    /// Mean slope in uV per ms from the J point to the ST point ms later (negative: the stored post-J time);
+    /// 0 where J is below 1. With 0 ms it is NaN.
+    /// Deliberate: the guard is J here and Q for the levels.
+    float STslope(short ms) const;
+    /// R amplitude in uV: the largest sample from Q up to J, at least 0, less the zero level.
+    short RuV() const;
+    /// ST and J level of the template as it was handed to InitTempl, uV: the reference of the changes.
+    short ReferenceSTuV() const { return m_STuv0; }
+    short ReferenceJuV() const { return m_JuV0; }
+    /// Milliseconds from the J point to the ST point.
+    void SetPostJms(short ms) { m_postJms = ms; }
+    /// Moves the measuring positions; zero level and correlation window stay where they are.
+    void SetPos(short posR, short posQ, short posJ);
+    void SetPos(short posQ, short posJ);
+
+    /// The matching template, len() samples, owned here; null while there is none.
+    short* Templ() { return m_templ.empty() ? nullptr : m_templ.data(); }
+    int Length() const { return m_templLen; }
+    int WindowLength() const { return m_winLen; }
+    /// The ring of the last Length() samples: where the next one goes (the oldest one stands there), and the
+    /// slots themselves.
+    int RingPos() const { return m_ringPos; }
+    const short* Ring() const { return m_ring.data(); }
+
+private:
+    bool IsInside(int index) const { return index >= 0 && index < m_templLen; }
+    short LevelUv(int index) const;
+    int JPoint() const;
+    int STPoint(int ms) const;
+
+    short m_STuv0 = 0;                         // uV, reference ST level
+    short m_JuV0 = 0;                          // uV, reference J level
+    short m_fs = 0;                            // samples per second
+    short m_winLen = 0;                        // correlation window, samples
+    short m_templLen = 0;                      // samples
+    short m_posR = 0, m_posQ = 0, m_posJ = 0;  // template indices; Q lies 12 ms before the host's
+    short m_postJms = kDefaultPostJms;
+    short m_jOffset = 0;    // from J to the J point, samples
+    short m_zeroWidth = 0;  // of the zero level, samples
+    short m_zero = 0;       // zero (isoelectric) level, sample units
+    double m_uVpb = 0;      // microvolts per unit
+
+    std::vector<short> m_templ;  // matching template
+    std::vector<short> m_meas;   // measurement copy
+    std::vector<short> m_ring;   // the last m_templLen samples of the signal
+    int m_ringPos = 0;           // slot of m_ring that is written next
+    bool m_bFull = false;        // m_ring has filled once
+    short m_prev = 0;            // the sample before
+
+    int m_winStart = 0;               // template index of the first window sample
+    std::vector<double> m_templDiff;  // a: template differences over the window less their mean
+    double m_dSaa = 0;                // sum of a^2
+    // The last m_winLen incoming differences, each written twice, m_winLen slots apart, so that the window
+    // is one run of memory wherever it begins.
+    std::vector<double> m_diffRing;
+    int m_diffPos = 0;      // slot that is written next; after the write the oldest difference stands there
+    double m_dDiffSum = 0;  // of the differences in the window, but see rxy
+};
