@@ -26,11 +26,13 @@ void CZatMatch::Create(short fs, short chn, double uVpb, bool bMutex, short winM
     m_zeroWidth = WrapToSample(MsToSamples(kZeroWidthMs, fs));
     m_bMutex = bMutex;
     m_fs = fs;
-    m_pTemplRxy = std::make_unique<std::unique_ptr<CZatTemplRxy>[]>(leads);
     m_pTempl = std::make_unique<short*[]>(leads);
     m_pRxy = std::make_unique<double[]>(leads);
     m_pSTvalues = std::make_unique<STrecord[]>(leads);
-    for (std::size_t c = 0; c < leads; ++c) m_pTemplRxy[c] = std::make_unique<CZatTemplRxy>(fs, uVpb, winMs);
+    for (std::size_t c = 0; c < leads; ++c) {
+        m_leads.push_back(std::make_unique<CZatTemplRxy>(fs, uVpb, winMs));
+        m_pTemplRxy.push_back(m_leads.back().get());
+    }
     m_chn = chn;
 }
 
@@ -44,7 +46,8 @@ short CZatMatch::Init() {
     m_posR = m_posQ = m_posJ = 0;
     m_postJms = CZatTemplRxy::kDefaultPostJms;
     m_jOffset = m_zeroWidth = 0;
-    m_pTemplRxy.reset();
+    m_pTemplRxy.clear();
+    m_leads.clear();
     m_pTempl.reset();
     m_pRxy.reset();
     m_pSTvalues.reset();
@@ -54,7 +57,8 @@ short CZatMatch::Init() {
 void CZatMatch::Delete() {
     Barrier();
     m_chn = 0;
-    m_pTemplRxy.reset();
+    m_pTemplRxy.clear();
+    m_leads.clear();
     m_pTempl.reset();
     m_pRxy.reset();
     m_pSTvalues.reset();
@@ -69,7 +73,7 @@ void CZatMatch::Barrier() {
 
 /// Lead ch, or null outside the leads.
 CZatTemplRxy* CZatMatch::Lead(short ch) const {
-    return ch >= 0 && ch < m_chn ? m_pTemplRxy[static_cast<std::size_t>(ch)].get() : nullptr;
+    return ch >= 0 && ch < m_chn ? m_pTemplRxy[static_cast<std::size_t>(ch)] : nullptr;
 }
 
 short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ, short& posJ,
@@ -130,12 +134,12 @@ int CZatMatch::FindSteepestUpstroke(const short* const* templ, int len, int posM
     return R;
 }
 
-const std::unique_ptr<CZatTemplRxy>* CZatMatch::SetTempl(short** templ) {
+CZatTemplRxy* const* CZatMatch::SetTempl(short** templ) {
     Barrier();
-    if (templ == nullptr) return m_pTemplRxy.get();
+    if (templ == nullptr) return m_pTemplRxy.data();
     for (std::size_t c = 0; c < std::min(Leads(), kSetTemplLeads); ++c)
         if (templ[c] != nullptr) m_pTemplRxy[c]->SetMeasurementCopy(templ[c]);
-    return m_pTemplRxy.get();
+    return m_pTemplRxy.data();
 }
 
 void CZatMatch::ZeroV() {
@@ -146,7 +150,7 @@ void CZatMatch::ZeroV() {
 const double* CZatMatch::rxy(const short* frame) {
     Barrier();
     if (frame == nullptr) return nullptr;
-    for (std::size_t c = 0; c < Leads(); ++c) m_pRxy[c] = m_pTemplRxy[c]->rxy(frame[c]);
+    CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), frame, m_pRxy.get());
     return m_pRxy.get();
 }
 

@@ -23,6 +23,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "core/stress/CZatTemplRxy.h"
 
@@ -74,7 +75,7 @@ public:
     /// (the template's length each). Matching templates, zero levels and the correlation stay. A null templ
     /// or lead is left out. Returns the leads.
     /// Deliberate: 12 leads whatever their number.
-    const std::unique_ptr<CZatTemplRxy>* SetTempl(short** templ);
+    CZatTemplRxy* const* SetTempl(short** templ);
     /// Renews the zero level of every lead from its measurement copy.
     void ZeroV();
 
@@ -150,8 +151,9 @@ private:
     short m_jOffset = 0;    // 6 ms in samples: the J point is read so long after J
     short m_zeroWidth = 0;  // 12 ms in samples: width of the zero level, and the shift of Q
 
-    // One element per lead; null before Create.
-    std::unique_ptr<std::unique_ptr<CZatTemplRxy>[]> m_pTemplRxy;
+    // One element per lead; empty or null before Create.
+    std::vector<std::unique_ptr<CZatTemplRxy>> m_leads;
+    std::vector<CZatTemplRxy*> m_pTemplRxy;  // the same, as views
     std::unique_ptr<short*[]>
         m_pTempl;  // each lead's matching template, owned by the lead; null before InitTempl
     std::unique_ptr<double[]> m_pRxy;  // each lead's last correlation

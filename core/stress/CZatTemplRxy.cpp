@@ -113,11 +113,33 @@ double CZatTemplRxy::Average() {
 }
 
 double CZatTemplRxy::rxy(short sample) {
-    if (m_winLen == 0 || m_templLen == 0) return 0;
-    const auto winLen = static_cast<std::size_t>(m_winLen);
-    double* oldest = m_diffRing.data() + m_diffPos;
-    oldest[0] = oldest[winLen] = sample - m_prev;
-    m_dDiffSum += oldest[0];
+    double correlation = 0;
+    CZatTemplRxy* lead = this;
+    if (Take(sample)) Correlate<1>(&lead, &correlation);
+    return correlation;
+}
+
+void CZatTemplRxy::rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
+                       double* correlations) {
+    std::size_t c = 0;
+    for (; c + kSideBySide <= count; c += kSideBySide) {
+        bool ready = true;
+        for (std::size_t n = c; n < c + kSideBySide; ++n) {
+            ready = leads[n]->Take(samples[n]) && ready;
+            correlations[n] = 0;
+        }
+        if (ready) Correlate<kSideBySide>(leads + c, correlations + c);
+    }
+    for (; c < count; ++c) correlations[c] = leads[c]->rxy(samples[c]);
+}
+
+/// Stores the next sample and its difference to the one before. True once a template's length of samples has
+/// been stored.
+bool CZatTemplRxy::Take(short sample) {
+    if (m_winLen == 0 || m_templLen == 0) return false;
+    double* slot = m_diffRing.data() + m_diffPos;
+    slot[0] = slot[m_winLen] = sample - m_prev;
+    m_dDiffSum += slot[0];
     m_prev = sample;
     if (++m_diffPos == m_winLen) m_diffPos = 0;
 
@@ -126,18 +148,33 @@ double CZatTemplRxy::rxy(short sample) {
         m_ringPos = 0;
         m_bFull = true;
     }
-    if (!m_bFull) return 0;
+    return m_bFull;
+}
 
-    const double mean = m_dDiffSum / m_winLen;
-    const double* diffs = m_diffRing.data() + m_diffPos;
-    double sbb = 0, sab = 0;
-    for (std::size_t k = 0; k < winLen; ++k) {
-        const double b = diffs[k] - mean;
-        sbb += b * b;
-        sab += m_templDiff[k] * b;
+/// The correlations of N leads that have just taken a sample, and drops their oldest difference from the
+/// running sum. Every sum adds its terms from the oldest to the newest, each lead for itself.
+template <std::size_t N>
+void CZatTemplRxy::Correlate(CZatTemplRxy* const* leads, double* correlations) {
+    const double* templDiffs[N];
+    const double* diffs[N];
+    double mean[N], sbb[N] = {}, sab[N] = {};
+    for (std::size_t n = 0; n < N; ++n) {
+        templDiffs[n] = leads[n]->m_templDiff.data();
+        diffs[n] = leads[n]->m_diffRing.data() + leads[n]->m_diffPos;
+        mean[n] = leads[n]->m_dDiffSum / leads[n]->m_winLen;
     }
-    m_dDiffSum -= diffs[0];
-    return (sab * sab) / (m_dSaa * sbb);
+    const std::size_t winLen = leads[0]->m_templDiff.size();
+    for (std::size_t k = 0; k < winLen; ++k) {
+        for (std::size_t n = 0; n < N; ++n) {
+            const double b = diffs[n][k] - mean[n];
+            sbb[n] += b * b;
+            sab[n] += templDiffs[n][k] * b;
+        }
+    }
+    for (std::size_t n = 0; n < N; ++n) {
+        leads[n]->m_dDiffSum -= diffs[n][0];
+        correlations[n] = (sab[n] * sab[n]) / (leads[n]->m_dSaa * sbb[n]);
+    }
 }
 
 void CZatTemplRxy::SetPos(short posR, short posQ, short posJ) {

@@ -19,6 +19,7 @@
 // rest does not. One object belongs to one thread.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 class CZatTemplRxy {
@@ -65,6 +66,11 @@ public:
     /// Deliberate: until then no difference leaves the running sum, so that the mean of the incoming
     /// differences stays off by a constant afterwards.
     double rxy(short sample);
+    /// rxy of `count` leads with one sample each, bit for bit; the correlations are written in lead order.
+    /// The leads have the same window and template length and have taken the same number of samples. It is
+    /// the faster form: the sums of one lead wait for each other, those of different leads do not.
+    static void rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
+                    double* correlations);
 
     /// ST level in uV against the zero level, ms after the J point (negative: the stored post-J time);
     /// 0 where Q is below 1. As all uV results truncated toward zero and wrapped to 16 bits.
@@ -96,6 +102,11 @@ public:
     const short* Ring() const { return m_ring.data(); }
 
 private:
+    static constexpr std::size_t kSideBySide = 4;  // leads whose sums fit into the registers together
+
+    bool Take(short sample);
+    template <std::size_t N>
+    static void Correlate(CZatTemplRxy* const* leads, double* correlations);
     bool IsInside(int index) const { return index >= 0 && index < m_templLen; }
     short LevelUv(int index) const;
     int JPoint() const;
