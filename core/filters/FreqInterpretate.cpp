@@ -10,17 +10,17 @@ static constexpr double kIntervalEnd = 0.999999;
 void FreqInterpretate::Init(int inRate, int outRate) {
     if (inRate > 0) m_inRate = inRate;
     if (outRate > 0) m_outRate = outRate;
-    std::size_t capacity = 1;
+    int mostOutputs = 1;
     m_step = 1;
     if (m_inRate < 1 || m_outRate <= m_inRate) {
         m_outRate = m_inRate;
     } else {
         m_step = static_cast<double>(m_inRate) / m_outRate;
-        capacity = static_cast<std::size_t>(TruncateToInt(1 / m_step)) + (m_outRate % m_inRate != 0 ? 1 : 0);
+        mostOutputs = m_outRate / m_inRate + (m_outRate % m_inRate != 0 ? 1 : 0);
     }
     m_previous = 0;
     m_phase = 0;
-    m_output.resize(capacity);
+    m_output.resize(static_cast<std::size_t>(mostOutputs));
 }
 
 short FreqInterpretate::CalculateReturnValues(short x) {

@@ -46,6 +46,7 @@ void CZatTemplRxy::Delete() {
 void CZatTemplRxy::DeleteTempl() {
     m_templLen = 0;
     m_ringPos = 0;
+    m_zero = 0;
     m_templ.clear();
     m_meas.clear();
     m_ring.clear();

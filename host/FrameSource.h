@@ -1,0 +1,27 @@
+// FrameSource: a recording (or a simulation) as the library wants it, one frame of 16-bit samples at a time.
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// Facts that hold for a whole recording.
+struct SourceInfo {
+    std::string name;                // record name, for messages and headings
+    int fs = 0;                      // samples per second and lead
+    double uVpb = 0;                 // microvolts per unit, the same for every lead
+    std::vector<std::string> leads;  // lead names in frame order
+    long long frames = 0;            // frames announced; 0 where the source does not know
+};
+
+/// Reads forward only. One object belongs to one thread.
+class FrameSource {
+public:
+    virtual ~FrameSource() = default;
+    virtual const SourceInfo& Info() const = 0;
+    /// Fills `frame` with one sample per lead, Info().leads.size() in all. False at the end of the source:
+    /// `frame` is then unspecified.
+    virtual bool Read(short* frame) = 0;
+    /// What the reader had to say about its data so far (an early end, samples clipped), one line each, empty
+    /// when all is well. Complete once Read has returned false.
+    virtual std::vector<std::string> Warnings() const { return {}; }
+};

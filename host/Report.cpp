@@ -1,0 +1,140 @@
+#include "host/Report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kLeadsPerTable = 12;
+constexpr int kTimeWidth = 6;
+constexpr int kRateWidth = 10;
+constexpr int kLeadWidth = 6;
+constexpr int kSlopeWidth = 7;  // "uV/ms" and a gap
+constexpr int kFigureWidth = 13;
+
+// Right-aligned. A figure that is too long widens its column rather than lose a digit.
+std::string Cell(const std::string& text, int width) {
+    const auto wanted = static_cast<std::size_t>(width);
+    return std::string(wanted > text.size() ? wanted - text.size() : 0, ' ') + text;
+}
+
+// The start of a lead's name, as much as leaves a gap beside it.
+std::string NameCell(const std::string& lead, int width) {
+    return Cell(lead.substr(0, static_cast<std::size_t>(width - 1)), width);
+}
+
+std::string Number(double value, int decimals) {
+    if (std::isnan(value)) return "-";
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    const bool bNegativeZero =
+        text[0] == '-' && std::string(text).find_first_not_of("-0.") == std::string::npos;
+    return bNegativeZero ? text + 1 : text;
+}
+
+// Minutes and seconds, "12:05".
+std::string Clock(double seconds) {
+    const long whole = std::lround(std::max(0.0, seconds));
+    char text[32];
+    std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60);
+    return text;
+}
+
+// One quantity of all leads over time.
+struct Quantity {
+    const char* title;
+    const char* unit;
+    int width;
+    int decimals;
+    std::vector<double> MinuteRow::*values;
+};
+
+void PrintTrend(std::ostream& out, const StressResult& result, const std::vector<MinuteRow>& rows,
+                const Quantity& quantity) {
+    const std::vector<std::string>& leads = result.source.leads;
+    for (std::size_t first = 0; first < leads.size(); first += kLeadsPerTable) {
+        const std::size_t end = std::min(leads.size(), first + kLeadsPerTable);
+        out << "\n" << quantity.title << "\n" << Cell("from", kTimeWidth) << Cell("HR", kRateWidth);
+        for (std::size_t lead = first; lead < end; ++lead) out << NameCell(leads[lead], quantity.width);
+        out << "\n" << Cell("min:s", kTimeWidth) << Cell("beats/min", kRateWidth);
+        for (std::size_t lead = first; lead < end; ++lead) out << Cell(quantity.unit, quantity.width);
+        out << "\n";
+        for (const MinuteRow& row : rows) {
+            out << Cell(Clock(row.minute * 60.0), kTimeWidth) << Cell(Number(row.bpm, 1), kRateWidth);
+            for (std::size_t lead = first; lead < end; ++lead)
+                out << Cell(Number((row.*quantity.values)[lead], quantity.decimals), quantity.width);
+            out << "\n";
+        }
+    }
+}
+
+void PrintLearned(std::ostream& out, const StressResult& result) {
+    const LearnedBeat& learned = result.learned;
+    const BeatPositionsMs& at = result.positions;
+    out << "Averaged beat: learned from " << learned.beatsUsed << " of " << learned.beatsFound << " beats in "
+        << Number(result.learnedFromSeconds, 0) << " s, correlation " << Number(learned.likeness, 3) << "\n"
+        << "  Q onset " << Number(at.q, 0) << " ms, R upstroke " << Number(at.r, 0) << " ms, J point "
+        << Number(at.j, 0) << " ms from its start; QRS " << Number(at.j - at.q, 0) << " ms; length "
+        << Number(at.length, 0) << " ms\n";
+    std::string unusable;
+    for (std::size_t lead = 0; lead < learned.usable.size(); ++lead) {
+        if (!learned.usable[lead]) unusable += " " + result.source.leads[lead];
+    }
+    if (!unusable.empty()) out << "  Leads too noisy or off while learning:" << unusable << "\n";
+}
+
+void PrintExtremes(std::ostream& out, const StressResult& result) {
+    const std::vector<LeadExtremes> extremes = FindExtremes(result);
+    if (extremes.empty()) return;
+    out << "\nExtremes of the ST level\n"
+        << Cell("lead", kTimeWidth) << Cell("lowest", kFigureWidth) << Cell("at", kFigureWidth)
+        << Cell("highest", kFigureWidth) << Cell("at", kFigureWidth) << "\n"
+        << Cell("", kTimeWidth) << Cell("uV", kFigureWidth) << Cell("min:s", kFigureWidth)
+        << Cell("uV", kFigureWidth) << Cell("min:s", kFigureWidth) << "\n";
+    for (std::size_t lead = 0; lead < extremes.size(); ++lead) {
+        const LeadExtremes& e = extremes[lead];
+        out << NameCell(result.source.leads[lead], kTimeWidth) << Cell(Number(e.lowestUv, 0), kFigureWidth)
+            << Cell(Clock(e.lowestSeconds), kFigureWidth) << Cell(Number(e.highestUv, 0), kFigureWidth)
+            << Cell(Clock(e.highestSeconds), kFigureWidth) << "\n";
+    }
+}
+
+}  // namespace
+
+void PrintReport(std::ostream& out, const StressResult& result) {
+    out << result.source.name << ": " << result.source.leads.size() << " leads, " << result.source.fs
+        << " Hz, " << Clock(result.seconds) << " min:s\n"
+        << "Conditioning: " << result.conditioning << "; delay " << Number(result.delayMs, 0)
+        << " ms, taken off all times\n";
+    PrintLearned(out, result);
+
+    const std::vector<MinuteRow> rows = SummarizeMinutes(result);
+    const std::string level =
+        "ST level " + std::to_string(result.postJms) + " ms after J + 6 ms, median of the minute";
+    const std::string slope = "ST slope up to there, median of the minute";
+    PrintTrend(out, result, rows, {level.c_str(), "uV", kLeadWidth, 0, &MinuteRow::levelUv});
+    PrintTrend(out, result, rows, {slope.c_str(), "uV/ms", kSlopeWidth, 2, &MinuteRow::slopeUvPerMs});
+    PrintExtremes(out, result);
+    out << "\nBeats: " << result.beatsFound.size() << " found, " << result.beats.size()
+        << " folded into the averaged beat\n";
+}
+
+void PrintAccuracy(std::ostream& out, const StressResult& result, const Accuracy& accuracy) {
+    out << "\nDistance from the truth of the simulation\n"
+        << "  heart rate: median " << Number(accuracy.bpm.median, 2) << " beats/min, largest "
+        << Number(accuracy.bpm.maximum, 2) << " beats/min\n"
+        << Cell("lead", kTimeWidth) << Cell("ST level", kFigureWidth) << Cell("ST level", kFigureWidth)
+        << Cell("ST slope", kFigureWidth) << Cell("ST slope", kFigureWidth) << "\n"
+        << Cell("", kTimeWidth) << Cell("median uV", kFigureWidth) << Cell("largest uV", kFigureWidth)
+        << Cell("med. uV/ms", kFigureWidth) << Cell("larg. uV/ms", kFigureWidth) << "\n";
+    for (std::size_t lead = 0; lead < accuracy.levelUv.size(); ++lead) {
+        out << NameCell(result.source.leads[lead], kTimeWidth)
+            << Cell(Number(accuracy.levelUv[lead].median, 1), kFigureWidth)
+            << Cell(Number(accuracy.levelUv[lead].maximum, 1), kFigureWidth)
+            << Cell(Number(accuracy.slopeUvPerMs[lead].median, 3), kFigureWidth)
+            << Cell(Number(accuracy.slopeUvPerMs[lead].maximum, 3), kFigureWidth) << "\n";
+    }
+}

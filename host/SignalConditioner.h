@@ -1,0 +1,70 @@
+// SignalConditioner: makes the frames of a source fit for the library: drift and mains out, noise reduced,
+// one microvolt per unit, with a delay that is known.
+//
+//   source -> less the first frame -> [drift and mains, where not the comb] -> low-pass -> [comb] ->
+//   [smoother]
+//
+// Each lead's first sample is taken off all of its samples, as though the signal had always stood there, so
+// that no electrode offset has to settle first. Then
+// - mains of 50 Hz at a multiple of 50 Hz: the comb of the library's filter chain, which takes out every
+//   harmonic of the mains and the drift together;
+// - any other mains, or a rate at which the comb would have to resample (it is no comb for 60 Hz, and leaves
+//   a third of 50 Hz at 360 Hz): a notch, and a high-pass of 0.05 Hz against drift;
+// - no mains: the high-pass alone.
+// Comb and high-pass take the mean over some beats off each beat, more at a higher rate: as it is the same
+// for the PR segment and the ST segment, an ST level measured against the PR segment is free of it. The comb
+// also leaves a hundredth of each QRS every 20 ms around it; at a rate that stays the same these add up to 20
+// uV in ST at 150 beats per minute for an R of 1 mV.
+//
+// Delay: DelaySamples(), the same at all frequencies for comb and smoother and exact at low frequencies for
+// the low-pass; notch and high-pass add less than half a sample to a QRS.
+// Owns the one filter chain of the process: one object at a time. Allocates only in the constructor.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/filters/CHighpassFilter.h"
+#include "core/filters/CNotchFilter.h"
+#include "host/FrameSource.h"
+
+struct ConditionerOptions {
+    int mainsHz = 50;    // 50, 60 or 0 for none
+    int lowpassHz = 40;  // cutoff of the low-pass, 0 for none
+    int smooth = 0;      // strength of the adaptive smoother: 0 none, 1 or 2
+};
+
+class SignalConditioner {
+public:
+    static constexpr double kUvPerUnit = 1.0;  // of the conditioned samples
+
+    /// Throws HostError where the source's rate or the options are outside what the filters can do.
+    SignalConditioner(const SourceInfo& source, const ConditionerOptions& options);
+    ~SignalConditioner();
+    SignalConditioner(const SignalConditioner&) = delete;
+    SignalConditioner& operator=(const SignalConditioner&) = delete;
+
+    /// One frame in source units to one in kUvPerUnit; both hold one sample per lead and may be the same.
+    void Process(const short* frame, short* conditioned);
+
+    /// Conditioned frame n shows the input of frame n - DelaySamples().
+    int DelaySamples() const { return m_delaySamples; }
+    /// Conditioned frames before this one still carry the start of the filters.
+    int SettlingSamples() const { return m_settlingSamples; }
+    /// Samples so far that were beyond +-15 mV of their lead's first and were held there.
+    long long ClippedSamples() const { return m_clipped; }
+    /// The stages in words, for the report.
+    const std::string& Description() const { return m_description; }
+
+private:
+    int m_chn;
+    double m_uVpb;                         // microvolts per unit of the source
+    bool m_started = false;                // m_first holds the first frame
+    std::vector<double> m_first;           // first sample of each lead, microvolts
+    std::vector<CHighpassFilter> m_drift;  // one per lead, empty with the comb
+    std::vector<CNotchFilter> m_notch;     // one per lead, empty with the comb or without mains
+    int m_delaySamples = 0;
+    int m_settlingSamples = 0;
+    long long m_clipped = 0;
+    std::string m_description;
+};

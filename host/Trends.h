@@ -1,0 +1,77 @@
+// Trends: what an analysis has found over time, and the figures that a report makes of it.
+//
+// Seconds count from the first frame of the source, filter delays taken off. An ST value belongs to the time
+// of the R of the beat that was folded in last; as the engine averages over about ten beats and smooths over
+// five more, it follows a change some ten seconds late at rest.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/BeatLearner.h"
+#include "host/FrameSource.h"
+
+struct RateReading {
+    double seconds = 0;
+    double bpm = 0;  // beats per minute
+};
+
+/// The state of the averaged beat after one more beat, one value per lead in source order.
+struct STReading {
+    double seconds = 0;
+    std::vector<float> levelUv;
+    std::vector<float> slopeUvPerMs;
+};
+
+/// Positions in the averaged beat in milliseconds from its start, as the engine keeps them but for Q, which
+/// is the learned onset.
+struct BeatPositionsMs {
+    double length = 0, q = 0, r = 0, j = 0;
+};
+
+struct StressResult {
+    SourceInfo source;
+    std::string conditioning;  // filters in words
+    double delayMs = 0;        // of the filters, taken off all times
+    double seconds = 0;        // length of the source
+    int postJms = 0;           // ST is measured this long after J + 6 ms
+    LearnedBeat learned;
+    double learnedFromSeconds = 0;  // length of the stretch
+    BeatPositionsMs positions;
+    std::vector<RateReading> rates;
+    std::vector<STReading> beats;    // one for each beat folded in
+    std::vector<double> beatsFound;  // seconds of every beat that the heart rate was taken from
+    std::vector<std::string> warnings;
+};
+
+/// Medians over one minute; NaN where nothing was measured in it.
+struct MinuteRow {
+    int minute = 0;  // from `minute` to `minute` + 1 minutes
+    double bpm = 0;
+    std::vector<double> levelUv;
+    std::vector<double> slopeUvPerMs;
+};
+std::vector<MinuteRow> SummarizeMinutes(const StressResult& result);
+
+struct LeadExtremes {
+    double lowestUv = 0, lowestSeconds = 0;
+    double highestUv = 0, highestSeconds = 0;
+};
+/// One per lead; empty without a folded beat.
+std::vector<LeadExtremes> FindExtremes(const StressResult& result);
+
+struct ErrorSize {
+    double median = 0, maximum = 0;  // of the magnitude; NaN without readings
+};
+/// What the answers should have been at a time in seconds; leads in source order.
+struct Truth {
+    std::function<double(double seconds)> bpm;
+    std::function<double(int lead, double seconds)> levelUv;
+    std::function<double(int lead, double seconds)> slopeUvPerMs;
+};
+struct Accuracy {
+    ErrorSize bpm;
+    std::vector<ErrorSize> levelUv, slopeUvPerMs;  // per lead
+};
+Accuracy CompareWithTruth(const StressResult& result, const Truth& truth);

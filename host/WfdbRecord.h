@@ -1,0 +1,43 @@
+// WfdbRecord: a recording in the WFDB layout, a text header (.hea) beside one or more binary signal files.
+//
+//   microvolts = (stored sample - baseline) / gain * microvolts per physical unit
+//   sample     = microvolts / uVpb, rounded to the nearest whole number, halves away from zero
+//
+// The library knows one scale for all leads, a WFDB header one for each. uVpb is therefore chosen here: the
+// smallest of 1, 2, 5, 10, 20 and 50 at which every value that the header's ADC resolutions allow fits into
+// 16 bits.
+//
+// Signal formats 16, 80 and 212 with one sample per frame. Signals in a unit other than a voltage are not ECG
+// and are left out with a warning; skewed signals are brought back into step. Refused, with a HostError:
+// records of several segments, rates the analysis is not made for, uncalibrated ECG signals, signal files
+// outside the header's directory.
+//
+// Holds a buffer for each signal file, never a whole one: a record of 24 hours needs no more memory than one
+// of 10 seconds. The layout is described in header(5) and signal(5) of the WFDB Applications Guide.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/FrameSource.h"
+
+class WfdbRecord : public FrameSource {
+public:
+    /// Reads the header and opens the signal files. `record` is the path of the header, with or without
+    /// ".hea".
+    explicit WfdbRecord(const std::string& record);
+    ~WfdbRecord() override;
+
+    /// `frames` is what the header announces or, where it announces nothing, what the signal files hold.
+    const SourceInfo& Info() const override { return m_info; }
+    /// Throws HostError when a signal file cannot be read up to the length it had when it was opened.
+    bool Read(short* frame) override;
+    std::vector<std::string> Warnings() const override;
+
+private:
+    struct State;
+
+    SourceInfo m_info;
+    std::unique_ptr<State> m_state;  // never null
+};

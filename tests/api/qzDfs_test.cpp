@@ -1,0 +1,88 @@
+#include "api/qzDfs.h"
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <vector>
+
+#include "core/filters/CDoubleSampleRate.h"
+#include "tests/support/Signals.h"
+
+namespace {
+
+using Rows = std::vector<std::vector<short>>;
+
+class qzDfs : public testing::Test {
+protected:
+    ~qzDfs() override { qzDfs_destroy(); }
+};
+
+// Feeds full-scale noise on all leads but the first, which carries an ECG with isolated steps. Row 0 must
+// hold every lead's midpoints, row 1 the samples, as a doubler of 15 and 240 units gives them.
+void ExpectDoublesFromTheStart(short chn, unsigned seed) {
+    SCOPED_TRACE(testing::Message() << chn << " leads, seed " << seed);
+    const auto leads = static_cast<std::size_t>(chn);
+    auto x = RandomSamples(seed, leads * 600, 32768);
+    const auto ecg = SyntheticEcg(500, 1.2, 75, 1000);
+    for (std::size_t n = 0; n < 600; ++n)
+        x[n * leads] = static_cast<short>(ecg[n] + (n / 50 % 2 == 0 ? 0 : 300));
+    std::vector<CDoubleSampleRate> doublers(leads);
+    for (std::size_t n = 0; n < 600; ++n) {
+        Rows expected(2, std::vector<short>(leads));
+        for (std::size_t k = 0; k < leads; ++k) {
+            const short* pair = doublers[k].GetDoubleSampleRateData(x[n * leads + k]);
+            expected[0][k] = pair[0];
+            expected[1][k] = pair[1];
+        }
+        ASSERT_EQ(qzDfs_getData(&x[n * leads]), expected) << "frame " << n;
+    }
+}
+
+}  // namespace
+
+TEST_F(qzDfs, GivesMidpointsAndSamplesOfEveryLeadWhateverTheScale) {
+    for (const short chn : kChannelCounts)
+        for (const double uVpb : {1.0, 0.5, 4.88, 0.0, -1.0}) {
+            ASSERT_TRUE(qzDfs_create(chn, uVpb));
+            ExpectDoublesFromTheStart(chn, 131);
+        }
+}
+
+TEST_F(qzDfs, ReturnsRowsThatBelongToTheCaller) {
+    ASSERT_TRUE(qzDfs_create(1, 1.0));
+    short first = 100, second = -500;
+    const Rows rows = qzDfs_getData(&first);
+    qzDfs_getData(&second);
+    qzDfs_destroy();
+    EXPECT_EQ(rows, (Rows{{-6}, {0}}));
+    EXPECT_EQ(first, 100);  // the input frame is only read
+}
+
+TEST_F(qzDfs, WithoutADoublerOrAFrameThereAreNoRows) {
+    std::vector<short> frame(16, 100);
+    EXPECT_TRUE(qzDfs_getData(frame.data()).empty());
+    qzDfs_destroy();
+    ASSERT_TRUE(qzDfs_create(2, 1.0));
+    EXPECT_TRUE(qzDfs_getData(nullptr).empty());
+    ExpectDoublesFromTheStart(2, 132);  // the null frame was no step
+    qzDfs_destroy();
+    EXPECT_TRUE(qzDfs_getData(frame.data()).empty());
+    ASSERT_TRUE(qzDfs_create(16, 1.0));
+    ExpectDoublesFromTheStart(16, 133);
+    qzDfsDestroy();
+    qzDfsDestroy();
+    EXPECT_TRUE(qzDfs_getData(frame.data()).empty());
+}
+
+TEST_F(qzDfs, NoLeadsGiveTwoEmptyRowsAndANegativeCountFailsInTheAllocator) {
+    short frame[] = {1, 2};
+    ASSERT_TRUE(qzDfs_create(0, 1.0));
+    EXPECT_EQ(qzDfs_getData(frame), Rows(2));
+    for (const short chn : {short{-1}, short{-32768}}) {
+        ASSERT_TRUE(qzDfs_create(2, 1.0));
+        EXPECT_THROW(qzDfs_create(chn, 1.0), std::bad_alloc);
+        EXPECT_TRUE(qzDfs_getData(frame).empty());  // the earlier doubler is gone too
+    }
+    ASSERT_TRUE(qzDfs_create(3, 1.0));
+    ExpectDoublesFromTheStart(3, 134);
+}

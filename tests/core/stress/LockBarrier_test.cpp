@@ -1,0 +1,112 @@
+// The barrier of CZatMatch: a host's thread holds the mutex, and the engine's waits until it lets go.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "api/qzStressECGLib.h"
+#include "core/stress/CZatMatch.h"
+#include "tests/support/Beats.h"
+
+using namespace std::chrono_literals;
+
+/// Whether `call` waits while another thread holds `mutex`; it must go on afterwards in any case.
+static bool WaitsFor(std::mutex& mutex, const std::function<void()>& call) {
+    std::unique_lock hold(mutex);
+    std::promise<void> entered;
+    auto done = std::async(std::launch::async, [&] {
+        entered.set_value();
+        call();
+    });
+    entered.get_future().wait();
+    // What does not wait is done in microseconds; a call still out after 20 ms is waiting.
+    const bool waits = done.wait_for(20ms) == std::future_status::timeout;
+    hold.unlock();
+    EXPECT_EQ(done.wait_for(20s), std::future_status::ready);
+    return waits;
+}
+
+/// An engine with a template, and a call by name.
+struct BarrierTest : testing::Test {
+    explicit BarrierTest() : rows(MakeTemplate(500, 12, 400, 160)), frame(12, 100) {}
+    void Build(bool bMutex) {
+        engine = std::make_unique<CZatMatch>(short{500}, short{12}, 1.0, bMutex, short{280});
+        InitTempl();
+    }
+    void InitTempl() {
+        short len = 400, r = 0, q = 135, j = 185;
+        engine->InitTempl(rows.Pointers(), len, r, q, j, 60);
+    }
+    std::vector<std::pair<std::string, std::function<void()>>> Guarded() {
+        return {{"InitTempl", [this] { InitTempl(); }},
+                {"SetTempl", [this] { engine->SetTempl(rows.Pointers()); }},
+                {"ZeroV", [this] { engine->ZeroV(); }},
+                {"match", [this] { engine->match(frame.data()); }},
+                {"rxy", [this] { engine->rxy(frame.data()); }},
+                {"SetPostJms", [this] { engine->SetPostJms(60); }},
+                {"GetPos", [this] { engine->GetPos(position, position, position, position); }},
+                {"SetPos of two", [this] { engine->SetPos(130, 185); }},
+                {"SetPos of three", [this] { engine->SetPos(160, 130, 185); }},
+                {"STslope", [this] { engine->STslope(0, -1); }},
+                {"uvSTvalue", [this] { engine->uvSTvalue(0, -1); }},
+                {"JuV", [this] { engine->JuV(0); }},
+                {"uvDeltaSTvalue", [this] { engine->uvDeltaSTvalue(0, -1); }},
+                {"JuVDelta", [this] { engine->JuVDelta(0); }},
+                {"RuV", [this] { engine->RuV(0); }},
+                {"STvalues", [this] { engine->STvalues(800); }},
+                {"GetSTvalues", [this] { engine->GetSTvalues(); }},
+                {"a lead that is not there", [this] { engine->JuV(99); }},
+                {"Delete", [this] { engine->Delete(); }}};  // the last: nothing is left after it
+    }
+    TemplateRows rows;
+    std::vector<short> frame;
+    short position = 0;
+    std::unique_ptr<CZatMatch> engine;
+};
+
+TEST_F(BarrierTest, EveryGuardedMethodWaitsForTheHolder) {
+    Build(true);
+    for (const auto& [name, call] : Guarded()) EXPECT_TRUE(WaitsFor(engine->Mutex(), call)) << name;
+}
+
+TEST_F(BarrierTest, NothingWaitsWithoutTheLock) {
+    Build(false);
+    for (const auto& [name, call] : Guarded()) EXPECT_FALSE(WaitsFor(engine->Mutex(), call)) << name;
+}
+
+TEST_F(BarrierTest, ConversionsNeverWait) {
+    Build(true);
+    EXPECT_FALSE(WaitsFor(engine->Mutex(), [this] { engine->STHRindex(1, 800); }));
+    EXPECT_FALSE(WaitsFor(engine->Mutex(), [this] { engine->Samples2ms(1); }));
+    EXPECT_FALSE(WaitsFor(engine->Mutex(), [this] { engine->ms2Samples(1); }));
+}
+
+TEST_F(BarrierTest, NoMethodLeavesTheMutexLocked) {
+    Build(true);
+    for (const auto& [name, call] : Guarded()) {
+        call();
+        ASSERT_TRUE(engine->Mutex().try_lock()) << name;
+        engine->Mutex().unlock();
+    }
+}
+
+TEST_F(BarrierTest, TheFlatInterfaceTakesTheChoiceAtTheNextCreate) {
+    const auto match = [this] { qzStressECGLib_match(frame.data()); };
+    EXPECT_TRUE(qzStressECGLib_init(false));
+    qzStressECGLib_create(500, 12, 1.0);
+    EXPECT_TRUE(qzStressECGLib_init(true));
+    EXPECT_FALSE(WaitsFor(*qzStressECGLib_mutex(), match)) << "the running engine keeps its choice";
+    qzStressECGLib_create(500, 12, 1.0);
+    EXPECT_TRUE(WaitsFor(*qzStressECGLib_mutex(), match));
+    EXPECT_TRUE(WaitsFor(*qzStressECGLib_mutex(), [] { qzStressECGLib_uvSTvalue(); }));
+    EXPECT_FALSE(WaitsFor(*qzStressECGLib_mutex(), [] { qzStressECGLib_getTempl(); }));
+    EXPECT_FALSE(WaitsFor(*qzStressECGLib_mutex(), [] { qzStressECGLib_MeanRRms(1, 2, 3); }));
+    qzStressECGLib_destroy();
+    qzStressECGLib_init(false);
+}

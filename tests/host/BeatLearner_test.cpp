@@ -1,0 +1,197 @@
+#include "host/BeatLearner.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "host/SignalConditioner.h"
+#include "host/SimulatedTest.h"
+
+namespace {
+
+constexpr std::size_t kLeadII = 1, kLeadV1 = 6;
+
+// The first seconds of a simulated test after conditioning, leads interleaved.
+std::vector<short> ConditionedRest(const SimulatedTestOptions& options, double seconds) {
+    SimulatedTest source(options);
+    SignalConditioner conditioner(source.Info(), {});
+    std::vector<short> frame(SimulatedTest::kLeads), frames;
+    const auto settling = static_cast<double>(conditioner.SettlingSamples());
+    for (int i = 0; i < settling + seconds * options.fs && source.Read(frame.data()); ++i) {
+        conditioner.Process(frame.data(), frame.data());
+        if (i >= settling) frames.insert(frames.end(), frame.begin(), frame.end());
+    }
+    return frames;
+}
+
+std::vector<short> OnlyLeads(const std::vector<short>& frames, const std::vector<std::size_t>& leads) {
+    std::vector<short> picked;
+    for (std::size_t i = 0; i < frames.size(); i += SimulatedTest::kLeads) {
+        for (const std::size_t lead : leads) picked.push_back(frames[i + lead]);
+    }
+    return picked;
+}
+
+// Milliseconds from the R peak, which in lead II is the peak of the row between Q and J.
+struct Boundaries {
+    double q, j;
+};
+Boundaries FromRPeak(const LearnedBeat& beat, std::size_t row, int fs) {
+    const auto& samples = beat.rows[row];
+    const auto peak =
+        std::max_element(samples.begin() + beat.posQ, samples.begin() + beat.posJ) - samples.begin();
+    return {1000.0 * (beat.posQ - static_cast<double>(peak)) / fs,
+            1000.0 * (beat.posJ - static_cast<double>(peak)) / fs};
+}
+
+// One lead of beats with P, QRS and T at the given seconds; a wide one has no P and a broad QRS pointing
+// down.
+struct PlacedBeat {
+    double seconds;
+    bool bWide;
+};
+std::vector<short> BeatTrain(int fs, const std::vector<PlacedBeat>& beats) {
+    std::vector<short> samples(static_cast<std::size_t>((beats.back().seconds + 1.0) * fs));
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        double uV = 0;
+        for (const auto& [seconds, bWide] : beats) {
+            const double ms = 1000.0 * (static_cast<double>(i) / fs - seconds);
+            const auto wave = [ms](double height, double centre, double sigma) {
+                return height * std::exp(-0.5 * std::pow((ms - centre) / sigma, 2));
+            };
+            uV += bWide ? wave(-1200, 0, 25) + wave(500, 230, 50)
+                        : wave(120, -170, 22) + wave(1000, 0, 10) + wave(-200, 28, 9) + wave(280, 230, 40);
+        }
+        samples[i] = static_cast<short>(std::lround(uV));
+    }
+    return samples;
+}
+
+constexpr double kToleranceMs = 8.0;  // two readers of the same ECG differ by as much
+
+void ExpectTrueBoundaries(const LearnedBeat& beat, std::size_t rowOfLeadII, int fs) {
+    const Boundaries found = FromRPeak(beat, rowOfLeadII, fs);
+    EXPECT_NEAR(found.q, SimulatedTest::kQOnsetMs, kToleranceMs);
+    EXPECT_NEAR(found.j, SimulatedTest::kJMs, kToleranceMs);
+}
+
+}  // namespace
+
+TEST(BeatLearner, FindsQAndJOfTheSimulatedBeatAtEveryRate) {
+    for (const int fs : {250, 360, 500, 1000}) {
+        for (const std::uint64_t seed : {1U, 2U, 3U}) {
+            SCOPED_TRACE(std::to_string(fs) + " Hz, seed " + std::to_string(seed));
+            SimulatedTestOptions options;
+            options.fs = fs;
+            options.seed = seed;
+            const auto beat = BeatLearner(fs, SimulatedTest::kLeads).Learn(ConditionedRest(options, 10));
+            ASSERT_TRUE(beat);
+            EXPECT_TRUE(beat->confident);
+            EXPECT_GE(beat->beatsUsed, BeatLearner::kConfidentBeats);
+            EXPECT_EQ(std::count(beat->usable.begin(), beat->usable.end(), true), SimulatedTest::kLeads);
+            ExpectTrueBoundaries(*beat, kLeadII, fs);
+        }
+    }
+}
+
+TEST(BeatLearner, EctopicBeatsAndNoiseStayOutOfTheAverage) {
+    SimulatedTestOptions clean;
+    clean.muscleUv = clean.wanderUv = clean.mainsUv = clean.ectopySeconds = 0;
+    SimulatedTestOptions disturbed;
+    disturbed.ectopySeconds = 4;  // about every fifth beat is wide and early
+    disturbed.muscleUv = 120;     // 30 uV rms at rest
+    const BeatLearner learner(clean.fs, SimulatedTest::kLeads);
+    const auto expected = learner.Learn(ConditionedRest(clean, 20));
+    const auto beat = learner.Learn(ConditionedRest(disturbed, 20));
+    ASSERT_TRUE(expected);
+    ASSERT_TRUE(beat);
+    EXPECT_LT(beat->beatsUsed, beat->beatsFound - 2);
+    ExpectTrueBoundaries(*beat, kLeadII, clean.fs);
+    // Compared around the R peak, as the steepest place may differ by a sample. One ectopic beat of ten in
+    // the average would move V1 by more than 50 uV.
+    const auto peakOf = [](const LearnedBeat& b) {
+        return std::max_element(b.rows[kLeadII].begin() + b.posQ, b.rows[kLeadII].begin() + b.posJ) -
+               b.rows[kLeadII].begin();
+    };
+    const auto peak = peakOf(*beat), expectedPeak = peakOf(*expected);
+    for (int i = -30; i <= 60; ++i) {
+        for (const std::size_t lead : {kLeadII, kLeadV1}) {
+            const auto level = [&](const LearnedBeat& b, std::ptrdiff_t r) {
+                const auto& row = b.rows[lead];
+                return row[static_cast<std::size_t>(r + i)] - row[static_cast<std::size_t>(r - 30)];
+            };
+            ASSERT_NEAR(level(*beat, peak), level(*expected, expectedPeak), 40)
+                << "lead " << lead << " at " << i;
+        }
+    }
+}
+
+TEST(BeatLearner, NeitherWideNorEarlyBeatsEnterTheAverage) {
+    const int fs = 500;
+    std::vector<PlacedBeat> regular, withWide, withEarly;
+    int wide = 0, crowded = 0;
+    for (int i = 0; i < 30; ++i) {
+        const double seconds = 0.5 + 0.8 * i;
+        regular.push_back({seconds, false});
+        withWide.push_back({seconds, i % 3 == 2});
+        withEarly.push_back({seconds - (i % 5 == 4 ? 0.25 : 0.0), false});
+        wide += i % 3 == 2;
+        crowded += i % 5 == 4 ? 2 : 0;  // the early one and the one before it
+    }
+    const BeatLearner learner(fs, 1);
+    const auto expected = learner.Learn(BeatTrain(fs, regular));
+    ASSERT_TRUE(expected);
+    for (const auto& [train, disturbed] : {std::pair{withWide, wide}, std::pair{withEarly, crowded}}) {
+        const auto beat = learner.Learn(BeatTrain(fs, train));
+        ASSERT_TRUE(beat);
+        EXPECT_LE(beat->beatsUsed, 30 - disturbed);
+        EXPECT_GE(beat->beatsUsed, 30 - disturbed - 4);  // some at the ends of the stretch are left out
+        ASSERT_EQ(beat->length, expected->length);
+        EXPECT_EQ(beat->posQ, expected->posQ);
+        EXPECT_EQ(beat->posJ, expected->posJ);
+        for (std::size_t i = 0; i < beat->rows[0].size(); ++i)
+            ASSERT_NEAR(beat->rows[0][i], expected->rows[0][i], 3) << i;
+    }
+}
+
+TEST(BeatLearner, ALeadThatIsOffOrNoisyIsToldApart) {
+    const SimulatedTestOptions options;
+    const std::vector<short> rest = ConditionedRest(options, 12);
+    std::mt19937 random(5);
+    const auto disturb = [&](std::vector<short> frames, std::size_t chn, std::size_t lead, bool bNoise) {
+        for (std::size_t i = lead; i < frames.size(); i += chn)
+            frames[i] = bNoise ? static_cast<short>(static_cast<int>(random() % 3000U) - 1500) : short{0};
+        return frames;
+    };
+    for (const bool bNoise : {false, true}) {
+        SCOPED_TRACE(bNoise ? "noise, seed 5" : "off");
+        const auto twelve = BeatLearner(options.fs, 12).Learn(disturb(rest, 12, 3, bNoise));
+        const auto two =
+            BeatLearner(options.fs, 2).Learn(disturb(OnlyLeads(rest, {kLeadII, 7}), 2, 1, bNoise));
+        ASSERT_TRUE(twelve);
+        ASSERT_TRUE(two);
+        EXPECT_FALSE(twelve->usable[3]);
+        EXPECT_EQ(std::count(twelve->usable.begin(), twelve->usable.end(), true), 11);
+        EXPECT_EQ(two->usable, (std::vector<bool>{true, false}));
+        ExpectTrueBoundaries(*twelve, kLeadII, options.fs);
+        EXPECT_TRUE(two->confident);
+        EXPECT_LT(std::abs(FromRPeak(*two, 0, options.fs).j - SimulatedTest::kJMs),
+                  2 * kToleranceMs);  // one lead
+    }
+}
+
+TEST(BeatLearner, FindsNothingWhereThereIsNothingToLearn) {
+    const SimulatedTestOptions options;
+    const BeatLearner learner(options.fs, SimulatedTest::kLeads);
+    EXPECT_FALSE(learner.Learn({}));
+    EXPECT_FALSE(learner.Learn(std::vector<short>(SimulatedTest::kLeads * 5000, 0)));
+    EXPECT_FALSE(learner.Learn(ConditionedRest(options, 3)));  // three or four beats
+    std::mt19937 random(6);
+    std::vector<short> noise(SimulatedTest::kLeads * 5000);
+    for (short& sample : noise) sample = static_cast<short>(static_cast<int>(random() % 2000U) - 1000);
+    EXPECT_FALSE(learner.Learn(noise)) << "seed 6";
+}

@@ -1,0 +1,132 @@
+#include "host/SignalConditioner.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "host/HostError.h"
+#include "tests/support/Signals.h"
+
+namespace {
+
+SourceInfo OneLead(int fs, double uVpb = 1.0) {
+    SourceInfo info;
+    info.name = "record";
+    info.fs = fs;
+    info.uVpb = uVpb;
+    info.leads = {"II"};
+    return info;
+}
+
+std::vector<short> Conditioned(const std::vector<short>& signal, const SourceInfo& info,
+                               const ConditionerOptions& options) {
+    SignalConditioner conditioner(info, options);
+    std::vector<short> out(signal.size());
+    for (std::size_t i = 0; i < signal.size(); ++i) conditioner.Process(&signal[i], &out[i]);
+    return out;
+}
+
+// The shift of `later` against `earlier` at which they agree best, by cross-correlation.
+int BestShift(const std::vector<short>& earlier, const std::vector<short>& later, int longest) {
+    double best = 0;
+    int bestShift = -1;
+    for (int shift = 0; shift <= longest; ++shift) {
+        double sum = 0;
+        for (std::size_t i = 0; i + static_cast<std::size_t>(shift) < later.size(); ++i)
+            sum += static_cast<double>(earlier[i]) * later[i + static_cast<std::size_t>(shift)];
+        if (sum > best) {
+            best = sum;
+            bestShift = shift;
+        }
+    }
+    return bestShift;
+}
+
+double ToneLeftPercent(double hz, int fs, const ConditionerOptions& options) {
+    const int amplitude = 500;
+    const std::vector<short> out =
+        Conditioned(Tone(fs, static_cast<std::size_t>(30 * fs), hz, amplitude), OneLead(fs), options);
+    double squares = 0;
+    for (auto i = static_cast<std::size_t>(10 * fs); i < out.size(); ++i)
+        squares += static_cast<double>(out[i]) * out[i];
+    return 100.0 * std::sqrt(2.0 * squares / (20.0 * fs)) / amplitude;
+}
+
+}  // namespace
+
+TEST(SignalConditioner, TheReportedDelayIsWhereInputAndOutputAgreeBest) {
+    for (const int fs : {200, 250, 360, 500, 1000}) {
+        for (const ConditionerOptions& options :
+             {ConditionerOptions{50, 0, 0}, ConditionerOptions{50, 40, 0}, ConditionerOptions{50, 40, 1},
+              ConditionerOptions{50, 40, 2}, ConditionerOptions{60, 40, 0}, ConditionerOptions{0, 75, 1}}) {
+            const std::vector<short> ecg = SyntheticEcg(fs, 12.0, 71.0, 1000);
+            const SignalConditioner conditioner(OneLead(fs), options);
+            SCOPED_TRACE(std::to_string(fs) + " Hz, " + conditioner.Description());
+            // The low-pass delays a QRS a little less than the low frequencies that its delay is computed
+            // for.
+            const double tolerance = 1.0 + 0.002 * fs;
+            EXPECT_NEAR(BestShift(ecg, Conditioned(ecg, OneLead(fs), options), fs),
+                        conditioner.DelaySamples(), tolerance);
+        }
+    }
+}
+
+TEST(SignalConditioner, MainsAreGoneAtEveryRate) {
+    for (const int fs : {250, 360, 500, 1000}) {
+        SCOPED_TRACE(fs);
+        EXPECT_LT(ToneLeftPercent(50, fs, {50, 0, 0}), 0.2);
+        EXPECT_LT(ToneLeftPercent(60, fs, {60, 0, 0}), 0.2);
+        EXPECT_GT(ToneLeftPercent(50, fs, {0, 0, 0}), 99.0);  // without a mains filter the tone stays
+    }
+}
+
+TEST(SignalConditioner, AnElectrodeOffsetLeavesNoTrace) {
+    for (const int mains : {0, 50, 60}) {
+        const std::vector<short> out =
+            Conditioned(std::vector<short>(3000, 20000), OneLead(500), {mains, 40, 0});
+        EXPECT_EQ(out, std::vector<short>(3000, 0)) << "mains " << mains;
+    }
+}
+
+TEST(SignalConditioner, DriftIsTakenOutAndTheScaleIsOneMicrovolt) {
+    const int fs = 500;
+    for (const int mains : {0, 50, 60}) {
+        SCOPED_TRACE(mains);
+        std::vector<short> ecg = SyntheticEcg(fs, 60.0, 60.0, 200);  // 1000 uV at 5 uV per unit
+        for (std::size_t i = 0; i < ecg.size(); ++i)
+            ecg[i] = Wrapped(ecg[i] + static_cast<long long>(i) / 30);
+        const std::vector<short> out = Conditioned(ecg, OneLead(fs, 5.0), {mains, 0, 0});
+        const auto [lowest, highest] = std::minmax_element(out.begin() + 40 * fs, out.end());
+        // 5000 uV of drift are down to a tenth; R over Q and S is 1.2 mV.
+        EXPECT_LT(std::abs((*highest + *lowest) / 2), 500);
+        EXPECT_NEAR(*highest - *lowest, 1200, 120);
+    }
+}
+
+TEST(SignalConditioner, ASignalBeyondItsRangeIsHeldAndCountedAndNeverWraps) {
+    const int fs = 500;
+    std::vector<short> jump(4000, 0);
+    for (std::size_t i = 1000; i < 2000; ++i) jump[i] = 32000;
+    for (std::size_t i = 2000; i < 3000; ++i) jump[i] = -32000;
+    SignalConditioner conditioner(OneLead(fs), {50, 40, 0});
+    std::vector<short> out(jump.size());
+    for (std::size_t i = 0; i < jump.size(); ++i) conditioner.Process(&jump[i], &out[i]);
+    EXPECT_EQ(conditioner.ClippedSamples(), 2000);
+    // A wrapped sample would stand 65536 away from its neighbour; the largest true step is that of the input.
+    for (std::size_t i = 1; i < out.size(); ++i) ASSERT_LT(std::abs(out[i] - out[i - 1]), 31000) << i;
+}
+
+TEST(SignalConditioner, RefusesWhatTheFiltersCannotDo) {
+    const auto refused = [](int fs, const ConditionerOptions& options) {
+        EXPECT_THROW(SignalConditioner(OneLead(fs), options), HostError) << fs;
+    };
+    refused(50, {0, 0, 0});
+    refused(20000, {0, 0, 0});
+    refused(100, {50, 0, 0});  // the notch would sit on half of the rate
+    refused(250, {55, 0, 0});
+    refused(250, {50, 125, 0});
+    refused(250, {50, -1, 0});
+    refused(250, {50, 40, 3});
+}

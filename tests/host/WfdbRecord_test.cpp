@@ -1,0 +1,402 @@
+#include "host/WfdbRecord.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "host/HostError.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using Frames = std::vector<std::vector<int>>;  // [frame][signal]
+
+/// `frames` as a signal file holds them. Written the slow way, bit by bit from the format's description.
+std::string Pack(int format, const Frames& frames) {
+    std::vector<unsigned> samples;
+    for (const auto& frame : frames) {
+        for (int sample : frame) samples.push_back(static_cast<unsigned>(sample));
+    }
+    std::string bytes;
+    const auto append = [&](unsigned value) { bytes.push_back(static_cast<char>(value & 0xFF)); };
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (format == 80) {
+            append(samples[i] + 128);
+        } else if (format == 16) {
+            append(samples[i]);
+            append(samples[i] >> 8);
+        } else if (i % 2 == 0) {
+            const unsigned second = i + 1 < samples.size() ? samples[i + 1] : 0;
+            append(samples[i]);
+            append((samples[i] >> 8 & 0xF) | (second >> 8 & 0xF) << 4);
+            if (i + 1 < samples.size()) append(second);
+        }
+    }
+    return bytes;
+}
+
+/// Values from `lowest` to `highest`, both of which occur.
+Frames RandomFrames(std::size_t frames, std::size_t signals, int lowest, int highest, unsigned seed) {
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> value(lowest, highest);
+    Frames all(frames, std::vector<int>(signals));
+    for (auto& frame : all) {
+        for (int& sample : frame) sample = value(random);
+    }
+    all.front().front() = lowest;
+    all.back().back() = highest;
+    return all;
+}
+
+int Checksum(const Frames& frames, std::size_t signal) {
+    unsigned sum = 0;
+    for (const auto& frame : frames) sum += static_cast<unsigned>(frame[signal]);
+    return static_cast<std::int16_t>(sum & 0xFFFF);
+}
+
+Frames ReadAll(WfdbRecord& record) {
+    Frames all;
+    std::vector<short> frame(record.Info().leads.size());
+    while (record.Read(frame.data())) all.emplace_back(frame.begin(), frame.end());
+    return all;
+}
+
+class WfdbRecordTest : public testing::Test {
+protected:
+    void SetUp() override { std::filesystem::create_directories(m_directory); }
+    void TearDown() override { std::filesystem::remove_all(m_directory); }
+
+    std::string Path(const std::string& name) const { return (m_directory / name).string(); }
+    void Write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(Path(name), std::ios::binary) << bytes;
+    }
+    /// A record "r" with this header, over signal files written before.
+    WfdbRecord Open(const std::string& header) const {
+        Write("r.hea", header);
+        return WfdbRecord(Path("r"));
+    }
+    /// The message with which the header is refused; empty when it is not.
+    std::string Refusal(const std::string& header) const {
+        try {
+            Open(header);
+        } catch (const HostError& error) {
+            return error.what();
+        }
+        return "";
+    }
+
+private:
+    // The process number keeps tests apart that run at the same time.
+    std::filesystem::path m_directory =
+        std::filesystem::path(testing::TempDir()) / ("wfdb_record_test_" + std::to_string(getpid()));
+};
+
+TEST_F(WfdbRecordTest, ReturnsThePhysicalValuesOfEachFormatThroughManyBuffers) {
+    // Three signals put the pairs of format 212 across frames, an odd number of samples ends them in the
+    // middle.
+    constexpr std::size_t kFrames = 20001;
+    constexpr int kBaseline = 7;
+    constexpr double kUvPerUnit = 1000.0 / 400;
+    for (const auto& [format, highest] : {std::pair(16, 2000), {80, 127}, {212, 2047}}) {
+        const Frames stored = RandomFrames(kFrames, 3, -highest, highest, 1);
+        Write("r.dat", Pack(format, stored));
+        std::string header = "r 3 500 " + std::to_string(kFrames) + "\n";
+        for (std::size_t i = 0; i < 3; ++i) {
+            header += "r.dat " + std::to_string(format) + " 400(7)/mV 12 0 0 " +
+                      std::to_string(Checksum(stored, i)) + " 0 lead\n";
+        }
+        WfdbRecord record = Open(header);
+        EXPECT_EQ(record.Info().uVpb, 1) << format;
+        const Frames read = ReadAll(record);
+        ASSERT_EQ(read.size(), kFrames) << format;
+        for (std::size_t t = 0; t < kFrames; ++t) {
+            for (std::size_t i = 0; i < 3; ++i) {
+                ASSERT_EQ(read[t][i], std::lround((stored[t][i] - kBaseline) * kUvPerUnit))
+                    << format << " frame " << t;
+            }
+        }
+        EXPECT_THAT(record.Warnings(), IsEmpty()) << format;
+    }
+}
+
+TEST_F(WfdbRecordTest, PutsFramesTogetherFromSeveralFilesBehindTheirByteOffsets) {
+    std::filesystem::create_directories(Path("below"));
+    Write("a.dat", "five " + Pack(212, {{1, 2}, {3, 4}, {5, 6}}));
+    Write("below/b.dat", Pack(80, {{10}, {-11}, {12}}));
+    Write("c.dat",
+          std::string(512, '\xFF') + Pack(16, {{-100, 200, 300}, {-101, 201, 301}, {-102, 202, 302}}));
+    const std::string header =
+        "# before the record line\r\nr 6 360/360(-0.5) 3 10:00:00 01/01/1990\r\n"
+        "a.dat 212x1+5 1000 12 0 1 9 0 I\r\n a.dat\t212+5 1000 12 0 2 12 0 II and more\r\n\r\n"
+        "below/b.dat 80 1000 8 0 10 11 0 V1\r\n# between\r\n"
+        "c.dat 16+512 1000 16 0 0 -303 0 V2\r\nc.dat 16+512 1000\r\nc.dat 16:0+512 1000 16 0 0 903\r\n# Age: "
+        "50\r\n";
+    WfdbRecord record = Open(header);
+    EXPECT_EQ(record.Info().name, "r");
+    EXPECT_EQ(record.Info().fs, 360);
+    EXPECT_EQ(record.Info().frames, 3);
+    EXPECT_THAT(record.Info().leads, ElementsAre("I", "II and more", "V1", "V2", "signal 5", "signal 6"));
+    EXPECT_THAT(ReadAll(record),
+                ElementsAre(ElementsAre(1, 2, 10, -100, 200, 300), ElementsAre(3, 4, -11, -101, 201, 301),
+                            ElementsAre(5, 6, 12, -102, 202, 302)));
+    EXPECT_THAT(record.Warnings(), IsEmpty());
+    EXPECT_EQ(WfdbRecord(Path("r.hea")).Info().leads.size(), 6U);
+}
+
+TEST_F(WfdbRecordTest, BringsUnitsGainsAndBaselinesToMicrovoltsAndLeavesOutWhatIsNotECG) {
+    Write("r.dat", Pack(16, {{110, 110, 110, 110, 110, 110, 110, 110, 110, 110}}));
+    WfdbRecord record = Open(
+        "r 10 250 1\nr.dat 16 100(10)/mV 12 100\nr.dat 16 -100(10)/mV 12 100\nr.dat 16 100 12 10\n"
+        "r.dat 16 2.5/uV 12 10\nr.dat 16 2.5/\xC2\xB5V 12 10\n"
+        "r.dat 16 0/mmHg 12 0 0 110 0 ABP\nr.dat 16 1e6/V 12 10\nr.dat 16 0.1/nV 12 10\nr.dat 16 5(-4)/NU 12 "
+        "0 0 0 0 SpO2\n"
+        "r.dat 16 1500 12 10\n");
+    EXPECT_THAT(ReadAll(record), ElementsAre(ElementsAre(1000, -1000, 1000, 40, 40, 100, 1, 67)));
+    EXPECT_THAT(record.Warnings(), ElementsAre("r: \"ABP\" left out: its unit \"mmHg\" is not a voltage",
+                                               "r: \"SpO2\" left out: its unit \"NU\" is not a voltage",
+                                               "r: \"SpO2\": checksum: expected 0, found 110"));
+}
+
+TEST_F(WfdbRecordTest, FillsInWhatTheHeaderLeavesOut) {
+    Write("r.dat", Pack(212, {{-200}, {0}, {1}}));
+    WfdbRecord record = Open("r 1\nr.dat 212");
+    EXPECT_EQ(record.Info().fs, 250);
+    EXPECT_EQ(record.Info().frames, 3);  // what the file holds
+    EXPECT_THAT(record.Info().leads, ElementsAre("signal 1"));
+    EXPECT_THAT(ReadAll(record), ElementsAre(ElementsAre(-1000), ElementsAre(0), ElementsAre(5)));
+    EXPECT_THAT(record.Warnings(), IsEmpty());
+}
+
+TEST_F(WfdbRecordTest, ChoosesTheFinestScaleThatTheAdcRangeFits) {
+    Write("r.dat", Pack(16, {{-30000, 1}}));
+    const struct {
+        const char* first;  // calibration of the first signal; the second has 1 uV per unit
+        int uVpb;
+        int value;
+    } cases[] = {
+        {"1000 16", 1, -30000},           // 32767 uV either way: just fits
+        {"1000 0", 1, -30000},            // resolution not known: that of the format
+        {"999 16", 2, -15015},            // 32800 uV
+        {"999.98 16", 2, -15000},         // 32767.7 uV round up
+        {"1000(1) 16", 1, -30001},        // -32768 is no valid sample
+        {"1000 24", 1, -30000},           // the format holds 16 bits of them
+        {"1000(-2) 16", 2, -14999},       // the baseline shifts the range beyond 16 bits
+        {"1000(0) 16 -1000", 1, -30000},  // the ADC zero cannot shift it beyond the format
+        {"500 12 0", 1, -32768},          // the ADC's 12 bits fit; a sample beyond them is clipped
+        {"500 16", 2, -30000},           {"200 16", 5, -30000}, {"199 16", 10, -15075}, {"60 16", 20, -25000},
+        {"20 16", 50, -30000},           {"10 16", 50, -32768},  // nothing fits: the coarsest scale
+    };
+    for (const auto& [first, uVpb, value] : cases) {
+        WfdbRecord record = Open(std::string("r 2 250 1\nr.dat 16 ") + first + "\nr.dat 16 1000 16\n");
+        EXPECT_EQ(record.Info().uVpb, uVpb) << first;
+        EXPECT_EQ(ReadAll(record).at(0).at(0), value) << first;
+        const bool isClipped = value == -32768;
+        EXPECT_EQ(record.Warnings().size(), isClipped ? 1U : 0U) << first;
+        if (isClipped) {
+            EXPECT_EQ(record.Warnings()[0], "r: \"signal 1\": 1 samples clipped at 16 bits");
+        }
+    }
+}
+
+TEST_F(WfdbRecordTest, ShiftsSkewedSignalsIntoStep) {
+    // The pulse of each signal stands where its skew says; the stored frames behind the last whole one are
+    // lost.
+    Write("r.dat", Pack(16, {{0, 0, 0}, {9, 0, 0}, {0, 9, 0}, {0, 0, 0}, {0, 0, 9}, {0, 0, 0}}));
+    WfdbRecord record =
+        Open("r 3 250 6\nr.dat 16:0 1000 12 0 0 9\nr.dat 16:1 1000 12 0 0 9\nr.dat 16:3 1000 12 0 0 9\n");
+    EXPECT_EQ(record.Info().frames, 3);
+    EXPECT_THAT(ReadAll(record),
+                ElementsAre(ElementsAre(0, 0, 0), ElementsAre(9, 9, 9), ElementsAre(0, 0, 0)));
+    EXPECT_THAT(record.Warnings(), IsEmpty());
+}
+
+TEST_F(WfdbRecordTest, HoldsTheValueBeforeASampleMarkedInvalid) {
+    for (const auto& [format, marker] : {std::pair(16, -32768), {80, -128}, {212, -2048}}) {
+        Write("r.dat", Pack(format, {{marker, 20}, {30, marker}, {marker, marker}, {marker + 1, 21}}));
+        const std::string line = "r.dat " + std::to_string(format) + " 1000 12 10\n";
+        WfdbRecord record = Open("r 2 250\n" + line + line);
+        EXPECT_THAT(ReadAll(record), ElementsAre(ElementsAre(0, 10), ElementsAre(20, 10), ElementsAre(20, 10),
+                                                 ElementsAre(testing::AnyOf(marker - 9, -32768), 11)));
+        EXPECT_THAT(record.Warnings(),
+                    testing::IsSupersetOf({"r: \"signal 1\": 2 invalid samples, value before held",
+                                           "r: \"signal 2\": 2 invalid samples, value before held"}));
+    }
+}
+
+TEST_F(WfdbRecordTest, StopsAtTheAnnouncedLengthOrEarlyWithAWarning) {
+    Write("r.dat", Pack(212, {{1, 2}, {3, 4}, {5, 6}}).substr(0, 8));  // the third frame lacks a byte
+    Write("s.dat", Pack(16, {{7}, {8}, {9}}));
+    const std::string files = "r.dat 212 1000 12 0 1 4 0 I\nr.dat 212 1000 12 0 2 99 0 II\n";
+    const auto warningsOf = [&](const std::string& header, std::size_t frames, long long announced) {
+        WfdbRecord record = Open(header);
+        EXPECT_EQ(record.Info().frames, announced);
+        EXPECT_EQ(ReadAll(record).size(), frames);
+        return record.Warnings();
+    };
+    const std::string badSum = "r: \"II\": checksum: expected 99, found 6";
+    EXPECT_THAT(
+        warningsOf("r 2 250 1\n" + files, 1, 1),
+        ElementsAre("r: \"I\": checksum: expected 4, found 1", "r: \"II\": checksum: expected 99, found 2"));
+    EXPECT_THAT(warningsOf("r 2 250 2\n" + files, 2, 2), ElementsAre(badSum));
+    EXPECT_THAT(warningsOf("r 2 250 9\n" + files, 2, 9), ElementsAre("r: ends early: 2 of 9 frames"));
+    EXPECT_THAT(warningsOf("r 2 250\n" + files, 2, 2), IsEmpty());  // without a length the sums say nothing
+    EXPECT_THAT(warningsOf("r 3 250\n" + files + "s.dat 16", 2, 2),
+                ElementsAre("r: ends early: 2 of 3 frames"));
+
+    WfdbRecord record = Open("r 2 250 2\n" + files);
+    short frame[2];
+    ASSERT_TRUE(record.Read(frame));
+    EXPECT_THAT(record.Warnings(), IsEmpty());  // the sums are not complete yet
+}
+
+TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
+    Write("r.dat", Pack(16, {{1}, {2}}));
+    Write("q.dat", Pack(16, {{1}, {2}}));
+    Write("short.dat", "abcd");
+    const std::string line = "r.dat 16 200 12 0 0 0 0 I\n";
+    const struct {
+        std::string header;
+        const char* fragment;
+    } cases[] = {
+        {"", "line 1: expected the record line, found the end"},
+        {"# only\n\n", "line 3: expected the record line, found the end"},
+        {std::string("r 1 250\0", 8), "expected a header of text"},
+        {std::string((1 << 20) + 1, '#'), "expected a header of text"},
+        {"r\n" + line, "line 1: expected the number of signals, found the end of the line"},
+        {"r/3 1 250\n" + line, "records of several segments are not supported: \"r/3\""},
+        {"r 0 250\n", "found zero signals"},
+        {"r -1 250\n", "line 1: number of signals is negative: -1"},
+        {"r 257 250\n", "number of signals: expected 0 to 256, found 257"},
+        {"r 99999999999999999999 250\n", "malformed number of signals"},
+        {"r one 250\n", "malformed number of signals: \"one\""},
+        {"r 1x 250\n", "malformed number of signals: \"1x\""},
+        {"r 1 fast\n" + line, "line 1: malformed sampling rate: \"fast\""},
+        {"r 1 nan\n" + line, "malformed sampling rate"},
+        {"r 1 250/x\n" + line, "malformed counter frequency"},
+        {"r 1 250/1(2\n" + line, "malformed base counter value"},
+        {"r 1 250 -5\n" + line, "number of samples is negative: -5"},
+        {"r 1 99.9\n" + line, "sampling rate: expected 100 to 2000 Hz, found 99.9"},
+        {"r 1 2001\n" + line, "expected 100 to 2000 Hz, found 2001"},
+        {"r 1 0\n" + line, "expected 100 to 2000 Hz, found 0"},
+        {"r 1 128.5\n" + line, "expected a whole number of Hz, found 128.5"},
+        {"r 2 250\n" + line, "line 3: expected 2 signals, found the end after 1"},
+        {"r 1 250\n" + line + line, "line 3: expected the end after 1 signals, found \"r.dat"},
+        {"r 1 250\nr.dat\n", "line 2: expected the format, found the end of the line"},
+        {"r 1 250\n\nr.dat 61\n", "line 3: unknown format 61: expected 16, 80 or 212"},
+        {"r 1 250\nr.dat PCM\n", "malformed format: \"PCM\""},
+        {"r 1 250\nr.dat 16x4\n", "expected one sample per frame, found format \"16x4\""},
+        {"r 1 250\nr.dat 16:-1\n", "skew is negative: -1"},
+        {"r 1 250\nr.dat 16:2\n", "expected more frames than the skew of 2, found 2"},
+        {"r 1 250\nr.dat 16+-1\n", "byte offset is negative: -1"},
+        {"r 1 250\nr.dat 16?\n", "malformed format: \"16?\""},
+        {"r 1 250\nr.dat 16 0/mV\n", "line 2: zero gain"},
+        {"r 1 250\nr.dat 16 1e-320\n", "gain"},
+        {"r 1 250\nr.dat 16 inf\n", "malformed gain"},
+        {"r 1 250\nr.dat 16 200mV\n", "malformed gain: \"200mV\""},
+        {"r 1 250\nr.dat 16 200(5/mV\n", "malformed baseline"},
+        {"r 1 250\nr.dat 16 200 -1\n", "ADC resolution is negative: -1"},
+        {"r 1 250\nr.dat 16 200 12 x\n", "malformed ADC zero: \"x\""},
+        {"r 1 250\nr.dat 16 200 12 0 x\n", "malformed initial value"},
+        {"r 1 250\nr.dat 16 200 12 0 0 70000\n", "checksum: expected -32768 to 65535, found 70000"},
+        {"r 1 250\nr.dat 16 200 12 0 0 0 x\n", "malformed block size"},
+        {"r 1 250\nr.dat 16 1/mmHg\n", "found no signal in a unit of voltage"},
+        {"r 1 250\n/etc/hostname 16\n",
+         "expected a signal file in the directory of the header, found \"/etc"},
+        {"r 1 250\nbelow/../../r.dat 16\n", "expected a signal file in the directory of the header"},
+        {"r 1 250\nnone.dat 16\n", "none.dat: the signal file cannot be opened"},
+        {"r 1 250\n. 16\n", "the signal file cannot be opened"},  // a directory
+        {"r 3 250\nshort.dat 16\nshort.dat 16\nshort.dat 16\n",
+         "expected at least one frame of 6 bytes, found 4"},
+        {"r 1 250\nr.dat 16+3\n", "r.dat: expected at least one frame of 2 bytes, found 1"},
+        {"r 1 250\nr.dat 16+9223372036854775807\n", "expected at least one frame of 2 bytes, found 0"},
+        {"r 3 250\nr.dat 16\nq.dat 16\nr.dat 16\n",
+         "line 4: expected the signals of \"r.dat\" one after another"},
+        {"r 2 250\nr.dat 16\nr.dat 80\n", "line 3: expected the signals of \"r.dat\" one after another"},
+        {"r 2 250\nr.dat 16\nr.dat 16+2\n", "with one format and byte offset"},
+    };
+    for (const auto& [header, fragment] : cases) {
+        const std::string message = Refusal(header);
+        EXPECT_THAT(message, HasSubstr(fragment)) << header.substr(0, 80);
+        EXPECT_EQ(message.rfind(Path(""), 0), 0U) << "names no file: " << message;
+        EXPECT_EQ(message.find_first_of("\r\n\t"), std::string::npos) << message;
+    }
+    EXPECT_EQ(Refusal("r 1 360.0\n" + line), "");
+    EXPECT_EQ(Refusal("r 1 100\n" + line) + Refusal("r 1 2000\n" + line), "");
+    EXPECT_THROW(WfdbRecord(Path("missing")), HostError);
+    std::filesystem::create_directories(Path("folder.hea"));
+    EXPECT_THROW(WfdbRecord(Path("folder")), HostError);
+}
+
+TEST_F(WfdbRecordTest, SurvivesAHeaderCutOrDamagedAnywhere) {
+    const Frames stored = {{1, 2}, {3, 4}};
+    Write("r.dat", "xy" + Pack(212, stored));
+    const std::string whole =
+        "r 2 360/360(0) 2 1:2:3 1/2/1990\nr.dat 212x1:1+2 200(1)/mV 12 0 1 4 0 MLII\nr.dat 212+2 200 12 0 2 "
+        "6 0 V5\n# x\n";
+    const auto readsOrRefuses = [&](const std::string& header) {
+        try {
+            WfdbRecord record = Open(header);
+            EXPECT_LE(ReadAll(record).size(), 4U);
+            return true;
+        } catch (const HostError&) {
+            return false;
+        }
+    };
+    EXPECT_TRUE(readsOrRefuses(whole));
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const bool isRead = readsOrRefuses(whole.substr(0, length));
+        if (length < whole.rfind("r.dat 212") + 9) {  // the last format is not there
+            EXPECT_FALSE(isRead) << length;
+        }
+        for (char byte : {'\0', '\n', ' ', '-', '9', '/', '(', '\xFF'}) {
+            std::string damaged = whole;
+            damaged[length] = byte;
+            readsOrRefuses(damaged);
+        }
+    }
+}
+
+TEST_F(WfdbRecordTest, ReportsASignalFileThatShrinksWhileItIsRead) {
+    Write("r.dat", std::string(100000, 'x'));
+    WfdbRecord record = Open("r 1 250\nr.dat 80\n");
+    short sample = 0;
+    ASSERT_TRUE(record.Read(&sample));
+    std::filesystem::resize_file(Path("r.dat"), 10);
+    EXPECT_THROW(ReadAll(record), HostError);
+}
+
+// Frame counts as their databases publish them; the checksums in the headers vouch for every sample.
+TEST(WfdbRecordOnRecordings, AgreesWithTheLengthsAndChecksumsOfRealRecords) {
+    const auto root = std::filesystem::path(__FILE__).parent_path() / "../../../shared/records";
+    if (!std::filesystem::exists(root)) GTEST_SKIP() << "no recordings in " << root;
+    const struct {
+        const char* name;
+        std::size_t leads;
+        std::size_t frames;
+        int firstUv;  // of the first lead, rounded to the scale
+    } cases[] = {{"mitdb/100", 2, 650000, -145},          {"mitdb/105", 2, 650000, -445},
+                 {"qtdb/sel301", 2, 224999, 2555},        {"qtdb/sele0122", 2, 225000, -2515},
+                 {"ptbdb/s0010_re", 15, 38400, -245},     {"ludb/3", 12, 5000, -12},
+                 {"challenge-2020/Q0017", 12, 28934, -9}, {"nstdb/ma", 2, 650000, -90}};
+    for (const auto& [name, leads, frames, firstUv] : cases) {
+        WfdbRecord record((root / name).string());
+        EXPECT_EQ(record.Info().leads.size(), leads) << name;
+        const Frames read = ReadAll(record);
+        ASSERT_EQ(read.size(), frames) << name;
+        EXPECT_EQ(read[0][0] * record.Info().uVpb, firstUv) << name;
+        EXPECT_THAT(record.Warnings(), IsEmpty()) << name;
+    }
+}
+
+}  // namespace
