@@ -17,13 +17,14 @@ constexpr int kDetectorLeadMs = 60;  // and at most this long before it
 constexpr int kSlopeMs = 10;         // span of the slope that places a beat
 
 // Likeness: correlation of the QRS and the start of ST.
-constexpr int kLikeBeforeMs = 100;   // of the steepest place
-constexpr int kLikeAfterMs = 140;    // of it
-constexpr int kAlignMs = 40;         // a beat's position moves at most this far
-constexpr double kAlike = 0.9;       // a clean beat against the average
-constexpr double kPeer = 0.85;       // two beats before they are aligned
-constexpr double kUsableLead = 0.7;  // median over the beats of a lead with something to say
-constexpr double kNoisy = 2.5;       // of the median deviation from the average
+constexpr int kLikeBeforeMs = 100;         // of the steepest place
+constexpr int kLikeAfterMs = 140;          // of it
+constexpr int kAlignMs = 40;               // a beat's position moves at most this far
+constexpr double kAlike = 0.9;             // a clean beat against the average
+constexpr double kPeer = 0.85;             // two beats before they are aligned
+constexpr double kUsableLead = 0.7;        // median over the beats of a lead with something to say
+constexpr double kNoisy = 2.5;             // of the median deviation from the average
+constexpr std::size_t kFewestOfFound = 3;  // with fewer than a third of the beats alike it is no ECG
 constexpr double kConfidentLikeness = 0.9;
 
 // The row: P wave to T wave. The engine folds a beat in when the row's end has come and misses the next beat
@@ -149,7 +150,7 @@ std::optional<LearnedBeat> BeatLearner::LearnFrom(const std::vector<short>& fram
     Positions beats = KeepCleanBeats(frames, all, usable);
     if (!enough(beats) || std::count(usable.begin(), usable.end(), true) == 0) return std::nullopt;
     beats = KeepQuiet(frames, beats, usable);
-    if (!enough(beats)) return std::nullopt;
+    if (!enough(beats) || beats.size() * kFewestOfFound < all.size()) return std::nullopt;
 
     const int before = Samples(kBeforeMs);
     const int after =
@@ -172,8 +173,8 @@ std::optional<LearnedBeat> BeatLearner::LearnFrom(const std::vector<short>& fram
     learned.likeness = Median(std::move(likeness));
     Delineate(learned, average);
     const int qrs = learned.posJ - learned.posQ;
-    learned.confident = learned.beatsUsed >= kConfidentBeats && learned.likeness >= kConfidentLikeness &&
-                        qrs >= Samples(kNarrowestQrsMs) && qrs <= Samples(kWidestQrsMs);
+    if (qrs < Samples(kNarrowestQrsMs) || qrs > Samples(kWidestQrsMs)) return std::nullopt;
+    learned.confident = learned.beatsUsed >= kConfidentBeats && learned.likeness >= kConfidentLikeness;
     return learned;
 }
 

@@ -30,7 +30,7 @@ struct LearnedBeat {
     int beatsUsed = 0;
     double likeness = 0;       // median correlation of a used beat with the average, 0..1
     std::vector<bool> usable;  // per lead: its beats are alike
-    /// At least kConfidentBeats beats, alike, with a QRS of believable width.
+    /// At least kConfidentBeats beats, and they are alike.
     bool confident = false;
 };
 
@@ -42,7 +42,7 @@ public:
     /// fs: samples per second, 100 or more; chn: leads, 1 or more.
     BeatLearner(int fs, int chn);
     /// `frames` holds the leads interleaved, about 1 uV per unit. Nothing where fewer than kFewestBeats clean
-    /// beats are found or none of the leads is usable.
+    /// beats are found, or fewer than a third of all, or where the average has no QRS of 40 to 200 ms.
     std::optional<LearnedBeat> Learn(const std::vector<short>& frames) const;
 
 private:

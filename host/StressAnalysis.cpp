@@ -84,6 +84,10 @@ StressResult StressAnalysis::Run() {
     if (m_conditioner.ClippedSamples() > 0)
         m_result.warnings.push_back(std::to_string(m_conditioner.ClippedSamples()) +
                                     " samples were beyond 15 mV of their lead's first and were held there");
+    if (2 * m_result.beats.size() < m_result.beatsFound.size())
+        m_result.warnings.push_back("only " + std::to_string(m_result.beats.size()) + " of " +
+                                    std::to_string(m_result.beatsFound.size()) +
+                                    " beats matched the averaged beat; ST values may be off");
     return std::move(m_result);
 }
 
@@ -119,9 +123,9 @@ void StressAnalysis::Learn() {
     m_result.learnedFromSeconds = static_cast<double>(m_stretch.size() / m_chn) / fs;
     if (!learned)
         throw HostError(m_source.Info().name,
-                        "not enough beats to learn from: " + std::to_string(BeatLearner::kFewestBeats) +
-                            " clean ones are needed, the first " +
-                            std::to_string(std::lround(m_result.learnedFromSeconds)) + " s have fewer");
+                        "not enough beats to learn from: the first " +
+                            std::to_string(std::lround(m_result.learnedFromSeconds)) + " s have fewer than " +
+                            std::to_string(BeatLearner::kFewestBeats) + " clean ones that are alike");
     if (!learned->confident)
         m_result.warnings.push_back("the averaged beat is learned from " +
                                     std::to_string(learned->beatsUsed) + " beats with a likeness of " +

@@ -194,4 +194,8 @@ TEST(BeatLearner, FindsNothingWhereThereIsNothingToLearn) {
     std::vector<short> noise(SimulatedTest::kLeads * 5000);
     for (short& sample : noise) sample = static_cast<short>(static_cast<int>(random() % 2000U) - 1000);
     EXPECT_FALSE(learner.Learn(noise)) << "seed 6";
+    std::vector<short> hum;  // alike all the time, but no QRS
+    for (int i = 0; i < 10000; ++i)
+        hum.push_back(static_cast<short>(std::lround(500 * std::sin(i * 0.0126))));
+    EXPECT_FALSE(BeatLearner(options.fs, 1).Learn(hum));
 }
