@@ -14,18 +14,18 @@ static bool g_bLpass = false, g_bNotch = false, g_bSmooth = false;  // stage swi
 
 bool qzFilters_create(short fs, short chn, short freqLpass, short freqNotch, short smooth) {
     qzFiltersDestroy();
-    if (freqLpass > 0) {
-        g_pLpass = std::make_unique<CMultiChannelLowpass2>(static_cast<double>(freqLpass), fs, chn);
-        g_bLpass = true;
+    try {
+        if (freqLpass > 0)
+            g_pLpass = std::make_unique<CMultiChannelLowpass2>(static_cast<double>(freqLpass), fs, chn);
+        if (freqNotch > 0) g_pNotch = std::make_unique<CQuorlMultiNotchFilter>(freqNotch, fs, chn);
+        if (smooth > 0) g_pSmooth = std::make_unique<CMultiChannelSmoothEx>(fs, chn, smooth != 1);
+    } catch (...) {
+        qzFiltersDestroy();
+        throw;
     }
-    if (freqNotch > 0) {
-        g_pNotch = std::make_unique<CQuorlMultiNotchFilter>(freqNotch, fs, chn);
-        g_bNotch = true;
-    }
-    if (smooth > 0) {
-        g_pSmooth = std::make_unique<CMultiChannelSmoothEx>(fs, chn, smooth != 1);
-        g_bSmooth = true;
-    }
+    g_bLpass = g_pLpass != nullptr;
+    g_bNotch = g_pNotch != nullptr;
+    g_bSmooth = g_pSmooth != nullptr;
     return true;
 }
 

@@ -31,11 +31,14 @@ inline int WrapSub(int a, int b) {
 }
 inline int WrapAbs(int a) { return a < 0 ? WrapSub(0, a) : a; }
 
-/// Milliseconds -> samples at fs samples per second, truncated toward zero. |ms * fs| < 2^31: the caller's.
-inline int MsToSamples(int ms, int fs) { return ms * fs / 1000; }
+/// Milliseconds -> samples at fs samples per second, truncated toward zero.
+inline int MsToSamples(int ms, int fs) { return static_cast<int>(std::int64_t{ms} * fs / 1000); }
 
-/// Samples -> milliseconds, truncated toward zero; 0 at a rate of 0.
-inline std::int64_t SamplesToMs(std::int64_t samples, int fs) { return fs == 0 ? 0 : samples * 1000 / fs; }
+/// Samples -> milliseconds, truncated toward zero; 0 at a rate below 1. The product wraps at 64 bits.
+inline std::int64_t SamplesToMs(std::int64_t samples, int fs) {
+    if (fs < 1) return 0;
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(samples) * 1000U) / fs;
+}
 
 /// The number of elements to allocate for `n` channels. A negative count is a request that no allocator
 /// can meet and fails as one.

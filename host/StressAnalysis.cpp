@@ -80,6 +80,8 @@ StressResult StressAnalysis::Run() {
     while (ReadConditioned()) Feed(m_conditioned.data(), m_framesOut - 1);
 
     m_result.seconds = static_cast<double>(m_framesRead) / info.fs;
+    if (m_chn == 1)
+        m_result.warnings.emplace_back("one lead only: without a second one noise cannot be told from beats");
     for (std::string& warning : m_source.Warnings()) m_result.warnings.push_back(std::move(warning));
     if (m_conditioner.ClippedSamples() > 0)
         m_result.warnings.push_back(std::to_string(m_conditioner.ClippedSamples()) +

@@ -29,7 +29,7 @@ class CBaseNotchFilter {
 public:
     /// Passes its input through until Init is called.
     CBaseNotchFilter() = default;
-    /// Mains frequency and sampling rate in Hz.
+    /// Mains frequency and sampling rate in Hz, each up to a million.
     CBaseNotchFilter(int freq, int fs) { Init(freq, fs); }
     virtual ~CBaseNotchFilter() = default;
     /// Stores the arguments that are positive (the others keep what is stored), computes the lags and clears

@@ -322,7 +322,9 @@ float CZatMatch::STHRindex(float uv, short rrMs) const { return uv * rrMs / kMsP
 
 long CZatMatch::Samples2ms(long n) const { return static_cast<long>(SamplesToMs(n, m_fs)); }
 
-long CZatMatch::ms2Samples(long ms) const { return m_fs * ms / 1000; }
+long CZatMatch::ms2Samples(long ms) const {
+    return static_cast<long>(static_cast<unsigned long>(m_fs) * static_cast<unsigned long>(ms)) / 1000;
+}
 
 STrecord* CZatMatch::STvalues(short rrMs) {
     Barrier();

@@ -105,7 +105,7 @@ public:
     short JuVDelta(short ch);
     /// ST level uv (uV) divided by the heart rate (beats/min) that belongs to the RR interval rrMs.
     float STHRindex(float uv, short rrMs) const;
-    /// Time conversions at the engine's rate, truncated toward zero; 0 at a rate of 0.
+    /// Time conversions at the engine's rate, truncated toward zero; Samples2ms is 0 at a rate below 1.
     long Samples2ms(long n) const;
     long ms2Samples(long ms) const;
     /// Measures every lead at the post-J time; rrMs is the RR interval for the ST/HR index. Returns one

@@ -54,16 +54,19 @@ void CZatTemplRxy::DeleteTempl() {
 
 short* CZatTemplRxy::InitTempl(const short* templ, short len, short posR, short posQ, short posJ,
                                short postJms, short zeroWidth, short jOffset) {
+    if (templ == nullptr) return nullptr;
+    // By way of a copy: a host may hand back the template that it got from here.
+    const std::vector<short> beat(templ, templ + std::max(len, short{0}));
     SetPos(posR, posQ, posJ);
     m_postJms = postJms;
     m_zeroWidth = zeroWidth;
     m_jOffset = jOffset;
-    m_templLen = len;
+    m_templLen = static_cast<short>(beat.size());
     m_winStart = m_posR - m_winLen / 2;
     m_ringPos = 0;
-    m_templ.assign(templ, templ + len);
-    m_meas = m_templ;
-    m_ring = m_templ;
+    m_templ = beat;
+    m_meas = beat;
+    m_ring = beat;
     ZeroV();
     Average();
     m_STuv0 = uvSTvalue(-1);

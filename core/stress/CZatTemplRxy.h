@@ -48,7 +48,9 @@ public:
     /// the ST point postJms after J, and the widths of the zero level and of the J offset in samples.
     /// Measures the zero level, the correlation reference and the reference ST and J levels. The incoming
     /// differences, their sum and the count of samples seen go on as they are. Returns the matching template,
-    /// owned here, valid until an InitTempl with another length.
+    /// owned here, valid until an InitTempl with another length. A null templ: null, and nothing changes; a
+    /// negative len counts as 0. A null templ: null, and nothing changes; a
+    /// negative len counts as 0.
     short* InitTempl(const short* templ, short len, short posR, short posQ, short posJ, short postJms,
                      short zeroWidth, short jOffset);
     /// Replaces the measurement copy by len() samples; nothing is recomputed.
