@@ -352,8 +352,8 @@ void BeatLearner::Delineate(LearnedBeat& beat, const Beat& average) const {
         double squares = 0;
         for (std::size_t c = 0; c < m_chn; ++c) {
             if (!beat.usable[c]) continue;
-            const double slope = average[c][static_cast<std::size_t>(i + half)] -
-                                 average[c][static_cast<std::size_t>(i - half)];
+            const auto row = average[c].begin();
+            const double slope = row[i + half] - row[i - half];
             squares += slope * slope;
         }
         velocity[static_cast<std::size_t>(i)] = std::sqrt(squares);

@@ -122,7 +122,8 @@ void StressAnalysis::Learn() {
         learned = learner.Learn(m_stretch);
         if (learned && learned->confident) break;
     }
-    m_result.learnedFromSeconds = static_cast<double>(m_stretch.size() / m_chn) / fs;
+    const std::size_t learnedFrames = m_stretch.size() / m_chn;
+    m_result.learnedFromSeconds = static_cast<double>(learnedFrames) / fs;
     if (!learned)
         throw HostError(m_source.Info().name,
                         "not enough beats to learn from: the first " +
@@ -230,11 +231,12 @@ void StressAnalysis::Measure(short** templ, long long index) {
     reading.slopeUvPerMs.resize(m_chn);
     const int prFrom = std::max(0, m_posQ - kPrBeforeMs * fs / 1000);
     const int prTo = m_posQ + kPrAfterMs * fs / 1000;
+    const int jPoint = m_posJ + kJOffsetMs * fs / 1000;
     for (std::size_t c = 0; c < m_chn; ++c) {
         const double prUv = SignalConditioner::kUvPerUnit *
                             std::accumulate(templ[c] + prFrom, templ[c] + prTo + 1, 0.0) /
                             (prTo - prFrom + 1);
-        const double jUv = templ[c][m_posJ + kJOffsetMs * fs / 1000] * SignalConditioner::kUvPerUnit;
+        const double jUv = SignalConditioner::kUvPerUnit * templ[c][jPoint];
         const double engineZeroUv = jUv - results[c].JuV;
         if (!m_bSmoothersPrimed) m_zeroSmoothers[c].InitialValue(engineZeroUv - prUv);
         const double missedUv = m_zeroSmoothers[c].Filter(engineZeroUv - prUv);

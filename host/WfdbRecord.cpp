@@ -392,7 +392,7 @@ public:
     /// Frames that the file holds entirely; `signals` is the number of samples in a frame.
     long long Frames(long long signals) const {
         const long long bitsPerFrame = signals * m_format.bits;
-        const long long frames = m_bytes * 8 / bitsPerFrame;
+        const long long frames = bitsPerFrame > 0 ? m_bytes * 8 / bitsPerFrame : 0;
         if (frames == 0) {
             throw HostError(m_path, "expected at least one frame of " +
                                         std::to_string((bitsPerFrame + 7) / 8) + " bytes, found " +

@@ -43,9 +43,8 @@ void AnalyzeSimulation(const StressOptions& options) {
     PrintAccuracy(std::cout, result, CompareWithTruth(result, truth));
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+/// Parses the command line and does what it asks for; the exit code.
+int Run(int argc, char** argv) {
     CLI::App app{"Stress-ECG analysis of WFDB records"};
     app.require_subcommand(1);
     CLI::App& analyze = *app.add_subcommand("analyze", "Print heart rate and ST trends of a recording");
@@ -73,18 +72,20 @@ int main(int argc, char** argv) {
         std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
         return kExitUsage;
     }
+    if (recordGiven.count() > 0)
+        AnalyzeRecord(record, options);
+    else
+        AnalyzeSimulation(options);
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
     try {
-        if (recordGiven.count() > 0)
-            AnalyzeRecord(record, options);
-        else
-            AnalyzeSimulation(options);
-    } catch (const HostError& error) {
-        std::cerr << "qzstress: " << error.what() << "\n";
-        return kExitFailed;
+        return Run(argc, argv);
     } catch (const std::exception& error) {
-        std::cerr << "qzstress: "
-                  << OneLine((record.empty() ? "simulated test" : record) + ": " + error.what()) << "\n";
+        std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
         return kExitFailed;
     }
-    return 0;
 }

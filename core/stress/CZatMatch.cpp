@@ -318,7 +318,9 @@ short CZatMatch::JuVDelta(short ch) {
     return lead != nullptr ? WrapToSample(lead->JuV() - lead->ReferenceJuV()) : short{0};
 }
 
-float CZatMatch::STHRindex(float uv, short rrMs) const { return uv * rrMs / kMsPerMinute; }
+float CZatMatch::STHRindex(float uv, short rrMs) const {
+    return uv * static_cast<float>(rrMs) / kMsPerMinute;
+}
 
 long CZatMatch::Samples2ms(long n) const { return static_cast<long>(SamplesToMs(n, m_fs)); }
 

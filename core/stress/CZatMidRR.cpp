@@ -1,6 +1,7 @@
 #include "core/stress/CZatMidRR.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 short CZatMidRR::MeanRR(short rr) {
@@ -12,6 +13,6 @@ short CZatMidRR::MeanRR(short rr) {
     std::vector<short> sorted(m_values.begin(), m_values.end());
     std::sort(sorted.begin(), sorted.end());
     if (m_window < -1) return sorted.front();
-    const auto place = static_cast<std::size_t>(m_window / 2 + 1);
-    return sorted[std::min(place, sorted.size() - 1)];
+    const std::size_t oneAboveMiddle = m_window < 0 ? 1 : static_cast<std::size_t>(m_window) / 2 + 1;
+    return sorted[std::min(oneAboveMiddle, sorted.size() - 1)];
 }
