@@ -9,6 +9,13 @@
 #include <cstdint>
 #include <new>
 
+// Results must not depend on whether the target fuses multiply and add. The builds of this project say so with
+// -ffp-contract=off; this says it once more for those that cannot pass options, Swift packages above all. Every
+// source that computes includes this header.
+#if defined(__clang__)
+#pragma clang fp contract(off)
+#endif
+
 /// double -> int: truncates toward zero, saturates outside the 32-bit range, NaN gives 0.
 inline int TruncateToInt(double x) {
     if (x >= 2147483647.0) return INT32_MAX;

@@ -15,7 +15,12 @@ struct DirectForm1 {
     /// Sets the whole delay line, inputs and outputs alike, to v.
     void Fill(double v) { x1 = x2 = y1 = y2 = v; }
     /// The output for x; the delay line stays as it is until Shift.
-    double Output(double x) const { return b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2; }
+    double Output(double x) const {
+#if defined(__clang__)
+#pragma clang fp contract(off)  // as in core/Arithmetic.h, for the sources that include this first
+#endif
+        return b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2;
+    }
     /// Takes x and its output y into the delay line.
     void Shift(double x, double y) {
         x2 = x1;

@@ -78,9 +78,10 @@ inline std::vector<short> SyntheticEcg(int fs, double seconds, double bpm, int a
     return samples;
 }
 
-/// The sample-by-sample sum of two signals of one length, wrapped at 16 bits.
+/// The sample-by-sample sum of two signals, wrapped at 16 bits; where the right one ends, the left one goes on.
 inline std::vector<short> Sum(std::vector<short> left, const std::vector<short>& right) {
-    for (std::size_t i = 0; i < left.size(); ++i) left[i] = Wrapped(left[i] + right[i]);
+    for (std::size_t i = 0; i < std::min(left.size(), right.size()); ++i)
+        left[i] = Wrapped(left[i] + right[i]);
     return left;
 }
 
