@@ -10,6 +10,7 @@
 #include "api/qzDfs.h"
 #include "api/qzFilters.h"
 #include "api/qzStressECGLib.h"
+#include "core/Arithmetic.h"
 #include "core/stress/ExerciseIndices.h"
 
 static_assert(sizeof(qzc_st_result) == sizeof(STresult) &&
@@ -21,8 +22,7 @@ static std::size_t g_stressLeads = 0;
 static std::size_t g_multiLeads = 0;
 static std::size_t g_filterLeads = 0;
 static std::size_t g_doublerLeads = 0;
-// The frame handed on: the flat functions take frames that they might change.
-static std::vector<short> g_frame;
+static std::size_t g_templLength = 0;  // samples of a row of the engine's template
 
 /// Runs `build`, which may fail to allocate, and keeps the number of leads of what it built.
 template <typename Build>
@@ -30,20 +30,17 @@ static bool Create(std::size_t& leads, std::int16_t chn, Build build) {
     leads = 0;
     try {
         build();
-        const auto count = static_cast<std::size_t>(std::max<int>(chn, 0));
-        g_frame.resize(std::max(g_frame.size(), count));
-        leads = count;
+        leads = ElementCount(chn);  // throws also where the facility takes a negative count
         return true;
     } catch (const std::bad_alloc&) {
         return false;
     }
 }
 
-/// A copy of a frame that has the right number of samples, valid until the next call; null for any other.
+/// A frame that has the right number of samples; null for any other. The functions that it goes to only read
+/// it, though their signatures do not say so.
 static short* Frame(const std::int16_t* frame, std::size_t count, std::size_t leads) {
-    if (frame == nullptr || count != leads) return nullptr;
-    std::copy_n(frame, count, g_frame.begin());
-    return g_frame.data();
+    return count == leads ? const_cast<std::int16_t*>(frame) : nullptr;
 }
 
 /// Copies one value per lead out of the engine.
@@ -57,6 +54,7 @@ static bool CopyOut(const T* values, U* out, std::size_t count) {
 bool qzc_stress_init(bool mutex_lock) { return qzStressECGLib_init(mutex_lock); }
 
 bool qzc_stress_create(std::int16_t fs, std::int16_t chn, double uVpb) {
+    g_templLength = 0;
     const bool built = Create(g_stressLeads, chn, [=] { qzStressECGLib_create(fs, chn, uVpb); });
     if (!built) qzStressECGLib_destroy();
     return built;
@@ -64,7 +62,7 @@ bool qzc_stress_create(std::int16_t fs, std::int16_t chn, double uVpb) {
 
 void qzc_stress_destroy() {
     qzStressECGLib_destroy();
-    g_stressLeads = 0;
+    g_stressLeads = g_templLength = 0;
 }
 
 bool qzc_stress_lock() {
@@ -89,6 +87,7 @@ bool qzc_stress_init_templ(const std::int16_t* templ, std::size_t leads, std::si
         for (std::size_t lead = 0; lead < leads; ++lead) rows.push_back(samples.data() + lead * len);
         auto length = static_cast<short>(len);
         if (qzStressECGLib_InitTempl(rows.data(), length, posQ, posJ, postJms) == nullptr) return false;
+        g_templLength = static_cast<std::size_t>(length);
         if (kept_len != nullptr) *kept_len = length;
         return true;
     } catch (const std::bad_alloc&) {
@@ -98,13 +97,11 @@ bool qzc_stress_init_templ(const std::int16_t* templ, std::size_t leads, std::si
 
 std::size_t qzc_stress_get_templ(std::int16_t* templ, std::size_t count) {
     const short* const* rows = qzStressECGLib_getTempl();
-    short posR = 0, posQ = 0, posJ = 0, postJms = 0;
-    const auto length = static_cast<std::size_t>(qzStressECGLib_GetPos(posR, posQ, posJ, postJms));
-    const std::size_t samples = g_stressLeads * length;
+    const std::size_t samples = g_stressLeads * g_templLength;
     if (rows == nullptr) return 0;
     if (templ == nullptr || count < samples) return samples;
     for (std::size_t lead = 0; lead < g_stressLeads; ++lead)
-        std::copy_n(rows[lead], length, templ + lead * length);
+        std::copy_n(rows[lead], g_templLength, templ + lead * g_templLength);
     return samples;
 }
 

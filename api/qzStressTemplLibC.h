@@ -46,7 +46,7 @@ void qzc_stress_unlock(void);
 bool qzc_stress_init_templ(const int16_t* templ, size_t leads, size_t len, int16_t posQ, int16_t posJ,
                            int16_t postJms, int16_t* kept_len);
 /* Copies the template where `count` elements are enough for it. Returns its number of samples, leads times
- * length; 0 while there is none. */
+ * length; 0 while there is none. Does not wait for the lock: call it while holding it. */
 size_t qzc_stress_get_templ(int16_t* templ, size_t count);
 /* Takes the next frame. True when a beat was averaged into the template. */
 bool qzc_stress_match(const int16_t* frame, size_t count);
@@ -72,7 +72,7 @@ int16_t qzc_multi_mean_hr(const int16_t* frame, size_t count);
 
 /* -- Filter chain -------------------------------------------------------------------------------------- */
 
-/* False where it cannot be built: there is then no chain. */
+/* False where it cannot be built (a negative chn, no memory): there is then no chain. */
 bool qzc_filters_create(int16_t fs, int16_t chn, int16_t freq_lpass, int16_t freq_notch, int16_t smooth);
 void qzc_filters_switch(bool lpass, bool notch, bool smooth);
 /* Filters one frame in place. False with another number of leads; without a chain the frame stays as it is.
