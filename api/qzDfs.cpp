@@ -28,4 +28,8 @@ std::vector<std::vector<short>> qzDfs_getData(short* data) {
 
 void qzDfs_destroy() { qzDfsDestroy(); }
 
-void qzDfsDestroy() { g_dfs.reset(); }
+void qzDfsDestroy() {
+    g_dfs.reset();
+    g_chn = 0;
+    g_data = {};
+}

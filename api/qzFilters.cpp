@@ -15,7 +15,7 @@ static bool g_bLpass = false, g_bNotch = false, g_bSmooth = false;  // stage swi
 bool qzFilters_create(short fs, short chn, short freqLpass, short freqNotch, short smooth) {
     qzFiltersDestroy();
     try {
-        if (freqLpass > 0)
+        if (freqLpass > 0 && fs != 0)
             g_pLpass = std::make_unique<CMultiChannelLowpass2>(static_cast<double>(freqLpass), fs, chn);
         if (freqNotch > 0) g_pNotch = std::make_unique<CQuorlMultiNotchFilter>(freqNotch, fs, chn);
         if (smooth > 0) g_pSmooth = std::make_unique<CMultiChannelSmoothEx>(fs, chn, smooth != 1);

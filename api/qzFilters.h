@@ -17,7 +17,8 @@
 /// low-pass cutoff in Hz, freqNotch the mains frequency in Hz, smooth the smoothing strength (1: one pass
 /// with a 25 Hz inner low-pass; 2 and more: three passes with 10 Hz). 0 or below leaves a stage out. All
 /// stages built are on. fs and chn must be positive: with no leads the chain does nothing, and a stage that
-/// the rate gives nothing to work on passes the signal. Returns true.
+/// the rate gives nothing to work on passes the signal. freqLpass must lie below fs / 2: at or above it the
+/// low-pass is unstable. Returns true.
 bool qzFilters_create(short fs, short chn, short freqLpass, short freqNotch, short smooth);
 /// Switches built stages on and off. A stage switched off keeps its history and resumes from it; one that
 /// was never built stays off. Without a chain: no effect.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "core/Arithmetic.h"
@@ -34,8 +35,9 @@ static std::unique_ptr<CrtRRdetect> g_RRdetect;       // detector of the three-l
 static std::vector<CLowpassFilter2> g_lpST;           // ST level smoothers, one per lead
 static std::vector<CLowpassFilter2> g_lpSTslope;      // ST slope smoothers, one per lead
 static bool g_firstST = true, g_firstSTslope = true;  // the smoothers still need their first value
-static CMultirtRRdetect m_mRRdetect;                  // detector of the many-lead path; rate 0: not set up
-static CZatMidRR m_mMidRR(kAveragedBeats);            // its RR average
+// Process-wide like the others, though named as members: the names are fixed.
+static CMultirtRRdetect m_mRRdetect;        // detector of the many-lead path; rate 0: not set up
+static CZatMidRR m_mMidRR(kAveragedBeats);  // its RR average
 
 static void Destroy() {
     g_hr.reset();
@@ -104,7 +106,11 @@ template <typename T, typename FilterType>
 static void SmoothTrend(T* values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
     for (CLowpassFilter2& smoother : smoothers) {
         if (first) smoother.InitialValue(static_cast<FilterType>(*values));
-        *values = static_cast<T>(smoother.Filter(static_cast<FilterType>(*values)));
+        const FilterType smoothed = smoother.Filter(static_cast<FilterType>(*values));
+        if constexpr (std::is_same_v<T, short>)
+            *values = WrapToSample(smoothed);
+        else
+            *values = static_cast<T>(smoothed);
         ++values;
     }
     first = false;

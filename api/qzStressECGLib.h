@@ -7,14 +7,17 @@
 // _MultiMeanHR).
 //
 // A frame is chn samples, one per lead in lead order. A sample is 16-bit; times uVpb it is microvolts.
-// Returned arrays are owned by the engine, rewritten by the next call of the same function, and gone with the
-// next _create or _destroy. Failure is a result: null, false, 0 or -1, as said below; null arguments give it
-// too and change nothing. Nothing allocates but _init, _create, _InitTempl, _InitMultiMeanRRms and, once per
-// beat, the heart-rate functions.
+// Returned arrays are owned by the engine and gone with the next _create or _destroy. The ST arrays are
+// rewritten by the next call of the same function, the template by _match; its rows go with an _InitTempl of
+// another length. Failure is a result: null, false, 0 or -1, as said below; null arguments give it too and
+// change nothing. Nothing allocates but _create, _InitTempl, _InitMultiMeanRRms and, once per beat, the
+// heart-rate functions.
 //
-// One thread at a time. _init(true) lets the matcher wait for whoever holds qzStressECGLib_mutex(), so that
-// another thread can keep it still while it reads a template; _create and _destroy must not run while
-// another thread is in any of these functions.
+// One thread at a time. After _init(true) the matcher's calls wait while somebody holds
+// qzStressECGLib_mutex() and then go on without it: holding it delays the calls that begin meanwhile, but one
+// that is under way is not waited for. So it orders threads that take turns; it does not protect a template
+// that is read while _match runs. _create and _destroy must not run while another thread is in any of these
+// functions.
 #pragma once
 
 #include <cstddef>

@@ -46,7 +46,7 @@ void qzc_stress_unlock(void);
 bool qzc_stress_init_templ(const int16_t* templ, size_t leads, size_t len, int16_t posQ, int16_t posJ,
                            int16_t postJms, int16_t* kept_len);
 /* Copies the template where `count` elements are enough for it. Returns its number of samples, leads times
- * length; 0 while there is none. Does not wait for the lock: call it while holding it. */
+ * length; 0 while there is none. Does not wait for the lock. */
 size_t qzc_stress_get_templ(int16_t* templ, size_t count);
 /* Takes the next frame. True when a beat was averaged into the template. */
 bool qzc_stress_match(const int16_t* frame, size_t count);

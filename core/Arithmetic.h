@@ -9,9 +9,9 @@
 #include <cstdint>
 #include <new>
 
-// Results must not depend on whether the target fuses multiply and add. The builds of this project say so with
-// -ffp-contract=off; this says it once more for those that cannot pass options, Swift packages above all. Every
-// source that computes includes this header.
+// Results must not depend on whether the target fuses multiply and add. The builds of this project say so
+// with -ffp-contract=off; this says it once more for those that cannot pass options, Swift packages above
+// all. Every source that computes includes this header.
 #if defined(__clang__)
 #pragma clang fp contract(off)
 #endif
@@ -41,10 +41,12 @@ inline int WrapAbs(int a) { return a < 0 ? WrapSub(0, a) : a; }
 /// Milliseconds -> samples at fs samples per second, truncated toward zero.
 inline int MsToSamples(int ms, int fs) { return static_cast<int>(std::int64_t{ms} * fs / 1000); }
 
-/// Samples -> milliseconds, truncated toward zero; 0 at a rate below 1. The product wraps at 64 bits.
+/// Samples -> milliseconds, truncated toward zero; 0 at a rate of 0. The product wraps at 64 bits.
 inline std::int64_t SamplesToMs(std::int64_t samples, int fs) {
-    if (fs < 1) return 0;
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(samples) * 1000U) / fs;
+    const std::uint64_t product = static_cast<std::uint64_t>(samples) * 1000U;
+    if (fs == 0) return 0;
+    if (fs == -1) return static_cast<std::int64_t>(0U - product);  // the one quotient that can overflow
+    return static_cast<std::int64_t>(product) / fs;
 }
 
 /// The number of elements to allocate for `n` channels. A negative count is a request that no allocator

@@ -21,9 +21,10 @@ std::string Cell(const std::string& text, int width) {
     return std::string(wanted > text.size() ? wanted - text.size() : 0, ' ') + text;
 }
 
-// The start of a lead's name, as much as leaves a gap beside it.
+// A lead's name; of a long one the start and the last two letters, where names differ, with a gap beside it.
 std::string NameCell(const std::string& lead, int width) {
-    return Cell(lead.substr(0, static_cast<std::size_t>(width - 1)), width);
+    const auto room = static_cast<std::size_t>(width - 1);
+    return Cell(lead.size() <= room ? lead : lead.substr(0, room - 2) + lead.substr(lead.size() - 2), width);
 }
 
 std::string Number(double value, int decimals) {
@@ -118,8 +119,8 @@ void PrintReport(std::ostream& out, const StressResult& result) {
     PrintTrend(out, result, rows, {level.c_str(), "uV", kLeadWidth, 0, &MinuteRow::levelUv});
     PrintTrend(out, result, rows, {slope.c_str(), "uV/ms", kSlopeWidth, 2, &MinuteRow::slopeUvPerMs});
     PrintExtremes(out, result);
-    out << "\nBeats: " << result.beatsFound.size() << " found, " << result.beats.size()
-        << " folded into the averaged beat\n";
+    out << "\nBeats: " << result.beatsFound.size() << " intervals from the heart rate, "
+        << result.beats.size() << " beats folded into the average\n";
 }
 
 void PrintAccuracy(std::ostream& out, const StressResult& result, const Accuracy& accuracy) {

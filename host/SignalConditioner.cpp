@@ -12,8 +12,8 @@ namespace {
 constexpr int kLowestFs = 100;     // below this a QRS has too few samples
 constexpr int kHighestFs = 10000;  // above this the library's 16-bit positions run out
 
-// Lower corner of a diagnostic ECG: an ST level of -200 uV beside an R of 1 mV comes out 2 to 4 uV shallower
-// at 60 to 150 beats per minute.
+// About the lower corner of a diagnostic ECG (-3 dB at 0.07 Hz): an ST level of -200 uV beside an R of 1 mV
+// comes out 2 to 4 uV shallower at 60 to 150 beats per minute.
 constexpr double kDriftCornerHz = 0.05;
 
 // The notch is f0 / Q wide and rings for Q / (pi f0) s after each QRS. At 10 a mains frequency that is off by
@@ -60,9 +60,10 @@ void CheckOptions(const SourceInfo& source, const ConditionerOptions& options) {
                         "mains frequency must be 50, 60 or 0 Hz, not " + std::to_string(options.mainsHz));
     if (2 * options.mainsHz >= source.fs)
         throw HostError(source.name, "a mains filter for " + std::to_string(options.mainsHz) +
-                                         " Hz needs more than " + std::to_string(source.fs) +
-                                         " samples per second");
-    if (options.lowpassHz < 0 || 2 * options.lowpassHz >= source.fs)
+                                         " Hz needs more than " + std::to_string(2 * options.mainsHz) +
+                                         " samples per second, here are " + std::to_string(source.fs) +
+                                         "; 0 leaves it out");
+    if (options.lowpassHz < 0 || options.lowpassHz >= (source.fs + 1) / 2)
         throw HostError(source.name, "the low-pass must lie from 1 to below " +
                                          std::to_string(source.fs / 2) + " Hz, or be 0 for none, not " +
                                          std::to_string(options.lowpassHz));

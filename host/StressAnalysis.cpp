@@ -89,7 +89,7 @@ StressResult StressAnalysis::Run() {
     if (2 * m_result.beats.size() < m_result.beatsFound.size())
         m_result.warnings.push_back("only " + std::to_string(m_result.beats.size()) + " of " +
                                     std::to_string(m_result.beatsFound.size()) +
-                                    " beats matched the averaged beat; ST values may be off");
+                                    " heart-rate intervals have a beat that matched; ST values may be off");
     return std::move(m_result);
 }
 
@@ -119,7 +119,7 @@ void StressAnalysis::Learn() {
             more = ReadConditioned();
             if (more) m_stretch.insert(m_stretch.end(), m_conditioned.begin(), m_conditioned.end());
         }
-        learned = learner.Learn(m_stretch);
+        if (std::optional<LearnedBeat> better = learner.Learn(m_stretch)) learned = std::move(better);
         if (learned && learned->confident) break;
     }
     const std::size_t learnedFrames = m_stretch.size() / m_chn;
@@ -211,7 +211,6 @@ void StressAnalysis::Feed(const short* conditioned, long long index) {
     if (rrMs >= 0 && m_answersToSkip > 0) {
         --m_answersToSkip;
     } else if (rrMs > 0) {
-        m_rrMs = rrMs;
         m_result.rates.push_back({InputSeconds(index), kMsPerMinute / rrMs});
     }
     for (std::size_t c = 0; c < m_chn; ++c) m_engineFrame[c] = conditioned[m_order[c]];
@@ -223,7 +222,7 @@ void StressAnalysis::Measure(short** templ, long long index) {
     const int fs = m_source.Info().fs;
     const short* levels = qzStressECGLib_uvSTvalue();
     const float* slopes = qzStressECGLib_STslope();
-    const STresult* results = qzStressECGLib_STresults(m_rrMs);
+    const STresult* results = qzStressECGLib_STresults(0);
 
     STReading reading;
     reading.seconds = InputSeconds(index - (m_templLen - 1 - m_posR));

@@ -66,7 +66,6 @@ private:
     bool m_bLastInverted = false;      // the engine's last lead is upside down
     std::vector<short> m_engineFrame;
     short m_templLen = 0, m_posR = 0, m_posQ = 0, m_posJ = 0;  // as the engine keeps them, in samples
-    short m_rrMs = 0;                                          // latest heart-rate answer
     int m_answersToSkip = 0;                                   // of the heart rate, not yet to be trusted
     std::vector<CLowpassFilter2> m_zeroSmoothers;  // one per engine lead, as the engine smooths its ST levels
     bool m_bSmoothersPrimed = false;

@@ -41,7 +41,7 @@ struct StressResult {
     BeatPositionsMs positions;
     std::vector<RateReading> rates;
     std::vector<STReading> beats;    // one for each beat folded in
-    std::vector<double> beatsFound;  // seconds of every beat that the heart rate was taken from
+    std::vector<double> beatsFound;  // seconds of every heart-rate answer, one beat after its beat
     std::vector<std::string> warnings;
 };
 

@@ -76,6 +76,8 @@ int Run(int argc, char** argv) {
         AnalyzeRecord(record, options);
     else
         AnalyzeSimulation(options);
+    std::cout.flush();
+    if (!std::cout) throw HostError("stdout", "the report could not be written");
     return 0;
 }
 

@@ -9,7 +9,7 @@
 //             inside a complex                 below threshold
 //   WaitBelow <-------------------- Learning ------------------> Search <------------+
 //       |                            ^    ^                      |    |              |
-//       +-- below it for good -------|----|-----------> (Search) |    | at or above  | below it, and
+//       +-- below, 100 ms over ------|----|-----------> (Search) |    | at or above  | below it, and
 //                                    |    +---- 3 s without beat +    | = a beat     | 195 ms have passed
 //                                    |                                v              |
 //                                    +---- 3 s above threshold --- Refractory -------+
@@ -17,8 +17,8 @@
 // The first 2 s after Init learn the threshold: the lowest value plus a third of the range. Every fifth
 // beat it is renewed from the extremes seen in Refractory since the renewal before.
 //
-// Delay: a beat is found where the curve length crosses the threshold, within about 0.1 s of the R peak (the
-// low-pass and the window). Only the constructor allocates. One object belongs to one thread.
+// Delay: a beat is found where the curve length crosses the threshold, some 20 ms after the R peak of a
+// narrow QRS. Only the constructor allocates. One object belongs to one thread.
 #pragma once
 
 #include <array>
@@ -36,7 +36,6 @@ public:
     /// per second no beat is ever found.
     CrtRRdetect(int fs, int acFreq);
     /// Back to the start of learning: clears every filter, the curve length and the state.
-    /// Deliberate: a detector in use always runs at 5 Hz and 12 Hz.
     void Init();
     /// One sample of one lead. Returns the RR interval in samples when this sample is a beat and a beat came
     /// before it, else 0.

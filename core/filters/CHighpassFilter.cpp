@@ -5,7 +5,6 @@
 
 #include "core/Arithmetic.h"
 
-static constexpr double kPi = 3.141592653589793;
 // Close to 2 cos(pi / 8) / pi but not equal to it; results depend on these seven digits.
 static constexpr double kDamping = 0.5883003;
 static constexpr double kLowestCornerHz = 0.01;

@@ -1,7 +1,8 @@
 // CHighpassFilter: second-order high-pass for one lead, one sample per call; takes out baseline wander.
 //
-// Bilinear transform with the small angle in place of the tangent: the corner is not pre-warped and is
-// exact only where fc is far below fs. Allocates nothing. One object belongs to one thread.
+// Bilinear transform with the small angle in place of the tangent, and a damping of its own: at fc the gain
+// is 0.54 (-5.3 dB), and -3 dB lies at 1.39 fc, for an fc far below fs. Allocates nothing. One object belongs
+// to one thread.
 #pragma once
 
 #include "core/filters/DirectForm1.h"

@@ -4,7 +4,6 @@
 
 #include "core/Arithmetic.h"
 
-static constexpr double kPi = 3.141592653589793;
 static constexpr double kSqrt2 = 1.4142135623730951;
 
 void CLowpassFilter2::Init(double fc, int fs) {

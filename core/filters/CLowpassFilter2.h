@@ -1,8 +1,8 @@
 // CLowpassFilter2: second-order Butterworth low-pass for one lead, one sample per call.
 //
 // Bilinear transform of 1 / (s^2 + sqrt(2) s + 1), pre-warped: -3 dB falls exactly on the cutoff.
-// Delay at low frequencies: fs / (sqrt(2) pi fc) samples. Allocates nothing. One object belongs to one
-// thread.
+// Delay at low frequencies: 1 / (sqrt(2) tan(pi fc / fs)) samples, about fs / (4.44 fc). Allocates nothing.
+// One object belongs to one thread.
 #pragma once
 
 #include "core/filters/DirectForm1.h"

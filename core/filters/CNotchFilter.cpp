@@ -4,8 +4,6 @@
 
 #include "core/Arithmetic.h"
 
-static constexpr double kPi = 3.141592653589793;
-
 void CNotchFilter::Init(double f0, int fs, double Q) {
     const double c = 1 / std::tan((kPi * f0) / fs);
     const double n = (1 + c * c) * Q;

@@ -1,8 +1,8 @@
 // CNotchFilter: second-order band-stop for one lead, one sample per call; takes out one mains frequency.
 //
 // Bilinear transform of (s^2 + 1) / (s^2 + s / Q + 1), pre-warped: the zero falls exactly on the centre,
-// and the -3 dB band is f0 / Q wide. It rings at f0 for about Q / (pi f0) seconds after a step.
-// Allocates nothing. One object belongs to one thread.
+// and the -3 dB band is about f0 / Q wide (narrower by sin(w) / w, w = 2 pi f0 / fs). It rings at f0 for
+// about Q / (pi f0) seconds after a step. Allocates nothing. One object belongs to one thread.
 #pragma once
 
 #include "core/filters/DirectForm1.h"

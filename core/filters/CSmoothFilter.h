@@ -9,7 +9,7 @@
 //   input --+--> low-pass -----------------+--> low-pass ring --------------------+
 //           +--> raw ring --(9 ms ago)--(-)+--> residual ring --> moving average -(+)--> output
 //
-// Delay: N - N/2 samples (N: 30 ms of samples; 8 at 500 Hz) in the rings, plus that of the low-pass path.
+// Delay: N - N/2 samples in the rings (N: 30 ms of samples; 8 at 500 Hz) and the 9 ms of the raw path: 24 ms.
 // The first 30 ms after a reset fill the rings. Cost: at most 2 * 9 ms of samples + 1 additions per sample.
 // Only the constructor and Init(int, int) allocate. One object belongs to one thread.
 #pragma once

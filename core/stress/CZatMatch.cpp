@@ -20,12 +20,15 @@ CZatMatch::CZatMatch(short fs, short chn, double uVpb, bool bMutex, short winMs)
 CZatMatch::~CZatMatch() { Delete(); }
 
 void CZatMatch::Create(short fs, short chn, double uVpb, bool bMutex, short winMs) {
-    Delete();
+    // m_winLen is never set, so that every window of at least one sample starts afresh.
+    if (MsToSamples(winMs, fs) != m_winLen || chn != m_chn) Delete();
     const std::size_t leads = ElementCount(chn);
     m_jOffset = WrapToSample(MsToSamples(kJOffsetMs, fs));
     m_zeroWidth = WrapToSample(MsToSamples(kZeroWidthMs, fs));
     m_bMutex = bMutex;
     m_fs = fs;
+    if (m_pTempl) return;
+    m_templLen = m_posR = m_posQ = m_posJ = 0;
     m_pTempl = std::make_unique<short*[]>(leads);
     m_pRxy = std::make_unique<double[]>(leads);
     m_pSTvalues = std::make_unique<STrecord[]>(leads);
@@ -100,9 +103,17 @@ short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ
     posJ = m_posJ = WrapToSample(posJ - start);
     m_postJms = postJms;
     m_templLen = len;
-    for (std::size_t c = 0; c < Leads(); ++c)
-        m_pTempl[c] = m_pTemplRxy[c]->InitTempl(templ[c] + start, m_templLen, m_posR, m_posQ, m_posJ,
-                                                m_postJms, m_zeroWidth, m_jOffset);
+    try {
+        for (std::size_t c = 0; c < Leads(); ++c)
+            m_pTempl[c] = m_pTemplRxy[c]->InitTempl(templ[c] + start, m_templLen, m_posR, m_posQ, m_posJ,
+                                                    m_postJms, m_zeroWidth, m_jOffset);
+    } catch (...) {
+        // Leads of different lengths would be no template: none has one then.
+        m_templLen = 0;
+        for (CZatTemplRxy* lead : m_pTemplRxy) lead->DeleteTempl();
+        std::fill_n(m_pTempl.get(), Leads(), nullptr);
+        throw;
+    }
     m_dPeakRxy = 0;
     m_peakPos = 0;
     m_waitLen = m_templLen - m_posR - (m_chn > 0 ? m_pTemplRxy[0]->WindowLength() / 2 : 0);

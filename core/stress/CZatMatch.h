@@ -12,9 +12,10 @@
 // (the steepest upstroke before the QRS maximum) lies at R again.
 //
 // Locking: with bMutex, every public method waits for whoever holds Mutex() and then goes on without holding
-// it. Exempt are the constructors, Create, Init, the pure conversions (STHRindex, Samples2ms, ms2Samples) and
-// Mutex itself. A host that must keep the engine out while it reads a template holds the mutex; nothing here
-// holds it longer than that. Otherwise one object belongs to one thread.
+// it. Exempt are the constructors, Init, the pure conversions (STHRindex, Samples2ms, ms2Samples), Templ and
+// Mutex itself; Create and the destructor wait where they release leads. So holding the mutex delays the
+// calls that begin meanwhile; one that is already under way is not waited for. Otherwise one object belongs
+// to one thread.
 //
 // A lead index outside the leads measures 0. Create and InitTempl allocate, the rest does not.
 #pragma once
@@ -67,7 +68,8 @@ public:
     /// len, posR, posQ and posJ are written back as kept. Returns the template array: one pointer per lead,
     /// each to len samples, owned here; the array lives until Create or Delete, the samples until an
     /// InitTempl with another length. A null templ or lead: null, and nothing changes. A negative len counts
-    /// as 0. Deliberate: a peak that is running goes on; its beat is folded into the new template.
+    /// as 0. Where memory runs out (std::bad_alloc) there is no template afterwards.
+    /// Deliberate: a peak that is running goes on; its beat is folded into the new template.
     short** InitTempl(short** templ, short& len, short& posR, short& posQ, short& posJ, short postJms);
     /// The template array, null before Create; without the lock.
     short** Templ() const { return m_pTempl.get(); }
@@ -105,7 +107,8 @@ public:
     short JuVDelta(short ch);
     /// ST level uv (uV) divided by the heart rate (beats/min) that belongs to the RR interval rrMs.
     float STHRindex(float uv, short rrMs) const;
-    /// Time conversions at the engine's rate, truncated toward zero; Samples2ms is 0 at a rate below 1.
+    /// Time conversions at the engine's rate, truncated toward zero; Samples2ms is 0 at a rate of 0. Products
+    /// wrap.
     long Samples2ms(long n) const;
     long ms2Samples(long ms) const;
     /// Measures every lead at the post-J time; rrMs is the RR interval for the ST/HR index. Returns one
@@ -144,6 +147,7 @@ private:
     bool m_bMutex = false;              // use the barrier
     std::mutex m_mutex;
     short m_fs = 0;                            // samples per second
+    short m_winLen = 0;                        // compared by Create, never set
     short m_chn = 0;                           // leads
     short m_templLen = 0;                      // samples
     short m_posR = 0, m_posQ = 0, m_posJ = 0;  // template indices; Q lies 12 ms before the host's

@@ -14,7 +14,7 @@ short CZatTemplRxy::Create(short fs, double uVpb, short winMs) {
     m_diffPos = m_winStart = 0;
     m_bFull = false;
     const auto length = static_cast<std::size_t>(winLen);
-    m_templDiff.resize(length);
+    m_templDiff.assign(length, 0.0);
     m_diffRing.resize(2 * length);
     m_prev = m_zero = 0;
     m_dSaa = m_dDiffSum = 0;
@@ -55,8 +55,9 @@ void CZatTemplRxy::DeleteTempl() {
 short* CZatTemplRxy::InitTempl(const short* templ, short len, short posR, short posQ, short posJ,
                                short postJms, short zeroWidth, short jOffset) {
     if (templ == nullptr) return nullptr;
-    // By way of a copy: a host may hand back the template that it got from here.
-    const std::vector<short> beat(templ, templ + std::max(len, short{0}));
+    // Copies first: a host may hand back the template that it got from here, and where memory runs out
+    // nothing has changed yet.
+    std::vector<short> beat(templ, templ + std::max(len, short{0})), meas = beat, ring = beat;
     SetPos(posR, posQ, posJ);
     m_postJms = postJms;
     m_zeroWidth = zeroWidth;
@@ -64,9 +65,12 @@ short* CZatTemplRxy::InitTempl(const short* templ, short len, short posR, short 
     m_templLen = static_cast<short>(beat.size());
     m_winStart = m_posR - m_winLen / 2;
     m_ringPos = 0;
-    m_templ = beat;
-    m_meas = beat;
-    m_ring = beat;
+    if (m_templ.size() == beat.size())
+        std::copy(beat.begin(), beat.end(), m_templ.begin());  // hosts keep pointers to it
+    else
+        m_templ.swap(beat);
+    m_meas.swap(meas);
+    m_ring.swap(ring);
     ZeroV();
     Average();
     m_STuv0 = uvSTvalue(-1);

@@ -35,7 +35,8 @@ public:
     CZatTemplRxy& operator=(const CZatTemplRxy&) = delete;
 
     /// fs in samples per second, uVpb in microvolts per unit, winMs the correlation window in milliseconds.
-    /// Clears the correlation; a template that is there stays. Returns 0.
+    /// Clears the correlation; a template that is there stays, but rxy is NaN or 0 until it is handed in
+    /// again. Returns 0.
     short Create(short fs, double uVpb, short winMs);
     /// Back to the state of a fresh object. Returns 0.
     short Init();
@@ -47,10 +48,9 @@ public:
     /// Takes a beat of len samples (copied) with the fiducial point posR, posQ and posJ as indices into it,
     /// the ST point postJms after J, and the widths of the zero level and of the J offset in samples.
     /// Measures the zero level, the correlation reference and the reference ST and J levels. The incoming
-    /// differences, their sum and the count of samples seen go on as they are. Returns the matching template,
-    /// owned here, valid until an InitTempl with another length. A null templ: null, and nothing changes; a
-    /// negative len counts as 0. A null templ: null, and nothing changes; a
-    /// negative len counts as 0.
+    /// differences and their sum go on as they are; before the ring has filled, the count of samples starts
+    /// anew. Returns the matching template, owned here, valid until an InitTempl with another length. A null
+    /// templ: null, and nothing changes; a negative len counts as 0.
     short* InitTempl(const short* templ, short len, short posR, short posQ, short posJ, short postJms,
                      short zeroWidth, short jOffset);
     /// Replaces the measurement copy by len() samples; nothing is recomputed.
@@ -64,7 +64,7 @@ public:
     double Average();
     /// Takes the next sample of the signal and returns the squared correlation of the window that it ends;
     /// 0 until a template's length of samples has been taken since Create; NaN where the signal or the
-    /// template is flat.
+    /// template is zero throughout, and tiny where it is constant.
     /// Deliberate: until then no difference leaves the running sum, so that the mean of the incoming
     /// differences stays off by a constant afterwards.
     double rxy(short sample);
