@@ -1,0 +1,36 @@
+# `cpack -G DEB` makes two Debian packages, as Debian lays libraries out: libqzstresstempllib1 with the shared
+# library, libqzstresstempllib-dev with everything to build against it. Configure with
+# -DCMAKE_INSTALL_PREFIX=/usr (the preset deb does): the library directory of a Debian system, which carries the
+# architecture's name, is chosen with that prefix. The Objective-C classes are not packaged.
+set(QZ_MAINTAINER "qzStressTemplLib <root@localhost>" CACHE STRING "Maintainer that the Debian packages name")
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "${QZ_MAINTAINER}")
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_COMPONENTS_ALL runtime dev)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libqzstresstempllib${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# CPack adds scripts that run ldconfig by themselves; with the trigger it also runs where they are not run.
+file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/triggers)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "analysis of exercise electrocardiograms, shared library
+Filters, heart rate, averaged beats by template matching and ST measurement
+for multi-lead electrocardiograms, frame by frame.")
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libqzstresstempllib-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_DEV_DESCRIPTION "analysis of exercise electrocardiograms, development files
+Headers, static library, CMake package and pkg-config file of
+${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}.")
+include(CPack)

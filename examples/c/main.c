@@ -1,0 +1,65 @@
+/* A minute of a simulated exercise test through the C interface: filter chain, both heart rates, an averaged
+ * beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed. */
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "api/qzStressTemplLibC.h"
+
+enum { kLeads = 12, kFs = 500, kMainsHz = 50 };       /* kFs in samples per second */
+enum { kFrames = 60 * kFs };                          /* one minute */
+enum { kBeatLength = 400, kPosQ = 134, kPosJ = 168 }; /* samples of the first beat */
+enum { kPostJms = 60, kLinesEvery = 10 /* averaged beats */ };
+static const double kUVpb = 2.5; /* microvolts per unit */
+
+static int Triangle(int t, int centre, int half_width, int height) {
+    const int distance = abs(t - centre);
+    return distance < half_width ? height * (half_width - distance) / half_width : 0;
+}
+
+/* One lead of gain 1, t samples into a beat with R at 150: P - Q + R - S - ST depression + T. */
+static int Wave(int t, int depression) {
+    return Triangle(t, 85, 25, 12) - Triangle(t, 140, 6, 10) + Triangle(t, 150, 8, 100) -
+           Triangle(t, 160, 8, 25) - Triangle(t, 195, 40, depression) + Triangle(t, 260, 45, 30);
+}
+
+static int16_t Sample(int lead, int t, int depression) {
+    const int gain = 2 * (lead * 5 % 8) - 7; /* -7 .. 7, odd */
+    return (int16_t)(gain * Wave(t, depression));
+}
+
+int main(void) {
+    qzc_filters_create(kFs, kLeads, /* low-pass Hz */ 40, kMainsHz, /* smoothing */ 1);
+    qzc_stress_create(kFs, kLeads, kUVpb);
+    qzc_multi_init(kFs, kLeads, kMainsHz, kUVpb);
+
+    static int16_t beat[kLeads * kBeatLength]; /* one lead after the other */
+    for (int i = 0; i < kLeads * kBeatLength; ++i) beat[i] = Sample(i / kBeatLength, i % kBeatLength, 0);
+    qzc_stress_init_templ(beat, kLeads, kBeatLength, kPosQ, kPosJ, kPostJms, NULL);
+
+    int t = 0, rr = kBeatLength, beats = 0;          /* rr: samples, one less with every beat */
+    int16_t heart_rate = 0, heart_rate_of_three = 0; /* beats/min */
+    for (int i = 0; i < kFrames; ++i) {
+        int16_t frame[kLeads], level[kLeads];
+        float slope[kLeads];
+        for (int lead = 0; lead < kLeads; ++lead) frame[lead] = Sample(lead, t, /* depression */ i / 1500);
+        if (++t == rr) t = 0, --rr;
+
+        qzc_filters_filters(frame, kLeads);
+        const int16_t hr = qzc_multi_mean_hr(frame, kLeads);
+        if (hr > 0) heart_rate = hr;
+        const int16_t ms = qzc_stress_mean_rr_ms(frame[0], frame[1], frame[2]);
+        if (ms > 0) heart_rate_of_three = qzc_heart_rate_of_three_leads(ms);
+        if (!qzc_stress_match(frame, kLeads)) continue;
+
+        qzc_stress_st_level(level, kLeads);
+        qzc_stress_st_slope(slope, kLeads);
+        if (++beats % kLinesEvery != 0) continue;
+        printf("%d %d %d", i, heart_rate, heart_rate_of_three);
+        for (int lead = 0; lead < kLeads; ++lead) printf(" %d", level[lead]);
+        for (int lead = 0; lead < kLeads; ++lead) printf(" %.9g", (double)slope[lead]);
+        printf("\n");
+    }
+    qzc_stress_destroy();
+    qzc_filters_destroy();
+    return 0;
+}

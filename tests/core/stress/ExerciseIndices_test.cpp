@@ -1,0 +1,166 @@
+#include "core/stress/ExerciseIndices.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <random>
+#include <vector>
+
+static constexpr float kInfinity = std::numeric_limits<float>::infinity();
+static constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+TEST(DukeScore, TakesBothSignsOfTheSTDeviationAndTruncatesTowardZeroInBothForms) {
+    struct Case {
+        short seconds;
+        float mV;
+        short angina, score;
+    };
+    for (const auto& [seconds, mV, angina, score] : {Case{600, 0.0F, 0, 10},
+                                                     {600, -0.1F, 1, 1},  // 10 - 5 - 4
+                                                     {600, 0.1F, 1, 1},
+                                                     {630, 0.0F, 0, 10},  // of 10.5
+                                                     {0, 0.01F, 0, 0},    // of -0.5
+                                                     {0, 0.078F, 0, -3},  // of -3.9
+                                                     {174, 0.0F, 0, 2},   // of 2.9
+                                                     {0, 0.2F, 2, -18},
+                                                     {-60, 0.0F, -1, 3}}) {
+        SCOPED_TRACE(testing::Message() << seconds << " s, " << mV << " mV, angina " << angina);
+        EXPECT_EQ(DukeScore(seconds, mV, angina), score);
+        EXPECT_EQ(DukeScoreChecked(seconds, mV, angina), score);
+    }
+}
+
+TEST(DukeScore, WrapsTo16BitsInTheOneFormAndHasNoResultInTheOther) {
+    EXPECT_EQ(DukeScore(600, 0.0F, 9000), 10 - 36000 + 65536);
+    EXPECT_EQ(DukeScore(0, 1000.0F, 0), -50000 + 65536);
+    EXPECT_EQ(DukeScore(0, kNaN, 0), 0);
+    for (const float beyond32Bits : {1e9F, 1e38F, -kInfinity}) EXPECT_EQ(DukeScore(0, beyond32Bits, 0), 0);
+    for (const float mV : {1000.0F, 1e38F, kInfinity, kNaN})
+        EXPECT_EQ(DukeScoreChecked(0, mV, 0), std::nullopt) << mV;
+}
+
+TEST(DukeScore, IsComputedInDoubleInTheOneFormAndInFloatInTheOther) {
+    const float mV = std::nextafter(0.1F, 0.0F);  // 4.9999997 points, and 4 of angina: 9 as a float
+    EXPECT_EQ(DukeScore(0, mV, 1), -8);
+    EXPECT_EQ(DukeScoreChecked(0, mV, 1), -9);
+}
+
+TEST(DukeScore, IsCheckedUpToTheEndsOfTheAnginaIndexAndOfTheScore) {
+    EXPECT_EQ(DukeScoreChecked(-299, 0.0F, 8191), -32768);         // of -32768.98
+    EXPECT_EQ(DukeScoreChecked(-300, 0.0F, 8191), std::nullopt);   // -32769
+    EXPECT_EQ(DukeScoreChecked(-1, 0.0F, -8192), 32767);           // of 32767.98
+    EXPECT_EQ(DukeScoreChecked(0, 0.0F, -8192), std::nullopt);     // 32768
+    EXPECT_EQ(DukeScoreChecked(0, 0.0F, 8192), std::nullopt);      // its score alone would fit
+    EXPECT_EQ(DukeScoreChecked(-600, 0.0F, -8193), std::nullopt);  // likewise
+}
+
+/// The three values, PWC130, PWC150 and PWC170, of stages given as {power, heart rate}.
+using Stages = std::vector<std::array<float, 2>>;
+using Values = std::array<float, 3>;
+static constexpr Values kNone = {-1, -1, -1};
+
+static Values Find(const Stages& stages) {
+    std::vector<float> power, rate;
+    for (const auto& [p, hr] : stages) {
+        power.push_back(p);
+        rate.push_back(hr);
+    }
+    const Pwc pwc = FindPwc(power.data(), rate.data(), stages.size());
+    return {pwc.pwc130, pwc.pwc150, pwc.pwc170};
+}
+
+/// Stages with these heart rates on the line rate = 90 + 0.5 power, which has its targets at 80, 120 and 160.
+static Stages OnALine(std::initializer_list<float> rates) {
+    Stages stages;
+    for (const float rate : rates) stages.push_back({(rate - 90) * 2, rate});
+    return stages;
+}
+
+TEST(Pwc, ReadsTheLineAtTheRatesThatTheHighestHeartRateOpens) {
+    EXPECT_EQ(Find({{50, 110}, {100, 130}, {150, 150}}), (Values{100, 150, -1}));
+    struct Case {
+        float highest;
+        Values values;
+    };
+    for (const auto& [highest, values] : {Case{120, kNone},
+                                          {121, {80, -1, -1}},
+                                          {125, {80, -1, -1}},
+                                          {130, {80, -1, -1}},
+                                          {131, {80, 120, -1}},
+                                          {140, {80, 120, -1}},
+                                          {150, {80, 120, -1}},
+                                          {151, {80, 120, 160}},
+                                          {190, {80, 120, 160}},
+                                          {191, kNone}})  // two stages are left
+        EXPECT_THAT(Find(OnALine({110, 115, highest})), testing::Pointwise(testing::FloatNear(1e-4F), values))
+            << highest;
+}
+
+TEST(Pwc, LeavesOutStagesOutsideItsRatesWhateverTheirPower) {
+    const Values all = {80, 120, 160};
+    EXPECT_EQ(Find(OnALine({110, 150, 190})), all);
+    Stages stages = OnALine({110, 150, 190});
+    for (const float rate :
+         {std::nextafter(110.0F, 0.0F), std::nextafter(190.0F, 200.0F), 0.0F, -130.0F, kInfinity, kNaN})
+        for (const float power : {1000.0F, kNaN}) stages.insert(stages.begin() + 1, {power, rate});
+    EXPECT_EQ(Find(stages), all);
+    stages.erase(stages.begin());  // 110: too few are left, however many there are
+    EXPECT_EQ(Find(stages), kNone);
+}
+
+TEST(Pwc, HasNoValueForTooFewFlatFallingOrUnusableStages) {
+    EXPECT_EQ(FindPwc(nullptr, nullptr, 2).pwc130, Pwc::kNotComputed);
+    EXPECT_EQ(Find(OnALine({120, 160})), kNone);
+    EXPECT_EQ(Find({{50, 140}, {100, 140}, {150, 140}}), kNone);
+    EXPECT_EQ(Find({{100, 120}, {100, 140}, {100, 160}}), kNone);
+    EXPECT_EQ(Find({{150, 120}, {100, 140}, {50, 160}}), kNone);
+    EXPECT_EQ(Find({{50, 160}, {100, 120}, {150, 160}}), kNone);  // rises and falls: slope 0
+    EXPECT_EQ(Find({{50, 120}, {kNaN, 140}, {150, 160}}), kNone);
+    EXPECT_EQ(Find({{50, 120}, {100, 140}, {kInfinity, 160}}), kNone);
+}
+
+TEST(Pwc, FillsEachValueByItself) {
+    EXPECT_EQ(Find({{10, 145}, {20, 155}, {30, 165}}), (Values{-1, 15, 35}));  // 130 at -5
+    EXPECT_EQ(Find({{10, 140}, {20, 150}, {30, 160}}), (Values{-1, 20, 40}));  // 130 at 0
+    EXPECT_EQ(Find({{-30, 165}, {-20, 175}, {-10, 185}}), kNone);              // 170 at -25
+}
+
+TEST(Pwc, FitsNoisyStagesByLeastSquares) {
+    SCOPED_TRACE("seed 11");
+    std::mt19937 random(11);
+    for (int round = 0; round < 50; ++round) {
+        Stages stages;
+        double n = 0, p = 0, h = 0, pp = 0, ph = 0;
+        for (int i = 0; i < 12; ++i) {
+            const auto power = static_cast<float>(25 * i + static_cast<int>(random() % 10));
+            const auto rate = static_cast<float>(112 + 6 * i + static_cast<int>(random() % 10));
+            stages.push_back({power, rate});
+            n += 1, p += power, h += rate, pp += double{power} * power, ph += double{power} * rate;
+        }
+        // The normal equations, of exact sums: the line is rate = a + b power.
+        const double b = (n * ph - p * h) / (n * pp - p * p), a = (h - b * p) / n;
+        const Values values = Find(stages);
+        for (std::size_t i = 0; i < values.size(); ++i)  // a float carries a few 1e-5 W here
+            EXPECT_NEAR(values[i], (130.0 + 20.0 * static_cast<double>(i) - a) / b, 2e-3) << round;
+    }
+}
+
+TEST(HeartRate, OfThreeLeadsIsTruncatedAfterAddingALittleAndOfManyLeadsPlainly) {
+    EXPECT_EQ(HeartRateOfThreeLeads(800), 75);
+    EXPECT_EQ(HeartRateOfThreeLeads(801), 75);
+    EXPECT_EQ(HeartRateOfThreeLeads(805), 74);
+    EXPECT_EQ(HeartRateOfManyLeads(800), 75);
+    EXPECT_EQ(HeartRateOfManyLeads(801), 74);
+    for (int rr = 2; rr <= std::numeric_limits<short>::max(); ++rr) {
+        ASSERT_EQ(HeartRateOfThreeLeads(static_cast<short>(rr)), (60000000 + 111 * rr) / (1000 * rr)) << rr;
+        ASSERT_EQ(HeartRateOfManyLeads(static_cast<short>(rr)), 60000 / rr) << rr;
+    }
+    for (const auto& rate : {HeartRateOfThreeLeads, HeartRateOfManyLeads}) {
+        EXPECT_EQ(rate(1), 60000 - 65536);
+        for (const short none : std::initializer_list<short>{0, -1, -800, -32768}) EXPECT_EQ(rate(none), 0);
+    }
+}

@@ -1,0 +1,33 @@
+# Tests of what a user of the built library sees: its exported names, the examples, the installation. The last
+# two load or link the library from programs that know nothing of sanitizers, and need it without.
+set(package ${CMAKE_CURRENT_SOURCE_DIR}/package)
+
+add_test(NAME examples_agree
+    COMMAND sh ${package}/examples_test.sh $<TARGET_FILE:qz_example_cpp> $<TARGET_FILE:qz_example_c>
+        $<$<TARGET_EXISTS:qz_example_objc>:$<TARGET_FILE:qz_example_objc>>
+    COMMAND_EXPAND_LISTS)
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    add_test(NAME exported_names
+        COMMAND sh ${package}/symbols_test.sh ${PROJECT_SOURCE_DIR} $<TARGET_FILE:qzStressTemplLib>
+            $<TARGET_FILE:qzStressTemplLib_static>)
+endif()
+find_program(QZ_CLANG NAMES clang++-14 clang++ PATHS /usr/bin NO_DEFAULT_PATH)
+if(QZ_CLANG AND NOT APPLE)
+    add_test(NAME framework_layout
+        COMMAND sh ${package}/framework_test.sh ${QZ_CLANG} ${PROJECT_SOURCE_DIR} ${qz_framework_module_map}
+            ${qz_framework_headers})
+endif()
+if(CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    return()
+endif()
+find_program(PYTHON3 python3)
+if(PYTHON3)
+    add_test(NAME example_python_agrees
+        COMMAND sh ${package}/examples_test.sh $<TARGET_FILE:qz_example_cpp>
+            "${PYTHON3} ${PROJECT_SOURCE_DIR}/examples/python/main.py $<TARGET_FILE:qzStressTemplLib>")
+endif()
+if(QZ_INSTALL AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    add_test(NAME installed_library
+        COMMAND sh ${package}/install_test.sh ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}
+            ${CMAKE_CXX_COMPILER})
+endif()

@@ -1,0 +1,13 @@
+// swift-tools-version: 5.9
+import PackageDescription
+
+let package = Package(
+    name: "Consumer",
+    platforms: [.macOS(.v11)],
+    dependencies: [.package(name: "qzStressTemplLib", path: "../..")],
+    targets: [
+        .executableTarget(
+            name: "Consumer",
+            dependencies: [.product(name: "qzStressTemplLib", package: "qzStressTemplLib")])
+    ]
+)
