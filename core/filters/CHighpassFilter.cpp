@@ -14,7 +14,7 @@ CHighpassFilter::CHighpassFilter(double fc, int fs) { Init(std::max(kLowestCorne
 
 void CHighpassFilter::Init(double fc, int fs) {
     const double r = fs / fc;
-    const double c = r / kPi;
+    const double c = r / DirectForm1::kPi;
     const double c2 = c * c;
     const double d = kDamping * r + 1 + c2;
     m_section.b0 = c2 / d;

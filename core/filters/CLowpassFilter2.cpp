@@ -9,7 +9,7 @@ static constexpr double kSqrt2 = 1.4142135623730951;
 void CLowpassFilter2::Init(double fc, int fs) {
     m_fc = fc;
     m_fs = fs;
-    const double c = 1 / std::tan((kPi * fc) / fs);
+    const double c = 1 / std::tan((DirectForm1::kPi * fc) / fs);
     // The grouping of both sums decides the last bit of the coefficients and, with it, some 16-bit outputs.
     const double d = kSqrt2 * c + c * c + 1;
     m_section.b0 = 1 / d;

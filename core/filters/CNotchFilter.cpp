@@ -5,7 +5,7 @@
 #include "core/Arithmetic.h"
 
 void CNotchFilter::Init(double f0, int fs, double Q) {
-    const double c = 1 / std::tan((kPi * f0) / fs);
+    const double c = 1 / std::tan((DirectForm1::kPi * f0) / fs);
     const double n = (1 + c * c) * Q;
     const double d = c + n;
     m_section.b0 = m_section.b2 = n / d;

@@ -6,9 +6,9 @@
 // The owner computes the coefficients.
 #pragma once
 
-inline constexpr double kPi = 3.141592653589793;
-
 struct DirectForm1 {
+    static constexpr double kPi = 3.141592653589793;
+
     double a1 = 0, a2 = 0;          // feedback
     double b0 = 0, b1 = 0, b2 = 0;  // feed-forward
     double x1 = 0, x2 = 0;          // x[n-1], x[n-2]
