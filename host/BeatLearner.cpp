@@ -47,7 +47,7 @@ constexpr int kWidestMs = 60;            // from kInsideQrs outward
 constexpr int kNarrowestQrsMs = 40;
 constexpr int kWidestQrsMs = 200;
 
-double Median(std::vector<double> values) {
+double UpperMedian(std::vector<double> values) {
     if (values.empty()) return 0;
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
@@ -75,13 +75,13 @@ double Likeness(const std::vector<std::vector<double>>& a, const std::vector<std
     for (std::size_t c = 0; c < a.size(); ++c) {
         if (trusted[c]) perLead.push_back(Correlation(a[c], b[c]));
     }
-    return Median(std::move(perLead));
+    return UpperMedian(std::move(perLead));
 }
 
 double MedianInterval(const std::vector<int>& positions) {
     std::vector<double> intervals;
     for (std::size_t i = 1; i < positions.size(); ++i) intervals.push_back(positions[i] - positions[i - 1]);
-    return Median(std::move(intervals));
+    return UpperMedian(std::move(intervals));
 }
 
 }  // namespace
@@ -170,7 +170,7 @@ std::optional<LearnedBeat> BeatLearner::LearnFrom(const std::vector<short>& fram
     std::vector<double> likeness;
     for (const int position : beats)
         likeness.push_back(Likeness(Cut(frames, position - before, before + after), average, usable));
-    learned.likeness = Median(std::move(likeness));
+    learned.likeness = UpperMedian(std::move(likeness));
     Delineate(learned, average);
     const int qrs = learned.posJ - learned.posQ;
     if (qrs < Samples(kNarrowestQrsMs) || qrs > Samples(kWidestQrsMs)) return std::nullopt;
@@ -266,7 +266,7 @@ BeatLearner::Positions BeatLearner::KeepCleanBeats(const std::vector<short>& fra
         std::vector<double> perBeat;
         for (const int beat : clean)
             perBeat.push_back(Correlation(Cut(frames, beat - before, length)[c], typical[c]));
-        trusted[c] = Median(std::move(perBeat)) >= kUsableLead;
+        trusted[c] = UpperMedian(std::move(perBeat)) >= kUsableLead;
     }
     return clean;
 }
@@ -297,7 +297,7 @@ BeatLearner::Positions BeatLearner::KeepQuiet(const std::vector<short>& frames, 
     for (std::size_t lead = 0; lead < deviations.front().size(); ++lead) {
         std::vector<double> perBeat;
         for (const auto& ofBeat : deviations) perBeat.push_back(ofBeat[lead]);
-        usual.push_back(Median(std::move(perBeat)));
+        usual.push_back(UpperMedian(std::move(perBeat)));
     }
     Positions kept;
     for (std::size_t b = 0; b < beats.size(); ++b) {
@@ -330,7 +330,7 @@ BeatLearner::Beat BeatLearner::Average(const std::vector<short>& frames, const P
     std::vector<double> values(beats.size());
     std::vector<double> levels(beats.size());
     for (std::size_t c = 0; c < m_chn; ++c) {
-        for (std::size_t b = 0; b < cuts.size(); ++b) levels[b] = Median(cuts[b][c]);
+        for (std::size_t b = 0; b < cuts.size(); ++b) levels[b] = UpperMedian(cuts[b][c]);
         const double level =
             std::accumulate(levels.begin(), levels.end(), 0.0) / static_cast<double>(levels.size());
         for (std::size_t i = 0; i < static_cast<std::size_t>(length); ++i) {
@@ -367,8 +367,7 @@ void BeatLearner::Delineate(LearnedBeat& beat, const Beat& average) const {
     double peak = 0;
     for (int i = searchFrom; i <= searchTo; ++i) peak = std::max(peak, at(i));
 
-    // From the outermost fast place of the QRS outward to where the beat has come to rest; `step` is -1 or
-    // +1.
+    // From the outermost fast place of the QRS outward to where the beat has come to rest; step is -1 or 1.
     const auto restFrom = [&](int outermost, int step) {
         const int width = std::max(1, Samples(kQuietWidthMs));
         double quiet = peak;

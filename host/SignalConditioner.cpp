@@ -75,7 +75,7 @@ void CheckOptions(const SourceInfo& source, const ConditionerOptions& options) {
 }  // namespace
 
 SignalConditioner::SignalConditioner(const SourceInfo& source, const ConditionerOptions& options)
-    : m_chn(static_cast<int>(source.leads.size())), m_uVpb(source.uVpb), m_first(source.leads.size()) {
+    : m_uVpb(source.uVpb), m_first(source.leads.size()) {
     CheckOptions(source, options);
     const int fs = source.fs;
     const bool comb = options.mainsHz == 50 && fs % options.mainsHz == 0;
@@ -84,8 +84,9 @@ SignalConditioner::SignalConditioner(const SourceInfo& source, const Conditioner
         if (options.mainsHz != 0)
             m_notch.assign(source.leads.size(), CNotchFilter(options.mainsHz, fs, kNotchQ));
     }
-    qzFilters_create(static_cast<short>(fs), static_cast<short>(m_chn), static_cast<short>(options.lowpassHz),
-                     static_cast<short>(comb ? options.mainsHz : 0), static_cast<short>(options.smooth));
+    qzFilters_create(static_cast<short>(fs), static_cast<short>(source.leads.size()),
+                     static_cast<short>(options.lowpassHz), static_cast<short>(comb ? options.mainsHz : 0),
+                     static_cast<short>(options.smooth));
 
     m_delaySamples = SmootherDelaySamples(options.smooth, fs);
     if (options.lowpassHz != 0) m_delaySamples += LowpassDelaySamples(options.lowpassHz, fs);

@@ -1,8 +1,7 @@
 // SignalConditioner: makes the frames of a source fit for the library: drift and mains out, noise reduced,
 // one microvolt per unit, with a delay that is known.
 //
-//   source -> less the first frame -> [drift and mains, where not the comb] -> low-pass -> [comb] ->
-//   [smoother]
+//   source -> less the first frame -> [high-pass, notch] -> low-pass -> [comb] -> [smoother]
 //
 // Each lead's first sample is taken off all of its samples, as though the signal had always stood there, so
 // that no electrode offset has to settle first. Then
@@ -57,7 +56,6 @@ public:
     const std::string& Description() const { return m_description; }
 
 private:
-    int m_chn;
     double m_uVpb;                         // microvolts per unit of the source
     bool m_started = false;                // m_first holds the first frame
     std::vector<double> m_first;           // first sample of each lead, microvolts

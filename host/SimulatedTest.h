@@ -19,7 +19,7 @@
 // SplitMix64, sines are polynomials, and of the mathematical library only floor, round and sqrt are used,
 // which have one right answer. Compile without contraction of multiply and add.
 //
-// Cost: some 300 ns a frame on a desktop. Of the memory only the list of true beats grows, 40 bytes a beat.
+// Of the memory only the list of true beats grows, 40 bytes a beat.
 #pragma once
 
 #include <array>

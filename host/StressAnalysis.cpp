@@ -19,8 +19,7 @@ constexpr int kEarliestPostJms = 10;
 constexpr int kLatestPostJms = 200;
 constexpr int kJOffsetMs = 6;  // the engine's J level is read this long after J
 
-// The PR level: the mean from 8 ms before the engine's Q, which lies 12 ms before the onset, to 4 ms after
-// it.
+// The PR level: the mean from 8 ms before to 4 ms after the engine's Q, which lies 12 ms before the onset.
 constexpr int kPrBeforeMs = 8;
 constexpr int kPrAfterMs = 4;
 

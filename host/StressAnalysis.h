@@ -9,13 +9,11 @@
 // Three things about the engine are looked after here:
 // - It sees each lead's first sample as a step from zero, which would lower every later correlation: it is
 //   first filled with as many zero frames as its beat is long.
-// - Of all leads the last decides where R is found again after each beat, by its maximum and steepest
-// upstroke
-//   between Q and J. The leads are handed over with the one last whose R stands out most, upside down where
-//   no lead has an upright QRS, and the results are put back in order.
+// - Of all leads the last decides where R is found again after each beat, by its maximum and its steepest
+//   upstroke between Q and J. The leads are handed over with the one last whose R stands out most, upside
+//   down where no lead has an upright QRS, and the results are put back in order.
 // - Its zero level is a fraction of the PR level at most rates (two thirds at 500 Hz, none at 250 Hz). What
-// it
-//   missed is measured on the averaged beat and added to its ST level.
+//   it missed is measured on the averaged beat and added to its ST level.
 // Uses the one stress engine and the one filter chain of the process: one run at a time.
 #pragma once
 

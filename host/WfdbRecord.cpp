@@ -565,6 +565,5 @@ std::vector<std::string> WfdbRecord::Warnings() const {
                                std::to_string(static_cast<std::int16_t>(signal.sum)));
         }
     }
-    for (std::string& warning : warnings) warning = OneLine(m_info.name + ": " + warning);
     return warnings;
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <optional>
 #include <vector>
 
@@ -17,7 +18,7 @@ protected:
     ~qzFilters() override { qzFilters_destroy(); }
 };
 
-// The chain put together by hand from the three banks.
+/// The chain put together by hand from the three banks.
 struct Chain {
     Chain(short fs, short chn, short freqLpass, short freqNotch, short smooth) {
         if (freqLpass > 0) lowpass.emplace(freqLpass, fs, chn);
@@ -37,7 +38,7 @@ struct Chain {
     bool onLowpass = true, onNotch = true, onSmoother = true;
 };
 
-// Feeds `frames` frames of full-scale noise and ECG through the flat chain and the one by hand.
+/// Feeds `frames` frames of full-scale noise and ECG through the flat chain and the one by hand.
 void ExpectChain(Chain& chain, short chn, std::size_t frames, unsigned seed) {
     const auto leads = static_cast<std::size_t>(chn);
     auto x = RandomSamples(seed, leads * frames, 32768);
@@ -61,80 +62,34 @@ void ExpectPassesThrough() {
 
 }  // namespace
 
-TEST_F(qzFilters, RunsLowpassNotchAndSmootherInThatOrderOverEveryLead) {
-    for (const int fs : kSamplingRates)
-        for (const short chn : kChannelCounts)
-            for (const short smooth : {short{1}, short{2}, short{5}}) {
-                SCOPED_TRACE(testing::Message()
-                             << fs << " Hz, " << chn << " leads, strength " << smooth << ", seed 111");
-                const short freqNotch = chn % 2 == 0 ? 50 : 60;
-                ASSERT_TRUE(qzFilters_create(static_cast<short>(fs), chn, 40, freqNotch, smooth));
-                Chain chain(static_cast<short>(fs), chn, 40, freqNotch, smooth);
-                ExpectChain(chain, chn, 1200, 111);
-            }
-}
-
-TEST_F(qzFilters, BuildsOnlyTheStagesAskedForAndSwitchesOnNoOther) {
-    for (int stages = 0; stages < 8; ++stages) {
-        const short freqLpass = stages & 1 ? 35 : 0, freqNotch = stages & 2 ? 50 : -50;
-        const short smooth = stages & 4 ? 1 : -1;
-        SCOPED_TRACE(testing::Message() << "stages " << stages << ", seeds 112, 113");
-        ASSERT_TRUE(qzFilters_create(500, 3, freqLpass, freqNotch, smooth));
-        Chain chain(500, 3, freqLpass, freqNotch, smooth);
-        ExpectChain(chain, 3, 900, 112);
-        qzFilters_switch(true, true, true);
-        ExpectChain(chain, 3, 900, 113);
-    }
-}
-
-TEST_F(qzFilters, AStageSwitchedOffIsFrozenAndResumes) {
-    ASSERT_TRUE(qzFilters_create(250, 2, 40, 60, 2));
-    Chain chain(250, 2, 40, 60, 2);
-    for (const unsigned mask : {7U, 6U, 7U, 5U, 3U, 0U, 1U, 2U, 4U, 7U}) {
-        SCOPED_TRACE(testing::Message() << "stages on " << mask << ", seed 120 + that");
-        chain.onLowpass = mask & 1U;
-        chain.onNotch = mask & 2U;
-        chain.onSmoother = mask & 4U;
-        qzFilters_switch(chain.onLowpass, chain.onNotch, chain.onSmoother);
-        ExpectChain(chain, 2, 700, 120 + mask);
-    }
-}
-
-TEST_F(qzFilters, CreateStartsAfreshWithEveryStageOnAndDestroyPassesFrames) {
+TEST_F(qzFilters, RunsTheStagesAskedForInOrderFreezesThoseSwitchedOffAndDestroysThem) {
     ExpectPassesThrough();
     qzFilters_switch(true, true, true);
     ExpectPassesThrough();
-    for (int round = 0; round < 2; ++round) {
-        ASSERT_TRUE(qzFilters_create(360, 8, 40, 50, 2));
-        Chain chain(360, 8, 40, 50, 2);
-        ExpectChain(chain, 8, 700, 114);
-        qzFilters_switch(false, false, false);
-        ExpectPassesThrough();
+    for (unsigned round = 0; round < 48; ++round) {
+        const unsigned built = round < 8 ? round : 7;  // which stages; all of them at every rate
+        const auto fs = static_cast<short>(kSamplingRates[round % 6]);
+        const short chn = kChannelCounts[round / 8], hz = round % 2 ? 50 : 60;
+        const short freqLpass = built & 1U ? 35 : 0, freqNotch = built & 2U ? hz : short{-50};
+        const short smooth = built & 4U ? std::array<short, 3>{1, 2, 5}[round % 3] : short{-1};
+        ASSERT_TRUE(qzFilters_create(fs, chn, freqLpass, freqNotch, smooth));  // all switched on
+        Chain chain(fs, chn, freqLpass, freqNotch, smooth);
+        for (const unsigned on : {7U, 6U, 7U, 5U, 3U, 0U, 1U, 2U, 4U, 7U}) {
+            SCOPED_TRACE(testing::Message() << "round " << round << ", on " << on << ", seed 120 + that");
+            ExpectChain(chain, chn, 300, 120 + on);
+            chain.onLowpass = on & 1U;
+            chain.onNotch = on & 2U;
+            chain.onSmoother = on & 4U;
+            qzFilters_switch(chain.onLowpass, chain.onNotch, chain.onSmoother);
+        }
+        if (round % 2 == 0) continue;  // the next create replaces this chain
+        for (const auto destroy : {qzFilters_destroy, qzFiltersDestroy}) {
+            destroy();
+            ExpectPassesThrough();
+            qzFilters_switch(true, true, true);
+            ExpectPassesThrough();
+        }
     }
-    qzFilters_create(360, 4, 40, 50, 2);
-    qzFilters_destroy();
-    qzFilters_switch(true, true, true);
-    ExpectPassesThrough();
-    qzFilters_destroy();
-    qzFilters_create(360, 4, 40, 50, 2);
-    qzFiltersDestroy();
-    qzFiltersDestroy();
-    ExpectPassesThrough();
-    ASSERT_TRUE(qzFilters_create(500, 4, 0, 0, 0));
-    ExpectPassesThrough();
-}
-
-TEST_F(qzFilters, ARateThatGivesAStageNothingToWorkOnLeavesItOut) {
-    for (const short fs : {short{0}, short{-1}, short{-32768}}) {
-        ASSERT_TRUE(qzFilters_create(fs, 4, 0, 50, 2));
-        ExpectPassesThrough();
-    }
-    ASSERT_TRUE(qzFilters_create(33, 4, 0, 0, 2));
-    ExpectPassesThrough();
-    ASSERT_TRUE(qzFilters_create(0, 4, 40, 0, 0));  // coefficients that are not numbers
-    std::vector<short> frame(std::begin(kMarks), std::end(kMarks));
-    qzFilters_filters(frame.data());
-    EXPECT_EQ(frame, std::vector<short>(4, 0));
 }
 
 TEST_F(qzFilters, NoArgumentDoesHarm) {
@@ -143,6 +98,16 @@ TEST_F(qzFilters, NoArgumentDoesHarm) {
         ASSERT_TRUE(qzFilters_create(500, chn, 40, 50, 2));
         ExpectPassesThrough();
     }
+    // A rate that gives a stage nothing to work on leaves it out.
+    for (const short fs : {short{0}, short{-1}, short{-32768}, short{33}}) {
+        ASSERT_TRUE(qzFilters_create(fs, 4, 0, fs == 33 ? 0 : 50, 2));
+        ExpectPassesThrough();
+    }
+    ASSERT_TRUE(qzFilters_create(0, 4, 40, 0, 0));  // coefficients that are not numbers
+    std::vector<short> frame(std::begin(kMarks), std::end(kMarks));
+    qzFilters_filters(frame.data());
+    EXPECT_EQ(frame, std::vector<short>(4, 0));
+
     const auto x = RandomSamples(115, 200, 32768);
     constexpr short kRates[] = {-32768, -500, -1, 0, 1, 2, 33, 34, 40, 49, 51, 100, 499, 32760, 32767};
     constexpr short kFrequencies[] = {-32768, -1, 0,  1,   10,

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <limits>
 #include <new>
 #include <random>
@@ -18,12 +17,6 @@
 #include "tests/support/Beats.h"
 #include "tests/support/Signals.h"
 
-/// What bindings and hosts in other languages read by offset.
-static_assert(sizeof(STresult) == 20 && offsetof(STresult, RuV) == 0 && offsetof(STresult, JuV) == 2 &&
-              offsetof(STresult, STuV) == 4 && offsetof(STresult, deltaSTuV) == 6 &&
-              offsetof(STresult, deltaJuV) == 8 && offsetof(STresult, reserved) == 10 &&
-              offsetof(STresult, STslope) == 12 && offsetof(STresult, STHRindex) == 16);
-
 class qzStressECGLib : public testing::Test {
 protected:
     qzStressECGLib() { qzStressECGLib_init(false); }
@@ -33,6 +26,7 @@ protected:
     static short** Start(CZatMatch& own, short fs, short chn, double uVpb) {
         EXPECT_TRUE(qzStressECGLib_create(fs, chn, uVpb));
         own.Create(fs, chn, uVpb, false, 280);
+        Teach(own, TemplateRows(static_cast<std::size_t>(chn), 300));  // flat: R where the search starts
         return Teach(own, MakeTemplate(fs, static_cast<std::size_t>(chn), fs, fs * 2 / 5));
     }
     static short** Teach(CZatMatch& own, TemplateRows rows) {
@@ -50,13 +44,10 @@ protected:
         const short length = qzStressECGLib_GetPos(r, q, j, ms);
         return {length, r, q, j, ms};
     }
-};
-
-TEST_F(qzStressECGLib, AnswersWithNothingWhileThereIsNoEngine) {
-    for (int round = 0; round < 2; ++round) {
-        auto rows = MakeTemplate(500, 2, 400, 160);
+    static void ExpectNoEngine() {
         short len = 400, frame[] = {1, 2};
-        EXPECT_EQ(qzStressECGLib_InitTempl(rows.Pointers(), len, 130, 190, 60), nullptr);
+        EXPECT_EQ(qzStressECGLib_InitTempl(MakeTemplate(500, 2, 400, 160).Pointers(), len, 130, 190, 60),
+                  nullptr);
         EXPECT_EQ(len, 400);
         EXPECT_EQ(qzStressECGLib_getTempl(), nullptr);
         EXPECT_EQ(qzStressECGLib_match(frame), nullptr);
@@ -68,9 +59,18 @@ TEST_F(qzStressECGLib, AnswersWithNothingWhileThereIsNoEngine) {
         EXPECT_EQ(qzStressECGLib_STresults(800), nullptr);
         EXPECT_EQ(qzStressECGLib_MeanRRms(1, 2, 3), -1);
         EXPECT_EQ(qzStressECGLib_mutex(), nullptr);
+    }
+};
+
+TEST_F(qzStressECGLib, AnswersWithNothingWhileThereIsNoEngine) {
+    for (int round = 0; round < 2; ++round) {
+        ExpectNoEngine();
         qzStressECGLib_create(500, 2, 1.0);
         qzStressECGLib_create(250, 3, 1.0);
         EXPECT_NE(qzStressECGLib_mutex(), nullptr);
+        EXPECT_THROW(qzStressECGLib_create(500, -2, 1.0), std::bad_alloc);
+        ExpectNoEngine();
+        qzStressECGLib_create(250, 3, 1.0);
         qzStressECGLib_destroy();
         qzStressECGLib_destroy();
     }
@@ -78,7 +78,7 @@ TEST_F(qzStressECGLib, AnswersWithNothingWhileThereIsNoEngine) {
 
 TEST_F(qzStressECGLib, FollowsTheMatcherThroughBeatsPositionsAndRebuilds) {
     for (const auto& [fs, chn] : {std::pair<short, short>{500, 12}, {257, 3}, {250, 1}, {1000, 2}}) {
-        SCOPED_TRACE(testing::Message() << fs << " Hz, leads " << chn);
+        SCOPED_TRACE(testing::Message() << fs << " Hz, leads " << chn << ", seed 5");
         const auto leads = static_cast<std::size_t>(chn);
         CZatMatch own;
         short** templ = Start(own, fs, chn, 4.88);
@@ -100,9 +100,18 @@ TEST_F(qzStressECGLib, FollowsTheMatcherThroughBeatsPositionsAndRebuilds) {
                            j = static_cast<short>(Positions()[3] + 5);
                 EXPECT_EQ(qzStressECGLib_SetPos(q, j), own.SetPos(q, j));
                 EXPECT_EQ(qzStressECGLib_SetPostJms(80), own.SetPostJms(80));
-                EXPECT_EQ(Positions()[2], q);
-                EXPECT_EQ(Positions()[3], j);
-                EXPECT_EQ(Positions()[4], 80);
+                EXPECT_EQ(Positions(), std::vector<short>({Positions()[0], Positions()[1], q, j, 80}));
+            }
+            const STresult* results = qzStressECGLib_STresults(731);
+            const STrecord* records = own.STvalues(731);
+            for (short ch = 0; ch < chn; ++ch) {
+                const STresult& result = results[ch];
+                EXPECT_EQ(std::vector<short>(
+                              {result.RuV, result.JuV, result.STuV, result.deltaSTuV, result.deltaJuV}),
+                          std::vector<short>({records[ch].RuV, records[ch].JuV, records[ch].STuV,
+                                              own.uvDeltaSTvalue(ch, -1), own.JuVDelta(ch)}));
+                EXPECT_EQ(result.STslope, records[ch].STslope);
+                EXPECT_EQ(result.STHRindex, records[ch].STHRindex);
             }
         }
         EXPECT_GT(folds, 10);
@@ -130,35 +139,11 @@ TEST_F(qzStressECGLib, SmoothsTheTrendsFromTheirFirstValueOn) {
                 if (call == 0) levels[c].InitialValue(uv);
                 if (call == 2) slopes[c].InitialValue(uVperMs);
                 EXPECT_EQ(level[ch], Wrapped(levels[c].Filter(uv))) << "call " << call;
-                if (slope != nullptr) {
-                    EXPECT_EQ(slope[ch], static_cast<float>(slopes[c].Filter(uVperMs))) << "call " << call;
-                }
+                EXPECT_TRUE(!slope || slope[ch] == static_cast<float>(slopes[c].Filter(uVperMs)))
+                    << "call " << call;
             }
         }
     }
-}
-
-TEST_F(qzStressECGLib, PacksTheResultsOfEveryLead) {
-    CZatMatch own;
-    Start(own, 500, 8, 4.88);
-    auto input = BeatTrain(500, 8).Form({1.0, -0.3, 900}).Beats(800, 6).Record();
-    for (std::size_t i = 0; i < input.Frames(); ++i) {
-        qzStressECGLib_match(input.Frame(i));
-        own.match(input.Frame(i));
-    }
-    const STresult* results = qzStressECGLib_STresults(731);
-    const STrecord* records = own.STvalues(731);
-    for (short ch = 0; ch < 8; ++ch) {
-        EXPECT_EQ(results[ch].RuV, records[ch].RuV);
-        EXPECT_EQ(results[ch].JuV, records[ch].JuV);
-        EXPECT_EQ(results[ch].STuV, records[ch].STuV);
-        EXPECT_EQ(results[ch].deltaSTuV, own.uvDeltaSTvalue(ch, -1));
-        EXPECT_EQ(results[ch].deltaJuV, own.JuVDelta(ch));
-        EXPECT_EQ(results[ch].STslope, records[ch].STslope);
-        EXPECT_EQ(results[ch].STHRindex, records[ch].STHRindex);
-    }
-    EXPECT_LT(results[0].deltaSTuV, -100) << "the depression of the beats shows in lead 1";
-    EXPECT_EQ(results[0].STHRindex, static_cast<float>(results[0].STuV) * 731.0f / 60000.0f);
 }
 
 /// Milliseconds as the heart-rate paths enter and report them.
@@ -168,7 +153,7 @@ static short MeanOf(CZatMidRR& averager, long rrMs) {
     return averager.MeanRR(static_cast<short>(std::max(rrMs, 200L)));
 }
 
-/// A tone of `toneHz` that swells every `period` samples: for the detector, beats in quick succession.
+/// A tone of 12 Hz that swells every `period` samples: for the detector, beats in quick succession.
 static Recording Swelling(int fs, int period, std::size_t leads) {
     Recording input{leads, {}};
     for (int i = 0; i < 20 * fs; ++i) {
@@ -185,11 +170,10 @@ TEST_F(qzStressECGLib, ReportsTheMeanRROfThreeLeads) {
          {std::pair<short, double>{500, 4.88}, {250, 2.5}, {257, 0.305}, {1000, 300.0}}) {
         BeatTrain train(fs, 3);
         // 999, 1000 and 1001 samples at 500 Hz stand around the limit of two seconds.
-        train.Beats(800, 8).Beats(600, 8).Beats(1998, 2).Beats(2000, 2).Beats(2002, 2).Beats(2500, 2).Beats(
-            450, 12);
-        for (Recording input :
-             {train.Noise(5, 3).Record(), Swelling(fs, fs * 99 / 500, 3), Swelling(fs, fs / 5, 3)}) {
-            SCOPED_TRACE(testing::Message() << fs << " Hz, scale " << uVpb);
+        train.Beats(800, 8).Beats(600, 8).Beats(1998, 2).Beats(2000, 2).Beats(2002, 2).Beats(2500, 2);
+        train.Beats(450, 12).Noise(5, 3);
+        for (Recording input : {train.Record(), Swelling(fs, fs * 99 / 500, 3), Swelling(fs, fs / 5, 3)}) {
+            SCOPED_TRACE(testing::Message() << fs << " Hz, scale " << uVpb << ", seed 3");
             qzStressECGLib_create(fs, 3, uVpb);
             CrtRRdetect detector(fs, 50);
             CZatMidRR averager(5);
@@ -212,23 +196,19 @@ TEST_F(qzStressECGLib, ReportsTheMeanRROfThreeLeads) {
 }
 
 /// The many-lead path lives as long as the process, and so does what it is compared with.
-class ManyLeads {
-public:
-    void Init(short fs, short chn, short acFreq, double uVpb) {
-        m_fs = fs;
-        m_detector.Init(fs, chn, acFreq, uVpb);
+static struct ManyLeads {
+    void Init(short rate, short chn, short acFreq, double uVpb) {
+        fs = rate;
+        detector.Init(fs, chn, acFreq, uVpb);
         qzStressECGLib_InitMultiMeanRRms(fs, chn, acFreq, uVpb);
     }
     short Expected(short* frame) {
-        return MeanOf(m_averager, m_fs < 1 ? 0 : m_detector.QRSdetect(frame) * 1000L / m_fs);
+        return MeanOf(averager, fs < 1 ? 0 : detector.QRSdetect(frame) * 1000L / fs);
     }
-
-private:
-    CMultirtRRdetect m_detector;
-    CZatMidRR m_averager{5};
-    short m_fs = 0;
-};
-static ManyLeads g_manyLeads;
+    CMultirtRRdetect detector;
+    CZatMidRR averager{5};
+    short fs = 0;
+} g_manyLeads;
 
 TEST_F(qzStressECGLib, ReportsRateAndRROfManyLeadsOnOnePath) {
     short frame[16] = {};
@@ -237,10 +217,10 @@ TEST_F(qzStressECGLib, ReportsRateAndRROfManyLeadsOnOnePath) {
     EXPECT_EQ(qzStressECGLib_MultiMeanHR(frame), -1);
     int beats = 0;
     for (const auto& [fs, chn] : {std::pair<short, short>{500, 12}, {250, 3}, {360, 1}, {1000, 16}}) {
-        SCOPED_TRACE(testing::Message() << fs << " Hz, leads " << chn);
+        SCOPED_TRACE(testing::Message() << fs << " Hz, leads " << chn << ", seed 9");
         g_manyLeads.Init(fs, chn, 50, 4.88);  // the average goes on from the path before
-        auto input = BeatTrain(fs, static_cast<std::size_t>(chn))
-                         .Beats(800, 10)
+        BeatTrain train(fs, static_cast<std::size_t>(chn));
+        auto input = train.Beats(800, 10)
                          .Beats(420, 9)
                          .Beats(1990, 2)
                          .Beats(2010, 3)
@@ -250,48 +230,23 @@ TEST_F(qzStressECGLib, ReportsRateAndRROfManyLeadsOnOnePath) {
         for (std::size_t i = 0; i < input.Frames(); ++i) {
             const short rr = g_manyLeads.Expected(input.Frame(i));
             beats += rr > 0;
-            if (i / 1000 % 2 == 0) {
+            if (i / 1000 % 2 == 0)
                 ASSERT_EQ(qzStressECGLib_MultiMeanRRms(input.Frame(i)), rr) << i;
-            } else {
+            else
                 ASSERT_EQ(qzStressECGLib_MultiMeanHR(input.Frame(i)), rr > 0 ? 60000 / rr : rr) << i;
-            }
             if (i == input.Frames() / 2) qzStressECGLib_destroy();  // the path is apart from the engine
         }
     }
     EXPECT_GT(beats, 60);
     EXPECT_EQ(qzStressECGLib_MultiMeanRRms(nullptr), -1);
     EXPECT_EQ(qzStressECGLib_MultiMeanHR(nullptr), -1);
-    g_manyLeads.Init(500, 1, 0, 1.0);
-    auto slow = BeatTrain(500, 1).Beats(800, 16).Record();
-    std::vector<short> rates;
-    for (std::size_t i = 0; i < slow.Frames(); ++i) {
-        g_manyLeads.Expected(slow.Frame(i));
-        if (const short rate = qzStressECGLib_MultiMeanHR(slow.Frame(i)); rate > 0) rates.push_back(rate);
-    }
-    ASSERT_GT(rates.size(), 8u);
-    EXPECT_NEAR(rates.back(), 75, 1);
-}
-
-TEST_F(qzStressECGLib, FailsCleanlyOnANegativeLeadCount) {
-    CZatMatch own;
-    Start(own, 500, 3, 1.0);
-    EXPECT_THROW(qzStressECGLib_create(500, -2, 1.0), std::bad_alloc);
-    EXPECT_EQ(qzStressECGLib_getTempl(), nullptr);
-    EXPECT_EQ(qzStressECGLib_STresults(800), nullptr);
-    EXPECT_EQ(qzStressECGLib_MeanRRms(1, 2, 3), -1);
-    EXPECT_NE(Start(own, 500, 3, 1.0), nullptr);
     EXPECT_THROW(qzStressECGLib_InitMultiMeanRRms(500, -2, 50, 1.0), std::bad_alloc);
-    short frame[] = {9, 9, 9};
     EXPECT_EQ(qzStressECGLib_MultiMeanRRms(frame), -1);
 }
 
 TEST_F(qzStressECGLib, SurvivesAnyArguments) {
-    constexpr double kScales[] = {1.0,
-                                  0.0,
-                                  -4.88,
-                                  1e300,
-                                  std::numeric_limits<double>::quiet_NaN(),
-                                  std::numeric_limits<double>::infinity()};
+    using Limits = std::numeric_limits<double>;
+    constexpr double kScales[] = {1.0, 0.0, -4.88, 1e300, Limits::quiet_NaN(), Limits::infinity()};
     constexpr short kRates[] = {500, 250, 0, -1, 1, 9, 100, 166, 32767, -32768};
     std::mt19937 random(99);
     const auto any = [&random] {
@@ -316,12 +271,9 @@ TEST_F(qzStressECGLib, SurvivesAnyArguments) {
             qzStressECGLib_match(step % 50 ? frame.data() : nullptr);
             EXPECT_LE(qzStressECGLib_MeanRRms(frame[0], frame[1], frame[2]), 1999);
             EXPECT_EQ(qzStressECGLib_MultiMeanRRms(frame.data()), g_manyLeads.Expected(frame.data()));
-            if (step % 20 == 3) {
-                const bool empty = qzStressECGLib_uvSTvalue() == nullptr ||
-                                   qzStressECGLib_STslope() == nullptr ||
-                                   qzStressECGLib_STresults(any()) == nullptr;
-                EXPECT_FALSE(empty && chn > 0);
-            }
+            if (step % 20 != 3 || chn == 0) continue;
+            EXPECT_TRUE(qzStressECGLib_uvSTvalue() && qzStressECGLib_STslope() &&
+                        qzStressECGLib_STresults(any()));
         }
     }
 }

@@ -304,7 +304,7 @@ TEST_F(Shim, StressCannotBeBuiltForANegativeNumberOfLeadsAndIsEmptyForNone) {
 TEST_F(Shim, StressKeepsTheArraysOfItsLastTemplateThroughACreateForOtherLeads) {
     const Stress stress = Created(2);
     RestTempl(stress, Beat(2));
-    for (const short leads : {3, 1}) {
+    for (const short leads : std::initializer_list<short>{3, 1}) {
         EXPECT_TRUE(CqzStressTemplLib_create(stress.get(), kFs, leads, 2.5, false));
         ExpectNothing(stress, {1, 2, 3});
         const Rows beat = Beat(static_cast<std::size_t>(leads));

@@ -25,22 +25,21 @@ using Frames = std::vector<std::vector<int>>;  // [frame][signal]
 /// `frames` as a signal file holds them. Written the slow way, bit by bit from the format's description.
 std::string Pack(int format, const Frames& frames) {
     std::vector<unsigned> samples;
-    for (const auto& frame : frames) {
-        for (int sample : frame) samples.push_back(static_cast<unsigned>(sample));
-    }
+    for (const auto& frame : frames)
+        for (const int sample : frame) samples.push_back(static_cast<unsigned>(sample));
+    const std::size_t count = samples.size();
+    samples.push_back(0);  // the second of the last pair of format 212, where there is none
     std::string bytes;
     const auto append = [&](unsigned value) { bytes.push_back(static_cast<char>(value & 0xFF)); };
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        if (format == 80) {
-            append(samples[i] + 128);
-        } else if (format == 16) {
+    for (std::size_t i = 0; i < count; ++i) {
+        if (format == 212 && i % 2 == 1) {
             append(samples[i]);
-            append(samples[i] >> 8);
-        } else if (i % 2 == 0) {
-            const unsigned second = i + 1 < samples.size() ? samples[i + 1] : 0;
+        } else if (format == 212) {
             append(samples[i]);
-            append((samples[i] >> 8 & 0xF) | (second >> 8 & 0xF) << 4);
-            if (i + 1 < samples.size()) append(second);
+            append((samples[i] >> 8 & 0xF) | (samples[i + 1] >> 8 & 0xF) << 4);
+        } else {
+            append(format == 80 ? samples[i] + 128 : samples[i]);
+            if (format == 16) append(samples[i] >> 8);
         }
     }
     return bytes;
@@ -51,9 +50,8 @@ Frames RandomFrames(std::size_t frames, std::size_t signals, int lowest, int hig
     std::mt19937 random(seed);
     std::uniform_int_distribution<int> value(lowest, highest);
     Frames all(frames, std::vector<int>(signals));
-    for (auto& frame : all) {
+    for (auto& frame : all)
         for (int& sample : frame) sample = value(random);
-    }
     all.front().front() = lowest;
     all.back().back() = highest;
     return all;
@@ -163,19 +161,26 @@ TEST_F(WfdbRecordTest, BringsUnitsGainsAndBaselinesToMicrovoltsAndLeavesOutWhatI
         "0 0 0 0 SpO2\n"
         "r.dat 16 1500 12 10\n");
     EXPECT_THAT(ReadAll(record), ElementsAre(ElementsAre(1000, -1000, 1000, 40, 40, 100, 1, 67)));
-    EXPECT_THAT(record.Warnings(), ElementsAre("r: \"ABP\" left out: its unit \"mmHg\" is not a voltage",
-                                               "r: \"SpO2\" left out: its unit \"NU\" is not a voltage",
-                                               "r: \"SpO2\": checksum: expected 0, found 110"));
+    EXPECT_THAT(record.Warnings(), ElementsAre("\"ABP\" left out: its unit \"mmHg\" is not a voltage",
+                                               "\"SpO2\" left out: its unit \"NU\" is not a voltage",
+                                               "\"SpO2\": checksum: expected 0, found 110"));
 }
 
-TEST_F(WfdbRecordTest, FillsInWhatTheHeaderLeavesOut) {
+TEST_F(WfdbRecordTest, FillsInWhatTheHeaderLeavesOutAndShiftsSkewedSignalsIntoStep) {
     Write("r.dat", Pack(212, {{-200}, {0}, {1}}));
-    WfdbRecord record = Open("r 1\nr.dat 212");
-    EXPECT_EQ(record.Info().fs, 250);
-    EXPECT_EQ(record.Info().frames, 3);  // what the file holds
-    EXPECT_THAT(record.Info().leads, ElementsAre("signal 1"));
-    EXPECT_THAT(ReadAll(record), ElementsAre(ElementsAre(-1000), ElementsAre(0), ElementsAre(5)));
-    EXPECT_THAT(record.Warnings(), IsEmpty());
+    WfdbRecord shortest = Open("r 1\nr.dat 212");
+    EXPECT_EQ(shortest.Info().fs, 250);
+    EXPECT_EQ(shortest.Info().frames, 3);  // what the file holds
+    EXPECT_THAT(shortest.Info().leads, ElementsAre("signal 1"));
+    EXPECT_EQ(ReadAll(shortest), (Frames{{-1000}, {0}, {5}}));
+    EXPECT_THAT(shortest.Warnings(), IsEmpty());
+    // The pulse of each signal stands where its skew says; the frames behind the last whole one are lost.
+    Write("r.dat", Pack(16, {{0, 0, 0}, {9, 0, 0}, {0, 9, 0}, {0, 0, 0}, {0, 0, 9}, {0, 0, 0}}));
+    WfdbRecord skewed =
+        Open("r 3 250 6\nr.dat 16:0 1000 12 0 0 9\nr.dat 16:1 1000 12 0 0 9\nr.dat 16:3 1000 12 0 0 9\n");
+    EXPECT_EQ(skewed.Info().frames, 3);
+    EXPECT_EQ(ReadAll(skewed), (Frames{{0, 0, 0}, {9, 9, 9}, {0, 0, 0}}));
+    EXPECT_THAT(skewed.Warnings(), IsEmpty());
 }
 
 TEST_F(WfdbRecordTest, ChoosesTheFinestScaleThatTheAdcRangeFits) {
@@ -204,21 +209,9 @@ TEST_F(WfdbRecordTest, ChoosesTheFinestScaleThatTheAdcRangeFits) {
         const bool isClipped = value == -32768;
         EXPECT_EQ(record.Warnings().size(), isClipped ? 1U : 0U) << first;
         if (isClipped) {
-            EXPECT_EQ(record.Warnings()[0], "r: \"signal 1\": 1 samples clipped at 16 bits");
+            EXPECT_EQ(record.Warnings()[0], "\"signal 1\": 1 samples clipped at 16 bits");
         }
     }
-}
-
-TEST_F(WfdbRecordTest, ShiftsSkewedSignalsIntoStep) {
-    // The pulse of each signal stands where its skew says; the stored frames behind the last whole one are
-    // lost.
-    Write("r.dat", Pack(16, {{0, 0, 0}, {9, 0, 0}, {0, 9, 0}, {0, 0, 0}, {0, 0, 9}, {0, 0, 0}}));
-    WfdbRecord record =
-        Open("r 3 250 6\nr.dat 16:0 1000 12 0 0 9\nr.dat 16:1 1000 12 0 0 9\nr.dat 16:3 1000 12 0 0 9\n");
-    EXPECT_EQ(record.Info().frames, 3);
-    EXPECT_THAT(ReadAll(record),
-                ElementsAre(ElementsAre(0, 0, 0), ElementsAre(9, 9, 9), ElementsAre(0, 0, 0)));
-    EXPECT_THAT(record.Warnings(), IsEmpty());
 }
 
 TEST_F(WfdbRecordTest, HoldsTheValueBeforeASampleMarkedInvalid) {
@@ -229,8 +222,8 @@ TEST_F(WfdbRecordTest, HoldsTheValueBeforeASampleMarkedInvalid) {
         EXPECT_THAT(ReadAll(record), ElementsAre(ElementsAre(0, 10), ElementsAre(20, 10), ElementsAre(20, 10),
                                                  ElementsAre(testing::AnyOf(marker - 9, -32768), 11)));
         EXPECT_THAT(record.Warnings(),
-                    testing::IsSupersetOf({"r: \"signal 1\": 2 invalid samples, value before held",
-                                           "r: \"signal 2\": 2 invalid samples, value before held"}));
+                    testing::IsSupersetOf({"\"signal 1\": 2 invalid samples, value before held",
+                                           "\"signal 2\": 2 invalid samples, value before held"}));
     }
 }
 
@@ -244,15 +237,14 @@ TEST_F(WfdbRecordTest, StopsAtTheAnnouncedLengthOrEarlyWithAWarning) {
         EXPECT_EQ(ReadAll(record).size(), frames);
         return record.Warnings();
     };
-    const std::string badSum = "r: \"II\": checksum: expected 99, found 6";
+    const std::string badSum = "\"II\": checksum: expected 99, found 6";
     EXPECT_THAT(
         warningsOf("r 2 250 1\n" + files, 1, 1),
-        ElementsAre("r: \"I\": checksum: expected 4, found 1", "r: \"II\": checksum: expected 99, found 2"));
+        ElementsAre("\"I\": checksum: expected 4, found 1", "\"II\": checksum: expected 99, found 2"));
     EXPECT_THAT(warningsOf("r 2 250 2\n" + files, 2, 2), ElementsAre(badSum));
-    EXPECT_THAT(warningsOf("r 2 250 9\n" + files, 2, 9), ElementsAre("r: ends early: 2 of 9 frames"));
+    EXPECT_THAT(warningsOf("r 2 250 9\n" + files, 2, 9), ElementsAre("ends early: 2 of 9 frames"));
     EXPECT_THAT(warningsOf("r 2 250\n" + files, 2, 2), IsEmpty());  // without a length the sums say nothing
-    EXPECT_THAT(warningsOf("r 3 250\n" + files + "s.dat 16", 2, 2),
-                ElementsAre("r: ends early: 2 of 3 frames"));
+    EXPECT_THAT(warningsOf("r 3 250\n" + files + "s.dat 16", 2, 2), ElementsAre("ends early: 2 of 3 frames"));
 
     WfdbRecord record = Open("r 2 250 2\n" + files);
     short frame[2];
@@ -270,46 +262,31 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
         const char* fragment;
     } cases[] = {
         {"", "line 1: expected the record line, found the end"},
-        {"# only\n\n", "line 3: expected the record line, found the end"},
         {std::string("r 1 250\0", 8), "expected a header of text"},
         {std::string((1 << 20) + 1, '#'), "expected a header of text"},
         {"r\n" + line, "line 1: expected the number of signals, found the end of the line"},
         {"r/3 1 250\n" + line, "records of several segments are not supported: \"r/3\""},
         {"r 0 250\n", "found zero signals"},
-        {"r -1 250\n", "line 1: number of signals is negative: -1"},
         {"r 257 250\n", "number of signals: expected 0 to 256, found 257"},
-        {"r 99999999999999999999 250\n", "malformed number of signals"},
         {"r one 250\n", "malformed number of signals: \"one\""},
-        {"r 1x 250\n", "malformed number of signals: \"1x\""},
         {"r 1 fast\n" + line, "line 1: malformed sampling rate: \"fast\""},
-        {"r 1 nan\n" + line, "malformed sampling rate"},
         {"r 1 250/x\n" + line, "malformed counter frequency"},
-        {"r 1 250/1(2\n" + line, "malformed base counter value"},
         {"r 1 250 -5\n" + line, "number of samples is negative: -5"},
         {"r 1 99.9\n" + line, "sampling rate: expected 100 to 2000 Hz, found 99.9"},
-        {"r 1 2001\n" + line, "expected 100 to 2000 Hz, found 2001"},
-        {"r 1 0\n" + line, "expected 100 to 2000 Hz, found 0"},
         {"r 1 128.5\n" + line, "expected a whole number of Hz, found 128.5"},
         {"r 2 250\n" + line, "line 3: expected 2 signals, found the end after 1"},
         {"r 1 250\n" + line + line, "line 3: expected the end after 1 signals, found \"r.dat"},
         {"r 1 250\nr.dat\n", "line 2: expected the format, found the end of the line"},
         {"r 1 250\n\nr.dat 61\n", "line 3: unknown format 61: expected 16, 80 or 212"},
-        {"r 1 250\nr.dat PCM\n", "malformed format: \"PCM\""},
-        {"r 1 250\nr.dat 16x4\n", "expected one sample per frame, found format \"16x4\""},
         {"r 1 250\nr.dat 16:-1\n", "skew is negative: -1"},
         {"r 1 250\nr.dat 16:2\n", "expected more frames than the skew of 2, found 2"},
-        {"r 1 250\nr.dat 16+-1\n", "byte offset is negative: -1"},
         {"r 1 250\nr.dat 16?\n", "malformed format: \"16?\""},
         {"r 1 250\nr.dat 16 0/mV\n", "line 2: zero gain"},
         {"r 1 250\nr.dat 16 1e-320\n", "gain"},
-        {"r 1 250\nr.dat 16 inf\n", "malformed gain"},
         {"r 1 250\nr.dat 16 200mV\n", "malformed gain: \"200mV\""},
-        {"r 1 250\nr.dat 16 200(5/mV\n", "malformed baseline"},
         {"r 1 250\nr.dat 16 200 -1\n", "ADC resolution is negative: -1"},
         {"r 1 250\nr.dat 16 200 12 x\n", "malformed ADC zero: \"x\""},
-        {"r 1 250\nr.dat 16 200 12 0 x\n", "malformed initial value"},
         {"r 1 250\nr.dat 16 200 12 0 0 70000\n", "checksum: expected -32768 to 65535, found 70000"},
-        {"r 1 250\nr.dat 16 200 12 0 0 0 x\n", "malformed block size"},
         {"r 1 250\nr.dat 16 1/mmHg\n", "found no signal in a unit of voltage"},
         {"r 1 250\n/etc/hostname 16\n",
          "expected a signal file in the directory of the header, found \"/etc"},
@@ -318,11 +295,9 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
         {"r 1 250\n. 16\n", "the signal file cannot be opened"},  // a directory
         {"r 3 250\nshort.dat 16\nshort.dat 16\nshort.dat 16\n",
          "expected at least one frame of 6 bytes, found 4"},
-        {"r 1 250\nr.dat 16+3\n", "r.dat: expected at least one frame of 2 bytes, found 1"},
         {"r 1 250\nr.dat 16+9223372036854775807\n", "expected at least one frame of 2 bytes, found 0"},
         {"r 3 250\nr.dat 16\nq.dat 16\nr.dat 16\n",
          "line 4: expected the signals of \"r.dat\" one after another"},
-        {"r 2 250\nr.dat 16\nr.dat 80\n", "line 3: expected the signals of \"r.dat\" one after another"},
         {"r 2 250\nr.dat 16\nr.dat 16+2\n", "with one format and byte offset"},
     };
     for (const auto& [header, fragment] : cases) {

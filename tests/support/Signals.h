@@ -78,7 +78,8 @@ inline std::vector<short> SyntheticEcg(int fs, double seconds, double bpm, int a
     return samples;
 }
 
-/// The sample-by-sample sum of two signals, wrapped at 16 bits; where the right one ends, the left one goes on.
+/// The sample-by-sample sum of two signals, wrapped at 16 bits; where the right one ends, the left one goes
+/// on.
 inline std::vector<short> Sum(std::vector<short> left, const std::vector<short>& right) {
     for (std::size_t i = 0; i < std::min(left.size(), right.size()); ++i)
         left[i] = Wrapped(left[i] + right[i]);
@@ -91,14 +92,6 @@ inline std::vector<short> NoisyEcg(int fs, double seconds, unsigned seed) {
     ecg = Sum(ecg, RandomSamples(seed, ecg.size(), 40));
     ecg = Sum(ecg, Tone(fs, ecg.size(), 50.0, 150));
     return Sum(ecg, Tone(fs, ecg.size(), 0.2, 400));
-}
-
-/// The first `length` outputs of filter.Filter(double) for 1, 0, 0, ...
-template <typename AnyFilter>
-std::vector<double> ImpulseResponse(AnyFilter& filter, std::size_t length) {
-    std::vector<double> response(length);
-    for (std::size_t i = 0; i < length; ++i) response[i] = filter.Filter(i == 0 ? 1.0 : 0.0);
-    return response;
 }
 
 /// The magnitude of the response's spectrum at `hz`; for a unit impulse response the gain there.
