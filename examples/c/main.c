@@ -1,14 +1,14 @@
-/* A minute of a simulated exercise test through the C interface: filter chain, both heart rates, an averaged
- * beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed. */
+/* Ten minutes of a simulated exercise test through the C interface: filter chain, both heart rates, an
+ * averaged beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed. */
 #include <stdio.h>
 #include <stdlib.h>
 
 #include "api/qzStressTemplLibC.h"
 
 enum { kLeads = 12, kFs = 500, kMainsHz = 50 };       /* kFs in samples per second */
-enum { kFrames = 60 * kFs };                          /* one minute */
+enum { kFrames = 600 * kFs };                         /* ten minutes */
 enum { kBeatLength = 400, kPosQ = 134, kPosJ = 168 }; /* samples of the first beat */
-enum { kPostJms = 60, kLinesEvery = 10 /* averaged beats */ };
+enum { kPostJms = 60, kLinesEvery = 100 /* averaged beats */ };
 static const double kUVpb = 2.5; /* microvolts per unit */
 
 static int Triangle(int t, int centre, int half_width, int height) {
@@ -36,13 +36,13 @@ int main(void) {
     for (int i = 0; i < kLeads * kBeatLength; ++i) beat[i] = Sample(i / kBeatLength, i % kBeatLength, 0);
     qzc_stress_init_templ(beat, kLeads, kBeatLength, kPosQ, kPosJ, kPostJms, NULL);
 
-    int t = 0, rr = kBeatLength, beats = 0;          /* rr: samples, one less with every beat */
+    int t = 0, beats = 0;
     int16_t heart_rate = 0, heart_rate_of_three = 0; /* beats/min */
     for (int i = 0; i < kFrames; ++i) {
         int16_t frame[kLeads], level[kLeads];
         float slope[kLeads];
-        for (int lead = 0; lead < kLeads; ++lead) frame[lead] = Sample(lead, t, /* depression */ i / 1500);
-        if (++t == rr) t = 0, --rr;
+        for (int lead = 0; lead < kLeads; ++lead) frame[lead] = Sample(lead, t, /* depression */ i / 15000);
+        if (++t >= kBeatLength - i / 3000) t = 0;
 
         qzc_filters_filters(frame, kLeads);
         const int16_t hr = qzc_multi_mean_hr(frame, kLeads);

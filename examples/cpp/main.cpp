@@ -1,4 +1,4 @@
-// A minute of a simulated exercise test through the flat C++ interface: filter chain, both heart rates, an
+// Ten minutes of a simulated exercise test through the flat C++ interface: filter chain, both heart rates, an
 // averaged beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed.
 #include <cstdio>
 #include <cstdlib>
@@ -9,10 +9,10 @@
 
 constexpr short kLeads = 12, kFs = 500, kMainsHz = 50;        // kFs in samples per second
 constexpr double kUVpb = 2.5;                                 // microvolts per unit
-constexpr int kFrames = 60 * kFs;                             // one minute
+constexpr int kFrames = 600 * kFs;                            // ten minutes
 constexpr short kBeatLength = 400, kPosQ = 134, kPosJ = 168;  // samples of the first beat
 constexpr short kPostJms = 60;
-constexpr int kLinesEvery = 10;  // averaged beats
+constexpr int kLinesEvery = 100;  // averaged beats
 
 static int Triangle(int t, int centre, int halfWidth, int height) {
     const int distance = std::abs(t - centre);
@@ -44,12 +44,12 @@ int main() {
     short length = kBeatLength;
     qzStressECGLib_InitTempl(rows, length, kPosQ, kPosJ, kPostJms);
 
-    int t = 0, rr = kBeatLength, beats = 0;     // rr: samples, one less with every beat
+    int t = 0, beats = 0;
     short heartRate = 0, heartRateOfThree = 0;  // beats/min
     for (int i = 0; i < kFrames; ++i) {
         short frame[kLeads];
-        for (int lead = 0; lead < kLeads; ++lead) frame[lead] = Sample(lead, t, /*depression*/ i / 1500);
-        if (++t == rr) t = 0, --rr;
+        for (int lead = 0; lead < kLeads; ++lead) frame[lead] = Sample(lead, t, /*depression*/ i / 15000);
+        if (++t >= kBeatLength - i / 3000) t = 0;
 
         qzFilters_filters(frame);
         if (const short hr = qzStressECGLib_MultiMeanHR(frame); hr > 0) heartRate = hr;

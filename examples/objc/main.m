@@ -1,5 +1,5 @@
-// A minute of a simulated exercise test through the Objective-C classes: filter chain, both heart rates, an
-// averaged beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed.
+// Ten minutes of a simulated exercise test through the Objective-C classes: filter chain, both heart rates,
+// an averaged beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed.
 #import <Foundation/Foundation.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -7,9 +7,9 @@
 #import "OCqz.h"
 
 enum { kLeads = 12, kFs = 500, kMainsHz = 50 };        // kFs in samples per second
-enum { kFrames = 60 * kFs };                           // one minute
+enum { kFrames = 600 * kFs };                          // ten minutes
 enum { kBeatLength = 400, kPosQ = 134, kPosJ = 168 };  // samples of the first beat
-enum { kPostJms = 60, kLinesEvery = 10 };              // averaged beats
+enum { kPostJms = 60, kLinesEvery = 100 };             // averaged beats
 static const double kUVpb = 2.5;                       // microvolts per unit
 
 static int Triangle(int t, int centre, int halfWidth, int height) {
@@ -47,13 +47,13 @@ int main(void) {
     }
     [stress restTempl:beat posQ:kPosQ posJ:kPosJ postJms:kPostJms];
 
-    int t = 0, rr = kBeatLength, beats = 0;     // rr: samples, one less with every beat
+    int t = 0, beats = 0;
     short heartRate = 0, heartRateOfThree = 0;  // beats/min
     for (int i = 0; i < kFrames; ++i) {
         NSAutoreleasePool *framePool = [[NSAutoreleasePool alloc] init];
         NSMutableArray *raw = [NSMutableArray arrayWithCapacity:kLeads];
-        for (int lead = 0; lead < kLeads; ++lead) [raw addObject:Sample(lead, t, /*depression*/ i / 1500)];
-        if (++t == rr) t = 0, --rr;
+        for (int lead = 0; lead < kLeads; ++lead) [raw addObject:Sample(lead, t, /*depression*/ i / 15000)];
+        if (++t >= kBeatLength - i / 3000) t = 0;
 
         NSArray *frame = [filters filters:raw];
         const short hr = [meanRR meanHR:frame];

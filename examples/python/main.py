@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A minute of a simulated exercise test through the C interface, with nothing but ctypes: filter chain, both
+"""Ten minutes of a simulated exercise test through the C interface, with nothing but ctypes: filter chain, both
 heart rates, an averaged beat per lead, ST level and ST slope. See ../README.md for the signal and for what is
 printed. Argument: the shared library, where the loader does not find it by itself."""
 import sys
@@ -21,9 +21,9 @@ for name, result, arguments in (
     function.restype, function.argtypes = result, arguments
 
 LEADS, FS, MAINS_HZ, UV_PER_BIT = 12, 500, 50, 2.5  # FS in samples per second
-FRAMES = 60 * FS  # one minute
+FRAMES = 600 * FS  # ten minutes
 BEAT_LENGTH, POS_Q, POS_J, POST_J_MS = 400, 134, 168, 60  # samples, but for the last
-LINES_EVERY = 10  # averaged beats
+LINES_EVERY = 100  # averaged beats
 
 
 def triangle(t, centre, half_width, height):
@@ -45,15 +45,15 @@ lib.qzc_multi_init(FS, LEADS, MAINS_HZ, UV_PER_BIT)
 beat = (short * (LEADS * BEAT_LENGTH))(*(gain * wave(t, 0) for gain in GAINS for t in range(BEAT_LENGTH)))
 lib.qzc_stress_init_templ(beat, LEADS, BEAT_LENGTH, POS_Q, POS_J, POST_J_MS, None)
 
-t, rr, beats = 0, BEAT_LENGTH, 0  # rr: samples, one less with every beat
+t = beats = 0
 heart_rate = heart_rate_of_three = 0  # beats/min
 level, slope = (short * LEADS)(), (c_float * LEADS)()
 for i in range(FRAMES):
-    height = wave(t, i // 1500)
+    height = wave(t, i // 15000)
     frame = (short * LEADS)(*(gain * height for gain in GAINS))
     t += 1
-    if t == rr:
-        t, rr = 0, rr - 1
+    if t >= BEAT_LENGTH - i // 3000:
+        t = 0
 
     lib.qzc_filters_filters(frame, LEADS)
     hr = lib.qzc_multi_mean_hr(frame, LEADS)

@@ -1,4 +1,4 @@
-// A minute of a simulated exercise test through the Swift classes: filter chain, both heart rates, an averaged
+// Ten minutes of a simulated exercise test through the Swift classes: filter chain, both heart rates, an averaged
 // beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed.
 import Foundation
 import qzStressTemplLib
@@ -7,7 +7,7 @@ let leads: Int16 = 12
 let fs: Int16 = 500  // samples per second
 let mainsHz: Int16 = 50
 let uVpb = 2.5  // microvolts per unit
-let beatLength = 400, linesEvery = 10  // samples; averaged beats
+let beatLength = 400, linesEvery = 100  // samples; averaged beats
 
 func triangle(_ t: Int, _ centre: Int, _ halfWidth: Int, _ height: Int) -> Int {
     let distance = abs(t - centre)
@@ -32,12 +32,12 @@ stress.restTempl(
     templ: (0..<Int(leads)).map { lead in (0..<beatLength).map { sample(lead, $0, 0) } },
     posQ: 134, posJ: 168, postJms: 60)
 
-var t = 0, rr = beatLength, beats = 0  // rr: samples, one less with every beat
+var t = 0, beats = 0
 var heartRate: Int16 = 0, heartRateOfThree: Int16 = 0  // beats/min
-for i in 0..<60 * Int(fs) {
-    var frame = (0..<Int(leads)).map { sample($0, t, i / 1500) }
+for i in 0..<600 * Int(fs) {
+    var frame = (0..<Int(leads)).map { sample($0, t, i / 15000) }
     t += 1
-    if t == rr { (t, rr) = (0, rr - 1) }
+    if t >= beatLength - i / 3000 { t = 0 }
 
     frame = filters.filters(data: frame)!
     let rate = meanRR.meanHR(data: frame)

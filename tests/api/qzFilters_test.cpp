@@ -103,10 +103,8 @@ TEST_F(qzFilters, NoArgumentDoesHarm) {
         ASSERT_TRUE(qzFilters_create(fs, 4, 0, fs == 33 ? 0 : 50, 2));
         ExpectPassesThrough();
     }
-    ASSERT_TRUE(qzFilters_create(0, 4, 40, 0, 0));  // coefficients that are not numbers
-    std::vector<short> frame(std::begin(kMarks), std::end(kMarks));
-    qzFilters_filters(frame.data());
-    EXPECT_EQ(frame, std::vector<short>(4, 0));
+    ASSERT_TRUE(qzFilters_create(0, 4, 40, 0, 0));
+    ExpectPassesThrough();
 
     const auto x = RandomSamples(115, 200, 32768);
     constexpr short kRates[] = {-32768, -500, -1, 0, 1, 2, 33, 34, 40, 49, 51, 100, 499, 32760, 32767};

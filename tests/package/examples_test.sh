@@ -1,13 +1,13 @@
 #!/bin/sh
 # examples_test.sh COMMAND COMMAND...: every command prints the same lines, to the last character, and they are
-# the lines of a minute of 12 leads: frame number, two heart rates, ST level and ST slope of every lead.
+# the lines of ten minutes of 12 leads: frame number, two heart rates, ST level and ST slope of every lead.
 set -eu
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 $1 >"$work/first"
 awk 'NF != 3 + 2 * 12 { print "fields: " NF; bad = 1 }
-     $1 <= frame || $1 >= 30000 { print "frame: " $1; bad = 1 }
+     $1 <= frame || $1 >= 300000 { print "frame: " $1; bad = 1 }
      $2 < 70 || $2 > 100 || $3 < 70 || $3 > 100 { print "heart rates: " $2 " " $3; bad = 1 }
      { frame = $1 }
      END { if (NR != 8) { print "lines: " NR; bad = 1 } exit bad }' "$work/first"
