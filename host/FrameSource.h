@@ -6,11 +6,13 @@
 
 /// Facts that hold for a whole recording.
 struct SourceInfo {
-    std::string name;                // record name, for messages and headings
-    int fs = 0;                      // samples per second and lead
-    double uVpb = 0;                 // microvolts per unit, the same for every lead
-    std::vector<std::string> leads;  // lead names in frame order
-    long long frames = 0;            // frames announced; 0 where the source does not know
+    std::string name;                  // record name, for messages and headings
+    int fs = 0;                        // samples per second and lead
+    double uVpb = 0;                   // microvolts per unit, the same for every lead
+    std::vector<std::string> leads;    // lead names in frame order
+    long long frames = 0;              // frames announced; 0 where the source does not know
+    std::string started;               // first frame, "YYYY-MM-DD hh:mm:ss" or "hh:mm:ss", empty if unknown
+    std::vector<std::string> remarks;  // what the file says of patient and recording, one line each
 };
 
 /// Reads forward only. One object belongs to one thread.
@@ -24,4 +26,6 @@ public:
     /// What the reader had to say about its data so far (an early end, samples clipped), one line each, empty
     /// when all is well. Complete once Read has returned false.
     virtual std::vector<std::string> Warnings() const { return {}; }
+    /// How the file holds its signals (format, gains, units, signals left out), one line each, for people.
+    virtual std::vector<std::string> Describe() const { return {}; }
 };

@@ -26,7 +26,24 @@
 
 struct StressOptions {
     ConditionerOptions conditioner;
-    int postJms = 60;  // ST is measured this long after J + 6 ms
+    int postJms = 60;                   // ST is measured this long after J + 6 ms
+    bool relearn = false;               // a new averaged beat where none has matched for long
+    const LearnedBeat* beat = nullptr;  // the first averaged beat; null learns it from the source
+    std::vector<double> stripSeconds;   // where strips begin, ascending
+};
+
+/// Is told of everything as it happens, for displays and exports. Every call is made within Run.
+class AnalysisObserver {
+public:
+    virtual ~AnalysisObserver() = default;
+    /// A frame of the source has been read; `frame` is in its units.
+    virtual void OnFrame(const short* frame) {}
+    /// A conditioned frame in microvolts that shows the source at `seconds`, from 0 on.
+    virtual void OnConditioned(const short* uV, double seconds) {}
+    virtual void OnRate(const RateReading& rate) {}
+    virtual void OnBeat(const STReading& beat) {}
+    /// Asked once a frame: true ends the analysis as though the source ended here.
+    virtual bool Stop() { return false; }
 };
 
 class StressAnalysis {

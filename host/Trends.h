@@ -20,6 +20,7 @@ struct RateReading {
 /// The state of the averaged beat after one more beat, one value per lead in source order.
 struct STReading {
     double seconds = 0;
+    double bpm = 0;  // heart rate shown at that time; NaN before the first
     std::vector<float> levelUv;
     std::vector<float> slopeUvPerMs;
 };
@@ -28,6 +29,13 @@ struct STReading {
 /// is the learned onset.
 struct BeatPositionsMs {
     double length = 0, q = 0, r = 0, j = 0;
+};
+
+/// A stretch of signal as recorded and as conditioned, in step, [lead][sample] in microvolts.
+struct Strip {
+    double seconds = 0;                     // of its first sample
+    std::vector<std::vector<float>> rawUv;  // less the first sample of the recording
+    std::vector<std::vector<float>> cleanUv;
 };
 
 struct StressResult {
@@ -39,6 +47,10 @@ struct StressResult {
     LearnedBeat learned;
     double learnedFromSeconds = 0;  // length of the stretch
     BeatPositionsMs positions;
+    std::vector<std::vector<float>> firstBeatUv;   // [lead][sample], as first handed to the engine
+    std::vector<std::vector<float>> latestBeatUv;  // and as it left off, at the same positions
+    std::vector<double> relearnedSeconds;          // when a new averaged beat was learned
+    std::vector<Strip> strips;                     // in order of time
     std::vector<RateReading> rates;
     std::vector<STReading> beats;    // one for each beat folded in
     std::vector<double> beatsFound;  // seconds of every heart-rate answer, one beat after its beat

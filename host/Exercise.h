@@ -1,0 +1,41 @@
+// Exercise: what the doctor knows of a test (stages, angina, exercise time) and the indices that come of it.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/Trends.h"
+
+/// One stage of a test, from its start to that of the next.
+struct Stage {
+    double startSeconds = 0;
+    std::optional<double> watts;  // none at rest and on a treadmill
+    std::string name;
+};
+
+struct ExerciseOptions {
+    std::vector<Stage> stages;              // in order of their starts
+    std::optional<double> exerciseSeconds;  // else from the first stage with work to the first after it
+    int angina = 0;                         // 0 none, 1 not limiting, 2 limiting
+};
+
+struct ExerciseSummary {
+    std::vector<Stage> stages;
+    int angina = 0;
+    std::optional<double> exerciseSeconds;
+    double peakBpm = 0;  // highest median over half a minute; NaN without heart rate
+    double peakSeconds = 0;
+    /// The deepest ST depression of any lead but aVR against its first level, in mV (0.1 mV is 1 mm on ECG
+    /// paper); and the lead.
+    double stDeviationMv = 0;
+    std::string stLead;
+    std::optional<int> duke;                        // with an exercise time
+    std::array<std::optional<double>, 3> pwcWatts;  // at 130, 150 and 170 beats per minute
+};
+
+/// Reads "start power" lines: seconds or min:s, and watts; further words name the stage; '#' comments.
+/// Throws HostError.
+std::vector<Stage> ReadStages(const std::string& path);
+ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options);
