@@ -5,7 +5,7 @@
 #include <string>
 
 /// Writes beside the final name ("NAME.part"); Commit closes, checks and renames. Without Commit nothing is
-/// left behind.
+/// left behind, and a file that had the name before stays as it was.
 class PendingFile {
 public:
     /// Throws HostError, naming the file, where it cannot be created.
@@ -15,8 +15,12 @@ public:
     PendingFile& operator=(const PendingFile&) = delete;
 
     std::ostream& Stream() { return m_stream; }
+    /// Throws HostError where something could not be written so far: long outputs ask now and then, so that
+    /// a full disk ends them early.
+    void Check() const;
     /// For libraries that open files themselves: the name to write to. Call CloseStream before.
     const std::string& PartPath() const { return m_partPath; }
+    /// Throws as Check does; no more is to be written to the stream.
     void CloseStream();
     /// Throws HostError where anything could not be written.
     void Commit();

@@ -2,25 +2,23 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "host/HostError.h"
+#include "tests/support/Folder.h"
+#include "tests/support/Frames.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-using Frames = std::vector<std::vector<int>>;  // [frame][signal]
 
 /// `frames` as a signal file holds them. Written the slow way, bit by bit from the format's description.
 std::string Pack(int format, const Frames& frames) {
@@ -39,7 +37,7 @@ std::string Pack(int format, const Frames& frames) {
             append((samples[i] >> 8 & 0xF) | (samples[i + 1] >> 8 & 0xF) << 4);
         } else {
             append(format == 80 ? samples[i] + 128 : samples[i]);
-            if (format == 16) append(samples[i] >> 8);
+            for (int shift = 8; shift < format && format <= 32; shift += 8) append(samples[i] >> shift);
         }
     }
     return bytes;
@@ -63,22 +61,10 @@ int Checksum(const Frames& frames, std::size_t signal) {
     return static_cast<std::int16_t>(sum & 0xFFFF);
 }
 
-Frames ReadAll(WfdbRecord& record) {
-    Frames all;
-    std::vector<short> frame(record.Info().leads.size());
-    while (record.Read(frame.data())) all.emplace_back(frame.begin(), frame.end());
-    return all;
-}
-
 class WfdbRecordTest : public testing::Test {
 protected:
-    void SetUp() override { std::filesystem::create_directories(m_directory); }
-    void TearDown() override { std::filesystem::remove_all(m_directory); }
-
-    std::string Path(const std::string& name) const { return (m_directory / name).string(); }
-    void Write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(Path(name), std::ios::binary) << bytes;
-    }
+    std::string Path(const std::string& name) const { return m_folder.Path(name); }
+    void Write(const std::string& name, const std::string& bytes) const { m_folder.Write(name, bytes); }
     /// A record "r" with this header, over signal files written before.
     WfdbRecord Open(const std::string& header) const {
         Write("r.hea", header);
@@ -86,18 +72,11 @@ protected:
     }
     /// The message with which the header is refused; empty when it is not.
     std::string Refusal(const std::string& header) const {
-        try {
-            Open(header);
-        } catch (const HostError& error) {
-            return error.what();
-        }
-        return "";
+        return RefusalOf([&] { Open(header); });
     }
 
 private:
-    // The process number keeps tests apart that run at the same time.
-    std::filesystem::path m_directory =
-        std::filesystem::path(testing::TempDir()) / ("wfdb_record_test_" + std::to_string(getpid()));
+    Folder m_folder;
 };
 
 TEST_F(WfdbRecordTest, ReturnsThePhysicalValuesOfEachFormatThroughManyBuffers) {
@@ -106,7 +85,8 @@ TEST_F(WfdbRecordTest, ReturnsThePhysicalValuesOfEachFormatThroughManyBuffers) {
     constexpr std::size_t kFrames = 20001;
     constexpr int kBaseline = 7;
     constexpr double kUvPerUnit = 1000.0 / 400;
-    for (const auto& [format, highest] : {std::pair(16, 2000), {80, 127}, {212, 2047}}) {
+    for (const auto& [format, highest] :
+         {std::pair(16, 2000), {24, 2000}, {32, 2000}, {80, 127}, {212, 2047}}) {
         const Frames stored = RandomFrames(kFrames, 3, -highest, highest, 1);
         Write("r.dat", Pack(format, stored));
         std::string header = "r 3 500 " + std::to_string(kFrames) + "\n";
@@ -214,8 +194,41 @@ TEST_F(WfdbRecordTest, ChoosesTheFinestScaleThatTheAdcRangeFits) {
     }
 }
 
+TEST_F(WfdbRecordTest, TakesFramesOfSeveralSamplesApartAndLeavesOutSignalsOfAnotherRate) {
+    // Pairs of format 212 run on across signals of one, two and three samples.
+    Write("r.dat", Pack(212, {{1, 2, 70, 80, 90, 11, 12, 5}, {3, 4, 71, 81, 91, 13, 14, 6}}));
+    WfdbRecord record = Open(
+        "r 4 125 2\nr.dat 212x2 1000 12 0 0 10 0 I\nr.dat 212x3 1000 12 0 0 483 0 EEG\n"
+        "r.dat 212x2 1000 12 0 0 50 0 II\nr.dat 212 1/mmHg 12 0 0 11 0 ABP\n");
+    EXPECT_EQ(record.Info().fs, 250);
+    EXPECT_EQ(record.Info().frames, 4);
+    EXPECT_THAT(record.Info().leads, ElementsAre("I", "II"));
+    EXPECT_EQ(ReadAll(record), (Frames{{1, 11}, {2, 12}, {3, 13}, {4, 14}}));
+    EXPECT_THAT(record.Warnings(), ElementsAre("\"EEG\" left out: its rate is not that of \"I\"",
+                                               "\"ABP\" left out: its unit \"mmHg\" is not a voltage"));
+    EXPECT_THAT(Refusal("r 1 125 2\nr.dat 212x2:1\n"), HasSubstr("no skew with several samples per frame"));
+}
+
+TEST_F(WfdbRecordTest, ChoosesTheScaleOfWideFormatsByTheRangeThatTheyUse) {
+    const std::string other = "s.dat 16 1000 16\n";
+    Write("s.dat", Pack(16, {{1}, {-2}}));
+    for (const int format : {24, 32}) {
+        const std::string line =
+            "w.dat " + std::to_string(format) + " 10000(100) " + std::to_string(format) + "\n";
+        const int lowest = format == 24 ? -8388608 : std::numeric_limits<int>::min();
+        Write("w.dat", Pack(format, {{320100}, {lowest}}));  // 32 mV, and a sample that is not valid
+        WfdbRecord fine = Open("r 2 250\n" + line + other);
+        EXPECT_EQ(fine.Info().uVpb, 1);
+        EXPECT_EQ(ReadAll(fine), (Frames{{32000, 1}, {32000, -2}}));
+        Write("w.dat", Pack(format, {{320100}, {-839900}}));  // 32 and -84 mV
+        WfdbRecord coarse = Open("r 2 250\n" + line + other);
+        EXPECT_EQ(coarse.Info().uVpb, 5);
+        EXPECT_EQ(ReadAll(coarse), (Frames{{6400, 0}, {-16800, 0}}));
+    }
+}
+
 TEST_F(WfdbRecordTest, HoldsTheValueBeforeASampleMarkedInvalid) {
-    for (const auto& [format, marker] : {std::pair(16, -32768), {80, -128}, {212, -2048}}) {
+    for (const auto& [format, marker] : {std::pair(16, -32768), {24, -8388608}, {80, -128}, {212, -2048}}) {
         Write("r.dat", Pack(format, {{marker, 20}, {30, marker}, {marker, marker}, {marker + 1, 21}}));
         const std::string line = "r.dat " + std::to_string(format) + " 1000 12 10\n";
         WfdbRecord record = Open("r 2 250\n" + line + line);
@@ -265,7 +278,10 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
         {std::string("r 1 250\0", 8), "expected a header of text"},
         {std::string((1 << 20) + 1, '#'), "expected a header of text"},
         {"r\n" + line, "line 1: expected the number of signals, found the end of the line"},
-        {"r/3 1 250\n" + line, "records of several segments are not supported: \"r/3\""},
+        {"r/1 1 250\n" + line, "expected a record of one piece, found segments"},
+        {"r/3 1 250\n" + line, "line 3: expected 3 segments, found the end after 1"},
+        {"r/0 1 250\n" + line, "number of segments: expected 1 to"},
+        {"r/1 1 250\nsegment\n", "line 2: expected the segment's length"},
         {"r 0 250\n", "found zero signals"},
         {"r 257 250\n", "number of signals: expected 0 to 256, found 257"},
         {"r one 250\n", "malformed number of signals: \"one\""},
@@ -277,7 +293,7 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
         {"r 2 250\n" + line, "line 3: expected 2 signals, found the end after 1"},
         {"r 1 250\n" + line + line, "line 3: expected the end after 1 signals, found \"r.dat"},
         {"r 1 250\nr.dat\n", "line 2: expected the format, found the end of the line"},
-        {"r 1 250\n\nr.dat 61\n", "line 3: unknown format 61: expected 16, 80 or 212"},
+        {"r 1 250\n\nr.dat 61\n", "line 3: unknown format 61: expected 16, 24, 32, 80 or 212"},
         {"r 1 250\nr.dat 16:-1\n", "skew is negative: -1"},
         {"r 1 250\nr.dat 16:2\n", "expected more frames than the skew of 2, found 2"},
         {"r 1 250\nr.dat 16?\n", "malformed format: \"16?\""},
@@ -288,9 +304,8 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
         {"r 1 250\nr.dat 16 200 12 x\n", "malformed ADC zero: \"x\""},
         {"r 1 250\nr.dat 16 200 12 0 0 70000\n", "checksum: expected -32768 to 65535, found 70000"},
         {"r 1 250\nr.dat 16 1/mmHg\n", "found no signal in a unit of voltage"},
-        {"r 1 250\n/etc/hostname 16\n",
-         "expected a signal file in the directory of the header, found \"/etc"},
-        {"r 1 250\nbelow/../../r.dat 16\n", "expected a signal file in the directory of the header"},
+        {"r 1 250\n/etc/hostname 16\n", "expected a file in the directory of the header, found \"/etc"},
+        {"r 1 250\nbelow/../../r.dat 16\n", "expected a file in the directory of the header"},
         {"r 1 250\nnone.dat 16\n", "none.dat: the signal file cannot be opened"},
         {"r 1 250\n. 16\n", "the signal file cannot be opened"},  // a directory
         {"r 3 250\nshort.dat 16\nshort.dat 16\nshort.dat 16\n",

@@ -1,0 +1,63 @@
+#!/bin/sh
+# run.sh BUILD [SECONDS]: runs the fuzz programs of a build configured with -DQZ_BUILD_FUZZ=ON for clang, each
+# for so many seconds (60), from small sound files. Ends with an error as soon as one finds a fault; the input
+# that shows it is then in BUILD/fuzz.
+set -eu
+programs=$(realpath "$1")/tests/fuzz
+seconds=${2:-60}
+mkdir -p "$1/fuzz"
+cd "$1/fuzz"
+
+seed() {
+    mkdir -p "$1"
+    cat > "$1/$2"
+}
+
+seed wfdb plain <<END
+r 2 500/500(0) 2 10:00:00 1/2/1990
+d 212x1:1+0 200(1)/mV 12 0 1 4 0 MLII
+d 212 200 12 0 2 6 0 V5
+# Age: 50
+END
+printf '\0\0\1\2\3\4\5\6\7' >> wfdb/plain
+for format in 16 24 32 80; do
+    printf 'r 1 250 3\nd %s 1000 0 0 0 0 0 I\n\0\0abcdefghijkl' $format | seed wfdb format$format
+done
+printf 'r/4 1 250 7\ns 0\ns 2\n~ 3\ns 2\n\0s 1 250 2\nd 16 1000 16 0 0 0 0 I\n\0abcdefgh' | seed wfdb segments
+printf 'r/2 1 250 7\ns 0\ns 2\n\0s 1 250\n~ 0 1/mV 0 0 0 0 0 I\n\0abcdefgh' | seed wfdb layout
+
+# version, patient, recording, date, time, header bytes, reserved, records, duration, signals; then each field
+# for all signals: label, transducer, unit, physical and digital range, prefilter, samples, reserved.
+edf() { # first byte, version, reserved, second label, bytes of a sample, digital minimum, maximum, annotations or not
+    printf "$1%-7s%-80s%-80s%-8s%-8s%-8s%-44s%-8s%-8s%-4s" "$2" 'X F X X' 'Startdate X X X X' 01.02.03 \
+        04.05.06 768 "$3" 2 1 2
+    printf '%-16s' 'ECG I' "$4"
+    printf '%-80s' '' ''
+    printf '%-8s' uV mV -1000 -1 1000 1 "$6" "$6" "$7" "$7"
+    printf '%-80s' '' ''
+    printf '%-8s' 100 100
+    printf '%-32s' '' ''
+    if [ "$8" ]; then
+        for record in 0 1; do
+            head -c $((100 * $5)) /dev/zero
+            printf '+%s\024\024' $record
+            head -c $((100 * $5 - 4)) /dev/zero
+        done
+    else
+        head -c $((400 * $5)) /dev/zero
+    fi
+}
+edf 0 '' '' 'ECG II' 2 -32768 32767 '' | seed edf edf
+edf 0 '' EDF+C 'EDF Annotations' 2 -32768 32767 annotations | seed edf edfplus
+edf '\377' BIOSEMI 24BIT 'ECG II' 3 -8388608 8388607 '' | seed edf bdf
+
+printf '\3I,II\n1,2\n-3,4e1\n' | seed csv bare
+printf '\0time_s;I (mV);"II" [uV]\n0;1;2\n0.002;3;4\n0.004;5;6\n' | seed csv times
+
+printf '\1\4\2\4\0\354\1\0\0\0\3\160\4\374abcd\0\0' | seed annotations few
+
+for reader in wfdb edf csv annotations; do
+    "$programs/fuzz_$reader" -max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=1024 -verbosity=1 \
+        -print_final_stats=1 $reader > $reader.log 2>&1 || { tail -40 $reader.log; exit 1; }
+    echo "$reader: $(sed -n 's/^stat::number_of_executed_units: *//p' $reader.log) executions without a fault"
+done
