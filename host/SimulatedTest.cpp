@@ -10,16 +10,45 @@ namespace {
 constexpr double kRestRate = 70, kPeakRate = 170, kRecoveredRate = 85;   // beats per minute
 constexpr double kStageRise = 25;                                        // beats per minute
 constexpr double kRestEnd = 0.12, kExerciseEnd = 0.66, kPeakEnd = 0.72;  // parts of the test
-constexpr double kStages = (kPeakRate - kRestRate) / kStageRise;
-constexpr double kStageSettled = 0.7;     // part of a stage in which the rate rises
-constexpr double kIschaemiaRate = 90;     // beats per minute from which ST falls
-constexpr double kIschaemiaGone = 0.85;   // part of the recovery after which ST is back
-constexpr double kMaxSlopePerMs = 0.006;  // 1.2 uV/ms where the peak brings 200 uV
-constexpr double kDesignPostMs = 60;      // the ST line turns about J + 6 ms + this
+constexpr int kStepStages = 4;             // (kPeakRate - kRestRate) / kStageRise
+constexpr double kStageSettled = 0.7;      // part of a stage in which the rate rises
+constexpr double kFullDepressionUv = 230;  // of V5 in the table of its waves
+constexpr double kMotionSeconds = 20;      // mean time between two jumps of a lead's baseline
+constexpr double kMotionDecaySeconds = 1;  // time constant with which the baseline comes back
+constexpr double kShortestStage = 1e-3;    // part of the test; less belongs to the stage before
+constexpr double kIschaemiaRate = 90;      // beats per minute from which ST falls
+constexpr double kIschaemiaGone = 0.85;    // part of the recovery after which ST is back
+constexpr double kMaxSlopePerMs = 0.006;   // 1.2 uV/ms where the peak brings 200 uV
+constexpr double kDesignPostMs = 60;       // the ST line turns about J + 6 ms + this
 constexpr double kQTat60Ms = 420;
 constexpr double kFirstRSeconds = 0.5;
 constexpr double kLeadInMs = 250;  // no wave begins earlier before its R
 constexpr double kTwoPi = 6.283185307179586;
+
+constexpr std::array<const char*, SimulatedTest::kLeads> kLeadNames = {"I",  "II", "III", "aVR", "aVL", "aVF",
+                                                                       "V1", "V2", "V3",  "V4",  "V5",  "V6"};
+
+/// Speed and slope of the belt (Bruce, Blackmon, Jones, Strait, Pediatrics 1963; 32: 742-756).
+constexpr std::array<const char*, 7> kBruceStages = {"2.7 km/h, 10 %", "4.0 km/h, 12 %", "5.5 km/h, 14 %",
+                                                     "6.8 km/h, 16 %", "8.0 km/h, 18 %", "8.9 km/h, 20 %",
+                                                     "9.7 km/h, 22 %"};
+
+/// A protocol whose stages have fixed lengths.
+struct StagePlan {
+    double seconds = 0;  // of one stage
+    int most = 0;        // stages; the last goes on
+    double watts = 0;    // more each stage; 0 where the power is not known
+};
+
+StagePlan PlanOf(SimulatedProtocol protocol, double testSeconds) {
+    switch (protocol) {
+        case SimulatedProtocol::Bruce: return {180, static_cast<int>(kBruceStages.size()), 0};
+        case SimulatedProtocol::Bicycle: return {120, 16, 25};
+        case SimulatedProtocol::Ramp: return {60, 40, 10};
+        case SimulatedProtocol::Steps: break;
+    }
+    return {(kExerciseEnd - kRestEnd) / kStepStages * testSeconds, kStepStages, 50};
+}
 
 /// 0 up to x = 0, 1 from x = 1, and a cubic without a corner between.
 double SmoothStep(double x) {
@@ -108,6 +137,16 @@ double SimulatedTest::Random::Normal() {
     return (static_cast<double>(sum) / 65535 - 2) * std::sqrt(3.0);
 }
 
+std::string NameOf(SimulatedProtocol protocol) {
+    switch (protocol) {
+        case SimulatedProtocol::Bruce: return "bruce";
+        case SimulatedProtocol::Bicycle: return "bicycle";
+        case SimulatedProtocol::Ramp: return "ramp";
+        case SimulatedProtocol::Steps: break;
+    }
+    return "steps";
+}
+
 SimulatedTest::SimulatedTest(const SimulatedTestOptions& options) : m_options(options) {
     // Written so that a NaN is refused too.
     const auto within = [](double value, double low, double high) { return value >= low && value <= high; };
@@ -118,18 +157,80 @@ SimulatedTest::SimulatedTest(const SimulatedTestOptions& options) : m_options(op
     if (!within(options.seconds, 1e-3, kMostSeconds) || !within(options.ectopySeconds, 0, kMostSeconds))
         throw std::invalid_argument("simulation: a time outside its range");
     if (!within(options.mainsHz, 0, 1000) || !within(options.mainsUv, 0, kMostUv) ||
-        !within(options.muscleUv, 0, kMostUv) || !within(options.wanderUv, 0, kMostUv))
+        !within(options.muscleUv, 0, kMostUv) || !within(options.wanderUv, 0, kMostUv) ||
+        !within(options.motionUv, 0, kMostUv))
         throw std::invalid_argument("simulation: a noise outside its range");
+    if (!within(options.stDepressionUv, 0, 1000))
+        throw std::invalid_argument("simulation: ST depression outside 0..1000 uV");
+    for (const SimulatedLeadOff& off : options.leadOff)
+        if (!within(off.startSeconds, 0, kMostSeconds) || !within(off.seconds, 0, kMostSeconds))
+            throw std::invalid_argument("simulation: a time outside its range");
     m_info.name = "simulated";
     m_info.fs = options.fs;
     m_info.uVpb = options.uVpb;
-    m_info.leads = {"I", "II", "III", "aVR", "aVL", "aVF", "V1", "V2", "V3", "V4", "V5", "V6"};
     m_info.frames = std::llround(options.seconds * options.fs);
+    m_info.remarks = {"simulated exercise test, protocol " + NameOf(options.protocol) + ", seed " +
+                      std::to_string(options.seed)};
+    ChooseLeads();
+    PlanStages();
     m_rhythm.state = options.seed;
     m_muscle.state = ~options.seed;
+    m_motion.state = options.seed ^ 0x6a09e667f3bcc908U;  // any constant that tells it from the others
     m_ectopyDue = options.ectopySeconds * (0.5 + m_rhythm.Uniform());
     m_muscleDecay = 1 / (1 + kTwoPi * 20 / options.fs);
     m_planned.reserve(8);
+}
+
+void SimulatedTest::ChooseLeads() {
+    m_info.leads = m_options.leads;
+    if (m_info.leads.empty()) m_info.leads.assign(kLeadNames.begin(), kLeadNames.end());
+    for (const std::string& lead : m_info.leads) {
+        const auto found = std::find(kLeadNames.begin(), kLeadNames.end(), lead);
+        if (found == kLeadNames.end())
+            throw std::invalid_argument("simulation: expected leads of I to aVF and V1 to V6, found " + lead);
+        m_leadOf.push_back(static_cast<std::size_t>(found - kLeadNames.begin()));
+        if (std::count(m_info.leads.begin(), m_info.leads.end(), lead) > 1)
+            throw std::invalid_argument("simulation: expected every lead once, found twice " + lead);
+    }
+    for (const SimulatedLeadOff& off : m_options.leadOff) {
+        const auto found = std::find(m_info.leads.begin(), m_info.leads.end(), off.lead);
+        if (found == m_info.leads.end())
+            throw std::invalid_argument("simulation: the lead that is off is not recorded: " + off.lead);
+        const short sample = off.rails ? std::numeric_limits<short>::max() : short{0};
+        m_off.push_back({static_cast<std::size_t>(found - m_info.leads.begin()),
+                         off.startSeconds * m_options.fs, (off.startSeconds + off.seconds) * m_options.fs,
+                         sample});
+    }
+}
+
+void SimulatedTest::PlanStages() {
+    const StagePlan plan = PlanOf(m_options.protocol, m_options.seconds);
+    m_exerciseStart = kRestEnd * m_options.seconds;
+    m_recoveryStart = kPeakEnd * m_options.seconds;
+    m_stageSeconds = plan.seconds;
+    m_stages = 1;
+    // The last stage takes what is left of the exercise, be it short or long.
+    while (m_stages < plan.most &&
+           m_exerciseStart + m_stages * m_stageSeconds < m_recoveryStart - kShortestStage * m_options.seconds)
+        ++m_stages;
+}
+
+std::vector<Stage> SimulatedTest::Stages() const {
+    const StagePlan plan = PlanOf(m_options.protocol, m_options.seconds);
+    std::vector<Stage> stages = {{0, 0, "rest"}};
+    for (int stage = 0; stage < m_stages; ++stage) {
+        const double start = m_exerciseStart + stage * m_stageSeconds;
+        const double watts = (stage + 1) * plan.watts;
+        if (m_options.protocol == SimulatedProtocol::Bruce) {
+            const std::string number = std::to_string(stage + 1);
+            stages.push_back(
+                {start, {}, "Bruce " + number + ", " + kBruceStages[static_cast<std::size_t>(stage)]});
+        } else {
+            stages.push_back({start, watts, std::to_string(std::lround(watts)) + " W"});
+        }
+    }
+    stages.push_back({m_recoveryStart, 0, "recovery"});
+    return stages;
 }
 
 double SimulatedTest::RecoveryPart(double seconds) const {
@@ -142,9 +243,23 @@ double SimulatedTest::TrueHeartRate(double seconds) const {
         const double left = 1 - RecoveryPart(seconds);
         return kRecoveredRate + (kPeakRate - kRecoveredRate) * left * left * left;
     }
-    const double stages = std::clamp((part - kRestEnd) / (kExerciseEnd - kRestEnd), 0.0, 1.0) * kStages;
+    if (m_options.protocol != SimulatedProtocol::Steps) return ExerciseRate(seconds);
+    const double stages = std::clamp((part - kRestEnd) / (kExerciseEnd - kRestEnd), 0.0, 1.0) * kStepStages;
     const double stagesDone = std::floor(stages);
     return kRestRate + kStageRise * (stagesDone + SmoothStep((stages - stagesDone) / kStageSettled));
+}
+
+double SimulatedTest::ExerciseRate(double seconds) const {
+    const double into = seconds - m_exerciseStart, whole = m_recoveryStart - m_exerciseStart;
+    if (into <= 0) return kRestRate;
+    double reached = into;  // seconds of exercise whose rise is done
+    if (m_options.protocol != SimulatedProtocol::Ramp) {
+        const double stage = std::min(std::floor(into / m_stageSeconds), m_stages - 1.0);
+        const double start = stage * m_stageSeconds;
+        const double length = stage < m_stages - 1 ? m_stageSeconds : whole - start;
+        reached = start + length * SmoothStep((into - start) / length / kStageSettled);
+    }
+    return kRestRate + (kPeakRate - kRestRate) * std::min(reached / whole, 1.0);
 }
 
 SimulatedTest::BeatForm SimulatedTest::SinusForm(double seconds) const {
@@ -173,6 +288,9 @@ SimulatedTest::BeatForm SimulatedTest::SinusForm(double seconds) const {
                               : SmoothStep((rate - kIschaemiaRate) / (kPeakRate - kIschaemiaRate));
     const double halfway = 4 * form.depth * (1 - form.depth);  // 1 at half the depth, 0 at either end
     form.slopePerMs = (recovery > 0 ? -1 : 1) * kMaxSlopePerMs * halfway;
+    const double asked = m_options.stDepressionUv / kFullDepressionUv;
+    form.depth *= asked;
+    form.slopePerMs *= asked;
     return form;
 }
 
@@ -241,10 +359,22 @@ void SimulatedTest::AddNoise(double seconds, Modelled& uV) {
         for (const Swing& swing : swings)
             uV[lead] += kNoisePhase[lead][0] * swing.sine + kNoisePhase[lead][1] * swing.cosine;
     }
+    if (m_options.motionUv > 0) AddMotion(growth, uV);
     constexpr double kRestBreathHz = 0.25,
                      kBreathRiseHz = 0.4;  // 15 breaths a minute at rest, 39 at the peak
     m_breath += (kRestBreathHz + kBreathRiseHz * effort) / m_options.fs;
     m_breath -= std::floor(m_breath);
+}
+
+void SimulatedTest::AddMotion(double growth, Modelled& uV) {
+    const double chance = 1 / (kMotionSeconds * m_options.fs);
+    const double kept = 1 - 1 / (kMotionDecaySeconds * m_options.fs);
+    for (std::size_t lead = 0; lead < kModelled; ++lead) {
+        m_motionLevel[lead] *= kept;
+        if (m_motion.Uniform() < chance)
+            m_motionLevel[lead] += m_options.motionUv * growth * m_motion.Normal();
+        uV[lead] += m_motionLevel[lead];
+    }
 }
 
 void SimulatedTest::PlanBeat() {
@@ -296,12 +426,17 @@ bool SimulatedTest::Read(short* frame) {
         if (beat.truth.r == m_frame) m_beats.push_back(beat.truth);
     }
     AddNoise(static_cast<double>(m_frame) / m_options.fs, uV);
-    for (const double leadUv : AllLeads(uV)) {
-        const double units = std::round(leadUv / m_options.uVpb);
+    const std::array<double, kLeads> leadsUv = AllLeads(uV);
+    for (std::size_t lead = 0; lead < m_leadOf.size(); ++lead) {
+        const double units = std::round(leadsUv[m_leadOf[lead]] / m_options.uVpb);
         const double held =
             std::clamp<double>(units, std::numeric_limits<short>::min(), std::numeric_limits<short>::max());
         if (held != units) ++m_clipped;
-        *frame++ = static_cast<short>(held);
+        frame[lead] = static_cast<short>(held);
+    }
+    for (const OffStretch& off : m_off) {
+        const auto now = static_cast<double>(m_frame);
+        if (now >= off.begin && now < off.end) frame[off.lead] = off.sample;
     }
     ++m_frame;
     return true;
@@ -315,7 +450,7 @@ std::vector<std::string> SimulatedTest::Warnings() const {
 double SimulatedTest::TrueSTuV(int lead, double seconds, double postJms) const {
     Modelled uV{};
     AddBeat(SinusForm(seconds), kJMs + kSTOffsetMs + postJms, uV);
-    return AllLeads(uV)[static_cast<std::size_t>(lead)];
+    return AllLeads(uV)[m_leadOf[static_cast<std::size_t>(lead)]];
 }
 
 double SimulatedTest::TrueSTslope(int lead, double seconds, double postJms) const {

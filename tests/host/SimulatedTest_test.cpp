@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -53,6 +54,13 @@ TEST(SimulatedTest, GivesTheSameSamplesForASeedOnEveryMachine) {
     EXPECT_EQ(MinuteHash(1), 5370628092240365025U);
     EXPECT_EQ(MinuteHash(2), MinuteHash(2));
     EXPECT_NE(MinuteHash(2), MinuteHash(1));
+    SimulatedTestOptions options;
+    options.seconds = 60;
+    options.protocol = SimulatedProtocol::Bicycle;
+    options.motionUv = 300;
+    options.stDepressionUv = 100;
+    SimulatedTest bicycle(options);
+    EXPECT_EQ(Hash(ReadAll(bicycle)), 11974001068864641271U);
 }
 
 TEST(SimulatedTest, KeepsEinthovensRelationsUnderNoiseToo) {
@@ -89,6 +97,54 @@ TEST(SimulatedTest, RunsFromRestToThePeakAndBackAndItsBeatsFollow) {
             ++beats;
         }
         EXPECT_NEAR(60000 * beats / rr, meanRate / beats, 0.02 * meanRate / beats) << start;
+    }
+}
+
+TEST(SimulatedTest, FollowsTheStagesOfItsProtocol) {
+    using Protocol = SimulatedProtocol;
+    const auto with = [](Protocol protocol, double seconds) {
+        SimulatedTestOptions options = Clean(500, seconds);
+        options.protocol = protocol;
+        return SimulatedTest(options);
+    };
+    const auto told = [&](Protocol protocol, double seconds) {
+        std::ostringstream text;
+        for (const Stage& stage : with(protocol, seconds).Stages())
+            text << std::round(stage.startSeconds * 100) / 100 << ' ' << stage.watts.value_or(-1) << ' '
+                 << stage.name << "; ";
+        return text.str();
+    };
+    EXPECT_EQ(told(Protocol::Steps, 900),
+              "0 0 rest; 108 50 50 W; 229.5 100 100 W; 351 150 150 W; 472.5 200 200 W; 648 0 recovery; ");
+    EXPECT_EQ(told(Protocol::Bruce, 900),
+              "0 0 rest; 108 -1 Bruce 1, 2.7 km/h, 10 %; 288 -1 Bruce 2, 4.0 km/h, 12 %; "
+              "468 -1 Bruce 3, 5.5 km/h, 14 %; 648 0 recovery; ");
+    EXPECT_EQ(told(Protocol::Bicycle, 700),
+              "0 0 rest; 84 25 25 W; 204 50 50 W; 324 75 75 W; 444 100 100 W; 504 0 recovery; ");
+    EXPECT_EQ(told(Protocol::Ramp, 200), "0 0 rest; 24 10 10 W; 84 20 20 W; 144 0 recovery; ");
+    EXPECT_EQ(with(Protocol::Bruce, 1e5).Stages().size(), 2U + 7);
+    EXPECT_EQ(with(Protocol::Steps, 0.5).Stages().size(), 2U + 4);
+    for (const Protocol protocol : {Protocol::Steps, Protocol::Bruce, Protocol::Bicycle, Protocol::Ramp}) {
+        SCOPED_TRACE(NameOf(protocol));
+        for (const double seconds : {2.0, 700.0, 1e5}) {
+            const SimulatedTest test = with(protocol, seconds);
+            const std::vector<Stage> stages = test.Stages();
+            EXPECT_EQ(test.TrueHeartRate(stages[1].startSeconds), 70);
+            EXPECT_NEAR(test.TrueHeartRate(stages.back().startSeconds), 170, 1e-9);
+            // Rising without a jump, and steady at the end of a stage.
+            for (int step = 0; step < 1439; ++step) {  // up to 71.95 %
+                const double at = step * seconds / 2000;
+                const double rise = test.TrueHeartRate(at + seconds / 2000) - test.TrueHeartRate(at);
+                ASSERT_GE(rise, 0) << at;
+                ASSERT_LT(rise, 1) << at;
+            }
+            if (protocol == Protocol::Ramp) continue;
+            for (std::size_t stage = 1; stage + 1 < stages.size(); ++stage) {
+                const double start = stages[stage].startSeconds, end = stages[stage + 1].startSeconds;
+                EXPECT_NEAR(test.TrueHeartRate(end - 0.25 * (end - start)), test.TrueHeartRate(end), 1e-9);
+                EXPECT_LT(test.TrueHeartRate(start), test.TrueHeartRate(end));
+            }
+        }
     }
 }
 
@@ -208,11 +264,101 @@ TEST(SimulatedTest, AddsEachNoiseAtTheLevelAskedAndGrowsItWithExercise) {
     }
 }
 
+TEST(SimulatedTest, RecordsTheLeadsAskedForAndTellsTheirTruth) {
+    SimulatedTestOptions options;
+    options.seconds = 20;
+    SimulatedTest all(options);
+    options.leads = {"V5", "aVF", "I"};
+    SimulatedTest some(options);
+    EXPECT_EQ(some.Info().leads, options.leads);
+    std::array<short, 3> frame;
+    for (const Frame& whole : ReadAll(all)) {
+        ASSERT_TRUE(some.Read(frame.data()));
+        ASSERT_EQ(frame, (std::array{whole[V5], whole[aVF], whole[I]}));
+    }
+    EXPECT_EQ(some.TrueSTuV(0, 13, 60), all.TrueSTuV(V5, 13, 60));
+    EXPECT_EQ(some.TrueSTslope(1, 13, 60), all.TrueSTslope(aVF, 13, 60));
+}
+
+TEST(SimulatedTest, ScalesTheDepressionOfST) {
+    const auto fall = [](double depressionUv, int lead) {
+        SimulatedTestOptions options = Clean();
+        options.stDepressionUv = depressionUv;
+        const SimulatedTest test(options);
+        return test.TrueSTuV(lead, 50, 60) - test.TrueSTuV(lead, 630, 60);
+    };
+    EXPECT_NEAR(fall(230, V5), 230, 15);
+    for (const int lead : {II, V1, V5}) {
+        const double rest = fall(0, lead);  // what the T wave alone moves
+        EXPECT_NEAR(rest, 0, 15) << lead;
+        EXPECT_NEAR(fall(460, lead) - rest, 2 * (fall(230, lead) - rest), 1e-9) << lead;
+    }
+}
+
+TEST(SimulatedTest, LosesALeadForItsTimeAlone) {
+    SimulatedTestOptions options;
+    options.seconds = 10;
+    SimulatedTest whole(options);
+    options.leadOff = {{"V2", 2, 3, false}, {"II", 4.5, 100, true}};
+    SimulatedTest broken(options);
+    const std::vector<Frame> expected = ReadAll(whole), found = ReadAll(broken);
+    for (std::size_t n = 0; n < found.size(); ++n) {
+        Frame frame = expected[n];
+        if (n >= 1000 && n < 2500) frame[V2] = 0;
+        if (n >= 2250) frame[II] = 32767;
+        ASSERT_EQ(found[n], frame) << n;
+    }
+    EXPECT_THAT(broken.Warnings(), testing::IsEmpty());
+}
+
+TEST(SimulatedTest, MovesTheBaselineInJumpsThatDieAway) {
+    SimulatedTest cleanTest(Clean(250, 3000));
+    SimulatedTestOptions options = Clean(250, 3000);
+    options.motionUv = 400;
+    SimulatedTest test(options);
+    const std::vector<Frame> clean = ReadAll(cleanTest), moved = ReadAll(test);
+    std::array<int, SimulatedTest::kLeads> jumps{};
+    double heights = 0;
+    constexpr std::size_t kRestFrames = 90000;  // 360 s
+    for (std::size_t n = 1; n < kRestFrames; ++n)
+        for (const Lead lead : {I, V1, V5}) {
+            const double before = moved[n - 1][lead] - clean[n - 1][lead],
+                         now = moved[n][lead] - clean[n][lead];
+            if (std::abs(now - before) > 0.02 * std::abs(before) + 5) {
+                ++jumps[lead];
+                heights += (now - before) * (now - before);
+            } else if (std::abs(before) > 20) {
+                ASSERT_LE(std::abs(now), std::abs(before) + 2) << n;  // four roundings
+            }
+        }
+    // One in 20 s over 360 s of rest: 18 with a deviation of 4; three times that either way.
+    int all = 0;
+    for (const Lead lead : {I, V1, V5}) {
+        EXPECT_NEAR(jumps[lead], 18, 13) << lead;
+        all += jumps[lead];
+    }
+    EXPECT_NEAR(std::sqrt(heights / all), 100, 30);  // a quarter at rest; 54 heights have a deviation of 10
+}
+
 TEST(SimulatedTest, RefusesOptionsOutsideTheirRangeAndReportsClipping) {
     using Options = SimulatedTestOptions;
-    constexpr void (*kRuined[])(Options&) = {
-        [](Options& o) { o.fs = 99; }, [](Options& o) { o.fs = 2001; }, [](Options& o) { o.uVpb = 0; },
-        [](Options& o) { o.muscleUv = -1; }, [](Options& o) { o.seconds = std::nan(""); }};
+    constexpr void (*kRuined[])(Options&) = {[](Options& o) { o.fs = 99; },
+                                             [](Options& o) { o.fs = 2001; },
+                                             [](Options& o) { o.uVpb = 0; },
+                                             [](Options& o) { o.muscleUv = -1; },
+                                             [](Options& o) { o.seconds = std::nan(""); },
+                                             [](Options& o) { o.motionUv = -1; },
+                                             [](Options& o) { o.stDepressionUv = 1001; },
+                                             [](Options& o) { o.leads = {"V7"}; },
+                                             [](Options& o) {
+                                                 o.leads = {"I", "I"};
+                                             },
+                                             [](Options& o) {
+                                                 o.leadOff = {{"v5", 0, 1, false}};
+                                             },
+                                             [](Options& o) {
+                                                 o.leadOff = {{"V5", std::nan(""), 1, false}};
+                                             }};
     Options options;
     for (const auto ruin : kRuined) {
         Options ruined = options;

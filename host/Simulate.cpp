@@ -1,0 +1,39 @@
+#include "host/Simulate.h"
+
+#include <memory>
+
+#include "host/Annotations.h"
+#include "host/FrameSink.h"
+#include "host/PendingFile.h"
+#include "host/Truth.h"
+
+namespace {
+
+std::vector<Annotation> BeatAnnotations(const std::vector<SimulatedBeat>& beats) {
+    std::vector<Annotation> annotations;
+    for (const SimulatedBeat& beat : beats)
+        annotations.push_back(
+            {beat.r, beat.type == SimulatedBeatType::Sinus ? kNormalBeat : kVentricularBeat, {}});
+    return annotations;
+}
+
+}  // namespace
+
+std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOptions& options) {
+    SimulatedTest test(options);
+    const std::string base = RecordBase(out);
+    const std::unique_ptr<FrameSink> record = CreateRecord(out, test.Info());
+    PendingFile beats(base + ".atr"), truth(base + ".truth.json");
+    std::vector<short> frame(test.Info().leads.size());
+    while (test.Read(frame.data())) record->Write(frame.data());
+
+    WriteAnnotations(beats.Stream(), base + ".atr", BeatAnnotations(test.Beats()));
+    WriteTruth(truth.Stream(), test);
+    // Whatever can still fail for want of space comes before the first file gets its name.
+    beats.CloseStream();
+    truth.CloseStream();
+    record->Finish();
+    beats.Commit();
+    truth.Commit();
+    return test.Warnings();
+}
