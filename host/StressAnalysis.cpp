@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
+#include <limits>
 #include <utility>
 
 #include "api/qzStressECGLib.h"
@@ -14,24 +14,35 @@ constexpr int kFirstStretchSeconds = 10;    // learning is first tried on this m
 constexpr int kMoreSeconds = 5;             // then on this much more each time,
 constexpr int kLongestStretchSeconds = 60;  // up to this
 constexpr int kRateRunInSeconds = 4;        // played to the heart-rate detectors first
+
+constexpr int kNoMatchSeconds = 30;           // without a matched beat, one is learned from that stretch
+constexpr int kFirstRelearnWaitSeconds = 10;  // from a failed attempt to the next, twice as long each time
+constexpr int kLongestRelearnWaitSeconds = 320;
+
 constexpr int kMostLeads = 64;
 constexpr int kEarliestPostJms = 10;
 constexpr int kLatestPostJms = 200;
-constexpr int kJOffsetMs = 6;  // the engine's J level is read this long after J
-
-// The PR level: the mean from 8 ms before to 4 ms after the engine's Q, which lies 12 ms before the onset.
-constexpr int kPrBeforeMs = 8;
-constexpr int kPrAfterMs = 4;
-
-// The engine's own smoothing of ST levels, so that what is added to them is as late as they are.
-constexpr double kSmootherCorner = 5.0;
-constexpr int kSmootherRate = 100;
-
-// An upright lead is preferred over an inverted one unless its R stands out less than half as much.
-constexpr double kPreferUpright = 0.5;
-
 constexpr double kMsPerSecond = 1000.0;
 constexpr double kMsPerMinute = 60000.0;
+
+void CheckBeat(const SourceInfo& source, const LearnedBeat& beat) {
+    const auto refuse = [&](const std::string& why) {
+        throw HostError(source.name, "the averaged beat that was handed in " + why);
+    };
+    const std::size_t chn = source.leads.size();
+    if (beat.rows.size() != chn || beat.usable.size() != chn)
+        refuse("has " + std::to_string(beat.rows.size()) + " leads, not " + std::to_string(chn));
+    for (const std::vector<short>& row : beat.rows) {
+        if (row.size() != static_cast<std::size_t>(std::max<int>(beat.length, 0)))
+            refuse("has rows of different lengths");
+    }
+    if (beat.posQ < 0 || beat.posJ <= beat.posQ || beat.posJ >= beat.length)
+        refuse("does not have Q before J within its " + std::to_string(beat.length) + " samples");
+    const double qrsMs = (beat.posJ - beat.posQ) * kMsPerSecond / source.fs;
+    if (qrsMs < BeatLearner::kNarrowestQrsMs || qrsMs > BeatLearner::kWidestQrsMs)
+        refuse("is not from a recording at " + std::to_string(source.fs) + " Hz: its QRS would last " +
+               std::to_string(std::lround(qrsMs)) + " ms");
+}
 
 const SourceInfo& Checked(const SourceInfo& source, const StressOptions& options) {
     if (source.leads.empty() || source.leads.size() > static_cast<std::size_t>(kMostLeads))
@@ -41,79 +52,129 @@ const SourceInfo& Checked(const SourceInfo& source, const StressOptions& options
         throw HostError(source.name, "ST must be measured " + std::to_string(kEarliestPostJms) + " to " +
                                          std::to_string(kLatestPostJms) + " ms after J, not " +
                                          std::to_string(options.postJms));
+    if (options.beat != nullptr) CheckBeat(source, *options.beat);
     return source;
 }
 
 }  // namespace
 
-StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options)
+StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options,
+                               std::vector<AnalysisObserver*> observers)
     : m_source(source),
       m_options(options),
+      m_observers(std::move(observers)),
       m_conditioner(Checked(source.Info(), options), options.conditioner),
+      m_strips(source.Info(), options.stripSeconds),
+      m_engine(source.Info().fs, source.Info().leads.size(), options.postJms),
+      m_fs(source.Info().fs),
       m_chn(source.Info().leads.size()),
       m_raw(m_chn),
-      m_conditioned(m_chn),
-      m_order(m_chn),
-      m_engineFrame(m_chn) {
-    std::iota(m_order.begin(), m_order.end(), std::size_t{0});
-}
-
-StressAnalysis::~StressAnalysis() { qzStressECGLib_destroy(); }
+      m_conditioned(m_chn) {}
 
 StressResult StressAnalysis::Run() {
-    const SourceInfo& info = m_source.Info();
-    m_result.source = info;
+    m_result.source = m_source.Info();
     m_result.conditioning = m_conditioner.Description();
-    m_result.delayMs = m_conditioner.DelaySamples() * kMsPerSecond / info.fs;
+    m_result.delayMs = m_conditioner.DelaySamples() * kMsPerSecond / m_fs;
     m_result.postJms = m_options.postJms;
 
     while (m_framesOut < m_conditioner.SettlingSamples() && ReadConditioned()) {
     }
     const long long stretchStart = m_framesOut;
     Learn();
-    OrderLeads();
-    StartEngine();
+    Start();
     for (std::size_t i = 0; i < m_stretch.size() / m_chn; ++i)
-        Feed(m_stretch.data() + i * m_chn, stretchStart + static_cast<long long>(i));
+        Match(m_stretch.data() + i * m_chn, stretchStart + static_cast<long long>(i));
+    if (m_options.relearn) KeepForRelearning();
     std::vector<short>().swap(m_stretch);
-    while (ReadConditioned()) Feed(m_conditioned.data(), m_framesOut - 1);
-
-    m_result.seconds = static_cast<double>(m_framesRead) / info.fs;
-    if (m_chn == 1)
-        m_result.warnings.emplace_back("one lead only: without a second one noise cannot be told from beats");
-    for (std::string& warning : m_source.Warnings()) m_result.warnings.push_back(std::move(warning));
-    if (m_conditioner.ClippedSamples() > 0)
-        m_result.warnings.push_back(std::to_string(m_conditioner.ClippedSamples()) +
-                                    " samples were beyond 15 mV of their lead's first and were held there");
-    if (2 * m_result.beats.size() < m_result.beatsFound.size())
-        m_result.warnings.push_back("only " + std::to_string(m_result.beats.size()) + " of " +
-                                    std::to_string(m_result.beatsFound.size()) +
-                                    " heart-rate intervals have a beat that matched; ST values may be off");
+    while (ReadConditioned()) {
+        Match(m_conditioned.data(), m_framesOut - 1);
+        if (m_options.relearn) Relearn();
+    }
+    if (!m_bRateStarted) StartRate();
+    Finish();
     return std::move(m_result);
 }
 
-// The next conditioned frame. After the end of the source its last frame is repeated until the filters have
-// given out everything.
+// The next conditioned frame. After the end of the source, or where an observer has asked for an end, the
+// last frame is repeated until the filters have given out everything.
 bool StressAnalysis::ReadConditioned() {
-    if (m_framesOut == m_framesRead && m_source.Read(m_conditioned.data())) {
+    if (m_framesOut == m_framesRead && !IsStopped() && m_source.Read(m_conditioned.data())) {
         m_raw = m_conditioned;
         ++m_framesRead;
+        m_strips.TakeRaw(m_raw.data());
+        for (AnalysisObserver* observer : m_observers) observer->OnFrame(m_raw.data());
     } else if (m_framesRead == 0 || m_framesOut >= m_framesRead + m_conditioner.DelaySamples()) {
         return false;
     }
     m_conditioner.Process(m_raw.data(), m_conditioned.data());
-    ++m_framesOut;
+    const long long index = m_framesOut++;
+    const long long shown = index - m_conditioner.DelaySamples();
+    if (shown >= 0) {
+        m_strips.TakeClean(m_conditioned.data(), shown);
+        for (AnalysisObserver* observer : m_observers)
+            observer->OnConditioned(m_conditioned.data(), SourceSeconds(index));
+    }
+    if (index >= m_conditioner.SettlingSamples()) FollowRate();
     return true;
 }
 
+bool StressAnalysis::IsStopped() const {
+    return std::any_of(m_observers.begin(), m_observers.end(),
+                       [](AnalysisObserver* observer) { return observer->Stop(); });
+}
+
+// The detectors take two seconds to find their threshold and a beat more to answer: they are shown the first
+// seconds once before, so that these are not lost.
+void StressAnalysis::FollowRate() {
+    if (m_bRateStarted) {
+        TakeRate(m_conditioned.data(), m_framesOut - 1);
+        return;
+    }
+    m_rateRunIn.insert(m_rateRunIn.end(), m_conditioned.begin(), m_conditioned.end());
+    if (m_rateRunIn.size() ==
+        static_cast<std::size_t>(kRateRunInSeconds) * static_cast<std::size_t>(m_fs) * m_chn)
+        StartRate();
+}
+
+void StressAnalysis::StartRate() {
+    qzStressECGLib_InitMultiMeanRRms(static_cast<short>(m_fs), static_cast<short>(m_chn), 0,
+                                     SignalConditioner::kUvPerUnit);
+    m_bRateStarted = true;
+    // Of the first two answers after the run-in one belongs to its last beat, the other to the false interval
+    // from there to the first beat that is shown again.
+    m_answersToSkip = 2;
+    const std::size_t frames = m_rateRunIn.size() / m_chn;
+    for (std::size_t i = 0; i < frames; ++i) qzStressECGLib_MultiMeanRRms(m_rateRunIn.data() + i * m_chn);
+    const long long first = m_framesOut - static_cast<long long>(frames);
+    for (std::size_t i = 0; i < frames; ++i)
+        TakeRate(m_rateRunIn.data() + i * m_chn, first + static_cast<long long>(i));
+    std::vector<short>().swap(m_rateRunIn);
+}
+
+void StressAnalysis::TakeRate(short* conditioned, long long index) {
+    const short rrMs = qzStressECGLib_MultiMeanRRms(conditioned);
+    if (rrMs < 0) return;
+    m_result.beatsFound.push_back(SourceSeconds(index));
+    ++m_foundSinceMatch;
+    if (m_answersToSkip > 0) {
+        --m_answersToSkip;
+    } else if (rrMs > 0) {
+        m_result.rates.push_back({SourceSeconds(index), kMsPerMinute / rrMs});
+        for (AnalysisObserver* observer : m_observers) observer->OnRate(m_result.rates.back());
+    }
+}
+
 void StressAnalysis::Learn() {
-    const int fs = m_source.Info().fs;
-    const BeatLearner learner(fs, static_cast<int>(m_chn));
+    if (m_options.beat != nullptr) {
+        m_result.learned = *m_options.beat;
+        return;
+    }
+    const BeatLearner learner(m_fs, static_cast<int>(m_chn));
     std::optional<LearnedBeat> learned;
     bool more = true;
     for (int seconds = kFirstStretchSeconds; more && seconds <= kLongestStretchSeconds;
          seconds += kMoreSeconds) {
-        const std::size_t wanted = static_cast<std::size_t>(seconds) * static_cast<std::size_t>(fs) * m_chn;
+        const std::size_t wanted = static_cast<std::size_t>(seconds) * static_cast<std::size_t>(m_fs) * m_chn;
         while (more && m_stretch.size() < wanted) {
             more = ReadConditioned();
             if (more) m_stretch.insert(m_stretch.end(), m_conditioned.begin(), m_conditioned.end());
@@ -121,8 +182,7 @@ void StressAnalysis::Learn() {
         if (std::optional<LearnedBeat> better = learner.Learn(m_stretch)) learned = std::move(better);
         if (learned && learned->confident) break;
     }
-    const std::size_t learnedFrames = m_stretch.size() / m_chn;
-    m_result.learnedFromSeconds = static_cast<double>(learnedFrames) / fs;
+    m_result.learnedFromSeconds = static_cast<double>(m_stretch.size() / m_chn) / m_fs;
     if (!learned)
         throw HostError(m_source.Info().name,
                         "not enough beats to learn from: the first " +
@@ -136,117 +196,96 @@ void StressAnalysis::Learn() {
     m_result.learned = std::move(*learned);
 }
 
-void StressAnalysis::OrderLeads() {
-    const LearnedBeat& beat = m_result.learned;
-    double bestUpright = 0, bestInverted = 0;
-    std::size_t upright = 0, inverted = 0;
-    for (std::size_t c = 0; c < m_chn; ++c) {
-        if (!beat.usable[c]) continue;
-        const auto first = beat.rows[c].begin() + beat.posQ;
-        const auto last = beat.rows[c].begin() + beat.posJ;
-        const auto [lowest, highest] = std::minmax_element(first, last + 1);
-        const double standsOut = *highest - std::max(*first, *last);
-        const double hangsDown = std::min(*first, *last) - *lowest;
-        if (standsOut > bestUpright) {
-            bestUpright = standsOut;
-            upright = c;
-        }
-        if (hangsDown > bestInverted) {
-            bestInverted = hangsDown;
-            inverted = c;
-        }
-    }
-    m_bLastInverted = bestUpright < kPreferUpright * bestInverted;
-    const std::size_t decisive = m_bLastInverted ? inverted : upright;
-    m_order.erase(m_order.begin() + static_cast<std::ptrdiff_t>(decisive));
-    m_order.push_back(decisive);
-}
-
-void StressAnalysis::StartEngine() {
-    const int fs = m_source.Info().fs;
-    const auto chn = static_cast<short>(m_chn);
-    qzStressECGLib_InitMultiMeanRRms(static_cast<short>(fs), chn, 0, SignalConditioner::kUvPerUnit);
-    qzStressECGLib_create(static_cast<short>(fs), chn, SignalConditioner::kUvPerUnit);
-    m_zeroSmoothers.assign(m_chn, CLowpassFilter2(kSmootherCorner, kSmootherRate));
-
-    const LearnedBeat& beat = m_result.learned;
-    std::vector<std::vector<short>> rows;
-    std::vector<short*> templ;
-    for (const std::size_t lead : m_order) rows.push_back(beat.rows[lead]);
-    if (m_bLastInverted) {
-        for (short& sample : rows.back()) sample = static_cast<short>(-sample);
-    }
-    for (std::vector<short>& row : rows) templ.push_back(row.data());
-    short length = beat.length;
-    qzStressECGLib_InitTempl(templ.data(), length, beat.posQ, beat.posJ,
-                             static_cast<short>(m_options.postJms));
-    short postJms = 0;
-    m_templLen = qzStressECGLib_GetPos(m_posR, m_posQ, m_posJ, postJms);
-    if (m_posJ + kJOffsetMs * fs / 1000 + m_options.postJms * fs / 1000 >= m_templLen)
+void StressAnalysis::Start() {
+    if (!m_engine.Reaches(m_result.learned))
         throw HostError(m_source.Info().name, "at this heart rate ST cannot be measured " +
                                                   std::to_string(m_options.postJms) +
                                                   " ms after J: the averaged beat ends before");
-    const double msPerSample = kMsPerSecond / fs;
-    // The engine may have cut the row's start: Q has moved with J.
-    m_result.positions = {m_templLen * msPerSample, (beat.posQ + m_posJ - beat.posJ) * msPerSample,
-                          m_posR * msPerSample, m_posJ * msPerSample};
-
-    std::fill(m_engineFrame.begin(), m_engineFrame.end(), short{0});
-    for (int i = 0; i < m_templLen; ++i) qzStressECGLib_match(m_engineFrame.data());
-
-    // The detectors take two seconds to find their threshold and a beat more to answer: they are shown the
-    // start of the stretch once before, so that it is not lost. The next two answers are then the last
-    // interval of this run-in and the false one to the first beat after it.
-    const std::size_t runIn =
-        std::min(m_stretch.size() / m_chn, static_cast<std::size_t>(kRateRunInSeconds * fs));
-    for (std::size_t i = 0; i < runIn; ++i) qzStressECGLib_MultiMeanRRms(m_stretch.data() + i * m_chn);
-    m_answersToSkip = 2;
+    m_engine.Start(m_result.learned);
+    m_result.positions = m_engine.Positions();
+    m_result.firstBeatUv = m_engine.BeatUv();
 }
 
-void StressAnalysis::Feed(const short* conditioned, long long index) {
-    m_engineFrame.assign(conditioned, conditioned + m_chn);
-    const short rrMs = qzStressECGLib_MultiMeanRRms(m_engineFrame.data());
-    if (rrMs >= 0) m_result.beatsFound.push_back(InputSeconds(index));
-    if (rrMs >= 0 && m_answersToSkip > 0) {
-        --m_answersToSkip;
-    } else if (rrMs > 0) {
-        m_result.rates.push_back({InputSeconds(index), kMsPerMinute / rrMs});
-    }
-    for (std::size_t c = 0; c < m_chn; ++c) m_engineFrame[c] = conditioned[m_order[c]];
-    if (m_bLastInverted) m_engineFrame.back() = static_cast<short>(-m_engineFrame.back());
-    if (short** templ = qzStressECGLib_match(m_engineFrame.data())) Measure(templ, index);
-}
-
-void StressAnalysis::Measure(short** templ, long long index) {
-    const int fs = m_source.Info().fs;
-    const short* levels = qzStressECGLib_uvSTvalue();
-    const float* slopes = qzStressECGLib_STslope();
-    const STresult* results = qzStressECGLib_STresults(0);
-
+void StressAnalysis::Match(const short* conditioned, long long index) {
     STReading reading;
-    reading.seconds = InputSeconds(index - (m_templLen - 1 - m_posR));
-    reading.levelUv.resize(m_chn);
-    reading.slopeUvPerMs.resize(m_chn);
-    const int prFrom = std::max(0, m_posQ - kPrBeforeMs * fs / 1000);
-    const int prTo = m_posQ + kPrAfterMs * fs / 1000;
-    const int jPoint = m_posJ + kJOffsetMs * fs / 1000;
-    for (std::size_t c = 0; c < m_chn; ++c) {
-        const double prUv = SignalConditioner::kUvPerUnit *
-                            std::accumulate(templ[c] + prFrom, templ[c] + prTo + 1, 0.0) /
-                            (prTo - prFrom + 1);
-        const double jUv = SignalConditioner::kUvPerUnit * templ[c][jPoint];
-        const double engineZeroUv = jUv - results[c].JuV;
-        if (!m_bSmoothersPrimed) m_zeroSmoothers[c].InitialValue(engineZeroUv - prUv);
-        const double missedUv = m_zeroSmoothers[c].Filter(engineZeroUv - prUv);
-        const bool bInverted = m_bLastInverted && c + 1 == m_chn;
-        const double sign = bInverted ? -1.0 : 1.0;
-        reading.levelUv[m_order[c]] = static_cast<float>(sign * (levels[c] + missedUv));
-        reading.slopeUvPerMs[m_order[c]] = static_cast<float>(sign * slopes[c]);
-    }
-    m_bSmoothersPrimed = true;
+    if (!m_engine.Match(conditioned, reading)) return;
+    reading.seconds = SourceSeconds(index - m_engine.SamplesSinceR());
+    reading.bpm = RateAt(reading.seconds);
     m_result.beats.push_back(std::move(reading));
+    for (AnalysisObserver* observer : m_observers) observer->OnBeat(m_result.beats.back());
+    m_foundSinceMatch = 0;
+    m_relearnDue = index + static_cast<long long>(kNoMatchSeconds) * m_fs;
+    m_relearnWait = static_cast<long long>(kFirstRelearnWaitSeconds) * m_fs;
 }
 
-double StressAnalysis::InputSeconds(long long index) const {
-    return static_cast<double>(index - m_conditioner.DelaySamples()) / m_source.Info().fs;
+// Fills the ring with the end of the learning stretch.
+void StressAnalysis::KeepForRelearning() {
+    const long long kept = static_cast<long long>(kNoMatchSeconds) * m_fs;
+    const auto have = static_cast<long long>(m_stretch.size() / m_chn);
+    m_latest.resize(static_cast<std::size_t>(kept) * m_chn);
+    for (long long i = std::max(0LL, have - kept); i < have; ++i)
+        std::copy_n(m_stretch.begin() + i * static_cast<long long>(m_chn), m_chn,
+                    m_latest.begin() + (m_framesOut - have + i) % kept * static_cast<long long>(m_chn));
+    m_relearnDue = std::max(m_relearnDue, m_framesOut - have + kept);
+    m_relearnWait = static_cast<long long>(kFirstRelearnWaitSeconds) * m_fs;
+}
+
+// Keeps the frame just matched, and learns again where that is due.
+void StressAnalysis::Relearn() {
+    const long long kept = static_cast<long long>(kNoMatchSeconds) * m_fs;
+    const auto chn = static_cast<long long>(m_chn);
+    const long long index = m_framesOut - 1;
+    std::copy_n(m_conditioned.begin(), m_chn, m_latest.begin() + index % kept * chn);
+    if (index < m_relearnDue || m_foundSinceMatch < BeatLearner::kConfidentBeats) return;
+
+    std::vector<short> stretch = m_latest;
+    std::rotate(stretch.begin(), stretch.begin() + (index + 1) % kept * chn, stretch.end());
+    const std::optional<LearnedBeat> beat = BeatLearner(m_fs, static_cast<int>(m_chn)).Learn(stretch);
+    if (!beat || !beat->confident || !m_engine.Reaches(*beat)) {
+        m_relearnDue = index + m_relearnWait;
+        m_relearnWait =
+            std::min(2 * m_relearnWait, static_cast<long long>(kLongestRelearnWaitSeconds) * m_fs);
+        return;
+    }
+    const long long first = index + 1 - kept;
+    m_engine.Start(*beat);
+    m_result.relearnedSeconds.push_back(SourceSeconds(first));
+    m_relearnDue = index + kept;
+    for (long long i = 0; i < kept; ++i) Match(stretch.data() + i * chn, first + i);
+}
+
+void StressAnalysis::Finish() {
+    m_result.seconds = static_cast<double>(m_framesRead) / m_fs;
+    m_result.strips = m_strips.Finish();
+    // A beat learned later may be of another length: it is put where its J is that of the first.
+    m_result.latestBeatUv = m_engine.BeatUv();
+    const long shift = std::lround((m_engine.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
+    for (std::size_t c = 0; c < m_chn; ++c) {
+        const std::vector<float> row = std::exchange(m_result.latestBeatUv[c], {});
+        for (long i = 0; i < static_cast<long>(m_result.firstBeatUv[c].size()); ++i)
+            m_result.latestBeatUv[c].push_back(
+                row[static_cast<std::size_t>(std::clamp(i + shift, 0L, static_cast<long>(row.size()) - 1))]);
+    }
+    if (m_chn == 1)
+        m_result.warnings.emplace_back("one lead only: without a second one noise cannot be told from beats");
+    for (std::string& warning : m_source.Warnings()) m_result.warnings.push_back(std::move(warning));
+    if (m_conditioner.ClippedSamples() > 0)
+        m_result.warnings.push_back(std::to_string(m_conditioner.ClippedSamples()) +
+                                    " samples were beyond 15 mV of their lead's first and were held there");
+    if (2 * m_result.beats.size() < m_result.beatsFound.size())
+        m_result.warnings.push_back("only " + std::to_string(m_result.beats.size()) + " of " +
+                                    std::to_string(m_result.beatsFound.size()) +
+                                    " heart-rate intervals have a beat that matched; ST values may be off");
+}
+
+// The heart rate shown at a time, NaN before the first.
+double StressAnalysis::RateAt(double seconds) const {
+    const auto after =
+        std::upper_bound(m_result.rates.begin(), m_result.rates.end(), seconds,
+                         [](double time, const RateReading& rate) { return time < rate.seconds; });
+    return after == m_result.rates.begin() ? std::numeric_limits<double>::quiet_NaN() : (after - 1)->bpm;
+}
+
+double StressAnalysis::SourceSeconds(long long index) const {
+    return static_cast<double>(index - m_conditioner.DelaySamples()) / m_fs;
 }

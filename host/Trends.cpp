@@ -7,17 +7,11 @@
 namespace {
 
 constexpr double kSecondsPerMinute = 60.0;
+constexpr double kFirstLevelSeconds = 30;  // the first ST level is the median over this long
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 
-// The mean of the middle two where they are even in number.
-double Median(std::vector<double> values) {
-    if (values.empty()) return kNothing;
-    std::sort(values.begin(), values.end());
-    const std::size_t half = values.size() / 2;
-    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
-
 ErrorSize SizeOf(std::vector<double> errors) {
+    std::erase_if(errors, [](double error) { return std::isnan(error); });
     for (double& error : errors) error = std::abs(error);
     ErrorSize size{Median(errors), kNothing};
     if (!errors.empty()) size.maximum = *std::max_element(errors.begin(), errors.end());
@@ -25,6 +19,29 @@ ErrorSize SizeOf(std::vector<double> errors) {
 }
 
 }  // namespace
+
+double Median(std::vector<double> values) {
+    std::erase_if(values, [](double value) { return std::isnan(value); });
+    if (values.empty()) return kNothing;
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+std::vector<double> FirstLevels(const StressResult& result) {
+    std::vector<double> firsts;
+    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
+        std::vector<double> levels;
+        for (const STReading& beat : result.beats) {
+            if (beat.seconds > result.beats.front().seconds + kFirstLevelSeconds) break;
+            levels.push_back(beat.levelUv[lead]);
+        }
+        firsts.push_back(Median(std::move(levels)));
+    }
+    return firsts;
+}
+
+double STHRindex(double levelUv, double bpm) { return bpm > 0 ? levelUv / bpm : kNothing; }
 
 std::vector<MinuteRow> SummarizeMinutes(const StressResult& result) {
     struct Readings {
@@ -62,6 +79,23 @@ std::vector<MinuteRow> SummarizeMinutes(const StressResult& result) {
     return rows;
 }
 
+std::vector<LeadSummary> SummarizeLeads(const StressResult& result) {
+    std::vector<LeadSummary> leads;
+    if (result.beats.empty()) return leads;
+    const std::vector<double> firsts = FirstLevels(result);
+    for (std::size_t lead = 0; lead < firsts.size(); ++lead) {
+        const auto change = [&](const STReading& beat) { return beat.levelUv[lead] - firsts[lead]; };
+        const STReading& farthest = *std::max_element(result.beats.begin(), result.beats.end(),
+                                                      [&](const STReading& a, const STReading& b) {
+                                                          return std::abs(change(a)) < std::abs(change(b));
+                                                      });
+        const double levelUv = farthest.levelUv[lead];
+        leads.push_back({firsts[lead], change(farthest), levelUv, farthest.slopeUvPerMs[lead], farthest.bpm,
+                         STHRindex(levelUv, farthest.bpm), farthest.seconds});
+    }
+    return leads;
+}
+
 std::vector<LeadExtremes> FindExtremes(const StressResult& result) {
     std::vector<LeadExtremes> extremes;
     if (result.beats.empty()) return extremes;
@@ -80,6 +114,7 @@ Accuracy CompareWithTruth(const StressResult& result, const Truth& truth) {
     std::vector<double> errors;
     for (const RateReading& rate : result.rates) errors.push_back(rate.bpm - truth.bpm(rate.seconds));
     accuracy.bpm = SizeOf(std::move(errors));
+    if (!truth.levelUv) return accuracy;
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
         const int index = static_cast<int>(lead);
         std::vector<double> levelErrors, slopeErrors;

@@ -49,13 +49,20 @@ struct StressResult {
     BeatPositionsMs positions;
     std::vector<std::vector<float>> firstBeatUv;   // [lead][sample], as first handed to the engine
     std::vector<std::vector<float>> latestBeatUv;  // and as it left off, at the same positions
-    std::vector<double> relearnedSeconds;          // when a new averaged beat was learned
+    std::vector<double> relearnedSeconds;          // from when on a newly learned beat was matched
     std::vector<Strip> strips;                     // in order of time
     std::vector<RateReading> rates;
     std::vector<STReading> beats;    // one for each beat folded in
     std::vector<double> beatsFound;  // seconds of every heart-rate answer, one beat after its beat
     std::vector<std::string> warnings;
 };
+
+/// Of what is a number; the mean of the middle two where they are even in number, NaN of none.
+double Median(std::vector<double> values);
+/// Per lead the median level of the first half minute of readings, uV; NaN without readings.
+std::vector<double> FirstLevels(const StressResult& result);
+/// ST level in uV divided by the heart rate in beats/min; NaN without heart rate.
+double STHRindex(double levelUv, double bpm);
 
 /// Medians over one minute; NaN where nothing was measured in it.
 struct MinuteRow {
@@ -65,6 +72,15 @@ struct MinuteRow {
     std::vector<double> slopeUvPerMs;
 };
 std::vector<MinuteRow> SummarizeMinutes(const StressResult& result);
+
+/// What a lead's ST did, for tables: where it was farthest from its first level.
+struct LeadSummary {
+    double firstUv = 0;
+    double changeUv = 0;  // from the first level
+    double levelUv = 0, slopeUvPerMs = 0, bpm = 0, sthrIndex = 0, seconds = 0;
+};
+/// One per lead; empty without a folded beat.
+std::vector<LeadSummary> SummarizeLeads(const StressResult& result);
 
 struct LeadExtremes {
     double lowestUv = 0, lowestSeconds = 0;
@@ -76,7 +92,8 @@ std::vector<LeadExtremes> FindExtremes(const StressResult& result);
 struct ErrorSize {
     double median = 0, maximum = 0;  // of the magnitude; NaN without readings
 };
-/// What the answers should have been at a time in seconds; leads in source order.
+/// What the answers should have been at a time in seconds, NaN where that is not known; leads in source
+/// order. Level and slope may be left out.
 struct Truth {
     std::function<double(double seconds)> bpm;
     std::function<double(int lead, double seconds)> levelUv;

@@ -158,6 +158,72 @@ TEST(BeatLearner, NeitherWideNorEarlyBeatsEnterTheAverage) {
     }
 }
 
+TEST(BeatLearner, OfTwoKindsOfBeatsTheOneThatIsNotPrematureIsLearned) {
+    SimulatedTestOptions clean, third, every;
+    clean.ectopySeconds = 0;
+    third.ectopySeconds = 1.9;  // about 30 % of the beats
+    every.ectopySeconds = 0.1;  // bigeminy: every other beat
+    const BeatLearner learner(clean.fs, SimulatedTest::kLeads);
+    const auto expected = learner.Learn(ConditionedRest(clean, 40));
+    ASSERT_TRUE(expected);
+    for (const SimulatedTestOptions& ectopic : {third, every}) {
+        SCOPED_TRACE(ectopic.ectopySeconds);
+        const auto beat = learner.Learn(ConditionedRest(ectopic, 40));
+        ASSERT_TRUE(beat);
+        EXPECT_TRUE(beat->confident);
+        EXPECT_LT(beat->beatsUsed, 0.75 * beat->beatsFound);
+        ExpectTrueBoundaries(*beat, kLeadII, clean.fs);
+        for (std::size_t i = 130; i < 280; ++i)  // from before Q to well into ST
+            ASSERT_NEAR(beat->rows[kLeadV1][i], expected->rows[kLeadV1][i], 60) << i;
+    }
+    // Two of three beats are wide and early.
+    std::vector<PlacedBeat> regular, couplets;
+    for (int i = 0; i < 20; ++i) {
+        regular.push_back({0.5 + 0.8 * i, false});
+        for (const double after : {0.0, 0.55}) couplets.push_back({0.5 + 2.3 * i + after, true});
+        couplets.push_back({0.5 + 2.3 * i + 1.6, false});
+    }
+    const auto narrow = BeatLearner(500, 1).Learn(BeatTrain(500, regular));
+    const auto beat = BeatLearner(500, 1).Learn(BeatTrain(500, couplets));
+    ASSERT_TRUE(narrow);
+    ASSERT_TRUE(beat);
+    EXPECT_EQ(beat->posQ - beat->posR, narrow->posQ - narrow->posR);
+    EXPECT_EQ(beat->posJ - beat->posR, narrow->posJ - narrow->posR);
+}
+
+TEST(BeatLearner, ALeadThatIsOffForALongTimeIsLearnedFromTheRest) {
+    SimulatedTestOptions whole, off;
+    off.leadOff = {{"V5", 4, 9, false}, {"V2", 8, 5, true}};  // of 15 s, the settling of the filters included
+    const BeatLearner learner(whole.fs, SimulatedTest::kLeads);
+    const auto expected = learner.Learn(ConditionedRest(whole, 15));
+    const auto beat = learner.Learn(ConditionedRest(off, 15));
+    ASSERT_TRUE(expected);
+    ASSERT_TRUE(beat);
+    EXPECT_TRUE(beat->confident);
+    EXPECT_EQ(std::count(beat->usable.begin(), beat->usable.end(), true), SimulatedTest::kLeads);
+    ExpectTrueBoundaries(*beat, kLeadII, whole.fs);
+    for (const std::size_t lead : {std::size_t{10}, std::size_t{7}}) {
+        const auto fromQ = [&](const LearnedBeat& b, int i) {
+            return b.rows[lead][static_cast<std::size_t>(b.posR + i)] -
+                   b.rows[lead][static_cast<std::size_t>(b.posR - 20)];
+        };
+        for (int i = -20; i <= 80; ++i)
+            ASSERT_NEAR(fromQ(*beat, i), fromQ(*expected, i), 40) << "lead " << lead << " at " << i;
+    }
+}
+
+TEST(BeatLearner, IsNotConfidentOfFewBeatsNorOfNoise) {
+    SimulatedTestOptions options;
+    const auto few = BeatLearner(options.fs, SimulatedTest::kLeads).Learn(ConditionedRest(options, 6.5));
+    ASSERT_TRUE(few);
+    EXPECT_GE(few->beatsUsed, BeatLearner::kFewestBeats);
+    EXPECT_FALSE(few->confident);
+    // Noise of the size of R in the only lead: what is learned, if anything, is not to be trusted.
+    options.muscleUv = 2500;
+    const auto noisy = BeatLearner(options.fs, 1).Learn(OnlyLeads(ConditionedRest(options, 12), {kLeadII}));
+    EXPECT_FALSE(noisy && noisy->confident);
+}
+
 TEST(BeatLearner, ALeadThatIsOffOrNoisyIsToldApart) {
     const SimulatedTestOptions options;
     const std::vector<short> rest = ConditionedRest(options, 12);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/HostError.h"
@@ -74,6 +75,66 @@ StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const Stress
     return result;
 }
 
+// Two leads that are others from a moment on, as after cables were swapped.
+class SwappedLeads : public FrameSource {
+public:
+    SwappedLeads(SimulatedTest& before, SimulatedTest& after, double seconds)
+        : m_before(before), m_after(after), m_framesLeft(std::llround(seconds * before.Info().fs)) {}
+    const SourceInfo& Info() const override { return m_before.Info(); }
+    bool Read(short* frame) override {
+        short other[2];
+        return m_framesLeft-- > 0 ? m_after.Read(other) && m_before.Read(frame)
+                                  : m_before.Read(other) && m_after.Read(frame);
+    }
+
+private:
+    SimulatedTest &m_before, &m_after;
+    long long m_framesLeft;
+};
+
+// Notes what it is told, and checks the order in which it is.
+class Witness : public AnalysisObserver {
+public:
+    Witness(const SourceInfo& info, long long stopAfter) : m_info(info), m_stopAfter(stopAfter) {}
+    void OnFrame(const short* frame) override {
+        EXPECT_EQ(++frames, asked) << "asked before every frame whether to stop";
+        raw.insert(raw.end(), frame, frame + m_info.leads.size());
+    }
+    void OnConditioned(const short* uV, double seconds) override {
+        EXPECT_DOUBLE_EQ(seconds * m_info.fs, static_cast<double>(clean.size() / m_info.leads.size()));
+        now = seconds;
+        clean.insert(clean.end(), uV, uV + m_info.leads.size());
+    }
+    void OnRate(const RateReading& rate) override {
+        EXPECT_LE(rate.seconds, now);
+        rates.push_back(rate);
+    }
+    void OnBeat(const STReading& beat) override {
+        EXPECT_LT(beat.seconds, now);
+        beats.push_back(beat);
+    }
+    bool Stop() override { return asked++ == m_stopAfter; }
+
+    long long frames = 0, asked = 0;
+    double now = 0;  // seconds of the latest conditioned frame
+    std::vector<short> raw, clean;
+    std::vector<RateReading> rates;
+    std::vector<STReading> beats;
+
+private:
+    const SourceInfo& m_info;
+    long long m_stopAfter;
+};
+
+std::string MessageFor(FrameSource& source, const StressOptions& options) {
+    try {
+        StressAnalysis(source, options).Run();
+    } catch (const HostError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
 std::vector<int> AllLeads() { return {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}; }
 
 }  // namespace
@@ -128,17 +189,177 @@ TEST(StressAnalysis, AStartFarFromTheBaselineDoesNotKeepBeatsFromMatching) {
     EXPECT_GT(static_cast<double>(result.beats.size()), 0.9 * static_cast<double>(test.Beats().size()));
 }
 
+TEST(StressAnalysis, AfterACableSwapABeatIsLearnedAgainAndTheTrendHasNoGap) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 420;
+    constexpr double kSwap = 150;  // seconds
+    StressOptions options;
+    const auto run = [&](bool bRelearn) {
+        simulation.leads = {"II", "V5"};
+        SimulatedTest before(simulation);
+        simulation.leads = {"V3", "V1"};
+        SimulatedTest after(simulation);
+        SwappedLeads source(before, after, kSwap);
+        options.relearn = bRelearn;
+        const StressResult result = StressAnalysis(source, options).Run();
+        std::vector<double> errors;
+        for (const STReading& beat : result.beats) {
+            if (beat.seconds < kSwap + 15) continue;  // the average is of old beats, too
+            EXPECT_TRUE(std::any_of(after.Beats().begin(), after.Beats().end(),
+                                    [&](const SimulatedBeat& truth) {
+                                        return std::abs(static_cast<double>(truth.r) / simulation.fs -
+                                                        beat.seconds) < 0.04;
+                                    }))
+                << beat.seconds;
+            for (int lead = 0; lead < 2; ++lead)
+                errors.push_back(std::abs(beat.levelUv[static_cast<std::size_t>(lead)] -
+                                          after.TrueSTuV(lead, beat.seconds, options.postJms)));
+        }
+        return std::pair{result, Median(errors)};
+    };
+    EXPECT_LT(run(false).first.beats.back().seconds, kSwap + 15) << "the leads are too much like each other";
+
+    const auto [result, error] = run(true);
+    EXPECT_LT(error, 25.0);
+    ASSERT_EQ(result.relearnedSeconds.size(), 1U);
+    EXPECT_NEAR(result.relearnedSeconds[0], kSwap, 15);
+    double longest = 0;
+    for (std::size_t i = 1; i < result.beats.size(); ++i) {
+        const double interval = result.beats[i].seconds - result.beats[i - 1].seconds;
+        EXPECT_GT(interval, 0.2);
+        longest = std::max(longest, interval);
+        EXPECT_EQ(std::isnan(result.beats[i].bpm), result.beats[i].seconds < result.rates.front().seconds);
+    }
+    EXPECT_LT(longest, 15);  // half a minute without a match is made up for
+    // First and latest beat lie over each other; V3 has a deep S where II has none.
+    ASSERT_EQ(result.latestBeatUv[0].size(), result.firstBeatUv[0].size());
+    const auto lowest = [](const std::vector<float>& row) {
+        return *std::min_element(row.begin(), row.end());
+    };
+    EXPECT_GT(lowest(result.firstBeatUv[0]), -250);
+    EXPECT_LT(lowest(result.latestBeatUv[0]), -450);
+    const auto j = static_cast<std::size_t>(result.positions.j * simulation.fs / 1000);
+    EXPECT_NEAR(result.latestBeatUv[0][j], result.latestBeatUv[0][j + 5], 60);  // past the S wave
+}
+
+TEST(StressAnalysis, ObserversAreToldOfEverythingOnceAndInOrder) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 120;
+    simulation.leads = {"II", "V2", "V5"};
+    for (const double stopSeconds : {1e6, 60.0}) {
+        SCOPED_TRACE(stopSeconds);
+        SimulatedTest source(simulation);
+        Witness witness(source.Info(), std::llround(stopSeconds * simulation.fs));
+        AnalysisObserver idle;
+        const StressResult result = StressAnalysis(source, {}, {&idle, &witness}).Run();
+        const double expected = std::min(stopSeconds, simulation.seconds);
+        EXPECT_DOUBLE_EQ(result.seconds, expected);
+        EXPECT_EQ(witness.frames, std::llround(expected * simulation.fs));
+        EXPECT_EQ(witness.raw.size(), witness.clean.size());  // up to the last frame, for all the delay
+        ASSERT_EQ(witness.rates.size(), result.rates.size());
+        ASSERT_EQ(witness.beats.size(), result.beats.size());
+        EXPECT_LT(result.rates.front().seconds, 4);
+        EXPECT_GT(result.beats.back().seconds, expected - 3);
+        for (const STReading& beat : result.beats) {
+            const auto after = std::find_if(result.rates.begin(), result.rates.end(),
+                                            [&](const auto& rate) { return rate.seconds > beat.seconds; });
+            if (after == result.rates.begin()) {
+                EXPECT_TRUE(std::isnan(beat.bpm));
+            } else {
+                EXPECT_DOUBLE_EQ(beat.bpm, (after - 1)->bpm);
+            }
+        }
+    }
+}
+
+TEST(StressAnalysis, StripsShowTheRecordedAndTheConditionedSignalInStep) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 60;
+    simulation.uVpb = 2.5;
+    simulation.leads = {"II", "V5"};
+    simulation.wanderUv = simulation.muscleUv = simulation.mainsUv = 0;
+    SimulatedTest source(simulation);
+    Witness witness(source.Info(), -1);
+    StressOptions options;
+    options.conditioner.smooth = 1;
+    options.stripSeconds = {20, 58.8, 21, 5.001, 70};  // two overlap, one is cut, one is beyond the end
+    const StressResult result = StressAnalysis(source, options, {&witness}).Run();
+    ASSERT_EQ(result.strips.size(), 4U);
+    double last = 0;
+    for (const Strip& strip : result.strips) {
+        SCOPED_TRACE(strip.seconds);
+        EXPECT_GT(strip.seconds, last);
+        last = strip.seconds;
+        const auto first = static_cast<std::size_t>(std::llround(strip.seconds * simulation.fs));
+        const std::size_t length = std::min<std::size_t>(1250, 30000 - first);
+        for (std::size_t lead = 0; lead < 2; ++lead) {
+            ASSERT_EQ(strip.rawUv[lead].size(), length);
+            ASSERT_EQ(strip.cleanUv[lead].size(), length);
+            for (std::size_t i = 0; i < length; ++i) {
+                ASSERT_EQ(strip.rawUv[lead][i],
+                          2.5F * static_cast<float>(witness.raw[(first + i) * 2 + lead] - witness.raw[lead]));
+                ASSERT_EQ(strip.cleanUv[lead][i], witness.clean[(first + i) * 2 + lead]);
+            }
+            // The slopes of both fit best where they are; the filters' delay is known to a sample.
+            const auto fit = [&](int lag) {
+                double sum = 0;
+                for (std::size_t i = 50; i + 50 < length; ++i) {
+                    const std::size_t at = i - 40 + static_cast<std::size_t>(lag + 40);
+                    sum += (strip.rawUv[lead][i] - strip.rawUv[lead][i - 4]) *
+                           (strip.cleanUv[lead][at] - strip.cleanUv[lead][at - 4]);
+                }
+                return sum;
+            };
+            int best = -40;
+            for (int lag = -40; lag <= 40; ++lag) best = fit(lag) > fit(best) ? lag : best;
+            EXPECT_LE(std::abs(best), 1);
+        }
+    }
+}
+
+TEST(StressAnalysis, ABeatOfAnotherRecordingGivesTheSameTrend) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 300;
+    simulation.seed = 7;
+    SimulatedTest elsewhere(simulation);
+    const LearnedBeat beat = StressAnalysis(elsewhere, {}).Run().learned;
+    simulation.seed = 8;
+    SimulatedTest own(simulation), same(simulation);
+    const StressResult expected = StressAnalysis(own, {}).Run();
+    StressOptions options;
+    options.beat = &beat;
+    const StressResult result = StressAnalysis(same, options).Run();
+    EXPECT_EQ(result.learned.rows, beat.rows);
+    EXPECT_EQ(result.learnedFromSeconds, 0);
+    ASSERT_NEAR(static_cast<double>(result.beats.size()), static_cast<double>(expected.beats.size()), 2);
+    const std::vector<MinuteRow> rows = SummarizeMinutes(result), expectedRows = SummarizeMinutes(expected);
+    for (std::size_t minute = 0; minute < rows.size(); ++minute) {
+        for (std::size_t lead = 0; lead < SimulatedTest::kLeads; ++lead)
+            EXPECT_NEAR(rows[minute].levelUv[lead], expectedRows[minute].levelUv[lead], 8)
+                << "minute " << minute << ", lead " << lead;
+    }
+
+    simulation.leads = {"II"};
+    SimulatedTest oneLead(simulation);
+    EXPECT_NE(MessageFor(oneLead, options).find("has 12 leads, not 1"), std::string::npos);
+    simulation.leads.clear();
+    simulation.fs = 250;
+    SimulatedTest slower(simulation);
+    const LearnedBeat wide = [&] {
+        LearnedBeat stretched = beat;  // as from a rate four times as high
+        stretched.posQ = static_cast<short>(beat.posR - 60);
+        return stretched;
+    }();
+    options.beat = &wide;
+    EXPECT_NE(MessageFor(slower, options).find("not from a recording at 250 Hz"), std::string::npos);
+}
+
 TEST(StressAnalysis, RefusesWhatItCannotMeasure) {
-    const auto messageFor = [](double seconds, const StressOptions& options) -> std::string {
+    const auto messageFor = [](double seconds, const StressOptions& options) {
         SimulatedTestOptions simulation;
         simulation.seconds = seconds;
         SimulatedTest source(simulation);
-        try {
-            StressAnalysis(source, options).Run();
-        } catch (const HostError& error) {
-            return error.what();
-        }
-        return "accepted";
+        return MessageFor(source, options);
     };
     for (const double seconds : {0.01, 1.0, 3.0})
         EXPECT_NE(messageFor(seconds, {}).find("not enough beats to learn from"), std::string::npos)
