@@ -1,0 +1,42 @@
+#include "host/ReportDrawing.h"
+
+#include <array>
+#include <filesystem>
+#include <stdexcept>
+
+#include "host/HostError.h"
+#include "host/PendingFile.h"
+#include "host/Text.h"
+#include "host/report/Outputs.h"
+
+namespace {
+
+struct Kind {
+    const char* ending;
+    void (*write)(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);
+};
+constexpr std::array kKinds{Kind{".pdf", WritePdf}, Kind{".png", WritePng}, Kind{".html", WriteHtml}};
+
+const Kind& FindKind(const std::string& path) {
+    const std::string ending = std::filesystem::path(path).extension().string();
+    for (const Kind& kind : kKinds)
+        if (EqualIgnoringCase(ending, kind.ending)) return kind;
+    throw HostError(path, "a report's name is expected to end in .html, .pdf or .png");
+}
+
+}  // namespace
+
+void CheckReportName(const std::string& path) { FindKind(path); }
+
+void WriteReport(const std::string& path, const ReportData& data) {
+    const Kind& kind = FindKind(path);
+    PendingFile file(path);
+    const Findings findings(data);
+    try {
+        kind.write(file.Stream(), LayOutPages(findings), findings);
+    } catch (const std::runtime_error& error) {
+        file.Check();  // a full disk is told as such
+        throw HostError(path, std::string("the report cannot be drawn: ") + error.what());
+    }
+    file.Commit();
+}

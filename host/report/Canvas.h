@@ -1,0 +1,118 @@
+// Canvas: drawing in millimetres from the upper left corner of a page, on whatever Cairo draws to.
+//
+// Text goes through Pango with hinting off, so that all outputs break and place it alike. Text that is not
+// UTF-8 is taken for Latin-1; control characters become spaces; the hyphen before a negative figure is set as
+// a minus sign.
+#pragma once
+
+#include <cairo.h>
+#include <pango/pangocairo.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+constexpr double kMmPerInch = 25.4;
+constexpr double kPointsPerInch = 72.0;
+constexpr double MmToPoints(double mm) { return mm * kPointsPerInch / kMmPerInch; }
+constexpr double PointsToMm(double points) { return points * kMmPerInch / kPointsPerInch; }
+
+struct Colour {
+    double red = 0, green = 0, blue = 0;  // 0..1
+};
+// Told apart in grey print too: by lightness, and beats also by their dashes.
+constexpr Colour kInk{0.10, 0.11, 0.13};
+constexpr Colour kMuted{0.37, 0.40, 0.44};
+constexpr Colour kRule{0.80, 0.82, 0.84};
+constexpr Colour kShade{0.945, 0.950, 0.957};
+constexpr Colour kDeepShade{0.895, 0.905, 0.917};
+constexpr Colour kBlue{0.00, 0.45, 0.70};
+constexpr Colour kAccent{0.72, 0.27, 0.00};  // what the eye is to find first
+constexpr Colour kWhite{1, 1, 1};
+
+struct Point {
+    double x = 0, y = 0;
+};
+
+struct Box {
+    double x = 0, y = 0, width = 0, height = 0;
+    double Right() const { return x + width; }
+    double Bottom() const { return y + height; }
+};
+
+struct Pen {
+    Colour colour = kInk;
+    double widthMm = 0.25;
+    double dashMm = 0;  // length of dashes and of the gaps between them; 0 for a full line
+};
+
+enum class Align { Left, Centre, Right };
+
+struct TextStyle {
+    double points = 8;
+    bool bold = false;
+    Colour colour = kInk;
+    Align align = Align::Left;
+};
+
+/// `text` as UTF-8 on one line.
+std::string PrintableText(const std::string& text);
+/// With a minus sign for each hyphen that stands before a figure and after a space, a bracket or nothing.
+std::string SetMinus(const std::string& text);
+
+class Canvas {
+public:
+    /// Draws on a context whose unit is the millimetre; takes no ownership, and is not to outlive it.
+    explicit Canvas(cairo_t* context);
+
+    /// One line whose baseline begins, is centred or ends at `at`; longer than `widthMm`, above 0, it ends in
+    /// an ellipsis. Returns its width.
+    double DrawText(Point at, const std::string& text, const TextStyle& style, double widthMm = 0);
+    double MeasureText(const std::string& text, const TextStyle& style);
+    /// Words broken into at most `lines` lines from the top of `at` on; an ellipsis stands for the rest.
+    /// Returns the height used.
+    double DrawParagraph(Point at, double widthMm, int lines, const std::string& text,
+                         const TextStyle& style);
+
+    void DrawLine(Point from, Point to, const Pen& pen);
+    /// Through the points; one that is not finite interrupts the line.
+    void DrawPath(const std::vector<Point>& points, const Pen& pen);
+    /// Pairs of points, each a line of its own.
+    void DrawLines(const std::vector<Point>& ends, const Pen& pen);
+    void FillBox(const Box& box, const Colour& colour);
+    void DrawBox(const Box& box, const Pen& pen);
+    /// A disc, or with a pen a ring filled with white.
+    void FillDisc(Point centre, double radiusMm, const Colour& colour);
+    void DrawRing(Point centre, double radiusMm, const Pen& pen);
+
+private:
+    friend class ClipTo;
+    struct UnrefLayout {
+        void operator()(PangoLayout* layout) const { g_object_unref(layout); }
+    };
+    using Layout = std::unique_ptr<PangoLayout, UnrefLayout>;
+
+    Layout LayOut(const std::string& text, const TextStyle& style) const;
+    void SetColour(const Colour& colour) {
+        cairo_set_source_rgb(m_context, colour.red, colour.green, colour.blue);
+    }
+    void Stroke(const Pen& pen);
+
+    cairo_t* m_context;
+};
+
+/// Nothing is drawn outside `box` while this lives.
+class ClipTo {
+public:
+    ClipTo(Canvas& canvas, const Box& box) : m_context(canvas.m_context) {
+        cairo_save(m_context);
+        cairo_rectangle(m_context, box.x, box.y, box.width, box.height);
+        cairo_clip(m_context);
+    }
+    ~ClipTo() { cairo_restore(m_context); }
+    ClipTo(const ClipTo&) = delete;
+    ClipTo& operator=(const ClipTo&) = delete;
+
+private:
+    cairo_t* m_context;
+};

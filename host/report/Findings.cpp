@@ -1,0 +1,283 @@
+#include "host/report/Findings.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include "host/Text.h"
+#include "host/report/TrendPlot.h"
+
+namespace {
+
+constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
+constexpr double kUvPerMv = 1000;
+constexpr double kUvPerMm = 100;  // of paper at the usual 10 mm/mV
+constexpr double kMmPerMv = 10;
+constexpr double kLatestRateSeconds = 15;
+constexpr double kFirstSeconds = 30;     // from the first reading: what counts as the start
+constexpr double kStageEndSeconds = 60;  // a stage is told by the medians of its last minute
+constexpr int kJOffsetMs = 6;            // ST is counted from so long after J
+
+constexpr int kLowRiskDuke = 5;
+constexpr int kHighRiskDuke = -11;
+
+constexpr std::array kPwcRates{130, 150, 170};        // beats/min
+constexpr std::array kPwcNeededRates{120, 130, 150};  // the heart rate has to rise above, for each of them
+
+std::string Join(const std::vector<std::string>& words, const char* between) {
+    std::string joined;
+    for (const std::string& word : words) joined += (joined.empty() ? "" : between) + word;
+    return joined;
+}
+
+std::string MissingBecause(const std::string& reason) { return "not computed: " + reason; }
+
+std::string Signed(double value, int decimals) { return (value > 0 ? "+" : "") + Number(value, decimals); }
+
+bool KnowsAPower(const std::vector<Stage>& stages) {
+    return std::any_of(stages.begin(), stages.end(), [](const Stage& s) { return s.watts && *s.watts > 0; });
+}
+
+double FiniteMedian(std::vector<double> values) {
+    std::erase_if(values, [](double value) { return !std::isfinite(value); });
+    return Median(std::move(values));
+}
+
+Fact DescribeDuke(const Findings& findings) {
+    const ExerciseSummary& exercise = findings.exercise;
+    if (exercise.duke)
+        return {"Duke score", std::to_string(*exercise.duke) + ", " + DukeRisk(*exercise.duke) + " risk"};
+    if (findings.result.beats.empty()) return {"Duke score", MissingBecause("no ST was measured")};
+    if (!exercise.exerciseSeconds) return {"Duke score", MissingBecause("exercise time not given")};
+    return {"Duke score", MissingBecause("exercise time out of range")};
+}
+
+std::string DescribeMissingPwc(const Findings& findings, std::size_t index) {
+    if (!KnowsAPower(findings.exercise.stages)) return MissingBecause("no stages of known power");
+    return MissingBecause("needs 3 stages of known power at 110 to 190 beats/min, rising above " +
+                          std::to_string(kPwcNeededRates[index]));
+}
+
+const char* DescribeAngina(int angina) {
+    return angina == 0 ? "none (index 0)" : angina == 1 ? "not limiting (index 1)" : "limiting (index 2)";
+}
+
+}  // namespace
+
+Findings::Findings(const ReportData& data)
+    : result(data.result), exercise(data.exercise), leads(SummarizeLeads(data.result)) {
+    const std::vector<std::string>& names = result.source.leads;
+    const auto worst = std::find(names.begin(), names.end(), exercise.stLead);
+    if (!exercise.stLead.empty() && worst != names.end() && !leads.empty())
+        worstLead = static_cast<std::size_t>(worst - names.begin());
+    for (std::size_t lead = 0; lead < leads.size(); ++lead) {
+        std::vector<double> slopes;
+        for (const STReading& beat : result.beats) {
+            if (beat.seconds > result.beats.front().seconds + kFirstSeconds) break;
+            slopes.push_back(beat.slopeUvPerMs[lead]);
+        }
+        firstSlopesUvPerMs.push_back(FiniteMedian(std::move(slopes)));
+    }
+}
+
+const char* DukeRisk(int score) {
+    return score >= kLowRiskDuke ? "low" : score <= kHighRiskDuke ? "high" : "moderate";
+}
+
+std::string LongClock(double seconds) {
+    constexpr long kSecondsPerHour = 3600;
+    const long whole = std::lround(std::isfinite(seconds) ? std::max(0.0, seconds) : 0.0);
+    if (whole < kSecondsPerHour) return Clock(static_cast<double>(whole));
+    const std::string rest = Clock(static_cast<double>(whole % kSecondsPerHour));
+    return std::to_string(whole / kSecondsPerHour) + (rest.size() < 5 ? ":0" : ":") + rest;
+}
+
+double RateAt(const StressResult& result, double seconds) {
+    const auto later =
+        std::upper_bound(result.rates.begin(), result.rates.end(), seconds,
+                         [](double time, const RateReading& rate) { return time < rate.seconds; });
+    if (later == result.rates.begin() || seconds - std::prev(later)->seconds > kLatestRateSeconds)
+        return kNothing;
+    return std::prev(later)->bpm;
+}
+
+double STPointMs(const StressResult& result) { return result.positions.j + kJOffsetMs + result.postJms; }
+
+double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
+    constexpr double kFromMs = 20, kToMs = 8;  // before Q
+    const double samplesPerMs = result.source.fs / 1000.0;
+    const auto last = static_cast<double>(beatUv.size()) - 1;
+    double sum = 0;
+    int count = 0;
+    const double from = std::max(0.0, std::ceil((result.positions.q - kFromMs) * samplesPerMs));
+    const double to = std::min(last, std::floor((result.positions.q - kToMs) * samplesPerMs));
+    for (double at = from; at <= to; ++at) {
+        const float uV = beatUv[static_cast<std::size_t>(at)];
+        if (!std::isfinite(uV)) continue;
+        sum += uV;
+        ++count;
+    }
+    return count > 0 ? sum / count : 0;
+}
+
+std::vector<Fact> ListFacts(const Findings& findings) {
+    const StressResult& result = findings.result;
+    const SourceInfo& source = result.source;
+    std::vector<Fact> facts;
+    facts.push_back({"Record", source.name});
+    facts.push_back({"Started", source.started.empty() ? "not known" : source.started});
+    facts.push_back({"Length", LongClock(result.seconds) + (result.seconds < 3600 ? " min:s" : " h:min:s")});
+    facts.push_back({"Leads", std::to_string(source.leads.size()) + ": " + Join(source.leads, ", ")});
+    facts.push_back({"Sampling", std::to_string(source.fs) + " Hz, " +
+                                     Number(source.uVpb, source.uVpb < 10 ? 2 : 0) + " µV per unit"});
+    facts.push_back({"Conditioning", result.conditioning.empty() ? "none" : result.conditioning});
+    facts.push_back({"Averaged beat", result.learned.beatsUsed > 0
+                                          ? std::to_string(result.learned.beatsUsed) + " of " +
+                                                std::to_string(result.learned.beatsFound) + " beats in " +
+                                                Number(result.learnedFromSeconds, 0) + " s"
+                                          : "none"});
+    facts.push_back({"Beats", std::to_string(result.beatsFound.size()) + " found, " +
+                                  std::to_string(result.beats.size()) + " averaged"});
+    facts.push_back({"ST point", "J + " + std::to_string(kJOffsetMs + result.postJms) + " ms"});
+    facts.push_back({"Remarks", source.remarks.empty() ? "none" : Join(source.remarks, "; ")});
+    return facts;
+}
+
+std::vector<Fact> ListResults(const Findings& findings) {
+    const ExerciseSummary& exercise = findings.exercise;
+    std::vector<Fact> results;
+    results.push_back({"Peak heart rate",
+                       exercise.peakBpm > 0
+                           ? Number(exercise.peakBpm, 0) + " beats/min at " + LongClock(exercise.peakSeconds)
+                           : MissingBecause("no heart rate was found")});
+    if (findings.worstLead) {
+        const LeadSummary& lead = findings.leads[*findings.worstLead];
+        results.push_back({"Largest ST change", Signed(lead.changeUv / kUvPerMv, 2) + " mV (" +
+                                                    Signed(lead.changeUv / kUvPerMm, 1) + " mm) in " +
+                                                    exercise.stLead + " at " + LongClock(lead.seconds)});
+    } else {
+        results.push_back({"Largest ST change", MissingBecause("no ST was measured")});
+    }
+    results.push_back({"Exercise time", exercise.exerciseSeconds
+                                            ? LongClock(*exercise.exerciseSeconds) +
+                                                  (*exercise.exerciseSeconds < 3600 ? " min:s" : "")
+                                            : "not given"});
+    results.push_back({"Angina", DescribeAngina(exercise.angina)});
+    results.push_back(DescribeDuke(findings));
+    for (std::size_t i = 0; i < kPwcRates.size(); ++i)
+        results.push_back({"PWC" + std::to_string(kPwcRates[i]), exercise.pwcWatts[i]
+                                                                     ? Number(*exercise.pwcWatts[i], 0) + " W"
+                                                                     : DescribeMissingPwc(findings, i)});
+    return results;
+}
+
+std::vector<std::string> ListWarnings(const Findings& findings) {
+    const StressResult& result = findings.result;
+    std::vector<std::string> warnings = result.warnings;
+    std::vector<std::string> unusable, relearned;
+    for (std::size_t lead = 0; lead < std::min(result.learned.usable.size(), result.source.leads.size());
+         ++lead)
+        if (!result.learned.usable[lead]) unusable.push_back(result.source.leads[lead]);
+    if (!unusable.empty())
+        warnings.push_back("too noisy or off while the averaged beat was learned: " + Join(unusable, ", "));
+    for (const double seconds : result.relearnedSeconds) relearned.push_back(LongClock(seconds));
+    if (!relearned.empty())
+        warnings.push_back("no beats matched for long, and a new averaged beat was learned, at " +
+                           Join(relearned, ", "));
+    return warnings;
+}
+
+std::vector<std::string> ListMethods(const Findings& findings) {
+    const ExerciseSummary& exercise = findings.exercise;
+    std::vector<std::string> methods;
+    methods.push_back(
+        "ST level: height of the averaged beat " + std::to_string(kJOffsetMs + findings.result.postJms) +
+        " ms after J above the PR level; slope: from J + 6 ms to there. The average follows a change "
+        "some ten beats late. 100 µV are 0.1 mV or 1 mm of paper.");
+    methods.push_back(
+        "First level: median of the first half minute of readings. Largest change: where the level was "
+        "farthest from that. ST/HR index: level then, divided by the heart rate then.");
+    std::string duke = "Duke treadmill score: exercise minutes − 5 × ST deviation in mm − 4 × angina index";
+    if (exercise.duke)
+        duke += " = " + Number(*exercise.exerciseSeconds / 60, 1) + " − 5 × " +
+                Number(std::abs(exercise.stDeviationMv) * kMmPerMv, 1) + " − 4 × " +
+                std::to_string(exercise.angina) + ", cut to the whole number";
+    methods.push_back(
+        duke +
+        ". Risk: low from 5, moderate from 4 to -10, high from -11. The ST deviation is the "
+        "largest change of any lead but aVR. Made for the Bruce protocol on a treadmill (Mark et "
+        "al. 1987, 1991).");
+    methods.push_back(
+        "PWC130, 150, 170: power at which the straight line through heart rate over power, of stages "
+        "with 110 to 190 beats/min in their last minute, reaches so many beats/min.");
+    return methods;
+}
+
+ReportTable MakeStageTable(const Findings& findings) {
+    const StressResult& result = findings.result;
+    const std::vector<Stage>& stages = findings.exercise.stages;
+    const std::string lead = findings.worstLead ? " " + result.source.leads[*findings.worstLead] : "";
+    ReportTable table{"Stages",
+                      {{"Stage", "", 2.6, true},
+                       {"Power", "W", 1.1},
+                       {"Start", "min:s", 1.3},
+                       {"Length", "min:s", 1.3},
+                       {"Heart rate", "beats/min", 1.7},
+                       {"ST" + lead, "µV", 1.5},
+                       {"Slope" + lead, "µV/ms", 1.7}},
+                      {},
+                      {}};
+    for (std::size_t i = 0; i < stages.size(); ++i) {
+        const double start = stages[i].startSeconds;
+        const double end =
+            std::min(i + 1 < stages.size() ? stages[i + 1].startSeconds : result.seconds, result.seconds);
+        const double from = std::max(start, end - kStageEndSeconds);
+        std::vector<double> bpm, levels, slopes;
+        for (const RateReading& rate : result.rates)
+            if (rate.seconds >= from && rate.seconds < end) bpm.push_back(rate.bpm);
+        for (const STReading& beat : result.beats) {
+            if (!findings.worstLead || beat.seconds < from || beat.seconds >= end) continue;
+            levels.push_back(beat.levelUv[*findings.worstLead]);
+            slopes.push_back(beat.slopeUvPerMs[*findings.worstLead]);
+        }
+        table.rows.push_back(
+            {NameStage(stages[i], i), stages[i].watts ? Number(*stages[i].watts, 0) : "-", LongClock(start),
+             end > start ? LongClock(end - start) : "-", Number(FiniteMedian(std::move(bpm)), 0),
+             Number(FiniteMedian(std::move(levels)), 0), Number(FiniteMedian(std::move(slopes)), 2)});
+    }
+    return table;
+}
+
+ReportTable MakeLeadTable(const Findings& findings) {
+    const StressResult& result = findings.result;
+    ReportTable table{"ST per lead",
+                      {{"Lead", "", 1.1, true},
+                       {"First level", "µV"},
+                       {"Largest change", "µV", 1.2},
+                       {"Largest change", "mm", 1.2},
+                       {"Level then", "µV"},
+                       {"Slope then", "µV/ms"},
+                       {"Heart rate then", "beats/min", 1.3},
+                       {"When", "min:s"},
+                       {"ST/HR index", "µV/(beats/min)", 1.2},
+                       {"Latest level", "µV"}},
+                      {},
+                      findings.worstLead};
+    if (result.seconds >= 3600) table.columns[7].unit = "h:min:s";
+    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
+        std::vector<std::string> row{result.source.leads[lead]};
+        if (findings.leads.empty()) {
+            row.resize(table.columns.size(), "-");
+        } else {
+            const LeadSummary& s = findings.leads[lead];
+            for (std::string& cell : std::vector<std::string>{
+                     Number(s.firstUv, 0), Signed(s.changeUv, 0), Signed(s.changeUv / kUvPerMm, 1),
+                     Number(s.levelUv, 0), Number(s.slopeUvPerMs, 2), Number(s.bpm, 0), LongClock(s.seconds),
+                     Number(s.sthrIndex, 2), Number(result.beats.back().levelUv[lead], 0)})
+                row.push_back(std::move(cell));
+        }
+        table.rows.push_back(std::move(row));
+    }
+    return table;
+}

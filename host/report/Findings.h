@@ -1,0 +1,62 @@
+// Findings: what a report says in words and figures, made once for the drawn pages and for the text of HTML.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/ReportDrawing.h"
+
+/// What all pages draw on. References are to the report's data.
+struct Findings {
+    explicit Findings(const ReportData& data);
+
+    const StressResult& result;
+    const ExerciseSummary& exercise;
+    std::vector<LeadSummary> leads;          // empty without a folded beat
+    std::vector<double> firstSlopesUvPerMs;  // medians of the first half minute, as the first levels are
+    std::optional<std::size_t> worstLead;    // the one with the largest ST change of all but aVR
+};
+
+struct Fact {
+    std::string label, value;
+};
+
+struct ReportTable {
+    struct Column {
+        std::string heading, unit;
+        double width = 1;    // in parts, of whatever the table has
+        bool bText = false;  // set to the left; figures are set to the right
+    };
+    std::string title;
+    std::vector<Column> columns;
+    std::vector<std::vector<std::string>> rows;
+    std::optional<std::size_t> emphasised;  // a row that stands out
+};
+
+/// Risk group of a Duke treadmill score: "low" from 5 up, "high" from -11 down, "moderate" between.
+/// Source: Mark et al., Ann Intern Med 1987; 106: 793-800, and N Engl J Med 1991; 325: 849-853.
+const char* DukeRisk(int score);
+
+/// Of the recording and how it was analysed.
+std::vector<Fact> ListFacts(const Findings& findings);
+/// Peak, largest ST change and indices; with the reason where there is none.
+std::vector<Fact> ListResults(const Findings& findings);
+/// What a reader should know before relying on the figures; empty when all is well.
+std::vector<std::string> ListWarnings(const Findings& findings);
+/// How the figures were made, a sentence or two each.
+std::vector<std::string> ListMethods(const Findings& findings);
+/// Heart rate and the worst lead's ST at the end of each stage; no rows without stages.
+ReportTable MakeStageTable(const Findings& findings);
+/// ST of every lead.
+ReportTable MakeLeadTable(const Findings& findings);
+
+/// The last heart rate at or before `seconds`, NaN where there is none in the 15 s before.
+double RateAt(const StressResult& result, double seconds);
+/// Where ST is measured, milliseconds from the start of the averaged beat.
+double STPointMs(const StressResult& result);
+/// From which ST is counted in an averaged beat: its mean between 20 and 8 ms before Q, uV; 0 without
+/// samples.
+double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv);
+/// "12:05", from an hour on "3:12:05".
+std::string LongClock(double seconds);

@@ -1,0 +1,17 @@
+// Outputs: the pages of a report as a file of each kind, written to a stream. The caller asks the stream
+// whether everything arrived. Each throws std::runtime_error where drawing itself fails.
+#pragma once
+
+#include <ostream>
+
+#include "host/report/Pages.h"
+
+void WritePdf(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);
+
+/// Below each other at kPngDotsPerInch, which the file states; one page at a time is held.
+constexpr double kPngDotsPerInch = 150;
+constexpr int MmToPngDots(double mm) { return static_cast<int>(mm / kMmPerInch * kPngDotsPerInch + 0.5); }
+void WritePng(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);
+
+/// Pages as inline SVG, then every table as text. Refers to nothing outside itself and holds no script.
+void WriteHtml(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);

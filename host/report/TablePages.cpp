@@ -1,0 +1,64 @@
+// The last pages: ST of every lead in figures, and how the figures were made.
+#include <memory>
+
+#include "host/report/Pages.h"
+
+namespace {
+
+constexpr double kLineMm = 3.4;
+
+void DrawIndices(Canvas& canvas, const Findings& findings, double top) {
+    canvas.DrawText({kContents.x, top + 3}, "Results and exercise indices", {9, true, kInk});
+    const std::vector<Fact> results = ListResults(findings);
+    const auto middle = results.begin() + static_cast<std::ptrdiff_t>(results.size() + 1) / 2;
+    const double width = kContents.width / 2 - 5;
+    DrawFacts(canvas, {kContents.x, top + 4.6, width, 0}, 32, 1, {results.begin(), middle});
+    DrawFacts(canvas, {kContents.Right() - width, top + 4.6, width, 0}, 20, 1, {middle, results.end()});
+}
+
+// Warnings first; what has no room is left to the HTML.
+void DrawNotes(Canvas& canvas, const Findings& findings, double top) {
+    double y = top;
+    const auto draw = [&](const char* title, const Colour& colour, const std::vector<std::string>& notes) {
+        if (notes.empty() || y + 3 * kLineMm > kContents.Bottom()) return;
+        canvas.DrawText({kContents.x, y + 3}, title, {9, true, colour});
+        y += 4.6;
+        for (const std::string& note : notes) {
+            if (y + kLineMm > kContents.Bottom()) return;
+            y += 1 + canvas.DrawParagraph({kContents.x, y}, kContents.width, 3, note, {7, false, kInk});
+        }
+        y += 2;
+    };
+    draw("Warnings", kAccent, ListWarnings(findings));
+    draw("How the figures were made", kInk, ListMethods(findings));
+}
+
+constexpr double kIndicesMm = 25;
+constexpr double kNotesMm = 38;
+constexpr std::size_t kRowsPerPage = static_cast<std::size_t>((kContents.height - kHeadRowsMm) / kRowMm);
+constexpr std::size_t kRowsWithNotes =
+    static_cast<std::size_t>((kContents.height - kHeadRowsMm - kIndicesMm - kNotesMm) / kRowMm);
+
+}  // namespace
+
+void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages) {
+    const auto table = std::make_shared<const ReportTable>(MakeLeadTable(findings));
+    const std::size_t leads = table->rows.size();
+    std::size_t first = 0;
+    bool bNotesDrawn = false;
+    while (!bNotesDrawn) {
+        const bool bLast = leads - first <= kRowsWithNotes;
+        const std::size_t count = std::min(leads - first, kRowsPerPage);
+        pages.push_back(
+            {count == 0 ? "Results and notes" : "ST per lead" + NameSpan("leads", first, count, leads),
+             [&findings, table, first, count, bLast](Canvas& canvas) {
+                 if (count > 0) DrawTable(canvas, kContents, *table, first);
+                 const double tableMm = count > 0 ? kHeadRowsMm + static_cast<double>(count) * kRowMm + 4 : 0;
+                 if (!bLast) return;
+                 DrawIndices(canvas, findings, kContents.y + tableMm);
+                 DrawNotes(canvas, findings, kContents.y + tableMm + kIndicesMm);
+             }});
+        first += count;
+        bNotesDrawn = bLast;
+    }
+}

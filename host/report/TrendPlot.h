@@ -1,0 +1,63 @@
+// TrendPlot: values over the time of a test, with its stages behind them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/Exercise.h"
+#include "host/report/Canvas.h"
+
+/// Ticks at the multiples of `step` from `from` to `to`, which are multiples themselves.
+struct ValueAxis {
+    double from = 0, to = 1, step = 1;
+    int decimals = 0;  // of a tick's figure
+};
+/// The finest steps of 1, 2 or 5 times a power of ten, `leastStep` or more, of which at most `mostSteps` hold
+/// both values.
+ValueAxis ChooseValueAxis(double lowest, double highest, double leastStep, int mostSteps);
+
+/// From 0 on. Seconds for the shortest, hours for the longest, else minutes.
+struct TimeAxis {
+    double seconds = 1;      // its length
+    double stepSeconds = 1;  // from tick to tick
+    double unitSeconds = 60;
+    const char* unit = "min";
+};
+TimeAxis ChooseTimeAxis(double seconds, int mostSteps);
+
+/// A reading at a time; NaN is a gap.
+struct TrendPoint {
+    double seconds = 0, value = 0;
+};
+
+class TrendPlot {
+public:
+    /// `box` is the area within the axes; figures stand to its left and below it.
+    TrendPlot(const Box& box, const TimeAxis& time, const ValueAxis& values)
+        : m_box(box), m_time(time), m_values(values) {}
+
+    double X(double seconds) const { return m_box.x + seconds / m_time.seconds * m_box.width; }
+    double Y(double value) const {
+        return m_box.Bottom() - (value - m_values.from) / (m_values.to - m_values.from) * m_box.height;
+    }
+
+    /// Work is shaded, in turns; with names above the plot where they have room.
+    void DrawStages(Canvas& canvas, const std::vector<Stage>& stages, bool bNames) const;
+    /// Lines of the ticks and their figures, of `points` size.
+    void DrawAxes(Canvas& canvas, double points, bool bTimeFigures, bool bValueFigures) const;
+    /// In order of time; a pause of more than half a minute interrupts the line where it can be seen. What
+    /// lies beyond the axis is drawn at its edge. Very many readings are drawn as their spread and their
+    /// median.
+    void DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readings, const Pen& pen) const;
+
+    const Box& Area() const { return m_box; }
+
+private:
+    Box m_box;
+    TimeAxis m_time;
+    ValueAxis m_values;
+};
+
+/// The stage's name or number; and its power, empty where there is none or where the name says it.
+std::string NameStage(const Stage& stage, std::size_t index);
+std::string DescribePower(const Stage& stage);
