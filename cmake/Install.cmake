@@ -7,7 +7,9 @@
 #   <prefix>/lib/cmake/qzStressTemplLib            find_package(qzStressTemplLib 1.0)
 #   <prefix>/lib/pkgconfig                         qzStressTemplLib.pc
 #
-# Components: runtime, dev, and objc for the Objective-C classes, which alone need an Objective-C runtime.
+#   <prefix>/bin/qzstress, with its manual page and completion, where it was built
+#
+# Components: runtime, dev, program, and objc for the Objective-C classes, which alone need an Objective-C runtime.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

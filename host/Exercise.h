@@ -11,7 +11,7 @@
 /// One stage of a test, from its start to that of the next.
 struct Stage {
     double startSeconds = 0;
-    std::optional<double> watts;  // none at rest and on a treadmill
+    std::optional<double> watts;  // 0 at rest; none where it is not known, as on a treadmill
     std::string name;
 };
 
@@ -27,8 +27,8 @@ struct ExerciseSummary {
     std::optional<double> exerciseSeconds;
     double peakBpm = 0;  // highest median over half a minute; NaN without heart rate
     double peakSeconds = 0;
-    /// The deepest ST depression of any lead but aVR against its first level, in mV (0.1 mV is 1 mm on ECG
-    /// paper); and the lead.
+    /// The largest ST change of any lead but aVR against its first level, in mV (0.1 mV is 1 mm on ECG paper;
+    /// negative is a depression); and the lead.
     double stDeviationMv = 0;
     std::string stLead;
     std::optional<int> duke;                        // with an exercise time
@@ -38,4 +38,11 @@ struct ExerciseSummary {
 /// Reads "start power" lines: seconds or min:s, and watts; further words name the stage; '#' comments.
 /// Throws HostError.
 std::vector<Stage> ReadStages(const std::string& path);
+/// "bruce" (treadmill, stages of 3 minutes), "bicycle" (25 W more every 2 minutes), "ramp" (10 W more every
+/// minute).
+const std::vector<std::string>& ProtocolNames();
+/// Rest up to `startSeconds`, the stages of the protocol, and recovery from `endSeconds` on, infinity for
+/// never. The last stage goes on beyond the protocol's end.
+std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds);
+
 ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options);

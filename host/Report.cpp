@@ -1,10 +1,11 @@
 #include "host/Report.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
+#include <array>
 #include <string>
 #include <vector>
+
+#include "host/Text.h"
 
 namespace {
 
@@ -25,23 +26,6 @@ std::string Cell(const std::string& text, int width) {
 std::string NameCell(const std::string& lead, int width) {
     const auto room = static_cast<std::size_t>(width - 1);
     return Cell(lead.size() <= room ? lead : lead.substr(0, room - 2) + lead.substr(lead.size() - 2), width);
-}
-
-std::string Number(double value, int decimals) {
-    if (std::isnan(value)) return "-";
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", decimals, value);
-    const bool bNegativeZero =
-        text[0] == '-' && std::string(text).find_first_not_of("-0.") == std::string::npos;
-    return bNegativeZero ? text + 1 : text;
-}
-
-// Minutes and seconds, "12:05".
-std::string Clock(double seconds) {
-    const long whole = std::lround(std::max(0.0, seconds));
-    char text[32];
-    std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60);
-    return text;
 }
 
 // One quantity of all leads over time.
@@ -103,9 +87,25 @@ void PrintExtremes(std::ostream& out, const StressResult& result) {
     }
 }
 
+void PrintExercise(std::ostream& out, const ExerciseSummary& exercise) {
+    out << "Peak heart rate " << Number(exercise.peakBpm, 0) << " beats/min at "
+        << Clock(exercise.peakSeconds);
+    if (!exercise.stLead.empty())
+        out << "; largest ST change " << Number(exercise.stDeviationMv, 2) << " mV in " << exercise.stLead;
+    out << "\n";
+    if (exercise.duke)
+        out << "Duke score " << *exercise.duke << " (exercise " << Clock(*exercise.exerciseSeconds)
+            << " min:s, angina index " << exercise.angina << ")\n";
+    constexpr std::array kRates{130, 150, 170};
+    for (std::size_t i = 0; i < kRates.size(); ++i) {
+        if (exercise.pwcWatts[i])
+            out << "PWC" << kRates[i] << " " << Number(*exercise.pwcWatts[i], 0) << " W\n";
+    }
+}
+
 }  // namespace
 
-void PrintReport(std::ostream& out, const StressResult& result) {
+void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise) {
     out << result.source.name << ": " << result.source.leads.size() << " leads, " << result.source.fs
         << " Hz, " << Clock(result.seconds) << " min:s\n"
         << "Conditioning: " << result.conditioning << "; delay " << Number(result.delayMs, 0)
@@ -121,18 +121,19 @@ void PrintReport(std::ostream& out, const StressResult& result) {
     PrintExtremes(out, result);
     out << "\nBeats: " << result.beatsFound.size() << " intervals from the heart rate, "
         << result.beats.size() << " beats folded into the average\n";
+    PrintExercise(out, exercise);
 }
 
-void PrintAccuracy(std::ostream& out, const StressResult& result, const Accuracy& accuracy) {
-    out << "\nDistance from the truth of the simulation\n"
-        << "  heart rate: median " << Number(accuracy.bpm.median, 2) << " beats/min, largest "
-        << Number(accuracy.bpm.maximum, 2) << " beats/min\n"
-        << Cell("lead", kTimeWidth) << Cell("ST level", kFigureWidth) << Cell("ST level", kFigureWidth)
+void PrintAccuracy(std::ostream& out, const std::vector<std::string>& leads, const Accuracy& accuracy) {
+    out << "  heart rate: error median " << Number(accuracy.bpm.median, 2) << " beats/min, largest "
+        << Number(accuracy.bpm.maximum, 2) << " beats/min\n";
+    if (accuracy.levelUv.empty()) return;
+    out << Cell("lead", kTimeWidth) << Cell("ST level", kFigureWidth) << Cell("ST level", kFigureWidth)
         << Cell("ST slope", kFigureWidth) << Cell("ST slope", kFigureWidth) << "\n"
         << Cell("", kTimeWidth) << Cell("median uV", kFigureWidth) << Cell("largest uV", kFigureWidth)
         << Cell("med. uV/ms", kFigureWidth) << Cell("larg. uV/ms", kFigureWidth) << "\n";
     for (std::size_t lead = 0; lead < accuracy.levelUv.size(); ++lead) {
-        out << NameCell(result.source.leads[lead], kTimeWidth)
+        out << NameCell(leads[lead], kTimeWidth)
             << Cell(Number(accuracy.levelUv[lead].median, 1), kFigureWidth)
             << Cell(Number(accuracy.levelUv[lead].maximum, 1), kFigureWidth)
             << Cell(Number(accuracy.slopeUvPerMs[lead].median, 3), kFigureWidth)

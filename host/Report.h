@@ -6,9 +6,10 @@
 
 #include <ostream>
 
+#include "host/Exercise.h"
 #include "host/Trends.h"
 
-void PrintReport(std::ostream& out, const StressResult& result);
+void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise);
 
-/// How far the answers are from the truth, per lead.
-void PrintAccuracy(std::ostream& out, const StressResult& result, const Accuracy& accuracy);
+/// How far the answers are from what they should have been; ST per lead where it is known.
+void PrintAccuracy(std::ostream& out, const std::vector<std::string>& leads, const Accuracy& accuracy);

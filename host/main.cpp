@@ -1,91 +1,253 @@
-// qzstress: analyses a recorded or simulated exercise test and prints its trends.
+// qzstress: analyses recorded or simulated exercise tests.
 //
-// Exit codes: 0 done; 1 the recording cannot be analysed, one line on stderr naming it; 2 wrong usage.
+// Exit codes: 0 done; 1 a recording cannot be analysed, one line on stderr naming it; 2 wrong usage; 3 some
+// records of a batch failed, the others are done; 130 interrupted, with results up to there.
 
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
-#include <memory>
+#include <map>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include "host/Batch.h"
+#include "host/Commands.h"
 #include "host/HostError.h"
-#include "host/Report.h"
-#include "host/SimulatedTest.h"
-#include "host/StressAnalysis.h"
-#include "host/WfdbRecord.h"
+#include "host/Simulate.h"
 
 namespace {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
+constexpr int kExitSomeFailed = 3;
+constexpr int kExitInterrupted = 130;
 
-void PrintWarnings(const StressResult& result) {
-    for (const std::string& warning : result.warnings)
-        std::cerr << "qzstress: " << OneLine(result.source.name + ": " + warning) << "\n";
+void AddReading(CLI::App& command, RecordOptions& options) {
+    command.add_option("--leads", options.leads, "Leads to use, in this order, as I,II,V5")->delimiter(',');
+    command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(CLI::PositiveNumber);
+    command.add_option("--uv-per-bit", options.uVpb, "Microvolts per unit of CSV columns without a unit")
+        ->check(CLI::PositiveNumber);
 }
 
-void AnalyzeRecord(const std::string& record, const StressOptions& options) {
-    WfdbRecord source(record);
-    const StressResult result = StressAnalysis(source, options).Run();
-    PrintWarnings(result);
-    PrintReport(std::cout, result);
-}
-
-void AnalyzeSimulation(const StressOptions& options) {
-    SimulatedTest source;
-    const StressResult result = StressAnalysis(source, options).Run();
-    const Truth truth{
-        [&](double seconds) { return source.TrueHeartRate(seconds); },
-        [&](int lead, double seconds) { return source.TrueSTuV(lead, seconds, options.postJms); },
-        [&](int lead, double seconds) { return source.TrueSTslope(lead, seconds, options.postJms); }};
-    PrintWarnings(result);
-    PrintReport(std::cout, result);
-    PrintAccuracy(std::cout, result, CompareWithTruth(result, truth));
-}
-
-/// Parses the command line and does what it asks for; the exit code.
-int Run(int argc, char** argv) {
-    CLI::App app{"Stress-ECG analysis of WFDB records"};
-    app.require_subcommand(1);
-    CLI::App& analyze = *app.add_subcommand("analyze", "Print heart rate and ST trends of a recording");
-    std::string record;
-    StressOptions options;
-    CLI::Option& recordGiven = *analyze.add_option(
-        "RECORD", record, "Path of a WFDB header, .hea or not; without it a simulated test");
-    analyze.add_option("--mains", options.conditioner.mainsHz, "Mains frequency in Hz, 0 for none")
+void AddAnalysis(CLI::App& command, StressOptions& options) {
+    command.add_option("--mains", options.conditioner.mainsHz, "Mains frequency in Hz, 0 for none")
         ->check(CLI::IsMember({0, 50, 60}))
         ->capture_default_str();
-    analyze
+    command
         .add_option("--lowpass", options.conditioner.lowpassHz, "Cutoff of the low-pass in Hz, 0 for none")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
-    analyze.add_option("--smooth", options.conditioner.smooth, "Strength of the smoother, 0 for none")
+    command.add_option("--smooth", options.conditioner.smooth, "Strength of the smoother, 0 for none")
         ->check(CLI::IsMember({0, 1, 2}))
         ->capture_default_str();
-    analyze.add_option("--post-j", options.postJms, "ST is measured this many ms after J + 6 ms")
+    command.add_option("--post-j", options.postJms, "ST is measured this many ms after J + 6 ms")
         ->check(CLI::Range(10, 200))
         ->capture_default_str();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) return app.exit(error);  // --help
-        std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
-        return kExitUsage;
-    }
-    if (recordGiven.count() > 0)
-        AnalyzeRecord(record, options);
-    else
-        AnalyzeSimulation(options);
-    std::cout.flush();
-    if (!std::cout) throw HostError("stdout", "the report could not be written");
-    return 0;
+    command.add_flag("--relearn", options.relearn, "Learn a new averaged beat where none matches for long");
 }
+
+// LEAD:START:SECONDS
+SimulatedLeadOff ParseLeadOff(const std::string& text) {
+    SimulatedLeadOff off;
+    std::istringstream parts(text);
+    char colon = 0;
+    if (!std::getline(parts, off.lead, ':') || !(parts >> off.startSeconds >> colon >> off.seconds) ||
+        colon != ':' || !parts.eof())
+        throw HostError("--lead-off", "LEAD:START:SECONDS is expected, not \"" + text + "\"");
+    return off;
+}
+
+class Program {
+public:
+    Program() {
+        m_app.require_subcommand(1);
+        m_app.set_help_all_flag("--help-all", "Help of every subcommand");
+        AddAnalyze();
+        AddSimulate();
+        AddInfo();
+        AddEvaluate();
+        AddBatch();
+    }
+
+    /// Parses the command line and does what it asks for; the exit code.
+    int Run(int argc, char** argv) {
+        try {
+            m_app.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            if (error.get_exit_code() == 0) return m_app.exit(error);  // --help
+            std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
+            return kExitUsage;
+        }
+        std::cout.flush();
+        if (!std::cout) throw HostError("stdout", "the report could not be written");
+        return m_exitCode;
+    }
+
+private:
+    void AddAnalyze() {
+        CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
+        command.add_option("RECORD", m_analyze.record,
+                           "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+        AddReading(command, m_analyze.reading);
+        AddAnalysis(command, m_analyze.analysis);
+        command.add_option("--template-from", m_analyze.templateFrom,
+                           "Recording to learn the first averaged beat from");
+        command.add_option("--csv", m_analyze.csv, "Write the trends as CSV");
+        command
+            .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")
+            ->check(CLI::NonNegativeNumber)
+            ->capture_default_str();
+        command.add_option("--json", m_analyze.json, "Write everything as JSON");
+        command.add_option("--wfdb-ann", m_analyze.annotations, "Write the beats as WFDB annotations");
+        command.add_option("--export", m_analyze.exported,
+                           "Write the cleaned signal: .edf, .csv, or else WFDB");
+        command.add_flag("--double", m_analyze.doubled, "Double the rate of the exported signal");
+        command.add_option("--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
+        command
+            .add_option("--strips", m_analyze.analysis.stripSeconds,
+                        "Seconds at which the report shows strips, as 10,300,600")
+            ->delimiter(',')
+            ->check(CLI::NonNegativeNumber);
+        command.add_option("--angina", m_analyze.exercise.angina, "0 none, 1 not limiting, 2 limiting")
+            ->check(CLI::Range(0, 2))
+            ->capture_default_str();
+        command
+            .add_option("--exercise-seconds", m_analyze.exercise.exerciseSeconds,
+                        "Exercise time, where no stages tell it")
+            ->check(CLI::NonNegativeNumber);
+        auto* stages =
+            command.add_option("--stages", m_stages, "File of stages: start, watts and name a line");
+        CLI::Option* protocol =
+            command
+                .add_option("--protocol", m_analyze.protocol, "Named stages instead: bruce, bicycle or ramp")
+                ->check(CLI::IsMember(ProtocolNames()))
+                ->excludes(stages);
+        command
+            .add_option("--exercise-start", m_analyze.exerciseStartSeconds,
+                        "Second at which the protocol starts")
+            ->check(CLI::NonNegativeNumber)
+            ->needs(protocol);
+        command.add_option("--realtime", m_analyze.realtime, "Play at so many times the pace of the patient")
+            ->expected(0, 1)
+            ->default_str("1")
+            ->check(CLI::PositiveNumber);
+        command.add_flag("--quiet", m_analyze.quiet, "No report on stdout, no progress bar");
+        command.footer(
+            "Examples:\n"
+            "  qzstress analyze --report report.html           the simulated test, with its report\n"
+            "  qzstress analyze rec/s1 --mains 60 --csv s1.csv\n"
+            "  qzstress analyze test.edf --stages stages.txt --angina 1 --report test.pdf\n"
+            "  qzstress analyze test.csv --fs 500 --realtime 4");
+        command.callback([this] {
+            if (!m_stages.empty()) m_analyze.exercise.stages = ReadStages(m_stages);
+            if (!Analyze(m_analyze)) m_exitCode = kExitInterrupted;
+        });
+    }
+
+    void AddInfo() {
+        CLI::App& command = *m_app.add_subcommand("info", "What a recording holds");
+        command.add_option("RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
+        AddReading(command, m_infoReading);
+        command.callback([this] { PrintInfo(m_info, m_infoReading); });
+    }
+
+    void AddEvaluate() {
+        CLI::App& command = *m_app.add_subcommand("evaluate", "Score the answers against a reference");
+        command.add_option("RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
+        command
+            .add_option("--ann", m_evaluate.reference, "WFDB annotations, or the truth.json of a simulation")
+            ->required();
+        command
+            .add_option("--skip", m_evaluate.skipSeconds, "Seconds at the start that do not count; EC57: 300")
+            ->check(CLI::NonNegativeNumber)
+            ->capture_default_str();
+        command.add_option("--json", m_evaluate.json, "Write the scores as JSON");
+        command.add_flag("--quiet", m_evaluate.quiet, "No table on stdout, no progress bar");
+        AddReading(command, m_evaluate.reading);
+        AddAnalysis(command, m_evaluate.analysis);
+        command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --mains 60 --skip 300");
+        command.callback([this] { RunEvaluate(m_evaluate); });
+    }
+
+    void AddBatch() {
+        CLI::App& command = *m_app.add_subcommand("batch", "Analyse many records, one process per core");
+        command.add_option("INPUT", m_batch.input, "Folder with records, or a list of them")
+            ->required()
+            ->check(CLI::ExistingPath);
+        command.add_option("--out", m_batch.outFolder, "Folder for the results")->required();
+        command.add_option("--jobs", m_batch.jobs, "Processes at once, 0 for one per core")
+            ->check(CLI::Range(0, 1024))
+            ->capture_default_str();
+        command.add_flag("--quiet", m_batch.quiet, "No progress bar");
+        command.add_option("ANALYZE_OPTION", m_batch.analyzeArguments,
+                           "After --: handed on to every analyze");
+        command.footer(
+            "Example:\n"
+            "  qzstress batch records --out results -- --mains 60 --relearn");
+        command.callback([this] {
+            if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
+        });
+    }
+
+    void AddSimulate() {
+        CLI::App& command =
+            *m_app.add_subcommand("simulate", "Write a simulated exercise test with its truth");
+        command.add_option("OUT", m_simulateOut, "File to write: .edf, .csv, or else WFDB")->required();
+        command.add_option("--protocol", m_simulate.protocol, "Course of the test")
+            ->transform(CLI::CheckedTransformer(
+                std::map<std::string, SimulatedProtocol>{{"steps", SimulatedProtocol::Steps},
+                                                         {"bruce", SimulatedProtocol::Bruce},
+                                                         {"bicycle", SimulatedProtocol::Bicycle},
+                                                         {"ramp", SimulatedProtocol::Ramp}}))
+            ->default_str("steps");
+        const auto number = [&](const char* name, double& value, const char* text) {
+            command.add_option(name, value, text)->check(CLI::NonNegativeNumber)->capture_default_str();
+        };
+        number("--seconds", m_simulate.seconds, "Length of the test");
+        command.add_option("--leads", m_simulate.leads, "Leads, as I,II,V5; all twelve where not given")
+            ->delimiter(',');
+        command.add_option("--fs", m_simulate.fs, "Samples per second")->capture_default_str();
+        number("--uv-per-bit", m_simulate.uVpb, "Microvolts per unit");
+        command.add_option("--seed", m_simulate.seed, "Another seed gives other beats and noise")
+            ->capture_default_str();
+        number("--mains", m_simulate.mainsHz, "Mains frequency, Hz");
+        number("--mains-uv", m_simulate.mainsUv, "Mains noise, peak uV");
+        number("--muscle-uv", m_simulate.muscleUv, "Muscle noise at peak exercise, rms uV");
+        number("--wander-uv", m_simulate.wanderUv, "Baseline wander at peak exercise, rms uV");
+        number("--motion-uv", m_simulate.motionUv, "Jumps of the baseline at peak exercise, rms uV");
+        number("--st-uv", m_simulate.stDepressionUv, "ST depression in V5 at peak exercise, uV");
+        number("--ectopy", m_simulate.ectopySeconds, "Mean seconds between ectopic beats, 0 for none");
+        command.add_option("--lead-off", m_leadOff, "LEAD:START:SECONDS, a lead that is flat for a while");
+        command.footer(
+            "Beside OUT are written its beats (.atr) and its truth (.truth.json). Examples:\n"
+            "  qzstress simulate sim --protocol bicycle --seed 7\n"
+            "  qzstress evaluate sim --ann sim.truth.json");
+        command.callback([this] {
+            for (const std::string& text : m_leadOff) m_simulate.leadOff.push_back(ParseLeadOff(text));
+            for (const std::string& warning : Simulate(m_simulateOut, m_simulate))
+                std::cerr << "qzstress: " << OneLine(warning) << "\n";
+        });
+    }
+
+    CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};
+    AnalyzeOptions m_analyze;
+    std::string m_stages;
+    std::string m_info;
+    RecordOptions m_infoReading;
+    EvaluateOptions m_evaluate;
+    BatchOptions m_batch;
+    std::string m_simulateOut;
+    SimulatedTestOptions m_simulate;
+    std::vector<std::string> m_leadOff;
+    int m_exitCode = 0;
+};
 
 }  // namespace
 
 int main(int argc, char** argv) {
     try {
-        return Run(argc, argv);
+        return Program().Run(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
         return kExitFailed;

@@ -1,0 +1,229 @@
+#include "host/Batch.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "host/HostError.h"
+#include "host/PendingFile.h"
+#include "host/Progress.h"
+#include "host/Text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct Task {
+    std::string record;
+    fs::path json;   // the result
+    fs::path notes;  // what its process says on stderr
+};
+
+std::string FirstLine(const fs::path& path) {
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file, line);
+    return OneLine(line);
+}
+
+std::vector<std::string> ReadList(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) throw HostError(path, "cannot be read");
+    const fs::path folder = fs::path(path).parent_path();
+    std::vector<std::string> records;
+    for (std::string line; std::getline(file, line);) {
+        line.erase(line.find_last_not_of(" \t\r") + 1);
+        if (line.empty() || line.front() == '#') continue;
+        records.push_back((folder / line).lexically_normal().string());
+    }
+    return records;
+}
+
+// Results lie in the output folder as the records lie in theirs.
+fs::path ResultPath(const fs::path& outFolder, const std::string& record, const fs::path& root) {
+    fs::path path = outFolder;
+    for (const fs::path& part : fs::path(record).lexically_proximate(root).relative_path())
+        path /= part == ".." ? fs::path("up") : part;
+    path += ".json";
+    return path;
+}
+
+pid_t Start(const std::string& program, const Task& task, const std::vector<std::string>& arguments) {
+    std::vector<std::string> words{program, "analyze", task.record, "--quiet", "--json", task.json.string()};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, task.notes.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t child = 0;
+    const int error = posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) throw HostError(program, std::string("cannot be started: ") + std::strerror(error));
+    return child;
+}
+
+// What went wrong; empty when all is well.
+std::string Outcome(const Task& task, int status) {
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0 && fs::exists(task.json)) return "";
+    if (WIFSIGNALED(status)) return task.record + ": ended by signal " + std::to_string(WTERMSIG(status));
+    const std::string said = FirstLine(task.notes);
+    return said.empty() ? task.record + ": exit code " + std::to_string(WEXITSTATUS(status)) : said;
+}
+
+std::vector<std::string> RunTasks(const std::vector<Task>& tasks, const BatchOptions& options,
+                                  std::size_t total) {
+    const std::string program = fs::read_symlink("/proc/self/exe").string();
+    const std::size_t jobs = options.jobs > 0 ? static_cast<std::size_t>(options.jobs)
+                                              : std::max(1U, std::thread::hardware_concurrency());
+    ProgressBar bar("batch", static_cast<double>(total), !options.quiet);
+    std::map<pid_t, const Task*> running;
+    std::vector<std::string> failed;
+    std::size_t next = 0, done = total - tasks.size();
+    while (next < tasks.size() || !running.empty()) {
+        while (next < tasks.size() && running.size() < jobs) {
+            const Task& task = tasks[next++];
+            fs::create_directories(task.json.parent_path());
+            running[Start(program, task, options.analyzeArguments)] = &task;
+        }
+        int status = 0;
+        const pid_t child = waitpid(-1, &status, 0);
+        if (child < 0 && errno == EINTR) continue;
+        const auto ended = running.find(child);
+        if (ended == running.end()) continue;
+        const std::string problem = Outcome(*ended->second, status);
+        if (problem.empty())
+            fs::remove(ended->second->notes);
+        else
+            failed.push_back(problem);
+        running.erase(ended);
+        bar.Show(static_cast<double>(++done));
+    }
+    return failed;
+}
+
+std::string Figure(const Json& value, int decimals) {
+    return value.is_number() ? Number(value.get<double>(), decimals) : "";
+}
+
+std::string Quoted(const std::string& text) {
+    std::string quoted = "\"";
+    for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
+    return quoted + "\"";
+}
+
+void WriteRow(std::ostream& out, const Task& task) {
+    std::ifstream file(task.json);
+    const Json result = Json::parse(file, nullptr, false);
+    if (result.is_discarded()) throw HostError(task.json.string(), "is no result; remove it to analyse anew");
+    const Json& exercise = result.at("exercise");
+    const Json* worst = nullptr;
+    for (const Json& lead : result.at("leads")) {
+        const double change = std::abs(lead.at("largest_change_uv").get<double>());
+        if (!worst || change > std::abs(worst->at("largest_change_uv").get<double>())) worst = &lead;
+    }
+    out << Quoted(task.record) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
+        << result.at("record").at("leads").size() << ',' << result.at("beats_found") << ','
+        << result.at("beats_folded") << ',' << Figure(exercise.at("peak_heart_rate_per_min"), 1) << ','
+        << Figure(exercise.at("peak_heart_rate_s"), 0) << ',';
+    if (worst)
+        out << Quoted(worst->at("name").get<std::string>()) << ','
+            << Figure(worst->at("largest_change_uv"), 0) << ',' << Figure(worst->at("largest_change_s"), 0)
+            << ',' << Figure(worst->at("slope_then_uv_per_ms"), 3);
+    else
+        out << ",,,";
+    out << ',' << Figure(exercise.at("duke"), 0) << ',' << Figure(exercise.at("pwc130_w"), 1) << ','
+        << Figure(exercise.at("pwc150_w"), 1) << ',' << Figure(exercise.at("pwc170_w"), 1) << ','
+        << result.at("warnings").size() << '\n';
+}
+
+void WriteTable(const fs::path& path, const std::vector<Task>& tasks) {
+    PendingFile file(path.string());
+    file.Stream()
+        << "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
+           "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,duke,pwc130_w,"
+           "pwc150_w,pwc170_w,warnings\n";
+    for (const Task& task : tasks)
+        if (fs::exists(task.json)) WriteRow(file.Stream(), task);
+    file.Commit();
+}
+
+// The segments that a WFDB header names, so that they are not taken for records.
+void AddSegments(const fs::path& header, std::set<fs::path>& segments) {
+    std::ifstream file(header);
+    std::string line;
+    while (std::getline(file, line) && (line.empty() || line.front() == '#')) {
+    }
+    if (line.substr(0, line.find(' ')).find('/') == std::string::npos) return;
+    while (std::getline(file, line)) {
+        const std::string name = line.substr(0, line.find(' '));
+        if (!name.empty() && name != "~" && name.front() != '#')
+            segments.insert(header.parent_path() / (name + ".hea"));
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> FindRecords(const std::string& folder) {
+    std::vector<std::string> records;
+    std::set<fs::path> segments;
+    std::vector<fs::path> headers;
+    for (const fs::directory_entry& entry :
+         fs::recursive_directory_iterator(folder, fs::directory_options::skip_permission_denied)) {
+        if (!entry.is_regular_file()) continue;
+        const std::string extension = entry.path().extension().string();
+        if (extension == ".hea") {
+            headers.push_back(entry.path());
+            AddSegments(entry.path(), segments);
+        } else if (EqualIgnoringCase(extension, ".edf") || EqualIgnoringCase(extension, ".bdf") ||
+                   EqualIgnoringCase(extension, ".csv")) {
+            records.push_back(entry.path().string());
+        }
+    }
+    for (const fs::path& header : headers)
+        if (!segments.contains(header)) records.push_back(header.string());
+    std::sort(records.begin(), records.end());
+    return records;
+}
+
+int RunBatch(const BatchOptions& options) {
+    const bool isFolder = fs::is_directory(options.input);
+    const std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
+    if (records.empty()) throw HostError(options.input, "holds no records");
+    const fs::path root = isFolder ? fs::path(options.input) : fs::path(options.input).parent_path();
+
+    std::vector<Task> tasks, open;
+    for (const std::string& record : records) {
+        Task task{record, ResultPath(options.outFolder, record, root), {}};
+        task.notes = task.json;
+        task.notes += ".log";
+        tasks.push_back(task);
+        if (!fs::exists(task.json)) open.push_back(task);
+    }
+    const std::vector<std::string> failed = RunTasks(open, options, tasks.size());
+    fs::create_directories(options.outFolder);
+    WriteTable(fs::path(options.outFolder) / "results.csv", tasks);
+    for (const std::string& problem : failed) std::cerr << problem << "\n";
+    return static_cast<int>(failed.size());
+}

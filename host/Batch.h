@@ -1,0 +1,25 @@
+// Batch: many records, one process per core, one result file per record and one table of all.
+//
+// Every record is analysed by a process of its own (`qzstress analyze RECORD --json ...`), so that a record
+// that brings one down does not bring the others down. A record whose result is there already is not analysed
+// again: a batch that was stopped goes on where it was.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct BatchOptions {
+    std::string input;      // a folder with records, or a list: one path a line, '#' comments
+    std::string outFolder;  // for NAME.json of every record, and for results.csv
+    int jobs = 0;           // processes at once; 0 is one per core
+    bool quiet = false;     // no progress bar
+    std::vector<std::string> analyzeArguments;  // handed on to every `analyze`
+};
+
+/// Prints failed records, one line each, at the end. Returns how many there were. Throws HostError where the
+/// batch itself cannot be done.
+int RunBatch(const BatchOptions& options);
+
+/// The records of a folder and of those in it, sorted: WFDB headers that are no segment of another record,
+/// EDF, BDF and CSV files.
+std::vector<std::string> FindRecords(const std::string& folder);

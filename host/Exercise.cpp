@@ -1,0 +1,202 @@
+#include "host/Exercise.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <sstream>
+
+#include "core/stress/ExerciseIndices.h"
+#include "host/HostError.h"
+#include "host/Text.h"
+
+namespace {
+
+constexpr double kSecondsPerMinute = 60.0;
+constexpr double kUvPerMv = 1000.0;
+constexpr double kPeakWindowSeconds = 30;  // the peak heart rate is the highest median over this long
+constexpr double kStageEndSeconds = 60;    // a stage's heart rate is the median over its last minute
+constexpr double kMostWatts = 2000;
+constexpr double kLatestStartSeconds = 7 * 24 * 3600.0;
+constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
+
+struct Protocol {
+    const char* name;
+    double stageSeconds;
+    int stages;
+    double wattsPerStage;  // 0 where the power is not known
+};
+constexpr std::array kProtocols{Protocol{"bruce", 180, 7, 0}, Protocol{"bicycle", 120, 16, 25},
+                                Protocol{"ramp", 60, 40, 10}};
+
+// Speed and grade of the Bruce protocol (Bruce, Kusumi, Hosmer, Am Heart J 1973; 85: 546-562).
+constexpr std::array kBruceStages{"2.7 km/h 10 %", "4.0 km/h 12 %", "5.4 km/h 14 %", "6.7 km/h 16 %",
+                                  "8.0 km/h 18 %", "8.8 km/h 20 %", "9.6 km/h 22 %"};
+
+// The heart rates from `from` up to `to`, seconds.
+std::vector<double> RatesIn(const StressResult& result, double from, double to) {
+    std::vector<double> bpm;
+    for (const RateReading& rate : result.rates)
+        if (rate.seconds >= from && rate.seconds < to) bpm.push_back(rate.bpm);
+    return bpm;
+}
+
+// "90", "1:30" or "1:02:30"; nothing where it is none of them.
+std::optional<double> ParseStart(const std::string& text) {
+    double seconds = 0;
+    std::istringstream parts(text);
+    std::string part;
+    int count = 0;
+    while (std::getline(parts, part, ':')) {
+        if (part.empty() || part.find_first_not_of("0123456789.") != std::string::npos || ++count > 3)
+            return {};
+        std::istringstream number(part);
+        double value = 0;
+        if (!(number >> value) || !number.eof() || value > kLatestStartSeconds) return {};
+        seconds = seconds * kSecondsPerMinute + value;
+    }
+    if (count == 0 || text.back() == ':' || seconds > kLatestStartSeconds) return {};
+    return seconds;
+}
+
+// "-" for a power that is not known.
+bool ParseWatts(const std::string& text, std::optional<double>& watts) {
+    if (text == "-") {
+        watts.reset();
+        return true;
+    }
+    std::istringstream number(text);
+    double value = 0;
+    if (!(number >> value) || !number.eof() || value < 0 || value > kMostWatts) return false;
+    watts = value;
+    return true;
+}
+
+bool IsWork(const Stage& stage) { return !stage.watts || *stage.watts > 0; }
+
+// From the first stage with work to the first after it without, or to the end of the recording.
+std::optional<double> TimeAtWork(const std::vector<Stage>& stages, double recordingSeconds) {
+    const auto first = std::find_if(stages.begin(), stages.end(), IsWork);
+    if (first == stages.end()) return {};
+    const auto end = std::find_if_not(first, stages.end(), IsWork);
+    return (end == stages.end() ? recordingSeconds : end->startSeconds) - first->startSeconds;
+}
+
+void FindPeak(const StressResult& result, ExerciseSummary& summary) {
+    summary.peakBpm = std::numeric_limits<double>::quiet_NaN();
+    auto first = result.rates.begin();
+    for (auto last = first; last != result.rates.end(); ++last) {
+        while (last->seconds - first->seconds > kPeakWindowSeconds) ++first;
+        std::vector<double> bpm;
+        for (auto rate = first; rate <= last; ++rate) bpm.push_back(rate->bpm);
+        const double median = Median(std::move(bpm));
+        if (!(median <= summary.peakBpm)) {
+            summary.peakBpm = median;
+            summary.peakSeconds = last->seconds;
+        }
+    }
+}
+
+void FindSTDeviation(const StressResult& result, ExerciseSummary& summary) {
+    const std::vector<LeadSummary> leads = SummarizeLeads(result);
+    for (std::size_t lead = 0; lead < leads.size(); ++lead) {
+        const double deviationMv = leads[lead].changeUv / kUvPerMv;
+        if (EqualIgnoringCase(result.source.leads[lead], "aVR") ||
+            std::abs(deviationMv) <= std::abs(summary.stDeviationMv))
+            continue;
+        summary.stDeviationMv = deviationMv;
+        summary.stLead = result.source.leads[lead];
+    }
+}
+
+void FindPowers(const StressResult& result, ExerciseSummary& summary) {
+    std::vector<float> watts, bpm;
+    for (std::size_t i = 0; i < summary.stages.size(); ++i) {
+        const Stage& stage = summary.stages[i];
+        if (!stage.watts || *stage.watts <= 0) continue;
+        const double end =
+            i + 1 < summary.stages.size() ? summary.stages[i + 1].startSeconds : result.seconds;
+        std::vector<double> rates =
+            RatesIn(result, std::max(stage.startSeconds, end - kStageEndSeconds), end);
+        if (rates.empty()) continue;
+        watts.push_back(static_cast<float>(*stage.watts));
+        bpm.push_back(static_cast<float>(Median(std::move(rates))));
+    }
+    const Pwc pwc = FindPwc(watts.data(), bpm.data(), watts.size());
+    const std::array<float, 3> found{pwc.pwc130, pwc.pwc150, pwc.pwc170};
+    for (std::size_t i = 0; i < found.size(); ++i)
+        if (found[i] != Pwc::kNotComputed) summary.pwcWatts[i] = found[i];
+}
+
+}  // namespace
+
+std::vector<Stage> ReadStages(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) throw HostError(path, "cannot be read");
+    std::vector<Stage> stages;
+    std::string line;
+    for (int number = 1; std::getline(file, line); ++number) {
+        const auto fail = [&](const std::string& expected) {
+            throw HostError(path, "line " + std::to_string(number) + ": " + expected);
+        };
+        std::istringstream words(line.substr(0, line.find('#')));
+        std::string start, watts;
+        if (!(words >> start)) continue;
+        Stage stage;
+        const std::optional<double> seconds = ParseStart(start);
+        if (!seconds) fail("a start in seconds or min:s is expected, not \"" + start + "\"");
+        stage.startSeconds = *seconds;
+        if (!(words >> watts) || !ParseWatts(watts, stage.watts))
+            fail("a power of 0 to 2000 W or - is expected after the start, not \"" + watts + "\"");
+        if (!stages.empty() && stage.startSeconds <= stages.back().startSeconds)
+            fail("a later start than that of the stage before is expected");
+        std::getline(words >> std::ws, stage.name);
+        stages.push_back(std::move(stage));
+    }
+    if (stages.empty()) throw HostError(path, "holds no stage; a line is expected to be: start power name");
+    return stages;
+}
+
+const std::vector<std::string>& ProtocolNames() {
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all;
+        for (const Protocol& protocol : kProtocols) all.emplace_back(protocol.name);
+        return all;
+    }();
+    return names;
+}
+
+std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds) {
+    const auto protocol = std::find_if(kProtocols.begin(), kProtocols.end(),
+                                       [&](const Protocol& known) { return name == known.name; });
+    std::vector<Stage> stages;
+    if (startSeconds > 0) stages.push_back({0, 0, "rest"});
+    for (int i = 0; protocol != kProtocols.end() && i < protocol->stages; ++i) {
+        const double start = startSeconds + i * protocol->stageSeconds;
+        const double watts = (i + 1) * protocol->wattsPerStage;
+        if (start >= endSeconds) break;
+        if (watts > 0)
+            stages.push_back({start, watts, Number(watts, 0) + " W"});
+        else
+            stages.push_back({start, {}, kBruceStages[static_cast<std::size_t>(i)]});
+    }
+    if (std::isfinite(endSeconds)) stages.push_back({endSeconds, 0, "recovery"});
+    return stages;
+}
+
+ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options) {
+    ExerciseSummary summary;
+    summary.stages = options.stages;
+    summary.angina = options.angina;
+    summary.exerciseSeconds =
+        options.exerciseSeconds ? options.exerciseSeconds : TimeAtWork(options.stages, result.seconds);
+    FindPeak(result, summary);
+    FindSTDeviation(result, summary);
+    if (summary.exerciseSeconds && *summary.exerciseSeconds > 0 &&
+        *summary.exerciseSeconds <= kLongestDukeSeconds && !result.beats.empty())
+        summary.duke =
+            DukeScore(static_cast<short>(*summary.exerciseSeconds), static_cast<float>(summary.stDeviationMv),
+                      static_cast<short>(options.angina));
+    FindPowers(result, summary);
+    return summary;
+}

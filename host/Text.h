@@ -1,0 +1,10 @@
+// Text: figures and names as the program prints them.
+#pragma once
+
+#include <string>
+
+/// With so many decimals; "-" for NaN, never a negative zero.
+std::string Number(double value, int decimals);
+/// Minutes and seconds, "12:05", rounded to the second; negative times are 0:00.
+std::string Clock(double seconds);
+bool EqualIgnoringCase(const std::string& a, const std::string& b);

@@ -1,0 +1,30 @@
+#include "host/BeatMarker.h"
+
+#include <gtest/gtest.h>
+
+#include "host/Evaluate.h"
+#include "host/Exporter.h"
+#include "host/SimulatedTest.h"
+
+namespace {
+
+TEST(BeatMarker, MarksTheTrueBeatsEctopicOnesIncludedAtTheirR) {
+    SimulatedTestOptions options;
+    options.seconds = 240;
+    options.ectopySeconds = 12;
+    SimulatedTest test(options);
+    BeatMarker marker(test.Info());
+    StressAnalysis(test, {}, {&marker}).Run();
+    std::vector<double> found, truth;
+    for (const Annotation& beat : marker.Annotations()) {
+        EXPECT_EQ(beat.code, kNormalBeat);
+        found.push_back(static_cast<double>(beat.sample) / options.fs);
+    }
+    for (const SimulatedBeat& beat : test.Beats()) truth.push_back(static_cast<double>(beat.r) / options.fs);
+    const BeatScore score = ScoreBeats(found, truth, 5);
+    EXPECT_GT(score.Sensitivity(), 0.98);
+    EXPECT_GT(score.PositivePredictivity(), 0.99);
+    EXPECT_NEAR(score.offsetMs, -12, 6) << "the steepest upstroke comes before the peak";
+}
+
+}  // namespace

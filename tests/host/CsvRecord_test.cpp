@@ -1,0 +1,139 @@
+#include "host/CsvRecord.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/support/Folder.h"
+#include "tests/support/Frames.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+RecordOptions Options(double fs, double uVpb) { return {{}, fs, uVpb}; }
+
+class CsvRecordTest : public testing::Test {
+protected:
+    CsvRecord Open(const std::string& text, const RecordOptions& options = {}) const {
+        return CsvRecord(m_folder.Write("r.csv", text), options);
+    }
+
+    Folder m_folder;
+};
+
+TEST_F(CsvRecordTest, ReadsUnitsSeparatorsAndTimes) {
+    const struct {
+        std::string text;
+        double fs, uVpb;  // options
+        int expectedFs;
+        double expectedUvpb;
+        std::vector<std::string> leads;
+        Frames frames;
+    } cases[] = {
+        {"time_s,I (mV),II [uV],V5 (\xC2\xB5V)\n0,0.5,-7,1.5\n0.004,-1e0,8,2\n",
+         0,
+         0,
+         250,
+         1,
+         {"I", "II", "V5"},
+         {{500, -7, 2}, {-1000, 8, 2}}},
+        {"\xEF\xBB\xBFSample;\"I\";II (mV)\r\n1;100;1\r\n\r\n2;-3;-2\r\n",
+         500,
+         2.5,
+         500,
+         1,
+         {"I", "II"},
+         {{250, 1000}, {-8, -2000}}},
+        {"I\tII\n3\t4\n5\t6", 360, 2.5, 360, 2.5, {"I", "II"}, {{3, 4}, {5, 6}}},
+        {"Time (ms),I (V)\n10,0.1\n12,-0.1\n14,0\n", 0, 0, 500, 5, {"I"}, {{20000}, {-20000}, {0}}},
+        {"seconds,I (mV)\n7.000,1\n7.003,1\n7.006,1\n7.008,1\n", 0, 0, 375, 1, {"I"}, Frames(4, {1000})},
+        {"time,I (mV)\n0,1\n1,1\n", 200, 0, 200, 1, {"I"}, Frames(2, {1000})},  // the option rules
+    };
+    for (const auto& [text, fs, uVpb, expectedFs, expectedUvpb, leads, frames] : cases) {
+        CsvRecord record = Open(text, Options(fs, uVpb));
+        EXPECT_EQ(record.Info().fs, expectedFs) << text;
+        EXPECT_EQ(record.Info().uVpb, expectedUvpb) << text;
+        EXPECT_EQ(record.Info().leads, leads) << text;
+        EXPECT_EQ(record.Info().frames, frames.size()) << text;
+        EXPECT_EQ(ReadAll(record), frames) << text;
+    }
+}
+
+TEST_F(CsvRecordTest, WarnsOfTimesThatJumpAndOfSamplesBeyondSixteenBits) {
+    std::string text = "time,I\n";
+    for (int i = 0; i < 1000; ++i)
+        text += std::to_string(i < 600 ? i * 0.002 : i * 0.002 + 0.003) + ",40000\n";
+    CsvRecord record = Open(text, Options(500, 1));
+    EXPECT_EQ(ReadAll(record), Frames(1000, {32767}));
+    EXPECT_THAT(
+        record.Warnings(),
+        ElementsAre("line 602: its time is not that of frame after frame at 500 Hz, times are not used",
+                    "\"I\": 1000 samples clipped at 16 bits"));
+}
+
+TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
+    const std::string frames = "1,2\n3,4\n";
+    const struct {
+        std::string text;
+        double fs, uVpb;
+        const char* fragment;
+    } cases[] = {
+        {"", 500, 1, "line 1: expected a header line with the names of the leads, found the end"},
+        {"\n" + frames, 500, 1, "line 1: column 1: expected the name of a lead, found none"},
+        {"I,\n" + frames, 500, 1, "line 1: column 2: expected the name of a lead, found none"},
+        {frames, 500, 1, "line 1: expected the names of the leads, found numbers"},
+        {"I,II\n" + frames, 500, 0,
+         "column \"I\": expected a unit, as in \"I (mV)\", or --uv-per-bit, found neither"},
+        {"I (mV),SpO2 (%)\n" + frames, 500, 1, "column \"SpO2\": expected a unit of voltage, found \"%\""},
+        {"time\n1\n", 500, 1, "line 1: expected a lead, found none"},
+        {std::string(300, ','), 500, 1, "line 1: column 1: expected the name"},
+        {"I" +
+             [] {
+                 std::string all;
+                 for (int i = 0; i < 300; ++i) all += ",x";
+                 return all;
+             }(),
+         500, 1, "line 1: expected at most 257 columns, found more"},
+        {"I,II\n", 500, 1, "expected a line of samples after the header, found none"},
+        {"I,II\n" + frames, 0, 1, "expected --fs or a first column of rising times, found neither"},
+        {"time,I\n2,1\n1,1\n", 0, 1, "expected --fs or a first column of rising times"},
+        {"time,I\n0,1\n1,1\n", 0, 1, "sampling rate: expected 100 to 2000 Hz, found 1"},
+        {"I,II\n" + frames + "5\n", 500, 1, "line 4: expected 2 columns as in the header, found 1"},
+        {"I,II\n" + frames + "5,6,\n", 500, 1, "line 4: expected 2 columns as in the header, found 3"},
+        {"I,II\n1,\n", 500, 1, "line 2: column 2: expected a number, found \"\""},
+        {"I;II\n1,5;2\n", 500, 1, "line 2: column 1: expected a number, found \"1,5\""},
+        {"I,II\n1,nan\n", 500, 1, "line 2: column 2: expected a number, found \"nan\""},
+        {"I,II\n1,1e999\n", 500, 1, "line 2: column 2: expected a number, found \"1e999\""},
+        {"I,II\n1," + std::string(70000, '1'), 500, 1, "line 2: expected a line of at most 65536 bytes"},
+    };
+    for (const auto& [text, fs, uVpb, fragment] : cases) {
+        const std::string message = RefusalOf([&] { Open(text, Options(fs, uVpb)); });
+        EXPECT_THAT(message, HasSubstr(fragment));
+        EXPECT_EQ(message.rfind(m_folder.Path("r.csv: "), 0), 0U) << message;
+    }
+    EXPECT_THROW(CsvRecord(m_folder.Path("missing.csv"), {}), HostError);
+    EXPECT_THROW(CsvRecord(m_folder.Path(""), {}), HostError);  // a directory
+}
+
+TEST_F(CsvRecordTest, AnswersNoiseAndATextCutAnywhereWithOneLineOrWithFrames) {
+    const std::string whole = "time_s;I (mV);\"II\" [uV]\r\n0.000;1.25;-7\r\n0.002;1e1;8\r\n0.004;0;9\r\n";
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const std::string message = RefusalOf([&] {
+            CsvRecord record = Open(whole.substr(0, length), Options(500, 0));
+            EXPECT_EQ(ReadAll(record).size(), record.Info().frames);
+        });
+        EXPECT_EQ(message.find('\n'), std::string::npos) << message;
+    }
+    std::mt19937 random(3);
+    for (int i = 0; i < 200; ++i) {
+        std::string noise(random() % 3000, '\0');
+        for (char& byte : noise) byte = static_cast<char>(random());
+        EXPECT_NE(RefusalOf([&] { Open("I (mV),II (mV)\n" + noise + "\n1;2", Options(500, 1)); }), "");
+    }
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+#include "host/ResultFiles.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "host/HostError.h"
+
+namespace {
+
+class ResultFilesTest : public testing::Test {
+protected:
+    ResultFilesTest() {
+        std::filesystem::remove_all(m_folder);
+        std::filesystem::create_directory(m_folder);
+        m_result.source = {"r\xFF", 250, 2.5, {"I", "a,b"}, 0, "", {"remark"}};
+        m_result.learned.usable = {true, false};
+        m_result.firstBeatUv = m_result.latestBeatUv = {{1, 2}, {3, 4}};
+        for (int i = 0; i < 7; ++i)
+            m_result.beats.push_back(
+                {10.0 + i, i == 0 ? std::nan("") : 60, {50.F - static_cast<float>(i), 8}, {0.25F, 0}});
+        m_result.rates = {{11, 60}};
+    }
+    ~ResultFilesTest() override { std::filesystem::remove_all(m_folder); }
+    std::string Text(const std::string& name) const {
+        std::ifstream file(m_folder / name);
+        std::ostringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    std::filesystem::path m_folder = testing::TempDir() + "results_" + std::to_string(::getpid());
+    StressResult m_result;
+};
+
+TEST_F(ResultFilesTest, CsvHasARowPerBeatOrPerStretchAndLeavesUnknownFiguresEmpty) {
+    WriteTrendsCsv(m_folder / "a.csv", m_result, 0);
+    EXPECT_THAT(Text("a.csv"),
+                testing::StartsWith("time_s,rr_ms,heart_rate_per_min,I_st_uv,I_slope_uv_per_ms,I_change_uv,"
+                                    "I_sthr_uv_min,\"a,b_st_uv\",\"a,b_slope_uv_per_ms\",\"a,b_change_uv\","
+                                    "\"a,b_sthr_uv_min\"\n"
+                                    "10.000,,,50,0.250,3,,8,0.000,0,\n"
+                                    "11.000,1000,60.0,49,0.250,2,0.817,8,0.000,0,0.133\n"));
+    WriteTrendsCsv(m_folder / "b.csv", m_result, 3);
+    const std::string every = Text("b.csv");
+    EXPECT_EQ(std::count(every.begin(), every.end(), '\n'), 4);
+    EXPECT_THAT(every, testing::AllOf(testing::HasSubstr("\n10.000"), testing::HasSubstr("\n12.000"),
+                                      testing::HasSubstr("\n15.000")));
+}
+
+TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
+    ExerciseSummary exercise;
+    exercise.duke = 7;
+    exercise.pwcWatts[1] = 150;
+    exercise.peakBpm = std::nan("");
+    WriteResultJson(m_folder / "r.json", m_result, exercise);
+    const auto json = nlohmann::json::parse(Text("r.json"));
+    EXPECT_EQ(json.at("schema"), "qzstress-result-1");
+    EXPECT_EQ(json.at("record").at("sampling_rate_hz"), 250);
+    EXPECT_EQ(json.at("st").size(), 7U);
+    EXPECT_EQ(json.at("st")[1].at("level_uv"), (std::vector<double>{49, 8}));
+    EXPECT_TRUE(json.at("st")[0].at("heart_rate_per_min").is_null());
+    EXPECT_EQ(json.at("heart_rate")[0].at("heart_rate_per_min"), 60);
+    EXPECT_EQ(json.at("leads")[0].at("largest_change_uv"), 3);
+    EXPECT_EQ(json.at("exercise").at("duke"), 7);
+    EXPECT_TRUE(json.at("exercise").at("pwc130_w").is_null());
+    EXPECT_TRUE(json.at("exercise").at("peak_heart_rate_per_min").is_null());
+    EXPECT_EQ(json.at("averaged_beat").at("usable_leads"), std::vector<std::string>{"I"});
+    m_result.beats.clear();
+    m_result.rates.clear();
+    WriteResultJson(m_folder / "none.json", m_result, exercise);
+    EXPECT_TRUE(nlohmann::json::parse(Text("none.json")).at("st").empty());
+}
+
+TEST_F(ResultFilesTest, LeaveNothingBehindWhereTheyCannotBeWritten) {
+    EXPECT_THROW(WriteTrendsCsv(m_folder / "no" / "a.csv", m_result, 0), HostError);
+    EXPECT_THROW(WriteResultJson(m_folder / "no" / "a.json", m_result, {}), HostError);
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder));
+}
+
+}  // namespace
