@@ -70,7 +70,7 @@ Findings RunFor(long minutes) {
         const short many = qzStressECGLib_MultiMeanHR(frame);
         short** folded = qzStressECGLib_match(frame);
         const auto answer = [&found, i](auto... values) {
-            if (i < 10 * 60 * kFs) (found.answers.push_back(static_cast<double>(values)), ...);
+            if (i < 600L * kFs) (found.answers.push_back(static_cast<double>(values)), ...);
         };
         answer(three, many);
         if (folded != nullptr) {
@@ -95,7 +95,7 @@ Findings RunFor(long minutes) {
             }
         }
         // Ten seconds in, detection has learned; the answers lag the rate by up to six beats and the filters.
-        if (i > 10 * kFs) {
+        if (i > 10L * kFs) {
             EXPECT_TRUE(three == -1 || std::abs(60000.0 / three - stream.Rate()) < 6.0)
                 << three << ", frame " << i;
             EXPECT_TRUE(many == -1 || std::abs(many - stream.Rate()) < 6.0) << many << ", frame " << i;

@@ -110,7 +110,7 @@ template <typename Number>
 void ExpectSame(const std::vector<Number>& expected, const std::vector<Number>& actual) {
     ASSERT_EQ(expected.size(), actual.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
-        const bool bothNan = expected[i] != expected[i] && actual[i] != actual[i];
+        const bool bothNan = std::isnan(1.0 * expected[i]) && std::isnan(1.0 * actual[i]);
         ASSERT_TRUE(expected[i] == actual[i] || bothNan)
             << "at sample " << i << ": expected " << expected[i] << ", got " << actual[i];
     }

@@ -28,10 +28,11 @@ public:
         if (window < 1) return x;
         m_x.push_back(x);
         m_low.push_back(Truncated(m_lowpass.Filter(static_cast<double>(x))));
-        m_residual.push_back(Ago(m_x, 9 * m_fs / 1000) - m_low.back());
+        // At the lowest rates the low-pass is unstable, and every sum then wraps at 32 bits.
+        m_residual.push_back(Wrapped32(1LL * Ago(m_x, 9 * m_fs / 1000) - m_low.back()));
         double total = 0, recent = 0;
-        for (const int r : m_residual) total += std::abs(r);
-        for (int age = 0; age < window; ++age) recent += std::abs(Ago(m_residual, age));
+        for (const int r : m_residual) total += Wrapped32(std::abs(1LL * r));
+        for (int age = 0; age < window; ++age) recent += Wrapped32(std::abs(1LL * Ago(m_residual, age)));
 
         const int width = WidthMs(recent, total, window);
         const int k = width * m_fs / 1000;
@@ -39,16 +40,20 @@ public:
         // Ages are taken round the 30 ms: at the lowest rates the average meets the newest value again.
         const int centre = window - window / 2;
         const int low = Ago(m_low, centre % window);
-        const auto residual = [&](int age) { return Ago(m_residual, (age + window) % window); };
-        if (k == 0) return (2 * residual(centre) + residual(centre + 1) + residual(centre - 1)) / 4 + low;
-        int sum = 0;
+        const auto residual = [&](int age) -> long long { return Ago(m_residual, (age + window) % window); };
+        if (k == 0)
+            return Wrapped32(
+                Wrapped32(2 * residual(centre) + residual(centre + 1) + residual(centre - 1)) / 4LL + low);
+        long long sum = 0;
         for (int age = centre - k; age <= centre + k; ++age) sum += residual(age);
-        return sum / (2 * k + 1) + low;
+        return Wrapped32(Wrapped32(sum) / (2LL * k + 1) + low);
     }
 
     std::set<int> widthsSeenMs;
 
 private:
+    static int Wrapped32(long long value) { return static_cast<int>(value & 0xFFFFFFFF); }
+
     static int Ago(const std::vector<int>& history, int age) {
         return static_cast<std::size_t>(age) < history.size()
                    ? history[history.size() - 1 - static_cast<std::size_t>(age)]

@@ -34,7 +34,7 @@ Step Filtering(AnyFilter filter) {
     return [filter](int x) mutable { return filter.Filter(x); };
 }
 /// `count` smoothers in a row, 16 bits between them.
-Step Smoothing(int count, CSmoothFilter filter) {
+Step Smoothing(int count, const CSmoothFilter& filter) {
     return [stages = std::vector(static_cast<std::size_t>(count), filter)](int x) mutable {
         for (CSmoothFilter& stage : stages) x = stage.Smooth(Wrapped(x));
         return x;
