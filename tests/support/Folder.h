@@ -27,8 +27,8 @@ public:
         std::ifstream stream(Path(name), std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
-    /// The path of the file written. An old one goes first: some file systems wait for the disk when a file is
-    /// emptied and filled again.
+    /// The path of the file written. An old one goes first: some file systems wait for the disk when a file
+    /// is emptied and filled again.
     std::string Write(const std::string& name, const std::string& bytes) const {
         std::filesystem::remove(Path(name));
         std::ofstream(Path(name), std::ios::binary) << bytes;
