@@ -21,8 +21,9 @@ constexpr std::size_t kMaxHeaderBytes = 1 << 20;
 constexpr int kMaxSignals = 256;
 constexpr int kMaxSegments = 100000;
 constexpr int kMaxSkewFrames = 10000;
-constexpr int kMaxSamplesPerFrame = 10000;
-constexpr long long kMaxFrames = 100'000'000'000;  // a year and more at 2000 Hz
+constexpr int kMaxSamplesPerFrame = 2000;
+// Half a year at 2000 Hz. The samples of all segments together are then still a count of 63 bits.
+constexpr long long kMaxFrames = 40'000'000'000;
 constexpr int kMaxResolutionBits = 32;
 constexpr long long kMaxCount = std::numeric_limits<long long>::max();
 constexpr const char* kBlanks = " \t\r";  // '\r' ends the lines of some headers

@@ -324,8 +324,11 @@ std::vector<std::string> WfdbRecord::Describe() const {
     for (const Signal& signal : m_state->signals) {
         char gain[80];
         std::snprintf(gain, sizeof gain, ", %g uV per unit, baseline %d", signal.uvPerUnit, signal.baseline);
-        lines.push_back(signal.name + ": " + signal.fileName + ", format " +
-                        std::to_string(signal.format.code) + (signal.isEcg ? gain : ", in " + signal.units));
+        std::string format = std::to_string(signal.format.code);
+        if (signal.samplesPerFrame > 1)
+            format += ", " + std::to_string(signal.samplesPerFrame) + " samples per frame";
+        lines.push_back(signal.name + ": " + signal.fileName + ", format " + format +
+                        (signal.isEcg ? gain : ", in " + signal.units));
     }
     return lines;
 }

@@ -111,7 +111,8 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
         {"I,II\n1," + std::string(70000, '1'), 500, 1, "line 2: expected a line of at most 65536 bytes"},
     };
     for (const auto& [text, fs, uVpb, fragment] : cases) {
-        const std::string message = RefusalOf([&] { Open(text, Options(fs, uVpb)); });
+        const RecordOptions options = Options(fs, uVpb);
+        const std::string message = RefusalOf([&, bytes = text] { Open(bytes, options); });
         EXPECT_THAT(message, HasSubstr(fragment));
         EXPECT_EQ(message.rfind(m_folder.Path("r.csv: "), 0), 0U) << message;
     }
