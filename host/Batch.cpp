@@ -209,7 +209,12 @@ std::vector<std::string> FindRecords(const std::string& folder) {
 
 int RunBatch(const BatchOptions& options) {
     const bool isFolder = fs::is_directory(options.input);
-    const std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
+    const fs::path table = fs::path(options.outFolder) / "results.csv";
+    std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
+    // The results may lie among the records.
+    std::erase_if(records, [&](const std::string& record) {
+        return fs::weakly_canonical(record) == fs::weakly_canonical(table);
+    });
     if (records.empty()) throw HostError(options.input, "holds no records");
     const fs::path root = isFolder ? fs::path(options.input) : fs::path(options.input).parent_path();
 
@@ -223,7 +228,7 @@ int RunBatch(const BatchOptions& options) {
     }
     const std::vector<std::string> failed = RunTasks(open, options, tasks.size());
     fs::create_directories(options.outFolder);
-    WriteTable(fs::path(options.outFolder) / "results.csv", tasks);
+    WriteTable(table, tasks);
     for (const std::string& problem : failed) std::cerr << problem << "\n";
     return static_cast<int>(failed.size());
 }
