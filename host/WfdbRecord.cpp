@@ -146,7 +146,8 @@ struct WfdbRecord::State {
     long long storedFrames = 0;         // to be read
     long long framesRead = 0;           // of the stored ones
     int maxSkew = 0;                    // frames that only bring the leads into step
-    int samplesPerFrame = 1;            // of the leads
+    std::size_t leads = 0;
+    int samplesPerFrame = 1;         // of the leads
     std::vector<short> rows;         // samples of one stored frame: each lead's first, each lead's second...
     int rowsLeft = 0;                // to be given out
     bool verifiesChecksums = false;  // the header knows the whole length, and the files hold it
@@ -240,7 +241,8 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
     if (m_state->maxSkew > 0 && m_state->samplesPerFrame > 1)
         throw HostError(path, "expected no skew with several samples per frame, found " +
                                   std::to_string(m_state->maxSkew));
-    m_state->rows.resize(m_info.leads.size() * static_cast<std::size_t>(m_state->samplesPerFrame));
+    m_state->leads = m_info.leads.size();
+    m_state->rows.resize(m_state->leads * static_cast<std::size_t>(m_state->samplesPerFrame));
     for (Signal& signal : m_state->signals) {
         signal.delay.assign(static_cast<std::size_t>(m_state->maxSkew - signal.skew), 0);
     }
@@ -263,7 +265,6 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
 WfdbRecord::~WfdbRecord() = default;
 
 void WfdbRecord::State::ReadStored(double uVpb) {
-    const std::size_t leads = rows.size() / static_cast<std::size_t>(samplesPerFrame);
     std::size_t lead = 0;
     for (std::size_t i = 0; i < signals.size(); ++i) {
         Signal& signal = signals[i];
@@ -293,9 +294,8 @@ bool WfdbRecord::Read(short* frame) {
         state.ReadStored(m_info.uVpb);
         if (state.framesRead > state.maxSkew) state.rowsLeft = state.samplesPerFrame;
     }
-    const std::size_t leads = m_info.leads.size();
     const auto row = static_cast<std::size_t>(state.samplesPerFrame - state.rowsLeft--);
-    std::copy_n(&state.rows[row * leads], leads, frame);
+    std::copy_n(&state.rows[row * state.leads], state.leads, frame);
     return true;
 }
 
