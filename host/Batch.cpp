@@ -127,12 +127,6 @@ std::string Figure(const Json& value, int decimals) {
     return value.is_number() ? Number(value.get<double>(), decimals) : "";
 }
 
-std::string Quoted(const std::string& text) {
-    std::string quoted = "\"";
-    for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
-    return quoted + "\"";
-}
-
 void WriteRow(std::ostream& out, const Task& task) {
     std::ifstream file(task.json);
     const Json result = Json::parse(file, nullptr, false);
@@ -143,12 +137,12 @@ void WriteRow(std::ostream& out, const Task& task) {
         const double change = std::abs(lead.at("largest_change_uv").get<double>());
         if (!worst || change > std::abs(worst->at("largest_change_uv").get<double>())) worst = &lead;
     }
-    out << Quoted(task.record) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
+    out << CsvField(task.record) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
         << result.at("record").at("leads").size() << ',' << result.at("beats_found") << ','
         << result.at("beats_folded") << ',' << Figure(exercise.at("peak_heart_rate_per_min"), 1) << ','
         << Figure(exercise.at("peak_heart_rate_s"), 0) << ',';
     if (worst)
-        out << Quoted(worst->at("name").get<std::string>()) << ','
+        out << CsvField(worst->at("name").get<std::string>()) << ','
             << Figure(worst->at("largest_change_uv"), 0) << ',' << Figure(worst->at("largest_change_s"), 0)
             << ',' << Figure(worst->at("slope_then_uv_per_ms"), 3);
     else

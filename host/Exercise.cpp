@@ -20,18 +20,12 @@ constexpr double kMostWatts = 2000;
 constexpr double kLatestStartSeconds = 7 * 24 * 3600.0;
 constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
 
-struct Protocol {
-    const char* name;
-    double stageSeconds;
-    int stages;
-    double wattsPerStage;  // 0 where the power is not known
-};
-constexpr std::array kProtocols{Protocol{"bruce", 180, 7, 0}, Protocol{"bicycle", 120, 16, 25},
-                                Protocol{"ramp", 60, 40, 10}};
+constexpr std::array kProtocols{ProtocolPlan{"bruce", 180, 7, 0}, ProtocolPlan{"bicycle", 120, 16, 25},
+                                ProtocolPlan{"ramp", 60, 40, 10}};
 
-// Speed and grade of the Bruce protocol (Bruce, Kusumi, Hosmer, Am Heart J 1973; 85: 546-562).
-constexpr std::array kBruceStages{"2.7 km/h 10 %", "4.0 km/h 12 %", "5.4 km/h 14 %", "6.7 km/h 16 %",
-                                  "8.0 km/h 18 %", "8.8 km/h 20 %", "9.6 km/h 22 %"};
+// Speed and slope of the belt (Bruce, Blackmon, Jones, Strait, Pediatrics 1963; 32: 742-756).
+constexpr std::array kBruceStages{"2.7 km/h, 10 %", "4.0 km/h, 12 %", "5.5 km/h, 14 %", "6.8 km/h, 16 %",
+                                  "8.0 km/h, 18 %", "8.9 km/h, 20 %", "9.7 km/h, 22 %"};
 
 // The heart rates from `from` up to `to`, seconds.
 std::vector<double> RatesIn(const StressResult& result, double from, double to) {
@@ -160,25 +154,32 @@ std::vector<Stage> ReadStages(const std::string& path) {
 const std::vector<std::string>& ProtocolNames() {
     static const std::vector<std::string> names = [] {
         std::vector<std::string> all;
-        for (const Protocol& protocol : kProtocols) all.emplace_back(protocol.name);
+        for (const ProtocolPlan& protocol : kProtocols) all.emplace_back(protocol.name);
         return all;
     }();
     return names;
 }
 
+const ProtocolPlan& FindProtocol(const std::string& name) {
+    return *std::find_if(kProtocols.begin(), kProtocols.end(),
+                         [&](const ProtocolPlan& known) { return name == known.name; });
+}
+
+Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds) {
+    const double watts = (stage + 1) * plan.wattsPerStage;
+    if (watts > 0) return {startSeconds, watts, Number(watts, 0) + " W"};
+    return {startSeconds,
+            {},
+            "Bruce " + std::to_string(stage + 1) + ", " + kBruceStages[static_cast<std::size_t>(stage)]};
+}
+
 std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds) {
-    const auto protocol = std::find_if(kProtocols.begin(), kProtocols.end(),
-                                       [&](const Protocol& known) { return name == known.name; });
+    const ProtocolPlan& plan = FindProtocol(name);
     std::vector<Stage> stages;
     if (startSeconds > 0) stages.push_back({0, 0, "rest"});
-    for (int i = 0; protocol != kProtocols.end() && i < protocol->stages; ++i) {
-        const double start = startSeconds + i * protocol->stageSeconds;
-        const double watts = (i + 1) * protocol->wattsPerStage;
-        if (start >= endSeconds) break;
-        if (watts > 0)
-            stages.push_back({start, watts, Number(watts, 0) + " W"});
-        else
-            stages.push_back({start, {}, kBruceStages[static_cast<std::size_t>(i)]});
+    for (int i = 0; i < plan.stages; ++i) {
+        const double start = startSeconds + i * plan.stageSeconds;
+        if (start < endSeconds) stages.push_back(StageOf(plan, i, start));
     }
     if (std::isfinite(endSeconds)) stages.push_back({endSeconds, 0, "recovery"});
     return stages;

@@ -38,9 +38,21 @@ struct ExerciseSummary {
 /// Reads "start power" lines: seconds or min:s, and watts; further words name the stage; '#' comments.
 /// Throws HostError.
 std::vector<Stage> ReadStages(const std::string& path);
+/// A protocol whose stages have fixed lengths; the last one goes on.
+struct ProtocolPlan {
+    const char* name;
+    double stageSeconds;
+    int stages;
+    double wattsPerStage;  // more each stage; 0 where the power is not known
+};
+/// The stage counted from 0, with its name.
+Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds);
+
 /// "bruce" (treadmill, stages of 3 minutes), "bicycle" (25 W more every 2 minutes), "ramp" (10 W more every
 /// minute).
 const std::vector<std::string>& ProtocolNames();
+/// The plan of one of these.
+const ProtocolPlan& FindProtocol(const std::string& name);
 /// Rest up to `startSeconds`, the stages of the protocol, and recovery from `endSeconds` on, infinity for
 /// never. The last stage goes on beyond the protocol's end.
 std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds);

@@ -13,14 +13,6 @@ using Json = nlohmann::ordered_json;
 constexpr double kMsPerMinute = 60000.0;
 constexpr int kSTOffsetMs = 6;  // ST is counted from J plus this
 
-// A name as a CSV field; quoted where it has to be.
-std::string Field(const std::string& text) {
-    if (text.find_first_of(",\"\n") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
-    return quoted + "\"";
-}
-
 void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double>& firsts) {
     const auto cell = [&](double value, int decimals) {
         out << ',' << (std::isnan(value) ? "" : Number(value, decimals));
@@ -115,8 +107,8 @@ void WriteTrendsCsv(const std::string& path, const StressResult& result, double 
     std::ostream& out = file.Stream();
     out << "time_s,rr_ms,heart_rate_per_min";
     for (const std::string& lead : result.source.leads)
-        out << ',' << Field(lead + "_st_uv") << ',' << Field(lead + "_slope_uv_per_ms") << ','
-            << Field(lead + "_change_uv") << ',' << Field(lead + "_sthr_uv_min");
+        out << ',' << CsvField(lead + "_st_uv") << ',' << CsvField(lead + "_slope_uv_per_ms") << ','
+            << CsvField(lead + "_change_uv") << ',' << CsvField(lead + "_sthr_uv_min");
     out << '\n';
     const std::vector<double> firsts = FirstLevels(result);
     double due = 0;

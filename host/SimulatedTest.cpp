@@ -28,26 +28,9 @@ constexpr double kTwoPi = 6.283185307179586;
 constexpr std::array<const char*, SimulatedTest::kLeads> kLeadNames = {"I",  "II", "III", "aVR", "aVL", "aVF",
                                                                        "V1", "V2", "V3",  "V4",  "V5",  "V6"};
 
-/// Speed and slope of the belt (Bruce, Blackmon, Jones, Strait, Pediatrics 1963; 32: 742-756).
-constexpr std::array<const char*, 7> kBruceStages = {"2.7 km/h, 10 %", "4.0 km/h, 12 %", "5.5 km/h, 14 %",
-                                                     "6.8 km/h, 16 %", "8.0 km/h, 18 %", "8.9 km/h, 20 %",
-                                                     "9.7 km/h, 22 %"};
-
-/// A protocol whose stages have fixed lengths.
-struct StagePlan {
-    double seconds = 0;  // of one stage
-    int most = 0;        // stages; the last goes on
-    double watts = 0;    // more each stage; 0 where the power is not known
-};
-
-StagePlan PlanOf(SimulatedProtocol protocol, double testSeconds) {
-    switch (protocol) {
-        case SimulatedProtocol::Bruce: return {180, static_cast<int>(kBruceStages.size()), 0};
-        case SimulatedProtocol::Bicycle: return {120, 16, 25};
-        case SimulatedProtocol::Ramp: return {60, 40, 10};
-        case SimulatedProtocol::Steps: break;
-    }
-    return {(kExerciseEnd - kRestEnd) / kStepStages * testSeconds, kStepStages, 50};
+ProtocolPlan PlanOf(SimulatedProtocol protocol, double testSeconds) {
+    if (protocol != SimulatedProtocol::Steps) return FindProtocol(NameOf(protocol));
+    return {"steps", (kExerciseEnd - kRestEnd) / kStepStages * testSeconds, kStepStages, 50};
 }
 
 /// 0 up to x = 0, 1 from x = 1, and a cubic without a corner between.
@@ -204,30 +187,23 @@ void SimulatedTest::ChooseLeads() {
 }
 
 void SimulatedTest::PlanStages() {
-    const StagePlan plan = PlanOf(m_options.protocol, m_options.seconds);
+    const ProtocolPlan plan = PlanOf(m_options.protocol, m_options.seconds);
     m_exerciseStart = kRestEnd * m_options.seconds;
     m_recoveryStart = kPeakEnd * m_options.seconds;
-    m_stageSeconds = plan.seconds;
+    m_stageSeconds = plan.stageSeconds;
     m_stages = 1;
     // The last stage takes what is left of the exercise, be it short or long.
-    while (m_stages < plan.most &&
+    while (m_stages < plan.stages &&
            m_exerciseStart + m_stages * m_stageSeconds < m_recoveryStart - kShortestStage * m_options.seconds)
         ++m_stages;
 }
 
 std::vector<Stage> SimulatedTest::Stages() const {
-    const StagePlan plan = PlanOf(m_options.protocol, m_options.seconds);
+    const ProtocolPlan plan = PlanOf(m_options.protocol, m_options.seconds);
     std::vector<Stage> stages = {{0, 0, "rest"}};
     for (int stage = 0; stage < m_stages; ++stage) {
         const double start = m_exerciseStart + stage * m_stageSeconds;
-        const double watts = (stage + 1) * plan.watts;
-        if (m_options.protocol == SimulatedProtocol::Bruce) {
-            const std::string number = std::to_string(stage + 1);
-            stages.push_back(
-                {start, {}, "Bruce " + number + ", " + kBruceStages[static_cast<std::size_t>(stage)]});
-        } else {
-            stages.push_back({start, watts, std::to_string(std::lround(watts)) + " W"});
-        }
+        stages.push_back(StageOf(plan, stage, start));
     }
     stages.push_back({m_recoveryStart, 0, "recovery"});
     return stages;
