@@ -418,7 +418,7 @@ BeatLearner::Window BeatLearner::QrsWindow() const {
 std::vector<double> BeatLearner::CutLead(const std::vector<short>& frames, std::size_t lead, int beat,
                                          const Window& window) const {
     std::vector<double> cut;
-    cut.reserve(static_cast<std::size_t>(window.length / window.step + 1));
+    cut.reserve(static_cast<std::size_t>(window.length / window.step) + 1);
     const int first = beat - window.before;
     for (int i = first; i < first + window.length; i += window.step)
         cut.push_back(frames[static_cast<std::size_t>(i) * m_chn + lead]);

@@ -26,8 +26,7 @@ std::string Bar(double levelUv) {
     std::string bar(2 * kBarHalf + 1, ' ');
     const int length = static_cast<int>(
         std::clamp(std::round(levelUv / kBarUv * kBarHalf), -1.0 * kBarHalf, 1.0 * kBarHalf));
-    for (int i = std::min(0, length); i <= std::max(0, length); ++i)
-        bar[static_cast<std::size_t>(kBarHalf + i)] = '=';
+    std::fill_n(bar.begin() + kBarHalf + std::min(0, length), std::abs(length) + 1, '=');
     bar[kBarHalf] = '|';
     return bar;
 }

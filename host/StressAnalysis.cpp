@@ -182,7 +182,7 @@ void StressAnalysis::Learn() {
         if (std::optional<LearnedBeat> better = learner.Learn(m_stretch)) learned = std::move(better);
         if (learned && learned->confident) break;
     }
-    m_result.learnedFromSeconds = static_cast<double>(m_stretch.size() / m_chn) / m_fs;
+    m_result.learnedFromSeconds = static_cast<double>(m_stretch.size()) / static_cast<double>(m_chn) / m_fs;
     if (!learned)
         throw HostError(m_source.Info().name,
                         "not enough beats to learn from: the first " +

@@ -116,7 +116,7 @@ std::vector<std::vector<float>> StressEngine::BeatUv() const {
     short** templ = qzStressECGLib_getTempl();
     for (std::size_t c = 0; c < m_chn; ++c) {
         const float uVpb = Sign(c) * static_cast<float>(SignalConditioner::kUvPerUnit);
-        for (int i = 0; i < m_length; ++i) rows[m_order[c]].push_back(uVpb * templ[c][i]);
+        for (int i = 0; i < m_length; ++i) rows[m_order[c]].push_back(uVpb * static_cast<float>(templ[c][i]));
     }
     return rows;
 }

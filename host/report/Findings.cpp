@@ -110,9 +110,10 @@ double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
     const auto last = static_cast<double>(beatUv.size()) - 1;
     double sum = 0;
     int count = 0;
-    const double from = std::max(0.0, std::ceil((result.positions.q - kFromMs) * samplesPerMs));
-    const double to = std::min(last, std::floor((result.positions.q - kToMs) * samplesPerMs));
-    for (double at = from; at <= to; ++at) {
+    const auto from =
+        static_cast<int>(std::max(0.0, std::ceil((result.positions.q - kFromMs) * samplesPerMs)));
+    const auto to = static_cast<int>(std::min(last, std::floor((result.positions.q - kToMs) * samplesPerMs)));
+    for (int at = from; at <= to; ++at) {
         const float uV = beatUv[static_cast<std::size_t>(at)];
         if (!std::isfinite(uV)) continue;
         sum += uV;

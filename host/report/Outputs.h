@@ -8,9 +8,7 @@
 
 void WritePdf(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);
 
-/// Below each other at kPngDotsPerInch, which the file states; one page at a time is held.
-constexpr double kPngDotsPerInch = 150;
-constexpr int MmToPngDots(double mm) { return static_cast<int>(mm / kMmPerInch * kPngDotsPerInch + 0.5); }
+/// Below each other at 150 dots per inch, which the file states; one page at a time is held.
 void WritePng(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);
 
 /// Pages as inline SVG, then every table as text. Refers to nothing outside itself and holds no script.

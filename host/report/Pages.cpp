@@ -65,12 +65,13 @@ LeadGrid ChooseGrid(std::size_t leads) {
 }
 
 Box LeadGrid::Cell(std::size_t index, double gapMm) const {
-    const auto column = static_cast<double>(index / rows), row = static_cast<double>(index % rows);
+    const std::size_t column = index / rows, row = index % rows;
     const double width =
         (kContents.width - gapMm * static_cast<double>(columns - 1)) / static_cast<double>(columns);
     const double height =
         (kContents.height - kCaptionMm - gapMm * static_cast<double>(rows - 1)) / static_cast<double>(rows);
-    return {kContents.x + column * (width + gapMm), kContents.y + row * (height + gapMm), width, height};
+    return {kContents.x + static_cast<double>(column) * (width + gapMm),
+            kContents.y + static_cast<double>(row) * (height + gapMm), width, height};
 }
 
 void DrawCaption(Canvas& canvas, const std::string& text) {

@@ -1,5 +1,6 @@
 #include <png.h>
 
+#include <cmath>
 #include <csetjmp>
 
 #include "host/report/Outputs.h"
@@ -7,9 +8,11 @@
 
 namespace {
 
-constexpr int kWidth = MmToPngDots(kPageWidthMm);
-constexpr int kHeight = MmToPngDots(kPageHeightMm);
-constexpr double kInchesPerMetre = 1000 / kMmPerInch;
+constexpr double kDotsPerInch = 150;
+constexpr double kMmPerMetre = 1000;
+
+int MmToDots(double mm) { return static_cast<int>(std::lround(mm / kMmPerInch * kDotsPerInch)); }
+const int kWidth = MmToDots(kPageWidthMm), kHeight = MmToDots(kPageHeightMm);
 
 // Rows of a picture whose height is known, as they come. libpng reports errors by a jump back into the
 // method that called it: the methods that do so own nothing that would have to be destroyed.
@@ -47,9 +50,9 @@ private:
         // The pages below each other may be taller than the million rows that readers guard against.
         png_set_user_limits(m_png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
         png_set_write_fn(m_png, &m_out, WriteData, Flush);
-        png_set_IHDR(m_png, m_info, kWidth, rows, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-                     PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-        const auto dotsPerMetre = static_cast<png_uint_32>(kPngDotsPerInch * kInchesPerMetre + 0.5);
+        png_set_IHDR(m_png, m_info, static_cast<png_uint_32>(kWidth), rows, 8, PNG_COLOR_TYPE_RGB,
+                     PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        const auto dotsPerMetre = static_cast<png_uint_32>(MmToDots(kMmPerMetre));
         png_set_pHYs(m_png, m_info, dotsPerMetre, dotsPerMetre, PNG_RESOLUTION_METER);
         png_write_info(m_png, m_info);
         return true;
@@ -92,7 +95,7 @@ void AppendRows(PngWriter& png, cairo_surface_t* page) {
 
 void WritePng(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings) {
     const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight));
-    const Context context = MakeContext(surface, kPngDotsPerInch / kMmPerInch);
+    const Context context = MakeContext(surface, kDotsPerInch / kMmPerInch);
     PngWriter png(out, pages.size() * static_cast<std::size_t>(kHeight));
     for (std::size_t i = 0; i < pages.size(); ++i) {
         Canvas canvas(context.get());

@@ -155,8 +155,9 @@ StripLayout PlanStrips(std::size_t leads, double seconds) {
 double StripLayout::PaperHeightMm() const { return pitchMm * static_cast<double>(leadsPerBlock); }
 
 Point StripLayout::Corner(std::size_t index) const {
-    return {kContents.x + static_cast<double>(index % columns) * (2 * paperMm + kPaperGapMm + kBlockGapMm),
-            kContents.y + static_cast<double>(index / columns) * (kTitleMm + PaperHeightMm() + kBlockGapMm)};
+    const std::size_t column = index % columns, row = index / columns;
+    return {kContents.x + static_cast<double>(column) * (2 * paperMm + kPaperGapMm + kBlockGapMm),
+            kContents.y + static_cast<double>(row) * (kTitleMm + PaperHeightMm() + kBlockGapMm)};
 }
 
 void AddStripPages(const Findings& findings, std::vector<ReportPage>& pages) {

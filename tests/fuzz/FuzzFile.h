@@ -30,7 +30,7 @@ private:
 /// Written anew for every input.
 inline std::string WriteFuzzFile(const std::string& name, std::string_view bytes) {
     static const FuzzFolder folder;
-    const std::string path = (folder.Path() / name).string();
+    std::string path = (folder.Path() / name).string();
     std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     return path;
 }

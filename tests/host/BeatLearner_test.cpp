@@ -204,8 +204,8 @@ TEST(BeatLearner, ALeadThatIsOffForALongTimeIsLearnedFromTheRest) {
     ExpectTrueBoundaries(*beat, kLeadII, whole.fs);
     for (const std::size_t lead : {std::size_t{10}, std::size_t{7}}) {
         const auto fromQ = [&](const LearnedBeat& b, int i) {
-            return b.rows[lead][static_cast<std::size_t>(b.posR + i)] -
-                   b.rows[lead][static_cast<std::size_t>(b.posR - 20)];
+            const short* const r = b.rows[lead].data() + b.posR;
+            return r[i] - r[-20];
         };
         for (int i = -20; i <= 80; ++i)
             ASSERT_NEAR(fromQ(*beat, i), fromQ(*expected, i), 40) << "lead " << lead << " at " << i;
@@ -254,10 +254,10 @@ TEST(BeatLearner, FindsNothingWhereThereIsNothingToLearn) {
     const SimulatedTestOptions options;
     const BeatLearner learner(options.fs, SimulatedTest::kLeads);
     EXPECT_FALSE(learner.Learn({}));
-    EXPECT_FALSE(learner.Learn(std::vector<short>(SimulatedTest::kLeads * 5000, 0)));
+    EXPECT_FALSE(learner.Learn(std::vector<short>(SimulatedTest::kLeads * std::size_t{5000}, 0)));
     EXPECT_FALSE(learner.Learn(ConditionedRest(options, 3)));  // three or four beats
     std::mt19937 random(6);
-    std::vector<short> noise(SimulatedTest::kLeads * 5000);
+    std::vector<short> noise(SimulatedTest::kLeads * std::size_t{5000});
     for (short& sample : noise) sample = static_cast<short>(static_cast<int>(random() % 2000U) - 1000);
     EXPECT_FALSE(learner.Learn(noise)) << "seed 6";
     std::vector<short> hum;  // alike all the time, but no QRS

@@ -12,7 +12,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 RecordOptions Options(double fs, double uVpb) { return {{}, fs, uVpb}; }
 

@@ -90,7 +90,7 @@ protected:
 
 TEST_F(EdfRecordTest, BringsTheVoltagesOfEdfAndBdfToOneScaleThroughManyBlocks) {
     constexpr int kFs = 250, kRecords = 40;
-    constexpr std::size_t kFrames = kFs * kRecords;
+    constexpr std::size_t kFrames = std::size_t{kFs} * kRecords;
     for (const bool isBdf : {false, true}) {
         const int highest = isBdf ? 8388607 : 32767;
         const auto samples = Random(kFrames, -highest - 1, highest);
@@ -187,7 +187,7 @@ TEST_F(EdfRecordTest, RefusesWhatIsNotWholeAndSaysWhatToDo) {
 TEST_F(EdfRecordTest, SurvivesDamageAnywhereInTheHeaderAndGivesTheFileBack) {
     const std::string whole =
         Edf({{"I", "uV", -100, 100, -100, 100, 100, std::vector<int>(100, 1)}, RecordStarts(1)}, "EDF+C");
-    for (std::size_t i = 0; i < 256 * 3; ++i) {
+    for (std::size_t i = 0; i < std::size_t{256} * 3; ++i) {
         for (const char byte : {'\0', '9', '-'}) {
             std::string damaged = whole;
             damaged[i] = byte;

@@ -46,7 +46,8 @@ StressResult MakeResult(std::size_t leads, double seconds) {
     result.latestBeatUv = Rows(leads, 400, 1000);
     for (const double at : {0.2, 0.9})
         result.strips.push_back({at * seconds, Rows(leads, 1250, 900), Rows(leads, 1250, 900)});
-    for (double at = 0; at < seconds; ++at) {
+    for (int second = 0; second < seconds; ++second) {
+        const double at = second;
         const double bpm = 60 + 100 * at / seconds;
         result.rates.push_back({at, bpm});
         STReading beat{at, bpm, {}, std::vector<float>(leads, -0.5F)};
@@ -191,7 +192,7 @@ TEST_F(ReportTest, OddRecordingsAreDrawn) {
     odd.push_back(MakeResult(2, 30));  // off the rails, and words from elsewhere
     odd.back().latestBeatUv[1].assign(400, 1e9F);
     for (STReading& beat : odd.back().beats) beat.levelUv[1] = 32767;
-    odd.back().source.name = std::string(5000, 'W') + "\xE9\x00\n\xFF";
+    odd.back().source.name = std::string(5000, 'W') + std::string("\xE9\x00\n\xFF", 4);
     odd.back().source.leads[1] = std::string(300, 'x');
     odd.back().source.remarks.assign(500, "a remark");
     odd.back().warnings.assign(40, std::string(400, 'w'));
@@ -333,7 +334,8 @@ TEST(TrendPlot, AxesHaveRoundStepsAndHoldTheirValues) {
     EXPECT_NEAR(axis.from, -0.3, 1e-9);
     EXPECT_NEAR(axis.to, 0.2, 1e-9);
     EXPECT_EQ(axis.decimals, 1);
-    for (double span = 0.001; span < 1e7; span *= 1.7) {
+    for (int exponent = -30; exponent < 70; ++exponent) {
+        const double span = std::exp2(exponent / 3.0);  // 0.001 to 10 million
         const ValueAxis any = ChooseValueAxis(-span / 3, span, 0.1, 10);
         EXPECT_LE(any.from, -span / 3 + any.step * 1e-6);
         EXPECT_GE(any.to, span - any.step * 1e-6);

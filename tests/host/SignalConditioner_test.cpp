@@ -46,11 +46,10 @@ int BestShift(const std::vector<short>& earlier, const std::vector<short>& later
 
 double ToneLeftPercent(double hz, int fs, const ConditionerOptions& options) {
     const int amplitude = 500;
-    const std::vector<short> out =
-        Conditioned(Tone(fs, static_cast<std::size_t>(30 * fs), hz, amplitude), OneLead(fs), options);
+    const auto second = static_cast<std::size_t>(fs);
+    const std::vector<short> out = Conditioned(Tone(fs, 30 * second, hz, amplitude), OneLead(fs), options);
     double squares = 0;
-    for (auto i = static_cast<std::size_t>(10 * fs); i < out.size(); ++i)
-        squares += static_cast<double>(out[i]) * out[i];
+    for (std::size_t i = 10 * second; i < out.size(); ++i) squares += static_cast<double>(out[i]) * out[i];
     return 100.0 * std::sqrt(2.0 * squares / (20.0 * fs)) / amplitude;
 }
 
@@ -98,7 +97,7 @@ TEST(SignalConditioner, DriftIsTakenOutAndTheScaleIsOneMicrovolt) {
         for (std::size_t i = 0; i < ecg.size(); ++i)
             ecg[i] = Wrapped(ecg[i] + static_cast<long long>(i) / 30);
         const std::vector<short> out = Conditioned(ecg, OneLead(fs, 5.0), {mains, 0, 0});
-        const auto [lowest, highest] = std::minmax_element(out.begin() + 40 * fs, out.end());
+        const auto [lowest, highest] = std::minmax_element(out.begin() + 40L * fs, out.end());
         // 5000 uV of drift are down to a tenth; R over Q and S is 1.2 mV.
         EXPECT_LT(std::abs((*highest + *lowest) / 2), 500);
         EXPECT_NEAR(*highest - *lowest, 1200, 120);

@@ -45,7 +45,7 @@ StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const Stress
                             const std::vector<int>& leads) {
     SimulatedTest test(simulation);
     LeadsOf source(test, leads);
-    const StressResult result = StressAnalysis(source, options).Run();
+    StressResult result = StressAnalysis(source, options).Run();
     const auto lead = [&](int index) { return leads[static_cast<std::size_t>(index)]; };
     const Accuracy accuracy = CompareWithTruth(
         result,
@@ -101,7 +101,8 @@ public:
         raw.insert(raw.end(), frame, frame + m_info.leads.size());
     }
     void OnConditioned(const short* uV, double seconds) override {
-        EXPECT_DOUBLE_EQ(seconds * m_info.fs, static_cast<double>(clean.size() / m_info.leads.size()));
+        const std::size_t before = clean.size() / m_info.leads.size();
+        EXPECT_DOUBLE_EQ(seconds * m_info.fs, static_cast<double>(before));
         now = seconds;
         clean.insert(clean.end(), uV, uV + m_info.leads.size());
     }

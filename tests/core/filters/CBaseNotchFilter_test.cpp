@@ -62,8 +62,10 @@ Ints SlowUpsample(int inRate, int outRate, const Ints& x, std::vector<std::size_
         if (firsts) firsts->push_back(y.size());
         const double slope = (Wrapped(At(x, n)) - Wrapped(At(x, n - 1))) / (1.0 - start);
         double time = start;
-        for (; time < 0.999999; time += step)
+        while (time < 0.999999) {
             y.push_back(Wrapped(Truncated((time - start) * slope + Wrapped(At(x, n - 1)))));
+            time += step;
+        }
         start = time - 1.0;
     }
     return y;
@@ -102,9 +104,10 @@ constexpr double kToneAmplitude = 10000;
 /// tone itself and the images that resampling adds.
 double PeakLeft(int hz, int fs) {
     CQuorlNotchFilter filter(hz, fs);
-    const auto tone = Tone(fs, static_cast<std::size_t>(4 * fs), hz, kToneAmplitude);
+    const int settled = 3 * fs, end = 4 * fs;
+    const auto tone = Tone(fs, static_cast<std::size_t>(end), hz, kToneAmplitude);
     const Ints y = Filtered(filter, Ints(tone.begin(), tone.end()));
-    return *std::max_element(y.begin() + 3 * fs, y.end()) / kToneAmplitude;
+    return *std::max_element(y.begin() + settled, y.end()) / kToneAmplitude;
 }
 
 using SlowForm = Ints (*)(int freq, int fs, const Ints& x);

@@ -244,7 +244,7 @@ TEST(CZatMatch, UsesPositionsAndMeasurementCopiesThatTheHostMoved) {
 TEST(CZatMatch, FoldsSlowWavesWhosePeakOutlastsTheWait) {
     // Three seconds per wave: the correlation stays up for longer than the rest of the beat takes to come.
     TemplateRows wave(2, 400);
-    Recording input{2, std::vector<short>(2 * 500, 0)};  // fills the rings with silence: no offset stays
+    Recording input{2, std::vector<short>(1000, 0)};  // fills the rings with silence: no offset stays
     const auto slope = Tone(500, 20000, 1 / 3.0, 9000);
     for (std::size_t lead = 0; lead < 2; ++lead) std::copy_n(slope.begin(), 400, wave[lead].begin());
     for (const short x : slope) input.samples.insert(input.samples.end(), 2, x);
@@ -308,14 +308,14 @@ TEST(CZatMatch, FoldsWithTheLastSampleOfTheBeatOrOneLaterForOddWindowsOnceMoreTh
                       posJ = static_cast<short>(r + width);
                 engine.InitTempl(beat.Pointers(), len, posR, posQ, posJ, 60);
                 // A single beat between silences; the silent leads correlate as NaN, which is no match.
-                long folded = -1;
+                int folded = -1;
                 std::vector<short> frame(leads, 0);
-                for (long i = -2 * len; i < 2 * len; ++i) {
+                for (int i = -2 * len; i < 2 * len; ++i) {
                     for (std::size_t c = 0; c < beating; ++c)
                         frame[c] = i >= 0 && i < len ? beat[c][static_cast<std::size_t>(i)] : short{0};
                     if (engine.match(frame.data()) != nullptr && folded < 0) folded = i;
                 }
-                const long lastSample = fs == 257 ? len : len - 1;  // 257 Hz: a window of 71 samples
+                const int lastSample = fs == 257 ? len : len - 1;  // 257 Hz: a window of 71 samples
                 EXPECT_EQ(folded, beating > leads / 2 ? lastSample : -1);
                 // In time, the average of equals, (x + 9 x) / 10, is the beat itself.
                 const bool equal = std::equal(beat[0].begin(), beat[0].end(), engine.Templ()[0]);

@@ -149,16 +149,16 @@ TEST(CZatTemplRxy, MeasuresTheWorkedExample) {
 
 TEST(CZatTemplRxy, TruncatesWrapsAndSaturatesMicrovolts) {
     static constexpr struct {
-        short value;
         double scale;
+        short value;
         int uV;
-    } kCases[] = {{-3, 0.305, 0},               // -0.915
-                  {13, 4.88, 63},               // 63.44
-                  {7000, 4.88, 34160 - 65536},  // wraps at 16 bits
-                  {3, 1e9, -1},                 // 3e9 saturates at 0x7FFFFFFF
-                  {-3, 1e9, 0},                 // and at 0x80000000
-                  {3, std::numeric_limits<double>::quiet_NaN(), 0}};
-    for (const auto& [value, scale, uV] : kCases) {
+    } kCases[] = {{0.305, -3, 0},               // -0.915
+                  {4.88, 13, 63},               // 63.44
+                  {4.88, 7000, 34160 - 65536},  // wraps at 16 bits
+                  {1e9, 3, -1},                 // 3e9 saturates at 0x7FFFFFFF
+                  {1e9, -3, 0},                 // and at 0x80000000
+                  {std::numeric_limits<double>::quiet_NaN(), 3, 0}};
+    for (const auto& [scale, value, uV] : kCases) {
         Row row(400, 0);
         row[203] = value;
         EXPECT_EQ(TaughtLead(500, scale, row).JuV(), uV) << value << " * " << scale;

@@ -209,9 +209,11 @@ struct PlainMatcher {
         shifts += shift != 0;
         for (auto& lead : leads) {
             const auto before = lead.beat;
-            for (int i = 0; i < length; ++i)
-                if (i + shift >= 0 && i + shift < length)
-                    lead.beat[static_cast<std::size_t>(i)] = before[static_cast<std::size_t>(i + shift)];
+            for (int i = 0; i < length; ++i) {
+                const int from = i + shift;
+                if (from >= 0 && from < length)
+                    lead.beat[static_cast<std::size_t>(i)] = before[static_cast<std::size_t>(from)];
+            }
             lead.measured = lead.beat;
             lead.Reference();
         }
