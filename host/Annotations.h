@@ -18,6 +18,7 @@ struct Annotation {
 };
 
 constexpr int kNormalBeat = 1, kVentricularBeat = 5;  // codes
+constexpr int kFibrillationStart = 32, kFibrillationEnd = 33;
 
 /// Whether the code marks a QRS complex.
 bool IsBeat(int code);

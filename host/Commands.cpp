@@ -81,13 +81,6 @@ Truth TruthOf(const SimulatedTest& test, int postJms) {
             [&test, postJms](int lead, double seconds) { return test.TrueSTslope(lead, seconds, postJms); }};
 }
 
-std::vector<double> BeatSeconds(const std::vector<Annotation>& annotations, int fs) {
-    std::vector<double> seconds;
-    for (const Annotation& annotation : annotations)
-        if (IsBeat(annotation.code)) seconds.push_back(static_cast<double>(annotation.sample) / fs);
-    return seconds;
-}
-
 }  // namespace
 
 bool Analyze(AnalyzeOptions options) {
@@ -176,7 +169,7 @@ void RunEvaluate(const EvaluateOptions& options) {
                                                    std::to_string(truth->postJms) + " is expected");
         reference = truth->ReferenceFor(info);
     } else {
-        reference.beatSeconds = BeatSeconds(ReadAnnotations(options.reference), info.fs);
+        reference = ReferenceFrom(ReadAnnotations(options.reference), info.fs);
         if (reference.beatSeconds.empty())
             throw HostError(options.reference, "holds no beats to compare with");
     }

@@ -30,8 +30,29 @@ double ReferenceBpm(const std::vector<double>& beats, double seconds) {
     return kSecondsPerMinute / Median(std::move(intervals));
 }
 
-std::vector<double> From(const std::vector<double>& seconds, double skip) {
-    return {std::lower_bound(seconds.begin(), seconds.end(), skip), seconds.end()};
+bool LiesIn(const std::vector<Span>& spans, double seconds) {
+    return std::any_of(spans.begin(), spans.end(), [seconds](const Span& span) {
+        return seconds >= span.fromSeconds && seconds < span.toSeconds;
+    });
+}
+
+struct Pair {
+    std::size_t found = 0, reference = 0;
+    double offset = 0;  // seconds, found less reference
+};
+
+// All that are near enough, the nearest first.
+std::vector<Pair> PossiblePairs(const std::vector<double>& found, const std::vector<double>& reference) {
+    std::vector<Pair> pairs;
+    std::size_t first = 0;
+    for (std::size_t f = 0; f < found.size(); ++f) {
+        while (first < reference.size() && found[f] - reference[first] > kWindowSeconds) ++first;
+        for (std::size_t r = first; r < reference.size() && reference[r] - found[f] <= kWindowSeconds; ++r)
+            pairs.push_back({f, r, found[f] - reference[r]});
+    }
+    std::stable_sort(pairs.begin(), pairs.end(),
+                     [](const Pair& a, const Pair& b) { return std::abs(a.offset) < std::abs(b.offset); });
+    return pairs;
 }
 
 }  // namespace
@@ -40,34 +61,42 @@ double BeatScore::Sensitivity() const { return Part(right, missed); }
 double BeatScore::PositivePredictivity() const { return Part(right, extra); }
 
 BeatScore ScoreBeats(const std::vector<double>& foundSeconds, const std::vector<double>& referenceSeconds,
-                     double skipSeconds) {
-    const std::vector<double> found = From(foundSeconds, skipSeconds);
-    const std::vector<double> reference = From(referenceSeconds, skipSeconds);
+                     const std::vector<Span>& uncounted) {
     BeatScore score;
     std::vector<double> offsets;
-    std::size_t f = 0, r = 0;
-    while (f < found.size() && r < reference.size()) {
-        const double offset = found[f] - reference[r];
-        if (std::abs(offset) <= kWindowSeconds) {
-            // A pair, unless the next of either side is nearer.
-            if (f + 1 < found.size() && std::abs(found[f + 1] - reference[r]) < std::abs(offset)) {
-                ++score.extra, ++f;
-            } else if (r + 1 < reference.size() && std::abs(found[f] - reference[r + 1]) < std::abs(offset)) {
-                ++score.missed, ++r;
-            } else {
-                ++score.right, ++f, ++r;
-                offsets.push_back(offset * kMsPerSecond);
-            }
-        } else if (offset < 0) {
-            ++score.extra, ++f;
-        } else {
-            ++score.missed, ++r;
-        }
+    std::vector<bool> foundPaired(foundSeconds.size()), referencePaired(referenceSeconds.size());
+    for (const Pair& pair : PossiblePairs(foundSeconds, referenceSeconds)) {
+        if (foundPaired[pair.found] || referencePaired[pair.reference]) continue;
+        foundPaired[pair.found] = referencePaired[pair.reference] = true;
+        if (LiesIn(uncounted, referenceSeconds[pair.reference])) continue;
+        ++score.right;
+        offsets.push_back(pair.offset * kMsPerSecond);
     }
-    score.extra += static_cast<int>(found.size() - f);
-    score.missed += static_cast<int>(reference.size() - r);
+    const auto countAlone = [&](const std::vector<double>& beats, const std::vector<bool>& paired) {
+        int alone = 0;
+        for (std::size_t i = 0; i < beats.size(); ++i) alone += !paired[i] && !LiesIn(uncounted, beats[i]);
+        return alone;
+    };
+    score.extra = countAlone(foundSeconds, foundPaired);
+    score.missed = countAlone(referenceSeconds, referencePaired);
     score.offsetMs = Median(std::move(offsets));
     return score;
+}
+
+Reference ReferenceFrom(const std::vector<Annotation>& annotations, double annotationHz) {
+    Reference reference;
+    bool inFibrillation = false;
+    for (const Annotation& annotation : annotations) {
+        const double seconds = static_cast<double>(annotation.sample) / annotationHz;
+        if (IsBeat(annotation.code)) reference.beatSeconds.push_back(seconds);
+        if (annotation.code == kFibrillationStart && !inFibrillation)
+            reference.fibrillation.push_back({seconds, std::numeric_limits<double>::infinity()});
+        if (annotation.code == kFibrillationEnd && inFibrillation)
+            reference.fibrillation.back().toSeconds = seconds;
+        if (annotation.code == kFibrillationStart || annotation.code == kFibrillationEnd)
+            inFibrillation = annotation.code == kFibrillationStart;
+    }
+    return reference;
 }
 
 Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& found,
@@ -78,13 +107,15 @@ Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& f
 
     StressResult counted;
     counted.source = result.source;
-    const auto isCounted = [&](const auto& reading) { return reading.seconds >= skipSeconds; };
+    std::vector<Span> uncounted = reference.fibrillation;
+    uncounted.push_back({-std::numeric_limits<double>::infinity(), skipSeconds});
+    const auto isCounted = [&](const auto& reading) { return !LiesIn(uncounted, reading.seconds); };
     std::copy_if(result.rates.begin(), result.rates.end(), std::back_inserter(counted.rates), isCounted);
     std::copy_if(result.beats.begin(), result.beats.end(), std::back_inserter(counted.beats), isCounted);
     const Truth beatsAlone{
         [&](double seconds) { return ReferenceBpm(reference.beatSeconds, seconds); }, {}, {}};
     return {result.source.name, result.source.leads,
-            ScoreBeats(foundSeconds, reference.beatSeconds, skipSeconds),
+            ScoreBeats(foundSeconds, reference.beatSeconds, uncounted),
             CompareWithTruth(counted, reference.truth ? *reference.truth : beatsAlone)};
 }
 

@@ -1,8 +1,9 @@
 // Evaluate: how far the answers of an analysis are from a reference.
 //
 // Beats are counted as ANSI/AAMI EC57 has it: a found beat is right when a reference beat lies within 150 ms;
-// each beat is paired once, the nearer of two first. Sensitivity is the part of the reference beats that was
-// found, positive predictivity the part of the found beats that is right.
+// each beat is paired once, the nearest pairs first. Sensitivity is the part of the reference beats that was
+// found, positive predictivity the part of the found beats that is right. Ventricular fibrillation, which has
+// no beats to find, does not count.
 #pragma once
 
 #include <optional>
@@ -19,9 +20,13 @@ struct BeatScore {
     double Sensitivity() const;           // 0..1, NaN without reference beats
     double PositivePredictivity() const;  // 0..1, NaN without found beats
 };
-/// Both ascending; beats before `skipSeconds` are not counted.
+/// From the first moment on and before the second.
+struct Span {
+    double fromSeconds = 0, toSeconds = 0;
+};
+/// Both ascending. What lies in one of the spans is not counted; a pair lies where its reference beat does.
 BeatScore ScoreBeats(const std::vector<double>& foundSeconds, const std::vector<double>& referenceSeconds,
-                     double skipSeconds);
+                     const std::vector<Span>& uncounted);
 
 struct Evaluation {
     std::string record;
@@ -33,10 +38,14 @@ struct Evaluation {
 /// What an analysis is compared with.
 struct Reference {
     std::vector<double> beatSeconds;  // ascending
-    std::optional<Truth> truth;       // where more than the beats is known
+    std::vector<Span> fibrillation;
+    std::optional<Truth> truth;  // where more than the beats is known
 };
+/// The beats of an annotated recording and its stretches of ventricular flutter or fibrillation.
+Reference ReferenceFrom(const std::vector<Annotation>& annotations, double annotationHz);
 
-/// Without a truth the heart rate is compared with that of the median of the last five reference intervals.
+/// Nothing before `skipSeconds` is counted. Without a truth the heart rate is compared with that of the
+/// median of the last five reference intervals.
 Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& found,
                     const Reference& reference, double skipSeconds);
 void PrintEvaluation(std::ostream& out, const Evaluation& evaluation);

@@ -11,7 +11,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr double kMsPerMinute = 60000.0;
-constexpr int kSTOffsetMs = 6;  // ST is counted from J plus this
 
 void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double>& firsts) {
     const auto cell = [&](double value, int decimals) {

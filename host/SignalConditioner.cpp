@@ -75,24 +75,23 @@ void CheckOptions(const SourceInfo& source, const ConditionerOptions& options) {
 }  // namespace
 
 SignalConditioner::SignalConditioner(const SourceInfo& source, const ConditionerOptions& options)
-    : m_uVpb(source.uVpb), m_first(source.leads.size()) {
+    : m_fs(source.fs), m_uVpb(source.uVpb), m_starts(source.leads.size()) {
     CheckOptions(source, options);
-    const int fs = source.fs;
-    const bool comb = options.mainsHz == 50 && fs % options.mainsHz == 0;
+    const bool comb = options.mainsHz == 50 && m_fs % options.mainsHz == 0;
     if (!comb) {
-        m_drift.assign(source.leads.size(), CHighpassFilter(kDriftCornerHz, fs));
+        m_drift.assign(source.leads.size(), CHighpassFilter(kDriftCornerHz, m_fs));
         if (options.mainsHz != 0)
-            m_notch.assign(source.leads.size(), CNotchFilter(options.mainsHz, fs, kNotchQ));
+            m_notch.assign(source.leads.size(), CNotchFilter(options.mainsHz, m_fs, kNotchQ));
     }
-    qzFilters_create(static_cast<short>(fs), static_cast<short>(source.leads.size()),
+    qzFilters_create(static_cast<short>(m_fs), static_cast<short>(source.leads.size()),
                      static_cast<short>(options.lowpassHz), static_cast<short>(comb ? options.mainsHz : 0),
                      static_cast<short>(options.smooth));
 
-    m_delaySamples = SmootherDelaySamples(options.smooth, fs);
-    if (options.lowpassHz != 0) m_delaySamples += LowpassDelaySamples(options.lowpassHz, fs);
-    if (comb) m_delaySamples += CombDelaySamples(options.mainsHz, fs);
+    m_delaySamples = SmootherDelaySamples(options.smooth, m_fs);
+    if (options.lowpassHz != 0) m_delaySamples += LowpassDelaySamples(options.lowpassHz, m_fs);
+    if (comb) m_delaySamples += CombDelaySamples(options.mainsHz, m_fs);
     m_settlingSamples = m_delaySamples;
-    if (comb) m_settlingSamples += kCombSettlingMs * fs / 1000 - CombDelaySamples(options.mainsHz, fs);
+    if (comb) m_settlingSamples += kCombSettlingMs * m_fs / 1000 - CombDelaySamples(options.mainsHz, m_fs);
 
     if (comb)
         m_description = "comb for " + std::to_string(options.mainsHz) + " Hz mains and drift";
@@ -106,15 +105,25 @@ SignalConditioner::SignalConditioner(const SourceInfo& source, const Conditioner
 
 SignalConditioner::~SignalConditioner() { qzFilters_destroy(); }
 
+double SignalConditioner::LessStart(std::size_t lead, double uV) {
+    Start& start = m_starts[lead];
+    if (!m_started || start.framesOut == m_fs) {
+        start = {uV, 0};
+        if (!m_drift.empty()) m_drift[lead] = CHighpassFilter(kDriftCornerHz, m_fs);
+    }
+    const double x = uV - start.uV;
+    if (std::abs(x) <= kClipUv) {
+        start.framesOut = 0;
+        return x;
+    }
+    ++start.framesOut;
+    ++m_clipped;
+    return std::clamp(x, -kClipUv, kClipUv);
+}
+
 void SignalConditioner::Process(const short* frame, short* conditioned) {
-    for (std::size_t c = 0; c < m_first.size(); ++c) {
-        const double uV = frame[c] * m_uVpb;
-        if (!m_started) m_first[c] = uV;
-        double x = uV - m_first[c];
-        if (std::abs(x) > kClipUv) {
-            x = std::clamp(x, -kClipUv, kClipUv);
-            ++m_clipped;
-        }
+    for (std::size_t c = 0; c < m_starts.size(); ++c) {
+        double x = LessStart(c, frame[c] * m_uVpb);
         if (!m_drift.empty()) x = m_drift[c].Filter(x);
         if (!m_notch.empty()) x = m_notch[c].Filter(x);
         conditioned[c] =

@@ -4,7 +4,8 @@
 //   source -> less the first frame -> [high-pass, notch] -> low-pass -> [comb] -> [smoother]
 //
 // Each lead's first sample is taken off all of its samples, as though the signal had always stood there, so
-// that no electrode offset has to settle first. Then
+// that no electrode offset has to settle first. Where a lead then stays out of range for a second, as with an
+// electrode that was off at the start or is fixed anew, it begins anew with the sample it has then. Then
 // - mains of 50 Hz at a multiple of 50 Hz: the comb of the library's filter chain, which takes out every
 //   harmonic of the mains and the drift together;
 // - any other mains, or a rate at which the comb would have to resample (it is no comb for 60 Hz, and leaves
@@ -50,15 +51,23 @@ public:
     int DelaySamples() const { return m_delaySamples; }
     /// Conditioned frames before this one still carry the start of the filters.
     int SettlingSamples() const { return m_settlingSamples; }
-    /// Samples so far that were beyond +-15 mV of their lead's first and were held there.
+    /// Samples so far that were beyond +-15 mV of the first of their lead and were held there.
     long long ClippedSamples() const { return m_clipped; }
     /// The stages in words, for the report.
     const std::string& Description() const { return m_description; }
 
 private:
+    // What a lead began with.
+    struct Start {
+        double uV = 0;
+        int framesOut = 0;  // of range, without a break
+    };
+    double LessStart(std::size_t lead, double uV);
+
+    int m_fs;
     double m_uVpb;                         // microvolts per unit of the source
-    bool m_started = false;                // m_first holds the first frame
-    std::vector<double> m_first;           // first sample of each lead, microvolts
+    bool m_started = false;                // m_starts holds the first frame
+    std::vector<Start> m_starts;           // one per lead
     std::vector<CHighpassFilter> m_drift;  // one per lead, empty with the comb
     std::vector<CNotchFilter> m_notch;     // one per lead, empty with the comb or without mains
     int m_delaySamples = 0;

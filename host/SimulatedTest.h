@@ -90,7 +90,6 @@ public:
     static constexpr int kLeads = 12;         // I, II, III, aVR, aVL, aVF, V1..V6, unless options choose
     static constexpr double kQOnsetMs = -40;  // of every sinus beat, from R
     static constexpr double kJMs = 48;        // of every sinus beat, from R
-    static constexpr double kSTOffsetMs = 6;  // ST levels and slopes are counted from J plus this
 
     /// Throws std::invalid_argument for an option outside its range and for a lead that is unknown or named
     /// twice. Nothing after this allocates except the list of beats.

@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr int kJOffsetMs = 6;   // the engine's J level is read this long after J
 constexpr int kQBeforeMs = 12;  // the engine's Q lies this long before the onset
 
 // The PR level: the mean from 8 ms before to 4 ms after the engine's Q.
@@ -32,7 +31,7 @@ StressEngine::StressEngine(int fs, std::size_t chn, int postJms)
 StressEngine::~StressEngine() { qzStressECGLib_destroy(); }
 
 bool StressEngine::Reaches(const LearnedBeat& beat) const {
-    return beat.posJ + Samples(kJOffsetMs) + Samples(m_postJms) < beat.length;
+    return beat.posJ + Samples(kSTOffsetMs) + Samples(m_postJms) < beat.length;
 }
 
 void StressEngine::Start(const LearnedBeat& beat) {
@@ -95,7 +94,7 @@ bool StressEngine::Match(const short* frame, STReading& reading) {
     reading.slopeUvPerMs.resize(m_chn);
     const int prFrom = std::max(0, m_posQ - Samples(kPrBeforeMs));
     const int prTo = m_posQ + Samples(kPrAfterMs);
-    const int jPoint = m_posJ + Samples(kJOffsetMs);
+    const int jPoint = m_posJ + Samples(kSTOffsetMs);
     for (std::size_t c = 0; c < m_chn; ++c) {
         const double prUv = SignalConditioner::kUvPerUnit *
                             std::accumulate(templ[c] + prFrom, templ[c] + prTo + 1, 0.0) /

@@ -12,6 +12,9 @@
 #include "host/BeatLearner.h"
 #include "host/FrameSource.h"
 
+/// ST is measured this long after J plus the post-J time: where the engine reads its J level.
+constexpr int kSTOffsetMs = 6;
+
 struct RateReading {
     double seconds = 0;
     double bpm = 0;  // beats per minute

@@ -200,7 +200,7 @@ void WriteTruth(std::ostream& out, const SimulatedTest& test, const TruthOptions
                        {"record", RecordJson(info)},
                        {"simulation", SimulationJson(test.Options())},
                        {"stages", StagesJson(test.Stages())},
-                       {"st_measured_ms_after_j", SimulatedTest::kSTOffsetMs + options.postJms}};
+                       {"st_measured_ms_after_j", kSTOffsetMs + options.postJms}};
     std::string text = head.dump(1);
     text.resize(text.rfind('\n'));
     out << text << ",\n \"beats\": [";
@@ -237,8 +237,8 @@ RecordedTruth ReadTruth(const std::string& path) {
     truth.fs = all["record"]["sampling_rate_hz"].Whole(1, kMostFs);
     truth.seconds = all["record"]["length_s"].Number(0, kMostSeconds);
     truth.leads = all["record"]["leads"].Each([](const Field& field) { return field.Text(); });
-    const auto offset = static_cast<int>(SimulatedTest::kSTOffsetMs);
-    truth.postJms = all["st_measured_ms_after_j"].Whole(offset, offset + kMostPostJms) - offset;
+    truth.postJms =
+        all["st_measured_ms_after_j"].Whole(kSTOffsetMs, kSTOffsetMs + kMostPostJms) - kSTOffsetMs;
     truth.stages = all["stages"].Each(TakeStage);
     truth.beats = all["beats"].Each(TakeBeat);
     const std::size_t leads = truth.leads.size();

@@ -17,7 +17,6 @@ constexpr double kMmPerMv = 10;
 constexpr double kLatestRateSeconds = 15;
 constexpr double kFirstSeconds = 30;     // from the first reading: what counts as the start
 constexpr double kStageEndSeconds = 60;  // a stage is told by the medians of its last minute
-constexpr int kJOffsetMs = 6;            // ST is counted from so long after J
 
 constexpr int kLowRiskDuke = 5;
 constexpr int kHighRiskDuke = -11;
@@ -37,11 +36,6 @@ std::string Signed(double value, int decimals) { return (value > 0 ? "+" : "") +
 
 bool KnowsAPower(const std::vector<Stage>& stages) {
     return std::any_of(stages.begin(), stages.end(), [](const Stage& s) { return s.watts && *s.watts > 0; });
-}
-
-double FiniteMedian(std::vector<double> values) {
-    std::erase_if(values, [](double value) { return !std::isfinite(value); });
-    return Median(std::move(values));
 }
 
 Fact DescribeDuke(const Findings& findings) {
@@ -77,7 +71,7 @@ Findings::Findings(const ReportData& data)
             if (beat.seconds > result.beats.front().seconds + kFirstSeconds) break;
             slopes.push_back(beat.slopeUvPerMs[lead]);
         }
-        firstSlopesUvPerMs.push_back(FiniteMedian(std::move(slopes)));
+        firstSlopesUvPerMs.push_back(Median(std::move(slopes)));
     }
 }
 
@@ -102,7 +96,7 @@ double RateAt(const StressResult& result, double seconds) {
     return std::prev(later)->bpm;
 }
 
-double STPointMs(const StressResult& result) { return result.positions.j + kJOffsetMs + result.postJms; }
+double STPointMs(const StressResult& result) { return result.positions.j + kSTOffsetMs + result.postJms; }
 
 double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
     constexpr double kFromMs = 20, kToMs = 8;  // before Q
@@ -140,7 +134,7 @@ std::vector<Fact> ListFacts(const Findings& findings) {
                                           : "none"});
     facts.push_back({"Beats", std::to_string(result.beatsFound.size()) + " found, " +
                                   std::to_string(result.beats.size()) + " averaged"});
-    facts.push_back({"ST point", "J + " + std::to_string(kJOffsetMs + result.postJms) + " ms"});
+    facts.push_back({"ST point", "J + " + std::to_string(kSTOffsetMs + result.postJms) + " ms"});
     facts.push_back({"Remarks", source.remarks.empty() ? "none" : Join(source.remarks, "; ")});
     return facts;
 }
@@ -193,7 +187,7 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     std::vector<std::string> methods;
     methods.push_back(
-        "ST level: height of the averaged beat " + std::to_string(kJOffsetMs + findings.result.postJms) +
+        "ST level: height of the averaged beat " + std::to_string(kSTOffsetMs + findings.result.postJms) +
         " ms after J above the PR level; slope: from J + 6 ms to there. The average follows a change "
         "some ten beats late. 100 µV are 0.1 mV or 1 mm of paper.");
     methods.push_back(
@@ -242,10 +236,10 @@ ReportTable MakeStageTable(const Findings& findings) {
             levels.push_back(beat.levelUv[*findings.worstLead]);
             slopes.push_back(beat.slopeUvPerMs[*findings.worstLead]);
         }
-        table.rows.push_back(
-            {NameStage(stages[i], i), stages[i].watts ? Number(*stages[i].watts, 0) : "-", LongClock(start),
-             end > start ? LongClock(end - start) : "-", Number(FiniteMedian(std::move(bpm)), 0),
-             Number(FiniteMedian(std::move(levels)), 0), Number(FiniteMedian(std::move(slopes)), 2)});
+        table.rows.push_back({NameStage(stages[i], i), stages[i].watts ? Number(*stages[i].watts, 0) : "-",
+                              LongClock(start), end > start ? LongClock(end - start) : "-",
+                              Number(Median(std::move(bpm)), 0), Number(Median(std::move(levels)), 0),
+                              Number(Median(std::move(slopes)), 2)});
     }
     return table;
 }

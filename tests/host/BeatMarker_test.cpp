@@ -21,7 +21,7 @@ TEST(BeatMarker, MarksTheTrueBeatsEctopicOnesIncludedAtTheirR) {
         found.push_back(static_cast<double>(beat.sample) / options.fs);
     }
     for (const SimulatedBeat& beat : test.Beats()) truth.push_back(static_cast<double>(beat.r) / options.fs);
-    const BeatScore score = ScoreBeats(found, truth, 5);
+    const BeatScore score = ScoreBeats(found, truth, {{0, 5}});
     EXPECT_GT(score.Sensitivity(), 0.98);
     EXPECT_GT(score.PositivePredictivity(), 0.99);
     EXPECT_NEAR(score.offsetMs, -12, 6) << "the steepest upstroke comes before the peak";

@@ -10,7 +10,7 @@ namespace {
 
 TEST(ScoreBeats, PairsEachBeatOnceWithTheNearerOfTwoWithin150Ms) {
     // Right; 150 ms late, still right; 151 ms early, missed and extra; doubled, the nearer counts; missed.
-    const BeatScore score = ScoreBeats({1.02, 2.15, 2.849, 4.1, 4.13, 9.0}, {1.0, 2.0, 3.0, 4.12, 5.0}, 0);
+    const BeatScore score = ScoreBeats({1.02, 2.15, 2.849, 4.1, 4.13, 9.0}, {1.0, 2.0, 3.0, 4.12, 5.0}, {});
     EXPECT_EQ(score.right, 3);
     EXPECT_EQ(score.missed, 2);
     EXPECT_EQ(score.extra, 3);
@@ -18,18 +18,32 @@ TEST(ScoreBeats, PairsEachBeatOnceWithTheNearerOfTwoWithin150Ms) {
     EXPECT_DOUBLE_EQ(score.Sensitivity(), 0.6);
     EXPECT_DOUBLE_EQ(score.PositivePredictivity(), 0.5);
     // A reference beat in reach of two found ones, and a found one in reach of two reference beats.
-    EXPECT_EQ(ScoreBeats({1.0}, {0.9, 1.01}, 0).missed, 1);
-    EXPECT_NEAR(ScoreBeats({1.0}, {0.9, 1.01}, 0).offsetMs, -10, 1e-9);
+    EXPECT_EQ(ScoreBeats({1.0}, {0.9, 1.01}, {}).missed, 1);
+    EXPECT_NEAR(ScoreBeats({1.0}, {0.9, 1.01}, {}).offsetMs, -10, 1e-9);
+    EXPECT_EQ(ScoreBeats({0.0, 0.15}, {0.1, 0.16}, {}).right, 2)
+        << "the second pair leaves the first its own";
 }
 
 TEST(ScoreBeats, LeavesOutWhatIsSkippedAndKnowsNoRateOfNothing) {
-    const BeatScore score = ScoreBeats({1, 2, 301}, {1, 300, 301}, 300);
-    EXPECT_EQ(score.right, 1);
+    const std::vector<Span> uncounted{{0, 300}, {310, 320}};
+    const BeatScore score =
+        ScoreBeats({1, 2, 300.02, 301, 311, 315, 319.9}, {1, 299.98, 300.5, 301, 320}, uncounted);
+    EXPECT_EQ(score.right, 2);  // 301, and 320 with a beat found just before the end of the span
     EXPECT_EQ(score.missed, 1);
-    EXPECT_EQ(score.extra, 0);
-    EXPECT_TRUE(std::isnan(ScoreBeats({}, {}, 0).Sensitivity()));
-    EXPECT_TRUE(std::isnan(ScoreBeats({}, {1}, 0).PositivePredictivity()));
-    EXPECT_EQ(ScoreBeats({}, {1}, 0).missed, 1);
+    EXPECT_EQ(score.extra, 0) << "300.02 belongs to a beat that is skipped";
+    EXPECT_TRUE(std::isnan(ScoreBeats({}, {}, {}).Sensitivity()));
+    EXPECT_TRUE(std::isnan(ScoreBeats({}, {1}, {}).PositivePredictivity()));
+    EXPECT_EQ(ScoreBeats({}, {1}, {}).missed, 1);
+}
+
+TEST(ReferenceFrom, TakesBeatsAndTheStretchesOfFibrillation) {
+    const Reference reference = ReferenceFrom(
+        {{0, 28, "(N"}, {100, 1, ""}, {200, 32, ""}, {240, 5, ""}, {300, 33, ""}, {400, 32, ""}}, 100);
+    EXPECT_THAT(reference.beatSeconds, testing::ElementsAre(1, 2.4));
+    ASSERT_EQ(reference.fibrillation.size(), 2U);
+    EXPECT_DOUBLE_EQ(reference.fibrillation[0].fromSeconds, 2);
+    EXPECT_DOUBLE_EQ(reference.fibrillation[0].toSeconds, 3);
+    EXPECT_GT(reference.fibrillation[1].toSeconds, 1e9) << "to the end of the record";
 }
 
 StressResult TwoLeads() {

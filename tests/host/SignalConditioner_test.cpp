@@ -89,6 +89,29 @@ TEST(SignalConditioner, AnElectrodeOffsetLeavesNoTrace) {
     }
 }
 
+TEST(SignalConditioner, ALeadThatBeganOrCameBackFarFromItsSignalIsReadAfterASecond) {
+    const int fs = 500;
+    for (const int mains : {0, 50}) {
+        SCOPED_TRACE(mains);
+        const std::vector<short> ecg = SyntheticEcg(fs, 60.0, 60.0, 1000);
+        std::vector<short> shifted = ecg;
+        shifted[0] = 32000;
+        for (std::size_t i = 10 * fs; i < 15 * fs; ++i) shifted[i] = 32000;  // off
+        for (std::size_t i = 15 * fs; i < shifted.size(); ++i)
+            shifted[i] = static_cast<short>(ecg[i] - 20000);
+        const std::vector<short> expected = Conditioned(ecg, OneLead(fs), {mains, 40, 0});
+        const std::vector<short> out = Conditioned(shifted, OneLead(fs), {mains, 40, 0});
+        const auto differs = [&](std::size_t from, std::size_t to) {
+            double most = 0;
+            for (std::size_t i = from; i + 1 < to; ++i)  // steps, as drift is still dying away
+                most = std::max(most, std::abs(0.0 + out[i + 1] - out[i] - expected[i + 1] + expected[i]));
+            return most;
+        };
+        EXPECT_LT(differs(4 * fs, 10 * fs), 30);
+        EXPECT_LT(differs(20 * fs, shifted.size()), 30);
+    }
+}
+
 TEST(SignalConditioner, DriftIsTakenOutAndTheScaleIsOneMicrovolt) {
     const int fs = 500;
     for (const int mains : {0, 50, 60}) {
@@ -112,7 +135,8 @@ TEST(SignalConditioner, ASignalBeyondItsRangeIsHeldAndCountedAndNeverWraps) {
     SignalConditioner conditioner(OneLead(fs), {50, 40, 0});
     std::vector<short> out(jump.size());
     for (std::size_t i = 0; i < jump.size(); ++i) conditioner.Process(&jump[i], &out[i]);
-    EXPECT_EQ(conditioner.ClippedSamples(), 2000);
+    // A second of each level, and one after the last, which is out of the range around -32 mV.
+    EXPECT_EQ(conditioner.ClippedSamples(), 1500);
     // A wrapped sample would stand 65536 away from its neighbour; the largest true step is that of the input.
     for (std::size_t i = 1; i < out.size(); ++i) ASSERT_LT(std::abs(out[i] - out[i - 1]), 31000) << i;
 }

@@ -170,9 +170,9 @@ void ExpectTruthAtEveryBeat(int fs) {
         for (const int lead : {II, V5})
             for (int ms = -60; ms <= 60; ms += 2) ASSERT_GE(at(lead, 0), at(lead, ms)) << beat.r;
         for (int lead = I; lead <= V6; ++lead) {
-            const double base = at(lead, beat.jMs + SimulatedTest::kSTOffsetMs);
+            const double base = at(lead, beat.jMs + kSTOffsetMs);
             for (const double post : {60.0, 80.0}) {
-                const double point = at(lead, beat.jMs + SimulatedTest::kSTOffsetMs + post);
+                const double point = at(lead, beat.jMs + kSTOffsetMs + post);
                 // Rounding moves a sample by half a microvolt; R itself is exact.
                 ASSERT_NEAR(point, test.TrueSTuV(lead, seconds, post), 0.51) << beat.r << ' ' << lead;
                 ASSERT_NEAR((point - base) / post, test.TrueSTslope(lead, seconds, post), 1.02 / post);
