@@ -8,21 +8,38 @@
 
 #include "host/HostError.h"
 
-PendingFile::PendingFile(std::string path) : m_path(std::move(path)), m_partPath(m_path + ".part") {
+PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
     // A folder of that name would let everything be written and refuse the renaming at the end.
     std::error_code unknown;
-    if (std::filesystem::is_directory(m_path, unknown))
+    const std::filesystem::file_status before = std::filesystem::status(m_path, unknown);
+    if (std::filesystem::is_directory(before))
         throw HostError(m_path, "expected the name of a file to write, found a folder");
+    const bool isFile = !std::filesystem::exists(before) || std::filesystem::is_regular_file(before);
+    m_target = isFile ? std::filesystem::weakly_canonical(m_path, unknown).string() : m_path;
+    if (m_target.empty()) m_target = m_path;
+    m_partPath = isFile ? m_target + ".part" : m_target;
+    if (isFile && !MutableTargets().insert(m_target).second)
+        throw HostError(m_path, "two outputs have this name");
     errno = 0;
     m_stream.open(m_partPath, std::ios::binary | std::ios::trunc);
-    if (!m_stream) throw HostError(m_path, std::string("cannot be created: ") + std::strerror(errno));
+    if (m_stream) return;
+    const std::string reason = std::strerror(errno);
+    if (isFile) MutableTargets().erase(m_target);
+    throw HostError(m_path, "cannot be created: " + reason);
 }
 
 PendingFile::~PendingFile() {
+    if (m_partPath == m_target) return;
+    MutableTargets().erase(m_target);
     if (m_bCommitted) return;
     m_stream.close();
     std::error_code alreadyGone;
     std::filesystem::remove(m_partPath, alreadyGone);
+}
+
+std::set<std::string>& PendingFile::MutableTargets() {
+    static std::set<std::string> targets;
+    return targets;
 }
 
 void PendingFile::Check() const {
@@ -37,7 +54,7 @@ void PendingFile::CloseStream() {
 void PendingFile::Commit() {
     CloseStream();
     std::error_code error;
-    std::filesystem::rename(m_partPath, m_path, error);
+    if (m_partPath != m_target) std::filesystem::rename(m_partPath, m_target, error);
     if (error) throw HostError(m_path, "cannot get its final name: " + error.message());
     m_bCommitted = true;
 }

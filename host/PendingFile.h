@@ -2,13 +2,15 @@
 #pragma once
 
 #include <fstream>
+#include <set>
 #include <string>
 
 /// Writes beside the final name ("NAME.part"); Commit closes, checks and renames. Without Commit nothing is
-/// left behind, and a file that had the name before stays as it was.
+/// left behind, and a file that had the name before stays as it was. A link is followed; what is no file,
+/// such as a pipe or /dev/stdout, is written straight to.
 class PendingFile {
 public:
-    /// Throws HostError, naming the file, where it cannot be created.
+    /// Throws HostError, naming the file, where it cannot be created or is pending already.
     explicit PendingFile(std::string path);
     ~PendingFile();
     PendingFile(const PendingFile&) = delete;
@@ -25,8 +27,15 @@ public:
     /// Throws HostError where anything could not be written.
     void Commit();
 
+    /// The files, by their canonical names, that are pending in this process: for those who must not lose
+    /// one.
+    static const std::set<std::string>& Targets() { return MutableTargets(); }
+
 private:
-    std::string m_path, m_partPath;
+    static std::set<std::string>& MutableTargets();
+
+    std::string m_path;                // as it was given
+    std::string m_target, m_partPath;  // the same where it is written straight to
     std::ofstream m_stream;
     bool m_bCommitted = false;
 };

@@ -4,6 +4,8 @@
 
 #include "host/Annotations.h"
 #include "host/FrameSink.h"
+#include "host/HostError.h"
+#include "host/Interrupt.h"
 #include "host/PendingFile.h"
 #include "host/Truth.h"
 
@@ -25,7 +27,11 @@ std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOpt
     const std::unique_ptr<FrameSink> record = CreateRecord(out, test.Info());
     PendingFile beats(base + ".atr"), truth(base + ".truth.json");
     std::vector<short> frame(test.Info().leads.size());
-    while (test.Read(frame.data())) record->Write(frame.data());
+    const Interrupt interrupt;
+    while (test.Read(frame.data())) {
+        if (Interrupt::IsAsked()) throw HostError(out, "interrupted; nothing is written");
+        record->Write(frame.data());
+    }
 
     WriteAnnotations(beats.Stream(), base + ".atr", BeatAnnotations(test.Beats()));
     WriteTruth(truth.Stream(), test);

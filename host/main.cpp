@@ -4,6 +4,7 @@
 // records of a batch failed, the others are done; 130 interrupted, with results up to there.
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <exception>
 #include <iostream>
 #include <map>
@@ -14,6 +15,7 @@
 #include "host/Batch.h"
 #include "host/Commands.h"
 #include "host/HostError.h"
+#include "host/Interrupt.h"
 #include "host/Simulate.h"
 
 namespace {
@@ -23,11 +25,34 @@ constexpr int kExitUsage = 2;
 constexpr int kExitSomeFailed = 3;
 constexpr int kExitInterrupted = 130;
 
-void AddReading(CLI::App& command, RecordOptions& options) {
-    command.add_option("--leads", options.leads, "Leads to use, in this order, as I,II,V5")->delimiter(',');
-    command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(CLI::PositiveNumber);
+constexpr double kSlowest = 0.01, kFastest = 1000;  // times the pace of the patient
+
+// Refuses what is no finite number or not allowed, and says what was expected.
+template <typename Allowed>
+CLI::Validator Expect(const std::string& words, Allowed allowed) {
+    return {[words, allowed](const std::string& text) {
+                double value = 0;
+                const bool bRight =
+                    CLI::detail::lexical_cast(text, value) && std::isfinite(value) && allowed(value);
+                return bRight ? std::string() : words + " is expected, not \"" + text + "\"";
+            },
+            "NUMBER"};
+}
+const CLI::Validator kPositive = Expect("a number above 0", [](double value) { return value > 0; });
+const CLI::Validator kNotNegative = Expect("a number of 0 or more", [](double value) { return value >= 0; });
+
+// One word, "I,II,V5": the words after it are not its own.
+template <typename Value>
+CLI::Option* AddList(CLI::App& command, const char* name, std::vector<Value>& values, const char* text) {
+    return command.add_option(name, values, text)->delimiter(',')->allow_extra_args(false);
+}
+
+void AddReading(CLI::App& command, CLI::Option* record, RecordOptions& options) {
+    AddList(command, "--leads", options.leads, "Leads to use, in this order, as I,II,V5")->needs(record);
+    command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(kPositive)->needs(record);
     command.add_option("--uv-per-bit", options.uVpb, "Microvolts per unit of CSV columns without a unit")
-        ->check(CLI::PositiveNumber);
+        ->check(kPositive)
+        ->needs(record);
 }
 
 void AddAnalysis(CLI::App& command, StressOptions& options) {
@@ -36,7 +61,7 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
         ->capture_default_str();
     command
         .add_option("--lowpass", options.conditioner.lowpassHz, "Cutoff of the low-pass in Hz, 0 for none")
-        ->check(CLI::NonNegativeNumber)
+        ->check(kNotNegative)
         ->capture_default_str();
     command.add_option("--smooth", options.conditioner.smooth, "Strength of the smoother, 0 for none")
         ->check(CLI::IsMember({0, 1, 2}))
@@ -87,35 +112,37 @@ public:
 private:
     void AddAnalyze() {
         CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
-        command.add_option("RECORD", m_analyze.record,
-                           "WFDB header, EDF, BDF or CSV file; without it a simulated test");
-        AddReading(command, m_analyze.reading);
+        CLI::Option* record = command.add_option(
+            "RECORD", m_analyze.record, "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+        AddReading(command, record, m_analyze.reading);
         AddAnalysis(command, m_analyze.analysis);
         command.add_option("--template-from", m_analyze.templateFrom,
                            "Recording to learn the first averaged beat from");
-        command.add_option("--csv", m_analyze.csv, "Write the trends as CSV");
+        CLI::Option* csv = command.add_option("--csv", m_analyze.csv, "Write the trends as CSV");
         command
             .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")
-            ->check(CLI::NonNegativeNumber)
+            ->check(kNotNegative)
+            ->needs(csv)
             ->capture_default_str();
         command.add_option("--json", m_analyze.json, "Write everything as JSON");
         command.add_option("--wfdb-ann", m_analyze.annotations, "Write the beats as WFDB annotations");
-        command.add_option("--export", m_analyze.exported,
-                           "Write the cleaned signal: .edf, .csv, or else WFDB");
-        command.add_flag("--double", m_analyze.doubled, "Double the rate of the exported signal");
-        command.add_option("--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
-        command
-            .add_option("--strips", m_analyze.analysis.stripSeconds,
-                        "Seconds at which the report shows strips, as 10,300,600")
-            ->delimiter(',')
-            ->check(CLI::NonNegativeNumber);
+        CLI::Option* exported = command.add_option("--export", m_analyze.exported,
+                                                   "Write the cleaned signal: .edf, .csv, or else WFDB");
+        command.add_flag("--double", m_analyze.doubled, "Double the rate of the exported signal")
+            ->needs(exported);
+        CLI::Option* report =
+            command.add_option("--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
+        AddList(command, "--strips", m_analyze.analysis.stripSeconds,
+                "Seconds at which the report shows strips, as 10,300,600")
+            ->check(kNotNegative)
+            ->needs(report);
         command.add_option("--angina", m_analyze.exercise.angina, "0 none, 1 not limiting, 2 limiting")
             ->check(CLI::Range(0, 2))
             ->capture_default_str();
         command
             .add_option("--exercise-seconds", m_analyze.exercise.exerciseSeconds,
-                        "Exercise time, where no stages tell it")
-            ->check(CLI::NonNegativeNumber);
+                        "Exercise time, instead of what the stages tell; ends a protocol")
+            ->check(kNotNegative);
         auto* stages =
             command.add_option("--stages", m_stages, "File of stages: start, watts and name a line");
         CLI::Option* protocol =
@@ -126,12 +153,13 @@ private:
         command
             .add_option("--exercise-start", m_analyze.exerciseStartSeconds,
                         "Second at which the protocol starts")
-            ->check(CLI::NonNegativeNumber)
+            ->check(kNotNegative)
             ->needs(protocol);
-        command.add_option("--realtime", m_analyze.realtime, "Play at so many times the pace of the patient")
+        command
+            .add_option("--realtime", m_realtime,
+                        "Play at so many times the pace of the patient, 0.01 to 1000")
             ->expected(0, 1)
-            ->default_str("1")
-            ->check(CLI::PositiveNumber);
+            ->default_str("1");
         command.add_flag("--quiet", m_analyze.quiet, "No report on stdout, no progress bar");
         command.footer(
             "Examples:\n"
@@ -140,31 +168,48 @@ private:
             "  qzstress analyze test.edf --stages stages.txt --angina 1 --report test.pdf\n"
             "  qzstress analyze test.csv --fs 500 --realtime 4");
         command.callback([this] {
+            TakeRealtime();
             if (!m_stages.empty()) m_analyze.exercise.stages = ReadStages(m_stages);
             if (!Analyze(m_analyze)) m_exitCode = kExitInterrupted;
         });
     }
 
+    // The word after --realtime is the speed, or already the record.
+    void TakeRealtime() {
+        if (m_realtime.empty()) return;
+        if (!CLI::detail::lexical_cast(m_realtime, m_analyze.realtime)) {
+            if (!m_analyze.record.empty())
+                throw CLI::ValidationError("--realtime", "a speed is expected, not \"" + m_realtime + "\"");
+            m_analyze.record = m_realtime;
+            m_analyze.realtime = 1;
+        }
+        if (!(m_analyze.realtime >= kSlowest && m_analyze.realtime <= kFastest))
+            throw CLI::ValidationError("--realtime",
+                                       "a speed of 0.01 to 1000 is expected, not " + m_realtime);
+    }
+
     void AddInfo() {
         CLI::App& command = *m_app.add_subcommand("info", "What a recording holds");
-        command.add_option("RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
-        AddReading(command, m_infoReading);
+        CLI::Option* record =
+            command.add_option("RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
+        AddReading(command, record, m_infoReading);
         command.callback([this] { PrintInfo(m_info, m_infoReading); });
     }
 
     void AddEvaluate() {
         CLI::App& command = *m_app.add_subcommand("evaluate", "Score the answers against a reference");
-        command.add_option("RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
+        CLI::Option* record =
+            command.add_option("RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
         command
             .add_option("--ann", m_evaluate.reference, "WFDB annotations, or the truth.json of a simulation")
             ->required();
         command
             .add_option("--skip", m_evaluate.skipSeconds, "Seconds at the start that do not count; EC57: 300")
-            ->check(CLI::NonNegativeNumber)
+            ->check(kNotNegative)
             ->capture_default_str();
         command.add_option("--json", m_evaluate.json, "Write the scores as JSON");
         command.add_flag("--quiet", m_evaluate.quiet, "No table on stdout, no progress bar");
-        AddReading(command, m_evaluate.reading);
+        AddReading(command, record, m_evaluate.reading);
         AddAnalysis(command, m_evaluate.analysis);
         command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --mains 60 --skip 300");
         command.callback([this] { RunEvaluate(m_evaluate); });
@@ -202,11 +247,10 @@ private:
                                                          {"ramp", SimulatedProtocol::Ramp}}))
             ->default_str("steps");
         const auto number = [&](const char* name, double& value, const char* text) {
-            command.add_option(name, value, text)->check(CLI::NonNegativeNumber)->capture_default_str();
+            command.add_option(name, value, text)->check(kNotNegative)->capture_default_str();
         };
         number("--seconds", m_simulate.seconds, "Length of the test");
-        command.add_option("--leads", m_simulate.leads, "Leads, as I,II,V5; all twelve where not given")
-            ->delimiter(',');
+        AddList(command, "--leads", m_simulate.leads, "Leads, as I,II,V5; all twelve where not given");
         command.add_option("--fs", m_simulate.fs, "Samples per second")->capture_default_str();
         number("--uv-per-bit", m_simulate.uVpb, "Microvolts per unit");
         command.add_option("--seed", m_simulate.seed, "Another seed gives other beats and noise")
@@ -233,6 +277,7 @@ private:
     CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};
     AnalyzeOptions m_analyze;
     std::string m_stages;
+    std::string m_realtime;  // as given, "1" where no speed is
     std::string m_info;
     RecordOptions m_infoReading;
     EvaluateOptions m_evaluate;
@@ -250,6 +295,6 @@ int main(int argc, char** argv) {
         return Program().Run(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
-        return kExitFailed;
+        return Interrupt::IsAsked() ? kExitInterrupted : kExitFailed;
     }
 }

@@ -1,7 +1,10 @@
 #include "host/PendingFile.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/support/Folder.h"
 
@@ -34,6 +37,33 @@ TEST(PendingFile, TakesWhatALibraryWroteUnderThePartName) {
     std::ofstream(file.PartPath()) << "by another";
     file.Commit();
     EXPECT_EQ(folder.Bytes("a"), "by another");
+}
+
+TEST(PendingFile, FollowsLinksWritesStraightToPipesAndRefusesASecondOfOneName) {
+    const Folder folder;
+    folder.Write("a", "before");
+    std::filesystem::create_symlink("a", folder.Path("link"));
+    {
+        PendingFile file(folder.Path("link"));
+        EXPECT_THAT(RefusalOf([&] { PendingFile again(folder.Path("./a")); }), HasSubstr("two outputs"));
+        EXPECT_THAT(PendingFile::Targets(), testing::SizeIs(1));
+        file.Stream() << "after";
+        file.Commit();
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.Path("link")));
+    EXPECT_EQ(folder.Bytes("a"), "after");
+    EXPECT_THAT(PendingFile::Targets(), testing::IsEmpty());
+
+    ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+    const int reader = open(folder.Path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+    PendingFile pipe(folder.Path("pipe"));
+    pipe.Stream() << "through";
+    pipe.Commit();
+    char bytes[8] = {};
+    EXPECT_EQ(read(reader, bytes, 7), 7);
+    close(reader);
+    EXPECT_STREQ(bytes, "through");
+    EXPECT_THAT(folder.Names(), ElementsAre("a", "link", "pipe"));
 }
 
 TEST(PendingFile, NamesTheFileThatCannotBeCreatedOrWritten) {
