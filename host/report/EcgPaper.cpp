@@ -35,7 +35,8 @@ std::vector<Point> GridLines(const Box& box, double squareMm, bool bStrong) {
 }  // namespace
 
 std::string DescribeScale(const PaperScale& scale) {
-    return Number(scale.mmPerSecond, 0) + " mm/s, " + Number(scale.mmPerMv, 0) + " mm/mV";
+    const int decimals = scale.mmPerMv == std::floor(scale.mmPerMv) ? 0 : 1;
+    return Number(scale.mmPerSecond, 0) + " mm/s, " + Number(scale.mmPerMv, decimals) + " mm/mV";
 }
 
 TraceRange FindRange(const std::vector<float>& uV) {

@@ -12,6 +12,7 @@ struct PaperScale {
 };
 constexpr PaperScale kUsualScale{};
 constexpr PaperScale kHalfGainScale{25, 5};
+constexpr PaperScale kQuarterGainScale{25, 2.5};
 
 /// As the captions have it: "25 mm/s, 10 mm/mV".
 std::string DescribeScale(const PaperScale& scale);

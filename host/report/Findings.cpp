@@ -130,7 +130,8 @@ std::vector<Fact> ListFacts(const Findings& findings) {
     facts.push_back({"Averaged beat", result.learned.beatsUsed > 0
                                           ? std::to_string(result.learned.beatsUsed) + " of " +
                                                 std::to_string(result.learned.beatsFound) + " beats in " +
-                                                Number(result.learnedFromSeconds, 0) + " s"
+                                                Number(result.learned.fromSeconds, 0) + " s of " +
+                                                result.learned.record
                                           : "none"});
     facts.push_back({"Beats", std::to_string(result.beatsFound.size()) + " found, " +
                                   std::to_string(result.beats.size()) + " averaged"});

@@ -16,6 +16,7 @@
 #include "host/report/Outputs.h"
 #include "host/report/StripPages.h"
 #include "host/report/TrendPlot.h"
+#include "tests/support/Folder.h"
 
 namespace {
 
@@ -73,7 +74,7 @@ protected:
     std::string Write(const std::string& ending, const StressResult& result,
                       const ExerciseSummary& exercise) {
         const std::string path = m_folder + "/report" + ending;
-        WriteReport(path, {result, exercise});
+        WriteWhole(path, [&](PendingFile& file) { WriteReport(file, {result, exercise}); });
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1)
             << "something is left behind";
         std::ostringstream bytes;
@@ -219,14 +220,14 @@ TEST_F(ReportTest, RefusesOtherNamesAndLeavesNothingBehind) {
     const ExerciseSummary exercise = Summarize(result);
     for (const char* name : {"/a.svg", "/a", "/.pdf", "/pdf"}) {
         try {
-            WriteReport(m_folder + name, {result, exercise});
+            PendingFile file(m_folder + name);
+            WriteReport(file, {result, exercise});
             ADD_FAILURE() << name;
         } catch (const HostError& error) {
             EXPECT_THAT(error.what(), testing::AllOf(HasSubstr(name), HasSubstr(".html, .pdf or .png")));
         }
         EXPECT_THROW(CheckReportName(name), HostError);
     }
-    EXPECT_THROW(WriteReport(m_folder + "/none/a.pdf", {result, exercise}), HostError);
     EXPECT_TRUE(std::filesystem::is_empty(m_folder));
 }
 
@@ -253,6 +254,7 @@ TEST(EcgPaper, IsTrueToTheMillimetre) {
     EXPECT_DOUBLE_EQ(paper.Y(0), 45);
     EXPECT_DOUBLE_EQ(EcgPaper({10, 20, 50, 40}, {100, 40}, 45, 200).X(240), 14);
     EXPECT_EQ(DescribeScale(kHalfGainScale), "25 mm/s, 5 mm/mV");
+    EXPECT_EQ(DescribeScale(kQuarterGainScale), "25 mm/s, 2.5 mm/mV");
 }
 
 TEST(EcgPaper, ThinningKeepsEveryExtremeAndGap) {
@@ -301,32 +303,113 @@ TEST(BeatPages, GainIsHalvedForATallBeatButNotForALeadThatIsOff) {
     EXPECT_EQ(ChooseBeatScale(result, 40).mmPerMv, 5);
 }
 
+std::vector<Strip> Strips(std::size_t count, std::size_t leads, double seconds, float qrsUv) {
+    const auto rows = Rows(leads, static_cast<std::size_t>(seconds * 500), qrsUv);
+    return std::vector<Strip>(count, {0, rows, rows});
+}
+
 TEST(StripPages, BlocksLieApartWithinThePage) {
     for (std::size_t leads = 1; leads <= 64; ++leads) {
-        for (const double seconds : {0.0, 2.5, 5.0, 60.0}) {
-            const StripLayout layout = PlanStrips(leads, seconds);
+        for (const double seconds : {0.0, 2.5, 5.0, 12.0}) {
+            const StripLayout layout = PlanStrips(Strips(1 + leads % 4, leads, seconds, 9000), leads, 500);
             EXPECT_GE(layout.groups * layout.leadsPerBlock, leads);
             EXPECT_LT((layout.groups - 1) * layout.leadsPerBlock, leads);
             const std::size_t last = layout.columns * layout.rows - 1;
             EXPECT_LE(layout.Corner(last).x + 2 * layout.paperMm, kContents.Right())
                 << leads << " " << seconds;
-            EXPECT_LE(layout.Corner(last).y + layout.PaperHeightMm(), kContents.Bottom())
+            EXPECT_LE(layout.Corner(last).y + 8 + layout.PaperHeightMm(), kContents.Bottom())
                 << leads << " " << seconds;
             EXPECT_GE(layout.pitchMm, 25);
         }
     }
-    EXPECT_EQ(PlanStrips(12, 2.5).columns, 2U);   // all twelve leads of a strip on one page
-    EXPECT_EQ(PlanStrips(12, 2.5).paperMm, 65U);  // 62.5 mm and the rest of a square
+    const StripLayout twelve = PlanStrips(Strips(4, 12, 2.5, 900), 12, 500);
+    EXPECT_EQ(twelve.columns, 2U);   // all twelve leads of a strip on one page
+    EXPECT_EQ(twelve.paperMm, 65U);  // 62.5 mm and the rest of a square
+    EXPECT_EQ(PlanStrips(Strips(4, 3, 2.5, 900), 3, 500).rows, 2U);  // all four strips on one page
 }
 
-TEST(StripPages, GainIsHalvedWhereNeighboursWouldMeet) {
-    Strip strip{0, Rows(2, 1250, 1500), Rows(2, 1250, 1500)};
+TEST(StripPages, LanesGrowForTallBeatsAsFarAsThePageHasRoom) {
+    std::vector<Strip> strips = Strips(4, 1, 2.5, 900);
+    EXPECT_EQ(PlanStrips(strips, 1, 500).pitchMm, 28);
+    strips[2].rawUv[0][120] += 3000;  // 39 mm up and 5 mm below the line
+    EXPECT_EQ(PlanStrips(strips, 1, 500).pitchMm, 45);
+    EXPECT_EQ(PlaceLines(strips[2], 0, 1, 500, 45).scale.mmPerMv, 10);
+    EXPECT_EQ(PlaceLines(strips[2], 0, 1, 500, 44).scale.mmPerMv, 5);
+    strips[2].rawUv[0][120] += 4000;  // 79 mm at the usual gain are too much, and half of it needs 45 mm
+    EXPECT_EQ(PlanStrips(strips, 1, 500).pitchMm, 45);
+    EXPECT_EQ(PlanStrips(Strips(4, 6, 2.5, 6000), 6, 500).pitchMm, 28);  // a full page
+}
+
+TEST(StripPages, LinesMakeWayBeforeTheGainIsReduced) {
+    const auto place = [](const Strip& strip) { return PlaceLines(strip, 0, 2, 500, 28); };
+    Strip strip{0, Rows(2, 1250, 1200), Rows(2, 1250, 1500)};
     EXPECT_EQ(MiddleUv(strip.rawUv[0]), 100);
-    EXPECT_EQ(ChooseStripScale(strip, 0, 2, 28).mmPerMv, 10);
-    strip.cleanUv[0][7] = -1600;  // 17 mm down, where the next goes 15 mm up
-    EXPECT_EQ(ChooseStripScale(strip, 0, 2, 28).mmPerMv, 5);
-    strip.cleanUv[0][7] = -1e6F;
-    EXPECT_EQ(ChooseStripScale(strip, 0, 2, 28).mmPerMv, 10);
+    strip.cleanUv[0][120] = -1600;  // 17 mm down where the next goes 15 mm up
+    EXPECT_EQ(place(strip).scale.mmPerMv, 10);
+    EXPECT_THAT(place(strip).mm, testing::ElementsAre(14, 47));
+    strip.rawUv[0][120] = 3000;  // 29 mm up: the first line would come too close to the second
+    EXPECT_EQ(place(strip).scale.mmPerMv, 5);
+    EXPECT_THAT(place(strip).mm, testing::ElementsAre(15, 42));
+    strip.rawUv[0][120] = 100;
+    strip.cleanUv[0][120] = -3000;
+    EXPECT_EQ(place(strip).scale.mmPerMv, 5);
+    std::swap(strip.cleanUv[0][120], strip.cleanUv[0][700]);  // where the next rests
+    EXPECT_EQ(place(strip).scale.mmPerMv, 10);
+}
+
+TEST(StripPages, NoTraceMeetsItsNeighbourOrTheEdgeAtTheChosenGain) {
+    std::set<double> gains;
+    for (float tallUv = 500; tallUv < 5000; tallUv += 250) {
+        Strip strip{0, Rows(6, 1250, 0), Rows(6, 1250, 0)};
+        for (std::size_t lead = 0; lead < 6; ++lead) {
+            for (std::size_t i = 0; i < 1250; ++i)  // wander
+                strip.rawUv[lead][i] +=
+                    0.1F * tallUv * static_cast<float>(std::sin(0.01 * static_cast<double>(i * (lead + 1))));
+            for (std::size_t beat = 50 * lead; beat < 1250; beat += 300) {
+                strip.rawUv[lead][beat] += tallUv;
+                strip.cleanUv[lead][beat + 20] -= 0.8F * tallUv;
+            }
+        }
+        const StripLines lines = PlaceLines(strip, 0, 6, 500, 28);
+        gains.insert(lines.scale.mmPerMv);
+        for (const auto* rows : {&strip.rawUv, &strip.cleanUv}) {
+            std::vector<double> above(1250);
+            for (std::size_t lead = 0; lead < 6; ++lead) {
+                const double middleUv = MiddleUv((*rows)[lead]);
+                for (std::size_t i = 0; i < 1250; ++i) {
+                    const double uV = (*rows)[lead][i] - middleUv;
+                    const double y = lines.mm[lead] - uV * lines.scale.mmPerMv / 1000;
+                    ASSERT_GT(y, above[i]) << tallUv << " uV, lead " << lead << ", sample " << i;
+                    ASSERT_LT(y, 6 * 28);
+                    above[i] = y;
+                }
+            }
+        }
+    }
+    EXPECT_THAT(gains, testing::ElementsAre(2.5, 5, 10));
+}
+
+TEST(StripPages, AnOpenLeadDoesNotSqueezeTheOthers) {
+    Strip strip{0, Rows(3, 1250, 1200), Rows(3, 1250, 1200)};
+    for (std::size_t i = 0; i < 1250; i += 200) strip.rawUv[1][i] = i % 400 == 0 ? 32767 : -32768;
+    EXPECT_FALSE(HasSay(strip.rawUv[1]));
+    EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 10);
+    EXPECT_THAT(PlaceLines(strip, 0, 3, 500, 28).mm, testing::ElementsAre(14, 42, 70));
+    strip.cleanUv[2][120] = 6000;  // tall, but a heart
+    EXPECT_TRUE(HasSay(strip.cleanUv[2]));
+    EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 5);
+    for (auto* rows : {&strip.rawUv, &strip.cleanUv}) rows->assign(3, strip.rawUv[1]);
+    EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 2.5);
+}
+
+TEST(StripPages, ANameStandsWhereNoTraceIs) {
+    const Box part{0, 100, 65, 28};
+    EXPECT_EQ(PlaceName(part, 114, {Cover(), {113, 115}}), 112);
+    const double below = PlaceName(part, 114, {{104, 115}});
+    EXPECT_GT(below, 117);
+    EXPECT_LT(below, 119);
+    EXPECT_LT(PlaceName(part, 114, {{108, 150}}), 108);
+    EXPECT_EQ(PlaceName(part, 114, {{90, 150}}), 112);  // nowhere
 }
 
 TEST(TrendPlot, AxesHaveRoundStepsAndHoldTheirValues) {
