@@ -3,22 +3,24 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include "host/HostError.h"
-#include "host/PendingFile.h"
 
 // A file is a sequence of 16-bit words, low byte first: a code in the upper 6 bits, a number in the lower 10.
-// Codes up to kLastCode are annotations, the number counts the frames since the one before. The codes below
+// Codes up to kLastCode are annotations, the number counts the steps since the one before. The codes below
 // say more about the annotation they follow, but for Skip, which goes ahead of it. The word 0 ends the file.
 
 namespace {
 
-constexpr int kLastCode = 49;
+constexpr int kNote = 22, kLastCode = 49;
 constexpr unsigned kNumberBits = 10, kNumberMask = (1U << kNumberBits) - 1;
 constexpr std::size_t kLongestText = 255;  // the WFDB library keeps the length in one byte
 
@@ -105,6 +107,17 @@ void ReadDetail(WordReader& reader, unsigned word, unsigned number, std::vector<
     }
 }
 
+/// Steps per second as a note tells them; 0 where it tells of something else.
+double ResolutionOf(std::string_view note) {
+    constexpr std::string_view kBegin = "## time resolution:";
+    if (!note.starts_with(kBegin)) return 0;
+    note.remove_prefix(kBegin.size());
+    note.remove_prefix(std::min(note.find_first_not_of(' '), note.size()));
+    double perSecond = 0;
+    const auto [end, error] = std::from_chars(note.data(), note.data() + note.size(), perSecond);
+    return error == std::errc() && std::isnormal(perSecond) && perSecond > 0 ? perSecond : 0;
+}
+
 void PutWord(std::ostream& out, unsigned code, unsigned number) {
     const unsigned word = code << kNumberBits | (number & kNumberMask);
     out.put(static_cast<char>(word & 0xFF)).put(static_cast<char>(word >> 8));
@@ -154,6 +167,15 @@ std::string Mnemonic(int code) {
     return kCodes[static_cast<std::size_t>(code)].letters;
 }
 
+double StepsPerSecond(const std::vector<Annotation>& annotations, double otherwise) {
+    for (const Annotation& annotation : annotations) {
+        if (annotation.sample > 0) break;
+        const double resolution = annotation.code == kNote ? ResolutionOf(annotation.text) : 0;
+        if (resolution > 0) return resolution;
+    }
+    return otherwise;
+}
+
 std::vector<Annotation> ReadAnnotations(const std::string& path) {
     // No recording lasts this long; sums of skips stay far below what a long long holds.
     constexpr long long kMostFrames = 1LL << 48;
@@ -185,12 +207,12 @@ std::vector<Annotation> ReadAnnotations(const std::string& path) {
     return annotations;
 }
 
-void WriteAnnotations(std::ostream& out, const std::string& path,
-                      const std::vector<Annotation>& annotations) {
+void WriteAnnotations(PendingFile& file, const std::vector<Annotation>& annotations) {
+    std::ostream& out = file.Stream();
     long long before = 0;
     int channel = 0, number = 0;
     for (const Annotation& annotation : annotations) {
-        CheckWritable(path, annotation, before);
+        CheckWritable(file.Path(), annotation, before);
         long long frames = annotation.sample - before;
         if (frames > kNumberMask) {
             PutSkips(out, frames);
@@ -209,10 +231,4 @@ void WriteAnnotations(std::ostream& out, const std::string& path,
         if (annotation.text.size() % 2 == 1) out.put('\0');
     }
     PutWord(out, 0, 0);
-}
-
-void WriteAnnotations(const std::string& path, const std::vector<Annotation>& annotations) {
-    PendingFile file(path);
-    WriteAnnotations(file.Stream(), path, annotations);
-    file.Commit();
 }

@@ -29,7 +29,7 @@ void BeatMarker::OnConditioned(const short* uV, double seconds) {
 
 void BeatMarker::OnBeat(const STReading& beat) { m_matched.push_back(beat.seconds); }
 
-std::vector<Annotation> BeatMarker::Annotations() const {
+std::vector<Annotation> BeatMarker::Annotations(double perSecond) const {
     std::vector<double> beats = m_matched;
     for (const double found : m_found) {
         const auto after = std::lower_bound(m_matched.begin(), m_matched.end(), found);
@@ -40,6 +40,6 @@ std::vector<Annotation> BeatMarker::Annotations() const {
     std::sort(beats.begin(), beats.end());
     std::vector<Annotation> annotations;
     for (const double seconds : beats)
-        annotations.push_back({std::max(0LL, std::llround(seconds * m_fs)), kNormalBeat, ""});
+        annotations.push_back({std::max(0LL, std::llround(seconds * perSecond)), kNormalBeat, ""});
     return annotations;
 }

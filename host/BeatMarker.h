@@ -19,8 +19,8 @@ public:
     void OnConditioned(const short* uV, double seconds) override;
     void OnBeat(const STReading& beat) override;
 
-    /// The beats so far as normal beats, in frames of the source; complete after the run.
-    std::vector<Annotation> Annotations() const;
+    /// The beats so far as normal beats, counted in so many steps a second; complete after the run.
+    std::vector<Annotation> Annotations(double perSecond) const;
 
 private:
     int m_fs;

@@ -21,8 +21,9 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \"\r") + 1 - first);
 }
 
-/// Whether the whole of `text` is a number; it is then in `value`.
+/// Whether the whole of `text` is a number, which may have a plus; it is then in `value`.
 bool ParseNumber(std::string_view text, double& value) {
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc() && stop == text.data() + text.size() && std::isfinite(value);
 }
@@ -35,6 +36,16 @@ std::string_view TakeUnit(std::string_view& name) {
     const std::string_view unit = Trimmed(name.substr(open + 1, name.size() - open - 2));
     name = Trimmed(name.substr(0, open));
     return unit;
+}
+
+/// Where `separator` first stands outside quotes; npos where it does not.
+std::size_t FindSeparator(std::string_view text, char separator) {
+    bool bQuoted = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '"') bQuoted = !bQuoted;
+        if (text[i] == separator && !bQuoted) return i;
+    }
+    return std::string_view::npos;
 }
 
 }  // namespace
@@ -82,12 +93,12 @@ void CsvRecord::ReadHeader(const RecordOptions& options) {
     if (!ReadLine()) Fail("expected a header line with the names of the leads, found the end");
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     if (m_line.starts_with(kByteOrderMark)) m_line.remove_prefix(kByteOrderMark.size());
-    for (const char separator : {'\t', ';', ','})
-        if (m_line.find(separator) != std::string::npos) m_separator = separator;
+    for (const char separator : {',', ';', '\t'})
+        if (FindSeparator(m_line, separator) != std::string_view::npos) m_separator = separator;
     bool bUnits = false, bNames = false;
     std::string_view rest = m_line;
     while (true) {
-        const std::size_t end = rest.find(m_separator);
+        const std::size_t end = FindSeparator(rest, m_separator);
         std::string_view name = Trimmed(rest.substr(0, end));
         const std::string_view unit = TakeUnit(name);
         const std::string lead = OneLine(std::string(name));
@@ -115,6 +126,7 @@ void CsvRecord::ReadHeader(const RecordOptions& options) {
     }
     if (m_info.leads.empty()) Fail("expected a lead, found none");
     if (!bNames) Fail("expected the names of the leads, found numbers: a header line has to be put above");
+    MakeUnique(m_info.leads);
     m_info.uVpb = bUnits ? 0 : options.uVpb;
     m_values.resize(m_columns.size());
 }

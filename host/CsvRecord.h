@@ -3,12 +3,13 @@
 //   time_s,I (mV),II [uV],V5
 //   0.000,0.12,118,241
 //
-// Separators are commas, semicolons or tabs, as in the header line. A unit stands in round or square brackets
-// behind the name; columns without one hold units of RecordOptions::uVpb. A first column named "time",
-// "seconds" or "sample" is no lead; times, in seconds unless the name says "ms", tell the rate where the
-// options do not. The file is read twice, first for its length, its range and its faults: it has to be a
-// file, not a pipe. One scale for all leads: uVpb where no column has a unit, else the finest of 1, 2, 5, 10,
-// 20 and 50 uV that fits. Holds one line.
+// The separator is the first of tab, semicolon and comma that the header line has outside quotes. Of equal
+// names all but the first get a number. A unit stands in round or square brackets behind the name; columns
+// without one hold units of RecordOptions::uVpb. A first column named "time", "seconds" or "sample" is no
+// lead; times, in seconds unless the name says "ms", tell the rate where the options do not. The file is read
+// twice, first for its length, its range and its faults: it has to be a file, not a pipe. One scale for all
+// leads: uVpb where no column has a unit, else the finest of 1, 2, 5, 10, 20 and 50 uV that fits. Holds one
+// line.
 #pragma once
 
 #include <fstream>
@@ -28,6 +29,7 @@ public:
     bool Read(short* frame) override;
     std::vector<std::string> Warnings() const override;
     std::vector<std::string> Describe() const override;
+    std::vector<std::string> Files() const override { return {m_path}; }
 
 private:
     struct Column {

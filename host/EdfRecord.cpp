@@ -217,6 +217,7 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
     }
     if (m_info.leads.empty())
         throw HostError(path, "expected an ECG signal, found no signal in a unit of voltage");
+    MakeUnique(m_info.leads);
     m_info.name = OneLine(std::filesystem::path(path).stem().string());
     m_info.fs = CheckedFs(fs, path);
     m_info.uVpb = FinestScale(extremesUv);
@@ -272,3 +273,5 @@ std::vector<std::string> EdfRecord::Warnings() const {
 }
 
 std::vector<std::string> EdfRecord::Describe() const { return m_state->description; }
+
+std::vector<std::string> EdfRecord::Files() const { return {m_state->path}; }

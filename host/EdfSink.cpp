@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <utility>
 
 #include "host/HostError.h"
@@ -114,10 +115,10 @@ void EdfSink::Finish() {
     }
     Need(edfclose_file(std::exchange(m_handle.value, -1)), "cannot be closed");
     // Closing does not tell whether the last bytes were written, but a file that is too short is refused.
-    edf_hdr_struct header;
+    const auto header = std::make_unique<edf_hdr_struct>();  // too large for a stack
     const int handle =
-        edfopen_file_readonly(m_file.PartPath().c_str(), &header, EDFLIB_DO_NOT_READ_ANNOTATIONS);
+        edfopen_file_readonly(m_file.PartPath().c_str(), header.get(), EDFLIB_DO_NOT_READ_ANNOTATIONS);
     if (handle >= 0) edfclose_file(handle);
-    Need(handle < 0 || header.datarecords_in_file != m_records, "cannot be written to its end");
+    Need(handle < 0 || header->datarecords_in_file != m_records, "cannot be written to its end");
     m_file.Commit();
 }

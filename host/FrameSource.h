@@ -9,10 +9,14 @@ struct SourceInfo {
     std::string name;                  // record name, for messages and headings
     int fs = 0;                        // samples per second and lead
     double uVpb = 0;                   // microvolts per unit, the same for every lead
-    std::vector<std::string> leads;    // lead names in frame order
+    std::vector<std::string> leads;    // lead names in frame order, no two alike
     long long frames = 0;              // frames announced; 0 where the source does not know
     std::string started;               // first frame, "YYYY-MM-DD hh:mm:ss" or "hh:mm:ss", empty if unknown
     std::vector<std::string> remarks;  // what the file says of patient and recording, one line each
+    int framesPerMark = 1;             // frames that an annotation of the recording counts as one
+
+    /// In how many steps a second the annotations of the recording count.
+    double AnnotationHz() const { return static_cast<double>(fs) / framesPerMark; }
 };
 
 /// Reads forward only. One object belongs to one thread.
@@ -28,4 +32,6 @@ public:
     virtual std::vector<std::string> Warnings() const { return {}; }
     /// How the file holds its signals (format, gains, units, signals left out), one line each, for people.
     virtual std::vector<std::string> Describe() const { return {}; }
+    /// The files that are read.
+    virtual std::vector<std::string> Files() const { return {}; }
 };

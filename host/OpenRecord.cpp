@@ -31,6 +31,7 @@ public:
     }
     std::vector<std::string> Warnings() const override { return m_source->Warnings(); }
     std::vector<std::string> Describe() const override { return m_source->Describe(); }
+    std::vector<std::string> Files() const override { return m_source->Files(); }
 
 private:
     void Select(const std::string& path, const std::string& name) {

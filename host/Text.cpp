@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <set>
 
 std::string Number(double value, int decimals) {
     if (std::isnan(value)) return "-";
@@ -31,4 +32,20 @@ std::string CsvField(const std::string& text) {
 bool EqualIgnoringCase(const std::string& a, const std::string& b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
+
+void MakeUnique(std::vector<std::string>& names) {
+    const auto lowered = [](std::string name) {
+        for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return name;
+    };
+    std::set<std::string> taken, seen;
+    for (const std::string& name : names) taken.insert(lowered(name));
+    for (std::string& name : names) {
+        const std::string wanted = lowered(name);
+        if (seen.insert(wanted).second) continue;
+        int number = 2;
+        while (!taken.insert(wanted + " " + std::to_string(number)).second) ++number;
+        name += " " + std::to_string(number);
+    }
 }

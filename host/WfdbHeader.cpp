@@ -13,10 +13,11 @@
 #include "host/Calibration.h"
 #include "host/HostError.h"
 #include "host/StartTime.h"
+#include "host/Text.h"
 
 namespace {
 
-constexpr double kDefaultUvPerUnit = 5;  // 200 ADC units per millivolt
+constexpr double kDefaultUvPerUnit = 5;  // 200 ADC units per millivolt, as the WFDB library assumes
 constexpr std::size_t kMaxHeaderBytes = 1 << 20;
 constexpr int kMaxSignals = 256;
 constexpr int kMaxSegments = 100000;
@@ -201,7 +202,8 @@ std::optional<int> ParseGain(LineParser& line, WfdbSignal& signal) {
     const double uvPerPhysicalUnit = MicrovoltsPer(signal.units);
     signal.isEcg = uvPerPhysicalUnit != 0;
     if (!signal.isEcg) return baseline;
-    if (gain == 0) line.Fail("zero gain: the signal is not calibrated");
+    signal.isCalibrated = gain != 0;
+    if (!signal.isCalibrated) return baseline;
     signal.uvPerUnit = uvPerPhysicalUnit / gain;
     if (!std::isnormal(signal.uvPerUnit)) line.Fail("absurd gain: " + Quote(line.Field()));
     return baseline;
@@ -267,6 +269,13 @@ void CheckGrouping(const LineParser& line, const std::vector<WfdbSignal>& before
     }
 }
 
+void MakeNamesUnique(std::vector<WfdbSignal>& signals) {
+    std::vector<std::string> names;
+    for (const WfdbSignal& signal : signals) names.push_back(signal.name);
+    MakeUnique(names);
+    for (std::size_t i = 0; i < signals.size(); ++i) signals[i].name = names[i];
+}
+
 std::string ReadHeaderText(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
     if (!stream) throw HostError(path, "the header cannot be opened");
@@ -324,6 +333,7 @@ WfdbHeader ReadWfdbHeader(const std::string& path, WfdbHeaderKind kind) {
         end.Fail("expected " + std::to_string(wanted) + (isWhole ? " signals" : " segments") +
                  ", found the end after " + std::to_string(found));
     }
+    MakeNamesUnique(header->signals);
     header->remarks = std::move(remarks);
     return *std::move(header);
 }

@@ -21,16 +21,17 @@ struct WfdbSignal {
     std::string fileName;
     WfdbFormat format;
     int samplesPerFrame = 1;
-    int skew = 0;              // frames that precede frame 0
-    long long byteOffset = 0;  // of the first sample in the file
-    bool isEcg = true;         // measured in a unit of voltage, as one that names no unit is
-    double uvPerUnit = 0;      // microvolts per ADC unit
-    int baseline = 0;          // ADC value of 0 microvolts
-    int resolutionBits = 0;    // 0: not known
-    int adcZero = 0;           // ADC value in the middle of its range
+    int skew = 0;               // frames that precede frame 0
+    long long byteOffset = 0;   // of the first sample in the file
+    bool isEcg = true;          // measured in a unit of voltage, as one that names no unit is
+    bool isCalibrated = false;  // without a gain, 200 ADC units per millivolt are assumed
+    double uvPerUnit = 0;       // microvolts per ADC unit
+    int baseline = 0;           // ADC value of 0 microvolts
+    int resolutionBits = 0;     // 0: not known
+    int adcZero = 0;            // ADC value in the middle of its range
     std::optional<std::uint16_t> checksum;
     std::string units = "mV";
-    std::string name;
+    std::string name;  // no other signal of the record has it
 };
 
 /// A record of its own that is a part of another.

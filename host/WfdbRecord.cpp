@@ -62,6 +62,7 @@ public:
         m_stream.seekg(byteOffset);
     }
 
+    const std::string& Path() const { return m_path; }
     /// Frames of so many samples that the file holds entirely.
     long long Frames(long long samples) const {
         const long long bitsPerFrame = samples * m_format.bits;
@@ -214,6 +215,7 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
     const WfdbHeader header = ReadWfdbHeader(path);
     if (!header.segments.empty()) throw HostError(path, "expected a record of one piece, found segments");
     m_info.name = OneLine(header.name);
+    m_files = {path};
     m_info.started = header.started;
     m_info.remarks = header.remarks;
     for (const WfdbSignal& signal : header.signals) m_state->signals.emplace_back(signal);
@@ -232,12 +234,17 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
             signal.isEcg = false;
             continue;
         }
+        if (!signal.isCalibrated)
+            m_state->warnings.push_back(Quote(signal.name) +
+                                        " is not calibrated: read at 200 units per mV, " +
+                                        "its amplitudes are not known to be right");
         m_info.leads.push_back(signal.name);
         AddExtremes(signal, extremesUv);
     }
     if (m_info.leads.empty())
         throw HostError(path, "expected an ECG signal, found no signal in a unit of voltage");
     m_info.fs = CheckedFs(header.fs * m_state->samplesPerFrame, path);
+    m_info.framesPerMark = m_state->samplesPerFrame;
     if (m_state->maxSkew > 0 && m_state->samplesPerFrame > 1)
         throw HostError(path, "expected no skew with several samples per frame, found " +
                                   std::to_string(m_state->maxSkew));
@@ -249,6 +256,7 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
 
     m_state->storedFrames = header.announcedFrames;
     m_state->OpenFiles(path);
+    for (const SignalFile& file : m_state->files) m_files.push_back(file.Path());
     if (m_state->storedFrames <= m_state->maxSkew) {
         throw HostError(path, "expected more frames than the skew of " + std::to_string(m_state->maxSkew) +
                                   ", found " + std::to_string(m_state->storedFrames));

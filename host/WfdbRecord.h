@@ -11,8 +11,9 @@
 // Signal formats 16, 24, 32, 80 and 212. Frames here are those of FrameSource, with one sample of each lead;
 // a frame of the header may hold several. Signals in a unit other than a voltage are not ECG and are left out
 // with a warning, as are those of another rate than the first lead's; skewed signals are brought back into
-// step. Refused, with a HostError: records of several segments (WfdbSegments reads them), rates the analysis
-// is not made for, uncalibrated ECG signals, signal files outside the header's directory.
+// step. ECG signals without a gain, or with a gain of 0, are taken at 200 ADC units per millivolt, with a
+// warning. Refused, with a HostError: records of several segments (WfdbSegments reads them), rates the
+// analysis is not made for, signal files outside the header's directory.
 //
 // Holds a buffer for each signal file, never a whole one: a record of 24 hours needs no more memory than one
 // of 10 seconds. The layout is described in header(5) and signal(5) of the WFDB Applications Guide.
@@ -37,10 +38,12 @@ public:
     bool Read(short* frame) override;
     std::vector<std::string> Warnings() const override;
     std::vector<std::string> Describe() const override;
+    std::vector<std::string> Files() const override { return m_files; }
 
 private:
     struct State;
 
     SourceInfo m_info;
+    std::vector<std::string> m_files;
     std::unique_ptr<State> m_state;  // never null
 };

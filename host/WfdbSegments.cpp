@@ -1,20 +1,27 @@
 #include "host/WfdbSegments.h"
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <utility>
 
 #include "host/Calibration.h"
 #include "host/HostError.h"
+#include "host/Text.h"
 
 namespace {
 
 constexpr const char* kGap = "~";
 constexpr std::size_t kMostWarnings = 20;
 
+bool HasNoEcg(const WfdbHeader& header) {
+    return !header.signals.empty() && std::none_of(header.signals.begin(), header.signals.end(),
+                                                   [](const WfdbSignal& signal) { return signal.isEcg; });
+}
+
 std::size_t FindLead(const std::vector<std::string>& leads, const std::string& name) {
-    return static_cast<std::size_t>(std::find(leads.begin(), leads.end(), name) - leads.begin());
+    const auto found = std::find_if(leads.begin(), leads.end(),
+                                    [&](const std::string& lead) { return EqualIgnoringCase(lead, name); });
+    return static_cast<std::size_t>(found - leads.begin());
 }
 
 }  // namespace
@@ -22,16 +29,27 @@ std::size_t FindLead(const std::vector<std::string>& leads, const std::string& n
 WfdbSegments::WfdbSegments(const std::string& path, WfdbHeader header)
     : m_folder(std::filesystem::path(path).parent_path().string()), m_segments(std::move(header.segments)) {
     m_info.name = OneLine(header.name);
+    m_files = {path};
     m_info.started = header.started;
     m_info.remarks = std::move(header.remarks);
     long long frames = 0;  // of the header
-    for (const WfdbSegment& segment : m_segments) {
+    for (WfdbSegment& segment : m_segments) {
         frames += segment.frames;
         if (segment.name == kGap || segment.frames == 0) continue;
+        const WfdbHeader own = ReadWfdbHeader(PathOf(segment));
+        if (HasNoEcg(own)) {
+            Warn("segment " + OneLine(own.name) + ": a gap, no signal is in a unit of voltage");
+            segment.name = kGap;
+            continue;
+        }
         const WfdbRecord record(PathOf(segment));
         const SourceInfo& info = record.Info();
-        if (m_info.leads.empty()) m_info.fs = info.fs;
-        if (info.fs != m_info.fs || ReadWfdbHeader(PathOf(segment)).fs != header.fs)
+        for (std::string& file : record.Files()) m_files.push_back(std::move(file));
+        if (m_info.leads.empty()) {
+            m_info.fs = info.fs;
+            m_info.framesPerMark = info.framesPerMark;
+        }
+        if (info.fs != m_info.fs || own.fs != header.fs)
             throw HostError(PathOf(segment), "expected the rate of " + path + " and its first segment");
         for (const std::string& lead : info.leads)
             if (FindLead(m_info.leads, lead) == m_info.leads.size()) m_info.leads.push_back(lead);
@@ -41,8 +59,7 @@ WfdbSegments::WfdbSegments(const std::string& path, WfdbHeader header)
     if (header.announcedFrames > 0 && header.announcedFrames != frames)
         Warn("expected " + std::to_string(header.announcedFrames) + " frames, the segments have " +
              std::to_string(frames));
-    m_samplesPerFrame = std::llround(m_info.fs / header.fs);
-    m_info.frames = frames * m_samplesPerFrame;
+    m_info.frames = frames * m_info.framesPerMark;
     OrderByLayout();
     m_latest.assign(m_info.leads.size(), 0);
 }
@@ -73,7 +90,7 @@ std::string WfdbSegments::PathOf(const WfdbSegment& segment) const {
 
 void WfdbSegments::OpenNext() {
     const WfdbSegment& segment = m_segments[m_next++];
-    m_framesLeft = segment.frames * m_samplesPerFrame;
+    m_framesLeft = segment.frames * m_info.framesPerMark;
     if (segment.name == kGap || segment.frames == 0) return;
     m_open = std::make_unique<WfdbRecord>(PathOf(segment), m_info.uVpb);
     m_leadOf.clear();

@@ -51,6 +51,16 @@ TEST_F(CsvRecordTest, ReadsUnitsSeparatorsAndTimes) {
         {"Time (ms),I (V)\n10,0.1\n12,-0.1\n14,0\n", 0, 0, 500, 5, {"I"}, {{20000}, {-20000}, {0}}},
         {"seconds,I (mV)\n7.000,1\n7.003,1\n7.006,1\n7.008,1\n", 0, 0, 375, 1, {"I"}, Frames(4, {1000})},
         {"time,I (mV)\n0,1\n1,1\n", 200, 0, 200, 1, {"I"}, Frames(2, {1000})},  // the option rules
+        {"\"I, left (uV)\";\"II (uV)\"\n+3;-4\n", 500, 0, 500, 1, {"I, left", "II"}, {{3, -4}}},
+        {"\"I, left (uV)\",\"II; a (uV)\"\n+0,+1e1\n", 500, 0, 500, 1, {"I, left", "II; a"}, {{0, 10}}},
+        {"I, left (uV)\tII; a (uV)\n3\t4\n", 500, 0, 500, 1, {"I, left", "II; a"}, {{3, 4}}},
+        {"ECG,ECG (uV),ecg 2,ECG\n3,4,5,6\n",
+         500,
+         1,
+         500,
+         1,
+         {"ECG", "ECG 3", "ecg 2", "ECG 4"},
+         {{3, 4, 5, 6}}},
     };
     for (const auto& [text, fs, uVpb, expectedFs, expectedUvpb, leads, frames] : cases) {
         CsvRecord record = Open(text, Options(fs, uVpb));
@@ -105,6 +115,9 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
         {"I,II\n" + frames + "5,6,\n", 500, 1, "line 4: expected 2 columns as in the header, found 3"},
         {"I,II\n1,\n", 500, 1, "line 2: column 2: expected a number, found \"\""},
         {"I;II\n1,5;2\n", 500, 1, "line 2: column 1: expected a number, found \"1,5\""},
+        {"I,II\n1,+\n", 500, 1, "line 2: column 2: expected a number, found \"+\""},
+        {"I,II\n1,+-2\n", 500, 1, "line 2: column 2: expected a number, found \"+-2\""},
+        {"I,II\n1,++2\n", 500, 1, "line 2: column 2: expected a number, found \"++2\""},
         {"I,II\n1,nan\n", 500, 1, "line 2: column 2: expected a number, found \"nan\""},
         {"I,II\n1,1e999\n", 500, 1, "line 2: column 2: expected a number, found \"1e999\""},
         {"I,II\n1," + std::string(70000, '1'), 500, 1, "line 2: expected a line of at most 65536 bytes"},

@@ -132,6 +132,13 @@ TEST_F(EdfRecordTest, LeavesOutWithAWarningWhatIsNoLeadAndSaysWhatTheFileHolds) 
     EXPECT_THAT(record.Describe(), testing::Contains("annotations: 1 signal, not read"));
 }
 
+TEST_F(EdfRecordTest, GivesLeadsOfOneNameNumbers) {
+    std::vector<Signal> signals;
+    for (const char* label : {"ECG", "ECG I", "ECG", "I", "2"})
+        signals.push_back({label, "uV", -100, 100, -100, 100, 100, std::vector<int>(100, 1)});
+    EXPECT_THAT(Open(Edf(signals)).Info().leads, ElementsAre("ECG", "I", "ECG 2", "I 2", "2"));
+}
+
 TEST_F(EdfRecordTest, ChoosesTheScaleOfBdfByTheRangeThatItUses) {
     const auto open = [&](int highest) {
         std::vector<int> samples(5000, 0);

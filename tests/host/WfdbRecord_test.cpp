@@ -152,8 +152,8 @@ TEST_F(WfdbRecordTest, FillsInWhatTheHeaderLeavesOutAndShiftsSkewedSignalsIntoSt
     EXPECT_EQ(shortest.Info().fs, 250);
     EXPECT_EQ(shortest.Info().frames, 3);  // what the file holds
     EXPECT_THAT(shortest.Info().leads, ElementsAre("signal 1"));
+    EXPECT_EQ(shortest.Info().AnnotationHz(), 250);
     EXPECT_EQ(ReadAll(shortest), (Frames{{-1000}, {0}, {5}}));
-    EXPECT_THAT(shortest.Warnings(), IsEmpty());
     // The pulse of each signal stands where its skew says; the frames behind the last whole one are lost.
     Write("r.dat", Pack(16, {{0, 0, 0}, {9, 0, 0}, {0, 9, 0}, {0, 0, 0}, {0, 0, 9}, {0, 0, 0}}));
     WfdbRecord skewed =
@@ -161,6 +161,30 @@ TEST_F(WfdbRecordTest, FillsInWhatTheHeaderLeavesOutAndShiftsSkewedSignalsIntoSt
     EXPECT_EQ(skewed.Info().frames, 3);
     EXPECT_EQ(ReadAll(skewed), (Frames{{0, 0, 0}, {9, 9, 9}, {0, 0, 0}}));
     EXPECT_THAT(skewed.Warnings(), IsEmpty());
+}
+
+TEST_F(WfdbRecordTest, ReadsSignalsWithoutAGainAtTheDefaultAndWarns) {
+    Write("r.dat", Pack(16, {{110, 110, 110, 110, 110}}));
+    WfdbRecord record = Open(
+        "r 5 250 1\nr.dat 16\nr.dat 16 0(10)/uV 12 0 0 110 0 V5\nr.dat 16 0 12 20\nr.dat 16 200 12\n"
+        "r.dat 16 0/mmHg 12 0 0 110 0 ABP\n");
+    EXPECT_EQ(record.Info().uVpb, 5);
+    EXPECT_EQ(ReadAll(record), (Frames{{110, 100, 90, 110}}));
+    const std::string assumed =
+        " is not calibrated: read at 200 units per mV, its amplitudes are not known to be right";
+    EXPECT_THAT(record.Warnings(),
+                ElementsAre("\"signal 1\"" + assumed, "\"V5\"" + assumed, "\"signal 3\"" + assumed,
+                            "\"ABP\" left out: its unit \"mmHg\" is not a voltage"));
+}
+
+TEST_F(WfdbRecordTest, GivesLeadsOfOneNameNumbersThatNoOtherHas) {
+    Write("r.dat", Pack(16, {{1, 2, 3, 4, 5, 6}}));
+    std::string header = "r 6 250\n";
+    for (const char* name : {"ECG", "ECG", "ECG 2", "ecg", "signal 6", ""})
+        header += std::string("r.dat 16 1000 16 0 0 0 0 ") + name + "\n";
+    WfdbRecord record = Open(header);
+    EXPECT_THAT(record.Info().leads, ElementsAre("ECG", "ECG 3", "ECG 2", "ecg 4", "signal 6", "signal 6 2"));
+    EXPECT_EQ(ReadAll(record), (Frames{{1, 2, 3, 4, 5, 6}}));
 }
 
 TEST_F(WfdbRecordTest, ChoosesTheFinestScaleThatTheAdcRangeFits) {
@@ -201,6 +225,7 @@ TEST_F(WfdbRecordTest, TakesFramesOfSeveralSamplesApartAndLeavesOutSignalsOfAnot
         "r 4 125 2\nr.dat 212x2 1000 12 0 0 10 0 I\nr.dat 212x3 1000 12 0 0 483 0 EEG\n"
         "r.dat 212x2 1000 12 0 0 50 0 II\nr.dat 212 1/mmHg 12 0 0 11 0 ABP\n");
     EXPECT_EQ(record.Info().fs, 250);
+    EXPECT_EQ(record.Info().AnnotationHz(), 125);
     EXPECT_EQ(record.Info().frames, 4);
     EXPECT_THAT(record.Info().leads, ElementsAre("I", "II"));
     EXPECT_EQ(ReadAll(record), (Frames{{1, 11}, {2, 12}, {3, 13}, {4, 14}}));
@@ -257,7 +282,8 @@ TEST_F(WfdbRecordTest, StopsAtTheAnnouncedLengthOrEarlyWithAWarning) {
     EXPECT_THAT(warningsOf("r 2 250 2\n" + files, 2, 2), ElementsAre(badSum));
     EXPECT_THAT(warningsOf("r 2 250 9\n" + files, 2, 9), ElementsAre("ends early: 2 of 9 frames"));
     EXPECT_THAT(warningsOf("r 2 250\n" + files, 2, 2), IsEmpty());  // without a length the sums say nothing
-    EXPECT_THAT(warningsOf("r 3 250\n" + files + "s.dat 16", 2, 2), ElementsAre("ends early: 2 of 3 frames"));
+    EXPECT_THAT(warningsOf("r 3 250\n" + files + "s.dat 16 200", 2, 2),
+                ElementsAre("ends early: 2 of 3 frames"));
 
     WfdbRecord record = Open("r 2 250 2\n" + files);
     short frame[2];
@@ -297,7 +323,6 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
         {"r 1 250\nr.dat 16:-1\n", "skew is negative: -1"},
         {"r 1 250\nr.dat 16:2\n", "expected more frames than the skew of 2, found 2"},
         {"r 1 250\nr.dat 16?\n", "malformed format: \"16?\""},
-        {"r 1 250\nr.dat 16 0/mV\n", "line 2: zero gain"},
         {"r 1 250\nr.dat 16 1e-320\n", "gain"},
         {"r 1 250\nr.dat 16 200mV\n", "malformed gain: \"200mV\""},
         {"r 1 250\nr.dat 16 200 -1\n", "ADC resolution is negative: -1"},

@@ -62,6 +62,25 @@ TEST_F(WfdbSegmentsTest, MatchesLeadsByNameInTheOrderOfTheLayoutAndHoldsThemInGa
     EXPECT_THAT(record.Warnings(), ElementsAre("3 frames in gaps, values before held"));
 }
 
+TEST_F(WfdbSegmentsTest, KeepsLeadsOfOneNameApart) {
+    Segment("a", {"ECG", "ECG", "ECG"}, "abc");
+    Segment("b", {"ecg", "ECG"}, "xy");
+    WfdbSegments record = Open("r/2 3 250\na 1\nb 1\n");
+    EXPECT_THAT(record.Info().leads, ElementsAre("ECG", "ECG 2", "ECG 3"));
+    EXPECT_EQ(ReadAll(record), (Frames{{-31, -30, -29}, {-8, -7, -29}}));
+}
+
+TEST_F(WfdbSegmentsTest, TakesASegmentWithoutAVoltageAsAGap) {
+    m_folder.Write("p.hea", "p 1 250 2\np.dat 80 1/mmHg 8 0 0 0 0 ABP\n");
+    Segment("a", {"I"}, "ab");
+    WfdbSegments record = Open("r/3 1 250\np 2\na 2\np 1\n");
+    EXPECT_EQ(ReadAll(record), (Frames{{0}, {0}, {-31}, {-30}, {-30}}));
+    const std::string gap = "segment p: a gap, no signal is in a unit of voltage";
+    EXPECT_THAT(record.Warnings(), ElementsAre(gap, gap, "3 frames in gaps, values before held"));
+    EXPECT_THAT(RefusalOf([&] { Open("r/2 1 250\np 2\n~ 1\n"); }),
+                HasSubstr("expected a segment with an ECG signal, found none"));
+}
+
 TEST_F(WfdbSegmentsTest, KeepsTheTimeWhereSegmentsEndEarlyAndDoesNotRepeatItselfForever) {
     Segment("a", {"I"}, "ab");
     std::string header = "r/30 1 250 80\n";
@@ -84,6 +103,7 @@ TEST_F(WfdbSegmentsTest, CountsFramesOfSeveralSamplesAsTheHeaderDoes) {
     m_folder.Write("a.dat", "abcd");
     WfdbSegments record = Open("r/2 1 62.5 3\na 1\n~ 2\n");
     EXPECT_EQ(record.Info().fs, 250);
+    EXPECT_EQ(record.Info().AnnotationHz(), 62.5);
     EXPECT_EQ(record.Info().frames, 12);
     const Frames read = ReadAll(record);
     ASSERT_EQ(read.size(), 12U);
