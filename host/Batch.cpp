@@ -8,19 +8,24 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include "host/HostError.h"
+#include "host/Interrupt.h"
 #include "host/PendingFile.h"
 #include "host/Progress.h"
+#include "host/ResultFiles.h"
 #include "host/Text.h"
 
 namespace fs = std::filesystem;
@@ -29,10 +34,25 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr int kExitInterrupted = 130;  // of an analysis
+
 struct Task {
     std::string record;
-    fs::path json;   // the result
-    fs::path notes;  // what its process says on stderr
+    fs::path json;    // the result
+    fs::path notes;   // what its process says on stderr
+    std::string row;  // of the table; empty while there is no whole result
+};
+
+// Prints its lines at the end of the batch, also where that is an exception.
+struct Failures {
+    Failures() = default;
+    ~Failures() {
+        for (const std::string& line : lines) std::cerr << OneLine(line) << "\n";
+    }
+    Failures(const Failures&) = delete;
+    Failures& operator=(const Failures&) = delete;
+
+    std::vector<std::string> lines;
 };
 
 std::string FirstLine(const fs::path& path) {
@@ -84,60 +104,19 @@ pid_t Start(const std::string& program, const Task& task, const std::vector<std:
     return child;
 }
 
-// What went wrong; empty when all is well.
-std::string Outcome(const Task& task, int status) {
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 0 && fs::exists(task.json)) return "";
-    if (WIFSIGNALED(status)) return task.record + ": ended by signal " + std::to_string(WTERMSIG(status));
-    const std::string said = FirstLine(task.notes);
-    return said.empty() ? task.record + ": exit code " + std::to_string(WEXITSTATUS(status)) : said;
-}
-
-std::vector<std::string> RunTasks(const std::vector<Task>& tasks, const BatchOptions& options,
-                                  std::size_t total) {
-    const std::string program = fs::read_symlink("/proc/self/exe").string();
-    const std::size_t jobs = options.jobs > 0 ? static_cast<std::size_t>(options.jobs)
-                                              : std::max(1U, std::thread::hardware_concurrency());
-    ProgressBar bar("batch", static_cast<double>(total), !options.quiet);
-    std::map<pid_t, const Task*> running;
-    std::vector<std::string> failed;
-    std::size_t next = 0, done = total - tasks.size();
-    while (next < tasks.size() || !running.empty()) {
-        while (next < tasks.size() && running.size() < jobs) {
-            const Task& task = tasks[next++];
-            fs::create_directories(task.json.parent_path());
-            running[Start(program, task, options.analyzeArguments)] = &task;
-        }
-        int status = 0;
-        const pid_t child = waitpid(-1, &status, 0);
-        if (child < 0 && errno == EINTR) continue;
-        const auto ended = running.find(child);
-        if (ended == running.end()) continue;
-        const std::string problem = Outcome(*ended->second, status);
-        if (problem.empty())
-            fs::remove(ended->second->notes);
-        else
-            failed.push_back(problem);
-        running.erase(ended);
-        bar.Show(static_cast<double>(++done));
-    }
-    return failed;
-}
-
 std::string Figure(const Json& value, int decimals) {
     return value.is_number() ? Number(value.get<double>(), decimals) : "";
 }
 
-void WriteRow(std::ostream& out, const Task& task) {
-    std::ifstream file(task.json);
-    const Json result = Json::parse(file, nullptr, false);
-    if (result.is_discarded()) throw HostError(task.json.string(), "is no result; remove it to analyse anew");
+std::string TableRow(const std::string& record, const Json& result) {
+    std::ostringstream out;
     const Json& exercise = result.at("exercise");
     const Json* worst = nullptr;
     for (const Json& lead : result.at("leads")) {
         const double change = std::abs(lead.at("largest_change_uv").get<double>());
         if (!worst || change > std::abs(worst->at("largest_change_uv").get<double>())) worst = &lead;
     }
-    out << CsvField(task.record) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
+    out << CsvField(record) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
         << result.at("record").at("leads").size() << ',' << result.at("beats_found") << ','
         << result.at("beats_folded") << ',' << Figure(exercise.at("peak_heart_rate_per_min"), 1) << ','
         << Figure(exercise.at("peak_heart_rate_s"), 0) << ',';
@@ -150,6 +129,93 @@ void WriteRow(std::ostream& out, const Task& task) {
     out << ',' << Figure(exercise.at("duke"), 0) << ',' << Figure(exercise.at("pwc130_w"), 1) << ','
         << Figure(exercise.at("pwc150_w"), 1) << ',' << Figure(exercise.at("pwc170_w"), 1) << ','
         << result.at("warnings").size() << '\n';
+    return out.str();
+}
+
+// The trends fill most of a result, and the table needs nothing of them: they are checked but not kept.
+bool IsKept(int depth, Json::parse_event_t event, const Json& parsed) {
+    return depth != 1 || event != Json::parse_event_t::key || (parsed != "heart_rate" && parsed != "st");
+}
+
+enum class ResultState {
+    None,         // no such file
+    Interrupted,  // a result of a part of the record
+    Foreign,      // no result of this program, or a damaged one
+    Whole,        // the row of the task is filled
+};
+
+ResultState ReadResult(Task& task) {
+    if (!fs::exists(task.json)) return ResultState::None;
+    try {
+        std::ifstream file(task.json);
+        const Json result = Json::parse(file, IsKept);
+        if (result.at("schema") != kResultSchema) return ResultState::Foreign;
+        if (result.value("interrupted", false)) return ResultState::Interrupted;
+        task.row = TableRow(task.record, result);
+        return ResultState::Whole;
+    } catch (const Json::exception&) {  // not JSON, or not with these members
+        return ResultState::Foreign;
+    } catch (const std::ios_base::failure&) {  // a folder
+        return ResultState::Foreign;
+    }
+}
+
+// What went wrong with a task that has no whole result.
+std::string Problem(const Task& task, int status) {
+    if (WIFSIGNALED(status)) return task.record + ": ended by signal " + std::to_string(WTERMSIG(status));
+    if (WEXITSTATUS(status) == kExitInterrupted) return task.record + ": was interrupted";
+    const std::string said = FirstLine(task.notes);
+    return said.empty() ? task.record + ": exit code " + std::to_string(WEXITSTATUS(status)) : said;
+}
+
+// A process that ended, with its status; none where a signal came first. Throws HostError where there is none
+// to wait for.
+std::optional<pid_t> WaitForProcess(int& status) {
+    const pid_t child = waitpid(-1, &status, 0);
+    if (child >= 0) return child;
+    if (errno != EINTR) throw HostError("batch", std::string("cannot wait: ") + std::strerror(errno));
+    return std::nullopt;
+}
+
+// Analyses the open tasks and fills their rows. `total` counts those that were done before too.
+void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::size_t total,
+              std::vector<std::string>& failed) {
+    const std::string program = fs::read_symlink("/proc/self/exe").string();
+    const std::size_t jobs = options.jobs > 0 ? static_cast<std::size_t>(options.jobs)
+                                              : std::max(1U, std::thread::hardware_concurrency());
+    ProgressBar bar("batch", static_cast<double>(total), !options.quiet);
+    std::map<pid_t, Task*> running;
+    std::size_t next = 0, done = total - open.size();
+    bool isPassedOn = false;  // the interrupt, to the running processes
+    while (!running.empty() || (next < open.size() && !Interrupt::IsAsked())) {
+        while (next < open.size() && running.size() < jobs && !Interrupt::IsAsked()) {
+            Task& task = *open[next++];
+            try {
+                fs::create_directories(task.json.parent_path());
+                running[Start(program, task, options.analyzeArguments)] = &task;
+            } catch (const std::exception& error) {
+                failed.push_back(task.record + ": " + error.what());
+            }
+        }
+        if (running.empty()) continue;
+        // Ctrl-C reaches all of them by itself; a signal that was sent to the batch alone does not.
+        if (Interrupt::IsAsked() && !isPassedOn) {
+            for (const auto& [child, task] : running) kill(child, SIGTERM);
+            isPassedOn = true;
+        }
+        int status = 0;
+        const std::optional<pid_t> child = WaitForProcess(status);
+        const auto ended = child ? running.find(*child) : running.end();
+        if (ended == running.end()) continue;
+        Task& task = *ended->second;
+        // What an interrupted process says is not the fault of its record.
+        if (ReadResult(task) == ResultState::Whole || Interrupt::IsAsked())
+            fs::remove(task.notes);
+        else
+            failed.push_back(Problem(task, status));
+        running.erase(ended);
+        bar.Show(static_cast<double>(++done));
+    }
 }
 
 void WriteTable(const fs::path& path, const std::vector<Task>& tasks) {
@@ -158,9 +224,28 @@ void WriteTable(const fs::path& path, const std::vector<Task>& tasks) {
         << "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
            "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,duke,pwc130_w,"
            "pwc150_w,pwc170_w,warnings\n";
-    for (const Task& task : tasks)
-        if (fs::exists(task.json)) WriteRow(file.Stream(), task);
+    for (const Task& task : tasks) file.Stream() << task.row;
     file.Commit();
+}
+
+// One task for each record that is listed, once or more often. Two records with one place for their results
+// would overwrite each other's: the later one fails.
+std::vector<Task> MakeTasks(const std::vector<std::string>& records, const fs::path& outFolder,
+                            const fs::path& root, std::vector<std::string>& failed) {
+    std::vector<Task> tasks;
+    std::map<fs::path, std::string> recordOf;  // of a result
+    for (const std::string& record : records) {
+        Task task{record, ResultPath(outFolder, record, root), {}, {}};
+        task.notes = task.json;
+        task.notes += ".log";
+        const auto [place, isNew] = recordOf.emplace(task.json, record);
+        if (isNew)
+            tasks.push_back(std::move(task));
+        else if (place->second != record)
+            failed.push_back(record + ": its result would be " + task.json.string() + ", as that of " +
+                             place->second);
+    }
+    return tasks;
 }
 
 // The segments that a WFDB header names, so that they are not taken for records.
@@ -175,6 +260,37 @@ void AddSegments(const fs::path& header, std::set<fs::path>& segments) {
         if (!name.empty() && name != "~" && name.front() != '#')
             segments.insert(header.parent_path() / (name + ".hea"));
     }
+}
+
+// The batch, up to its table; how many records failed.
+int RunRecords(const BatchOptions& options) {
+    const bool isFolder = fs::is_directory(options.input);
+    const fs::path table = fs::path(options.outFolder) / "results.csv";
+    std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
+    // The results may lie among the records.
+    std::erase_if(records, [&](const std::string& record) {
+        return fs::weakly_canonical(record) == fs::weakly_canonical(table);
+    });
+    if (records.empty()) throw HostError(options.input, "holds no records");
+    const fs::path root = isFolder ? fs::path(options.input) : fs::path(options.input).parent_path();
+
+    Failures failures;
+    std::vector<Task> tasks = MakeTasks(records, options.outFolder, root, failures.lines);
+    std::vector<Task*> open;
+    for (Task& task : tasks) {
+        switch (ReadResult(task)) {
+            case ResultState::None:
+            case ResultState::Interrupted: open.push_back(&task); break;
+            case ResultState::Foreign:
+                failures.lines.push_back(task.json.string() + ": is not a result of qzstress; move it away");
+                break;
+            case ResultState::Whole: break;
+        }
+    }
+    RunTasks(open, options, tasks.size(), failures.lines);
+    fs::create_directories(options.outFolder);
+    WriteTable(table, tasks);
+    return static_cast<int>(failures.lines.size());
 }
 
 }  // namespace
@@ -202,27 +318,8 @@ std::vector<std::string> FindRecords(const std::string& folder) {
 }
 
 int RunBatch(const BatchOptions& options) {
-    const bool isFolder = fs::is_directory(options.input);
-    const fs::path table = fs::path(options.outFolder) / "results.csv";
-    std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
-    // The results may lie among the records.
-    std::erase_if(records, [&](const std::string& record) {
-        return fs::weakly_canonical(record) == fs::weakly_canonical(table);
-    });
-    if (records.empty()) throw HostError(options.input, "holds no records");
-    const fs::path root = isFolder ? fs::path(options.input) : fs::path(options.input).parent_path();
-
-    std::vector<Task> tasks, open;
-    for (const std::string& record : records) {
-        Task task{record, ResultPath(options.outFolder, record, root), {}};
-        task.notes = task.json;
-        task.notes += ".log";
-        tasks.push_back(task);
-        if (!fs::exists(task.json)) open.push_back(task);
-    }
-    const std::vector<std::string> failed = RunTasks(open, options, tasks.size());
-    fs::create_directories(options.outFolder);
-    WriteTable(table, tasks);
-    for (const std::string& problem : failed) std::cerr << problem << "\n";
-    return static_cast<int>(failed.size());
+    // Where SIGCHLD is ignored, as a parent may have left it, the status of a process is lost.
+    std::signal(SIGCHLD, SIG_DFL);
+    const Interrupt interrupt;
+    return RunRecords(options);
 }

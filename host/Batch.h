@@ -2,7 +2,10 @@
 //
 // Every record is analysed by a process of its own (`qzstress analyze RECORD --json ...`), so that a record
 // that brings one down does not bring the others down. A record whose result is there already is not analysed
-// again: a batch that was stopped goes on where it was.
+// again: a batch that was stopped goes on where it was. A result that was interrupted does not count as one.
+// A file in the place of a result that is none is left alone, and the record counts as failed.
+//
+// An interrupt ends the running analyses and starts no more; the table of what is complete is written.
 #pragma once
 
 #include <string>
@@ -16,8 +19,8 @@ struct BatchOptions {
     std::vector<std::string> analyzeArguments;  // handed on to every `analyze`
 };
 
-/// Prints failed records, one line each, at the end. Returns how many there were. Throws HostError where the
-/// batch itself cannot be done.
+/// Prints failed records, one line each, however the batch ends. Returns how many there were. Throws
+/// HostError where the batch itself cannot be done.
 int RunBatch(const BatchOptions& options);
 
 /// The records of a folder and of those in it, sorted: WFDB headers that are no segment of another record,

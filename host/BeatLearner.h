@@ -21,15 +21,18 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 /// The averaged beat as qzStressECGLib_InitTempl takes it. Positions count samples from the start of a row.
 struct LearnedBeat {
     std::vector<std::vector<short>> rows;  // one per lead, `length` samples each, in units of the input
     short length = 0;
-    short posR = 0;  // steepest place of the QRS over all leads
-    short posQ = 0;  // Q onset
-    short posJ = 0;  // end of the QRS
+    short posR = 0;          // steepest place of the QRS over all leads
+    short posQ = 0;          // Q onset
+    short posJ = 0;          // end of the QRS
+    std::string record;      // that it was learned from, as its owner names it
+    double fromSeconds = 0;  // length of the stretch
     int beatsFound = 0;
     int beatsUsed = 0;
     double likeness = 0;       // median correlation of a used beat with the average, 0..1

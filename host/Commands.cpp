@@ -2,18 +2,21 @@
 
 #include <unistd.h>
 
-#include <csignal>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "host/BeatMarker.h"
 #include "host/Evaluate.h"
 #include "host/Exporter.h"
 #include "host/HostError.h"
+#include "host/Interrupt.h"
 #include "host/Monitor.h"
+#include "host/PendingFile.h"
 #include "host/Progress.h"
 #include "host/Report.h"
 #include "host/ReportDrawing.h"
@@ -27,47 +30,94 @@ namespace {
 constexpr double kTemplateSeconds = 60;  // of another record are looked at for its beat
 constexpr double kStripMarginSeconds = 5;
 
-volatile std::sig_atomic_t g_interrupted = 0;
-
 // Ends the analysis when the user asks for it.
 class InterruptWatch : public AnalysisObserver {
 public:
-    InterruptWatch() {
-        std::signal(SIGINT, [](int) { g_interrupted = 1; });
-    }
-    ~InterruptWatch() override { std::signal(SIGINT, SIG_DFL); }
-    bool Stop() override { return g_interrupted != 0; }
-};
-
-// Ends the analysis after so much signal.
-class StopAfter : public AnalysisObserver {
-public:
-    explicit StopAfter(double frames) : m_frames(frames) {}
-    void OnFrame(const short* /*frame*/) override { --m_frames; }
-    bool Stop() override { return m_frames <= 0; }
+    bool Stop() override { return Interrupt::IsAsked(); }
 
 private:
-    double m_frames;
+    Interrupt m_interrupt;
 };
 
-LearnedBeat LearnFrom(const std::string& path, const SourceInfo& target, const RecordOptions& reading,
-                      const StressOptions& options) {
-    const std::unique_ptr<FrameSource> source = OpenRecord(path, reading);
-    const SourceInfo& info = source->Info();
-    if (info.fs != target.fs || info.leads.size() != target.leads.size())
-        throw HostError(path, "a beat of " + std::to_string(target.leads.size()) + " leads at " +
-                                  std::to_string(target.fs) + " Hz is expected, not of " +
-                                  std::to_string(info.leads.size()) + " at " + std::to_string(info.fs) +
-                                  " Hz");
-    StopAfter stop(kTemplateSeconds * info.fs);
-    return StressAnalysis(*source, options, {&stop}).Run().learned;
+// The first seconds of a source.
+class Beginning : public FrameSource {
+public:
+    Beginning(FrameSource& source, double seconds)
+        : m_source(source), m_framesLeft(std::llround(seconds * source.Info().fs)) {}
+    const SourceInfo& Info() const override { return m_source.Info(); }
+    bool Read(short* frame) override { return m_framesLeft-- > 0 && m_source.Read(frame); }
+    std::vector<std::string> Warnings() const override { return m_source.Warnings(); }
+
+private:
+    FrameSource& m_source;
+    long long m_framesLeft;
+};
+
+// The files of an analysis. All are opened before it begins, so that a name that cannot be written is told at
+// once, and get their names together, when all of them are complete.
+class Outputs {
+public:
+    Outputs(const AnalyzeOptions& options, const SourceInfo& info) : m_options(options) {
+        if (!options.report.empty()) CheckReportName(options.report);
+        if (!options.exported.empty()) m_exporter.emplace(options.exported, info, options.doubled);
+        if (!options.annotations.empty()) m_marker.emplace(info);
+        const std::pair<std::optional<PendingFile>*, const std::string*> files[] = {
+            {&m_annotations, &options.annotations},
+            {&m_csv, &options.csv},
+            {&m_report, &options.report},
+            {&m_json, &options.json}};
+        for (const auto& [file, path] : files)
+            if (!path->empty()) file->emplace(*path);
+    }
+
+    void Observe(std::vector<AnalysisObserver*>& observers) {
+        if (m_exporter) observers.push_back(&*m_exporter);
+        if (m_marker) observers.push_back(&*m_marker);
+    }
+
+    void Write(const StressResult& result, const ExerciseSummary& exercise) {
+        if (m_annotations)
+            WriteAnnotations(*m_annotations, m_marker->Annotations(result.source.AnnotationHz()));
+        if (m_csv) WriteTrendsCsv(*m_csv, result, m_options.csvEverySeconds);
+        if (m_report) WriteReport(*m_report, {result, exercise});
+        if (m_json) WriteResultJson(*m_json, result, exercise);
+        const auto files = {&m_annotations, &m_csv, &m_report, &m_json};
+        for (auto* file : files)
+            if (*file) (*file)->CloseStream();
+        if (m_exporter) m_exporter->Finish();
+        for (auto* file : files)
+            if (*file) (*file)->Commit();
+    }
+
+private:
+    const AnalyzeOptions& m_options;
+    std::optional<Exporter> m_exporter;
+    std::optional<BeatMarker> m_marker;
+    std::optional<PendingFile> m_annotations, m_csv, m_report, m_json;
+};
+
+// From the leads of the same names.
+StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options) {
+    const SourceInfo& info = source.Info();
+    if (info.fs != fs)
+        throw HostError(info.name, "a beat at " + std::to_string(fs) + " Hz is expected, not at " +
+                                       std::to_string(info.fs) + " Hz");
+    Beginning beginning(source, kTemplateSeconds);
+    InterruptWatch interrupt;
+    return StressAnalysis(beginning, options, {&interrupt}).Run();
 }
 
-// At the start, a third, two thirds and the end of a recording whose length is known.
-std::vector<double> DefaultStrips(const SourceInfo& info) {
+// At the start, the middle and the end of the work, and the end of a recording whose length is known; without
+// stages that tell of work, at a third and two thirds.
+std::vector<double> DefaultStrips(const SourceInfo& info, const std::vector<Stage>& stages) {
     const double seconds = static_cast<double>(info.frames) / info.fs;
     if (seconds < 4 * kStripMarginSeconds) return {0};
-    return {kStripMarginSeconds, seconds / 3, seconds * 2 / 3, seconds - kStripMarginSeconds};
+    const double last = seconds - kStripMarginSeconds;
+    const std::optional<Span> work = FindWork(stages, seconds);
+    if (work && work->fromSeconds > kStripMarginSeconds && work->toSeconds < last)
+        return {kStripMarginSeconds, (work->fromSeconds + work->toSeconds) / 2,
+                work->toSeconds - kStripMarginSeconds, last};
+    return {kStripMarginSeconds, seconds / 3, seconds * 2 / 3, last};
 }
 
 void PrintWarnings(const StressResult& result) {
@@ -84,7 +134,6 @@ Truth TruthOf(const SimulatedTest& test, int postJms) {
 }  // namespace
 
 bool Analyze(AnalyzeOptions options) {
-    if (!options.report.empty()) CheckReportName(options.report);
     const SimulatedTest* simulated = nullptr;
     std::unique_ptr<FrameSource> source;
     if (options.record.empty()) {
@@ -95,41 +144,48 @@ bool Analyze(AnalyzeOptions options) {
     } else {
         source = OpenRecord(options.record, options.reading);
     }
+    const SourceInfo& info = source->Info();
+    std::vector<std::string> warnings;
     if (!options.protocol.empty()) {
         const double start = options.exerciseStartSeconds;
         const double seconds =
             options.exercise.exerciseSeconds.value_or(std::numeric_limits<double>::infinity());
         options.exercise.stages = ProtocolStages(options.protocol, start, start + seconds);
+        if (!options.exercise.exerciseSeconds)
+            warnings.emplace_back(
+                "exercise is taken to last to the end of the recording: --exercise-seconds tells otherwise");
     }
-    const SourceInfo& info = source->Info();
     if (options.analysis.stripSeconds.empty() && !options.report.empty())
-        options.analysis.stripSeconds = DefaultStrips(info);
-    std::optional<LearnedBeat> beat;
-    if (!options.templateFrom.empty()) {
-        beat = LearnFrom(options.templateFrom, info, options.reading, options.analysis);
-        options.analysis.beat = &*beat;
-    }
+        options.analysis.stripSeconds = DefaultStrips(info, options.exercise.stages);
 
     InterruptWatch interrupt;
+    Outputs outputs(options, info);
+    PendingFile::Spare(source->Files());
+    PendingFile::Spare({options.stagesFile});
+    std::optional<LearnedBeat> beat;
+    if (!options.templateFrom.empty()) {
+        RecordOptions reading = options.reading;
+        reading.leads = info.leads;
+        const std::unique_ptr<FrameSource> other = OpenRecord(options.templateFrom, reading);
+        PendingFile::Spare(other->Files());
+        StressResult learned = LearnFrom(*other, info.fs, options.analysis);
+        for (const std::string& warning : learned.warnings)
+            warnings.push_back(learned.source.name + ": " + warning);
+        options.analysis.beat = &beat.emplace(std::move(learned.learned));
+    }
+
     AnalysisProgress progress(info, !options.quiet && options.realtime == 0);
     std::vector<AnalysisObserver*> observers{&interrupt, &progress};
     std::optional<Monitor> monitor;
     if (options.realtime > 0)
         observers.push_back(&monitor.emplace(std::cout, info, options.realtime, isatty(STDOUT_FILENO) == 1));
-    std::optional<Exporter> exporter;
-    if (!options.exported.empty())
-        observers.push_back(&exporter.emplace(options.exported, info, options.doubled));
-    std::optional<BeatMarker> marker;
-    if (!options.annotations.empty()) observers.push_back(&marker.emplace(info));
+    outputs.Observe(observers);
 
-    const StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
+    StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
+    result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
     const ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
     PrintWarnings(result);
-    if (exporter) exporter->Finish();
-    if (marker) WriteAnnotations(options.annotations, marker->Annotations());
-    if (!options.csv.empty()) WriteTrendsCsv(options.csv, result, options.csvEverySeconds);
-    if (!options.report.empty()) WriteReport(options.report, {result, exercise});
-    if (!options.json.empty()) WriteResultJson(options.json, result, exercise);
+    outputs.Write(result, exercise);
     if (!options.quiet) {
         PrintReport(std::cout, result, exercise);
         if (simulated != nullptr) {
@@ -139,7 +195,7 @@ bool Analyze(AnalyzeOptions options) {
         }
         if (!options.report.empty()) std::cout << "\nReport: " << options.report << "\n";
     }
-    return g_interrupted == 0;
+    return !result.interrupted;
 }
 
 void PrintInfo(const std::string& record, const RecordOptions& reading) {
@@ -169,15 +225,27 @@ void RunEvaluate(const EvaluateOptions& options) {
                                                    std::to_string(truth->postJms) + " is expected");
         reference = truth->ReferenceFor(info);
     } else {
-        reference = ReferenceFrom(ReadAnnotations(options.reference), info.fs);
+        const std::vector<Annotation> marks = ReadAnnotations(options.reference);
+        reference = ReferenceFrom(marks, StepsPerSecond(marks, info.AnnotationHz()));
         if (reference.beatSeconds.empty())
             throw HostError(options.reference, "holds no beats to compare with");
     }
+    InterruptWatch interrupt;
+    std::optional<PendingFile> json;
+    if (!options.json.empty()) json.emplace(options.json);
+    PendingFile::Spare(source->Files());
+    PendingFile::Spare({options.reference});
     AnalysisProgress progress(info, !options.quiet);
     BeatMarker marker(info);
-    const StressResult result = StressAnalysis(*source, options.analysis, {&progress, &marker}).Run();
+    const StressResult result =
+        StressAnalysis(*source, options.analysis, {&interrupt, &progress, &marker}).Run();
+    if (result.interrupted) throw HostError(options.record, "interrupted; nothing is scored");
     PrintWarnings(result);
-    const Evaluation evaluation = Evaluate(result, marker.Annotations(), reference, options.skipSeconds);
-    if (!options.json.empty()) WriteEvaluationJson(options.json, evaluation);
+    const Evaluation evaluation =
+        Evaluate(result, marker.Annotations(info.fs), reference, options.skipSeconds);
+    if (json) {
+        WriteEvaluationJson(*json, evaluation);
+        json->Commit();
+    }
     if (!options.quiet) PrintEvaluation(std::cout, evaluation);
 }

@@ -13,6 +13,7 @@ struct AnalyzeOptions {
     RecordOptions reading;
     StressOptions analysis;
     ExerciseOptions exercise;
+    std::string stagesFile;           // that `exercise` has its stages from; empty for none
     std::string protocol;             // named stages instead of those in `exercise`; empty for none
     double exerciseStartSeconds = 0;  // of the protocol
     std::string templateFrom;  // record to learn the first averaged beat from; empty: the record itself
@@ -23,7 +24,7 @@ struct AnalyzeOptions {
     bool quiet = false;                                    // no report on stdout, no progress bar
 };
 /// The report goes to stdout, warnings to stderr. False where it was interrupted: the results are then those
-/// up to there. Throws HostError.
+/// up to there. Throws HostError, and none of the files is written then.
 bool Analyze(AnalyzeOptions options);
 
 /// What the file holds, to stdout.

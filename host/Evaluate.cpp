@@ -5,7 +5,6 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "host/PendingFile.h"
 #include "host/Report.h"
 #include "host/Text.h"
 
@@ -129,7 +128,7 @@ void PrintEvaluation(std::ostream& out, const Evaluation& evaluation) {
     PrintAccuracy(out, evaluation.leads, evaluation.accuracy);
 }
 
-void WriteEvaluationJson(const std::string& path, const Evaluation& evaluation) {
+void WriteEvaluationJson(PendingFile& file, const Evaluation& evaluation) {
     using Json = nlohmann::ordered_json;
     const auto value = [](double number) { return std::isnan(number) ? Json() : Json(number); };
     const BeatScore& beats = evaluation.beats;
@@ -153,7 +152,5 @@ void WriteEvaluationJson(const std::string& path, const Evaluation& evaluation) 
                       {"heart_rate_error_median_per_min", value(accuracy.bpm.median)},
                       {"heart_rate_error_largest_per_min", value(accuracy.bpm.maximum)},
                       {"leads", leads}};
-    PendingFile file(path);
     file.Stream() << all.dump(1, ' ', false, Json::error_handler_t::replace) << '\n';
-    file.Commit();
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/Annotations.h"
+#include "host/PendingFile.h"
 #include "host/Trends.h"
 
 struct BeatScore {
@@ -19,10 +20,6 @@ struct BeatScore {
     double offsetMs = 0;                  // median of found less reference; NaN without pairs
     double Sensitivity() const;           // 0..1, NaN without reference beats
     double PositivePredictivity() const;  // 0..1, NaN without found beats
-};
-/// From the first moment on and before the second.
-struct Span {
-    double fromSeconds = 0, toSeconds = 0;
 };
 /// Both ascending. What lies in one of the spans is not counted; a pair lies where its reference beat does.
 BeatScore ScoreBeats(const std::vector<double>& foundSeconds, const std::vector<double>& referenceSeconds,
@@ -49,5 +46,5 @@ Reference ReferenceFrom(const std::vector<Annotation>& annotations, double annot
 Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& found,
                     const Reference& reference, double skipSeconds);
 void PrintEvaluation(std::ostream& out, const Evaluation& evaluation);
-/// Schema "qzstress-evaluation-1" (docs/qzstress.md).
-void WriteEvaluationJson(const std::string& path, const Evaluation& evaluation);
+/// Schema "qzstress-evaluation-1" (docs/schema). The caller commits.
+void WriteEvaluationJson(PendingFile& file, const Evaluation& evaluation);

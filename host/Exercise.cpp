@@ -68,14 +68,6 @@ bool ParseWatts(const std::string& text, std::optional<double>& watts) {
 
 bool IsWork(const Stage& stage) { return !stage.watts || *stage.watts > 0; }
 
-// From the first stage with work to the first after it without, or to the end of the recording.
-std::optional<double> TimeAtWork(const std::vector<Stage>& stages, double recordingSeconds) {
-    const auto first = std::find_if(stages.begin(), stages.end(), IsWork);
-    if (first == stages.end()) return {};
-    const auto end = std::find_if_not(first, stages.end(), IsWork);
-    return (end == stages.end() ? recordingSeconds : end->startSeconds) - first->startSeconds;
-}
-
 void FindPeak(const StressResult& result, ExerciseSummary& summary) {
     summary.peakBpm = std::numeric_limits<double>::quiet_NaN();
     auto first = result.rates.begin();
@@ -185,12 +177,21 @@ std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, 
     return stages;
 }
 
+std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingSeconds) {
+    const auto first = std::find_if(stages.begin(), stages.end(), IsWork);
+    if (first == stages.end() || first->startSeconds >= recordingSeconds) return {};
+    const auto end = std::find_if_not(first, stages.end(), IsWork);
+    return Span{first->startSeconds, end == stages.end() ? recordingSeconds : end->startSeconds};
+}
+
 ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options) {
     ExerciseSummary summary;
     summary.stages = options.stages;
     summary.angina = options.angina;
-    summary.exerciseSeconds =
-        options.exerciseSeconds ? options.exerciseSeconds : TimeAtWork(options.stages, result.seconds);
+    summary.exerciseSeconds = options.exerciseSeconds;
+    if (const std::optional<Span> work = FindWork(options.stages, result.seconds);
+        work && !summary.exerciseSeconds)
+        summary.exerciseSeconds = work->toSeconds - work->fromSeconds;
     FindPeak(result, summary);
     FindSTDeviation(result, summary);
     if (summary.exerciseSeconds && *summary.exerciseSeconds > 0 &&

@@ -57,4 +57,8 @@ const ProtocolPlan& FindProtocol(const std::string& name);
 /// never. The last stage goes on beyond the protocol's end.
 std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds);
 
+/// From the first stage with work to the first after it without, or to the end of the recording; nothing
+/// where there is no work.
+std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingSeconds);
+
 ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options);

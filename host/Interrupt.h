@@ -2,8 +2,12 @@
 // SIGHUP).
 #pragma once
 
-/// While one lives the signals do no more than be noted: whoever works for long asks now and then, so that
-/// results are kept and no unfinished file is left behind.
+#include <array>
+#include <csignal>
+
+/// While one lives the signals do no more than be noted and end a wait: whoever works for long asks now and
+/// then, so that results are kept and no unfinished file is left behind. A signal that the program was
+/// started to ignore, as nohup has it, stays ignored.
 class Interrupt {
 public:
     Interrupt();
@@ -13,4 +17,8 @@ public:
 
     /// Whether one has come since the program began.
     static bool IsAsked();
+
+private:
+    static constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
+    std::array<struct sigaction, kSignals.size()> m_before{};
 };

@@ -15,29 +15,39 @@ PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
     if (std::filesystem::is_directory(before))
         throw HostError(m_path, "expected the name of a file to write, found a folder");
     const bool isFile = !std::filesystem::exists(before) || std::filesystem::is_regular_file(before);
-    m_target = isFile ? std::filesystem::weakly_canonical(m_path, unknown).string() : m_path;
-    if (m_target.empty()) m_target = m_path;
+    m_target = isFile ? CanonicalName(m_path) : m_path;
     m_partPath = isFile ? m_target + ".part" : m_target;
-    if (isFile && !MutableTargets().insert(m_target).second)
-        throw HostError(m_path, "two outputs have this name");
+    if (isFile && !Targets().insert(m_target).second) throw HostError(m_path, "two outputs have this name");
     errno = 0;
     m_stream.open(m_partPath, std::ios::binary | std::ios::trunc);
     if (m_stream) return;
     const std::string reason = std::strerror(errno);
-    if (isFile) MutableTargets().erase(m_target);
+    if (isFile) Targets().erase(m_target);
     throw HostError(m_path, "cannot be created: " + reason);
 }
 
 PendingFile::~PendingFile() {
     if (m_partPath == m_target) return;
-    MutableTargets().erase(m_target);
+    Targets().erase(m_target);
     if (m_bCommitted) return;
     m_stream.close();
     std::error_code alreadyGone;
     std::filesystem::remove(m_partPath, alreadyGone);
 }
 
-std::set<std::string>& PendingFile::MutableTargets() {
+void PendingFile::Spare(const std::vector<std::string>& files) {
+    for (const std::string& path : files)
+        if (Targets().count(CanonicalName(path)) > 0)
+            throw HostError(path, "is read from, and cannot be written to as well");
+}
+
+std::string PendingFile::CanonicalName(const std::string& path) {
+    std::error_code unknown;
+    const std::string name = std::filesystem::weakly_canonical(path, unknown).string();
+    return name.empty() ? path : name;
+}
+
+std::set<std::string>& PendingFile::Targets() {
     static std::set<std::string> targets;
     return targets;
 }

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <vector>
 
 /// Writes beside the final name ("NAME.part"); Commit closes, checks and renames. Without Commit nothing is
 /// left behind, and a file that had the name before stays as it was. A link is followed; what is no file,
@@ -16,6 +17,8 @@ public:
     PendingFile(const PendingFile&) = delete;
     PendingFile& operator=(const PendingFile&) = delete;
 
+    /// The final name as it was given, for messages.
+    const std::string& Path() const { return m_path; }
     std::ostream& Stream() { return m_stream; }
     /// Throws HostError where something could not be written so far: long outputs ask now and then, so that
     /// a full disk ends them early.
@@ -27,12 +30,14 @@ public:
     /// Throws HostError where anything could not be written.
     void Commit();
 
-    /// The files, by their canonical names, that are pending in this process: for those who must not lose
-    /// one.
-    static const std::set<std::string>& Targets() { return MutableTargets(); }
+    /// Throws HostError where one of these, files that are read, is pending in this process: it would be
+    /// lost.
+    static void Spare(const std::vector<std::string>& files);
 
 private:
-    static std::set<std::string>& MutableTargets();
+    static std::string CanonicalName(const std::string& path);
+    /// The files that are pending in this process.
+    static std::set<std::string>& Targets();
 
     std::string m_path;                // as it was given
     std::string m_target, m_partPath;  // the same where it is written straight to

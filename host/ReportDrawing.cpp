@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "host/HostError.h"
-#include "host/PendingFile.h"
 #include "host/Text.h"
 #include "host/report/Outputs.h"
 
@@ -28,15 +27,13 @@ const Kind& FindKind(const std::string& path) {
 
 void CheckReportName(const std::string& path) { FindKind(path); }
 
-void WriteReport(const std::string& path, const ReportData& data) {
-    const Kind& kind = FindKind(path);
-    PendingFile file(path);
+void WriteReport(PendingFile& file, const ReportData& data) {
+    const Kind& kind = FindKind(file.Path());
     const Findings findings(data);
     try {
         kind.write(file.Stream(), LayOutPages(findings), findings);
     } catch (const std::runtime_error& error) {
         file.Check();  // a full disk is told as such
-        throw HostError(path, std::string("the report cannot be drawn: ") + error.what());
+        throw HostError(file.Path(), std::string("the report cannot be drawn: ") + error.what());
     }
-    file.Commit();
 }

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "host/Exercise.h"
+#include "host/PendingFile.h"
 #include "host/Trends.h"
 
 /// Views: both outlive the call that is given them.
@@ -27,5 +28,5 @@ struct ReportData {
 /// ask first.
 void CheckReportName(const std::string& path);
 
-/// Throws HostError where the kind is unknown or the file cannot be written, and leaves nothing behind then.
-void WriteReport(const std::string& path, const ReportData& data);
+/// The caller commits. Throws HostError where the kind is unknown or the file cannot be written.
+void WriteReport(PendingFile& file, const ReportData& data);

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "host/PendingFile.h"
 #include "host/Text.h"
 
 namespace {
@@ -42,7 +41,8 @@ Json BeatJson(const StressResult& result) {
         first[name] = result.firstBeatUv[lead];
         latest[name] = result.latestBeatUv[lead];
     }
-    return {{"learned_from_s", result.learnedFromSeconds},
+    return {{"learned_from", learned.record},
+            {"learned_from_s", learned.fromSeconds},
             {"beats_found", learned.beatsFound},
             {"beats_used", learned.beatsUsed},
             {"likeness", learned.likeness},
@@ -101,8 +101,7 @@ Json ExerciseJson(const ExerciseSummary& exercise) {
 
 }  // namespace
 
-void WriteTrendsCsv(const std::string& path, const StressResult& result, double everySeconds) {
-    PendingFile file(path);
+void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everySeconds) {
     std::ostream& out = file.Stream();
     out << "time_s,rr_ms,heart_rate_per_min";
     for (const std::string& lead : result.source.leads)
@@ -116,12 +115,12 @@ void WriteTrendsCsv(const std::string& path, const StressResult& result, double 
         WriteRow(out, beat, firsts);
         if (everySeconds > 0) due = (std::floor(beat.seconds / everySeconds) + 1) * everySeconds;
     }
-    file.Commit();
 }
 
-void WriteResultJson(const std::string& path, const StressResult& result, const ExerciseSummary& exercise) {
+void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise) {
     const SourceInfo& source = result.source;
-    const Json summary = {{"schema", "qzstress-result-1"},
+    const Json summary = {{"schema", kResultSchema},
+                          {"interrupted", result.interrupted},
                           {"record",
                            {{"name", source.name},
                             {"started", source.started},
@@ -138,7 +137,6 @@ void WriteResultJson(const std::string& path, const StressResult& result, const 
                           {"beats_found", result.beatsFound.size()},
                           {"beats_folded", result.beats.size()},
                           {"leads", LeadsJson(result)}};
-    PendingFile file(path);
     std::ostream& out = file.Stream();
     // File names and lead names need not be UTF-8.
     std::string head = summary.dump(1, ' ', false, Json::error_handler_t::replace);
@@ -164,5 +162,4 @@ void WriteResultJson(const std::string& path, const StressResult& result, const 
                     {"slope_uv_per_ms", beat.slopeUvPerMs}};
     });
     out << "\n}\n";
-    file.Commit();
 }

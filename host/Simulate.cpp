@@ -33,8 +33,8 @@ std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOpt
         record->Write(frame.data());
     }
 
-    WriteAnnotations(beats.Stream(), base + ".atr", BeatAnnotations(test.Beats()));
-    WriteTruth(truth.Stream(), test);
+    WriteAnnotations(beats, BeatAnnotations(test.Beats()));
+    WriteTruth(truth, test);
     // Whatever can still fail for want of space comes before the first file gets its name.
     beats.CloseStream();
     truth.CloseStream();

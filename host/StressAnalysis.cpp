@@ -7,6 +7,7 @@
 
 #include "api/qzStressECGLib.h"
 #include "host/HostError.h"
+#include "host/Text.h"
 
 namespace {
 
@@ -98,7 +99,8 @@ StressResult StressAnalysis::Run() {
 // The next conditioned frame. After the end of the source, or where an observer has asked for an end, the
 // last frame is repeated until the filters have given out everything.
 bool StressAnalysis::ReadConditioned() {
-    if (m_framesOut == m_framesRead && !IsStopped() && m_source.Read(m_conditioned.data())) {
+    if (m_framesOut == m_framesRead && IsStopped()) m_result.interrupted = true;
+    if (m_framesOut == m_framesRead && !m_result.interrupted && m_source.Read(m_conditioned.data())) {
         m_raw = m_conditioned;
         ++m_framesRead;
         m_strips.TakeRaw(m_raw.data());
@@ -182,12 +184,15 @@ void StressAnalysis::Learn() {
         if (std::optional<LearnedBeat> better = learner.Learn(m_stretch)) learned = std::move(better);
         if (learned && learned->confident) break;
     }
-    m_result.learnedFromSeconds = static_cast<double>(m_stretch.size()) / static_cast<double>(m_chn) / m_fs;
+    const std::string& name = m_source.Info().name;
+    if (!learned && m_result.interrupted)
+        throw HostError(name, "interrupted before an averaged beat was learned");
     if (!learned)
-        throw HostError(m_source.Info().name,
-                        "not enough beats to learn from: the first " +
-                            std::to_string(std::lround(m_result.learnedFromSeconds)) + " s have fewer than " +
-                            std::to_string(BeatLearner::kFewestBeats) + " clean ones that are alike");
+        throw HostError(name, "not enough beats to learn from: the first " +
+                                  std::to_string(m_stretch.size() / m_chn / static_cast<std::size_t>(m_fs)) +
+                                  " s have fewer than " + std::to_string(BeatLearner::kFewestBeats) +
+                                  " clean ones that are alike");
+    learned->record = name;
     if (!learned->confident)
         m_result.warnings.push_back("the averaged beat is learned from " +
                                     std::to_string(learned->beatsUsed) + " beats with a likeness of " +
@@ -266,6 +271,11 @@ void StressAnalysis::Finish() {
             m_result.latestBeatUv[c].push_back(
                 row[static_cast<std::size_t>(std::clamp(i + shift, 0L, static_cast<long>(row.size()) - 1))]);
     }
+    if (m_result.interrupted)
+        m_result.warnings.push_back("interrupted after " + Clock(m_result.seconds) +
+                                    " min:s: the rest of the recording is not analysed");
+    else if (const std::size_t missing = m_options.stripSeconds.size() - m_result.strips.size(); missing > 0)
+        m_result.warnings.push_back(std::to_string(missing) + " strips begin after the end of the recording");
     if (m_chn == 1)
         m_result.warnings.emplace_back("one lead only: without a second one noise cannot be told from beats");
     for (std::string& warning : m_source.Warnings()) m_result.warnings.push_back(std::move(warning));

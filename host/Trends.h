@@ -15,6 +15,11 @@
 /// ST is measured this long after J plus the post-J time: where the engine reads its J level.
 constexpr int kSTOffsetMs = 6;
 
+/// From the first moment on and before the second.
+struct Span {
+    double fromSeconds = 0, toSeconds = 0;
+};
+
 struct RateReading {
     double seconds = 0;
     double bpm = 0;  // beats per minute
@@ -45,10 +50,10 @@ struct StressResult {
     SourceInfo source;
     std::string conditioning;  // filters in words
     double delayMs = 0;        // of the filters, taken off all times
-    double seconds = 0;        // length of the source
+    double seconds = 0;        // length of what was read of the source
+    bool interrupted = false;  // an observer ended the analysis, not the source
     int postJms = 0;           // ST is measured this long after J + 6 ms
     LearnedBeat learned;
-    double learnedFromSeconds = 0;  // length of the stretch
     BeatPositionsMs positions;
     std::vector<std::vector<float>> firstBeatUv;   // [lead][sample], as first handed to the engine
     std::vector<std::vector<float>> latestBeatUv;  // and as it left off, at the same positions

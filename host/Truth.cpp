@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 
 #include "host/HostError.h"
-#include "host/PendingFile.h"
 #include "host/Text.h"
 
 namespace {
@@ -194,7 +193,8 @@ double Interpolate(const std::vector<RecordedTruth::Row>& rows, double seconds, 
 
 }  // namespace
 
-void WriteTruth(std::ostream& out, const SimulatedTest& test, const TruthOptions& options) {
+void WriteTruth(PendingFile& file, const SimulatedTest& test, const TruthOptions& options) {
+    std::ostream& out = file.Stream();
     const SourceInfo& info = test.Info();
     const Json head = {{"schema", kSchema},
                        {"record", RecordJson(info)},
@@ -219,12 +219,6 @@ void WriteTruth(std::ostream& out, const SimulatedTest& test, const TruthOptions
         separator = ",\n  ";
     }
     out << "\n ]\n}\n";
-}
-
-void WriteTruth(const std::string& path, const SimulatedTest& test, const TruthOptions& options) {
-    PendingFile file(path);
-    WriteTruth(file.Stream(), test, options);
-    file.Commit();
 }
 
 RecordedTruth ReadTruth(const std::string& path) {

@@ -11,6 +11,7 @@
 
 #include "host/Evaluate.h"
 #include "host/Exercise.h"
+#include "host/PendingFile.h"
 #include "host/SimulatedTest.h"
 
 struct TruthOptions {
@@ -18,10 +19,8 @@ struct TruthOptions {
     double everySeconds = 1;  // from one row of the course to the next
 };
 
-/// For a test that has been read to its end. Appears under its name when complete.
-void WriteTruth(const std::string& path, const SimulatedTest& test, const TruthOptions& options = {});
-/// The same to a stream, whose state is the caller's.
-void WriteTruth(std::ostream& out, const SimulatedTest& test, const TruthOptions& options = {});
+/// For a test that has been read to its end. The caller commits.
+void WriteTruth(PendingFile& file, const SimulatedTest& test, const TruthOptions& options = {});
 
 /// A truth as it was read. Between the rows of the course values run straight, before the first and after the
 /// last they stay. Leads are counted as the file has them.

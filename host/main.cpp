@@ -9,6 +9,7 @@
 #include <iostream>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,10 @@ constexpr int kExitUsage = 2;
 constexpr int kExitSomeFailed = 3;
 constexpr int kExitInterrupted = 130;
 
+const std::map<std::string, SimulatedProtocol> kSimulatedProtocols{{"steps", SimulatedProtocol::Steps},
+                                                                   {"bruce", SimulatedProtocol::Bruce},
+                                                                   {"bicycle", SimulatedProtocol::Bicycle},
+                                                                   {"ramp", SimulatedProtocol::Ramp}};
 constexpr double kSlowest = 0.01, kFastest = 1000;  // times the pace of the patient
 
 // Refuses what is no finite number or not allowed, and says what was expected.
@@ -36,8 +41,11 @@ CLI::Validator Expect(const std::string& words, Allowed allowed) {
                     CLI::detail::lexical_cast(text, value) && std::isfinite(value) && allowed(value);
                 return bRight ? std::string() : words + " is expected, not \"" + text + "\"";
             },
-            "NUMBER"};
+            ""};
 }
+// An unset variable of a script is told, and not taken for an option that was left out.
+const CLI::Validator kNamed{
+    [](const std::string& name) { return std::string(name.empty() ? "a name is expected" : ""); }, ""};
 const CLI::Validator kPositive = Expect("a number above 0", [](double value) { return value > 0; });
 const CLI::Validator kNotNegative = Expect("a number of 0 or more", [](double value) { return value >= 0; });
 
@@ -45,6 +53,10 @@ const CLI::Validator kNotNegative = Expect("a number of 0 or more", [](double va
 template <typename Value>
 CLI::Option* AddList(CLI::App& command, const char* name, std::vector<Value>& values, const char* text) {
     return command.add_option(name, values, text)->delimiter(',')->allow_extra_args(false);
+}
+
+CLI::Option* AddFile(CLI::App& command, const char* name, std::string& path, const char* text) {
+    return command.add_option(name, path, text)->check(kNamed)->type_name("FILE");
 }
 
 void AddReading(CLI::App& command, CLI::Option* record, RecordOptions& options) {
@@ -79,7 +91,7 @@ SimulatedLeadOff ParseLeadOff(const std::string& text) {
     char colon = 0;
     if (!std::getline(parts, off.lead, ':') || !(parts >> off.startSeconds >> colon >> off.seconds) ||
         colon != ':' || !parts.eof())
-        throw HostError("--lead-off", "LEAD:START:SECONDS is expected, not \"" + text + "\"");
+        throw CLI::ValidationError("--lead-off", "LEAD:START:SECONDS is expected, not \"" + text + "\"");
     return off;
 }
 
@@ -112,26 +124,26 @@ public:
 private:
     void AddAnalyze() {
         CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
-        CLI::Option* record = command.add_option(
-            "RECORD", m_analyze.record, "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+        CLI::Option* record = AddFile(command, "RECORD", m_analyze.record,
+                                      "WFDB header, EDF, BDF or CSV file; without it a simulated test");
         AddReading(command, record, m_analyze.reading);
         AddAnalysis(command, m_analyze.analysis);
-        command.add_option("--template-from", m_analyze.templateFrom,
-                           "Recording to learn the first averaged beat from");
-        CLI::Option* csv = command.add_option("--csv", m_analyze.csv, "Write the trends as CSV");
+        AddFile(command, "--template-from", m_analyze.templateFrom,
+                "Recording to learn the first averaged beat from");
+        CLI::Option* csv = AddFile(command, "--csv", m_analyze.csv, "Write the trends as CSV");
         command
             .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")
             ->check(kNotNegative)
             ->needs(csv)
             ->capture_default_str();
-        command.add_option("--json", m_analyze.json, "Write everything as JSON");
-        command.add_option("--wfdb-ann", m_analyze.annotations, "Write the beats as WFDB annotations");
-        CLI::Option* exported = command.add_option("--export", m_analyze.exported,
-                                                   "Write the cleaned signal: .edf, .csv, or else WFDB");
+        AddFile(command, "--json", m_analyze.json, "Write everything as JSON");
+        AddFile(command, "--wfdb-ann", m_analyze.annotations, "Write the beats as WFDB annotations");
+        CLI::Option* exported = AddFile(command, "--export", m_analyze.exported,
+                                        "Write the cleaned signal: .edf, .csv, or else WFDB");
         command.add_flag("--double", m_analyze.doubled, "Double the rate of the exported signal")
             ->needs(exported);
         CLI::Option* report =
-            command.add_option("--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
+            AddFile(command, "--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
         AddList(command, "--strips", m_analyze.analysis.stripSeconds,
                 "Seconds at which the report shows strips, as 10,300,600")
             ->check(kNotNegative)
@@ -143,8 +155,8 @@ private:
             .add_option("--exercise-seconds", m_analyze.exercise.exerciseSeconds,
                         "Exercise time, instead of what the stages tell; ends a protocol")
             ->check(kNotNegative);
-        auto* stages =
-            command.add_option("--stages", m_stages, "File of stages: start, watts and name a line");
+        auto* stages = AddFile(command, "--stages", m_analyze.stagesFile,
+                               "File of stages: start, watts and name a line");
         CLI::Option* protocol =
             command
                 .add_option("--protocol", m_analyze.protocol, "Named stages instead: bruce, bicycle or ramp")
@@ -169,7 +181,7 @@ private:
             "  qzstress analyze test.csv --fs 500 --realtime 4");
         command.callback([this] {
             TakeRealtime();
-            if (!m_stages.empty()) m_analyze.exercise.stages = ReadStages(m_stages);
+            if (!m_analyze.stagesFile.empty()) m_analyze.exercise.stages = ReadStages(m_analyze.stagesFile);
             if (!Analyze(m_analyze)) m_exitCode = kExitInterrupted;
         });
     }
@@ -191,7 +203,7 @@ private:
     void AddInfo() {
         CLI::App& command = *m_app.add_subcommand("info", "What a recording holds");
         CLI::Option* record =
-            command.add_option("RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
+            AddFile(command, "RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
         AddReading(command, record, m_infoReading);
         command.callback([this] { PrintInfo(m_info, m_infoReading); });
     }
@@ -199,15 +211,14 @@ private:
     void AddEvaluate() {
         CLI::App& command = *m_app.add_subcommand("evaluate", "Score the answers against a reference");
         CLI::Option* record =
-            command.add_option("RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
-        command
-            .add_option("--ann", m_evaluate.reference, "WFDB annotations, or the truth.json of a simulation")
+            AddFile(command, "RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
+        AddFile(command, "--ann", m_evaluate.reference, "WFDB annotations, or the truth.json of a simulation")
             ->required();
         command
             .add_option("--skip", m_evaluate.skipSeconds, "Seconds at the start that do not count; EC57: 300")
             ->check(kNotNegative)
             ->capture_default_str();
-        command.add_option("--json", m_evaluate.json, "Write the scores as JSON");
+        AddFile(command, "--json", m_evaluate.json, "Write the scores as JSON");
         command.add_flag("--quiet", m_evaluate.quiet, "No table on stdout, no progress bar");
         AddReading(command, record, m_evaluate.reading);
         AddAnalysis(command, m_evaluate.analysis);
@@ -220,7 +231,7 @@ private:
         command.add_option("INPUT", m_batch.input, "Folder with records, or a list of them")
             ->required()
             ->check(CLI::ExistingPath);
-        command.add_option("--out", m_batch.outFolder, "Folder for the results")->required();
+        AddFile(command, "--out", m_batch.outFolder, "Folder for the results")->required();
         command.add_option("--jobs", m_batch.jobs, "Processes at once, 0 for one per core")
             ->check(CLI::Range(0, 1024))
             ->capture_default_str();
@@ -231,21 +242,27 @@ private:
             "Example:\n"
             "  qzstress batch records --out results -- --mains 60 --relearn");
         command.callback([this] {
+            RefuseOutputs(m_batch.analyzeArguments);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
+            if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;
         });
+    }
+
+    // All records would write to the same file.
+    static void RefuseOutputs(const std::vector<std::string>& arguments) {
+        for (const std::string& argument : arguments)
+            for (const char* output : {"--csv", "--json", "--wfdb-ann", "--export", "--report"})
+                if (argument.substr(0, argument.find('=')) == output)
+                    throw CLI::ValidationError(output, "names one file, and a batch has many records");
     }
 
     void AddSimulate() {
         CLI::App& command =
             *m_app.add_subcommand("simulate", "Write a simulated exercise test with its truth");
-        command.add_option("OUT", m_simulateOut, "File to write: .edf, .csv, or else WFDB")->required();
-        command.add_option("--protocol", m_simulate.protocol, "Course of the test")
-            ->transform(CLI::CheckedTransformer(
-                std::map<std::string, SimulatedProtocol>{{"steps", SimulatedProtocol::Steps},
-                                                         {"bruce", SimulatedProtocol::Bruce},
-                                                         {"bicycle", SimulatedProtocol::Bicycle},
-                                                         {"ramp", SimulatedProtocol::Ramp}}))
-            ->default_str("steps");
+        AddFile(command, "OUT", m_simulateOut, "File to write: .edf, .csv, or else WFDB")->required();
+        command.add_option("--protocol", m_simulatedProtocol, "Course of the test")
+            ->check(CLI::IsMember(kSimulatedProtocols))
+            ->capture_default_str();
         const auto number = [&](const char* name, double& value, const char* text) {
             command.add_option(name, value, text)->check(kNotNegative)->capture_default_str();
         };
@@ -262,27 +279,33 @@ private:
         number("--motion-uv", m_simulate.motionUv, "Jumps of the baseline at peak exercise, rms uV");
         number("--st-uv", m_simulate.stDepressionUv, "ST depression in V5 at peak exercise, uV");
         number("--ectopy", m_simulate.ectopySeconds, "Mean seconds between ectopic beats, 0 for none");
-        command.add_option("--lead-off", m_leadOff, "LEAD:START:SECONDS, a lead that is flat for a while");
+        command.add_option("--lead-off", m_leadOff, "LEAD:START:SECONDS, a lead that is flat for a while")
+            ->allow_extra_args(false);
         command.footer(
             "Beside OUT are written its beats (.atr) and its truth (.truth.json). Examples:\n"
             "  qzstress simulate sim --protocol bicycle --seed 7\n"
             "  qzstress evaluate sim --ann sim.truth.json");
         command.callback([this] {
+            m_simulate.protocol = kSimulatedProtocols.at(m_simulatedProtocol);
             for (const std::string& text : m_leadOff) m_simulate.leadOff.push_back(ParseLeadOff(text));
-            for (const std::string& warning : Simulate(m_simulateOut, m_simulate))
-                std::cerr << "qzstress: " << OneLine(warning) << "\n";
+            try {
+                for (const std::string& warning : Simulate(m_simulateOut, m_simulate))
+                    std::cerr << "qzstress: " << OneLine(warning) << "\n";
+            } catch (const std::invalid_argument& error) {
+                throw CLI::ValidationError("simulate", error.what());
+            }
         });
     }
 
     CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};
     AnalyzeOptions m_analyze;
-    std::string m_stages;
     std::string m_realtime;  // as given, "1" where no speed is
     std::string m_info;
     RecordOptions m_infoReading;
     EvaluateOptions m_evaluate;
     BatchOptions m_batch;
     std::string m_simulateOut;
+    std::string m_simulatedProtocol = "steps";
     SimulatedTestOptions m_simulate;
     std::vector<std::string> m_leadOff;
     int m_exitCode = 0;

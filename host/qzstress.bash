@@ -1,28 +1,55 @@
 # Completion of qzstress for bash; installed under share/bash-completion/completions.
 _qzstress() {
-    local command=${COMP_WORDS[1]} word=$2 before=$3
+    local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit"
     local analysis="--mains --lowpass --smooth --post-j --relearn"
+    local i
     COMPREPLY=()
-    case $before in
-    --mains) COMPREPLY=($(compgen -W "0 50 60" -- "$word")); return ;;
-    --smooth | --angina) COMPREPLY=($(compgen -W "0 1 2" -- "$word")); return ;;
-    --protocol) COMPREPLY=($(compgen -W "bruce bicycle ramp steps" -- "$word")); return ;;
-    esac
-    if [ "$COMP_CWORD" -eq 1 ]; then
+
+    # bash takes "--mains=60" for three words.
+    if [[ $word == = ]]; then
+        word=""
+    elif [[ $before == = ]]; then
+        before=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
+    # What follows -- is handed on to analyze.
+    for ((i = 2; i < COMP_CWORD; ++i)); do
+        [[ $command == batch && ${COMP_WORDS[i]} == -- ]] && command=analyze
+    done
+
+    if [[ $COMP_CWORD -eq 1 ]]; then
         COMPREPLY=($(compgen -W "analyze simulate info evaluate batch --help --help-all" -- "$word"))
+        return
+    fi
+    case $before in
+    --mains) values="0 50 60" ;;
+    --smooth | --angina) values="0 1 2" ;;
+    --protocol)
+        values="bruce bicycle ramp"
+        [[ $command == simulate ]] && values="steps $values"
+        ;;
+    --out)
+        compopt -o plusdirs
+        return
+        ;;
+    # Numbers and names of leads: neither a list nor files.
+    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --every | --strips | --exercise-seconds | --exercise-start | \
+        --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
+        --skip | --jobs)
+        return
+        ;;
+    esac
+    if [[ -n $values ]]; then
+        COMPREPLY=($(compgen -W "$values" -- "$word"))
     elif [[ $word == -* ]]; then
-        local options
         case $command in
-        analyze)
-            options="$reading $analysis --template-from --csv --every --json --wfdb-ann --export --double --report \
-                --strips --angina --exercise-seconds --stages --protocol --exercise-start --realtime --quiet"
-            ;;
+        analyze) options="$reading $analysis --template-from --csv --every --json --wfdb-ann --export --double --report \
+            --strips --angina --exercise-seconds --stages --protocol --exercise-start --realtime --quiet" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
-                --motion-uv --st-uv --ectopy --lead-off" ;;
+            --motion-uv --st-uv --ectopy --lead-off" ;;
         info) options=$reading ;;
         evaluate) options="$reading $analysis --ann --skip --json --quiet" ;;
-        batch) options="--out --jobs --quiet" ;;
+        batch) options="--out --jobs --quiet --" ;;
         esac
         COMPREPLY=($(compgen -W "$options --help" -- "$word"))
     else

@@ -35,7 +35,7 @@ const std::string kMarksFile =
 
 TEST(Annotations, WritesTheLayoutByteForByteAndReadsItBack) {
     const Folder folder;
-    WriteAnnotations(folder.Path("a.atr"), kMarks);
+    WriteWhole(folder.Path("a.atr"), [&](PendingFile& file) { WriteAnnotations(file, kMarks); });
     EXPECT_EQ(folder.Bytes("a.atr"), kMarksFile);
     EXPECT_EQ(ReadAnnotations(folder.Path("a.atr")), kMarks);
     EXPECT_THAT(folder.Names(), ElementsAre("a.atr"));
@@ -57,7 +57,7 @@ TEST(Annotations, ReadsBackAnythingItWrites) {
         marks.push_back(mark);
     }
     marks.push_back({sample + (1LL << 40), 1, ""});  // more than one skip holds
-    WriteAnnotations(folder.Path("a"), marks);
+    WriteWhole(folder.Path("a"), [&](PendingFile& file) { WriteAnnotations(file, marks); });
     EXPECT_EQ(ReadAnnotations(folder.Path("a")), marks);
 }
 
@@ -68,6 +68,22 @@ TEST(Annotations, TakesTextsEndedByZeroAndBringsMarksIntoOrder) {
                                     0,  0,       0,    0});                             // filled up
     EXPECT_THAT(ReadAnnotations(folder.Write("a", file)),
                 ElementsAre(Annotation{10, 1, ""}, Annotation{18, 28, "(N"}));
+}
+
+TEST(Annotations, CountInStepsOfTheRecordUnlessANoteAtTheirStartSaysOtherwise) {
+    const auto stepsWith = [](const std::vector<Annotation>& marks) {
+        const Folder folder;
+        WriteWhole(folder.Path("a"), [&](PendingFile& file) { WriteAnnotations(file, marks); });
+        return StepsPerSecond(ReadAnnotations(folder.Path("a")), 250);
+    };
+    EXPECT_EQ(stepsWith({}), 250);
+    EXPECT_EQ(stepsWith({{0, 22, "## time resolution: 1000"}, {500, 1, ""}}), 1000);
+    EXPECT_EQ(stepsWith({{0, 28, "(N"}, {0, 22, "by hand"}, {0, 22, "## time resolution:62.5 "}}), 62.5);
+    for (const char* text : {"", "## time resolution:", "## time resolution: 0", "## time resolution: -8",
+                             "## time resolution: nan", "## time resolution: inf", "time resolution: 8"})
+        EXPECT_EQ(stepsWith({{0, 22, text}, {500, 1, ""}}), 250) << text;
+    EXPECT_EQ(stepsWith({{0, 28, "## time resolution: 8"}}), 250) << "a rhythm, no note";
+    EXPECT_EQ(stepsWith({{1, 22, "## time resolution: 8"}}), 250) << "not at the start";
 }
 
 TEST(Annotations, RefusesDamagedFilesWithThePosition) {
@@ -94,7 +110,10 @@ TEST(Annotations, RefusesToWriteWhatTheFormatCannotHold) {
         {{5, 1, ""}, {4, 1, ""}},        {{-1, 1, ""}},     {{5, 0, ""}},         {{5, 50, ""}},
         {{5, 1, std::string(256, 'x')}}, {{5, 1, "", 128}}, {{5, 1, "", 0, -129}}};
     for (const auto& marks : kBad)
-        EXPECT_THAT(RefusalOf([&] { WriteAnnotations(folder.Path("a"), marks); }),
+        EXPECT_THAT(RefusalOf([&] {
+                        WriteWhole(folder.Path("a"),
+                                   [&](PendingFile& file) { WriteAnnotations(file, marks); });
+                    }),
                     HasSubstr("a: annotation at"));
     EXPECT_THAT(folder.Names(), IsEmpty());
 }

@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "host/HostError.h"
+#include "tests/support/Folder.h"
 
 namespace {
 
@@ -40,14 +40,14 @@ protected:
 };
 
 TEST_F(ResultFilesTest, CsvHasARowPerBeatOrPerStretchAndLeavesUnknownFiguresEmpty) {
-    WriteTrendsCsv(m_folder / "a.csv", m_result, 0);
+    WriteWhole(m_folder / "a.csv", [&](PendingFile& file) { WriteTrendsCsv(file, m_result, 0); });
     EXPECT_THAT(Text("a.csv"),
                 testing::StartsWith("time_s,rr_ms,heart_rate_per_min,I_st_uv,I_slope_uv_per_ms,I_change_uv,"
                                     "I_sthr_uv_min,\"a,b_st_uv\",\"a,b_slope_uv_per_ms\",\"a,b_change_uv\","
                                     "\"a,b_sthr_uv_min\"\n"
                                     "10.000,,,50,0.250,3,,8,0.000,0,\n"
                                     "11.000,1000,60.0,49,0.250,2,0.817,8,0.000,0,0.133\n"));
-    WriteTrendsCsv(m_folder / "b.csv", m_result, 3);
+    WriteWhole(m_folder / "b.csv", [&](PendingFile& file) { WriteTrendsCsv(file, m_result, 3); });
     const std::string every = Text("b.csv");
     EXPECT_EQ(std::count(every.begin(), every.end(), '\n'), 4);
     EXPECT_THAT(every, testing::AllOf(testing::HasSubstr("\n10.000"), testing::HasSubstr("\n12.000"),
@@ -59,7 +59,7 @@ TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
     exercise.duke = 7;
     exercise.pwcWatts[1] = 150;
     exercise.peakBpm = std::nan("");
-    WriteResultJson(m_folder / "r.json", m_result, exercise);
+    WriteWhole(m_folder / "r.json", [&](PendingFile& file) { WriteResultJson(file, m_result, exercise); });
     const auto json = nlohmann::json::parse(Text("r.json"));
     EXPECT_EQ(json.at("schema"), "qzstress-result-1");
     EXPECT_EQ(json.at("record").at("sampling_rate_hz"), 250);
@@ -74,14 +74,16 @@ TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
     EXPECT_EQ(json.at("averaged_beat").at("usable_leads"), std::vector<std::string>{"I"});
     m_result.beats.clear();
     m_result.rates.clear();
-    WriteResultJson(m_folder / "none.json", m_result, exercise);
+    WriteWhole(m_folder / "none.json", [&](PendingFile& file) { WriteResultJson(file, m_result, exercise); });
     EXPECT_TRUE(nlohmann::json::parse(Text("none.json")).at("st").empty());
 }
 
-TEST_F(ResultFilesTest, LeaveNothingBehindWhereTheyCannotBeWritten) {
-    EXPECT_THROW(WriteTrendsCsv(m_folder / "no" / "a.csv", m_result, 0), HostError);
-    EXPECT_THROW(WriteResultJson(m_folder / "no" / "a.json", m_result, {}), HostError);
-    EXPECT_TRUE(std::filesystem::is_empty(m_folder));
+TEST_F(ResultFilesTest, JsonSaysWhetherTheAnalysisWasInterrupted) {
+    for (const bool interrupted : {false, true}) {
+        m_result.interrupted = interrupted;
+        WriteWhole(m_folder / "r.json", [&](PendingFile& file) { WriteResultJson(file, m_result, {}); });
+        EXPECT_EQ(nlohmann::json::parse(Text("r.json")).at("interrupted"), interrupted);
+    }
 }
 
 }  // namespace

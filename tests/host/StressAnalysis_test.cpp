@@ -331,7 +331,7 @@ TEST(StressAnalysis, ABeatOfAnotherRecordingGivesTheSameTrend) {
     options.beat = &beat;
     const StressResult result = StressAnalysis(same, options).Run();
     EXPECT_EQ(result.learned.rows, beat.rows);
-    EXPECT_EQ(result.learnedFromSeconds, 0);
+    EXPECT_EQ(result.learned.record, elsewhere.Info().name);
     ASSERT_NEAR(static_cast<double>(result.beats.size()), static_cast<double>(expected.beats.size()), 2);
     const std::vector<MinuteRow> rows = SummarizeMinutes(result), expectedRows = SummarizeMinutes(expected);
     for (std::size_t minute = 0; minute < rows.size(); ++minute) {

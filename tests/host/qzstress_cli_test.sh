@@ -35,6 +35,11 @@ expect_refusal 2 lowpass analyze --lowpass -5
 expect_refusal 2 lowpass analyze --lowpass fast
 expect_refusal 2 nonsense analyze --nonsense
 expect_refusal 2 subcommand
+expect_refusal 2 'RECORD: a name' analyze ""
+expect_refusal 2 'speed' analyze "$work/flat" --realtime 0
+expect_refusal 2 'a speed is expected, not "fast"' analyze --realtime fast "$work/flat"
+expect_refusal 2 'requires --csv' analyze "$work/flat" --every 5
+expect_refusal 2 'outside 100..2000' simulate "$work/slow" --fs 50
 
 "$program" analyze --post-j 80 >"$work/out" 2>"$work/err" || fail "the simulated test is not analysed"
 [ -s "$work/err" ] && fail "the simulated test has warnings: $(cat "$work/err")"
@@ -49,6 +54,10 @@ for option in $(grep -o -- '--[a-z-]*' "$work/out" | sort -u); do
     sed 's/\\-/-/g' "$sources/docs/qzstress.1" | grep -q -- "$option\b" || fail "$option is not in the manual page"
     grep -q -- "$option\b" "$sources/host/qzstress.bash" || fail "$option is not in the completion"
 done
+
+# Behind -- a batch takes the options of analyze.
+bash -c '. "$1"; COMP_WORDS=(qzstress batch x -- --mai) COMP_CWORD=4; _qzstress qzstress --mai --
+    [ "${COMPREPLY[*]}" = --mains ]' - "$sources/host/qzstress.bash" || fail "completion of a batch"
 
 # A simulated test as a file, in every format: the same for the same seed, and found again by evaluate.
 for format in '' .edf .csv; do
@@ -73,7 +82,26 @@ for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || 
 "$program" evaluate "$work/sim" --ann "$work/r.atr" | grep -q 'sensitivity 100' || fail "own annotations"
 "$program" info "$work/clean" | grep -q '1000 Hz' || fail "the exported signal has not twice the rate"
 "$program" analyze "$work/clean" --mains 0 --lowpass 0 --quiet || fail "the exported signal cannot be analysed"
-expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --json "$work/no/r.json"
+expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --csv "$work/r.csv" --export "$work/e.edf" \
+    --json "$work/no/r.json"
+expect_refusal 1 'two outputs' analyze "$work/sim" --csv "$work/one" --json "$work/./one"
+ls "$work"/*.part "$work/r.csv" "$work/e.edf" "$work/one" 2>/dev/null && fail "something is left behind"
+# No recording is lost to what is made of it.
+ln -s sim.dat "$work/link"
+cp "$work/sim.truth.json" "$work/truth.json"
+expect_refusal 1 'sim.hea: is read' analyze "$work/sim" --export "$work/sim"
+expect_refusal 1 'sim.dat: is read' analyze "$work/sim" --csv "$work/link"
+expect_refusal 1 'sim.csv: is read' analyze "$work/sim" --template-from "$work/sim.csv" --fs 500 --json "$work/sim.csv"
+expect_refusal 1 'truth.json: is read' evaluate "$work/sim" --ann "$work/truth.json" --json "$work/truth.json"
+cmp "$work/first.dat" "$work/sim.dat" && cmp "$work/sim.truth.json" "$work/truth.json" || fail "a recording is lost"
+
+# The words after a list of leads are not leads; a beat is taken from leads of the same names.
+"$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"
+"$program" simulate "$work/other" --seconds 60 --leads II,V5,I || fail "simulate other leads"
+"$program" analyze "$work/sim" --template-from "$work/other" --json "$work/r.json" --quiet || fail "--template-from"
+grep -q '"learned_from": "other"' "$work/r.json" ||
+    fail "the record of the beat is not told"
+expect_refusal 1 'lead "II" is not one' analyze "$work/other" --template-from "$work/sim"
 expect_refusal 1 'leads' analyze "$work/sim" --leads V9
 expect_refusal 1 'stages' analyze "$work/sim" --stages "$work/stages.txt"
 expect_refusal 2 protocol analyze "$work/sim" --protocol run
@@ -83,16 +111,17 @@ expect_refusal 1 "$work/none" evaluate "$work/sim" --ann "$work/none"
 # Interrupted, the results so far are written.
 "$program" analyze "$work/sim" --realtime --json "$work/part.json" >"$work/out" 2>&1 &
 sleep 1
-kill -INT $!
+kill -TERM $!
 wait $!
-status=$?
-# Twenty seconds have not passed: no beat is learned, and that is said. After them the results are there.
-[ "$status" -eq 1 ] || [ "$status" -eq 130 ] || fail "interrupted: exit code $status"
-"$program" analyze "$work/sim" --realtime 100 --quiet --json "$work/part.json" >"$work/out" 2>&1 &
-sleep 0.8
-kill -INT $!
+# No beat is learned after a second, and that is said. Later the results are there.
+[ $? -eq 130 ] && grep -q 'interrupted before' "$work/out" || fail "interrupted while learning"
+ls "$work"/part.json* 2>/dev/null && fail "interrupted while learning: something is left behind"
+"$program" analyze "$work/sim" --realtime 20 --quiet --json "$work/part.json" >"$work/out" 2>&1 &
+sleep 2
+kill -TERM $!
 wait $!
 [ $? -eq 130 ] && [ -s "$work/part.json" ] || fail "interrupted: no results"
+grep -q '"interrupted": true' "$work/part.json" || fail "interrupted: the result does not say so"
 
 # A batch: the bad record does not stop the others, and what is done stays done.
 mkdir -p "$work/records/deep"
@@ -106,5 +135,62 @@ touch -d 2001-01-01 "$work/results/deep/sim.hea.json"
 rm "$work/records/bad.hea"
 "$program" batch "$work/records" --out "$work/results" -- --mains 60 || fail "batch goes on"
 [ "$work/results/deep/sim.hea.json" -ot "$program" ] || fail "batch: a record was analysed again"
+
+# A result that was interrupted is not done: it is written anew, or missing in the table where that fails.
+results=$work/results
+cp "$results/results.csv" "$work/table.csv"
+sed -i 's/"interrupted": false/"interrupted": true/; s/"length_s": 120/"length_s": 12/' "$results/sim.edf.json"
+"$program" batch "$work/records" --out "$results" -- --mains 60 || fail "batch after an interrupted one"
+grep -q '"interrupted": false' "$results/sim.edf.json" || fail "batch: an interrupted result counts as done"
+cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table after an interrupted one"
+touch -d 2001-01-01 "$results/sim.edf.json"
+cp "$work/bad.hea" "$work/records"
+sed 's/"interrupted": false/"interrupted": true/' "$results/sim.edf.json" >"$results/bad.hea.json"
+expect_refusal 3 "records/bad.hea: line 1" batch "$work/records" --out "$results"
+cmp "$work/table.csv" "$results/results.csv" || fail "batch: an interrupted result is in the table"
+[ "$results/sim.edf.json" -ot "$program" ] || fail "batch: a whole result was analysed again"
+rm "$work/records/bad.hea" "$results/bad.hea.json"
+
+# What is no result is named and left alone, and the others go on.
+cp "$results/sim.edf.json" "$work/whole.json"
+for foreign in '' '7' '{"schema": "qzstress-result-1"}' "$(head -c 9000 "$work/whole.json")" \
+    "$(sed 's/"largest_change_uv": [^,]*/"largest_change_uv": "much"/' "$work/whole.json")"; do
+    printf '%s' "$foreign" >"$results/sim.edf.json"
+    cp "$results/sim.edf.json" "$work/foreign.json"
+    rm "$results/deep/sim.hea.json"
+    expect_refusal 3 'sim.edf.json: is not a result of qzstress; move it away' \
+        batch "$work/records" --out "$results" -- --mains 60
+    cmp "$work/foreign.json" "$results/sim.edf.json" || fail "batch: a foreign file was overwritten"
+    [ "$(wc -l <"$results/results.csv")" -eq 2 ] && grep -q deep/sim.hea "$results/results.csv" ||
+        fail "batch with a foreign file: $(cat "$results/results.csv")"
+done
+rm "$results/sim.edf.json"
+mkdir "$results/sim.edf.json"
+expect_refusal 3 'sim.edf.json: is not a result of qzstress' batch "$work/records" --out "$results"
+rmdir "$results/sim.edf.json"
+"$program" batch "$work/records" --out "$results" -- --mains 60 || fail "batch without the foreign file"
+cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table without the foreign file"
+# Failures are printed where the table cannot be written, too.
+echo '{}' >"$results/sim.edf.json"
+rm "$results/results.csv"
+mkdir "$results/results.csv"
+"$program" batch "$work/records" --out "$results" 2>"$work/err"
+[ $? -eq 1 ] && [ "$(wc -l <"$work/err")" -eq 2 ] && head -n 1 "$work/err" | grep -q sim.edf.json ||
+    fail "batch without a table: $(cat "$work/err")"
+
+expect_refusal 2 'names one file' batch "$work/records" --out "$results" -- --csv "$work/all.csv"
+
+# A list that names a record twice, and one with two records that have one place for their results.
+mkdir -p "$work/lists/up"
+cp "$work/sim.edf" "$work/lists/up"
+printf '%s\n' '# twice' up/sim.edf ./up/../up/sim.edf "$work/lists/up/sim.edf" >"$work/lists/twice.txt"
+"$program" batch "$work/lists/twice.txt" --out "$work/twice" --jobs 3 2>"$work/err" || fail "a record listed twice"
+[ -s "$work/err" ] && fail "a record listed twice: $(cat "$work/err")"
+[ "$(wc -l <"$work/twice/results.csv")" -eq 2 ] || fail "a record listed twice: $(cat "$work/twice/results.csv")"
+printf '%s\n' up/sim.edf ../sim.edf >"$work/lists/clash.txt"
+expect_refusal 3 "$work/sim.edf: its result would be .*, as that of $work/lists/up/sim.edf" \
+    batch "$work/lists/clash.txt" --out "$work/clash"
+[ "$(wc -l <"$work/clash/results.csv")" -eq 2 ] && grep -q lists/up/sim.edf "$work/clash/results.csv" ||
+    fail "one place for two results: $(cat "$work/clash/results.csv")"
 
 [ "$failures" -eq 0 ]

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "host/HostError.h"
+#include "host/PendingFile.h"
 
 /// Empty at first, gone with the object. The process number keeps apart tests that run at the same time.
 class Folder {
@@ -45,6 +46,14 @@ private:
     std::filesystem::path m_path =
         std::filesystem::path(testing::TempDir()) / ("qzstress_test_" + std::to_string(getpid()));
 };
+
+/// What `write` puts into a pending file appears under its name.
+template <typename Write>
+void WriteWhole(const std::string& path, Write write) {
+    PendingFile file(path);
+    write(file);
+    file.Commit();
+}
 
 /// The message of the HostError that `action` ends with; empty where it ends well.
 template <typename Action>
