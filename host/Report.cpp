@@ -59,8 +59,7 @@ void PrintTrend(std::ostream& out, const StressResult& result, const std::vector
 void PrintLearned(std::ostream& out, const StressResult& result) {
     const LearnedBeat& learned = result.learned;
     const BeatPositionsMs& at = result.positions;
-    out << "Averaged beat: learned from " << learned.beatsUsed << " of " << learned.beatsFound << " beats in "
-        << Number(learned.fromSeconds, 0) << " s of " << learned.record << ", correlation "
+    out << "Averaged beat: learned from " << DescribeLearning(result) << ", correlation "
         << Number(learned.likeness, 3) << "\n"
         << "  Q onset " << Number(at.q, 0) << " ms, R upstroke " << Number(at.r, 0) << " ms, J point "
         << Number(at.j, 0) << " ms from its start; QRS " << Number(at.j - at.q, 0) << " ms; length "

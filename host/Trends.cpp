@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "host/Text.h"
+
 namespace {
 
 constexpr double kSecondsPerMinute = 60.0;
@@ -19,6 +21,13 @@ ErrorSize SizeOf(std::vector<double> errors) {
 }
 
 }  // namespace
+
+std::string DescribeLearning(const StressResult& result) {
+    const LearnedBeat& learned = result.learned;
+    return std::to_string(learned.beatsUsed) + " of " + std::to_string(learned.beatsFound) + " beats in " +
+           Number(learned.fromSeconds, 0) + " s" +
+           (learned.record == result.source.name ? "" : " of " + learned.record);
+}
 
 double Median(std::vector<double> values) {
     std::erase_if(values, [](double value) { return std::isnan(value); });

@@ -65,6 +65,9 @@ struct StressResult {
     std::vector<std::string> warnings;
 };
 
+/// What the averaged beat was learned from: "11 of 12 beats in 10 s", and of which recording if of another.
+std::string DescribeLearning(const StressResult& result);
+
 /// Of what is a number; the mean of the middle two where they are even in number, NaN of none.
 double Median(std::vector<double> values);
 /// Per lead the median level of the first half minute of readings, uV; NaN without readings.

@@ -127,12 +127,7 @@ std::vector<Fact> ListFacts(const Findings& findings) {
     facts.push_back({"Sampling", std::to_string(source.fs) + " Hz, " +
                                      Number(source.uVpb, source.uVpb < 10 ? 2 : 0) + " µV per unit"});
     facts.push_back({"Conditioning", result.conditioning.empty() ? "none" : result.conditioning});
-    facts.push_back({"Averaged beat", result.learned.beatsUsed > 0
-                                          ? std::to_string(result.learned.beatsUsed) + " of " +
-                                                std::to_string(result.learned.beatsFound) + " beats in " +
-                                                Number(result.learned.fromSeconds, 0) + " s of " +
-                                                result.learned.record
-                                          : "none"});
+    facts.push_back({"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"});
     facts.push_back({"Beats", std::to_string(result.beatsFound.size()) + " found, " +
                                   std::to_string(result.beats.size()) + " averaged"});
     facts.push_back({"ST point", "J + " + std::to_string(kSTOffsetMs + result.postJms) + " ms"});
