@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
@@ -35,6 +36,11 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kExitInterrupted = 130;  // of an analysis
+constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};
+constexpr const char* kTableHeading =
+    "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
+    "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,duke,pwc130_w,"
+    "pwc150_w,pwc170_w,warnings";
 
 struct Task {
     std::string record;
@@ -62,7 +68,17 @@ std::string FirstLine(const fs::path& path) {
     return OneLine(line);
 }
 
+bool IsTable(const fs::path& path) { return FirstLine(path) == kTableHeading; }
+
+bool IsRecording(const fs::path& path) {
+    const std::string extension = path.extension().string();
+    return std::any_of(kRecordings.begin(), kRecordings.end(),
+                       [&](const char* known) { return EqualIgnoringCase(extension, known); });
+}
+
 std::vector<std::string> ReadList(const std::string& path) {
+    if (IsRecording(path))
+        throw HostError(path, "is taken for a recording by its name: a folder or a list is expected");
     std::ifstream file(path);
     if (!file) throw HostError(path, "cannot be read");
     const fs::path folder = fs::path(path).parent_path();
@@ -113,8 +129,10 @@ std::string TableRow(const std::string& record, const Json& result) {
     const Json& exercise = result.at("exercise");
     const Json* worst = nullptr;
     for (const Json& lead : result.at("leads")) {
-        const double change = std::abs(lead.at("largest_change_uv").get<double>());
-        if (!worst || change > std::abs(worst->at("largest_change_uv").get<double>())) worst = &lead;
+        const Json& change = lead.at("largest_change_uv");
+        if (change.is_null()) continue;  // the lead was off
+        if (!worst || std::abs(change.get<double>()) > std::abs(worst->at("largest_change_uv").get<double>()))
+            worst = &lead;
     }
     out << CsvField(record) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
         << result.at("record").at("leads").size() << ',' << result.at("beats_found") << ','
@@ -218,30 +236,22 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
     }
 }
 
-void WriteTable(const fs::path& path, const std::vector<Task>& tasks) {
-    PendingFile file(path.string());
-    file.Stream()
-        << "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
-           "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,duke,pwc130_w,"
-           "pwc150_w,pwc170_w,warnings\n";
-    for (const Task& task : tasks) file.Stream() << task.row;
-    file.Commit();
-}
-
-// One task for each record that is listed, once or more often. Two records with one place for their results
-// would overwrite each other's: the later one fails.
+// One task for each record that is listed, once or more often; WFDB records go with and without ".hea". Two
+// records with one place for their results would overwrite each other's: the later one fails.
 std::vector<Task> MakeTasks(const std::vector<std::string>& records, const fs::path& outFolder,
                             const fs::path& root, std::vector<std::string>& failed) {
     std::vector<Task> tasks;
     std::map<fs::path, std::string> recordOf;  // of a result
+    std::set<std::string> listed;
     for (const std::string& record : records) {
+        if (!listed.insert(IsRecording(record) ? record : record + ".hea").second) continue;
         Task task{record, ResultPath(outFolder, record, root), {}, {}};
         task.notes = task.json;
         task.notes += ".log";
         const auto [place, isNew] = recordOf.emplace(task.json, record);
         if (isNew)
             tasks.push_back(std::move(task));
-        else if (place->second != record)
+        else
             failed.push_back(record + ": its result would be " + task.json.string() + ", as that of " +
                              place->second);
     }
@@ -266,13 +276,14 @@ void AddSegments(const fs::path& header, std::set<fs::path>& segments) {
 int RunRecords(const BatchOptions& options) {
     const bool isFolder = fs::is_directory(options.input);
     const fs::path table = fs::path(options.outFolder) / "results.csv";
-    std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
-    // The results may lie among the records.
-    std::erase_if(records, [&](const std::string& record) {
-        return fs::weakly_canonical(record) == fs::weakly_canonical(table);
-    });
+    const std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
     if (records.empty()) throw HostError(options.input, "holds no records");
     const fs::path root = isFolder ? fs::path(options.input) : fs::path(options.input).parent_path();
+
+    if (fs::exists(table) && !IsTable(table))
+        throw HostError(table.string(), "is not a table of qzstress; move it away");
+    fs::create_directories(options.outFolder);
+    PendingFile file(table.string());
 
     Failures failures;
     std::vector<Task> tasks = MakeTasks(records, options.outFolder, root, failures.lines);
@@ -288,8 +299,9 @@ int RunRecords(const BatchOptions& options) {
         }
     }
     RunTasks(open, options, tasks.size(), failures.lines);
-    fs::create_directories(options.outFolder);
-    WriteTable(table, tasks);
+    file.Stream() << kTableHeading << '\n';
+    for (const Task& task : tasks) file.Stream() << task.row;
+    file.Commit();
     return static_cast<int>(failures.lines.size());
 }
 
@@ -302,12 +314,10 @@ std::vector<std::string> FindRecords(const std::string& folder) {
     for (const fs::directory_entry& entry :
          fs::recursive_directory_iterator(folder, fs::directory_options::skip_permission_denied)) {
         if (!entry.is_regular_file()) continue;
-        const std::string extension = entry.path().extension().string();
-        if (extension == ".hea") {
+        if (entry.path().extension() == ".hea") {
             headers.push_back(entry.path());
             AddSegments(entry.path(), segments);
-        } else if (EqualIgnoringCase(extension, ".edf") || EqualIgnoringCase(extension, ".bdf") ||
-                   EqualIgnoringCase(extension, ".csv")) {
+        } else if (IsRecording(entry.path()) && !IsTable(entry.path())) {
             records.push_back(entry.path().string());
         }
     }

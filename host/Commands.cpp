@@ -103,8 +103,10 @@ StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options
         throw HostError(info.name, "a beat at " + std::to_string(fs) + " Hz is expected, not at " +
                                        std::to_string(info.fs) + " Hz");
     Beginning beginning(source, kTemplateSeconds);
+    StressOptions learning = options;
+    learning.stripSeconds.clear();
     InterruptWatch interrupt;
-    return StressAnalysis(beginning, options, {&interrupt}).Run();
+    return StressAnalysis(beginning, learning, {&interrupt}).Run();
 }
 
 // At the start, the middle and the end of the work, and the end of a recording whose length is known; without
@@ -151,9 +153,6 @@ bool Analyze(AnalyzeOptions options) {
         const double seconds =
             options.exercise.exerciseSeconds.value_or(std::numeric_limits<double>::infinity());
         options.exercise.stages = ProtocolStages(options.protocol, start, start + seconds);
-        if (!options.exercise.exerciseSeconds)
-            warnings.emplace_back(
-                "exercise is taken to last to the end of the recording: --exercise-seconds tells otherwise");
     }
     if (options.analysis.stripSeconds.empty() && !options.report.empty())
         options.analysis.stripSeconds = DefaultStrips(info, options.exercise.stages);
@@ -182,6 +181,9 @@ bool Analyze(AnalyzeOptions options) {
     outputs.Observe(observers);
 
     StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
+    if (!result.interrupted)
+        for (std::string& warning : CheckExercise(options.exercise, result.seconds))
+            warnings.push_back(std::move(warning));
     result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
     const ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
     PrintWarnings(result);

@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr double kWindowSeconds = 0.15;
-constexpr std::ptrdiff_t kIntervals = 5;  // of the reference heart rate
+constexpr double kWindowSeconds = 0.15 + 1e-6;  // and what times in binary are off
+constexpr std::ptrdiff_t kIntervals = 5;        // of the reference heart rate
 constexpr double kSecondsPerMinute = 60.0;
 constexpr double kMsPerSecond = 1000.0;
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
@@ -92,6 +92,8 @@ Reference ReferenceFrom(const std::vector<Annotation>& annotations, double annot
             reference.fibrillation.push_back({seconds, std::numeric_limits<double>::infinity()});
         if (annotation.code == kFibrillationEnd && inFibrillation)
             reference.fibrillation.back().toSeconds = seconds;
+        else if (annotation.code == kFibrillationEnd && reference.beatSeconds.empty())
+            reference.fibrillation.push_back({-std::numeric_limits<double>::infinity(), seconds});
         if (annotation.code == kFibrillationStart || annotation.code == kFibrillationEnd)
             inFibrillation = annotation.code == kFibrillationStart;
     }

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <sstream>
+#include <string_view>
 
 #include "core/stress/ExerciseIndices.h"
 #include "host/HostError.h"
@@ -15,9 +17,12 @@ namespace {
 constexpr double kSecondsPerMinute = 60.0;
 constexpr double kUvPerMv = 1000.0;
 constexpr double kPeakWindowSeconds = 30;  // the peak heart rate is the highest median over this long
-constexpr double kStageEndSeconds = 60;    // a stage's heart rate is the median over its last minute
+// Readings come with the beats: a window is whole where its first one is no farther from its start than this.
+constexpr double kLongestIntervalSeconds = 2;
+constexpr double kStageEndSeconds = 60;  // a stage's heart rate is the median over its last minute
 constexpr double kMostWatts = 2000;
 constexpr double kLatestStartSeconds = 7 * 24 * 3600.0;
+constexpr double kSlackSeconds = 1;  // a doctor's times are told to the second
 constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
 
 constexpr std::array kProtocols{ProtocolPlan{"bruce", 180, 7, 0}, ProtocolPlan{"bicycle", 120, 16, 25},
@@ -35,7 +40,7 @@ std::vector<double> RatesIn(const StressResult& result, double from, double to) 
     return bpm;
 }
 
-// "90", "1:30" or "1:02:30"; nothing where it is none of them.
+// "90", "1:30" or "1:02:30"; nothing where it is none of them, or 60 or more stand behind a colon.
 std::optional<double> ParseStart(const std::string& text) {
     double seconds = 0;
     std::istringstream parts(text);
@@ -47,6 +52,7 @@ std::optional<double> ParseStart(const std::string& text) {
         std::istringstream number(part);
         double value = 0;
         if (!(number >> value) || !number.eof() || value > kLatestStartSeconds) return {};
+        if (count > 1 && value >= kSecondsPerMinute) return {};
         seconds = seconds * kSecondsPerMinute + value;
     }
     if (count == 0 || text.back() == ':' || seconds > kLatestStartSeconds) return {};
@@ -70,15 +76,24 @@ bool IsWork(const Stage& stage) { return !stage.watts || *stage.watts > 0; }
 
 void FindPeak(const StressResult& result, ExerciseSummary& summary) {
     summary.peakBpm = std::numeric_limits<double>::quiet_NaN();
-    auto first = result.rates.begin();
-    for (auto last = first; last != result.rates.end(); ++last) {
-        while (last->seconds - first->seconds > kPeakWindowSeconds) ++first;
+    const std::vector<RateReading>& rates = result.rates;
+    std::vector<std::size_t> firsts;  // of the window that ends with each reading
+    double longestSeconds = 0;
+    for (std::size_t last = 0, first = 0; last < rates.size(); ++last) {
+        while (rates[last].seconds - rates[first].seconds > kPeakWindowSeconds) ++first;
+        firsts.push_back(first);
+        longestSeconds = std::max(longestSeconds, rates[last].seconds - rates[first].seconds);
+    }
+    // The few readings after the start or a pause are no half minute, and likely to be wrong.
+    const double wholeSeconds = std::min(longestSeconds, kPeakWindowSeconds - kLongestIntervalSeconds);
+    for (std::size_t last = 0; last < rates.size(); ++last) {
+        if (rates[last].seconds - rates[firsts[last]].seconds < wholeSeconds) continue;
         std::vector<double> bpm;
-        for (auto rate = first; rate <= last; ++rate) bpm.push_back(rate->bpm);
+        for (std::size_t rate = firsts[last]; rate <= last; ++rate) bpm.push_back(rates[rate].bpm);
         const double median = Median(std::move(bpm));
         if (!(median <= summary.peakBpm)) {
             summary.peakBpm = median;
-            summary.peakSeconds = last->seconds;
+            summary.peakSeconds = rates[last].seconds;
         }
     }
 }
@@ -88,7 +103,7 @@ void FindSTDeviation(const StressResult& result, ExerciseSummary& summary) {
     for (std::size_t lead = 0; lead < leads.size(); ++lead) {
         const double deviationMv = leads[lead].changeUv / kUvPerMv;
         if (EqualIgnoringCase(result.source.leads[lead], "aVR") ||
-            std::abs(deviationMv) <= std::abs(summary.stDeviationMv))
+            !(std::abs(deviationMv) > std::abs(summary.stDeviationMv)))
             continue;
         summary.stDeviationMv = deviationMv;
         summary.stLead = result.source.leads[lead];
@@ -130,7 +145,7 @@ std::vector<Stage> ReadStages(const std::string& path) {
         if (!(words >> start)) continue;
         Stage stage;
         const std::optional<double> seconds = ParseStart(start);
-        if (!seconds) fail("a start in seconds or min:s is expected, not \"" + start + "\"");
+        if (!seconds) fail("a start in seconds, min:s or h:min:s is expected, not \"" + start + "\"");
         stage.startSeconds = *seconds;
         if (!(words >> watts) || !ParseWatts(watts, stage.watts))
             fail("a power of 0 to 2000 W or - is expected after the start, not \"" + watts + "\"");
@@ -184,9 +199,44 @@ std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingS
     return Span{first->startSeconds, end == stages.end() ? recordingSeconds : end->startSeconds};
 }
 
+bool IsBruce(const std::vector<Stage>& stages) {
+    constexpr std::string_view kName = "Bruce";
+    const auto isOther = [&](const Stage& stage) {
+        return IsWork(stage) &&
+               (stage.watts || !EqualIgnoringCase(stage.name.substr(0, kName.size()), std::string(kName)));
+    };
+    return std::any_of(stages.begin(), stages.end(), IsWork) &&
+           std::none_of(stages.begin(), stages.end(), isOther);
+}
+
+std::vector<std::string> CheckExercise(const ExerciseOptions& options, double recordingSeconds) {
+    std::vector<std::string> warnings;
+    const std::vector<Stage>& stages = options.stages;
+    const std::string recordingEnd = ", but the recording ends at " + Clock(recordingSeconds);
+    const auto first = std::find_if(stages.begin(), stages.end(), IsWork);
+    const double start = first == stages.end() ? 0 : first->startSeconds;
+    const std::optional<Span> work = FindWork(stages, recordingSeconds);
+    if (first != stages.end() && !work) {
+        warnings.push_back("exercise begins at " + Clock(start) + " min:s" + recordingEnd);
+    } else if (options.exerciseSeconds || work) {
+        const double end = options.exerciseSeconds ? start + *options.exerciseSeconds : work->toSeconds;
+        if (end > recordingSeconds + kSlackSeconds)
+            warnings.push_back((first == stages.end() ? "exercise lasts " : "exercise ends at ") +
+                               Clock(end) + " min:s" + recordingEnd);
+        if (!options.exerciseSeconds && std::all_of(first, stages.end(), IsWork))
+            warnings.emplace_back(
+                "the stages end with work, and exercise is taken to last to the end of the recording: "
+                "--exercise-seconds tells otherwise");
+    }
+    if (options.angina && !options.exerciseSeconds && !work)
+        warnings.emplace_back("angina is given but no exercise time is known: there is no Duke score");
+    return warnings;
+}
+
 ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options) {
     ExerciseSummary summary;
-    summary.stages = options.stages;
+    std::copy_if(options.stages.begin(), options.stages.end(), std::back_inserter(summary.stages),
+                 [&](const Stage& stage) { return stage.startSeconds < result.seconds; });
     summary.angina = options.angina;
     summary.exerciseSeconds = options.exerciseSeconds;
     if (const std::optional<Span> work = FindWork(options.stages, result.seconds);
@@ -198,7 +248,7 @@ ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOpti
         *summary.exerciseSeconds <= kLongestDukeSeconds && !result.beats.empty())
         summary.duke =
             DukeScore(static_cast<short>(*summary.exerciseSeconds), static_cast<float>(summary.stDeviationMv),
-                      static_cast<short>(options.angina));
+                      static_cast<short>(options.angina.value_or(0)));
     FindPowers(result, summary);
     return summary;
 }

@@ -12,7 +12,6 @@ namespace {
 constexpr std::chrono::milliseconds kRedraw{250};
 constexpr std::chrono::milliseconds kShortestWait{5};  // shorter waits are gathered
 constexpr double kSecondsPerLine = 10;
-constexpr double kFlatUv = 5;   // a lead that moves less in a second is off
 constexpr int kBarHalf = 20;    // characters for
 constexpr double kBarUv = 400;  // this much elevation or depression
 
@@ -40,32 +39,19 @@ Monitor::Monitor(std::ostream& out, const SourceInfo& info, double speed, bool i
       m_bTerminal(isTerminal),
       m_start(std::chrono::steady_clock::now()),
       m_bpm(std::numeric_limits<double>::quiet_NaN()),
-      m_leads(info.leads.size()) {}
+      m_off(info.leads.size()) {}
 
-void Monitor::OnFrame(const short* frame) {
-    for (std::size_t i = 0; i < m_leads.size(); ++i) {
-        Lead& lead = m_leads[i];
-        const bool bStarts = m_frames % m_info.fs == 0;
-        lead.lowest = bStarts ? frame[i] : std::min(lead.lowest, frame[i]);
-        lead.highest = bStarts ? frame[i] : std::max(lead.highest, frame[i]);
-    }
+void Monitor::OnFrame(const short* /*frame*/) {
     ++m_frames;
-    if (m_frames % m_info.fs == 0) LookForLeadsOff();
-
     const std::chrono::duration<double> due(static_cast<double>(m_frames) / m_info.fs / m_speed);
     const auto wait = m_start + due - std::chrono::steady_clock::now();
     if (wait > kShortestWait) std::this_thread::sleep_for(wait);
     Draw();
 }
 
-void Monitor::LookForLeadsOff() {
-    for (std::size_t i = 0; i < m_leads.size(); ++i) {
-        const bool bOff = (m_leads[i].highest - m_leads[i].lowest) * m_info.uVpb < kFlatUv;
-        if (bOff != m_leads[i].isOff)
-            m_event = Clock(static_cast<double>(m_frames) / m_info.fs) + " " + m_info.leads[i] +
-                      (bOff ? " off" : " back");
-        m_leads[i].isOff = bOff;
-    }
+void Monitor::OnLead(std::size_t lead, bool isOff, double seconds) {
+    m_off[lead] = isOff;
+    m_event = Clock(seconds) + " " + m_info.leads[lead] + (isOff ? " off" : " back");
 }
 
 void Monitor::OnRate(const RateReading& rate) { m_bpm = rate.bpm; }
@@ -79,11 +65,11 @@ std::vector<std::string> Monitor::Block() const {
     std::vector<std::string> lines;
     lines.push_back(m_info.name + "  " + Clock(static_cast<double>(m_frames) / m_info.fs) + "  HR " +
                     Number(m_bpm, 0) + " beats/min");
-    for (std::size_t i = 0; i < m_leads.size(); ++i) {
+    for (std::size_t i = 0; i < m_off.size(); ++i) {
         std::string line = Padded(m_info.leads[i], 8, false);
-        if (m_leads[i].isOff) {
+        if (m_off[i]) {
             line += "lead off";
-        } else if (!m_beat.levelUv.empty()) {
+        } else if (!m_beat.levelUv.empty() && !std::isnan(m_beat.levelUv[i])) {
             line += Padded(Number(m_beat.levelUv[i], 0), 6, true) + " uV " +
                     Padded(Number(m_beat.slopeUvPerMs[i], 2), 6, true) + " uV/ms  " + Bar(m_beat.levelUv[i]);
         }
@@ -106,9 +92,8 @@ void Monitor::Draw() {
         if (static_cast<double>(m_frames) / m_info.fs < m_nextLineSeconds) return;
         m_nextLineSeconds += kSecondsPerLine;
         m_out << Block().front();
-        for (std::size_t i = 0; i < m_leads.size() && !m_beat.levelUv.empty(); ++i)
-            m_out << "  " << m_info.leads[i] << ' '
-                  << (m_leads[i].isOff ? "off" : Number(m_beat.levelUv[i], 0));
+        for (std::size_t i = 0; i < m_off.size() && !m_beat.levelUv.empty(); ++i)
+            m_out << "  " << m_info.leads[i] << ' ' << (m_off[i] ? "off" : Number(m_beat.levelUv[i], 0));
         m_out << "\n";
     }
     m_out << std::flush;

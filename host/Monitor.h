@@ -15,19 +15,17 @@ public:
     Monitor(std::ostream& out, const SourceInfo& info, double speed, bool isTerminal);
     /// Waits until the frame is due.
     void OnFrame(const short* frame) override;
+    void OnLead(std::size_t lead, bool isOff, double seconds) override;
     void OnRate(const RateReading& rate) override;
     void OnBeat(const STReading& beat) override;
+
+    /// Ends an analysis that nobody listens to any more, as where a pipe is closed.
+    bool Stop() override { return !m_out; }
 
     /// The block, one line each: time and heart rate, a bar per lead, the last event.
     std::vector<std::string> Block() const;
 
 private:
-    struct Lead {
-        short lowest = 0, highest = 0;  // of the running second, in units of the source
-        bool isOff = false;             // flat throughout the last second
-    };
-
-    void LookForLeadsOff();
     void Draw();
 
     std::ostream& m_out;
@@ -37,8 +35,8 @@ private:
     std::chrono::steady_clock::time_point m_start, m_drawn{};
     long long m_frames = 0;
     double m_bpm;
-    STReading m_beat;  // the latest; no levels before the first
-    std::vector<Lead> m_leads;
+    STReading m_beat;         // the latest; no levels before the first
+    std::vector<bool> m_off;  // per lead
     std::string m_event = "waiting for the first beats";
     std::size_t m_linesDrawn = 0;
     double m_nextLineSeconds = 0;

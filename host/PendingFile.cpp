@@ -17,22 +17,29 @@ PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
     const bool isFile = !std::filesystem::exists(before) || std::filesystem::is_regular_file(before);
     m_target = isFile ? CanonicalName(m_path) : m_path;
     m_partPath = isFile ? m_target + ".part" : m_target;
-    if (isFile && !Targets().insert(m_target).second) throw HostError(m_path, "two outputs have this name");
+    if (isFile && (Targets().count(m_target) > 0 || Targets().count(m_partPath) > 0))
+        throw HostError(m_path, "two outputs have this name");
+    if (isFile) Targets().insert({m_target, m_partPath});
     errno = 0;
     m_stream.open(m_partPath, std::ios::binary | std::ios::trunc);
     if (m_stream) return;
     const std::string reason = std::strerror(errno);
-    if (isFile) Targets().erase(m_target);
+    if (isFile) Forget();
     throw HostError(m_path, "cannot be created: " + reason);
 }
 
 PendingFile::~PendingFile() {
     if (m_partPath == m_target) return;
-    Targets().erase(m_target);
+    Forget();
     if (m_bCommitted) return;
     m_stream.close();
     std::error_code alreadyGone;
     std::filesystem::remove(m_partPath, alreadyGone);
+}
+
+void PendingFile::Forget() const {
+    Targets().erase(m_target);
+    Targets().erase(m_partPath);
 }
 
 void PendingFile::Spare(const std::vector<std::string>& files) {

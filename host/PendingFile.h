@@ -7,8 +7,8 @@
 #include <vector>
 
 /// Writes beside the final name ("NAME.part"); Commit closes, checks and renames. Without Commit nothing is
-/// left behind, and a file that had the name before stays as it was. A link is followed; what is no file,
-/// such as a pipe or /dev/stdout, is written straight to.
+/// left behind, and a file that had the name before stays as it was. A link to a file is followed; what is no
+/// file, such as a pipe or /dev/stdout, is written straight to.
 class PendingFile {
 public:
     /// Throws HostError, naming the file, where it cannot be created or is pending already.
@@ -36,7 +36,8 @@ public:
 
 private:
     static std::string CanonicalName(const std::string& path);
-    /// The files that are pending in this process.
+    void Forget() const;
+    /// The files that are pending in this process, under both of their names.
     static std::set<std::string>& Targets();
 
     std::string m_path;                // as it was given

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/Text.h"
+#include "host/report/Findings.h"
 
 namespace {
 
@@ -88,14 +89,15 @@ void PrintExtremes(std::ostream& out, const StressResult& result) {
 }
 
 void PrintExercise(std::ostream& out, const ExerciseSummary& exercise) {
-    out << "Peak heart rate " << Number(exercise.peakBpm, 0) << " beats/min at "
+    out << "Peak heart rate, 30 s: " << Number(exercise.peakBpm, 0) << " beats/min at "
         << Clock(exercise.peakSeconds);
     if (!exercise.stLead.empty())
         out << "; largest ST change " << Number(exercise.stDeviationMv, 2) << " mV in " << exercise.stLead;
     out << "\n";
     if (exercise.duke)
-        out << "Duke score " << *exercise.duke << " (exercise " << Clock(*exercise.exerciseSeconds)
-            << " min:s, angina index " << exercise.angina << ")\n";
+        out << "Duke score " << *exercise.duke << ": exercise " << Clock(*exercise.exerciseSeconds)
+            << " min:s, angina " << DescribeAngina(exercise)
+            << (IsBruce(exercise.stages) ? "" : std::string("\n  ") + kDukeRemark) << "\n";
     constexpr std::array kRates{130, 150, 170};
     for (std::size_t i = 0; i < kRates.size(); ++i) {
         if (exercise.pwcWatts[i])
@@ -106,8 +108,8 @@ void PrintExercise(std::ostream& out, const ExerciseSummary& exercise) {
 }  // namespace
 
 void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise) {
-    out << result.source.name << ": " << result.source.leads.size() << " leads, " << result.source.fs
-        << " Hz, " << Clock(result.seconds) << " min:s\n"
+    out << result.source.name << ": " << Counted(result.source.leads.size(), "lead") << ", "
+        << result.source.fs << " Hz, " << Clock(result.seconds) << " min:s\n"
         << "Conditioning: " << result.conditioning << "; delay " << Number(result.delayMs, 0)
         << " ms, taken off all times\n";
     PrintLearned(out, result);
@@ -119,8 +121,7 @@ void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSu
     PrintTrend(out, result, rows, {level.c_str(), "uV", kLeadWidth, 0, &MinuteRow::levelUv});
     PrintTrend(out, result, rows, {slope.c_str(), "uV/ms", kSlopeWidth, 2, &MinuteRow::slopeUvPerMs});
     PrintExtremes(out, result);
-    out << "\nBeats: " << result.beatsFound.size() << " intervals from the heart rate, "
-        << result.beats.size() << " beats folded into the average\n";
+    out << "\nBeats: " << DescribeBeats(result) << "\n";
     PrintExercise(out, exercise);
 }
 

@@ -2,7 +2,7 @@
 //
 //   1        facts of the record, heart rate over the stages, results in short
 //   then     ST level over time, one plot per lead on one scale
-//   then     first and latest averaged beat of each lead on ECG paper
+//   then     averaged beat of each lead at first, at its largest ST change, and latest, on ECG paper
 //   then     strips as recorded and as conditioned on ECG paper
 //   last     table of ST per lead, how the indices came about, notes
 //

@@ -58,6 +58,12 @@ Json BeatJson(const StressResult& result) {
             {"latest_uv", latest}};
 }
 
+Json SpansJson(const std::vector<Span>& spans) {
+    Json all = Json::array();
+    for (const Span& span : spans) all.push_back({{"from_s", span.fromSeconds}, {"to_s", span.toSeconds}});
+    return all;
+}
+
 Json LeadsJson(const StressResult& result) {
     Json leads = Json::array();
     const std::vector<LeadSummary> summaries = SummarizeLeads(result);
@@ -66,17 +72,19 @@ Json LeadsJson(const StressResult& result) {
         const LeadSummary& s = summaries[lead];
         const LeadExtremes& e = extremes[lead];
         leads.push_back({{"name", result.source.leads[lead]},
-                         {"first_level_uv", s.firstUv},
-                         {"largest_change_uv", s.changeUv},
-                         {"largest_change_s", s.seconds},
-                         {"level_then_uv", s.levelUv},
-                         {"slope_then_uv_per_ms", s.slopeUvPerMs},
+                         {"off", SpansJson(result.off[lead])},
+                         {"disturbed", SpansJson(result.disturbed[lead])},
+                         {"first_level_uv", Value(s.firstUv)},
+                         {"largest_change_uv", Value(s.changeUv)},
+                         {"largest_change_s", Value(s.seconds)},
+                         {"level_then_uv", Value(s.levelUv)},
+                         {"slope_then_uv_per_ms", Value(s.slopeUvPerMs)},
                          {"heart_rate_then_per_min", Value(s.bpm)},
                          {"sthr_index_then_uv_min", Value(s.sthrIndex)},
-                         {"lowest_level_uv", e.lowestUv},
-                         {"lowest_level_s", e.lowestSeconds},
-                         {"highest_level_uv", e.highestUv},
-                         {"highest_level_s", e.highestSeconds}});
+                         {"lowest_level_uv", Value(e.lowestUv)},
+                         {"lowest_level_s", Value(e.lowestSeconds)},
+                         {"highest_level_uv", Value(e.highestUv)},
+                         {"highest_level_s", Value(e.highestSeconds)}});
     }
     return leads;
 }
@@ -88,7 +96,7 @@ Json ExerciseJson(const ExerciseSummary& exercise) {
             {{"start_s", stage.startSeconds}, {"power_w", Value(stage.watts)}, {"name", stage.name}});
     return {{"stages", stages},
             {"exercise_s", Value(exercise.exerciseSeconds)},
-            {"angina", exercise.angina},
+            {"angina", exercise.angina ? Json(*exercise.angina) : Json()},
             {"st_deviation_mv", exercise.stDeviationMv},
             {"st_deviation_lead", exercise.stLead},
             {"duke", exercise.duke ? Json(*exercise.duke) : Json()},
@@ -108,7 +116,7 @@ void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everyS
         out << ',' << CsvField(lead + "_st_uv") << ',' << CsvField(lead + "_slope_uv_per_ms") << ','
             << CsvField(lead + "_change_uv") << ',' << CsvField(lead + "_sthr_uv_min");
     out << '\n';
-    const std::vector<double> firsts = FirstLevels(result);
+    const std::vector<double> firsts = FirstMedians(result, &STReading::levelUv);
     double due = 0;
     for (const STReading& beat : result.beats) {
         if (beat.seconds < due) continue;
@@ -120,6 +128,7 @@ void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everyS
 void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise) {
     const SourceInfo& source = result.source;
     const Json summary = {{"schema", kResultSchema},
+                          {"program", "qzstress " QZSTRESS_VERSION},
                           {"interrupted", result.interrupted},
                           {"record",
                            {{"name", source.name},

@@ -113,11 +113,10 @@ double SignalConditioner::LessStart(std::size_t lead, double uV) {
     }
     const double x = uV - start.uV;
     if (std::abs(x) <= kClipUv) {
-        start.framesOut = 0;
+        start.framesOut = std::max(0, start.framesOut - 1);
         return x;
     }
     ++start.framesOut;
-    ++m_clipped;
     return std::clamp(x, -kClipUv, kClipUv);
 }
 

@@ -4,8 +4,9 @@
 //   source -> less the first frame -> [high-pass, notch] -> low-pass -> [comb] -> [smoother]
 //
 // Each lead's first sample is taken off all of its samples, as though the signal had always stood there, so
-// that no electrode offset has to settle first. Where a lead then stays out of range for a second, as with an
-// electrode that was off at the start or is fixed anew, it begins anew with the sample it has then. Then
+// that no electrode offset has to settle first. Where a lead is then out of range for a second more than
+// within it, as with an electrode that was off at the start or is fixed anew, it begins anew with the sample
+// it has then. Then
 // - mains of 50 Hz at a multiple of 50 Hz: the comb of the library's filter chain, which takes out every
 //   harmonic of the mains and the drift together;
 // - any other mains, or a rate at which the comb would have to resample (it is no comb for 60 Hz, and leaves
@@ -51,8 +52,8 @@ public:
     int DelaySamples() const { return m_delaySamples; }
     /// Conditioned frames before this one still carry the start of the filters.
     int SettlingSamples() const { return m_settlingSamples; }
-    /// Samples so far that were beyond +-15 mV of the first of their lead and were held there.
-    long long ClippedSamples() const { return m_clipped; }
+    /// Whether samples of a lead are or were lately held at +-15 mV of where the lead began.
+    bool IsLost(std::size_t lead) const { return m_starts[lead].framesOut > 0; }
     /// The stages in words, for the report.
     const std::string& Description() const { return m_description; }
 
@@ -60,7 +61,7 @@ private:
     // What a lead began with.
     struct Start {
         double uV = 0;
-        int framesOut = 0;  // of range, without a break
+        int framesOut = 0;  // of range, less those within it since
     };
     double LessStart(std::size_t lead, double uV);
 
@@ -72,6 +73,5 @@ private:
     std::vector<CNotchFilter> m_notch;     // one per lead, empty with the comb or without mains
     int m_delaySamples = 0;
     int m_settlingSamples = 0;
-    long long m_clipped = 0;
     std::string m_description;
 };

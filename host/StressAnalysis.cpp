@@ -20,6 +20,13 @@ constexpr int kNoMatchSeconds = 30;           // without a matched beat, one is 
 constexpr int kFirstRelearnWaitSeconds = 10;  // from a failed attempt to the next, twice as long each time
 constexpr int kLongestRelearnWaitSeconds = 320;
 
+// What happens to a lead so much later than an R, or so much before it, changes the beat: the ST segment is
+// part of it, and the filter that takes out mains and drift reaches far.
+constexpr double kReachAheadSeconds = 1.2;
+constexpr double kReachBackSeconds = 1.5;
+// The engine folds about a tenth of each beat in: so many after a bad one less than 1 % of it is left.
+constexpr int kBeatsToTrust = 50;
+
 constexpr int kMostLeads = 64;
 constexpr int kEarliestPostJms = 10;
 constexpr int kLatestPostJms = 200;
@@ -67,10 +74,15 @@ StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options
       m_conditioner(Checked(source.Info(), options), options.conditioner),
       m_strips(source.Info(), options.stripSeconds),
       m_engine(source.Info().fs, source.Info().leads.size(), options.postJms),
+      m_watch(source.Info()),
       m_fs(source.Info().fs),
       m_chn(source.Info().leads.size()),
       m_raw(m_chn),
-      m_conditioned(m_chn) {}
+      m_conditioned(m_chn),
+      m_off(m_chn),
+      m_beatsToTrust(m_chn) {
+    m_result.farthest.resize(m_chn);
+}
 
 StressResult StressAnalysis::Run() {
     m_result.source = m_source.Info();
@@ -105,10 +117,13 @@ bool StressAnalysis::ReadConditioned() {
         ++m_framesRead;
         m_strips.TakeRaw(m_raw.data());
         for (AnalysisObserver* observer : m_observers) observer->OnFrame(m_raw.data());
+        if (m_watch.Take(m_raw.data())) FollowLeads();
     } else if (m_framesRead == 0 || m_framesOut >= m_framesRead + m_conditioner.DelaySamples()) {
         return false;
     }
     m_conditioner.Process(m_raw.data(), m_conditioned.data());
+    for (std::size_t lead = 0; lead < m_chn; ++lead)
+        if (m_conditioner.IsLost(lead)) m_watch.Disturb(lead);
     const long long index = m_framesOut++;
     const long long shown = index - m_conditioner.DelaySamples();
     if (shown >= 0) {
@@ -216,11 +231,84 @@ void StressAnalysis::Match(const short* conditioned, long long index) {
     if (!m_engine.Match(conditioned, reading)) return;
     reading.seconds = SourceSeconds(index - m_engine.SamplesSinceR());
     reading.bpm = RateAt(reading.seconds);
+    LeaveOutBadLeads(reading);
+    KeepFarthest(reading);
     m_result.beats.push_back(std::move(reading));
     for (AnalysisObserver* observer : m_observers) observer->OnBeat(m_result.beats.back());
     m_foundSinceMatch = 0;
     m_relearnDue = index + static_cast<long long>(kNoMatchSeconds) * m_fs;
     m_relearnWait = static_cast<long long>(kFirstRelearnWaitSeconds) * m_fs;
+}
+
+// That a lead is off is known two seconds late: what was read of it since is taken back.
+void StressAnalysis::FollowLeads() {
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        if (m_watch.IsOff(lead) == m_off[lead]) continue;
+        m_off[lead] = m_watch.IsOff(lead);
+        const Span& span = m_watch.Off(lead).back();
+        for (AnalysisObserver* observer : m_observers)
+            observer->OnLead(lead, m_off[lead], m_off[lead] ? span.fromSeconds : span.toSeconds);
+        if (!m_off[lead]) continue;
+        for (auto beat = m_result.beats.rbegin(); beat != m_result.beats.rend(); ++beat) {
+            if (beat->seconds + kReachAheadSeconds < span.fromSeconds) break;
+            beat->levelUv[lead] = beat->slopeUvPerMs[lead] = std::numeric_limits<float>::quiet_NaN();
+            m_beatsToTrust[lead] = kBeatsToTrust;
+        }
+    }
+}
+
+void StressAnalysis::LeaveOutBadLeads(STReading& reading) {
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        if (!m_watch.IsGood(lead,
+                            {reading.seconds - kReachBackSeconds, reading.seconds + kReachAheadSeconds}))
+            m_beatsToTrust[lead] = kBeatsToTrust;
+        if (m_beatsToTrust[lead] == 0) continue;
+        --m_beatsToTrust[lead];
+        reading.levelUv[lead] = reading.slopeUvPerMs[lead] = std::numeric_limits<float>::quiet_NaN();
+    }
+}
+
+void StressAnalysis::KeepFarthest(const STReading& reading) {
+    if (m_firstLevelsUv.empty()) {
+        if (m_result.beats.empty() || reading.seconds <= m_result.beats.front().seconds + kFirstSeconds)
+            return;
+        m_firstLevelsUv = FirstMedians(m_result, &STReading::levelUv);
+    }
+    std::vector<std::vector<float>> beats;
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        FarthestBeat& farthest = m_result.farthest[lead];
+        const double changeUv = reading.levelUv[lead] - m_firstLevelsUv[lead];
+        if (!(std::abs(changeUv) > std::abs(farthest.changeUv))) continue;
+        if (beats.empty()) beats = BeatsAtFirstPositions();
+        farthest = {changeUv, reading.seconds, beats[lead]};
+    }
+}
+
+// A beat learned later may be of another length: it is put where its J is that of the first.
+std::vector<std::vector<float>> StressAnalysis::BeatsAtFirstPositions() const {
+    std::vector<std::vector<float>> beats = m_engine.BeatUv();
+    const long shift = std::lround((m_engine.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        const std::vector<float> row = std::exchange(beats[lead], {});
+        for (long i = 0; i < static_cast<long>(m_result.firstBeatUv[lead].size()); ++i)
+            beats[lead].push_back(
+                row[static_cast<std::size_t>(std::clamp(i + shift, 0L, static_cast<long>(row.size()) - 1))]);
+    }
+    return beats;
+}
+
+void StressAnalysis::WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans) {
+    std::string text;
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        if (spans[lead].empty()) continue;
+        text += (text.empty() ? "" : ", ") + m_result.source.leads[lead] + " (from " +
+                Clock(spans[lead].front().fromSeconds) + " min:s on";
+        if (spans[lead].size() > 1) text += ", " + std::to_string(spans[lead].size()) + " times";
+        text += ")";
+    }
+    if (!text.empty())
+        m_result.warnings.push_back(what + ": " + text + "; no ST of these leads until " +
+                                    std::to_string(kBeatsToTrust) + " beats after");
 }
 
 // Fills the ring with the end of the learning stretch.
@@ -262,27 +350,30 @@ void StressAnalysis::Relearn() {
 void StressAnalysis::Finish() {
     m_result.seconds = static_cast<double>(m_framesRead) / m_fs;
     m_result.strips = m_strips.Finish();
-    // A beat learned later may be of another length: it is put where its J is that of the first.
-    m_result.latestBeatUv = m_engine.BeatUv();
-    const long shift = std::lround((m_engine.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
-    for (std::size_t c = 0; c < m_chn; ++c) {
-        const std::vector<float> row = std::exchange(m_result.latestBeatUv[c], {});
-        for (long i = 0; i < static_cast<long>(m_result.firstBeatUv[c].size()); ++i)
-            m_result.latestBeatUv[c].push_back(
-                row[static_cast<std::size_t>(std::clamp(i + shift, 0L, static_cast<long>(row.size()) - 1))]);
+    m_result.latestBeatUv = BeatsAtFirstPositions();
+    // Of readings that were taken back, and of a larger change within the first half minute, there is no
+    // beat.
+    const std::vector<LeadSummary> leads = SummarizeLeads(m_result);
+    for (std::size_t lead = 0; lead < leads.size(); ++lead)
+        if (m_result.farthest[lead].seconds != leads[lead].seconds) m_result.farthest[lead] = {};
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        m_result.off.push_back(m_watch.Off(lead));
+        m_result.disturbed.push_back(m_watch.Disturbed(lead));
+        if (m_off[lead]) m_result.off[lead].back().toSeconds = m_result.seconds;
     }
     if (m_result.interrupted)
         m_result.warnings.push_back("interrupted after " + Clock(m_result.seconds) +
                                     " min:s: the rest of the recording is not analysed");
     else if (const std::size_t missing = m_options.stripSeconds.size() - m_result.strips.size(); missing > 0)
         m_result.warnings.push_back(std::to_string(missing) + " strips begin after the end of the recording");
+    WarnOfBadLeads("off", m_result.off);
+    WarnOfBadLeads("disturbed by jumps of the baseline", m_result.disturbed);
     if (m_chn == 1)
         m_result.warnings.emplace_back("one lead only: without a second one noise cannot be told from beats");
     for (std::string& warning : m_source.Warnings()) m_result.warnings.push_back(std::move(warning));
-    if (m_conditioner.ClippedSamples() > 0)
-        m_result.warnings.push_back(std::to_string(m_conditioner.ClippedSamples()) +
-                                    " samples were beyond 15 mV of their lead's first and were held there");
-    if (2 * m_result.beats.size() < m_result.beatsFound.size())
+    if (m_result.beats.empty())
+        m_result.warnings.emplace_back("no beat matched the averaged one: there are no ST values");
+    else if (2 * m_result.beats.size() < m_result.beatsFound.size())
         m_result.warnings.push_back("only " + std::to_string(m_result.beats.size()) + " of " +
                                     std::to_string(m_result.beatsFound.size()) +
                                     " heart-rate intervals have a beat that matched; ST values may be off");

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "host/FrameSource.h"
+#include "host/LeadWatch.h"
 #include "host/SignalConditioner.h"
 #include "host/StressEngine.h"
 #include "host/StripRecorder.h"
@@ -39,6 +40,8 @@ public:
     virtual void OnFrame(const short* /*frame*/) {}
     /// A conditioned frame in microvolts, and the time of the source that it shows, from 0 on.
     virtual void OnConditioned(const short* /*uV*/, double /*seconds*/) {}
+    /// A lead went off at this time, or came back: two seconds after the one, at once after the other.
+    virtual void OnLead(std::size_t /*lead*/, bool /*isOff*/, double /*seconds*/) {}
     virtual void OnRate(const RateReading& /*rate*/) {}
     virtual void OnBeat(const STReading& /*beat*/) {}
     /// Asked once a frame: true ends the analysis as though the source ended here.
@@ -64,6 +67,11 @@ private:
     void Learn();
     void Start();
     void Match(const short* conditioned, long long index);
+    void FollowLeads();
+    void LeaveOutBadLeads(STReading& reading);
+    void KeepFarthest(const STReading& reading);
+    std::vector<std::vector<float>> BeatsAtFirstPositions() const;
+    void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
     void KeepForRelearning();
     void Relearn();
     void Finish();
@@ -76,6 +84,7 @@ private:
     SignalConditioner m_conditioner;
     StripRecorder m_strips;
     StressEngine m_engine;
+    LeadWatch m_watch;
     StressResult m_result;
     int m_fs;
     std::size_t m_chn;
@@ -90,6 +99,10 @@ private:
     std::vector<short> m_rateRunIn;  // conditioned frames before the heart rate has started, interleaved
     bool m_bRateStarted = false;
     int m_answersToSkip = 0;  // of the heart rate, not yet to be trusted
+
+    std::vector<bool> m_off;              // per lead, as the observers know it
+    std::vector<int> m_beatsToTrust;      // per lead: beats until its ST is told again
+    std::vector<double> m_firstLevelsUv;  // per lead; empty in the first half minute of readings
 
     std::vector<short> m_latest;  // ring of the frames to learn again from, by frame number
     int m_foundSinceMatch = 0;    // beats that the heart rate has found since one matched

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr double kSecondsPerMinute = 60.0;
-constexpr double kFirstLevelSeconds = 30;  // the first ST level is the median over this long
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 
 ErrorSize SizeOf(std::vector<double> errors) {
@@ -37,15 +36,19 @@ double Median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
-std::vector<double> FirstLevels(const StressResult& result) {
+std::vector<double> FirstMedians(const StressResult& result, LeadValues values) {
     std::vector<double> firsts;
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
-        std::vector<double> levels;
+        std::vector<double> first;
+        double until = kNothing;  // seconds
         for (const STReading& beat : result.beats) {
-            if (beat.seconds > result.beats.front().seconds + kFirstLevelSeconds) break;
-            levels.push_back(beat.levelUv[lead]);
+            const double value = (beat.*values)[lead];
+            if (beat.seconds > until) break;
+            if (std::isnan(value)) continue;
+            if (first.empty()) until = beat.seconds + kFirstSeconds;
+            first.push_back(value);
         }
-        firsts.push_back(Median(std::move(levels)));
+        firsts.push_back(Median(std::move(first)));
     }
     return firsts;
 }
@@ -91,16 +94,18 @@ std::vector<MinuteRow> SummarizeMinutes(const StressResult& result) {
 std::vector<LeadSummary> SummarizeLeads(const StressResult& result) {
     std::vector<LeadSummary> leads;
     if (result.beats.empty()) return leads;
-    const std::vector<double> firsts = FirstLevels(result);
-    for (std::size_t lead = 0; lead < firsts.size(); ++lead) {
-        const auto change = [&](const STReading& beat) { return beat.levelUv[lead] - firsts[lead]; };
-        const STReading& farthest = *std::max_element(result.beats.begin(), result.beats.end(),
-                                                      [&](const STReading& a, const STReading& b) {
-                                                          return std::abs(change(a)) < std::abs(change(b));
-                                                      });
-        const double levelUv = farthest.levelUv[lead];
-        leads.push_back({firsts[lead], change(farthest), levelUv, farthest.slopeUvPerMs[lead], farthest.bpm,
-                         STHRindex(levelUv, farthest.bpm), farthest.seconds});
+    for (const double firstUv : FirstMedians(result, &STReading::levelUv)) {
+        LeadSummary summary{firstUv, kNothing, kNothing, kNothing, kNothing, kNothing, kNothing};
+        const std::size_t lead = leads.size();
+        for (const STReading& beat : result.beats) {
+            const double levelUv = beat.levelUv[lead], changeUv = levelUv - firstUv;
+            if (std::isnan(levelUv) || std::abs(changeUv) <= std::abs(summary.changeUv)) continue;
+            summary = {firstUv,     changeUv,
+                       levelUv,     beat.slopeUvPerMs[lead],
+                       beat.bpm,    STHRindex(levelUv, beat.bpm),
+                       beat.seconds};
+        }
+        leads.push_back(summary);
     }
     return leads;
 }
@@ -109,11 +114,20 @@ std::vector<LeadExtremes> FindExtremes(const StressResult& result) {
     std::vector<LeadExtremes> extremes;
     if (result.beats.empty()) return extremes;
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
-        const auto [lowest, highest] = std::minmax_element(
-            result.beats.begin(), result.beats.end(),
-            [&](const STReading& a, const STReading& b) { return a.levelUv[lead] < b.levelUv[lead]; });
-        extremes.push_back(
-            {lowest->levelUv[lead], lowest->seconds, highest->levelUv[lead], highest->seconds});
+        LeadExtremes found{kNothing, kNothing, kNothing, kNothing};
+        for (const STReading& beat : result.beats) {
+            const double levelUv = beat.levelUv[lead];
+            if (std::isnan(levelUv)) continue;
+            if (!(levelUv >= found.lowestUv)) {
+                found.lowestUv = levelUv;
+                found.lowestSeconds = beat.seconds;
+            }
+            if (!(levelUv < found.highestUv)) {
+                found.highestUv = levelUv;
+                found.highestSeconds = beat.seconds;
+            }
+        }
+        extremes.push_back(found);
     }
     return extremes;
 }

@@ -15,6 +15,9 @@
 /// ST is measured this long after J plus the post-J time: where the engine reads its J level.
 constexpr int kSTOffsetMs = 6;
 
+/// The first ST level is the median over this long, from the first reading on.
+constexpr double kFirstSeconds = 30;
+
 /// From the first moment on and before the second.
 struct Span {
     double fromSeconds = 0, toSeconds = 0;
@@ -25,7 +28,8 @@ struct RateReading {
     double bpm = 0;  // beats per minute
 };
 
-/// The state of the averaged beat after one more beat, one value per lead in source order.
+/// The state of the averaged beat after one more beat, one value per lead in source order; NaN where the lead
+/// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
 struct STReading {
     double seconds = 0;
     double bpm = 0;  // heart rate shown at that time; NaN before the first
@@ -46,6 +50,12 @@ struct Strip {
     std::vector<std::vector<float>> cleanUv;
 };
 
+/// The averaged beat of a lead where its ST level was farthest from its first, after the first half minute.
+struct FarthestBeat {
+    double changeUv = 0, seconds = 0;
+    std::vector<float> uV;  // at the positions of the first; empty where there is none
+};
+
 struct StressResult {
     SourceInfo source;
     std::string conditioning;  // filters in words
@@ -57,10 +67,13 @@ struct StressResult {
     BeatPositionsMs positions;
     std::vector<std::vector<float>> firstBeatUv;   // [lead][sample], as first handed to the engine
     std::vector<std::vector<float>> latestBeatUv;  // and as it left off, at the same positions
+    std::vector<FarthestBeat> farthest;            // per lead
     std::vector<double> relearnedSeconds;          // from when on a newly learned beat was matched
     std::vector<Strip> strips;                     // in order of time
     std::vector<RateReading> rates;
-    std::vector<STReading> beats;    // one for each beat folded in
+    std::vector<STReading> beats;  // one for each beat folded in
+    // Of each lead, when it was off, and when its baseline jumped or left the range; in order of time.
+    std::vector<std::vector<Span>> off, disturbed;
     std::vector<double> beatsFound;  // seconds of every heart-rate answer, one beat after its beat
     std::vector<std::string> warnings;
 };
@@ -70,8 +83,10 @@ std::string DescribeLearning(const StressResult& result);
 
 /// Of what is a number; the mean of the middle two where they are even in number, NaN of none.
 double Median(std::vector<double> values);
-/// Per lead the median level of the first half minute of readings, uV; NaN without readings.
-std::vector<double> FirstLevels(const StressResult& result);
+/// The value of a reading's lead, as `&STReading::levelUv` chooses it.
+using LeadValues = std::vector<float> STReading::*;
+/// Per lead the median of the first half minute of readings, uV or uV/ms; NaN without any.
+std::vector<double> FirstMedians(const StressResult& result, LeadValues values);
 /// ST level in uV divided by the heart rate in beats/min; NaN without heart rate.
 double STHRindex(double levelUv, double bpm);
 
@@ -84,7 +99,8 @@ struct MinuteRow {
 };
 std::vector<MinuteRow> SummarizeMinutes(const StressResult& result);
 
-/// What a lead's ST did, for tables: where it was farthest from its first level.
+/// What a lead's ST did, for tables: where it was farthest from its first level. NaN where nothing of it was
+/// measured.
 struct LeadSummary {
     double firstUv = 0;
     double changeUv = 0;  // from the first level
@@ -93,6 +109,7 @@ struct LeadSummary {
 /// One per lead; empty without a folded beat.
 std::vector<LeadSummary> SummarizeLeads(const StressResult& result);
 
+/// NaN where nothing was measured.
 struct LeadExtremes {
     double lowestUv = 0, lowestSeconds = 0;
     double highestUv = 0, highestSeconds = 0;

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <map>
@@ -59,12 +60,11 @@ CLI::Option* AddFile(CLI::App& command, const char* name, std::string& path, con
     return command.add_option(name, path, text)->check(kNamed)->type_name("FILE");
 }
 
-void AddReading(CLI::App& command, CLI::Option* record, RecordOptions& options) {
-    AddList(command, "--leads", options.leads, "Leads to use, in this order, as I,II,V5")->needs(record);
-    command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(kPositive)->needs(record);
+void AddReading(CLI::App& command, RecordOptions& options) {
+    AddList(command, "--leads", options.leads, "Leads to use, in this order, as I,II,V5");
+    command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(kPositive);
     command.add_option("--uv-per-bit", options.uVpb, "Microvolts per unit of CSV columns without a unit")
-        ->check(kPositive)
-        ->needs(record);
+        ->check(kPositive);
 }
 
 void AddAnalysis(CLI::App& command, StressOptions& options) {
@@ -99,6 +99,7 @@ class Program {
 public:
     Program() {
         m_app.require_subcommand(1);
+        m_app.set_version_flag("--version", "qzstress " QZSTRESS_VERSION);
         m_app.set_help_all_flag("--help-all", "Help of every subcommand");
         AddAnalyze();
         AddSimulate();
@@ -124,9 +125,9 @@ public:
 private:
     void AddAnalyze() {
         CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
-        CLI::Option* record = AddFile(command, "RECORD", m_analyze.record,
-                                      "WFDB header, EDF, BDF or CSV file; without it a simulated test");
-        AddReading(command, record, m_analyze.reading);
+        AddFile(command, "RECORD", m_analyze.record,
+                "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+        AddReading(command, m_analyze.reading);
         AddAnalysis(command, m_analyze.analysis);
         AddFile(command, "--template-from", m_analyze.templateFrom,
                 "Recording to learn the first averaged beat from");
@@ -149,8 +150,7 @@ private:
             ->check(kNotNegative)
             ->needs(report);
         command.add_option("--angina", m_analyze.exercise.angina, "0 none, 1 not limiting, 2 limiting")
-            ->check(CLI::Range(0, 2))
-            ->capture_default_str();
+            ->check(CLI::Range(0, 2));
         command
             .add_option("--exercise-seconds", m_analyze.exercise.exerciseSeconds,
                         "Exercise time, instead of what the stages tell; ends a protocol")
@@ -171,7 +171,8 @@ private:
             .add_option("--realtime", m_realtime,
                         "Play at so many times the pace of the patient, 0.01 to 1000")
             ->expected(0, 1)
-            ->default_str("1");
+            ->default_str("1")
+            ->check(kNamed);
         command.add_flag("--quiet", m_analyze.quiet, "No report on stdout, no progress bar");
         command.footer(
             "Examples:\n"
@@ -179,8 +180,11 @@ private:
             "  qzstress analyze rec/s1 --mains 60 --csv s1.csv\n"
             "  qzstress analyze test.edf --stages stages.txt --angina 1 --report test.pdf\n"
             "  qzstress analyze test.csv --fs 500 --realtime 4");
-        command.callback([this] {
+        command.callback([this, &command] {
             TakeRealtime();
+            for (const char* name : {"--leads", "--fs", "--uv-per-bit"})
+                if (m_analyze.record.empty() && command.count(name) > 0)
+                    throw CLI::ValidationError(name, "a RECORD is expected with it");
             if (!m_analyze.stagesFile.empty()) m_analyze.exercise.stages = ReadStages(m_analyze.stagesFile);
             if (!Analyze(m_analyze)) m_exitCode = kExitInterrupted;
         });
@@ -202,16 +206,14 @@ private:
 
     void AddInfo() {
         CLI::App& command = *m_app.add_subcommand("info", "What a recording holds");
-        CLI::Option* record =
-            AddFile(command, "RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
-        AddReading(command, record, m_infoReading);
+        AddFile(command, "RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
+        AddReading(command, m_infoReading);
         command.callback([this] { PrintInfo(m_info, m_infoReading); });
     }
 
     void AddEvaluate() {
         CLI::App& command = *m_app.add_subcommand("evaluate", "Score the answers against a reference");
-        CLI::Option* record =
-            AddFile(command, "RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
+        AddFile(command, "RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
         AddFile(command, "--ann", m_evaluate.reference, "WFDB annotations, or the truth.json of a simulation")
             ->required();
         command
@@ -220,7 +222,7 @@ private:
             ->capture_default_str();
         AddFile(command, "--json", m_evaluate.json, "Write the scores as JSON");
         command.add_flag("--quiet", m_evaluate.quiet, "No table on stdout, no progress bar");
-        AddReading(command, record, m_evaluate.reading);
+        AddReading(command, m_evaluate.reading);
         AddAnalysis(command, m_evaluate.analysis);
         command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --mains 60 --skip 300");
         command.callback([this] { RunEvaluate(m_evaluate); });
@@ -314,6 +316,8 @@ private:
 }  // namespace
 
 int main(int argc, char** argv) {
+    // A reader that closes its pipe is told by the stream, so that no unfinished file is left behind.
+    std::signal(SIGPIPE, SIG_IGN);
     try {
         return Program().Run(argc, argv);
     } catch (const std::exception& error) {

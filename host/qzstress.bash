@@ -18,7 +18,7 @@ _qzstress() {
     done
 
     if [[ $COMP_CWORD -eq 1 ]]; then
-        COMPREPLY=($(compgen -W "analyze simulate info evaluate batch --help --help-all" -- "$word"))
+        COMPREPLY=($(compgen -W "analyze simulate info evaluate batch --help --help-all --version" -- "$word"))
         return
     fi
     case $before in

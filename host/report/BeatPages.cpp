@@ -21,7 +21,8 @@ constexpr double kZeroSquares = 5;  // above the PR level
 constexpr double kEnlargedSquares = 10;
 
 // What there is about the papers of a lead.
-constexpr double kAboveMm = 5.6, kBelowMm = 8.8;
+constexpr double kAboveMm = 5.2, kBelowMm = 10.2;
+constexpr double kCellGapMm = 2;
 constexpr double kTallestPaperMm = 60;
 
 // Whole squares of five at both scales.
@@ -31,11 +32,17 @@ double ChoosePaperHeight(const Box& cell) {
 }
 
 constexpr Pen kFirstPen{kBlue, 0.3, 0.9};
+constexpr Pen kFarthestPen{kAccent, 0.3};
 constexpr Pen kLatestPen{kInk, 0.38};
 
 const std::vector<float>& BeatOf(const std::vector<std::vector<float>>& beats, std::size_t lead) {
     static const std::vector<float> kNone;
     return lead < beats.size() ? beats[lead] : kNone;
+}
+
+const std::vector<float>& FarthestOf(const StressResult& result, std::size_t lead) {
+    static const std::vector<float> kNone;
+    return lead < result.farthest.size() ? result.farthest[lead].uV : kNone;
 }
 
 struct Mark {
@@ -55,10 +62,12 @@ double HeightUv(const StressResult& result, const std::vector<float>& beatUv, do
     return beatUv[static_cast<std::size_t>(sample)] - PrLevelUv(result, beatUv);
 }
 
-void DrawBothBeats(Canvas& canvas, const StressResult& result, std::size_t lead, const EcgPaper& paper) {
+void DrawBeats(Canvas& canvas, const StressResult& result, std::size_t lead, const EcgPaper& paper) {
     const std::vector<float>& first = BeatOf(result.firstBeatUv, lead);
+    const std::vector<float>& farthest = FarthestOf(result, lead);
     const std::vector<float>& latest = BeatOf(result.latestBeatUv, lead);
     paper.DrawTrace(canvas, first, PrLevelUv(result, first), result.source.fs, kFirstPen);
+    paper.DrawTrace(canvas, farthest, PrLevelUv(result, farthest), result.source.fs, kFarthestPen);
     paper.DrawTrace(canvas, latest, PrLevelUv(result, latest), result.source.fs, kLatestPen);
 }
 
@@ -107,13 +116,13 @@ void DrawEnlarged(Canvas& canvas, const StressResult& result, std::size_t lead, 
         canvas.DrawText({x, box.y - 0.5}, mark.name, {6, true, kAccent, Align::Centre});
     }
     canvas.DrawLine({box.x, paper.Y(0)}, {box.Right(), paper.Y(0)}, {kMuted, 0.15});
-    DrawBothBeats(canvas, result, lead, paper);
+    DrawBeats(canvas, result, lead, paper);
     DrawPoints(canvas, result, lead, paper, 0.6);
 }
 
-// "first" or "latest" with its kind of line and its figures.
-void DrawFigures(Canvas& canvas, Point at, double widthMm, const char* which, const Pen& pen, double levelUv,
-                 double slopeUvPerMs) {
+// "first", "9:51" or "latest" with its kind of line and its figures.
+void DrawFigures(Canvas& canvas, Point at, double widthMm, const std::string& which, const Pen& pen,
+                 double levelUv, double slopeUvPerMs) {
     constexpr double kSampleMm = 5;
     canvas.DrawLine({at.x, at.y - 0.8}, {at.x + kSampleMm, at.y - 0.8}, pen);
     canvas.DrawText({at.x + kSampleMm + 1.2, at.y}, which, {6.5, false, kMuted});
@@ -132,7 +141,7 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
 
     const EcgPaper paper = PlaceBeat(paperBox, scale, FindBeatRange(result, lead));
     paper.DrawGrid(canvas);
-    DrawBothBeats(canvas, result, lead, paper);
+    DrawBeats(canvas, result, lead, paper);
     DrawPoints(canvas, result, lead, paper, 0.4);
     DrawTicks(canvas, result, paper);
 
@@ -143,37 +152,40 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
         canvas.DrawText({cell.x, paperBox.Bottom() + 5.5}, "no ST was measured", {7, false, kMuted});
         return;
     }
-    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 5.3}, cell.width, "first", kFirstPen,
+    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 5}, cell.width, "first", kFirstPen,
                 findings.leads[lead].firstUv, findings.firstSlopesUvPerMs[lead]);
-    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 8.6}, cell.width, "latest", kLatestPen,
+    const LeadSummary& farthest = findings.leads[lead];
+    if (!FarthestOf(result, lead).empty())
+        DrawFigures(canvas, {cell.x, paperBox.Bottom() + 7.5}, cell.width, LongClock(farthest.seconds),
+                    kFarthestPen, farthest.levelUv, farthest.slopeUvPerMs);
+    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 10}, cell.width, "latest", kLatestPen,
                 result.beats.back().levelUv[lead], result.beats.back().slopeUvPerMs[lead]);
 }
 
 void DrawBeatPage(Canvas& canvas, const Findings& findings, std::size_t first, std::size_t count) {
     const LeadGrid grid = ChooseGrid(count);
-    const PaperScale scale = ChooseBeatScale(findings.result, ChoosePaperHeight(grid.Cell(0, 3)));
+    const PaperScale scale = ChooseBeatScale(findings.result, ChoosePaperHeight(grid.Cell(0, kCellGapMm)));
     for (std::size_t i = 0; i < count; ++i)
-        DrawLeadBeats(canvas, findings, first + i, grid.Cell(i, 3), scale);
-    DrawCaption(
-        canvas,
-        "Left: " + DescribeScale(scale) +
-            (scale.mmPerMv < kUsualScale.mmPerMv ? " (half the usual gain, to fit)" : "") +
-            ", squares of 1 mm. Right: enlarged, squares of 40 ms and 0.1 mV. Both beats stand on their PR "
-            "level. Dots on the latest beat: Q, R upstroke, J, ST point.");
+        DrawLeadBeats(canvas, findings, first + i, grid.Cell(i, kCellGapMm), scale);
+    DrawCaption(canvas, "Left: " + DescribeScale(scale) +
+                            (scale.mmPerMv < kUsualScale.mmPerMv ? " (half the usual gain, to fit)" : "") +
+                            ", squares of 1 mm. Right: ST segment enlarged, squares of 40 ms and 0.1 mV. All "
+                            "stand on their PR level. "
+                            "Red: at the largest ST change. Dots: Q, R upstroke, J, ST point of the latest.");
 }
 
 }  // namespace
 
 TraceRange FindBeatRange(const StressResult& result, std::size_t lead) {
-    TraceRange both;
-    for (const auto* beats : {&result.firstBeatUv, &result.latestBeatUv}) {
-        const std::vector<float>& beat = BeatOf(*beats, lead);
-        const TraceRange range = FindRange(beat);
-        const double zeroUv = PrLevelUv(result, beat);
-        both.lowestUv = std::min(both.lowestUv, range.lowestUv - zeroUv);
-        both.highestUv = std::max(both.highestUv, range.highestUv - zeroUv);
+    TraceRange all;
+    for (const std::vector<float>* beat :
+         {&BeatOf(result.firstBeatUv, lead), &FarthestOf(result, lead), &BeatOf(result.latestBeatUv, lead)}) {
+        const TraceRange range = FindRange(*beat);
+        const double zeroUv = PrLevelUv(result, *beat);
+        all.lowestUv = std::min(all.lowestUv, range.lowestUv - zeroUv);
+        all.highestUv = std::max(all.highestUv, range.highestUv - zeroUv);
     }
-    return both;
+    return all;
 }
 
 PaperScale ChooseBeatScale(const StressResult& result, double heightMm) {
@@ -209,7 +221,8 @@ void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
     for (std::size_t first = 0; first < leads; first += kLeadsPerGrid) {
         const std::size_t count = std::min(kLeadsPerGrid, leads - first);
         pages.push_back(
-            {"Averaged beats, first and latest" + NameSpan("leads", first, count, leads),
+            {"Averaged beats: first, at the largest ST change, latest" +
+                 NameSpan("leads", first, count, leads),
              [&findings, first, count](Canvas& canvas) { DrawBeatPage(canvas, findings, first, count); }});
     }
 }

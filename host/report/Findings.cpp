@@ -15,7 +15,6 @@ constexpr double kUvPerMv = 1000;
 constexpr double kUvPerMm = 100;  // of paper at the usual 10 mm/mV
 constexpr double kMmPerMv = 10;
 constexpr double kLatestRateSeconds = 15;
-constexpr double kFirstSeconds = 30;     // from the first reading: what counts as the start
 constexpr double kStageEndSeconds = 60;  // a stage is told by the medians of its last minute
 
 constexpr int kLowRiskDuke = 5;
@@ -41,7 +40,8 @@ bool KnowsAPower(const std::vector<Stage>& stages) {
 Fact DescribeDuke(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     if (exercise.duke)
-        return {"Duke score", std::to_string(*exercise.duke) + ", " + DukeRisk(*exercise.duke) + " risk"};
+        return {"Duke score", std::to_string(*exercise.duke) + ", " + DukeRisk(*exercise.duke) + " risk" +
+                                  (IsBruce(exercise.stages) ? "" : std::string(" (") + kDukeRemark + ")")};
     if (findings.result.beats.empty()) return {"Duke score", MissingBecause("no ST was measured")};
     if (!exercise.exerciseSeconds) return {"Duke score", MissingBecause("exercise time not given")};
     return {"Duke score", MissingBecause("exercise time out of range")};
@@ -53,8 +53,22 @@ std::string DescribeMissingPwc(const Findings& findings, std::size_t index) {
                           std::to_string(kPwcNeededRates[index]));
 }
 
-const char* DescribeAngina(int angina) {
-    return angina == 0 ? "none (index 0)" : angina == 1 ? "not limiting (index 1)" : "limiting (index 2)";
+// "9.00 − 5 × 2.16 − 4 × 0 = -1.80, cut to -1": with as many decimals as it takes for the figures shown to
+// give the score, which comes of the exact ones.
+std::string ShowDuke(const ExerciseSummary& exercise) {
+    constexpr int kLeastDecimals = 2, kMostDecimals = 6;
+    const int angina = exercise.angina.value_or(0);
+    const double minutes = std::trunc(*exercise.exerciseSeconds) / 60;
+    const double mm = std::abs(exercise.stDeviationMv) * kMmPerMv;
+    for (int decimals = kLeastDecimals;; ++decimals) {
+        const double unit = std::pow(10, -decimals);
+        const long long sum =
+            std::llround(minutes / unit) - 5 * std::llround(mm / unit) - 4 * angina * std::llround(1 / unit);
+        if (sum / std::llround(1 / unit) != *exercise.duke && decimals < kMostDecimals) continue;
+        return Number(minutes, decimals) + " − 5 × " + Number(mm, decimals) + " − 4 × " +
+               std::to_string(angina) + " = " + Number(static_cast<double>(sum) * unit, decimals) +
+               ", cut to " + std::to_string(*exercise.duke);
+    }
 }
 
 }  // namespace
@@ -65,22 +79,32 @@ Findings::Findings(const ReportData& data)
     const auto worst = std::find(names.begin(), names.end(), exercise.stLead);
     if (!exercise.stLead.empty() && worst != names.end() && !leads.empty())
         worstLead = static_cast<std::size_t>(worst - names.begin());
-    for (std::size_t lead = 0; lead < leads.size(); ++lead) {
-        std::vector<double> slopes;
-        for (const STReading& beat : result.beats) {
-            if (beat.seconds > result.beats.front().seconds + kFirstSeconds) break;
-            slopes.push_back(beat.slopeUvPerMs[lead]);
-        }
-        firstSlopesUvPerMs.push_back(Median(std::move(slopes)));
-    }
+    firstSlopesUvPerMs = FirstMedians(result, &STReading::slopeUvPerMs);
 }
 
 const char* DukeRisk(int score) {
     return score >= kLowRiskDuke ? "low" : score <= kHighRiskDuke ? "high" : "moderate";
 }
 
+std::string DescribeAngina(const ExerciseSummary& exercise) {
+    if (!exercise.angina) return exercise.duke ? "not given (counted as 0)" : "not given";
+    constexpr std::array kWords{"none", "not limiting", "limiting"};
+    return kWords[static_cast<std::size_t>(*exercise.angina)] + std::string(" (index ") +
+           std::to_string(*exercise.angina) + ")";
+}
+
+std::string DescribeBeats(const StressResult& result) {
+    return std::to_string(result.beats.size()) + " averaged; " +
+           Counted(result.beatsFound.size(), "heart-rate interval");
+}
+
+std::string Counted(std::size_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string LongClock(double seconds) {
     constexpr long kSecondsPerHour = 3600;
+    if (std::isnan(seconds)) return "-";
     const long whole = std::lround(std::isfinite(seconds) ? std::max(0.0, seconds) : 0.0);
     if (whole < kSecondsPerHour) return Clock(static_cast<double>(whole));
     const std::string rest = Clock(static_cast<double>(whole % kSecondsPerHour));
@@ -128,8 +152,7 @@ std::vector<Fact> ListFacts(const Findings& findings) {
                                      Number(source.uVpb, source.uVpb < 10 ? 2 : 0) + " µV per unit"});
     facts.push_back({"Conditioning", result.conditioning.empty() ? "none" : result.conditioning});
     facts.push_back({"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"});
-    facts.push_back({"Beats", std::to_string(result.beatsFound.size()) + " found, " +
-                                  std::to_string(result.beats.size()) + " averaged"});
+    facts.push_back({"Beats", DescribeBeats(result)});
     facts.push_back({"ST point", "J + " + std::to_string(kSTOffsetMs + result.postJms) + " ms"});
     facts.push_back({"Remarks", source.remarks.empty() ? "none" : Join(source.remarks, "; ")});
     return facts;
@@ -138,7 +161,7 @@ std::vector<Fact> ListFacts(const Findings& findings) {
 std::vector<Fact> ListResults(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     std::vector<Fact> results;
-    results.push_back({"Peak heart rate",
+    results.push_back({"Peak heart rate, 30 s",
                        exercise.peakBpm > 0
                            ? Number(exercise.peakBpm, 0) + " beats/min at " + LongClock(exercise.peakSeconds)
                            : MissingBecause("no heart rate was found")});
@@ -154,7 +177,7 @@ std::vector<Fact> ListResults(const Findings& findings) {
                                             ? LongClock(*exercise.exerciseSeconds) +
                                                   (*exercise.exerciseSeconds < 3600 ? " min:s" : "")
                                             : "not given"});
-    results.push_back({"Angina", DescribeAngina(exercise.angina)});
+    results.push_back({"Angina", DescribeAngina(exercise)});
     results.push_back(DescribeDuke(findings));
     for (std::size_t i = 0; i < kPwcRates.size(); ++i)
         results.push_back({"PWC" + std::to_string(kPwcRates[i]), exercise.pwcWatts[i]
@@ -189,11 +212,11 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     methods.push_back(
         "First level: median of the first half minute of readings. Largest change: where the level was "
         "farthest from that. ST/HR index: level then, divided by the heart rate then.");
+    methods.push_back(
+        "Peak heart rate: highest median over 30 s, with their end. Averaged beats are found by matching, "
+        "heart-rate intervals by detectors of the QRS; they are counted apart.");
     std::string duke = "Duke treadmill score: exercise minutes − 5 × ST deviation in mm − 4 × angina index";
-    if (exercise.duke)
-        duke += " = " + Number(*exercise.exerciseSeconds / 60, 1) + " − 5 × " +
-                Number(std::abs(exercise.stDeviationMv) * kMmPerMv, 1) + " − 4 × " +
-                std::to_string(exercise.angina) + ", cut to the whole number";
+    if (exercise.duke) duke += " = " + ShowDuke(exercise);
     methods.push_back(
         duke +
         ". Risk: low from 5, moderate from 4 to -10, high from -11. The ST deviation is the "

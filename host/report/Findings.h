@@ -1,4 +1,5 @@
-// Findings: what a report says in words and figures, made once for the drawn pages and for the text of HTML.
+// Findings: what a report says in words and figures, made once for the drawn pages, the text of HTML and, in
+// part, the terminal.
 #pragma once
 
 #include <optional>
@@ -37,6 +38,15 @@ struct ReportTable {
 /// Risk group of a Duke treadmill score: "low" from 5 up, "high" from -11 down, "moderate" between.
 /// Source: Mark et al., Ann Intern Med 1987; 106: 793-800, and N Engl J Med 1991; 325: 849-853.
 const char* DukeRisk(int score);
+
+/// Only on a treadmill with the stages of Bruce does a score stand without this remark.
+constexpr const char* kDukeRemark = "made for the Bruce treadmill protocol";
+/// "none (index 0)", or "not given (counted as 0)".
+std::string DescribeAngina(const ExerciseSummary& exercise);
+/// "50 averaged; 42 heart-rate intervals".
+std::string DescribeBeats(const StressResult& result);
+/// "1 lead", "2 leads".
+std::string Counted(std::size_t count, const std::string& noun);
 
 /// Of the recording and how it was analysed.
 std::vector<Fact> ListFacts(const Findings& findings);

@@ -53,7 +53,7 @@ void MarkPeak(Canvas& canvas, const TrendPlot& plot, const ExerciseSummary& exer
     if (!(exercise.peakBpm > 0)) return;
     const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
     const std::string label =
-        "peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds);
+        "30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds);
     TextStyle style{7.5, true, kAccent};
     const double width = canvas.MeasureText(label, style);
     const bool bLeft = peak.x + 2.5 + width > plot.Area().Right();
@@ -86,7 +86,8 @@ void DrawStageTable(Canvas& canvas, const Findings& findings, const Box& box) {
     canvas.DrawText({box.x, box.y}, "Stages", kSection);
     const ReportTable table = MakeStageTable(findings);
     if (table.rows.empty()) {
-        canvas.DrawText({box.x, box.y + 5}, "No protocol was given.", {7.5, false, kMuted});
+        canvas.DrawText({box.x, box.y + 5}, "No stages within the recording were given.",
+                        {7.5, false, kMuted});
         return;
     }
     canvas.DrawText({box.x + 16, box.y}, "heart rate and ST: medians of the last minute", kSmall);

@@ -49,14 +49,12 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
     const double nameMm = canvas.DrawText({area.x, area.y - 1.6}, result.source.leads[lead],
                                           {9, true, colour}, area.width * 0.4);
     std::string caption = "no ST was measured";
-    if (!findings.leads.empty()) {
+    if (!findings.leads.empty() && std::isfinite(findings.leads[lead].levelUv)) {
         const LeadSummary& s = findings.leads[lead];
         caption = (bWorst ? "largest of all: " : "largest change ") + Number(s.changeUv, 0) + " µV at " +
                   LongClock(s.seconds);
-        if (std::isfinite(s.levelUv))
-            canvas.DrawRing(
-                {plot.X(s.seconds), plot.Y(std::clamp(s.levelUv / kUvPerMv, levels.from, levels.to))}, 0.7,
-                {colour, 0.3});
+        canvas.DrawRing({plot.X(s.seconds), plot.Y(std::clamp(s.levelUv / kUvPerMv, levels.from, levels.to))},
+                        0.7, {colour, 0.3});
     }
     canvas.DrawText({area.Right(), area.y - 1.6}, caption,
                     {6.5, bWorst, bWorst ? kAccent : kMuted, Align::Right}, area.width - nameMm - 3);

@@ -31,19 +31,21 @@ protected:
 
 TEST_F(ReadStagesTest, ReadsStartsPowersAndNames) {
     const std::vector<Stage> stages =
-        Read("# bicycle\n0 0 rest\n\n1:30 25 first stage # easy\n1:02:03.5 - walk\n");
-    ASSERT_EQ(stages.size(), 3U);
+        Read("# bicycle\n0 0 rest\n\n1:30 25 first stage # easy\n1:02:03.5 - walk\n90:59.9 0");
+    ASSERT_EQ(stages.size(), 4U);
     EXPECT_EQ(stages[0].name, "rest");
     EXPECT_EQ(stages[1].startSeconds, 90);
     EXPECT_EQ(stages[1].watts, 25);
     EXPECT_EQ(stages[1].name.substr(0, 11), "first stage");
     EXPECT_EQ(stages[2].startSeconds, 3723.5);
     EXPECT_FALSE(stages[2].watts);
+    EXPECT_EQ(stages[3].startSeconds, 5459.9);
 }
 
 TEST_F(ReadStagesTest, RefusesWithTheLineAndWhatIsExpected) {
-    for (const char* bad : {"0 0\nx 25", "0 0\n1: 25", "0 0\n1:2:3:4 25", "0 0\n-5 25", "0 0\n1e9 25",
-                            "0 0\n5", "0 0\n5 -3", "0 0\n5 25W", "0 0\n5 nan", "0 0\n0 25"})
+    for (const char* bad :
+         {"0 0\nx 25", "0 0\n1: 25", "0 0\n1:2:3:4 25", "0 0\n-5 25", "0 0\n1e9 25", "0 0\n1:60 25",
+          "0 0\n1:75:00 25", "0 0\n5", "0 0\n5 -3", "0 0\n5 25W", "0 0\n5 nan", "0 0\n0 25"})
         EXPECT_THAT(Refusal(bad), testing::AllOf(testing::StartsWith(m_path + ": line 2: "),
                                                  testing::HasSubstr("expected")))
             << bad;
@@ -93,6 +95,59 @@ TEST(SummarizeExercise, TakesTheGivenTimeAndComputesNothingFromNothing) {
     EXPECT_DOUBLE_EQ(*treadmill.exerciseSeconds, 540);
     EXPECT_FALSE(treadmill.pwcWatts[0]);
     EXPECT_TRUE(std::isnan(SummarizeExercise({}, {kStages, {}, 0}).peakBpm));
+}
+
+TEST(SummarizeExercise, TakesThePeakFromWholeHalfMinutesAlone) {
+    // The first readings after the start and after a pause are far too high.
+    StressResult result;
+    for (int second = 8; second < 200; ++second)
+        if (second < 80 || second >= 130)
+            result.rates.push_back(
+                {second * 1.0, second < 20 || (second >= 130 && second < 142) ? 240 : 80.0 + second / 10});
+    ExerciseSummary summary = SummarizeExercise(result, {});
+    EXPECT_DOUBLE_EQ(summary.peakBpm, 98);  // one more every ten seconds: of 165 to 195 s
+    EXPECT_DOUBLE_EQ(summary.peakSeconds, 195);
+    result.rates.erase(result.rates.begin() + 20, result.rates.end());
+    summary = SummarizeExercise(result, {});
+    EXPECT_DOUBLE_EQ(summary.peakBpm, 240) << "of 20 s, the median of all";
+    EXPECT_DOUBLE_EQ(summary.peakSeconds, 27);
+}
+
+TEST(SummarizeExercise, LeavesOutStagesBeyondTheRecordingButKeepsTheTime) {
+    StressResult result = TestOf12Minutes();
+    result.seconds = 480;
+    const ExerciseSummary summary = SummarizeExercise(result, {kStages, {}, {}});
+    ASSERT_EQ(summary.stages.size(), 3U);
+    EXPECT_DOUBLE_EQ(*summary.exerciseSeconds, 540);
+    EXPECT_FALSE(summary.angina);
+    EXPECT_EQ(*summary.duke, 2) << "9 minutes - 6.5, and 0 for angina that nobody asked for";
+}
+
+TEST(CheckExercise, TellsWhatDoesNotFitTheRecording) {
+    using testing::ElementsAre;
+    using testing::HasSubstr;
+    using testing::IsEmpty;
+    const std::vector<Stage> openEnd(kStages.begin(), kStages.end() - 1);
+    EXPECT_THAT(CheckExercise({}, 720), IsEmpty());
+    EXPECT_THAT(CheckExercise({kStages, {}, 1}, 659.5), IsEmpty());
+    EXPECT_THAT(CheckExercise({openEnd, 540.0, {}}, 720), IsEmpty());
+    EXPECT_THAT(CheckExercise({kStages, {}, 1}, 600),
+                ElementsAre("exercise ends at 11:00 min:s, but the recording ends at 10:00"));
+    EXPECT_THAT(CheckExercise({openEnd, 605.0, {}}, 720), ElementsAre(HasSubstr("ends at 12:05 min:s")));
+    EXPECT_THAT(CheckExercise({{}, 605.0, 1}, 600), ElementsAre(HasSubstr("lasts 10:05 min:s")));
+    EXPECT_THAT(CheckExercise({openEnd, {}, {}}, 720), ElementsAre(HasSubstr("stages end with work")));
+    EXPECT_THAT(CheckExercise({kStages, {}, 1}, 120),
+                ElementsAre("exercise begins at 2:00 min:s, but the recording ends at 2:00",
+                            HasSubstr("no exercise time")));
+    EXPECT_THAT(CheckExercise({{}, {}, 0}, 720), ElementsAre(HasSubstr("no exercise time")));
+}
+
+TEST(IsBruce, KnowsItsStagesByTheirNames) {
+    EXPECT_TRUE(IsBruce(ProtocolStages("bruce", 60, 600)));
+    EXPECT_TRUE(IsBruce({{0, {}, "BRUCE 1"}}));
+    EXPECT_FALSE(IsBruce(ProtocolStages("bicycle", 60, 600)));
+    EXPECT_FALSE(IsBruce({{0, {}, "Bruce 1"}, {180, {}, "ramp"}}));
+    EXPECT_FALSE(IsBruce({{0, 0, "Bruce rest"}}));
 }
 
 }  // namespace

@@ -15,12 +15,9 @@ const SourceInfo kInfo{"r", 100, 2.0, {"I", "V5"}, 1000, "", {}};
 TEST(Monitor, ShowsRateLevelsAndLeadsThatAreOff) {
     std::ostringstream out;
     Monitor monitor(out, kInfo, 1e6, false);
-    for (int i = 0; i < 100; ++i) {
-        const short frame[] = {static_cast<short>(i % 2 * 100), static_cast<short>(i % 2)};
-        monitor.OnFrame(frame);
-    }
-    EXPECT_THAT(monitor.Block()[2], HasSubstr("lead off")) << "2 uV in a second";
-    EXPECT_THAT(monitor.Block()[3], HasSubstr("0:01 V5 off"));
+    monitor.OnLead(1, true, 61);
+    EXPECT_THAT(monitor.Block()[2], HasSubstr("lead off"));
+    EXPECT_THAT(monitor.Block()[3], HasSubstr("1:01 V5 off"));
     monitor.OnRate({0.5, 71.6});
     monitor.OnBeat({0.5, 72, {-200, 30}, {-1.25F, 0}});
     const std::vector<std::string> block = monitor.Block();
@@ -29,11 +26,7 @@ TEST(Monitor, ShowsRateLevelsAndLeadsThatAreOff) {
     EXPECT_THAT(block[1], testing::AllOf(HasSubstr("-200 uV"), HasSubstr("-1.25 uV/ms"),
                                          HasSubstr("          ==========|          ")))
         << "half of the bar to the left";
-    for (int i = 0; i < 100; ++i) {
-        const short frame[] = {0, static_cast<short>(i)};
-        monitor.OnFrame(frame);
-    }
-    EXPECT_THAT(monitor.Block()[1], HasSubstr("lead off"));
+    monitor.OnLead(1, false, 70);
     EXPECT_THAT(monitor.Block()[2], HasSubstr("30 uV")) << "back";
 }
 

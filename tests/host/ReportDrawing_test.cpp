@@ -168,8 +168,20 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(html,
                 HasSubstr("<tr class=\"worst\"><th scope=\"row\">L3</th><td>-1</td><td>-29</td><td>-0.3</td>"
                           "<td>-30</td><td>-0.50</td><td>160</td><td>9:59</td><td>-0.19</td>"));
-    EXPECT_THAT(html, HasSubstr("<dt>Duke score</dt><dd>5, low risk</dd>"));  // 7 min - 5 * 0.292 mm
+    EXPECT_THAT(html,
+                HasSubstr("<dt>Duke score</dt><dd>5, low risk (made for the Bruce treadmill protocol)</dd>"));
+    EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.29 − 4 × 0 = 5.55, cut to 5."));
+    EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
+    EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
+    EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 averaged; 0 heart-rate intervals</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>PWC130</dt><dd>not computed: needs 3 stages"));
+    ExerciseSummary bruce = SummarizeExercise(result, {ProtocolStages("bruce", 0, 480), {}, 2});
+    bruce.duke = 0;  // of 0.39998 mm; 0.40 mm would give -1
+    bruce.exerciseSeconds = 540;
+    bruce.stDeviationMv = -0.039998;
+    const std::string edge = Write(".html", result, bruce);
+    EXPECT_THAT(edge, HasSubstr("<dt>Duke score</dt><dd>0, moderate risk</dd>"));
+    EXPECT_THAT(edge, HasSubstr("index = 9.00000 − 5 × 0.39998 − 4 × 2 = -0.99990, cut to 0."));
     ExerciseSummary without = SummarizeExercise(result, {});
     const std::string bare = Write(".html", result, without);
     EXPECT_THAT(bare, HasSubstr("<dt>Duke score</dt><dd>not computed: exercise time not given"));
@@ -442,7 +454,7 @@ TEST(Findings, NameRisksTimesAndRates) {
     EXPECT_STREQ(DukeRisk(-11), "high");
     EXPECT_EQ(LongClock(3599.6), "1:00:00");
     EXPECT_EQ(LongClock(11105), "3:05:05");
-    EXPECT_EQ(LongClock(kNaN), "0:00");
+    EXPECT_EQ(LongClock(kNaN), "-");
     const StressResult result = MakeResult(1, 100);
     EXPECT_DOUBLE_EQ(RateAt(result, 50.5), 110);
     EXPECT_DOUBLE_EQ(RateAt(result, 113), 159);

@@ -26,6 +26,8 @@ protected:
             m_result.beats.push_back(
                 {10.0 + i, i == 0 ? std::nan("") : 60, {50.F - static_cast<float>(i), 8}, {0.25F, 0}});
         m_result.rates = {{11, 60}};
+        m_result.off = {{}, {{2, 5}}};
+        m_result.disturbed.resize(2);
     }
     ~ResultFilesTest() override { std::filesystem::remove_all(m_folder); }
     std::string Text(const std::string& name) const {
@@ -68,6 +70,7 @@ TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
     EXPECT_TRUE(json.at("st")[0].at("heart_rate_per_min").is_null());
     EXPECT_EQ(json.at("heart_rate")[0].at("heart_rate_per_min"), 60);
     EXPECT_EQ(json.at("leads")[0].at("largest_change_uv"), 3);
+    EXPECT_EQ(json.at("leads")[1].at("off")[0].at("to_s"), 5);
     EXPECT_EQ(json.at("exercise").at("duke"), 7);
     EXPECT_TRUE(json.at("exercise").at("pwc130_w").is_null());
     EXPECT_TRUE(json.at("exercise").at("peak_heart_rate_per_min").is_null());

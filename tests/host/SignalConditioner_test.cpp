@@ -127,18 +127,32 @@ TEST(SignalConditioner, DriftIsTakenOutAndTheScaleIsOneMicrovolt) {
     }
 }
 
-TEST(SignalConditioner, ASignalBeyondItsRangeIsHeldAndCountedAndNeverWraps) {
+TEST(SignalConditioner, ASignalBeyondItsRangeIsHeldAndLostAndNeverWraps) {
     const int fs = 500;
     std::vector<short> jump(4000, 0);
     for (std::size_t i = 1000; i < 2000; ++i) jump[i] = 32000;
     for (std::size_t i = 2000; i < 3000; ++i) jump[i] = -32000;
     SignalConditioner conditioner(OneLead(fs), {50, 40, 0});
     std::vector<short> out(jump.size());
-    for (std::size_t i = 0; i < jump.size(); ++i) conditioner.Process(&jump[i], &out[i]);
+    int lost = 0;
+    for (std::size_t i = 0; i < jump.size(); ++i) {
+        conditioner.Process(&jump[i], &out[i]);
+        if (conditioner.IsLost(0)) ++lost;
+    }
     // A second of each level, and one after the last, which is out of the range around -32 mV.
-    EXPECT_EQ(conditioner.ClippedSamples(), 1500);
+    EXPECT_EQ(lost, 1500);
     // A wrapped sample would stand 65536 away from its neighbour; the largest true step is that of the input.
     for (std::size_t i = 1; i < out.size(); ++i) ASSERT_LT(std::abs(out[i] - out[i - 1]), 31000) << i;
+}
+
+TEST(SignalConditioner, ALeadOfWhichOnlyTheComplexesAreInRangeBeginsAnew) {
+    const int fs = 500;
+    std::vector<short> ecg = SyntheticEcg(fs, 10.0, 60.0, -1000);
+    for (std::size_t i = 2 * fs; i < ecg.size(); ++i) ecg[i] = static_cast<short>(ecg[i] + 15100);
+    SignalConditioner conditioner(OneLead(fs), {0, 0, 0});
+    short out = 0;
+    for (const short sample : ecg) conditioner.Process(&sample, &out);
+    EXPECT_FALSE(conditioner.IsLost(0));
 }
 
 TEST(SignalConditioner, RefusesWhatTheFiltersCannotDo) {

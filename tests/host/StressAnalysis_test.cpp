@@ -243,6 +243,74 @@ TEST(StressAnalysis, AfterACableSwapABeatIsLearnedAgainAndTheTrendHasNoGap) {
     EXPECT_NEAR(result.latestBeatUv[0][j], result.latestBeatUv[0][j + 5], 60);  // past the S wave
 }
 
+// A simulated test with a jump of the baseline of lead II after a minute.
+class WithJump : public FrameSource {
+public:
+    explicit WithJump(SimulatedTest& test) : m_test(test) {}
+    const SourceInfo& Info() const override { return m_test.Info(); }
+    bool Read(short* frame) override {
+        if (!m_test.Read(frame)) return false;
+        if (++m_frames > 60LL * Info().fs) frame[1] = static_cast<short>(frame[1] + 8000);
+        return true;
+    }
+
+private:
+    SimulatedTest& m_test;
+    long long m_frames = 0;
+};
+
+struct LeadEvents : AnalysisObserver {
+    void OnLead(std::size_t lead, bool isOff, double seconds) override {
+        events.push_back({static_cast<double>(lead), isOff ? 1.0 : 0.0, seconds});
+    }
+    std::vector<std::vector<double>> events;
+};
+
+TEST(StressAnalysis, ALeadThatIsOffOrJumpsHasNoSTUntilItIsRightAgain) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 240;
+    simulation.protocol = SimulatedProtocol::Ramp;
+    simulation.leads = {"I", "II", "V4", "V5", "V6", "V2"};
+    SimulatedTest whole(simulation);
+    simulation.leadOff = {{"V4", 100, 20, false}, {"V5", 135, 15, false}};
+    SimulatedTest disturbed(simulation);
+    WithJump source(disturbed);
+    LeadEvents told;
+    const StressResult expected = StressAnalysis(whole, {}).Run();
+    const StressResult result = StressAnalysis(source, {}, {&told}).Run();
+    EXPECT_EQ(told.events,
+              (std::vector<std::vector<double>>{{2, 1, 100}, {2, 0, 120}, {3, 1, 135}, {3, 0, 150}}));
+    ASSERT_EQ(result.off[3].size(), 1U);
+    EXPECT_TRUE(result.off[0].empty() && result.disturbed[0].empty());
+    EXPECT_NEAR(result.disturbed[1].at(0).fromSeconds, 60, 0.2);
+
+    const Span without[] = {{0, 0}, {58, 95}, {98, 150}, {133, 175}, {0, 0}, {0, 0}};
+    std::vector<int> known(6);
+    for (const STReading& reading : result.beats) {
+        const auto same =
+            std::lower_bound(expected.beats.begin(), expected.beats.end(), reading.seconds - 0.02,
+                             [](const STReading& beat, double seconds) { return beat.seconds < seconds; });
+        for (std::size_t lead = 0; lead < 6; ++lead) {
+            if (std::isnan(reading.levelUv[lead])) {
+                EXPECT_TRUE(std::isnan(reading.slopeUvPerMs[lead]));
+                EXPECT_GE(reading.seconds, without[lead].fromSeconds) << lead;
+                EXPECT_LE(reading.seconds, without[lead].toSeconds) << lead;
+            } else if (same != expected.beats.end() && same->seconds < reading.seconds + 0.02) {
+                ++known[lead];
+                EXPECT_NEAR(reading.levelUv[lead], same->levelUv[lead], 10) << lead << " " << reading.seconds;
+            }
+        }
+    }
+    for (std::size_t lead = 0; lead < 6; ++lead) EXPECT_GT(known[lead], 200) << lead;
+    const std::vector<LeadSummary> leads = SummarizeLeads(result), expectedLeads = SummarizeLeads(expected);
+    for (std::size_t lead = 0; lead < 6; ++lead) {
+        EXPECT_NEAR(leads[lead].changeUv, expectedLeads[lead].changeUv, 10) << lead;
+        EXPECT_EQ(result.farthest[lead].seconds, leads[lead].seconds) << lead;
+        EXPECT_EQ(result.farthest[lead].uV.size(), result.firstBeatUv[lead].size());
+    }
+    EXPECT_EQ(result.warnings.size(), 2U);
+}
+
 TEST(StressAnalysis, ObserversAreToldOfEverythingOnceAndInOrder) {
     SimulatedTestOptions simulation;
     simulation.seconds = 120;

@@ -123,6 +123,17 @@ wait $!
 [ $? -eq 130 ] && [ -s "$work/part.json" ] || fail "interrupted: no results"
 grep -q '"interrupted": true' "$work/part.json" || fail "interrupted: the result does not say so"
 
+# So they are where nobody reads the display any more.
+"$program" analyze --realtime 20 "$work/sim" --json "$work/piped.json" 2>"$work/err" | head -n 1 >"$work/out"
+[ -s "$work/piped.json" ] && [ ! -e "$work/piped.json.part" ] || fail "a closed pipe: $(cat "$work/err")"
+
+# A lead that is off has no ST, and neither a table nor an index is made of it.
+"$program" simulate "$work/off" --seconds 60 --leads I,II,V5 --lead-off V5:0:60 || fail "simulate --lead-off"
+"$program" analyze "$work/off" --json "$work/off.json" --report "$work/off.html" --csv "$work/off.csv" --quiet \
+    --exercise-seconds 30 2>"$work/err" || fail "analyze with a lead off: $(cat "$work/err")"
+grep -q 'off: V5 (from 0:00' "$work/err" || fail "a lead that is off is not told: $(cat "$work/err")"
+grep -q '"largest_change_uv": null' "$work/off.json" && grep -q ',,,,$' "$work/off.csv" || fail "ST of a lead that is off"
+
 # A batch: the bad record does not stop the others, and what is done stays done.
 mkdir -p "$work/records/deep"
 cp "$work/sim.hea" "$work/sim.dat" "$work/records/deep"
@@ -170,23 +181,24 @@ expect_refusal 3 'sim.edf.json: is not a result of qzstress' batch "$work/record
 rmdir "$results/sim.edf.json"
 "$program" batch "$work/records" --out "$results" -- --mains 60 || fail "batch without the foreign file"
 cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table without the foreign file"
-# Failures are printed where the table cannot be written, too.
-echo '{}' >"$results/sim.edf.json"
-rm "$results/results.csv"
-mkdir "$results/results.csv"
-"$program" batch "$work/records" --out "$results" 2>"$work/err"
-[ $? -eq 1 ] && [ "$(wc -l <"$work/err")" -eq 2 ] && head -n 1 "$work/err" | grep -q sim.edf.json ||
-    fail "batch without a table: $(cat "$work/err")"
+# A recording or a list is not overwritten by the table, nor taken for the other.
+"$program" batch "$work/records" --out "$work/records/more" || fail "batch into the folder of the records"
+"$program" batch "$work/records" --out "$results" || fail "a table is taken for a recording"
+rm -r "$work/records/more"
+echo sim.edf >"$work/records/results.csv"
+expect_refusal 1 'results.csv: is not a table' batch "$work/records" --out "$work/records"
+rm "$work/records/results.csv"
+expect_refusal 1 'sim.csv: is taken for a recording' batch "$work/sim.csv" --out "$results"
 
 expect_refusal 2 'names one file' batch "$work/records" --out "$results" -- --csv "$work/all.csv"
 
 # A list that names a record twice, and one with two records that have one place for their results.
 mkdir -p "$work/lists/up"
 cp "$work/sim.edf" "$work/lists/up"
-printf '%s\n' '# twice' up/sim.edf ./up/../up/sim.edf "$work/lists/up/sim.edf" >"$work/lists/twice.txt"
+printf '%s\n' '# twice' ../sim ../sim.hea up/sim.edf ./up/../up/sim.edf "$work/lists/up/sim.edf" >"$work/lists/twice.txt"
 "$program" batch "$work/lists/twice.txt" --out "$work/twice" --jobs 3 2>"$work/err" || fail "a record listed twice"
 [ -s "$work/err" ] && fail "a record listed twice: $(cat "$work/err")"
-[ "$(wc -l <"$work/twice/results.csv")" -eq 2 ] || fail "a record listed twice: $(cat "$work/twice/results.csv")"
+[ "$(wc -l <"$work/twice/results.csv")" -eq 3 ] || fail "a record listed twice: $(cat "$work/twice/results.csv")"
 printf '%s\n' up/sim.edf ../sim.edf >"$work/lists/clash.txt"
 expect_refusal 3 "$work/sim.edf: its result would be .*, as that of $work/lists/up/sim.edf" \
     batch "$work/lists/clash.txt" --out "$work/clash"

@@ -1,0 +1,54 @@
+// LeadWatch: when the signal of a lead was not that of the heart.
+//
+//   off         a line: it moves by less than 5 uV for two seconds, as that of a loose electrode
+//   disturbed   its level jumps by more than 3 mV within 0.2 s (the means of 0.1 s are compared: a QRS
+//   complex
+//               comes back to its level), or whoever conditions it cannot follow
+//
+// Grows by a span for every such time; what follows within a second is the same time.
+#pragma once
+
+#include <vector>
+
+#include "host/FrameSource.h"
+#include "host/Trends.h"
+
+class LeadWatch {
+public:
+    explicit LeadWatch(const SourceInfo& info);
+
+    /// The next frame of the source, in its units. Whether a lead has gone off or come back.
+    bool Take(const short* frame);
+    /// The lead is disturbed in the frame taken last.
+    void Disturb(std::size_t lead);
+
+    bool IsOff(std::size_t lead) const { return m_leads[lead].isOff; }
+    /// In order of time, seconds; while the lead is off, the last one goes on to infinity.
+    const std::vector<Span>& Off(std::size_t lead) const { return m_leads[lead].off; }
+    const std::vector<Span>& Disturbed(std::size_t lead) const { return m_leads[lead].disturbed; }
+    /// Whether neither was the case from here to there; asked in about the order of time.
+    bool IsGood(std::size_t lead, const Span& span) const;
+
+private:
+    struct Lead {
+        short lowest = 0, highest = 0;  // since it last moved
+        long long flatFrom = 0;         // frame
+        double newSum = 0, oldSum = 0;  // of the latest 0.1 s, and of as many frames 0.2 s before
+        bool isOff = false;
+        std::vector<Span> off, disturbed;
+    };
+
+    bool LookForLine(Lead& lead, short sample);
+    void LookForJump(std::size_t lead, short sample);
+    void Mark(Lead& lead, long long frame) const;
+    /// Of a lead so many frames before the one being taken.
+    short Earlier(std::size_t lead, long long frames) const;
+    double Seconds(long long frame) const { return static_cast<double>(frame) / m_fs; }
+
+    int m_fs;
+    double m_flatUnits, m_jumpUnits;  // of the source
+    long long m_window;               // frames of a mean
+    long long m_frames = 0;
+    std::vector<short> m_latest;  // ring of the latest frames, interleaved
+    std::vector<Lead> m_leads;
+};
