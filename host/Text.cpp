@@ -16,6 +16,7 @@ std::string Number(double value, int decimals) {
 }
 
 std::string Clock(double seconds) {
+    if (std::isnan(seconds)) return "-";
     const long whole = std::lround(std::max(0.0, seconds));
     char text[32];
     std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60);
