@@ -209,7 +209,7 @@ std::optional<LearnedBeat> BeatLearner::LearnFrom(const std::vector<short>& fram
     if (!enough(beats) || beats.size() * kFewestOfFound < all.size()) return std::nullopt;
 
     LearnedBeat learned;
-    learned.fromSeconds = static_cast<double>(frames.size() / m_chn) / m_fs;
+    learned.fromSeconds = static_cast<double>(frames.size()) / static_cast<double>(m_chn) / m_fs;
     const std::vector<Positions> beatsOfLead = KeepPerLead(frames, beats, learned.usable);
     if (std::count(learned.usable.begin(), learned.usable.end(), true) == 0) return std::nullopt;
     const int before = Samples(kBeforeMs);

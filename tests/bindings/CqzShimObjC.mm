@@ -3,6 +3,8 @@
 // as long as that array does.
 #include "CqzShim.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -13,14 +15,16 @@
 
 namespace {
 
-/// The functions are called from C++ without a pool; each makes one for what it autoreleases.
-class Pool {
+/// The functions are called from C++ without a pool: one for what all of them autorelease.
+class Pool : public testing::Environment {
 public:
-    ~Pool() { [m_pool drain]; }
+    void SetUp() override { m_pool = [[NSAutoreleasePool alloc] init]; }
+    void TearDown() override { [m_pool drain]; }
 
 private:
-    NSAutoreleasePool *m_pool = [[NSAutoreleasePool alloc] init];
+    NSAutoreleasePool *m_pool = nil;
 };
+testing::Environment *const g_pool = testing::AddGlobalTestEnvironment(new Pool);
 
 template <typename T>
 NSArray *Boxed(const T *values, std::size_t count) {
@@ -30,17 +34,16 @@ NSArray *Boxed(const T *values, std::size_t count) {
 }
 
 /// The copy of one result array.
-template <typename T>
+template <typename Result, typename T>
 class Mirror {
 public:
-    /// Null for nil.
-    const T *Show(NSArray *array) {
-        if (array == nil) return nullptr;
-        const std::size_t size = std::max<std::size_t>([array count], 1);
-        if (array != m_array || size != m_values.size()) m_values = std::vector<T>(size);
+    Result Show(NSArray *array) {
+        if (array == nil) return {nullptr, -1};
+        const std::size_t count = [array count];
+        if (array != m_array) m_values = std::vector<T>(std::max<std::size_t>(count, 1));
         m_array = array;
-        OCReadArray(array, m_values.data(), [array count]);
-        return m_values.data();
+        OCReadArray(array, m_values.data(), count);
+        return {m_values.data(), static_cast<std::int32_t>(count)};
     }
 
 private:
@@ -48,13 +51,8 @@ private:
     std::vector<T> m_values;
 };
 
-CqzSamples Samples(Mirror<short> &mirror, NSArray *array) {
-    return {mirror.Show(array), array == nil ? -1 : static_cast<std::int32_t>([array count])};
-}
-
 template <typename Handle>
 void Release(Handle *self) {
-    const Pool pool;
     if (self != nullptr) [self->object release];
     delete self;
 }
@@ -63,97 +61,80 @@ void Release(Handle *self) {
 
 struct CqzStressTemplLib {
     OCqzStressTemplLib *object;
-    Mirror<short> pos, ST;
-    Mirror<float> STslope;
-    NSArray *templ;  // to compare with
-    std::vector<short> samples;
+    Mirror<CqzSamples, short> pos = {}, ST = {};
+    Mirror<CqzFloats, float> STslope = {};
+    NSArray *templ = nil;  // to compare with
+    std::vector<short> samples = {};
 
     CqzTemplate Show(NSArray *rows) {
         if (rows == nil) return {nullptr, -1, 0};
-        const std::size_t length = [rows count] > 0 ? [[rows objectAtIndex:0] count] : 0;
-        const std::size_t size = std::max<std::size_t>([rows count] * length, 1);
-        if (rows != templ || size != samples.size()) samples = std::vector<short>(size);
+        const std::size_t count = [rows count], length = count > 0 ? [[rows objectAtIndex:0] count] : 0;
+        if (rows != templ) samples = std::vector<short>(std::max<std::size_t>(count * length, 1));
         templ = rows;
-        for (std::size_t c = 0; c < [rows count]; ++c)
+        for (std::size_t c = 0; c < count; ++c)
             OCReadArray([rows objectAtIndex:c], samples.data() + c * length, length);
-        return {samples.data(), static_cast<std::int32_t>([rows count]), static_cast<std::int32_t>(length)};
+        return {samples.data(), static_cast<std::int32_t>(count), static_cast<std::int32_t>(length)};
     }
 };
 struct CqzFiltersLib {
     OCqzFiltersLib *object;
-    Mirror<short> dst;
+    Mirror<CqzSamples, short> dst = {};
 };
 struct CqzDfsLib {
     OCqzDfsLib *object;
-    Mirror<short> dst;
+    Mirror<CqzSamples, short> dst = {};
 };
 struct CqzMeanRRmsLib {
     OCqzMeanRRmsLib *object;
 };
 
 CqzStressTemplLib *CqzStressTemplLib_init() {
-    return new CqzStressTemplLib{[[OCqzStressTemplLib alloc] init], {}, {}, {}, nil, {}};
+    return new CqzStressTemplLib{[[OCqzStressTemplLib alloc] init]};
 }
 
 void CqzStressTemplLib_release(CqzStressTemplLib *self) { Release(self); }
 
 bool CqzStressTemplLib_create(CqzStressTemplLib *self, short fs, short chn, double uVpb, bool mutex_lock) {
-    const Pool pool;
     return [self->object create:fs chn:chn uVpb:uVpb mutex_lock:mutex_lock];
 }
 
-void CqzStressTemplLib_destroy(CqzStressTemplLib *self) {
-    const Pool pool;
-    [self->object destroy];
-}
+void CqzStressTemplLib_destroy(CqzStressTemplLib *self) { [self->object destroy]; }
 
 CqzTemplate CqzStressTemplLib_restTempl(CqzStressTemplLib *self, const short *samples,
                                         const std::size_t *lengths, std::size_t rows, short posQ, short posJ,
                                         short postJms) {
-    const Pool pool;
     NSMutableArray *templ = [NSMutableArray arrayWithCapacity:rows];
     for (std::size_t c = 0; c < rows; samples += lengths[c++]) [templ addObject:Boxed(samples, lengths[c])];
     return self->Show([self->object restTempl:templ posQ:posQ posJ:posJ postJms:postJms]);
 }
 
-CqzSamples CqzStressTemplLib_getPos(CqzStressTemplLib *self) {
-    const Pool pool;
-    return Samples(self->pos, [self->object getPos]);
-}
+CqzSamples CqzStressTemplLib_getPos(CqzStressTemplLib *self) { return self->pos.Show([self->object getPos]); }
 
 CqzTemplate CqzStressTemplLib_match(CqzStressTemplLib *self, const short *frame, std::size_t count) {
-    const Pool pool;
     return self->Show([self->object match:Boxed(frame, count)]);
 }
 
 CqzTemplate CqzStressTemplLib_getTempl(CqzStressTemplLib *self) {
-    const Pool pool;
     return self->Show([self->object getTempl]);
 }
 
 void CqzStressTemplLib_setPos(CqzStressTemplLib *self, short posQ, short posJ) {
-    const Pool pool;
     [self->object setPos:posQ Jpoint:posJ];
 }
 
 void CqzStressTemplLib_setPostJms(CqzStressTemplLib *self, short postJms) {
-    const Pool pool;
     [self->object setPostJms:postJms];
 }
 
 CqzFloats CqzStressTemplLib_getSTslope(CqzStressTemplLib *self) {
-    const Pool pool;
-    NSArray *slopes = [self->object getSTslope];
-    return {self->STslope.Show(slopes), slopes == nil ? -1 : static_cast<std::int32_t>([slopes count])};
+    return self->STslope.Show([self->object getSTslope]);
 }
 
 CqzSamples CqzStressTemplLib_getSTuv(CqzStressTemplLib *self) {
-    const Pool pool;
-    return Samples(self->ST, [self->object getSTuv]);
+    return self->ST.Show([self->object getSTuv]);
 }
 
 short CqzStressTemplLib_getMeanHR(CqzStressTemplLib *self, short s1, short s2, short s3) {
-    const Pool pool;
     return [self->object getMeanHR:s1 data2:s2 data3:s3];
 }
 
@@ -163,94 +144,76 @@ short CqzStressTemplLib_getDuke(short stressSeconds, float deepestSTmV, short an
 
 void CqzStressTemplLib_getPWC(const float *power, std::size_t powerCount, const float *hr,
                               std::size_t hrCount, float pwc[3]) {
-    const Pool pool;
     NSArray *values = [OCqzStressTemplLib getPWC:Boxed(power, powerCount) hr:Boxed(hr, hrCount)];
     OCReadArray(values, pwc, 3);
 }
 
-CqzFiltersLib *CqzFiltersLib_init() { return new CqzFiltersLib{[[OCqzFiltersLib alloc] init], {}}; }
+CqzFiltersLib *CqzFiltersLib_init() { return new CqzFiltersLib{[[OCqzFiltersLib alloc] init]}; }
 
 CqzFiltersLib *CqzFiltersLib_initWith(short fs, short chn, short freqLpass, short freqNotch, short smooth) {
-    const Pool pool;
-    return new CqzFiltersLib{
-        [[OCqzFiltersLib alloc] init:fs chn:chn freqLpass:freqLpass freqNotch:freqNotch smooth:smooth], {}};
+    return new CqzFiltersLib{[[OCqzFiltersLib alloc] init:fs
+                                                      chn:chn
+                                                freqLpass:freqLpass
+                                                freqNotch:freqNotch
+                                                   smooth:smooth]};
 }
 
 void CqzFiltersLib_release(CqzFiltersLib *self) { Release(self); }
 
 bool CqzFiltersLib_create(CqzFiltersLib *self, short fs, short chn, short freqLpass, short freqNotch,
                           short smooth) {
-    const Pool pool;
     return [self->object create:fs chn:chn freqLpass:freqLpass freqNotch:freqNotch smooth:smooth];
 }
 
 bool CqzFiltersLib_update(CqzFiltersLib *self, short fs, short freqLpass, short freqNotch, short smooth) {
-    const Pool pool;
     return [self->object update:fs freqLpass:freqLpass freqNotch:freqNotch smooth:smooth];
 }
 
 void CqzFiltersLib_switchFilters(CqzFiltersLib *self, bool lowpass, bool notch, bool smooth) {
-    const Pool pool;
     [self->object switchFilters:lowpass onOffNotch:notch onOffSmooth:smooth];
 }
 
 CqzSamples CqzFiltersLib_filters(CqzFiltersLib *self, const short *frame, std::size_t count) {
-    const Pool pool;
     NSArray *input = Boxed(frame, count);
     NSArray *output = [self->object filters:input];
-    if (output == input) return {frame, static_cast<std::int32_t>(count)};
-    return Samples(self->dst, output);
+    if (output == input) return {frame, static_cast<std::int32_t>(count)};  // the caller's own
+    return self->dst.Show(output);
 }
 
-void CqzFiltersLib_destroy(CqzFiltersLib *self) {
-    const Pool pool;
-    [self->object destroy];
-}
+void CqzFiltersLib_destroy(CqzFiltersLib *self) { [self->object destroy]; }
 
-CqzDfsLib *CqzDfsLib_init() { return new CqzDfsLib{[[OCqzDfsLib alloc] init], {}}; }
+CqzDfsLib *CqzDfsLib_init() { return new CqzDfsLib{[[OCqzDfsLib alloc] init]}; }
 
 CqzDfsLib *CqzDfsLib_initWith(short chn, double uVpb) {
-    const Pool pool;
-    return new CqzDfsLib{[[OCqzDfsLib alloc] init:chn uVpb:uVpb], {}};
+    return new CqzDfsLib{[[OCqzDfsLib alloc] init:chn uVpb:uVpb]};
 }
 
 void CqzDfsLib_release(CqzDfsLib *self) { Release(self); }
 
-bool CqzDfsLib_create(CqzDfsLib *self, short chn, double uVpb) {
-    const Pool pool;
-    return [self->object create:chn uVpb:uVpb];
-}
+bool CqzDfsLib_create(CqzDfsLib *self, short chn, double uVpb) { return [self->object create:chn uVpb:uVpb]; }
 
 CqzSamples CqzDfsLib_getData(CqzDfsLib *self, const short *frame, std::size_t count) {
-    const Pool pool;
-    return Samples(self->dst, [self->object getData:Boxed(frame, count)]);
+    return self->dst.Show([self->object getData:Boxed(frame, count)]);
 }
 
-void CqzDfsLib_destroy(CqzDfsLib *self) {
-    const Pool pool;
-    [self->object destroy];
-}
+void CqzDfsLib_destroy(CqzDfsLib *self) { [self->object destroy]; }
 
 CqzMeanRRmsLib *CqzMeanRRmsLib_init() { return new CqzMeanRRmsLib{[[OCqzMeanRRmsLib alloc] init]}; }
 
 CqzMeanRRmsLib *CqzMeanRRmsLib_initWith(short fs, short chn, short freqNotch, double uVpb) {
-    const Pool pool;
     return new CqzMeanRRmsLib{[[OCqzMeanRRmsLib alloc] init:fs chn:chn freqNotch:freqNotch uVpb:uVpb]};
 }
 
 void CqzMeanRRmsLib_release(CqzMeanRRmsLib *self) { Release(self); }
 
 void CqzMeanRRmsLib_create(CqzMeanRRmsLib *self, short fs, short chn, short freqNotch, double uVpb) {
-    const Pool pool;
     [self->object create:fs chn:chn freqNotch:freqNotch uVpb:uVpb];
 }
 
 short CqzMeanRRmsLib_meanRRms(CqzMeanRRmsLib *self, const short *frame, std::size_t count) {
-    const Pool pool;
     return [self->object meanRRms:Boxed(frame, count)];
 }
 
 short CqzMeanRRmsLib_meanHR(CqzMeanRRmsLib *self, const short *frame, std::size_t count) {
-    const Pool pool;
     return [self->object meanHR:Boxed(frame, count)];
 }

@@ -41,7 +41,7 @@ if "$clang" -fobjc-runtime=macosx-12 -Werror -fsyntax-only -fno-blocks -fmodules
 fi
 
 if command -v swiftc >/dev/null; then
-    stubs=tests/swift-apple
+    stubs=tests/apple-stub
     swift() {
         task=$1
         shift

@@ -5,14 +5,16 @@
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(dirname "$(dirname "$here")")
+PATH=$PATH:/opt/swift/usr/bin
 command -v swiftc >/dev/null || exit 77
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 
-set -- -enable-objc-interop -module-cache-path "$out/cache" -I "$here/ObjectiveC" -I "$here/Foundation" \
-    -Xcc "-I$here"
+stub=$root/tests/apple-stub
+set -- -enable-objc-interop -module-cache-path "$out/cache" -I "$stub/ObjectiveC" -I "$stub/Foundation" \
+    -Xcc "-I$stub"
 swiftc -frontend -emit-module "$@" -module-name Foundation -import-underlying-module \
-    -o "$out/Foundation.swiftmodule" "$here/Foundation/Bridges.swift"
+    -o "$out/Foundation.swiftmodule" "$stub/Foundation/Bridges.swift"
 swiftc -frontend -typecheck "$@" -disable-objc-attr-requires-foundation-module -parse-as-library \
     -warnings-as-errors -module-name qzStressTemplLib -I "$out" -I "$root/bindings/objc/include" \
     -emit-objc-header-path "$out/header.h" "$root"/bindings/swift/*.swift

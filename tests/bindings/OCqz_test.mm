@@ -1,0 +1,195 @@
+// What only Objective-C callers see of the four classes: nil, elements of other kinds, and how long the
+// result arrays last. Everything else is behind the C header of the Swift stand-in, in CqzShim_test.cpp.
+#import <Foundation/Foundation.h>
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <vector>
+
+#include "tests/support/Beats.h"
+
+#import "bindings/objc/OCqzConversions.h"
+#import "bindings/objc/include/OCqz.h"
+
+/// A number that counts how often its value is read.
+@interface CountedNumber : NSNumber
+@end
+
+static int g_reads = 0;
+
+@implementation CountedNumber
+- (float)floatValue {
+    ++g_reads;
+    return 120;
+}
+@end
+
+using Row = std::vector<short>;
+
+static NSArray *Frame(const Row &samples) {
+    NSMutableArray *frame = [NSMutableArray arrayWithCapacity:samples.size()];
+    OCWriteArray(samples.data(), samples.size(), frame);
+    return frame;
+}
+
+/// Nil where the headers say that there is none; the compiler does not see it.
+static NSArray *NoArray() { return nil; }
+
+static NSArray *Array(std::initializer_list<id> elements) {
+    return [NSArray arrayWithObjects:elements.begin() count:elements.size()];
+}
+
+/// Read without the conversion under test.
+static Row Samples(NSArray *array) {
+    Row samples;
+    for (NSUInteger i = 0; i < [array count]; ++i) samples.push_back([[array objectAtIndex:i] shortValue]);
+    return samples;
+}
+
+/// Three elements that are no samples, and one that is.
+static NSArray *OddFrame() {
+    return Array({[NSNull null], @"12", [NSArray array], [NSNumber numberWithInt:65536 + 1000]});
+}
+static const Row kOddSamples = {0, 0, 0, 1000};
+
+static const short kFs = 500, kLength = 400;
+
+static NSArray *Beat(std::size_t leads) {
+    NSMutableArray *rows = [NSMutableArray array];
+    const TemplateRows beat = MakeTemplate(kFs, leads, kLength, 160);
+    for (const auto &row : beat.Rows()) [rows addObject:Frame(row)];
+    return rows;
+}
+
+static NSArray *RestTempl(OCqzStressTemplLib *stress, NSArray *templ) {
+    return [stress restTempl:templ posQ:130 posJ:190 postJms:60];
+}
+
+/// A pool around every test.
+class OCqz : public testing::Test {
+protected:
+    void SetUp() override {
+        m_pool = [[NSAutoreleasePool alloc] init];
+        m_stress = [[[OCqzStressTemplLib alloc] init] autorelease];
+    }
+    void TearDown() override {
+        [m_stress destroy];
+        [m_pool drain];
+    }
+
+    NSAutoreleasePool *m_pool = nil;
+    OCqzStressTemplLib *m_stress = nil;
+};
+
+TEST_F(OCqz, RefillsItsResultArraysUntilTheNextSetUpAndLeavesThemToThePool) {
+    OCqzDfsLib *dfs = [[OCqzDfsLib alloc] init:2 uVpb:1.0];
+    NSArray *doubled = [dfs getData:Frame({10, 20})];
+    EXPECT_TRUE([dfs create:3 uVpb:1.0]);
+    NSArray *tripled = [dfs getData:Frame({1, 2, 3})];
+    EXPECT_NE(tripled, doubled);
+    [dfs release];
+    EXPECT_EQ(Samples(doubled).size(), 4U);
+    EXPECT_EQ(Samples(tripled).size(), 6U);
+
+    OCqzFiltersLib *filters = [[OCqzFiltersLib alloc] init:kFs chn:2 freqLpass:40 freqNotch:0 smooth:0];
+    NSArray *frame = Frame({1000, 2000});
+    NSArray *filtered = [filters filters:frame];
+    const Row once = Samples(filtered);
+    EXPECT_EQ(Samples(frame), Row({1000, 2000})) << "the input stays";
+    EXPECT_EQ([filters filters:filtered], filtered) << "its own result as input";
+    EXPECT_NE(Samples(filtered), once);
+    [filters destroy];
+    EXPECT_EQ([filters filters:frame], filtered);
+    [filters release];
+    EXPECT_EQ(Samples(filtered), Samples(frame)) << "without a chain";
+
+    ASSERT_TRUE([m_stress create:kFs chn:2 uVpb:2.5 mutex_lock:NO]);
+    NSArray *templ = RestTempl(m_stress, Beat(2));
+    NSArray *row = [templ objectAtIndex:1];
+    const Row kept = Samples(row);
+    OCqzStressTemplLib *other = [[[OCqzStressTemplLib alloc] init] autorelease];
+    [other create:kFs chn:2 uVpb:2.5 mutex_lock:NO];
+    RestTempl(other, Array({[Beat(2) objectAtIndex:1], [Beat(2) objectAtIndex:0]}));
+    EXPECT_EQ([m_stress getTempl], templ);
+    EXPECT_EQ([templ objectAtIndex:1], row);
+    EXPECT_NE(Samples(row), kept);
+    const auto results = [this] {
+        return Array({[m_stress getTempl], [m_stress getPos], [m_stress getSTuv], [m_stress getSTslope]});
+    };
+    NSArray *first = results(), *again = results();
+    RestTempl(m_stress, Beat(2));
+    NSArray *renewed = results();
+    for (NSUInteger i = 0; i < 4; ++i) {
+        EXPECT_EQ([again objectAtIndex:i], [first objectAtIndex:i]);
+        EXPECT_NE([renewed objectAtIndex:i], [first objectAtIndex:i]);
+        EXPECT_EQ([[renewed objectAtIndex:i] count], [[first objectAtIndex:i] count]);
+    }
+}
+
+TEST_F(OCqz, CountsNilAsEmptyAndReadsWhatIsNoNumberAs0InFrames) {
+    OCqzDfsLib *dfs = [[[OCqzDfsLib alloc] init:4 uVpb:1.0] autorelease];
+    OCqzFiltersLib *filters = [[[OCqzFiltersLib alloc] init:kFs chn:4 freqLpass:40 freqNotch:0
+                                                     smooth:0] autorelease];
+    EXPECT_EQ([dfs getData:NoArray()], NoArray());
+    EXPECT_EQ([filters filters:NoArray()], NoArray());
+    EXPECT_EQ([[[[OCqzFiltersLib alloc] init] autorelease] filters:Frame({})], NoArray());
+    const Row filtered = Samples([filters filters:OddFrame()]);
+    [dfs getData:OddFrame()];
+    const Row doubled = Samples([dfs getData:OddFrame()]);
+    [filters create:kFs chn:4 freqLpass:40 freqNotch:0 smooth:0];
+    [dfs create:4 uVpb:1.0];
+    EXPECT_EQ(filtered, Samples([filters filters:Frame(kOddSamples)]));
+    EXPECT_NE(filtered, Row(4));
+    [dfs getData:Frame(kOddSamples)];
+    EXPECT_EQ(doubled, Samples([dfs getData:Frame(kOddSamples)]));
+    EXPECT_NE(doubled, Row(8));
+
+    OCqzMeanRRmsLib *meanRR = [[[OCqzMeanRRmsLib alloc] init] autorelease];
+    int beats[3] = {};  // in samples as numbers, as text and without an array
+    for (int form = 0; form < 3; ++form) {
+        [meanRR create:kFs chn:1 freqNotch:50 uVpb:5.0];
+        const Recording recording = BeatTrain(kFs, 1).Beats(800, 15).Record();
+        for (const short sample : recording.samples) {
+            NSArray *text = Array({[NSString stringWithFormat:@"%d", sample]});
+            beats[form] += [meanRR meanHR:form == 0 ? Frame({sample}) : form == 1 ? text : NoArray()] != 0;
+        }
+    }
+    EXPECT_GT(beats[0], 8);
+    EXPECT_EQ(beats[1] + beats[2], 0);
+}
+
+TEST_F(OCqz, ReadsRowsThatAreNoArraysAsEmptyAndElementsThatAreNoNumbersAs0) {
+    ASSERT_TRUE([m_stress create:kFs chn:3 uVpb:2.5 mutex_lock:NO]);
+    NSMutableArray *odd = [NSMutableArray arrayWithArray:Beat(3)];
+    NSMutableArray *middle = [NSMutableArray arrayWithArray:[odd objectAtIndex:1]];
+    [middle replaceObjectAtIndex:160 withObject:[NSNull null]];
+    [odd replaceObjectAtIndex:0 withObject:[NSNumber numberWithInt:5]];
+    [odd replaceObjectAtIndex:1 withObject:middle];
+    Row expected = Samples([Beat(3) objectAtIndex:1]);
+    EXPECT_NE(expected[160], 0);
+    expected[160] = 0;
+    NSArray *templ = RestTempl(m_stress, odd);
+    EXPECT_EQ(Samples([templ objectAtIndex:0]), Row(kLength));
+    EXPECT_EQ(Samples([templ objectAtIndex:1]), expected);
+    EXPECT_EQ(RestTempl(m_stress, NoArray()), NoArray());
+    EXPECT_EQ([m_stress match:NoArray()], NoArray());
+    EXPECT_EQ([m_stress match:OddFrame()], NoArray());
+    EXPECT_EQ(Samples([[m_stress getTempl] objectAtIndex:1]), expected);
+    templ = RestTempl(m_stress, Array({[odd objectAtIndex:2], [odd objectAtIndex:2], @"no array"}));
+    for (NSUInteger c = 0; c < 3; ++c) EXPECT_EQ(Samples([templ objectAtIndex:c]), Row());
+    EXPECT_EQ([m_stress match:OddFrame()], NoArray());
+}
+
+TEST_F(OCqz, GivesThreeNumbersForPwcAndReadsNothingOfFewerThanThreePairs) {
+    const Row none = {-1, -1, -1};
+    EXPECT_EQ(Samples([OCqzStressTemplLib getPWC:NoArray() hr:Frame({110, 130, 150})]), none);
+    EXPECT_EQ(Samples([OCqzStressTemplLib getPWC:Frame({50, 100, 150, 7})
+                                              hr:Array({[NSNull null], @"130", [NSArray array], @"150"})]),
+              none);
+    id counted = [[[CountedNumber alloc] init] autorelease];
+    g_reads = 0;
+    [OCqzStressTemplLib getPWC:Array({counted, counted}) hr:Array({counted, counted, counted})];
+    EXPECT_EQ(g_reads, 0);
+    [OCqzStressTemplLib getPWC:Array({counted, counted, counted}) hr:Array({counted, counted, counted})];
+    EXPECT_EQ(g_reads, 6) << "or the count above would prove nothing";
+}
