@@ -6,9 +6,9 @@
 #include <optional>
 #include <vector>
 
-#include "core/filters/CMultiChannelLowpass2.h"
-#include "core/filters/CMultiChannelSmoothEx.h"
-#include "core/filters/CQuorlMultiNotchFilter.h"
+#include "core/filters/CLowpassFilter2.h"
+#include "core/filters/CQuorlNotchFilter.h"
+#include "core/filters/CSmoothFilter.h"
 #include "tests/support/Signals.h"
 
 namespace {
@@ -18,37 +18,37 @@ protected:
     ~qzFilters() override { qzFilters_destroy(); }
 };
 
-/// The chain put together by hand from the three banks.
-struct Chain {
-    Chain(short fs, short chn, short freqLpass, short freqNotch, short smooth) {
-        if (freqLpass > 0) lowpass.emplace(freqLpass, fs, chn);
-        if (freqNotch > 0) notch.emplace(freqNotch, fs, chn);
-        if (smooth > 0) smoother.emplace(fs, chn, smooth > 1);
+/// What the chain is for one lead: a filter per stage, 16 bits between them.
+struct LeadChain {
+    LeadChain(short fs, short freqLpass, short freqNotch, short smooth) {
+        if (freqLpass > 0) lowpass.emplace(freqLpass, fs);
+        if (freqNotch > 0) notch.emplace(freqNotch, fs);
+        if (smooth > 0) smoothers.assign(smooth > 1 ? 3 : 1, CSmoothFilter(fs, smooth > 1 ? 10 : 25));
     }
-
-    void Filter(short* frame) {
-        if (lowpass && onLowpass) lowpass->Filter(frame);
-        if (notch && onNotch) notch->Filter(frame);
-        if (smoother && onSmoother) smoother->Smooth(frame);
+    short Filter(int x, unsigned on) {
+        if (lowpass && on & 1U) x = Wrapped(lowpass->Filter(x));
+        if (notch && on & 2U) x = Wrapped(notch->Filter(x));
+        for (CSmoothFilter& smoother : smoothers)
+            if (on & 4U) x = Wrapped(smoother.Smooth(x));
+        return Wrapped(x);
     }
-
-    std::optional<CMultiChannelLowpass2> lowpass;
-    std::optional<CQuorlMultiNotchFilter> notch;
-    std::optional<CMultiChannelSmoothEx> smoother;
-    bool onLowpass = true, onNotch = true, onSmoother = true;
+    std::optional<CLowpassFilter2> lowpass;
+    std::optional<CQuorlNotchFilter> notch;
+    std::vector<CSmoothFilter> smoothers;
 };
 
-/// Feeds `frames` frames of full-scale noise and ECG through the flat chain and the one by hand.
-void ExpectChain(Chain& chain, short chn, std::size_t frames, unsigned seed) {
-    const auto leads = static_cast<std::size_t>(chn);
-    auto x = RandomSamples(seed, leads * frames, 32768);
-    const auto ecg = NoisyEcg(500, static_cast<double>(frames) / 500, seed);
-    for (std::size_t n = frames / 2; n < frames; ++n) x[n * leads] = ecg[n];  // lead 0, second half
-    for (std::size_t n = 0; n < frames; ++n) {
-        std::vector<short> expected(&x[n * leads], &x[n * leads] + leads), actual = expected;
-        chain.Filter(expected.data());
-        qzFilters_filters(actual.data());
-        ASSERT_EQ(actual, expected) << "frame " << n;
+/// Feeds frames of full-scale noise, in lead 0 then of ECG, through the flat chain and its leads' own.
+void ExpectChain(std::vector<LeadChain>& leads, unsigned on, unsigned seed) {
+    constexpr std::size_t kFrames = 300;
+    auto x = RandomSamples(seed, leads.size() * kFrames, 32768);
+    const auto ecg = NoisyEcg(500, kFrames / 500.0, seed);
+    for (std::size_t n = kFrames / 2; n < kFrames; ++n) x[n * leads.size()] = ecg[n];
+    for (std::size_t n = 0; n < kFrames; ++n) {
+        short* frame = &x[n * leads.size()];
+        std::vector<short> expected;
+        for (std::size_t k = 0; k < leads.size(); ++k) expected.push_back(leads[k].Filter(frame[k], on));
+        qzFilters_filters(frame);
+        ASSERT_EQ(std::vector<short>(frame, frame + leads.size()), expected) << "frame " << n;
     }
 }
 
@@ -73,14 +73,14 @@ TEST_F(qzFilters, RunsTheStagesAskedForInOrderFreezesThoseSwitchedOffAndDestroys
         const short freqLpass = built & 1U ? 35 : 0, freqNotch = built & 2U ? hz : short{-50};
         const short smooth = built & 4U ? std::array<short, 3>{1, 2, 5}[round % 3] : short{-1};
         ASSERT_TRUE(qzFilters_create(fs, chn, freqLpass, freqNotch, smooth));  // all switched on
-        Chain chain(fs, chn, freqLpass, freqNotch, smooth);
-        for (const unsigned on : {7U, 6U, 7U, 5U, 3U, 0U, 1U, 2U, 4U, 7U}) {
+        std::vector<LeadChain> leads(static_cast<std::size_t>(chn), {fs, freqLpass, freqNotch, smooth});
+        unsigned on = 7;  // all that is built
+        for (const unsigned next : {6U, 7U, 5U, 3U, 0U, 1U, 2U, 4U, 7U, 7U}) {
             SCOPED_TRACE(testing::Message() << "round " << round << ", on " << on << ", seed 120 + that");
-            ExpectChain(chain, chn, 300, 120 + on);
-            chain.onLowpass = on & 1U;
-            chain.onNotch = on & 2U;
-            chain.onSmoother = on & 4U;
-            qzFilters_switch(chain.onLowpass, chain.onNotch, chain.onSmoother);
+            ExpectChain(leads, on, 120 + on);
+            if (testing::Test::HasFailure()) return;
+            on = next;
+            qzFilters_switch(on & 1U, on & 2U, on & 4U);
         }
         if (round % 2 == 0) continue;  // the next create replaces this chain
         for (const auto destroy : {qzFilters_destroy, qzFiltersDestroy}) {

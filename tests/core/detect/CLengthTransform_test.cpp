@@ -2,50 +2,44 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
+#include <numeric>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "tests/support/Signals.h"
 
-/// The size of the last step of a signal that was 0 before its start.
-static int Change(const std::vector<short>& x, std::size_t i) {
-    return std::abs(x[i] - (i == 0 ? 0 : x[i - 1]));
-}
-
 TEST(CLengthTransform, SumsOneChangeFewerThanItsWindowHoldsSamplesAndStartsOverAfterEveryInit) {
-    CLengthTransform reused(500, 100);
     const auto a = RandomSamples(1, 700, 32768), b = RandomSamples(2, 700, 900), c = RandomSamples(3, 700, 3);
-    const auto expectSums = [&](CLengthTransform& transform, int slots, int leads) {
-        SCOPED_TRACE(testing::Message() << slots << " slots, " << leads << " leads, seeds 1 to 3");
-        std::vector<int> changes;
+    const auto expectSums = [&](CLengthTransform& transform, std::size_t slots, bool threeLeads) {
+        SCOPED_TRACE(testing::Message()
+                     << slots << " slots, " << (threeLeads ? 3 : 1) << " leads, seeds 1 to 3");
+        const auto change = [](const auto& x, std::size_t i) {
+            return std::abs(x[i] - (i == 0 ? 0 : x[i - 1]));
+        };
+        std::vector<int> changes;  // the mean of three leads is truncated at every step
         for (std::size_t i = 0; i < a.size(); ++i) {
-            // The mean of three leads is truncated at every step.
-            changes.push_back(leads == 1 ? Change(a, i) : (Change(a, i) + Change(b, i) + Change(c, i)) / 3);
-            int sum = 0;
-            for (std::size_t age = 0; age + 1 < static_cast<std::size_t>(slots) && age <= i; ++age)
-                sum += changes[i - age];
-            ASSERT_EQ(leads == 1 ? transform.Length(a[i]) : transform.Length(a[i], b[i], c[i]), sum) << i;
+            changes.push_back(threeLeads ? (change(a, i) + change(b, i) + change(c, i)) / 3 : change(a, i));
+            const auto summed = static_cast<std::ptrdiff_t>(std::min(changes.size(), slots - 1));
+            ASSERT_EQ(threeLeads ? transform.Length(a[i], b[i], c[i]) : transform.Length(a[i]),
+                      std::accumulate(changes.end() - summed, changes.end(), 0))
+                << i;
         }
     };
-    for (const auto& [fs, ms] : {std::pair{500, 100},
-                                 {257, 100},
-                                 {1000, 100},
-                                 {250, 8},
-                                 {100, 10},
-                                 {200, 8},
-                                 {10, 100},
-                                 {250, 200},
-                                 {500, 100}})
-        for (const int leads : {1, 3, 1}) {
+    CLengthTransform reused(500, 100);
+    for (const auto& [fs, ms, slots] :
+         {std::tuple{500, 100, 50u}, {257, 100, 25u}, {250, 8, 2u}, {10, 100, 1u}, {250, 200, 50u}})
+        for (const bool threeLeads : {false, true, false}) {
             CLengthTransform fresh(fs, ms);
-            expectSums(fresh, fs * ms / 1000, leads);
+            expectSums(fresh, slots, threeLeads);
             reused.Init(fs, ms);
-            expectSums(reused, fs * ms / 1000, leads);
+            expectSums(reused, slots, threeLeads);
             reused.Init();
-            expectSums(reused, fs * ms / 1000, leads);
+            expectSums(reused, slots, threeLeads);
             reused.Length(1000, 2000, -3000);
         }
     // The one-lead form continues from lead 1 of the three-lead form.

@@ -24,55 +24,48 @@ static std::vector<Vote> VotesOf(CMultirtRRdetect& detector, Recording& input) {
     return votes;
 }
 
-/// The vote taken afterwards: every lead is detected through the whole recording, the detections are put in
-/// the order of their time, and cut into groups.
-static std::vector<Vote> VotesAfterwards(int fs, int acFreq, double scale, const Recording& input) {
-    std::vector<std::size_t> used;
-    for (std::size_t lead = 0; lead < input.leads; ++lead)
-        if (lead < 2 || input.leads <= 8 || lead >= input.leads - 6) used.push_back(lead);
-    std::vector<Vote> detections;
-    for (const std::size_t lead : used) {
-        CrtRRdetect detector(fs, acFreq);
-        for (std::size_t i = 0; i < input.Frames(); ++i) {
-            const int rr = detector.QRSdetect(Wrapped(Truncated(input.At(i, lead) * scale)));
-            if (rr >= fs / 5) detections.push_back({i, rr});
-        }
-    }
-    std::stable_sort(detections.begin(), detections.end(),
-                     [](auto& a, auto& b) { return a.frame < b.frame; });
-    std::vector<Vote> votes;
-    for (auto next = detections.begin(); next != detections.end();) {
-        const std::size_t start = next->frame;
-        std::vector<int> group;
-        for (; next != detections.end() && next->frame - start < static_cast<std::size_t>(fs / 5); ++next)
-            if (next->frame - start < static_cast<std::size_t>(fs * 160 / 1000)) group.push_back(next->rr);
-        std::sort(group.begin(), group.end());
-        if (next != detections.end() && group.size() > used.size() / 2)
-            votes.push_back({next->frame, group[(group.size() - 1) / 2]});
-    }
-    return votes;
-}
-
-TEST(CMultirtRRdetect, VotesAsAReaderWouldAfterwards) {
-    for (std::size_t k = 0; k < std::size(kSamplingRates); ++k)
-        for (const double scale : {2.5, 4.88, 200.0}) {
-            const int fs = kSamplingRates[k], leads = kChannelCounts[std::size(kChannelCounts) - 1 - k];
-            SCOPED_TRACE(testing::Message()
-                         << fs << " Hz, leads " << leads << ", scale " << scale << ", seed 17");
-            BeatTrain train(fs, static_cast<std::size_t>(leads));
-            // Leads that lag by up to 200 ms fall out of the group, drop out or form one of their own.
-            for (int lead = 0; lead < leads; ++lead)
-                train.Delay(static_cast<std::size_t>(lead), lead * lead % 11 * fs / 50);
-            for (const int rr : {800, 640, 930, 500, 410, 760})
-                train.Beats(rr, 5).Beats(rr + 37, 2).Beats(rr - 41, 2);
-            auto input = train.Noise(60, 17).Record();
-            const auto expected = VotesAfterwards(fs, 50, scale, input);
-            EXPECT_GT(expected.size(), 10u);
-            CMultirtRRdetect detector(fs, leads, 50, scale);
+TEST(CMultirtRRdetect, ALeadByItselfVotesWithEachDetectionForTheOneBefore) {
+    for (const int fs : kSamplingRates)
+        for (const double scale : {2.5, 200.0}) {  // 200: wraps at 16 bits
+            SCOPED_TRACE(testing::Message() << fs << " Hz, scale " << scale << ", seed 17");
+            auto input = BeatTrain(fs, 1).Beats(800, 5).Beats(640, 4).Beats(930, 5).Noise(60, 17).Record();
+            CrtRRdetect own(fs, 50);
+            CMultirtRRdetect detector(fs, 1, 50, scale);
+            std::vector<Vote> expected;
+            int before = 0;
+            for (std::size_t i = 0; i < input.Frames(); ++i)
+                if (const int rr = own.QRSdetect(Wrapped(Truncated(input.At(i, 0) * scale))); rr >= fs / 5) {
+                    if (before != 0) expected.push_back({i, before});
+                    before = rr;
+                }
+            EXPECT_GT(expected.size(), 5u);
             EXPECT_EQ(VotesOf(detector, input), expected);
-            detector.Init(leads, 50, scale);
+            detector.Init(1, 50, scale);
             EXPECT_EQ(VotesOf(detector, input), expected) << "Init starts over with the stored rate";
         }
+}
+
+TEST(CMultirtRRdetect, AnswersWithTheLowerMedianOfTheGroup) {
+    // The leads start one after the other and beat together from the fifth beat on, after an interval that is
+    // longer by 40 samples, 20, 10 and 0.
+    for (const auto& [leads, median] : {std::pair{4u, 410}, {3u, 420}, {2u, 420}}) {
+        Recording input{leads, {}};
+        std::vector<Recording> own;
+        for (const int extraMs : {80, 40, 20, 0})
+            own.push_back(BeatTrain(500, 1)
+                              .Beats(800 - extraMs, 1)
+                              .Beats(800, 3)
+                              .Beats(800 + extraMs, 1)
+                              .Beats(800, 3)
+                              .Record());
+        for (std::size_t i = 0; i < own.back().Frames(); ++i)
+            for (std::size_t lead = 0; lead < leads; ++lead) input.samples.push_back(own[lead].samples[i]);
+        CMultirtRRdetect detector(500, static_cast<int>(leads), 0, 1.0);
+        std::vector<int> intervals;
+        for (const Vote& vote : VotesOf(detector, input)) intervals.push_back(vote.rr);
+        EXPECT_EQ(std::count(intervals.begin(), intervals.end(), median), 1) << leads << " leads";
+        EXPECT_EQ(std::count(intervals.begin(), intervals.end(), 400), std::ssize(intervals) - 1);
+    }
 }
 
 /// One lead's beats in every lead, each lagging by its own number of samples at 500 Hz; so do its detections.

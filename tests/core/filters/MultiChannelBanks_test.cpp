@@ -1,4 +1,5 @@
-// The banks of low-passes, high-passes and smoothers: every lead like its own filter, wrapped to 16 bits.
+// The banks of low-passes, high-passes, smoothers and combs: every lead like its own filter, wrapped to 16
+// bits. The banks of the filter chain are tested there for every rate and number of leads.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -7,12 +8,14 @@
 #include "core/filters/CMultiChannelHighpass.h"
 #include "core/filters/CMultiChannelLowpass2.h"
 #include "core/filters/CMultiChannelSmoothEx.h"
+#include "core/filters/CMutiBlNotchFilter.h"
+#include "core/filters/CQuorlMultiNotchFilter.h"
 #include "core/filters/CSmoothFilterEx.h"
 #include "tests/support/Signals.h"
 
 namespace {
 
-constexpr std::size_t kFrames = 700;
+constexpr std::size_t kFrames = 1800;
 
 /// A signal that sits near one end of the range for a while and then near the other, so that filters
 /// overshoot the 16-bit range; every lead has its own.
@@ -23,8 +26,10 @@ std::vector<short> SwingingLead(std::size_t lead) {
     return x;
 }
 
-void Feed(CMultiChannelLowpass2& bank, short* frame) { bank.Filter(frame); }
-void Feed(CMultiChannelHighpass& bank, short* frame) { bank.Filter(frame); }
+template <typename Bank>
+void Feed(Bank& bank, short* frame) {
+    bank.Filter(frame);
+}
 void Feed(CMultiChannelSmooth& bank, short* frame) { bank.Smooth(frame); }
 void Feed(CMultiChannelSmoothEx& bank, short* frame) { bank.Smooth(frame); }
 
@@ -32,13 +37,6 @@ using Step = std::function<int(int)>;
 template <typename AnyFilter>
 Step Filtering(AnyFilter filter) {
     return [filter](int x) mutable { return filter.Filter(x); };
-}
-/// `count` smoothers in a row, 16 bits between them.
-Step Smoothing(int count, const CSmoothFilter& filter) {
-    return [stages = std::vector(static_cast<std::size_t>(count), filter)](int x) mutable {
-        for (CSmoothFilter& stage : stages) x = stage.Smooth(Wrapped(x));
-        return x;
-    };
 }
 
 /// Feeds a bank with interleaved frames. Every lead must come out as `step` gives it, wrapped. Returns how
@@ -64,6 +62,20 @@ int ExpectLeadsApart(Bank bank, std::size_t chn, const Step& step) {
     return wrapped;
 }
 
+/// A comb bank is fed with ints that leave the 16-bit range, and wraps none of them.
+template <typename Bank>
+void ExpectIntsUnwrapped(Bank bank, const Step& step) {
+    std::vector<Step> steps(2, step);
+    for (int i = 0; i < 3000; ++i) {
+        const int x[] = {i % 7 * 20000, i % 5 * -30000};
+        int frame[] = {x[0], x[1], 12345};
+        bank.Filter(frame);
+        ASSERT_EQ(std::vector<int>(frame, frame + 3),
+                  std::vector<int>({steps[0](x[0]), steps[1](x[1]), 12345}))
+            << i;
+    }
+}
+
 /// The bank after one frame and an Init with these arguments.
 template <typename Bank, typename... Arguments>
 Bank Reset(Bank bank, Arguments... arguments) {
@@ -76,36 +88,37 @@ Bank Reset(Bank bank, Arguments... arguments) {
 }  // namespace
 
 TEST(MultiChannelBanks, FilterEachLeadAndWrapItsOvershoot) {
-    for (const short chn : kChannelCounts) {
-        const auto leads = static_cast<std::size_t>(chn);
-        const CMultiChannelLowpass2 lowpass(60.0, 500, chn);
-        const CMultiChannelHighpass highpass(0.5, 500, chn);
-        EXPECT_GT(ExpectLeadsApart(lowpass, leads, Filtering(CLowpassFilter2(60.0, 500))), 0);
-        EXPECT_GT(ExpectLeadsApart(highpass, leads, Filtering(CHighpassFilter(0.5, 500))), 0);
-        ExpectLeadsApart(Reset(lowpass, 25.0, 257), leads, Filtering(CLowpassFilter2(25.0, 257)));
-        // Only the constructor raises the corner; at 0 Hz all is NaN.
-        ExpectLeadsApart(CMultiChannelHighpass(0.0, 360, chn), leads, Filtering(CHighpassFilter(0.01, 360)));
-        CHighpassFilter low(0.5, 500);
-        low.Init(0.004, 250);
-        ExpectLeadsApart(Reset(highpass, 0.004, 250), leads, Filtering(low));
-        ExpectLeadsApart(Reset(highpass, 0.0, 250), leads, [](int) { return 0; });
-    }
+    const CMultiChannelLowpass2 lowpass(60.0, 500, 3);
+    const CMultiChannelHighpass highpass(0.5, 500, 3);
+    EXPECT_GT(ExpectLeadsApart(lowpass, 3, Filtering(CLowpassFilter2(60.0, 500))), 0);
+    EXPECT_GT(ExpectLeadsApart(highpass, 3, Filtering(CHighpassFilter(0.5, 500))), 0);
+    ExpectLeadsApart(Reset(lowpass, 25.0, 257), 3, Filtering(CLowpassFilter2(25.0, 257)));
+    // Only the constructor raises the corner; at 0 Hz all is NaN.
+    ExpectLeadsApart(CMultiChannelHighpass(0.0, 360, 3), 3, Filtering(CHighpassFilter(0.01, 360)));
+    CHighpassFilter low(0.5, 500);
+    low.Init(0.004, 250);
+    ExpectLeadsApart(Reset(highpass, 0.004, 250), 3, Filtering(low));
+    ExpectLeadsApart(Reset(highpass, 0.0, 250), 3, [](int) { return 0; });
+    // The smoothers' own low-pass runs on.
+    CSmoothFilter smoother(360, 10);
+    smoother.Smooth(20000);
+    smoother.Init();
+    ExpectLeadsApart(Reset(CMultiChannelSmooth(360, 3, 10)), 3,
+                     [smoother](int x) mutable { return smoother.Smooth(x); });
 }
 
-TEST(MultiChannelBanks, SmoothEachLeadWithSixteenBitsBetweenTheStagesAndResetTheRingsOnly) {
-    for (const short chn : {short{1}, short{3}, short{16}})
-        for (const int fs : kSamplingRates) {
-            const auto leads = static_cast<std::size_t>(chn);
-            ExpectLeadsApart(CMultiChannelSmooth(fs, chn, 25), leads, Smoothing(1, {fs, 25}));
-            ExpectLeadsApart(CMultiChannelSmoothEx(fs, chn, false), leads, Smoothing(1, {fs, 25}));
-            ExpectLeadsApart(CMultiChannelSmoothEx(fs, chn, true), leads, Smoothing(3, {fs, 10}));
-        }
-    CSmoothFilter filter(360, 10);
-    filter.Smooth(20000);
-    filter.Init();
-    ExpectLeadsApart(Reset(CMultiChannelSmooth(360, 3, 10)), 3, Smoothing(1, filter));
-    // A strong bank is reset in mid-stream, every stage of it. The single-lead cascade passes full ints on
-    // between its stages, which at times is another value, and a second Init leaves it alone.
+TEST(MultiChannelBanks, CombEachLeadAndOnlyTheShortFormWraps) {
+    CMutiBlNotchFilter muti(50, 500, 2);
+    EXPECT_GT(ExpectLeadsApart(muti, 2, Filtering(CBlNotchFilter(50, 500))), 0);
+    ExpectIntsUnwrapped(Reset(muti, 60, 1000),
+                        Filtering(CBlNotchFilter(60, 500)));  // deliberate: the rate stays
+    CQuorlMultiNotchFilter quorl(50, 500, 2);
+    EXPECT_GT(ExpectLeadsApart(quorl, 2, Filtering(CQuorlNotchFilter(50, 500))), 0);
+    ExpectIntsUnwrapped(Reset(quorl, 50, 1000), Filtering(CQuorlNotchFilter(50, 1000)));  // here it does not
+}
+
+TEST(MultiChannelBanks, AStrongSmootherKeepsSixteenBitsBetweenItsStagesAndTheCascadeFullInts) {
+    // The bank is reset in mid-stream, every stage of it; a second Init leaves the cascade alone.
     for (const int fs : kSamplingRates) {
         CMultiChannelSmoothEx bank(fs, 1, true);
         CSmoothFilterEx cascade(fs);
@@ -133,7 +146,8 @@ TEST(MultiChannelBanks, NoLeadsMeanNothingToDo) {
     for (const int chn : {0, -1, -32768}) {
         ExpectLeadsApart(Reset(CMultiChannelLowpass2(40.0, 500, chn), 25.0, 250), 0, {});
         ExpectLeadsApart(Reset(CMultiChannelHighpass(0.5, 500, chn), 1.0, 250), 0, {});
-        ExpectLeadsApart(Reset(CMultiChannelSmooth(500, chn, 25)), 0, {});
         ExpectLeadsApart(Reset(CMultiChannelSmoothEx(500, chn, true)), 0, {});
+        ExpectLeadsApart(Reset(CMutiBlNotchFilter(50, 500, chn), 60, 0), 0, {});
+        ExpectLeadsApart(Reset(CQuorlMultiNotchFilter(50, 500, chn), 60, 0), 0, {});
     }
 }

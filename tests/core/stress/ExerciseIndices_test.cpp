@@ -7,7 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
-#include <random>
+#include <utility>
 #include <vector>
 
 static constexpr float kInfinity = std::numeric_limits<float>::infinity();
@@ -43,13 +43,10 @@ TEST(DukeScore, WrapsTo16BitsInTheOneFormAndHasNoResultInTheOther) {
         EXPECT_EQ(DukeScoreChecked(0, mV, 0), std::nullopt) << mV;
 }
 
-TEST(DukeScore, IsComputedInDoubleInTheOneFormAndInFloatInTheOther) {
+TEST(DukeScore, IsComputedInDoubleInTheOneFormAndInFloatUpToItsEndsInTheOther) {
     const float mV = std::nextafter(0.1F, 0.0F);  // 4.9999997 points, and 4 of angina: 9 as a float
     EXPECT_EQ(DukeScore(0, mV, 1), -8);
     EXPECT_EQ(DukeScoreChecked(0, mV, 1), -9);
-}
-
-TEST(DukeScore, IsCheckedUpToTheEndsOfTheAnginaIndexAndOfTheScore) {
     EXPECT_EQ(DukeScoreChecked(-299, 0.0F, 8191), -32768);         // of -32768.98
     EXPECT_EQ(DukeScoreChecked(-300, 0.0F, 8191), std::nullopt);   // -32769
     EXPECT_EQ(DukeScoreChecked(-1, 0.0F, -8192), 32767);           // of 32767.98
@@ -82,20 +79,18 @@ static Stages OnALine(std::initializer_list<float> rates) {
 
 TEST(Pwc, ReadsTheLineAtTheRatesThatTheHighestHeartRateOpens) {
     EXPECT_EQ(Find({{50, 110}, {100, 130}, {150, 150}}), (Values{100, 150, -1}));
-    struct Case {
-        float highest;
-        Values values;
-    };
-    for (const auto& [highest, values] : {Case{120, kNone},
-                                          {121, {80, -1, -1}},
-                                          {125, {80, -1, -1}},
-                                          {130, {80, -1, -1}},
-                                          {131, {80, 120, -1}},
-                                          {140, {80, 120, -1}},
-                                          {150, {80, 120, -1}},
-                                          {151, {80, 120, 160}},
-                                          {190, {80, 120, 160}},
-                                          {191, kNone}})  // two stages are left
+    // The least squares of 110, 140 and 160 over 0, 50 and 100: rate = 111.67 + 0.5 power.
+    EXPECT_THAT(Find({{0, 110}, {50, 140}, {100, 160}}),
+                testing::Pointwise(testing::FloatNear(1e-3F), Values{36.6667F, 76.6667F, 116.6667F}));
+    const Values none = kNone, one = {80, -1, -1}, two = {80, 120, -1}, three = {80, 120, 160};
+    for (const auto& [highest, values] : {std::pair{120.0F, none},
+                                          {121.0F, one},
+                                          {130.0F, one},
+                                          {131.0F, two},
+                                          {150.0F, two},
+                                          {151.0F, three},
+                                          {190.0F, three},
+                                          {191.0F, none}})  // two stages are left
         EXPECT_THAT(Find(OnALine({110, 115, highest})), testing::Pointwise(testing::FloatNear(1e-4F), values))
             << highest;
 }
@@ -129,31 +124,8 @@ TEST(Pwc, FillsEachValueByItself) {
     EXPECT_EQ(Find({{-30, 165}, {-20, 175}, {-10, 185}}), kNone);              // 170 at -25
 }
 
-TEST(Pwc, FitsNoisyStagesByLeastSquares) {
-    SCOPED_TRACE("seed 11");
-    std::mt19937 random(11);
-    for (int round = 0; round < 50; ++round) {
-        Stages stages;
-        double n = 0, p = 0, h = 0, pp = 0, ph = 0;
-        for (int i = 0; i < 12; ++i) {
-            const auto power = static_cast<float>(25 * i + static_cast<int>(random() % 10));
-            const auto rate = static_cast<float>(112 + 6 * i + static_cast<int>(random() % 10));
-            stages.push_back({power, rate});
-            n += 1, p += power, h += rate, pp += double{power} * power, ph += double{power} * rate;
-        }
-        // The normal equations, of exact sums: the line is rate = a + b power.
-        const double b = (n * ph - p * h) / (n * pp - p * p), a = (h - b * p) / n;
-        const Values values = Find(stages);
-        for (std::size_t i = 0; i < values.size(); ++i)  // a float carries a few 1e-5 W here
-            EXPECT_NEAR(values[i], (130.0 + 20.0 * static_cast<double>(i) - a) / b, 2e-3) << round;
-    }
-}
-
 TEST(HeartRate, OfThreeLeadsIsTruncatedAfterAddingALittleAndOfManyLeadsPlainly) {
-    EXPECT_EQ(HeartRateOfThreeLeads(800), 75);
     EXPECT_EQ(HeartRateOfThreeLeads(801), 75);
-    EXPECT_EQ(HeartRateOfThreeLeads(805), 74);
-    EXPECT_EQ(HeartRateOfManyLeads(800), 75);
     EXPECT_EQ(HeartRateOfManyLeads(801), 74);
     for (int rr = 2; rr <= std::numeric_limits<short>::max(); ++rr) {
         ASSERT_EQ(HeartRateOfThreeLeads(static_cast<short>(rr)), (60000000 + 111 * rr) / (1000 * rr)) << rr;
