@@ -62,8 +62,8 @@ std::string ShowDuke(const ExerciseSummary& exercise) {
     const double mm = std::abs(exercise.stDeviationMv) * kMmPerMv;
     for (int decimals = kLeastDecimals;; ++decimals) {
         const double unit = std::pow(10, -decimals);
-        const long long sum =
-            std::llround(minutes / unit) - 5 * std::llround(mm / unit) - 4 * angina * std::llround(1 / unit);
+        const long long sum = std::llround(minutes / unit) - 5 * std::llround(mm / unit) -
+                              4LL * angina * std::llround(1 / unit);
         if (sum / std::llround(1 / unit) != *exercise.duke && decimals < kMostDecimals) continue;
         return Number(minutes, decimals) + " − 5 × " + Number(mm, decimals) + " − 4 × " +
                std::to_string(angina) + " = " + Number(static_cast<double>(sum) * unit, decimals) +

@@ -245,9 +245,12 @@ double PlaceName(const Box& part, double line, const std::vector<Cover>& covers)
                    return cover.highest <= cover.lowest && cover.highest <= bottom && cover.lowest >= top;
                });
     };
-    for (double mm = kNameOffMm; mm < part.height; ++mm)
+    const auto steps = static_cast<int>(part.height);  // of a millimetre
+    for (int step = 0; step < steps; ++step) {
+        const double mm = kNameOffMm + step;
         for (const double y : {line - mm, line + kNameAboveMm + mm})
             if (isFree(y)) return y;
+    }
     return line - kNameOffMm;
 }
 

@@ -91,13 +91,14 @@ TEST(SignalConditioner, AnElectrodeOffsetLeavesNoTrace) {
 
 TEST(SignalConditioner, ALeadThatBeganOrCameBackFarFromItsSignalIsReadAfterASecond) {
     const int fs = 500;
+    const std::size_t second = fs;
     for (const int mains : {0, 50}) {
         SCOPED_TRACE(mains);
         const std::vector<short> ecg = SyntheticEcg(fs, 60.0, 60.0, 1000);
         std::vector<short> shifted = ecg;
         shifted[0] = 32000;
-        for (std::size_t i = 10 * fs; i < 15 * fs; ++i) shifted[i] = 32000;  // off
-        for (std::size_t i = 15 * fs; i < shifted.size(); ++i)
+        for (std::size_t i = 10 * second; i < 15 * second; ++i) shifted[i] = 32000;  // off
+        for (std::size_t i = 15 * second; i < shifted.size(); ++i)
             shifted[i] = static_cast<short>(ecg[i] - 20000);
         const std::vector<short> expected = Conditioned(ecg, OneLead(fs), {mains, 40, 0});
         const std::vector<short> out = Conditioned(shifted, OneLead(fs), {mains, 40, 0});
@@ -107,8 +108,8 @@ TEST(SignalConditioner, ALeadThatBeganOrCameBackFarFromItsSignalIsReadAfterASeco
                 most = std::max(most, std::abs(0.0 + out[i + 1] - out[i] - expected[i + 1] + expected[i]));
             return most;
         };
-        EXPECT_LT(differs(4 * fs, 10 * fs), 30);
-        EXPECT_LT(differs(20 * fs, shifted.size()), 30);
+        EXPECT_LT(differs(4 * second, 10 * second), 30);
+        EXPECT_LT(differs(20 * second, shifted.size()), 30);
     }
 }
 
@@ -147,8 +148,9 @@ TEST(SignalConditioner, ASignalBeyondItsRangeIsHeldAndLostAndNeverWraps) {
 
 TEST(SignalConditioner, ALeadOfWhichOnlyTheComplexesAreInRangeBeginsAnew) {
     const int fs = 500;
+    const std::size_t second = fs;
     std::vector<short> ecg = SyntheticEcg(fs, 10.0, 60.0, -1000);
-    for (std::size_t i = 2 * fs; i < ecg.size(); ++i) ecg[i] = static_cast<short>(ecg[i] + 15100);
+    for (std::size_t i = 2 * second; i < ecg.size(); ++i) ecg[i] = static_cast<short>(ecg[i] + 15100);
     SignalConditioner conditioner(OneLead(fs), {0, 0, 0});
     short out = 0;
     for (const short sample : ecg) conditioner.Process(&sample, &out);
