@@ -9,7 +9,6 @@ namespace {
 constexpr double kFlatUv = 5, kJumpUv = 3000;
 constexpr int kFlatSeconds = 2;  // the quiet between beats is shorter
 constexpr int kWindowsPerSecond = 10;
-constexpr long long kWindowsApart = 2;  // from the old mean to the new one
 constexpr double kSameSeconds = 1;
 
 bool Overlaps(const std::vector<Span>& spans, const Span& asked) {
@@ -23,20 +22,28 @@ bool Overlaps(const std::vector<Span>& spans, const Span& asked) {
 LeadWatch::LeadWatch(const SourceInfo& info)
     : m_fs(info.fs),
       m_flatUnits(kFlatUv / info.uVpb),
-      m_jumpUnits(kJumpUv / info.uVpb),
-      m_window(info.fs / kWindowsPerSecond),
-      m_latest(static_cast<std::size_t>((kWindowsApart + 1) * m_window + 1) * info.leads.size()),
+      m_window(static_cast<std::size_t>(info.fs / kWindowsPerSecond) * info.leads.size()),
+      m_jumpChange(kJumpUv / info.uVpb * (info.fs / kWindowsPerSecond)),
+      m_ring(3 * m_window),
       m_leads(info.leads.size()) {}
 
 bool LeadWatch::Take(const short* frame) {
     const std::size_t chn = m_leads.size();
-    const auto ring = static_cast<long long>(m_latest.size() / chn);
-    std::copy_n(frame, chn, m_latest.begin() + m_frames % ring * static_cast<long long>(chn));
+    // As though the signal had always stood where it begins.
+    if (m_frames == 0)
+        for (std::size_t i = 0; i < m_ring.size(); ++i) m_ring[i] = frame[i % chn];
+    short* const oldest = &m_ring[m_next];  // and the place of the new one
+    const short* const older = &m_ring[(m_next + m_window) % m_ring.size()];
+    const short* const newer = &m_ring[(m_next + 2 * m_window) % m_ring.size()];
     bool bChanged = false;
     for (std::size_t i = 0; i < chn; ++i) {
-        if (LookForLine(m_leads[i], frame[i])) bChanged = true;
-        LookForJump(i, frame[i]);
+        Lead& lead = m_leads[i];
+        if (LookForLine(lead, frame[i])) bChanged = true;
+        lead.change += frame[i] - newer[i] - older[i] + oldest[i];
+        if (std::abs(lead.change) > m_jumpChange) Mark(lead, m_frames);
+        oldest[i] = frame[i];
     }
+    m_next = (m_next + chn) % m_ring.size();
     ++m_frames;
     return bChanged;
 }
@@ -57,19 +64,6 @@ bool LeadWatch::LookForLine(Lead& lead, short sample) {
     return lead.isOff != bWasOff;
 }
 
-void LeadWatch::LookForJump(std::size_t i, short sample) {
-    const long long apart = kWindowsApart * m_window;
-    Lead& lead = m_leads[i];
-    lead.newSum += sample;
-    if (m_frames >= m_window) lead.newSum -= Earlier(i, m_window);
-    if (m_frames >= apart) lead.oldSum += Earlier(i, apart);
-    if (m_frames >= apart + m_window) {
-        lead.oldSum -= Earlier(i, apart + m_window);
-        if (std::abs(lead.newSum - lead.oldSum) > m_jumpUnits * static_cast<double>(m_window))
-            Mark(lead, m_frames);
-    }
-}
-
 void LeadWatch::Disturb(std::size_t lead) { Mark(m_leads[lead], m_frames - 1); }
 
 void LeadWatch::Mark(Lead& lead, long long frame) const {
@@ -77,12 +71,6 @@ void LeadWatch::Mark(Lead& lead, long long frame) const {
     if (lead.disturbed.empty() || seconds - lead.disturbed.back().toSeconds > kSameSeconds)
         lead.disturbed.push_back({seconds, seconds});
     lead.disturbed.back().toSeconds = seconds;
-}
-
-short LeadWatch::Earlier(std::size_t lead, long long frames) const {
-    const auto chn = static_cast<long long>(m_leads.size());
-    const auto ring = static_cast<long long>(m_latest.size()) / chn;
-    return m_latest[static_cast<std::size_t>((m_frames - frames) % ring * chn) + lead];
 }
 
 bool LeadWatch::IsGood(std::size_t lead, const Span& span) const {

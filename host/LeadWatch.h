@@ -33,22 +33,21 @@ private:
     struct Lead {
         short lowest = 0, highest = 0;  // since it last moved
         long long flatFrom = 0;         // frame
-        double newSum = 0, oldSum = 0;  // of the latest 0.1 s, and of as many frames 0.2 s before
+        int change = 0;                 // from the sum over a window to that over the one after the next
         bool isOff = false;
         std::vector<Span> off, disturbed;
     };
 
     bool LookForLine(Lead& lead, short sample);
-    void LookForJump(std::size_t lead, short sample);
     void Mark(Lead& lead, long long frame) const;
-    /// Of a lead so many frames before the one being taken.
-    short Earlier(std::size_t lead, long long frames) const;
     double Seconds(long long frame) const { return static_cast<double>(frame) / m_fs; }
 
     int m_fs;
-    double m_flatUnits, m_jumpUnits;  // of the source
-    long long m_window;               // frames of a mean
+    double m_flatUnits;         // of the source, that a line moves
+    std::size_t m_window;       // of a mean, samples of all leads
+    double m_jumpChange;        // of a jump, as Lead::change
+    std::vector<short> m_ring;  // the latest frames, three windows, interleaved
+    std::size_t m_next = 0;     // in the ring
     long long m_frames = 0;
-    std::vector<short> m_latest;  // ring of the latest frames, interleaved
     std::vector<Lead> m_leads;
 };
