@@ -1,5 +1,5 @@
-// The part of Apple's Foundation that the classes use, declared for syntax checks of the Apple dialect on other
-// systems, by clang and by the Swift compiler. Nothing is ever linked against it.
+// The part of Apple's Foundation that the classes use, declared for syntax checks of the Apple dialect on
+// other systems, by clang and by the Swift compiler. Nothing is ever linked against it.
 #pragma once
 
 #include <stddef.h>
