@@ -11,6 +11,8 @@ constexpr int kFlatSeconds = 2;  // the quiet between beats is shorter
 constexpr int kWindowsPerSecond = 10;
 constexpr double kSameSeconds = 1;
 
+int WindowFrames(const SourceInfo& info) { return info.fs / kWindowsPerSecond; }
+
 bool Overlaps(const std::vector<Span>& spans, const Span& asked) {
     for (auto span = spans.rbegin(); span != spans.rend() && span->toSeconds >= asked.fromSeconds; ++span)
         if (span->fromSeconds <= asked.toSeconds) return true;
@@ -22,8 +24,8 @@ bool Overlaps(const std::vector<Span>& spans, const Span& asked) {
 LeadWatch::LeadWatch(const SourceInfo& info)
     : m_fs(info.fs),
       m_flatUnits(kFlatUv / info.uVpb),
-      m_window(static_cast<std::size_t>(info.fs / kWindowsPerSecond) * info.leads.size()),
-      m_jumpChange(kJumpUv / info.uVpb * (info.fs / kWindowsPerSecond)),
+      m_window(static_cast<std::size_t>(WindowFrames(info)) * info.leads.size()),
+      m_jumpChange(kJumpUv / info.uVpb * WindowFrames(info)),
       m_ring(3 * m_window),
       m_leads(info.leads.size()) {}
 

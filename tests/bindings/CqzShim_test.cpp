@@ -129,7 +129,8 @@ Answers ThroughHandles(Recording stream, int surplus) {
         answers.Add("rate of three leads",
                     CqzStressTemplLib_getMeanHR(stress.get(), frame[0], frame[1], frame[2]));
         Row resized = frame;
-        resized.resize(static_cast<std::size_t>(kLeads + surplus), 999);
+        const int size = kLeads + surplus;
+        resized.resize(static_cast<std::size_t>(size), 999);
         if (surplus > 0) frame = resized;
         const CqzSamples doubled = CqzDfsLib_getData(dfs.get(), frame.data(), frame.size());
         expectSame(1, doubled.values);

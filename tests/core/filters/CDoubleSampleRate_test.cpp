@@ -126,7 +126,7 @@ TEST(CMultiChannelDoubleSampleRate, DoublesEachLeadByItselfAtItsScale) {
     bank.Init(2.5);
     std::vector<CDoubleSampleRate> leads(3);
     for (CDoubleSampleRate& lead : leads) lead.Init(2.5);
-    const auto x = Staircase(101, 3 * 600);
+    const auto x = Staircase(101, 1800);
     for (std::size_t n = 0; n < 600; ++n) {
         short frame[] = {x[n], x[n + 600], x[n + 1200]};
         short** pairs = bank.GetDoubleSampleRateData(frame);

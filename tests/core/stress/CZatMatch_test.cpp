@@ -28,7 +28,7 @@ struct MatcherPair {
         EXPECT_EQ(Positions(), std::vector<short>({length, r, q, j, ms}));
         plain.TakeTemplate(kept, length, r, q, j);
         references.clear();
-        for (short ch = 0; ch < std::ssize(plain.leads); ++ch)
+        for (short ch = 0; ch < plain.Leads(); ++ch)
             references.emplace_back(engine.uvSTvalue(ch, -1), engine.JuV(ch));
         ExpectMeasures(kept);
     }
@@ -78,7 +78,7 @@ struct MatcherPair {
     /// Every lead measures what a new one does that is handed these samples with the engine's positions.
     void ExpectMeasures(const short* const* samples) {
         const auto at = Positions();
-        for (short ch = 0; ch < std::ssize(plain.leads); ++ch) {
+        for (short ch = 0; ch < plain.Leads(); ++ch) {
             CZatTemplRxy lead(static_cast<short>(plain.fs), uVpb, 280);
             lead.InitTempl(samples[ch], at[0], at[1], at[2], at[3], at[4],
                            static_cast<short>(plain.fs * 12 / 1000), static_cast<short>(plain.fs * 6 / 1000));

@@ -66,6 +66,7 @@ struct PlainMatcher {
     PlainMatcher(int rate, std::size_t chn) : fs(rate), leads(chn), rxy(chn, 0.0) {
         for (auto& lead : leads) lead.window = fs * 280 / 1000;
     }
+    short Leads() const { return static_cast<short>(leads.size()); }
     int fs;
     std::vector<PlainLead> leads;
     std::vector<double> rxy;
