@@ -10,7 +10,7 @@ namespace {
 constexpr double kFlatUv = 5, kJumpUv = 3000;
 constexpr int kFlatSeconds = 2;  // the quiet between beats is shorter
 constexpr int kWindowsPerSecond = 10;
-constexpr int kRingWindows = 3;  // the old one, the one between, the new one
+constexpr long long kRingWindows = 3;  // the old one, the one between, the new one
 constexpr double kSameSeconds = 1;
 
 int WindowFrames(const SourceInfo& info) { return info.fs / kWindowsPerSecond; }
@@ -28,7 +28,7 @@ LeadWatch::LeadWatch(const SourceInfo& info)
       m_flatUnits(kFlatUv / info.uVpb),
       m_window(static_cast<std::size_t>(WindowFrames(info)) * info.leads.size()),
       m_jumpChange(kJumpUv / info.uVpb * WindowFrames(info)),
-      m_ring(kRingWindows * m_window),
+      m_ring(static_cast<std::size_t>(kRingWindows) * m_window),
       m_leads(info.leads.size()) {}
 
 bool LeadWatch::Take(const short* frame) {
