@@ -10,7 +10,7 @@ namespace {
 constexpr double kFlatUv = 5, kJumpUv = 3000;
 constexpr int kFlatSeconds = 2;  // the quiet between beats is shorter
 constexpr int kWindowsPerSecond = 10;
-constexpr long long kRingWindows = 3;  // the old one, the one between, the new one
+constexpr std::size_t kRingWindows = 3;  // the old one, the one between, the new one
 constexpr double kSameSeconds = 1;
 
 int WindowFrames(const SourceInfo& info) { return info.fs / kWindowsPerSecond; }
@@ -28,24 +28,22 @@ LeadWatch::LeadWatch(const SourceInfo& info)
       m_flatUnits(kFlatUv / info.uVpb),
       m_window(static_cast<std::size_t>(WindowFrames(info)) * info.leads.size()),
       m_jumpChange(kJumpUv / info.uVpb * WindowFrames(info)),
-      m_ring(static_cast<std::size_t>(kRingWindows) * m_window),
+      m_ring(kRingWindows * m_window),
       m_leads(info.leads.size()) {}
 
 bool LeadWatch::Take(const short* frame) {
     const std::size_t chn = m_leads.size();
-    if (m_frames == 0)
-        for (std::size_t i = 0; i < m_ring.size(); ++i) m_ring[i] = frame[i % chn];
     short* const oldest = &m_ring[m_next];  // and the place of the new one
     const short* const older = &m_ring[(m_next + m_window) % m_ring.size()];
     const short* const newer = &m_ring[(m_next + 2 * m_window) % m_ring.size()];
-    // The first sample of a recording may be far from the rest.
-    const bool bWhole = m_frames >= kRingWindows * (m_fs / kWindowsPerSecond);
+    // Not before, as the first sample of a recording may be far from the rest.
+    const bool bFilled = static_cast<std::size_t>(m_frames) * chn >= m_ring.size();
     bool bChanged = false;
     for (std::size_t i = 0; i < chn; ++i) {
         Lead& lead = m_leads[i];
         if (LookForLine(lead, frame[i])) bChanged = true;
         lead.change += frame[i] - newer[i] - older[i] + oldest[i];
-        if (bWhole && std::abs(lead.change) > m_jumpChange) Mark(lead, m_frames);
+        if (bFilled && std::abs(lead.change) > m_jumpChange) Mark(lead, m_frames);
         oldest[i] = frame[i];
     }
     m_next = (m_next + chn) % m_ring.size();

@@ -1,11 +1,11 @@
 // LeadWatch: when the signal of a lead was not that of the heart.
 //
 //   off         a line: it moves by less than 5 uV for two seconds, as that of a loose electrode
-//   disturbed   its level jumps by more than 3 mV within 0.2 s (the means of 0.1 s are compared: a QRS
-//   complex
-//               comes back to its level), or whoever conditions it cannot follow
+//   disturbed   its level jumps by more than 3 mV within 0.2 s, or whoever conditions it cannot follow
 //
-// Grows by a span for every such time; what follows within a second is the same time.
+// Levels are means of 0.1 s: a QRS complex comes back to its own.
+//
+// Grows by a span for every such time; disturbances within a second are one. Belongs to one thread.
 #pragma once
 
 #include <vector>
@@ -15,6 +15,7 @@
 
 class LeadWatch {
 public:
+    /// Of a source with a lead and 10 samples per second or more.
     explicit LeadWatch(const SourceInfo& info);
 
     /// The next frame of the source, in its units. Whether a lead has gone off or come back.

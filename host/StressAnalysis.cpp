@@ -365,7 +365,9 @@ void StressAnalysis::Finish() {
         m_result.warnings.push_back("interrupted after " + Clock(m_result.seconds) +
                                     " min:s: the rest of the recording is not analysed");
     else if (const std::size_t missing = m_options.stripSeconds.size() - m_result.strips.size(); missing > 0)
-        m_result.warnings.push_back(std::to_string(missing) + " strips begin after the end of the recording");
+        m_result.warnings.push_back(std::to_string(missing) +
+                                    (missing == 1 ? " strip begins" : " strips begin") +
+                                    " after the end of the recording");
     WarnOfBadLeads("off", m_result.off);
     WarnOfBadLeads("disturbed by jumps of the baseline", m_result.disturbed);
     if (m_chn == 1)
