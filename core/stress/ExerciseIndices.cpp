@@ -13,7 +13,6 @@ static constexpr int kPointsPerAngina = 4;
 static constexpr int kLowestAngina = -8192, kHighestAngina = 8191;  // times 4 they fit into 16 bits
 
 static constexpr std::size_t kFewestStages = 3;
-static constexpr float kLowestRate = 110, kHighestRate = 190;           // beats/min of a stage that counts
 static constexpr float kGate130 = 120, kGate150 = 130, kGate170 = 150;  // rates to exceed, beats/min
 
 static constexpr int kMsPerMinute = 60000;
@@ -42,7 +41,7 @@ Pwc FindPwc(const float* power, const float* heartRate, std::size_t count) {
     std::vector<float> powers, rates;
     float lowest = 1000, highest = 0, sumPower = 0, sumRate = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        if (!(heartRate[i] >= kLowestRate && heartRate[i] <= kHighestRate)) continue;
+        if (!CountsForPwc(heartRate[i])) continue;
         powers.push_back(power[i]);
         rates.push_back(heartRate[i]);
         lowest = std::min(lowest, heartRate[i]);
