@@ -13,6 +13,9 @@ bool qzDfs_create(short chn, double uVpb);
 /// Takes one frame of chn samples. Returns two frames: row 0 the inserted midpoints, row 1 the samples at the
 /// input rate. Allocates the returned rows. Without a doubler, or for null: no rows, and nothing changes.
 std::vector<std::vector<short>> qzDfs_getData(short* data);
-/// Releases the doubler. Harmless without one. The two names do the same.
+/// The leads of the doubler; -1 without one.
+short qzDfs_Leads();
+/// Releases the doubler, which otherwise lives as long as the process. Harmless without one. The two names do
+/// the same.
 void qzDfs_destroy();
 void qzDfsDestroy();

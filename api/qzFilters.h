@@ -26,6 +26,9 @@ void qzFilters_switch(bool onOffLpass, bool onOffNotch, bool onOffSmooth);
 /// Filters one frame of chn samples in place; 16-bit results wrap. Without a chain, with all stages off, or
 /// for null: no effect.
 void qzFilters_filters(short* data);
-/// Releases the chain. Harmless without one. The two names do the same.
+/// The leads of the chain, which may have no stage; -1 without a chain.
+short qzFilters_Leads();
+/// Releases the chain, which otherwise lives as long as the process. Harmless without one. The two names do
+/// the same.
 void qzFilters_destroy();
 void qzFiltersDestroy();

@@ -1,6 +1,6 @@
 // Exercise indices: two summary values of a stress test, and the two heart rates that the bindings show.
 //
-// Pure functions of their arguments, from any thread, with or without an engine. Only FindPwc allocates.
+// Pure functions of their arguments, from any thread, with or without an engine. Nothing allocates.
 #pragma once
 
 #include <array>
@@ -29,13 +29,13 @@ struct Pwc {
 /// Whether a stage with this heart rate, beats/min, counts for the working capacity. NaN does not.
 inline bool CountsForPwc(float heartRate) { return heartRate >= 110 && heartRate <= 190; }
 /// From `count` stages with a power (any unit) and the heart rate reached (beats/min): the least-squares line
-/// of heart rate on power over the stages from 110 to 190 beats/min, read at the three rates.
-/// All stay not computed with fewer than three such stages, where the heart rate stays at 120 or below, does
-/// not change, or does not rise with power. 150 needs a rate above 130, 170 one above 150; a rate that the
-/// line reaches at no positive power stays not computed.
-/// Deliberate: 130 needs a rate above 120, ten below its target, the others twenty below theirs.
-/// Source: Wahlund, Acta Med Scand 1948; 132 (suppl. 215), and, for the line over all stages, the linear
-/// relation of heart rate and work load in Astrand, Rodahl, Textbook of Work Physiology, 1970.
+/// of heart rate on power over the stages from 110 to 190 beats/min, read at the three rates. The powers of
+/// other stages are not read. All stay not computed with fewer than three such stages, where the heart rate
+/// stays at 120 or below, does not change, or does not rise with power. 150 needs a rate above 130, 170 one
+/// above 150; a rate that the line reaches at no positive power stays not computed. Deliberate: 130 needs a
+/// rate above 120, ten below its target, the others twenty below theirs. Source: Wahlund, Acta Med Scand
+/// 1948; 132 (suppl. 215), and, for the line over all stages, the linear relation of heart rate and work load
+/// in Astrand, Rodahl, Textbook of Work Physiology, 1970.
 Pwc FindPwc(const float* power, const float* heartRate, std::size_t count);
 
 /// Heart rate in beats/min of an RR interval in ms, as the three-lead path shows it; 0 below 1 ms.
