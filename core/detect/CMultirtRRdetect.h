@@ -17,9 +17,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/Export.h"
 #include "core/detect/CrtRRdetect.h"
 
-class CMultirtRRdetect {
+class QZ_API CMultirtRRdetect {
 public:
     /// No leads, sampling rate 0: QRSdetect answers 0 until Init is called.
     CMultirtRRdetect() = default;

@@ -27,12 +27,13 @@
 #include <cstdint>
 #include <optional>
 
+#include "core/Export.h"
 #include "core/detect/CLengthTransform.h"
 #include "core/filters/CHighpassFilter.h"
 #include "core/filters/CLowpassFilter2.h"
 #include "core/filters/CNotchFilter.h"
 
-class CrtRRdetect {
+class QZ_API CrtRRdetect {
 public:
     /// fs in samples per second; acFreq the mains frequency in Hz, below 1 for no notch. Under 10 samples
     /// per second no beat is ever found.

@@ -9,9 +9,10 @@
 
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CNotchFilter.h"
 
-class CMultiChannelNotch {
+class QZ_API CMultiChannelNotch {
 public:
     /// Centre f0 in Hz, fs in samples per second, quality factor Q, unchecked as in CNotchFilter; chn leads,
     /// a count of 0 or below makes an empty bank.

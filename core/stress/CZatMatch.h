@@ -26,6 +26,7 @@
 #include <mutex>
 #include <vector>
 
+#include "core/Export.h"
 #include "core/stress/CZatTemplRxy.h"
 
 /// What STvalues measures on one lead.
@@ -40,7 +41,7 @@ struct STrecord {
 static_assert(sizeof(STrecord) == 16 && offsetof(STrecord, STuV) == 4 && offsetof(STrecord, reserved) == 6 &&
               offsetof(STrecord, STslope) == 8 && offsetof(STrecord, STHRindex) == 12);
 
-class CZatMatch {
+class QZ_API CZatMatch {
 public:
     /// No leads; every answer is 0 or null.
     CZatMatch() = default;

@@ -177,8 +177,23 @@ bool CZatTemplRxy::Take(short sample) {
     return m_bFull;
 }
 
+/// Adds up b^2 and a b over the window of N leads, each sum for itself from the oldest term to the newest. A
+/// function of this source alone: what a class declares in its header, ahead of core/FloatingPoint.h, some
+/// compilers take for free to fuse.
+template <std::size_t N>
+static void SumWindow(const double* const (&centred)[N], const double* const (&diffs)[N],
+                      const double (&mean)[N], std::size_t winLen, double (&sbb)[N], double (&sab)[N]) {
+    for (std::size_t k = 0; k < winLen; ++k) {
+        for (std::size_t n = 0; n < N; ++n) {
+            const double b = diffs[n][k] - mean[n];
+            sbb[n] += b * b;
+            sab[n] += centred[n][k] * b;
+        }
+    }
+}
+
 /// The correlations of N leads that have just taken a sample, and drops their oldest difference from the
-/// running sum. Every sum adds its terms from the oldest to the newest, each lead for itself.
+/// running sum.
 template <std::size_t N>
 void CZatTemplRxy::Correlate(CZatTemplRxy* const* leads, double* correlations) {
     const double* centred[N];
@@ -189,14 +204,7 @@ void CZatTemplRxy::Correlate(CZatTemplRxy* const* leads, double* correlations) {
         diffs[n] = leads[n]->m_diffRing.data() + leads[n]->m_diffPos;
         mean[n] = leads[n]->m_dDiffSum / leads[n]->m_winLen;
     }
-    const std::size_t winLen = leads[0]->m_templDiff.size();
-    for (std::size_t k = 0; k < winLen; ++k) {
-        for (std::size_t n = 0; n < N; ++n) {
-            const double b = diffs[n][k] - mean[n];
-            sbb[n] += b * b;
-            sab[n] += centred[n][k] * b;
-        }
-    }
+    SumWindow(centred, diffs, mean, leads[0]->m_centred.size(), sbb, sab);
     for (std::size_t n = 0; n < N; ++n) {
         leads[n]->m_dDiffSum -= diffs[n][0];
         correlations[n] = (sab[n] * sab[n]) / (leads[n]->m_dSaa * sbb[n]);

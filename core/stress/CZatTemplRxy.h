@@ -22,7 +22,9 @@
 #include <cstddef>
 #include <vector>
 
-class CZatTemplRxy {
+#include "core/Export.h"
+
+class QZ_API CZatTemplRxy {
 public:
     static constexpr short kDefaultPostJms = 60;
 
