@@ -17,8 +17,6 @@ public:
     /// Centre f0 in Hz, fs in samples per second, quality factor Q, unchecked as in CNotchFilter; chn leads,
     /// a count of 0 or below makes an empty bank.
     CMultiChannelNotch(double f0, int fs, double Q, int chn);
-    /// New coefficients and cleared delay lines for every lead.
-    void Init(double f0, int fs, double Q);
     /// One frame of chn samples. Results are truncated toward zero and stored with 16-bit wrapping.
     void Filter(short* frame);
 

@@ -157,15 +157,6 @@ std::int16_t CqzStressTemplLib_getMeanHR(CqzStressTemplLib*, std::int16_t s1, st
     return qzc_heart_rate_of_three_leads(qzc_stress_mean_rr_ms(s1, s2, s3));
 }
 
-std::int16_t CqzStressTemplLib_getDuke(std::int16_t stressSeconds, float deepestSTmV, std::int16_t angina) {
-    return qzc_duke(stressSeconds, deepestSTmV, angina);
-}
-
-void CqzStressTemplLib_getPWC(const float* power, std::size_t powerCount, const float* hr,
-                              std::size_t hrCount, float pwc[3]) {
-    qzc_pwc(power, hr, std::min(powerCount, hrCount), pwc);
-}
-
 struct CqzFiltersLib {
     std::vector<std::int16_t> ad;
     std::int16_t chnum = 0;
@@ -173,13 +164,6 @@ struct CqzFiltersLib {
 };
 
 CqzFiltersLib* CqzFiltersLib_init() { return new CqzFiltersLib; }
-
-CqzFiltersLib* CqzFiltersLib_initWith(std::int16_t fs, std::int16_t chn, std::int16_t freqLpass,
-                                      std::int16_t freqNotch, std::int16_t smooth) {
-    CqzFiltersLib* self = CqzFiltersLib_init();
-    CqzFiltersLib_create(self, fs, chn, freqLpass, freqNotch, smooth);
-    return self;
-}
 
 void CqzFiltersLib_release(CqzFiltersLib* self) {
     if (self == nullptr) return;
@@ -224,12 +208,6 @@ struct CqzDfsLib {
 
 CqzDfsLib* CqzDfsLib_init() { return new CqzDfsLib; }
 
-CqzDfsLib* CqzDfsLib_initWith(std::int16_t chn, double uVpb) {
-    CqzDfsLib* self = CqzDfsLib_init();
-    CqzDfsLib_create(self, chn, uVpb);
-    return self;
-}
-
 void CqzDfsLib_release(CqzDfsLib* self) {
     if (self == nullptr) return;
     CqzDfsLib_destroy(self);
@@ -259,13 +237,6 @@ struct CqzMeanRRmsLib {
 };
 
 CqzMeanRRmsLib* CqzMeanRRmsLib_init() { return new CqzMeanRRmsLib; }
-
-CqzMeanRRmsLib* CqzMeanRRmsLib_initWith(std::int16_t fs, std::int16_t chn, std::int16_t freqNotch,
-                                        double uVpb) {
-    CqzMeanRRmsLib* self = CqzMeanRRmsLib_init();
-    CqzMeanRRmsLib_create(self, fs, chn, freqNotch, uVpb);
-    return self;
-}
 
 void CqzMeanRRmsLib_release(CqzMeanRRmsLib* self) { delete self; }
 
