@@ -13,19 +13,26 @@
 // CHighpassFilter per lead instead.
 #pragma once
 
+#ifndef QZ_API
+#define QZ_API  // given a meaning by the build of the library: core/Export.h
+#endif
+
 /// Builds the chain, after destroying any earlier one: fs in samples per second, chn leads, freqLpass the
 /// low-pass cutoff in Hz, freqNotch the mains frequency in Hz, smooth the smoothing strength (1: one pass
 /// with a 25 Hz inner low-pass; 2 and more: three passes with 10 Hz). 0 or below leaves a stage out. All
 /// stages built are on. fs and chn must be positive: with no leads the chain does nothing, and a stage that
 /// the rate gives nothing to work on passes the signal. freqLpass must lie below fs / 2: at or above it the
 /// low-pass is unstable. Returns true.
-bool qzFilters_create(short fs, short chn, short freqLpass, short freqNotch, short smooth);
+QZ_API bool qzFilters_create(short fs, short chn, short freqLpass, short freqNotch, short smooth);
 /// Switches built stages on and off. A stage switched off keeps its history and resumes from it; one that
 /// was never built stays off. Without a chain: no effect.
-void qzFilters_switch(bool onOffLpass, bool onOffNotch, bool onOffSmooth);
+QZ_API void qzFilters_switch(bool onOffLpass, bool onOffNotch, bool onOffSmooth);
 /// Filters one frame of chn samples in place; 16-bit results wrap. Without a chain, with all stages off, or
 /// for null: no effect.
-void qzFilters_filters(short* data);
-/// Releases the chain. Harmless without one. The two names do the same.
-void qzFilters_destroy();
-void qzFiltersDestroy();
+QZ_API void qzFilters_filters(short* data);
+/// The leads of the chain, which may have no stage; -1 without a chain.
+QZ_API short qzFilters_Leads();
+/// Releases the chain, which otherwise lives as long as the process. Harmless without one. The two names do
+/// the same.
+QZ_API void qzFilters_destroy();
+QZ_API void qzFiltersDestroy();

@@ -13,6 +13,14 @@
 // change nothing. Nothing allocates but _create, _InitTempl, _InitMultiMeanRRms and, once per beat, the
 // heart-rate functions.
 //
+// What is created lives until it is destroyed by call, also beyond the end of main: a thread that still feeds
+// frames then, or a mutex that is still held, does no harm. The many-lead heart rate alone has no destroy; it
+// goes with the library, so that no frame may be fed to it once main has returned.
+//
+// Every count of samples either starts again within seconds or has 64 bits, but for the one since the last
+// beat: it stops at 2^31 - 1 samples (24 days at 1000 Hz), and the interval that ends there is told as any of
+// 2000 ms or more. An engine may run for months.
+//
 // One thread at a time. After _init(true) the matcher's calls wait while somebody holds
 // qzStressECGLib_mutex() and then go on without it: holding it delays the calls that begin meanwhile, but one
 // that is under way is not waited for. So it orders threads that take turns; it does not protect a template
@@ -22,6 +30,10 @@
 
 #include <cstddef>
 #include <mutex>
+
+#ifndef QZ_API
+#define QZ_API  // given a meaning by the build of the library: core/Export.h
+#endif
 
 /// ST result of one lead. Amplitudes are against the zero level before Q, truncated toward zero and wrapped
 /// to 16 bits; changes are against the template handed to qzStressECGLib_InitTempl.
@@ -40,57 +52,64 @@ static_assert(sizeof(STresult) == 20 && offsetof(STresult, deltaSTuV) == 6 &&
               offsetof(STresult, STHRindex) == 16);
 
 /// Chooses whether engines created from now on wait for the mutex. Returns true.
-bool qzStressECGLib_init(bool mutex_lock);
+QZ_API bool qzStressECGLib_init(bool mutex_lock);
 /// Builds the engine, after destroying any earlier one: fs in samples per second, chn leads, uVpb in
 /// microvolts per unit. Made for rates of 167 Hz and up (below, the zero level is 0). Returns true. A
 /// negative chn fails as an allocation (std::bad_alloc) and leaves no engine.
-bool qzStressECGLib_create(short fs, short chn, double uVpb);
-/// Releases the engine. Harmless without one. The many-lead heart rate goes on.
-void qzStressECGLib_destroy();
+QZ_API bool qzStressECGLib_create(short fs, short chn, double uVpb);
+/// Releases the engine, after waiting for the holder of its mutex where it was made to wait. Harmless without
+/// one. The many-lead heart rate goes on.
+QZ_API void qzStressECGLib_destroy();
+/// The leads of the engine; -1 without one.
+QZ_API short qzStressECGLib_Leads();
 /// The mutex that a matcher created after _init(true) waits for; null without an engine, gone with it.
-std::mutex* qzStressECGLib_mutex();
+QZ_API std::mutex* qzStressECGLib_mutex();
 
 /// Hands in a first averaged beat: one pointer per lead, each to len samples (copied), with the Q onset and
 /// the J point as indices into it and the time in milliseconds from J to the ST point. The engine finds R
 /// itself, cuts the beat to at most 800 ms and moves Q 12 ms earlier (see CZatMatch::InitTempl); len is
 /// written back as kept, the positions are read with _GetPos. Returns the template array, or null.
-short** qzStressECGLib_InitTempl(short** templ, short& len, short posQ, short posJ, short postJms);
+QZ_API short** qzStressECGLib_InitTempl(short** templ, short& len, short posQ, short posJ, short postJms);
 /// The template array: one pointer per lead, each to the template length of samples; null without an engine.
 /// Its pointers are null before _InitTempl. Does not wait for the mutex.
-short** qzStressECGLib_getTempl();
+QZ_API short** qzStressECGLib_getTempl();
+/// Samples per lead of the template; -1 without a template or without an engine. Does not wait for the mutex.
+QZ_API short qzStressECGLib_TemplLength();
 /// Takes the next frame. Returns the updated template array when a beat was matched and averaged into it,
 /// else null.
-short** qzStressECGLib_match(short* frame);
+QZ_API short** qzStressECGLib_match(short* frame);
 
 /// Moves Q and J of the template, as indices, as given. Returns the number of leads; posQ without an engine.
-short qzStressECGLib_SetPos(short posQ, short posJ);
+QZ_API short qzStressECGLib_SetPos(short posQ, short posJ);
 /// Sets the time from J to the ST point, ms. Returns the number of leads; postJms without an engine.
-short qzStressECGLib_SetPostJms(short postJms);
+QZ_API short qzStressECGLib_SetPostJms(short postJms);
 /// Reads the positions (template indices; Q 12 ms before the Q handed in) and the post-J time. Returns the
 /// template length in samples; 0 without an engine, the arguments then stay as they are.
-short qzStressECGLib_GetPos(short& posR, short& posQ, short& posJ, short& postJms);
+QZ_API short qzStressECGLib_GetPos(short& posR, short& posQ, short& posJ, short& postJms);
 
 /// The ST slope of every lead from J to the ST point, uV per ms, smoothed over the calls (second-order
 /// low-pass, corner at a twentieth of the call rate, primed by the first call after _create); null without an
 /// engine.
-float* qzStressECGLib_STslope();
+QZ_API float* qzStressECGLib_STslope();
 /// The ST level of every lead, uV, smoothed likewise; null without an engine.
-short* qzStressECGLib_uvSTvalue();
+QZ_API short* qzStressECGLib_uvSTvalue();
 /// The ST result of every lead, not smoothed; rrMs is the present RR interval in ms, for the ST/HR index.
 /// Null without an engine.
-STresult* qzStressECGLib_STresults(short rrMs);
+QZ_API STresult* qzStressECGLib_STresults(short rrMs);
 
 /// Three-lead heart rate: takes one sample of each of three leads. Returns the RR interval in ms, steadied
 /// over five beats, on the sample that is a beat; 0 for an interval of 2000 ms or more; -1 otherwise, and
 /// without an engine. Intervals under 200 ms count as 200. The detector rejects 50 Hz mains.
-short qzStressECGLib_MeanRRms(short s1, short s2, short s3);
+QZ_API short qzStressECGLib_MeanRRms(short s1, short s2, short s3);
 /// Sets up the many-lead heart rate, apart from any engine: fs in samples per second, chn leads, acFreq the
 /// mains frequency to reject in Hz (below 1: none), uVpb in microvolts per unit. A negative chn fails as an
 /// allocation (std::bad_alloc) and leaves the path not set up.
 /// Deliberate: the five RR intervals of the average are kept.
-void qzStressECGLib_InitMultiMeanRRms(short fs, short chn, short acFreq, double uVpb);
+QZ_API void qzStressECGLib_InitMultiMeanRRms(short fs, short chn, short acFreq, double uVpb);
 /// Takes one frame of all leads. Returns as qzStressECGLib_MeanRRms; -1 also when not set up.
 /// A host calls this or _MultiMeanHR, one of them once per frame.
-short qzStressECGLib_MultiMeanRRms(short* frame);
+QZ_API short qzStressECGLib_MultiMeanRRms(short* frame);
 /// The same as a heart rate in beats per minute, 30 to 300; 0 and -1 likewise.
-short qzStressECGLib_MultiMeanHR(short* frame);
+QZ_API short qzStressECGLib_MultiMeanHR(short* frame);
+/// The leads that the many-lead path was set up for; -1 while it is not set up.
+QZ_API short qzStressECGLib_MultiLeads();

@@ -5,7 +5,7 @@
 #   <prefix>/include/qzStressTemplLib/objc         headers of the Objective-C classes, where they were built
 #   <prefix>/lib                                   shared and static library
 #   <prefix>/lib/cmake/qzStressTemplLib            find_package(qzStressTemplLib 1.0)
-#   <prefix>/lib/pkgconfig                         qzStressTemplLib.pc
+#   <prefix>/lib/pkgconfig                         qzStressTemplLib.pc, qzStressTemplLib_objc.pc
 #
 #   <prefix>/bin/qzstress, with its manual page and completion, where it was built
 #
@@ -20,17 +20,18 @@ set(qz_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 # qz_install_library TARGET EXPORT COMPONENT_OF_THE_LIBRARY COMPONENT_OF_ITS_LINK_NAME
 function(qz_install_library target export runtime dev)
     install(TARGETS ${target} EXPORT ${export}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${runtime}  # the DLL on Windows
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${runtime} NAMELINK_COMPONENT ${dev}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${dev}
         INCLUDES DESTINATION ${qz_include_dir})
 endfunction()
 
-set_target_properties(qzStressTemplLib_static PROPERTIES EXPORT_NAME static)
-qz_install_library(qzStressTemplLib qzStressTemplLibTargets runtime dev)
-qz_install_library(qzStressTemplLib_static qzStressTemplLibTargets runtime dev)
+foreach(target IN LISTS qz_libraries)
+    qz_install_library(${target} qzStressTemplLibTargets runtime dev)
+endforeach()
 install(EXPORT qzStressTemplLibTargets NAMESPACE qzStressTemplLib:: DESTINATION ${qz_config_dir} COMPONENT dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/api ${PROJECT_SOURCE_DIR}/core DESTINATION ${qz_include_dir}
-    COMPONENT dev FILES_MATCHING PATTERN "*.h")
+    COMPONENT dev FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
 
 if(TARGET qzStressTemplLib_objc)
     get_target_property(qz_objc_include_dir qzStressTemplLib_objc INTERFACE_INCLUDE_DIRECTORIES)
@@ -54,10 +55,18 @@ install(FILES ${PROJECT_BINARY_DIR}/qzStressTemplLibConfig.cmake
 
 file(RELATIVE_PATH qz_prefix_from_pc "/${qz_pkgconfig_dir}" "/")
 string(REGEX REPLACE "/$" "" qz_prefix_from_pc "${qz_prefix_from_pc}")
-# What a C program has to link with the static library.
-set(qz_static_libs "-lstdc++ -lm")
-if(APPLE)
-    set(qz_static_libs "-lc++")
-endif()
+list(TRANSFORM qz_cxx_runtime PREPEND -l OUTPUT_VARIABLE qz_static_libs)
+list(JOIN qz_static_libs " " qz_static_libs)
 configure_file(cmake/qzStressTemplLib.pc.in ${PROJECT_BINARY_DIR}/qzStressTemplLib.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qzStressTemplLib.pc DESTINATION ${qz_pkgconfig_dir} COMPONENT dev)
+if(TARGET qzStressTemplLib_objc)
+    set(qz_objc_cflags "")
+    set(qz_objc_libs "-framework Foundation")
+    if(NOT APPLE)
+        list(JOIN qz_objc_flags " " qz_objc_cflags)
+        string(APPEND qz_objc_cflags " -isystem ${GNUSTEP_INCLUDE_DIR}")
+        set(qz_objc_libs "-lgnustep-base -lobjc")
+    endif()
+    configure_file(cmake/qzStressTemplLib_objc.pc.in ${PROJECT_BINARY_DIR}/qzStressTemplLib_objc.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/qzStressTemplLib_objc.pc DESTINATION ${qz_pkgconfig_dir} COMPONENT objc)
+endif()

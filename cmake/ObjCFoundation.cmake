@@ -21,17 +21,16 @@ if(APPLE)
     target_link_libraries(objc_foundation INTERFACE "-framework Foundation")
     return()
 endif()
-set(objcxx "$<COMPILE_LANGUAGE:OBJCXX>")
-# SYSTEM: its headers are not free of warnings.
-target_include_directories(objc_foundation SYSTEM INTERFACE "$<${objcxx}:${GNUSTEP_INCLUDE_DIR}>")
-target_compile_options(objc_foundation INTERFACE
-    "$<${objcxx}:-DGNUSTEP;-DGNUSTEP_BASE_LIBRARY=1;-DGNU_RUNTIME=1;-D_NATIVE_OBJC_EXCEPTIONS>"
-    "$<${objcxx}:-fexceptions;-fobjc-exceptions;-fno-strict-aliasing;-fconstant-string-class=NSConstantString>")
+set(qz_objc_flags -DGNUSTEP -DGNUSTEP_BASE_LIBRARY=1 -DGNU_RUNTIME=1 -D_NATIVE_OBJC_EXCEPTIONS
+    -fexceptions -fobjc-exceptions -fno-strict-aliasing -fconstant-string-class=NSConstantString)
 if(NOT CMAKE_OBJCXX_COMPILER_ID STREQUAL "GNU")
     # clang speaks gcc's runtime, with gcc's headers of it.
     execute_process(COMMAND gcc -print-file-name=include
         OUTPUT_VARIABLE gcc_include OUTPUT_STRIP_TRAILING_WHITESPACE)
-    target_compile_options(objc_foundation INTERFACE
-        "$<${objcxx}:-fobjc-runtime=gcc;-fno-blocks;SHELL:-idirafter ${gcc_include}>")
+    list(APPEND qz_objc_flags -fobjc-runtime=gcc -fno-blocks -idirafter${gcc_include})
 endif()
+set(objc "$<COMPILE_LANGUAGE:OBJC,OBJCXX>")
+# SYSTEM: its headers are not free of warnings.
+target_include_directories(objc_foundation SYSTEM INTERFACE "$<${objc}:${GNUSTEP_INCLUDE_DIR}>")
+target_compile_options(objc_foundation INTERFACE "$<${objc}:${qz_objc_flags}>")
 target_link_libraries(objc_foundation INTERFACE ${GNUSTEP_BASE_LIBRARY} objc)

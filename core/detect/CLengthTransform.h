@@ -13,7 +13,9 @@
 #include <cstddef>
 #include <vector>
 
-class CLengthTransform {
+#include "core/Export.h"
+
+class QZ_API CLengthTransform {
 public:
     /// fs in samples per second, window in milliseconds. Where fs * ms is below 1000 the window is empty and
     /// every answer is 0.

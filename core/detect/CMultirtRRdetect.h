@@ -8,7 +8,8 @@
 //   a detection there:            joins it  |  is dropped   |  closes it, starts anew
 //
 // So the RR of a beat is reported one beat late. With more than eight leads the first two and the last six
-// are used (of twelve: I, II and V1 to V6). Only Init allocates. One object belongs to one thread.
+// are used (of twelve: I, II and V1 to V6). Frames are counted in 64 bits. Only Init allocates. One object
+// belongs to one thread.
 #pragma once
 
 #include <array>
@@ -16,9 +17,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/Export.h"
 #include "core/detect/CrtRRdetect.h"
 
-class CMultirtRRdetect {
+class QZ_API CMultirtRRdetect {
 public:
     /// No leads, sampling rate 0: QRSdetect answers 0 until Init is called.
     CMultirtRRdetect() = default;
@@ -37,6 +39,8 @@ public:
     int QRSdetect(const short* frame);
     /// Samples per second as given to Init; 0: not initialised.
     int SamplingRate() const { return m_fs; }
+    /// Leads per frame as given to Init.
+    int Channels() const { return m_channels; }
 
 private:
     static constexpr int kMostChannels = 8;

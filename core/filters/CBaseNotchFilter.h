@@ -25,7 +25,9 @@
 
 #include <vector>
 
-class CBaseNotchFilter {
+#include "core/Export.h"
+
+class QZ_API CBaseNotchFilter {
 public:
     /// Passes its input through until Init is called.
     CBaseNotchFilter() = default;

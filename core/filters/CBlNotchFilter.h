@@ -10,9 +10,10 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CBaseNotchFilter.h"
 
-class CBlNotchFilter {
+class QZ_API CBlNotchFilter {
 public:
     /// Passes its input through until Init is called.
     CBlNotchFilter() = default;

@@ -13,7 +13,9 @@
 
 #include <array>
 
-class CDoubleSampleRate {
+#include "core/Export.h"
+
+class QZ_API CDoubleSampleRate {
 public:
     /// History 0; thresholds as for 1 uV per unit: a small step is at most 15 units, a jump above 240.
     CDoubleSampleRate() = default;

@@ -5,9 +5,10 @@
 // to one thread.
 #pragma once
 
+#include "core/Export.h"
 #include "core/filters/DirectForm1.h"
 
-class CHighpassFilter {
+class QZ_API CHighpassFilter {
 public:
     /// Corner fc in Hz, raised to 0.01 Hz when below, fs in samples per second; otherwise unchecked.
     CHighpassFilter(double fc, int fs);

@@ -5,9 +5,10 @@
 // One object belongs to one thread.
 #pragma once
 
+#include "core/Export.h"
 #include "core/filters/DirectForm1.h"
 
-class CLowpassFilter2 {
+class QZ_API CLowpassFilter2 {
 public:
     /// Coefficients and delay line 0: answers 0 until Init(double, int) is called.
     CLowpassFilter2() = default;

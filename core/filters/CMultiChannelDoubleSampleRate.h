@@ -5,9 +5,10 @@
 #include <array>
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CDoubleSampleRate.h"
 
-class CMultiChannelDoubleSampleRate {
+class QZ_API CMultiChannelDoubleSampleRate {
 public:
     /// chn leads, each as by CDoubleSampleRate(). A negative count fails as an allocation (std::bad_alloc).
     explicit CMultiChannelDoubleSampleRate(short chn);

@@ -4,9 +4,10 @@
 
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CHighpassFilter.h"
 
-class CMultiChannelHighpass {
+class QZ_API CMultiChannelHighpass {
 public:
     /// Corner fc in Hz, raised to 0.01 Hz when below, fs in samples per second, chn leads; a count of 0 or
     /// below makes an empty bank.

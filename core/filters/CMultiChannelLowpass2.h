@@ -4,9 +4,10 @@
 
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CLowpassFilter2.h"
 
-class CMultiChannelLowpass2 {
+class QZ_API CMultiChannelLowpass2 {
 public:
     /// Cutoff fc in Hz, fs in samples per second, chn leads; a count of 0 or below makes an empty bank.
     CMultiChannelLowpass2(double fc, int fs, int chn);

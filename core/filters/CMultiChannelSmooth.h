@@ -4,9 +4,10 @@
 
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CSmoothFilter.h"
 
-class CMultiChannelSmooth {
+class QZ_API CMultiChannelSmooth {
 public:
     /// fs in samples per second, chn leads (0 or below makes an empty bank), fc the cutoff of the inner
     /// low-passes in Hz.

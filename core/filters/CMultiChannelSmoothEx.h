@@ -5,9 +5,10 @@
 
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CMultiChannelSmooth.h"
 
-class CMultiChannelSmoothEx {
+class QZ_API CMultiChannelSmoothEx {
 public:
     /// fs in samples per second, chn leads (0 or below makes an empty bank). Plain: one stage with a 25 Hz
     /// inner low-pass; strong: three stages with 10 Hz.

@@ -4,9 +4,10 @@
 
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CBlNotchFilter.h"
 
-class CMutiBlNotchFilter {
+class QZ_API CMutiBlNotchFilter {
 public:
     /// Mains frequency and sampling rate in Hz, chn leads; a count of 0 or below makes an empty bank.
     CMutiBlNotchFilter(int freq, int fs, int chn);

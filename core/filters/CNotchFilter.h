@@ -5,9 +5,10 @@
 // about Q / (pi f0) seconds after a step. Allocates nothing. One object belongs to one thread.
 #pragma once
 
+#include "core/Export.h"
 #include "core/filters/DirectForm1.h"
 
-class CNotchFilter {
+class QZ_API CNotchFilter {
 public:
     /// Centre f0 in Hz, fs in samples per second, quality factor Q; unchecked: the caller keeps 0 < f0 < fs
     /// / 2.

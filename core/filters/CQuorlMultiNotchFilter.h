@@ -4,9 +4,10 @@
 
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CQuorlNotchFilter.h"
 
-class CQuorlMultiNotchFilter {
+class QZ_API CQuorlMultiNotchFilter {
 public:
     /// No leads.
     CQuorlMultiNotchFilter() = default;

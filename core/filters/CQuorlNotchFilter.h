@@ -8,10 +8,11 @@
 // object belongs to one thread.
 #pragma once
 
+#include "core/Export.h"
 #include "core/filters/CBlNotchFilter.h"
 #include "core/filters/FreqInterpretate.h"
 
-class CQuorlNotchFilter {
+class QZ_API CQuorlNotchFilter {
 public:
     /// Passes its input through until Init is called.
     CQuorlNotchFilter() = default;

@@ -18,9 +18,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CLowpassFilter2.h"
 
-class CSmoothFilter {
+class QZ_API CSmoothFilter {
 public:
     /// Passes its input through until Init(int, int) is called.
     CSmoothFilter() = default;

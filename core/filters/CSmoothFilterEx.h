@@ -6,9 +6,10 @@
 
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CSmoothFilter.h"
 
-class CSmoothFilterEx {
+class QZ_API CSmoothFilterEx {
 public:
     /// Passes its input through until Init is called.
     CSmoothFilterEx() = default;

@@ -7,7 +7,9 @@
 
 #include <vector>
 
-class FreqInterpretate {
+#include "core/Export.h"
+
+class QZ_API FreqInterpretate {
 public:
     /// No rates: one output per input, the input before. Needs no Init.
     FreqInterpretate() { Init(0, 0); }

@@ -9,7 +9,9 @@
 
 #include <deque>
 
-class CZatMidRR {
+#include "core/Export.h"
+
+class QZ_API CZatMidRR {
 public:
     /// Window of n intervals; at least 4, or the answer is the longest (below -1: the shortest) there is.
     explicit CZatMidRR(short n) : m_window(n) {}

@@ -6,8 +6,8 @@
 #include "api/qzDfs.h"
 #include "api/qzFilters.h"
 #include "api/qzStressECGLib.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Beats.h"
-#include "tests/support/CountingNew.h"
 
 TEST(Allocation, CountsWhatTheLibraryAllocates) {
     EXPECT_GT(AllocationsOf([] { qzStressECGLib_create(500, 8, 2.5); }), 8u);
@@ -24,6 +24,7 @@ TEST(Allocation, NoPerFrameFunctionAllocatesOverALongStream) {
     qzStressECGLib_init(true);
     qzStressECGLib_create(500, kLeads, 2.5);
     qzStressECGLib_InitTempl(rows.Pointers(), len, 135, 185, 60);
+    EXPECT_EQ(AllocationsOf([&] { qzStressECGLib_InitTempl(rows.Pointers(), len, 135, 185, 60); }), 0u);
     qzStressECGLib_InitMultiMeanRRms(500, kLeads, 50, 2.5);
     qzFilters_create(500, kLeads, 40, 50, 2);
     qzDfs_create(kLeads, 2.5);
