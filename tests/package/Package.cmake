@@ -9,8 +9,8 @@ add_test(NAME examples_agree
 find_program(QZ_CLANG NAMES clang++-14 clang++ PATHS /usr/bin NO_DEFAULT_PATH)
 if(QZ_CLANG AND NOT APPLE)
     add_test(NAME framework_layout
-        COMMAND sh ${package}/framework_test.sh ${QZ_CLANG} ${PROJECT_SOURCE_DIR} ${qz_framework_module_map}
-            ${qz_framework_headers})
+        COMMAND sh ${package}/framework_test.sh ${QZ_CLANG} ${CMAKE_COMMAND} ${PROJECT_SOURCE_DIR})
+    set_tests_properties(framework_layout PROPERTIES SKIP_RETURN_CODE 77)
 endif()
 if(CMAKE_CXX_FLAGS MATCHES "-fsanitize")
     return()
