@@ -14,15 +14,17 @@
 // in place: copy it to keep it. The scalar results are plain numbers.
 //
 // Sharing. The process has one engine, one chain, one doubler and one many-lead detector, and all objects of
-// the first four classes work on the same one: creating rebuilds it for all of them, destroying takes it away
-// from all. An object keeps the number of leads of its own last create. While that is not the number of leads
+// one of the first four classes work on the same one, whichever interface has built it: creating rebuilds it
+// for all of them, destroying takes it away from all. So keep one object and send it create again: a new
+// chain or doubler object assigned in place of an old one loses what it has built when the old one is
+// released. An object keeps the number of leads of its own last create. While that is not the number of leads
 // of what is there now, the object gets the answers of nothing there wherever a frame, a template or a value
 // per lead passes, and nothing changes.
 //
 // Failure is a result: NO, nil, 0 or the input unchanged. Nothing is raised. A negative number of leads, or
 // no memory for what is to be built, makes a create fail; there is then nothing built.
 //
-// One thread at a time for each class.
+// One thread at a time for each class, and for each OCqzFilterBank.
 #pragma once
 
 #import "OCqzDefines.h"

@@ -18,7 +18,7 @@ struct OCSamples;
 @interface OCqzStressTemplLib : NSObject {
 @private
     short m_chnum;                          // leads
-    short m_length;                         // of the last template handed in, samples
+    short m_length;                         // of the last template that the engine took, samples
     struct OCSamples *OC_NULLABLE m_ad;     // one frame; null before create and after destroy
     NSMutableArray *OC_NULLABLE m_templ;    // the template, one row of samples per lead
     NSMutableArray *OC_NULLABLE m_pos;      // Q, J, post-J time, R

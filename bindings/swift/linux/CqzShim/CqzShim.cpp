@@ -41,7 +41,7 @@ static void ReadFrame(const std::int16_t* frame, std::size_t count, std::vector<
 
 struct CqzStressTemplLib {
     std::int16_t m_chnum = 12;
-    std::int16_t m_length = 0;                       // of the last template handed in, samples
+    std::int16_t m_length = 0;                       // of the last template that the engine took, samples
     std::vector<std::int16_t> m_ad;                  // one frame
     ResultArray<std::int16_t> m_templ, m_pos, m_ST;  // m_templ: m_rows rows, each of m_rowLength samples
     ResultArray<float> m_STslope;
