@@ -17,6 +17,9 @@ QZ_API bool qzDfs_create(short chn, double uVpb);
 /// Takes one frame of chn samples. Returns two frames: row 0 the inserted midpoints, row 1 the samples at the
 /// input rate. Allocates the returned rows. Without a doubler, or for null: no rows, and nothing changes.
 QZ_API std::vector<std::vector<short>> qzDfs_getData(short* data);
-/// Releases the doubler. Harmless without one. The two names do the same.
+/// The leads of the doubler; -1 without one.
+QZ_API short qzDfs_Leads();
+/// Releases the doubler, which otherwise lives as long as the process. Harmless without one. The two names do
+/// the same.
 QZ_API void qzDfs_destroy();
 QZ_API void qzDfsDestroy();

@@ -1,31 +1,35 @@
 #include "api/qzFilters.h"
 
-#include <memory>
+#include <algorithm>
 
+#include "api/internal/ReleasedByCall.h"
 #include "core/filters/CMultiChannelLowpass2.h"
 #include "core/filters/CMultiChannelSmoothEx.h"
 #include "core/filters/CQuorlMultiNotchFilter.h"
 
-// The one chain of the process. A stage is null when it is not built, and then off.
-static std::unique_ptr<CMultiChannelLowpass2> g_pLpass;
-static std::unique_ptr<CQuorlMultiNotchFilter> g_pNotch;
-static std::unique_ptr<CMultiChannelSmoothEx> g_pSmooth;
+// The one chain of the process. A stage is empty when it is not built, and then off.
+static ReleasedByCall<CMultiChannelLowpass2> g_pLpass;
+static ReleasedByCall<CQuorlMultiNotchFilter> g_pNotch;
+static ReleasedByCall<CMultiChannelSmoothEx> g_pSmooth;
 static bool g_bLpass = false, g_bNotch = false, g_bSmooth = false;  // stage switched on
+static bool g_bChain = false;  // there is a chain, if only one without stages
+static short g_chn = 0;        // its leads
 
 bool qzFilters_create(short fs, short chn, short freqLpass, short freqNotch, short smooth) {
     qzFiltersDestroy();
     try {
-        if (freqLpass > 0 && fs != 0)
-            g_pLpass = std::make_unique<CMultiChannelLowpass2>(static_cast<double>(freqLpass), fs, chn);
-        if (freqNotch > 0) g_pNotch = std::make_unique<CQuorlMultiNotchFilter>(freqNotch, fs, chn);
-        if (smooth > 0) g_pSmooth = std::make_unique<CMultiChannelSmoothEx>(fs, chn, smooth != 1);
+        if (freqLpass > 0 && fs != 0) g_pLpass.Create(static_cast<double>(freqLpass), fs, chn);
+        if (freqNotch > 0) g_pNotch.Create(freqNotch, fs, chn);
+        if (smooth > 0) g_pSmooth.Create(fs, chn, smooth != 1);
     } catch (...) {
         qzFiltersDestroy();
         throw;
     }
-    g_bLpass = g_pLpass != nullptr;
-    g_bNotch = g_pNotch != nullptr;
-    g_bSmooth = g_pSmooth != nullptr;
+    g_bLpass = static_cast<bool>(g_pLpass);
+    g_bNotch = static_cast<bool>(g_pNotch);
+    g_bSmooth = static_cast<bool>(g_pSmooth);
+    g_bChain = true;
+    g_chn = std::max(chn, short{0});
     return true;
 }
 
@@ -42,11 +46,14 @@ void qzFilters_filters(short* data) {
     if (g_bSmooth) g_pSmooth->Smooth(data);
 }
 
+short qzFilters_Leads() { return g_bChain ? g_chn : short{-1}; }
+
 void qzFilters_destroy() { qzFiltersDestroy(); }
 
 void qzFiltersDestroy() {
-    g_pLpass.reset();
-    g_pNotch.reset();
-    g_pSmooth.reset();
-    g_bLpass = g_bNotch = g_bSmooth = false;
+    g_pLpass.Release();
+    g_pNotch.Release();
+    g_pSmooth.Release();
+    g_bLpass = g_bNotch = g_bSmooth = g_bChain = false;
+    g_chn = 0;
 }

@@ -30,6 +30,9 @@ QZ_API void qzFilters_switch(bool onOffLpass, bool onOffNotch, bool onOffSmooth)
 /// Filters one frame of chn samples in place; 16-bit results wrap. Without a chain, with all stages off, or
 /// for null: no effect.
 QZ_API void qzFilters_filters(short* data);
-/// Releases the chain. Harmless without one. The two names do the same.
+/// The leads of the chain, which may have no stage; -1 without a chain.
+QZ_API short qzFilters_Leads();
+/// Releases the chain, which otherwise lives as long as the process. Harmless without one. The two names do
+/// the same.
 QZ_API void qzFilters_destroy();
 QZ_API void qzFiltersDestroy();

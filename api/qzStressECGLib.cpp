@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <type_traits>
 #include <vector>
 
+#include "api/internal/ReleasedByCall.h"
 #include "core/Arithmetic.h"
 #include "core/detect/CMultirtRRdetect.h"
 #include "core/detect/CrtRRdetect.h"
@@ -20,34 +19,46 @@ static constexpr int kSTsmootherFs = 100;
 static constexpr int kLongestRRms = 2000;  // 30 beats/min
 static constexpr int kShortestRRms = 200;  // 300 beats/min
 static constexpr short kNoBeat = -1;
+static constexpr short kNothing = -1;  // leads or samples of what is not there
 
-static bool g_mutex_lock = false;           // engines created from now on wait for their mutex
-static short g_chn = 0;                     // leads; 0: no engine
-static short g_fs = 0;                      // samples per second, of the last engine
-static double g_uVpb = 0;                   // microvolts per unit, of the last engine
-static const short g_acFreq = 50;           // mains frequency for g_RRdetect, Hz
-static std::unique_ptr<CZatMidRR> g_hr;     // RR average of the three-lead path; null: no engine
-static std::unique_ptr<CZatMatch> g_match;  // null: no engine
-static std::unique_ptr<float[]> g_STslope;  // last smoothed ST slope per lead, uV per ms; null: no engine
-static std::unique_ptr<short[]> g_STuv;     // last smoothed ST level per lead, uV; null: no engine
-static std::unique_ptr<STresult[]> g_ST;    // last ST result per lead; null: no engine
-static std::unique_ptr<CrtRRdetect> g_RRdetect;       // detector of the three-lead path; null: no engine
-static std::vector<CLowpassFilter2> g_lpST;           // ST level smoothers, one per lead
-static std::vector<CLowpassFilter2> g_lpSTslope;      // ST slope smoothers, one per lead
+static bool g_mutex_lock = false;                     // engines created from now on wait for their mutex
+static short g_chn = 0;                               // leads; 0: no engine
+static short g_fs = 0;                                // samples per second, of the last engine
+static double g_uVpb = 0;                             // microvolts per unit, of the last engine
+static const short g_acFreq = 50;                     // mains frequency for g_RRdetect, Hz
 static bool g_firstST = true, g_firstSTslope = true;  // the smoothers still need their first value
-// Process-wide like the others, though named as members: the names are fixed.
-static CMultirtRRdetect m_mRRdetect;        // detector of the many-lead path; rate 0: not set up
-static CZatMidRR m_mMidRR(kAveragedBeats);  // its RR average
+
+// The engine; empty: none.
+static ReleasedByCall<CZatMidRR> g_hr;  // RR average of the three-lead path
+static ReleasedByCall<CZatMatch> g_match;
+static ReleasedByCall<std::vector<float>> g_STslope;         // last smoothed ST slope per lead, uV per ms
+static ReleasedByCall<std::vector<short>> g_STuv;            // last smoothed ST level per lead, uV
+static ReleasedByCall<std::vector<STresult>> g_ST;           // last ST result per lead
+static ReleasedByCall<CrtRRdetect> g_RRdetect;               // detector of the three-lead path
+static ReleasedByCall<std::vector<CLowpassFilter2>> g_lpST;  // ST level smoothers, one per lead
+static ReleasedByCall<std::vector<CLowpassFilter2>> g_lpSTslope;  // ST slope smoothers, one per lead
+
+// The many-lead path is there from the start and goes when the library is unloaded: made at its first use, so
+// that a host may set it up in a constructor of a static object. Process-wide like the others, though named
+// as members: the names are fixed.
+static CMultirtRRdetect& MultiDetector() {
+    static CMultirtRRdetect m_mRRdetect;  // rate 0: not set up
+    return m_mRRdetect;
+}
+static CZatMidRR& MultiAverage() {
+    static CZatMidRR m_mMidRR(kAveragedBeats);
+    return m_mMidRR;
+}
 
 static void Destroy() {
-    g_hr.reset();
-    g_match.reset();
-    g_STslope.reset();
-    g_STuv.reset();
-    g_ST.reset();
-    g_RRdetect.reset();
-    g_lpST.clear();
-    g_lpSTslope.clear();
+    g_hr.Release();
+    g_match.Release();
+    g_STslope.Release();
+    g_STuv.Release();
+    g_ST.Release();
+    g_RRdetect.Release();
+    g_lpST.Release();
+    g_lpSTslope.Release();
     g_firstST = g_firstSTslope = true;
     g_chn = 0;
 }
@@ -60,17 +71,18 @@ bool qzStressECGLib_init(bool mutex_lock) {
 bool qzStressECGLib_create(short fs, short chn, double uVpb) {
     Destroy();
     const std::size_t leads = ElementCount(chn);
+    const std::size_t results = std::max<std::size_t>(leads, 1);  // arrays of no leads have an address too
     g_fs = fs;
     g_uVpb = uVpb;
     try {
-        g_hr = std::make_unique<CZatMidRR>(kAveragedBeats);
-        g_match = std::make_unique<CZatMatch>(fs, chn, uVpb, g_mutex_lock, kCorrelationWindowMs);
-        g_STslope = std::make_unique<float[]>(leads);
-        g_STuv = std::make_unique<short[]>(leads);
-        g_ST = std::make_unique<STresult[]>(leads);
-        g_RRdetect = std::make_unique<CrtRRdetect>(fs, g_acFreq);
-        g_lpST.assign(leads, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
-        g_lpSTslope.assign(leads, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
+        g_hr.Create(kAveragedBeats);
+        g_match.Create(fs, chn, uVpb, g_mutex_lock, kCorrelationWindowMs);
+        g_STslope.Create(results);
+        g_STuv.Create(results);
+        g_ST.Create(results);
+        g_RRdetect.Create(fs, g_acFreq);
+        g_lpST.Create(leads, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
+        g_lpSTslope.Create(leads, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
     } catch (...) {
         Destroy();
         throw;
@@ -91,6 +103,10 @@ short** qzStressECGLib_InitTempl(short** templ, short& len, short posQ, short po
 
 short** qzStressECGLib_getTempl() { return g_match ? g_match->Templ() : nullptr; }
 
+short qzStressECGLib_Leads() { return g_match ? g_chn : kNothing; }
+
+short qzStressECGLib_TemplLength() { return g_match ? g_match->TemplLength() : kNothing; }
+
 short** qzStressECGLib_match(short* frame) { return g_match ? g_match->match(frame) : nullptr; }
 
 short qzStressECGLib_SetPos(short posQ, short posJ) { return g_match ? g_match->SetPos(posQ, posJ) : posQ; }
@@ -101,33 +117,34 @@ short qzStressECGLib_GetPos(short& posR, short& posQ, short& posJ, short& postJm
     return g_match ? g_match->GetPos(posR, posQ, posJ, postJms) : short{0};
 }
 
-/// Runs every lead's new value through its smoother; the first values after create prime the smoothers.
-template <typename T, typename FilterType>
-static void SmoothTrend(T* values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
+static float ToTrend(double smoothed) { return static_cast<float>(smoothed); }
+static short ToTrend(int smoothed) { return WrapToSample(smoothed); }
+
+/// Runs every lead's new value through its smoother, as a double or as an int; the first values after create
+/// prime the smoothers.
+template <typename Number, typename T>
+static void SmoothTrend(std::vector<T>& values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
+    auto value = values.begin();
     for (CLowpassFilter2& smoother : smoothers) {
-        if (first) smoother.InitialValue(static_cast<FilterType>(*values));
-        const FilterType smoothed = smoother.Filter(static_cast<FilterType>(*values));
-        if constexpr (std::is_same_v<T, short>)
-            *values = WrapToSample(smoothed);
-        else
-            *values = static_cast<T>(smoothed);
-        ++values;
+        const auto measured = static_cast<Number>(*value);
+        if (first) smoother.InitialValue(measured);
+        *value++ = ToTrend(smoother.Filter(measured));
     }
     first = false;
 }
 
 float* qzStressECGLib_STslope() {
     if (!g_match) return nullptr;
-    for (short c = 0; c < g_chn; ++c) g_STslope[static_cast<std::size_t>(c)] = g_match->STslope(c, -1);
-    SmoothTrend<float, double>(g_STslope.get(), g_lpSTslope, g_firstSTslope);
-    return g_STslope.get();
+    for (short c = 0; c < g_chn; ++c) (*g_STslope)[static_cast<std::size_t>(c)] = g_match->STslope(c, -1);
+    SmoothTrend<double>(*g_STslope, *g_lpSTslope, g_firstSTslope);
+    return g_STslope->data();
 }
 
 short* qzStressECGLib_uvSTvalue() {
     if (!g_match) return nullptr;
-    for (short c = 0; c < g_chn; ++c) g_STuv[static_cast<std::size_t>(c)] = g_match->uvSTvalue(c, -1);
-    SmoothTrend<short, int>(g_STuv.get(), g_lpST, g_firstST);
-    return g_STuv.get();
+    for (short c = 0; c < g_chn; ++c) (*g_STuv)[static_cast<std::size_t>(c)] = g_match->uvSTvalue(c, -1);
+    SmoothTrend<int>(*g_STuv, *g_lpST, g_firstST);
+    return g_STuv->data();
 }
 
 STresult* qzStressECGLib_STresults(short rrMs) {
@@ -135,7 +152,7 @@ STresult* qzStressECGLib_STresults(short rrMs) {
     if (records == nullptr) return nullptr;
     for (short c = 0; c < g_chn; ++c) {
         const STrecord& record = records[c];
-        STresult& result = g_ST[static_cast<std::size_t>(c)];
+        STresult& result = (*g_ST)[static_cast<std::size_t>(c)];
         result.RuV = record.RuV;
         result.JuV = record.JuV;
         result.STuV = record.STuV;
@@ -144,7 +161,7 @@ STresult* qzStressECGLib_STresults(short rrMs) {
         result.STslope = record.STslope;
         result.STHRindex = record.STHRindex;
     }
-    return g_ST.get();
+    return g_ST->data();
 }
 
 /// The steadied RR interval in ms for an interval of `samples` at fs samples per second: -1 for none, 0 for
@@ -164,15 +181,21 @@ short qzStressECGLib_MeanRRms(short s1, short s2, short s3) {
 }
 
 void qzStressECGLib_InitMultiMeanRRms(short fs, short chn, short acFreq, double uVpb) {
-    m_mRRdetect.Init(fs, chn, acFreq, uVpb);
+    MultiAverage();  // made here, where memory may run out, and not with the first beat
+    MultiDetector().Init(fs, chn, acFreq, uVpb);
 }
 
 short qzStressECGLib_MultiMeanRRms(short* frame) {
-    if (m_mRRdetect.SamplingRate() < 1) return kNoBeat;
-    return SteadyRRms(m_mRRdetect.QRSdetect(frame), m_mRRdetect.SamplingRate(), m_mMidRR);
+    CMultirtRRdetect& detector = MultiDetector();
+    if (detector.SamplingRate() < 1) return kNoBeat;
+    return SteadyRRms(detector.QRSdetect(frame), detector.SamplingRate(), MultiAverage());
 }
 
 short qzStressECGLib_MultiMeanHR(short* frame) {
     const short rrMs = qzStressECGLib_MultiMeanRRms(frame);
     return rrMs < 1 ? rrMs : static_cast<short>(60000 / rrMs);
+}
+
+short qzStressECGLib_MultiLeads() {
+    return MultiDetector().SamplingRate() < 1 ? kNothing : static_cast<short>(MultiDetector().Channels());
 }

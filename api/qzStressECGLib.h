@@ -13,6 +13,14 @@
 // change nothing. Nothing allocates but _create, _InitTempl, _InitMultiMeanRRms and, once per beat, the
 // heart-rate functions.
 //
+// What is created lives until it is destroyed by call, also beyond the end of main: a thread that still feeds
+// frames then, or a mutex that is still held, does no harm. The many-lead heart rate alone has no destroy; it
+// goes with the library, so that no frame may be fed to it once main has returned.
+//
+// Every count of samples either starts again within seconds or has 64 bits, but for the one since the last
+// beat: it stops at 2^31 - 1 samples (24 days at 1000 Hz), and the interval that ends there is told as any of
+// 2000 ms or more. An engine may run for months.
+//
 // One thread at a time. After _init(true) the matcher's calls wait while somebody holds
 // qzStressECGLib_mutex() and then go on without it: holding it delays the calls that begin meanwhile, but one
 // that is under way is not waited for. So it orders threads that take turns; it does not protect a template
@@ -49,8 +57,11 @@ QZ_API bool qzStressECGLib_init(bool mutex_lock);
 /// microvolts per unit. Made for rates of 167 Hz and up (below, the zero level is 0). Returns true. A
 /// negative chn fails as an allocation (std::bad_alloc) and leaves no engine.
 QZ_API bool qzStressECGLib_create(short fs, short chn, double uVpb);
-/// Releases the engine. Harmless without one. The many-lead heart rate goes on.
+/// Releases the engine, after waiting for the holder of its mutex where it was made to wait. Harmless without
+/// one. The many-lead heart rate goes on.
 QZ_API void qzStressECGLib_destroy();
+/// The leads of the engine; -1 without one.
+QZ_API short qzStressECGLib_Leads();
 /// The mutex that a matcher created after _init(true) waits for; null without an engine, gone with it.
 QZ_API std::mutex* qzStressECGLib_mutex();
 
@@ -62,6 +73,8 @@ QZ_API short** qzStressECGLib_InitTempl(short** templ, short& len, short posQ, s
 /// The template array: one pointer per lead, each to the template length of samples; null without an engine.
 /// Its pointers are null before _InitTempl. Does not wait for the mutex.
 QZ_API short** qzStressECGLib_getTempl();
+/// Samples per lead of the template; -1 without a template or without an engine. Does not wait for the mutex.
+QZ_API short qzStressECGLib_TemplLength();
 /// Takes the next frame. Returns the updated template array when a beat was matched and averaged into it,
 /// else null.
 QZ_API short** qzStressECGLib_match(short* frame);
@@ -98,3 +111,5 @@ QZ_API void qzStressECGLib_InitMultiMeanRRms(short fs, short chn, short acFreq, 
 QZ_API short qzStressECGLib_MultiMeanRRms(short* frame);
 /// The same as a heart rate in beats per minute, 30 to 300; 0 and -1 likewise.
 QZ_API short qzStressECGLib_MultiMeanHR(short* frame);
+/// The leads that the many-lead path was set up for; -1 while it is not set up.
+QZ_API short qzStressECGLib_MultiLeads();

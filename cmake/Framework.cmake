@@ -12,10 +12,12 @@ foreach(header
         bindings/objc/include/OCqz.h
         bindings/objc/include/OCqzDefines.h
         bindings/objc/include/OCqzDfsLib.h
+        bindings/objc/include/OCqzFilterBank.h
         bindings/objc/include/OCqzFiltersLib.h
         bindings/objc/include/OCqzMeanRRmsLib.h
         bindings/objc/include/OCqzStressTemplLib.h
         api/qzDfs.h
+        api/qzFilterBanksC.h
         api/qzFilters.h
         api/qzStressECGLib.h
         api/qzStressTemplLibC.h
@@ -35,6 +37,7 @@ add_library(qzStressTemplLib_framework SHARED EXCLUDE_FROM_ALL
     ${qz_framework_headers}
     ${qz_framework_module_map}
     bindings/objc/OCqzDfsLib.mm
+    bindings/objc/OCqzFilterBank.mm
     bindings/objc/OCqzFiltersLib.mm
     bindings/objc/OCqzMeanRRmsLib.mm
     bindings/objc/OCqzStressTemplLib.mm)
@@ -61,6 +64,7 @@ if(CMAKE_GENERATOR STREQUAL "Xcode")
     target_sources(qzStressTemplLib_framework PRIVATE
         bindings/swift/Conversions.swift
         bindings/swift/qzDfsLib.swift
+        bindings/swift/qzFilterBank.swift
         bindings/swift/qzFiltersLib.swift
         bindings/swift/qzMeanRRmsLib.swift
         bindings/swift/qzStressTemplLib.swift)

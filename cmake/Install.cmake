@@ -31,7 +31,7 @@ foreach(target IN LISTS qz_libraries)
 endforeach()
 install(EXPORT qzStressTemplLibTargets NAMESPACE qzStressTemplLib:: DESTINATION ${qz_config_dir} COMPONENT dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/api ${PROJECT_SOURCE_DIR}/core DESTINATION ${qz_include_dir}
-    COMPONENT dev FILES_MATCHING PATTERN "*.h")
+    COMPONENT dev FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
 
 if(TARGET qzStressTemplLib_objc)
     get_target_property(qz_objc_include_dir qzStressTemplLib_objc INTERFACE_INCLUDE_DIRECTORIES)

@@ -2,19 +2,15 @@
 //
 // Every result is to be the same on every machine, so nothing here is left to the compiler or the
 // processor: conversions that C++ leaves undefined are given a value, and 32-bit sums that may overflow
-// on absurd input wrap. On ordinary input these are the plain operators.
+// on absurd input wrap. On ordinary input these are the plain operators. Every source that computes includes
+// this header, and with it the guards of core/FloatingPoint.h.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <new>
 
-// Results must not depend on whether the target fuses multiply and add. The builds of this project say so
-// with -ffp-contract=off; this says it once more for those that cannot pass options, Swift packages above
-// all. Every source that computes includes this header.
-#if defined(__clang__)
-#pragma clang fp contract(off)
-#endif
+#include "core/FloatingPoint.h"
 
 /// double -> int: truncates toward zero, saturates outside the 32-bit range, NaN gives 0.
 inline int TruncateToInt(double x) {

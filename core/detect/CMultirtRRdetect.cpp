@@ -1,6 +1,7 @@
 #include "core/detect/CMultirtRRdetect.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "core/Arithmetic.h"
 
@@ -38,7 +39,7 @@ int CMultirtRRdetect::QRSdetect(const short* frame) {
         if (m_groupStart < 1) {
             StartGroup();
         } else {
-            const int elapsed = static_cast<int>(m_frameIndex - m_groupStart);
+            const std::int64_t elapsed = m_frameIndex - m_groupStart;
             if (elapsed >= m_minRR) {
                 result = CloseGroup();
                 StartGroup();

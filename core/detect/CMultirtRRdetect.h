@@ -8,7 +8,8 @@
 //   a detection there:            joins it  |  is dropped   |  closes it, starts anew
 //
 // So the RR of a beat is reported one beat late. With more than eight leads the first two and the last six
-// are used (of twelve: I, II and V1 to V6). Only Init allocates. One object belongs to one thread.
+// are used (of twelve: I, II and V1 to V6). Frames are counted in 64 bits. Only Init allocates. One object
+// belongs to one thread.
 #pragma once
 
 #include <array>
@@ -38,6 +39,8 @@ public:
     int QRSdetect(const short* frame);
     /// Samples per second as given to Init; 0: not initialised.
     int SamplingRate() const { return m_fs; }
+    /// Leads per frame as given to Init.
+    int Channels() const { return m_channels; }
 
 private:
     static constexpr int kMostChannels = 8;

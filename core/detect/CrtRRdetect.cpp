@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "core/Arithmetic.h"
 
@@ -9,16 +10,19 @@ static constexpr double kLowpassHz = 5.0;
 static constexpr double kHighpassHz = 12.0;
 static constexpr double kNotchQ = 40.0;
 static constexpr int kCurveWindowMs = 100;
+static constexpr int kLearningMs = 2000;
+static constexpr int kLostBeatMs = 3000;
 static constexpr int kRefractoryMs = 195;
 static constexpr int kBeatsPerRenewal = 5;
 static constexpr int kSmallestSpread = 4;  // a renewal from a narrower range is left out
 static constexpr int kNoMinimum = 32767;
+static constexpr int kLongestRR = INT32_MAX;  // samples; the count of a longer interval stays there
 
 CrtRRdetect::CrtRRdetect(int fs, int acFreq)
     : m_fs(fs),
       m_acFreq(acFreq),
-      m_learningSamples(2 * fs),
-      m_lostBeatSamples(3 * fs),
+      m_learningSamples(MsToSamples(kLearningMs, fs)),
+      m_lostBeatSamples(MsToSamples(kLostBeatMs, fs)),
       m_refractorySamples(MsToSamples(kRefractoryMs, fs)),
       m_minWaitSamples(fs / 10),
       m_blankingSamples(fs / 2),
@@ -73,7 +77,9 @@ void CrtRRdetect::Learn(int v) {
         v = 0;
     }
     TakeExtremes(v);
-    if (m_counter++ < m_learningSamples) return;
+    const int seen = m_counter;
+    CountSample();
+    if (seen < m_learningSamples) return;
 
     m_counter = 0;
     m_threshold = ThresholdFromExtremes();
@@ -87,14 +93,14 @@ void CrtRRdetect::Learn(int v) {
 
 void CrtRRdetect::WaitBelow(int v) {
     const std::int64_t waited = m_timer++;
-    ++m_counter;
+    CountSample();
     if (v >= m_threshold || waited < m_minWaitSamples) return;
     m_timer = 0;
     m_state = State::Search;
 }
 
 int CrtRRdetect::Search(int v) {
-    ++m_counter;
+    CountSample();
     if (v < m_threshold) {
         // Deliberate: learning starts with the counter where it is, beyond 2 s, and so ends with the next
         // sample; the threshold then comes from the extremes gathered since the last renewal.
@@ -114,11 +120,16 @@ int CrtRRdetect::Search(int v) {
 }
 
 void CrtRRdetect::Refractory(int v) {
-    const int passed = m_counter++;
+    const int passed = m_counter;
+    CountSample();
     if (passed >= m_refractorySamples && v < m_threshold) m_state = State::Search;
     // The second test wins: so long after a beat, the threshold is wrong.
     if (passed >= m_lostBeatSamples) m_state = State::Learning;
     TakeExtremes(v);
+}
+
+void CrtRRdetect::CountSample() {
+    if (m_counter < kLongestRR) ++m_counter;
 }
 
 void CrtRRdetect::ResetExtremes() {

@@ -18,7 +18,9 @@
 // beat it is renewed from the extremes seen in Refractory since the renewal before.
 //
 // Delay: a beat is found where the curve length crosses the threshold, some 20 ms after the R peak of a
-// narrow QRS. Only the constructor allocates. One object belongs to one thread.
+// narrow QRS. A signal that stays above the threshold after learning is waited for without end; the interval
+// counted meanwhile stops at 2^31 - 1 samples (24 days at 1000 Hz). Only the constructor allocates. One
+// object belongs to one thread.
 #pragma once
 
 #include <array>
@@ -61,6 +63,7 @@ private:
     void WaitBelow(int v);
     int Search(int v);
     void Refractory(int v);
+    void CountSample();
     void ResetExtremes();
     void TakeExtremes(int v);
     int ThresholdFromExtremes() const;

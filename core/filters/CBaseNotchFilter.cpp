@@ -11,12 +11,12 @@ void CBaseNotchFilter::Init(int freq, int fs) {
     if (m_period == 0) return;
 
     m_delay = (3 * m_fs) / 4 - m_period / 2;
-    m_divisor = (2 * m_fs) / m_period;
     m_halfSecond = m_fs / 2;
     m_oneSecond = m_fs;
     m_longest = m_fs / 2 + m_fs;
     m_input.assign(static_cast<std::size_t>(m_longest) + 1, 0);
     m_accumulators.assign(static_cast<std::size_t>(m_period) + 1, 0);
+    m_divisor = (2 * m_fs) / m_period;  // last: where memory runs out, the input passes through
 }
 
 int CBaseNotchFilter::Filter(int x) {

@@ -9,9 +9,11 @@ static constexpr int kResidualDelayMs = 9;
 
 void CSmoothFilter::Init(int fs, int fc) {
     m_fs = fs;
-    m_length = std::max(MsToSamples(kRingMs, fs), 0);
+    m_length = 0;  // where memory runs out, the input passes through
+    const int length = std::max(MsToSamples(kRingMs, fs), 0);
     for (std::vector<int>* ring : {&m_raw, &m_lowpass, &m_residual})
-        ring->resize(static_cast<std::size_t>(m_length));
+        ring->resize(static_cast<std::size_t>(length));
+    m_length = length;
     m_innerLowpass.Init(static_cast<double>(fc), fs);
     Init();
 }

@@ -6,6 +6,13 @@
 // The owner computes the coefficients.
 #pragma once
 
+// As core/FloatingPoint.h has it, for this header alone: hosts include it too, and their options are their
+// own.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC push_options
+#pragma GCC optimize("-ffp-contract=off")
+#endif
+
 struct DirectForm1 {
     static constexpr double kPi = 3.141592653589793;
 
@@ -19,7 +26,7 @@ struct DirectForm1 {
     /// The output for x; the delay line stays as it is until Shift.
     double Output(double x) const {
 #if defined(__clang__)
-#pragma clang fp contract(off)  // as in core/Arithmetic.h, for the sources that include this first
+#pragma clang fp contract(off)
 #endif
         return b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2;
     }
@@ -31,3 +38,7 @@ struct DirectForm1 {
         y1 = y;
     }
 };
+
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC pop_options
+#endif

@@ -29,37 +29,44 @@ void CZatMatch::Create(short fs, short chn, double uVpb, bool bMutex, short winM
     m_fs = fs;
     if (m_pTempl) return;
     m_templLen = m_posR = m_posQ = m_posJ = 0;
-    m_pTempl = std::make_unique<short*[]>(leads);
-    m_pRxy = std::make_unique<double[]>(leads);
-    m_pSTvalues = std::make_unique<STrecord[]>(leads);
-    for (std::size_t c = 0; c < leads; ++c) {
-        m_leads.push_back(std::make_unique<CZatTemplRxy>(fs, uVpb, winMs));
-        m_pTemplRxy.push_back(m_leads.back().get());
+    try {
+        m_pTempl = std::make_unique<short*[]>(leads);
+        m_pRxy = std::make_unique<double[]>(leads);
+        m_pSTvalues = std::make_unique<STrecord[]>(leads);
+        for (std::size_t c = 0; c < leads; ++c) {
+            m_leads.push_back(std::make_unique<CZatTemplRxy>(fs, uVpb, winMs));
+            m_pTemplRxy.push_back(m_leads.back().get());
+        }
+    } catch (...) {
+        Release();
+        throw;
     }
     m_chn = chn;
 }
 
 short CZatMatch::Init() {
+    Release();
     m_bInPeak = m_bMatched = false;
     m_dExitThr = kRxyThreshold;
     m_dPeakRxy = 0;
     m_peakPos = m_waitLen = 0;
     m_bMutex = false;
-    m_fs = m_chn = m_templLen = 0;
+    m_fs = m_templLen = 0;
     m_posR = m_posQ = m_posJ = 0;
     m_postJms = CZatTemplRxy::kDefaultPostJms;
     m_jOffset = m_zeroWidth = 0;
-    m_pTemplRxy.clear();
-    m_leads.clear();
-    m_pTempl.reset();
-    m_pRxy.reset();
-    m_pSTvalues.reset();
     return 0;
 }
 
 void CZatMatch::Delete() {
     Barrier();
+    Release();
+}
+
+/// Leaves no leads and no template; the positions stay.
+void CZatMatch::Release() {
     m_chn = 0;
+    m_bTempl = false;
     m_pTemplRxy.clear();
     m_leads.clear();
     m_pTempl.reset();
@@ -110,10 +117,12 @@ short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ
     } catch (...) {
         // Leads of different lengths would be no template: none has one then.
         m_templLen = 0;
+        m_bTempl = false;
         for (CZatTemplRxy* lead : m_pTemplRxy) lead->DeleteTempl();
         std::fill_n(m_pTempl.get(), Leads(), nullptr);
         throw;
     }
+    m_bTempl = true;
     m_dPeakRxy = 0;
     m_peakPos = 0;
     m_waitLen = m_templLen - m_posR - (m_chn > 0 ? m_pTemplRxy[0]->WindowLength() / 2 : 0);
@@ -145,7 +154,7 @@ int CZatMatch::FindSteepestUpstroke(const short* const* templ, int len, int posM
     return R;
 }
 
-CZatTemplRxy* const* CZatMatch::SetTempl(short** templ) {
+CZatTemplRxy** CZatMatch::SetTempl(short** templ) {
     Barrier();
     if (templ == nullptr) return m_pTemplRxy.data();
     for (std::size_t c = 0; c < std::min(Leads(), kSetTemplLeads); ++c)
@@ -158,7 +167,7 @@ void CZatMatch::ZeroV() {
     for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->ZeroV();
 }
 
-const double* CZatMatch::rxy(const short* frame) {
+double* CZatMatch::rxy(const short* frame) {
     Barrier();
     if (frame == nullptr) return nullptr;
     CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), frame, m_pRxy.get());

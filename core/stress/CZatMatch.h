@@ -53,9 +53,11 @@ public:
 
     /// fs in samples per second, chn leads, uVpb in microvolts per unit, bMutex whether to use the mutex,
     /// winMs the correlation window in milliseconds. Releases what there was and builds the leads anew,
-    /// without a template. A negative chn fails as an allocation (std::bad_alloc).
+    /// without a template. A negative chn, and a window that does not fit into 16 bits of samples, fail as an
+    /// allocation (std::bad_alloc). After a failure there are no leads.
     void Create(short fs, short chn, double uVpb, bool bMutex, short winMs);
-    /// Back to the state of a fresh object. Returns 0.
+    /// Back to the state of a fresh object: what it still holds is released, without waiting for the mutex.
+    /// Returns 0.
     short Init();
     /// Releases the leads and their templates: the measurements answer 0, match null.
     void Delete();
@@ -74,11 +76,13 @@ public:
     short** InitTempl(short** templ, short& len, short& posR, short& posQ, short& posJ, short postJms);
     /// The template array, null before Create; without the lock.
     short** Templ() const { return m_pTempl.get(); }
+    /// Samples per lead of the template; -1 while there is none; without the lock.
+    short TemplLength() const { return m_bTempl ? m_templLen : short{-1}; }
     /// Overwrites the measurement copies of the first 12 leads, of those that there are, with templ's samples
     /// (the template's length each). Matching templates, zero levels and the correlation stay. A null templ
     /// or lead is left out. Returns the leads.
     /// Deliberate: 12 leads whatever their number.
-    CZatTemplRxy* const* SetTempl(short** templ);
+    CZatTemplRxy** SetTempl(short** templ);
     /// Renews the zero level of every lead from its measurement copy.
     void ZeroV();
 
@@ -87,7 +91,7 @@ public:
     short** match(const short* frame);
     /// The correlation part of match alone: takes a frame and returns the correlation of every lead, owned
     /// here, rewritten by every call. Null frame: null.
-    const double* rxy(const short* frame);
+    double* rxy(const short* frame);
 
     /// Sets the time from the J point to the ST point, milliseconds. Returns the number of leads.
     short SetPostJms(short ms);
@@ -128,6 +132,7 @@ private:
     };
 
     void Barrier();
+    void Release();
     std::size_t Leads() const { return static_cast<std::size_t>(m_chn); }
     CZatTemplRxy* Lead(short ch) const;
     int FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const;
@@ -151,6 +156,7 @@ private:
     short m_winLen = 0;                        // compared by Create, never set
     short m_chn = 0;                           // leads
     short m_templLen = 0;                      // samples
+    bool m_bTempl = false;                     // a template has been handed in, if only one without samples
     short m_posR = 0, m_posQ = 0, m_posJ = 0;  // template indices; Q lies 12 ms before the host's
     short m_postJms = CZatTemplRxy::kDefaultPostJms;
     short m_jOffset = 0;    // 6 ms in samples: the J point is read so long after J

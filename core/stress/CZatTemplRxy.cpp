@@ -2,22 +2,32 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 #include "core/Arithmetic.h"
 
 short CZatTemplRxy::Create(short fs, double uVpb, short winMs) {
     const short winLen = WrapToSample(std::max(MsToSamples(winMs, fs), 0));
-    if (winLen != m_winLen) Delete();
+    if (winLen != m_winLen) {
+        Delete();
+        const std::size_t length = ElementCount(winLen);
+        try {
+            m_templDiff.resize(length);
+            m_centred.resize(length);
+            m_diffRing.resize(2 * length);
+        } catch (...) {
+            Delete();
+            throw;
+        }
+        m_winLen = winLen;
+    }
     m_uVpb = uVpb;
     m_fs = fs;
-    m_winLen = winLen;
     m_diffPos = m_winStart = 0;
     m_bFull = false;
-    const auto length = static_cast<std::size_t>(winLen);
-    m_templDiff.assign(length, 0.0);
-    m_diffRing.resize(2 * length);
     m_prev = m_zero = 0;
-    m_dSaa = m_dDiffSum = 0;
+    m_dDiffSum = 0;
+    Centre(0);
     return 0;
 }
 
@@ -40,6 +50,7 @@ short CZatTemplRxy::Init() {
 void CZatTemplRxy::Delete() {
     m_winLen = 0;
     m_templDiff.clear();
+    m_centred.clear();
     m_diffRing.clear();
 }
 
@@ -55,22 +66,25 @@ void CZatTemplRxy::DeleteTempl() {
 short* CZatTemplRxy::InitTempl(const short* templ, short len, short posR, short posQ, short posJ,
                                short postJms, short zeroWidth, short jOffset) {
     if (templ == nullptr) return nullptr;
-    // Copies first: a host may hand back the template that it got from here, and where memory runs out
-    // nothing has changed yet.
-    std::vector<short> beat(templ, templ + std::max(len, short{0})), meas = beat, ring = beat;
+    const auto length = static_cast<std::size_t>(std::max(len, short{0}));
+    if (length != m_templ.size()) {
+        // Built before anything is given up: a host may hand in the template that it got from here.
+        std::vector<short> beat(templ, templ + length), meas(length), ring(length);
+        m_templ.swap(beat);
+        m_meas.swap(meas);
+        m_ring.swap(ring);
+    } else if (length > 0) {
+        std::memmove(m_templ.data(), templ, length * sizeof(short));
+    }
+    std::copy(m_templ.begin(), m_templ.end(), m_meas.begin());
+    std::copy(m_templ.begin(), m_templ.end(), m_ring.begin());
     SetPos(posR, posQ, posJ);
     m_postJms = postJms;
     m_zeroWidth = zeroWidth;
     m_jOffset = jOffset;
-    m_templLen = static_cast<short>(beat.size());
+    m_templLen = static_cast<short>(length);
     m_winStart = m_posR - m_winLen / 2;
     m_ringPos = 0;
-    if (m_templ.size() == beat.size())
-        std::copy(beat.begin(), beat.end(), m_templ.begin());  // hosts keep pointers to it
-    else
-        m_templ.swap(beat);
-    m_meas.swap(meas);
-    m_ring.swap(ring);
     ZeroV();
     Average();
     m_STuv0 = uvSTvalue(-1);
@@ -111,13 +125,17 @@ double CZatTemplRxy::Average() {
         sum += diff;
         ++i;
     }
-    const double mean = sum / m_winLen;
-    m_dSaa = 0;
-    for (double& diff : m_templDiff) {
-        diff -= mean;
-        m_dSaa += diff * diff;
-    }
+    Centre(sum / m_winLen);
     return m_winLen;
+}
+
+/// Takes the template differences less `mean` for the correlation, which needs their sum of squares too.
+void CZatTemplRxy::Centre(double mean) {
+    m_dSaa = 0;
+    for (std::size_t k = 0; k < m_templDiff.size(); ++k) {
+        m_centred[k] = m_templDiff[k] - mean;
+        m_dSaa += m_centred[k] * m_centred[k];
+    }
 }
 
 double CZatTemplRxy::rxy(short sample) {
@@ -159,26 +177,34 @@ bool CZatTemplRxy::Take(short sample) {
     return m_bFull;
 }
 
-/// The correlations of N leads that have just taken a sample, and drops their oldest difference from the
-/// running sum. Every sum adds its terms from the oldest to the newest, each lead for itself.
+/// Adds up b^2 and a b over the window of N leads, each sum for itself from the oldest term to the newest. A
+/// function of this source alone: what a class declares in its header, ahead of core/FloatingPoint.h, some
+/// compilers take for free to fuse.
 template <std::size_t N>
-void CZatTemplRxy::Correlate(CZatTemplRxy* const* leads, double* correlations) {
-    const double* templDiffs[N];
-    const double* diffs[N];
-    double mean[N], sbb[N] = {}, sab[N] = {};
-    for (std::size_t n = 0; n < N; ++n) {
-        templDiffs[n] = leads[n]->m_templDiff.data();
-        diffs[n] = leads[n]->m_diffRing.data() + leads[n]->m_diffPos;
-        mean[n] = leads[n]->m_dDiffSum / leads[n]->m_winLen;
-    }
-    const std::size_t winLen = leads[0]->m_templDiff.size();
+static void SumWindow(const double* const (&centred)[N], const double* const (&diffs)[N],
+                      const double (&mean)[N], std::size_t winLen, double (&sbb)[N], double (&sab)[N]) {
     for (std::size_t k = 0; k < winLen; ++k) {
         for (std::size_t n = 0; n < N; ++n) {
             const double b = diffs[n][k] - mean[n];
             sbb[n] += b * b;
-            sab[n] += templDiffs[n][k] * b;
+            sab[n] += centred[n][k] * b;
         }
     }
+}
+
+/// The correlations of N leads that have just taken a sample, and drops their oldest difference from the
+/// running sum.
+template <std::size_t N>
+void CZatTemplRxy::Correlate(CZatTemplRxy* const* leads, double* correlations) {
+    const double* centred[N];
+    const double* diffs[N];
+    double mean[N], sbb[N] = {}, sab[N] = {};
+    for (std::size_t n = 0; n < N; ++n) {
+        centred[n] = leads[n]->m_centred.data();
+        diffs[n] = leads[n]->m_diffRing.data() + leads[n]->m_diffPos;
+        mean[n] = leads[n]->m_dDiffSum / leads[n]->m_winLen;
+    }
+    SumWindow(centred, diffs, mean, leads[0]->m_centred.size(), sbb, sab);
     for (std::size_t n = 0; n < N; ++n) {
         leads[n]->m_dDiffSum -= diffs[n][0];
         correlations[n] = (sab[n] * sab[n]) / (leads[n]->m_dSaa * sbb[n]);

@@ -37,10 +37,13 @@ public:
     CZatTemplRxy& operator=(const CZatTemplRxy&) = delete;
 
     /// fs in samples per second, uVpb in microvolts per unit, winMs the correlation window in milliseconds.
-    /// Clears the correlation; a template that is there stays, but rxy is NaN or 0 until it is handed in
-    /// again. Returns 0.
+    /// Clears the correlation; a template that is there stays. With the window as it was its differences stay
+    /// too, with a mean of 0 until Average; with another one rxy is NaN until the template is handed in
+    /// again. A window that does not fit into 16 bits of samples wraps, and fails as an allocation
+    /// (std::bad_alloc) where that is negative. After a failure there is no window: rxy is 0 until the next
+    /// Create. Returns 0.
     short Create(short fs, double uVpb, short winMs);
-    /// Back to the state of a fresh object. Returns 0.
+    /// Back to the state of a fresh object: what it still holds is released. Returns 0.
     short Init();
     /// Releases the buffers of the correlation: rxy answers 0 until the next Create.
     void Delete();
@@ -51,8 +54,9 @@ public:
     /// the ST point postJms after J, and the widths of the zero level and of the J offset in samples.
     /// Measures the zero level, the correlation reference and the reference ST and J levels. The incoming
     /// differences and their sum go on as they are; before the ring has filled, the count of samples starts
-    /// anew. Returns the matching template, owned here, valid until an InitTempl with another length. A null
-    /// templ: null, and nothing changes; a negative len counts as 0.
+    /// anew. Returns the matching template, owned here, valid until an InitTempl with another length; it may
+    /// be what is handed in. A null templ: null, and nothing changes; a negative len counts as 0. Allocates
+    /// only where the length changes; where memory runs out (std::bad_alloc) nothing has changed.
     short* InitTempl(const short* templ, short len, short posR, short posQ, short posJ, short postJms,
                      short zeroWidth, short jOffset);
     /// Replaces the measurement copy by len() samples; nothing is recomputed.
@@ -111,6 +115,7 @@ private:
     bool Take(short sample);
     template <std::size_t N>
     static void Correlate(CZatTemplRxy* const* leads, double* correlations);
+    void Centre(double mean);
     bool IsInside(int index) const { return index >= 0 && index < m_templLen; }
     short LevelUv(int index) const;
     int JPoint() const;
@@ -136,7 +141,8 @@ private:
     short m_prev = 0;            // the sample before
 
     int m_winStart = 0;               // template index of the first window sample
-    std::vector<double> m_templDiff;  // a: template differences over the window less their mean
+    std::vector<double> m_templDiff;  // template differences over the window
+    std::vector<double> m_centred;    // a: the same less their mean
     double m_dSaa = 0;                // sum of a^2
     // The last m_winLen incoming differences, each written twice, m_winLen slots apart, so that the window
     // is one run of memory wherever it begins.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <vector>
 
 #include "core/Arithmetic.h"
 
@@ -13,7 +12,6 @@ static constexpr int kPointsPerAngina = 4;
 static constexpr int kLowestAngina = -8192, kHighestAngina = 8191;  // times 4 they fit into 16 bits
 
 static constexpr std::size_t kFewestStages = 3;
-static constexpr float kLowestRate = 110, kHighestRate = 190;           // beats/min of a stage that counts
 static constexpr float kGate130 = 120, kGate150 = 130, kGate170 = 150;  // rates to exceed, beats/min
 
 static constexpr int kMsPerMinute = 60000;
@@ -39,26 +37,26 @@ Pwc FindPwc(const float* power, const float* heartRate, std::size_t count) {
     Pwc result;
     if (count < kFewestStages) return result;
 
-    std::vector<float> powers, rates;
+    std::size_t kept = 0;
     float lowest = 1000, highest = 0, sumPower = 0, sumRate = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        if (!(heartRate[i] >= kLowestRate && heartRate[i] <= kHighestRate)) continue;
-        powers.push_back(power[i]);
-        rates.push_back(heartRate[i]);
+        if (!CountsForPwc(heartRate[i])) continue;
+        ++kept;
         lowest = std::min(lowest, heartRate[i]);
         highest = std::max(highest, heartRate[i]);
         sumPower += power[i];
         sumRate += heartRate[i];
     }
-    if (powers.size() < kFewestStages || !(highest > kGate130) || !(highest > lowest)) return result;
+    if (kept < kFewestStages || !(highest > kGate130) || !(highest > lowest)) return result;
 
-    const auto stages = static_cast<float>(powers.size());
+    const auto stages = static_cast<float>(kept);
     const float meanPower = sumPower / stages;
     const float meanRate = sumRate / stages;
     float sxy = 0, sxx = 0;
-    for (std::size_t i = 0; i < powers.size(); ++i) {
-        const float fromMean = powers[i] - meanPower;
-        sxy += fromMean * (rates[i] - meanRate);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!CountsForPwc(heartRate[i])) continue;
+        const float fromMean = power[i] - meanPower;
+        sxy += fromMean * (heartRate[i] - meanRate);
         sxx += fromMean * fromMean;
     }
     if (!(sxx > 0)) return result;

@@ -1,6 +1,6 @@
 // Exercise indices: two summary values of a stress test, and the two heart rates that the bindings show.
 //
-// Pure functions of their arguments, from any thread, with or without an engine. Only FindPwc allocates.
+// Pure functions of their arguments, from any thread, with or without an engine. Nothing allocates.
 #pragma once
 
 #include <array>
@@ -28,8 +28,11 @@ struct Pwc {
     static constexpr float kNotComputed = -1;
     float pwc130 = kNotComputed, pwc150 = kNotComputed, pwc170 = kNotComputed;  // in the unit of the powers
 };
+/// Whether a stage with this heart rate, beats/min, counts for the working capacity. NaN does not.
+inline bool CountsForPwc(float heartRate) { return heartRate >= 110 && heartRate <= 190; }
 /// From `count` stages with a power (any unit) and the heart rate reached (beats/min): the least-squares line
 /// of heart rate on power over the stages from 110 to 190 beats/min, read at the three rates.
+/// The powers of other stages are not read.
 /// All stay not computed with fewer than three such stages, where the heart rate stays at 120 or below, does
 /// not change, or does not rise with power. 150 needs a rate above 130, 170 one above 150; a rate that the
 /// line reaches at no positive power stays not computed.

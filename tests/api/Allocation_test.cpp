@@ -2,37 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
-#include <new>
-#include <vector>
 
 #include "api/qzDfs.h"
 #include "api/qzFilters.h"
 #include "api/qzStressECGLib.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/Beats.h"
-
-static std::size_t g_allocations = 0;  // since the program began; the tests have one thread
-
-void* operator new(std::size_t size) {
-    ++g_allocations;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-    throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) { return operator new(size); }
-// Not inlined: g++ would take new and free for a mismatched pair.
-[[gnu::noinline]] static void Free(void* memory) { std::free(memory); }
-void operator delete(void* memory) noexcept { Free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { Free(memory); }
-void operator delete[](void* memory) noexcept { Free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { Free(memory); }
-
-/// How many allocations `call` makes.
-template <typename Call>
-static std::size_t AllocationsOf(Call call) {
-    const std::size_t before = g_allocations;
-    call();
-    return g_allocations - before;
-}
 
 TEST(Allocation, CountsWhatTheLibraryAllocates) {
     EXPECT_GT(AllocationsOf([] { qzStressECGLib_create(500, 8, 2.5); }), 8u);
@@ -49,6 +24,7 @@ TEST(Allocation, NoPerFrameFunctionAllocatesOverALongStream) {
     qzStressECGLib_init(true);
     qzStressECGLib_create(500, kLeads, 2.5);
     qzStressECGLib_InitTempl(rows.Pointers(), len, 135, 185, 60);
+    EXPECT_EQ(AllocationsOf([&] { qzStressECGLib_InitTempl(rows.Pointers(), len, 135, 185, 60); }), 0u);
     qzStressECGLib_InitMultiMeanRRms(500, kLeads, 50, 2.5);
     qzFilters_create(500, kLeads, 40, 50, 2);
     qzDfs_create(kLeads, 2.5);

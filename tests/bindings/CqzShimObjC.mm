@@ -138,25 +138,7 @@ short CqzStressTemplLib_getMeanHR(CqzStressTemplLib *self, short s1, short s2, s
     return [self->object getMeanHR:s1 data2:s2 data3:s3];
 }
 
-short CqzStressTemplLib_getDuke(short stressSeconds, float deepestSTmV, short angina) {
-    return [OCqzStressTemplLib getDuke:stressSeconds deepestSTwithmV:deepestSTmV anginaPectoris:angina];
-}
-
-void CqzStressTemplLib_getPWC(const float *power, std::size_t powerCount, const float *hr,
-                              std::size_t hrCount, float pwc[3]) {
-    NSArray *values = [OCqzStressTemplLib getPWC:Boxed(power, powerCount) hr:Boxed(hr, hrCount)];
-    OCReadArray(values, pwc, 3);
-}
-
 CqzFiltersLib *CqzFiltersLib_init() { return new CqzFiltersLib{[[OCqzFiltersLib alloc] init]}; }
-
-CqzFiltersLib *CqzFiltersLib_initWith(short fs, short chn, short freqLpass, short freqNotch, short smooth) {
-    return new CqzFiltersLib{[[OCqzFiltersLib alloc] init:fs
-                                                      chn:chn
-                                                freqLpass:freqLpass
-                                                freqNotch:freqNotch
-                                                   smooth:smooth]};
-}
 
 void CqzFiltersLib_release(CqzFiltersLib *self) { Release(self); }
 
@@ -184,10 +166,6 @@ void CqzFiltersLib_destroy(CqzFiltersLib *self) { [self->object destroy]; }
 
 CqzDfsLib *CqzDfsLib_init() { return new CqzDfsLib{[[OCqzDfsLib alloc] init]}; }
 
-CqzDfsLib *CqzDfsLib_initWith(short chn, double uVpb) {
-    return new CqzDfsLib{[[OCqzDfsLib alloc] init:chn uVpb:uVpb]};
-}
-
 void CqzDfsLib_release(CqzDfsLib *self) { Release(self); }
 
 bool CqzDfsLib_create(CqzDfsLib *self, short chn, double uVpb) { return [self->object create:chn uVpb:uVpb]; }
@@ -199,10 +177,6 @@ CqzSamples CqzDfsLib_getData(CqzDfsLib *self, const short *frame, std::size_t co
 void CqzDfsLib_destroy(CqzDfsLib *self) { [self->object destroy]; }
 
 CqzMeanRRmsLib *CqzMeanRRmsLib_init() { return new CqzMeanRRmsLib{[[OCqzMeanRRmsLib alloc] init]}; }
-
-CqzMeanRRmsLib *CqzMeanRRmsLib_initWith(short fs, short chn, short freqNotch, double uVpb) {
-    return new CqzMeanRRmsLib{[[OCqzMeanRRmsLib alloc] init:fs chn:chn freqNotch:freqNotch uVpb:uVpb]};
-}
 
 void CqzMeanRRmsLib_release(CqzMeanRRmsLib *self) { Release(self); }
 

@@ -8,6 +8,7 @@
 
 #include "tests/support/Beats.h"
 
+#include "api/qzFilterBanksC.h"
 #import "bindings/objc/OCqzConversions.h"
 #import "bindings/objc/include/OCqz.h"
 
@@ -180,16 +181,41 @@ TEST_F(OCqz, ReadsRowsThatAreNoArraysAsEmptyAndElementsThatAreNoNumbersAs0) {
     EXPECT_EQ([m_stress match:OddFrame()], NoArray());
 }
 
-TEST_F(OCqz, GivesThreeNumbersForPwcAndReadsNothingOfFewerThanThreePairs) {
-    const Row none = {-1, -1, -1};
-    EXPECT_EQ(Samples([OCqzStressTemplLib getPWC:NoArray() hr:Frame({110, 130, 150})]), none);
-    EXPECT_EQ(Samples([OCqzStressTemplLib getPWC:Frame({50, 100, 150, 7})
-                                              hr:Array({[NSNull null], @"130", [NSArray array], @"150"})]),
-              none);
-    id counted = [[[CountedNumber alloc] init] autorelease];
+TEST_F(OCqz, ReadsForPwcWhatAnswersFloatValueAndNoPowerThatDoesNotCount) {
+    id counted = [[[CountedNumber alloc] init] autorelease], none = [NSNull null];
     g_reads = 0;
-    [OCqzStressTemplLib getPWC:Array({counted, counted}) hr:Array({counted, counted, counted})];
+    const auto pwc = [](NSArray *power, NSArray *rates) {
+        return Samples([OCqzStressTemplLib getPWC:power hr:rates]);
+    };
+    EXPECT_EQ(pwc(Array({counted, counted}), Array({counted, counted, counted})), Row(3, -1));
+    EXPECT_EQ(pwc(NoArray(), Frame({110, 130, 150})), Row(3, -1));
+    const Row found = {100, 150, -1};
+    EXPECT_EQ(pwc(Array({@"50", @"100", @"150", counted, counted, counted}),
+                  Array({@"110", @"130", @"150", @"109.9", @"190.1", none})),
+              found);
     EXPECT_EQ(g_reads, 0);
-    [OCqzStressTemplLib getPWC:Array({counted, counted, counted}) hr:Array({counted, counted, counted})];
+    EXPECT_EQ(pwc(Array({@"50", @"100", @"150", none}), Frame({110, 130, 150, 190})), found);
+    pwc(Array({counted, counted, counted}), Array({counted, counted, counted}));
     EXPECT_EQ(g_reads, 6) << "or the count above would prove nothing";
+    EXPECT_EQ([OCqzStressTemplLib getDuke:600 deepestSTwithmV:0 anginaPectoris:9000], 10 - 36000 + 65536);
+}
+
+TEST_F(OCqz, HasFilterBanksOfItsOwnAndEchoesFramesOfOtherLengths) {
+    OCqzFilterBank *banks[] = {[[OCqzFilterBank alloc] init:kFs chn:2 notch:60 q:10],
+                               [[OCqzFilterBank alloc] init:kFs chn:2 highpass:0.5]};
+    qzc_filter_bank *const same[] = {qzc_notch_create(kFs, 2, 60, 10), qzc_highpass_create(kFs, 2, 0.5)};
+    NSArray *longer = Frame({1, 2, 3});
+    for (std::size_t k = 0; k < 2; ++k) {
+        for (short sample = 0; sample < 30000; sample += 111) {
+            Row frame = {sample, 20000};
+            NSArray *filtered = [banks[k] filter:Frame(frame)];
+            qzc_filter_bank_filter(same[k], frame.data(), 2);
+            EXPECT_EQ(Samples(filtered), frame);
+            EXPECT_EQ([banks[k] filter:longer], longer);
+        }
+        [banks[k] release];
+        qzc_filter_bank_destroy(same[k]);
+    }
+    EXPECT_TRUE([[OCqzFilterBank alloc] init:kFs chn:2 notch:kFs / 2 q:10] == nil);
+    EXPECT_TRUE([[OCqzFilterBank alloc] init:kFs chn:-1 highpass:0.05] == nil);
 }

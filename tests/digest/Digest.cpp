@@ -1,109 +1,131 @@
-// Prints one hash per facility and sampling rate over every result of a minute of signal. Builds with other
-// compilers and optimisation levels have to print the same lines.
-#include <array>
-#include <cstddef>
-#include <cstdint>
+// qz_digest [VALUES]: prints one hash per class and flat interface over every answer of a run through it.
+// With the file of the stored values it prints nothing but the lines that differ, and fails where there is
+// one.
+//
+// The values are those of `build/release/tests/qz_digest > tests/digest/values.txt`. Every compiler,
+// optimisation level and processor has to give them.
 #include <cstdio>
-#include <cstring>
-#include <vector>
+#include <fstream>
+#include <initializer_list>
+#include <iostream>
+#include <set>
+#include <sstream>
+#include <string>
 
 #include "api/qzDfs.h"
 #include "api/qzFilters.h"
 #include "api/qzStressECGLib.h"
-#include "tests/support/Signals.h"
+#include "core/stress/ExerciseIndices.h"
+#include "tests/digest/Runs.h"
 
 namespace {
 
-constexpr std::size_t kLeads = 12;
-constexpr double kSeconds = 60;
+using Hashes = std::map<std::string, Hash>;
 
-/// FNV-1a over the bytes of what it is given.
-class Hash {
-public:
-    template <typename T>
-    void Add(const T* values, std::size_t count) {
-        for (std::size_t i = 0; i < count * sizeof(T); ++i) {
-            m_value ^= reinterpret_cast<const unsigned char*>(values)[i];
-            m_value *= 0x100000001b3U;
+constexpr short kLeads = 12;
+
+void RunFilters(int fs, Hash& hash) {
+    for (const auto& [lowpass, notch, smooth] : {std::tuple{40, 50, 2}, {0, 60, 1}, {35, -1, 5}, {0, 0, 0}}) {
+        Samples frames = Heart(fs);
+        hash.Add(qzFilters_create(Wrapped(fs), kLeads, Wrapped(lowpass), Wrapped(notch), Wrapped(smooth)));
+        for (std::size_t i = 0; i < frames.size() / 2; i += kWide) {
+            const std::size_t on = i / kWide / 200;  // stages by turns
+            if (i % (200 * kWide) == 0 && on > 4) qzFilters_switch(on & 1U, on & 2U, on & 4U);
+            qzFilters_filters(&frames[i]);
+            hash.AddAll(&frames[i], kWide);
         }
     }
-    void Print(const char* what, int fs) const {
-        std::printf("%-12s %4d Hz  %016llx\n", what, fs, static_cast<unsigned long long>(m_value));
-    }
-
-private:
-    std::uint64_t m_value = 0xcbf29ce484222325U;
-};
-
-/// Interleaved frames: every lead another gain, noise and polarity of the same heart.
-std::vector<short> Frames(int fs) {
-    std::vector<std::vector<short>> leads;
-    for (std::size_t lead = 0; lead < kLeads; ++lead) {
-        leads.push_back(NoisyEcg(fs, kSeconds, static_cast<unsigned>(lead) + 1));
-        const int gain = static_cast<int>(lead) * 17 + 40;
-        for (short& sample : leads.back()) sample = Wrapped(sample * (lead % 3 == 2 ? -gain : gain) / 100);
-    }
-    std::vector<short> frames;
-    for (std::size_t i = 0; i < leads[0].size(); ++i)
-        for (const std::vector<short>& lead : leads) frames.push_back(lead[i]);
-    return frames;
+    qzFilters_destroy();
 }
 
-void Digest(short fs) {
-    std::vector<short> frames = Frames(fs);
-    const std::size_t count = frames.size() / kLeads;
+void RunDoubler(Hash& hash) {
+    Samples frames = Heart(250);
+    hash.Add(qzDfs_create(kLeads, 4.88));
+    for (std::size_t i = 0; i < frames.size(); i += kWide)
+        for (const Samples& row : qzDfs_getData(&frames[i])) hash.AddAll(row.data(), row.size());
+    qzDfs_destroy();
+}
 
-    Hash doubled;
-    qzDfs_create(kLeads, 1.0);
-    for (std::size_t i = 0; i < count; ++i)
-        for (const std::vector<short>& row : qzDfs_getData(&frames[i * kLeads]))
-            doubled.Add(row.data(), row.size());
-    doubled.Print("doubler", fs);
-
-    Hash filtered;
-    qzFilters_create(fs, kLeads, 40, 50, 2);
-    for (std::size_t i = 0; i < count; ++i) qzFilters_filters(&frames[i * kLeads]);
-    filtered.Add(frames.data(), frames.size());
-    filtered.Print("filters", fs);
-
-    // Any stretch serves as a template as long as beats like it follow: the tenth second, with its QRS near
-    // the middle or not.
-    const std::size_t start = 10U * static_cast<std::size_t>(fs);
-    short length = static_cast<short>(fs * 8 / 10);
-    std::vector<std::vector<short>> beat(kLeads);
-    std::array<short*, kLeads> rows = {};
-    for (std::size_t lead = 0; lead < kLeads; ++lead) {
-        for (std::size_t i = 0; i < static_cast<std::size_t>(length); ++i)
-            beat[lead].push_back(frames[(start + i) * kLeads + lead]);
-        rows[lead] = beat[lead].data();
-    }
-    Hash rates, templates, trends;
-    std::size_t folded = 0;
-    qzStressECGLib_create(fs, kLeads, 4.88);
-    qzStressECGLib_InitMultiMeanRRms(fs, kLeads, 50, 4.88);
-    qzStressECGLib_InitTempl(rows.data(), length, static_cast<short>(fs / 5), static_cast<short>(fs / 2), 60);
-    for (std::size_t i = 0; i < count; ++i) {
-        short* frame = &frames[i * kLeads];
-        const std::array<short, 2> rr = {qzStressECGLib_MeanRRms(frame[0], frame[1], frame[6]),
-                                         qzStressECGLib_MultiMeanRRms(frame)};
-        rates.Add(rr.data(), rr.size());
-        short* const* templ = qzStressECGLib_match(frame);
+void RunEngine(int fs, short leads, double uVpb, Hash& hash) {
+    Samples frames = Heart(fs);
+    auto rows = CutBeats(fs, 2050, static_cast<std::size_t>(fs));
+    short length = Wrapped(fs);
+    hash.Add(qzStressECGLib_create(Wrapped(fs), leads, uVpb)).Add(qzStressECGLib_getTempl() != nullptr);
+    qzStressECGLib_InitMultiMeanRRms(Wrapped(fs), leads, 50, uVpb);
+    qzStressECGLib_InitTempl(rows.Pointers(), length, Wrapped(fs * 3 / 10), Wrapped(fs * 21 / 50), 60);
+    const auto count = static_cast<std::size_t>(leads);
+    for (std::size_t i = 0; i < frames.size(); i += kWide) {
+        short* x = &frames[i];
+        hash.Add(qzStressECGLib_MeanRRms(x[0], x[1], x[2]),
+                 i % 2000 < 900 ? qzStressECGLib_MultiMeanHR(x) : qzStressECGLib_MultiMeanRRms(x));
+        short** templ = qzStressECGLib_match(x);
         if (templ == nullptr) continue;
-        ++folded;
-        for (std::size_t lead = 0; lead < kLeads; ++lead)
-            templates.Add(templ[lead], static_cast<std::size_t>(length));
-        trends.Add(qzStressECGLib_uvSTvalue(), kLeads);
-        trends.Add(qzStressECGLib_STslope(), kLeads);
-        trends.Add(qzStressECGLib_STresults(800), kLeads);
+        short r = 0, q = 0, j = 0, ms = 0;
+        hash.Add(i, qzStressECGLib_GetPos(r, q, j, ms)).Add(r, q, j, ms);
+        for (std::size_t lead = 0; lead < count; ++lead)
+            hash.AddAll(templ[lead], static_cast<std::size_t>(length));
+        hash.AddAll(qzStressECGLib_uvSTvalue(), count);
+        hash.AddAll(qzStressECGLib_STslope(), count);
+        for (std::size_t lead = 0; lead < count; ++lead) {
+            const STresult& s = qzStressECGLib_STresults(Wrapped(600 + static_cast<int>(i % 900)))[lead];
+            hash.Add(s.RuV, s.JuV, s.STuV, s.deltaSTuV, s.deltaJuV, s.STslope, s.STHRindex);
+        }
+        if (i % 5 == 0)
+            hash.Add(qzStressECGLib_SetPos(q, Wrapped(j + 1)))
+                .Add(qzStressECGLib_SetPostJms(Wrapped(ms + 1)));
     }
-    rates.Print("heart rate", fs);
-    templates.Print("templates", fs);
-    trends.Print("ST", fs);
-    std::printf("%-12s %4d Hz  %zu beats\n", "folded", fs, folded);
+}
+
+void RunIndices(Hash& hash) {
+    const auto random = RandomSamples(17, 4000, 32767);
+    for (std::size_t i = 0; i + 16 < random.size(); ++i) {
+        const float mV = static_cast<float>(random[i + 1]) / 8000;
+        const short angina = Wrapped(i % 9 == 0 ? random[i + 2] : random[i + 2] % 3);
+        hash.Add(DukeScore(random[i], mV, angina), DukeScoreChecked(random[i], mV, angina).value_or(12345),
+                 HeartRateOfThreeLeads(random[i]), HeartRateOfManyLeads(random[i]));
+        std::vector<float> power, rate;
+        for (std::size_t k = 0; k < i % 7; ++k) {
+            power.push_back(static_cast<float>(25 * k + static_cast<std::size_t>(random[i + k] & 15)));
+            rate.push_back(static_cast<float>(100 + 12 * static_cast<int>(k) + random[i + 2 * k] % 20));
+        }
+        const Pwc pwc = FindPwc(power.data(), rate.data(), power.size());
+        hash.Add(pwc.pwc130, pwc.pwc150, pwc.pwc170);
+    }
+}
+
+Hashes RunAll() {
+    Hashes hashes;
+    ForEachClass([&hashes]<typename T>(Class<T> of, int fs, auto... arguments) {
+        T object(arguments...);
+        Run(object, fs, hashes[of.name]);
+    });
+    for (const int fs : kSamplingRates) {
+        RunFilters(fs, hashes["qzFilters"]);
+        RunEngine(fs, kLeads, 4.88, hashes["qzStressECGLib"]);
+        RunEngine(fs, 3, 2.5, hashes["qzStressECGLib"]);  // replaces an engine with its trends
+    }
+    qzStressECGLib_destroy();
+    RunDoubler(hashes["qzDfs"]);
+    RunIndices(hashes["ExerciseIndices"]);
+    return hashes;
 }
 
 }  // namespace
 
-int main() {
-    for (const int fs : kSamplingRates) Digest(static_cast<short>(fs));
+int main(int argc, char** argv) {
+    std::set<std::string> stored;
+    if (argc > 1) {
+        std::ifstream file(argv[1]);
+        for (std::string line; std::getline(file, line);) stored.insert(line);
+    }
+    const auto hashes = RunAll();
+    bool same = stored.empty() || stored.size() == hashes.size();
+    for (const auto& [name, hash] : hashes) {
+        std::ostringstream line;
+        line << name << ' ' << std::hex << hash.Value();
+        if (stored.contains(line.str())) continue;
+        same = false;
+        std::cout << line.str() << '\n';
+    }
+    return argc > 1 && !same;
 }
