@@ -31,6 +31,7 @@ if(qz_has_shared)
     add_library(qzStressTemplLib::shared ALIAS qzStressTemplLib)
     set_target_properties(qzStressTemplLib PROPERTIES
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME shared)
+    target_link_libraries(qzStressTemplLib PRIVATE $<BUILD_INTERFACE:qz_hardening>)
     list(APPEND qz_libraries qzStressTemplLib)
     if(WIN32)
         target_compile_definitions(qzStressTemplLib INTERFACE QZ_API=__declspec(dllimport))

@@ -19,6 +19,10 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     add_test(NAME exported_names
         COMMAND sh ${package}/symbols_test.sh ${PROJECT_SOURCE_DIR} $<TARGET_FILE:qzStressTemplLib>
             $<TARGET_FILE:qzStressTemplLib_static>)
+    add_test(NAME hardened
+        COMMAND sh ${package}/hardening_test.sh $<TARGET_FILE:qzStressTemplLib>
+            $<$<TARGET_EXISTS:qzstress>:$<TARGET_FILE:qzstress>>
+        COMMAND_EXPAND_LISTS)
 endif()
 find_program(PYTHON3 python3)
 if(PYTHON3)
