@@ -43,7 +43,7 @@ Frames RandomFrames(std::size_t count) {
 void WriteRecord(const std::string& path, const SourceInfo& info, const Frames& frames) {
     const auto sink = CreateRecord(path, info);
     for (const auto& frame : frames) sink->Write(frame.data());
-    sink->Finish();
+    PendingFile::CommitAll(sink->Finish());
 }
 
 Frames ReadAll(FrameSource& source) {
