@@ -33,13 +33,11 @@ struct Lead {
     double LevelUv(int stored) const { return (stored + offset) * uvPerUnit; }
 };
 
-std::string Stripped(std::string text) {
+std::string Trimmed(std::string text) {
     text.erase(text.find_last_not_of(' ') + 1);
     text.erase(0, text.find_first_not_of(' '));
-    return text;
+    return OneLine(text);
 }
-/// For people.
-std::string Trimmed(const std::string& text) { return OneLine(Stripped(text)); }
 
 /// A number in a field of the header; nothing where there is none.
 std::optional<long long> HeaderNumber(const std::string& header, std::size_t from, std::size_t width) {
@@ -202,7 +200,7 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
         std::snprintf(line, sizeof line, ": %g Hz, %g to %g %s as %d to %d", rate, signal.phys_min,
                       signal.phys_max, unit.c_str(), signal.dig_min, signal.dig_max);
         m_state->description.push_back(label + line);
-        const double uvPerPhysicalUnit = MicrovoltsPer(Stripped(signal.physdimension));
+        const double uvPerPhysicalUnit = MicrovoltsPer(unit);
         if (uvPerPhysicalUnit == 0) {
             m_state->warnings.push_back(Quote(label) + " left out: its unit " + Quote(unit) +
                                         " is not a voltage");
