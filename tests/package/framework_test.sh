@@ -24,7 +24,8 @@ darwin "$work/build"
 ! ninja -C "$work/build" -n all | grep -q '\.framework' || { echo "the framework is built unasked" >&2; exit 1; }
 
 inside=qzStressTemplLib.framework/Versions/A
-ninja -C "$work/build" $(ninja -C "$work/build" -t targets all | sed -nE "s,^($inside/(Headers|Modules)/[^:]*):.*,\1,p") >"$work/log"
+files=$(ninja -C "$work/build" -t targets all | sed -nE "s,^($inside/(Headers|Modules)/[^:]*):.*,\1,p")
+ninja -C "$work/build" $files >"$work/log"
 framework=$work/qzStressTemplLib.framework
 mv "$work/build/$inside" "$framework"
 paths=$(ninja -C "$work/build" -t commands "$inside/qzStressTemplLib" | grep 'OCqzDfsLib\.mm' | grep -o -- ' -I[^ ]*')
@@ -43,7 +44,10 @@ cat - "$work/header.m" >"$work/flat.mm" <<'USE'
 #include <qzStressTemplLib/qzDfs.h>
 #include <qzStressTemplLib/qzFilters.h>
 #include <qzStressTemplLib/qzStressECGLib.h>
-bool flat(short *frame) { qzFilters_filters(frame); return qzStressECGLib_match(frame) && qzDfs_getData(frame).empty(); }
+bool flat(short *frame) {
+    qzFilters_filters(frame);
+    return qzStressECGLib_match(frame) && qzDfs_getData(frame).empty();
+}
 USE
 objc() {
     "$clang" -fobjc-runtime=macosx-12 -Wall -Wextra -Wquoted-include-in-framework-header -Werror -fsyntax-only \
@@ -51,10 +55,11 @@ objc() {
 }
 objc "$work/header.m"
 objc -std=c++17 "$work/flat.mm"
-objc -fmodules -fmodules-cache-path="$work/cache" "$work/module.m"
+modules="-fmodules -fmodules-cache-path=$work/cache"
+objc $modules "$work/module.m"
 # What is not of the module is not there to be used: C++ is kept from Objective-C.
 echo 'bool match(void) { return qzStressECGLib_match(0); }' | cat "$work/module.m" - >"$work/foreign.m"
-! objc -fmodules -fmodules-cache-path="$work/cache" "$work/foreign.m" 2>/dev/null || { echo "the check lets everything pass" >&2; exit 1; }
+! objc $modules "$work/foreign.m" 2>/dev/null || { echo "the check lets everything pass" >&2; exit 1; }
 
 bash -n scripts/xcframework
 if ! command -v xcodebuild >/dev/null; then
