@@ -1,5 +1,5 @@
 // qzStressTemplLib.framework: the whole library as one module for Apple's platforms. Objective-C sees the
-// four OC classes and the C interface here, Swift the qz classes besides. C++ includes the flat interfaces by
+// OC classes and the C interface here, Swift the qz classes besides. C++ includes the flat interfaces by
 // name: <qzStressTemplLib/qzStressECGLib.h>, <qzStressTemplLib/qzFilters.h>, <qzStressTemplLib/qzDfs.h>.
 #pragma once
 

@@ -1,6 +1,5 @@
 // The C header of the Swift stand-in over the Objective-C classes themselves, so that one test can hold both
-// to the same behaviour. A result is copied out of the object's array into a buffer that stays in place for
-// as long as that array does.
+// to the same behaviour. A result is a copy of the object's array.
 #include "CqzShim.h"
 
 #include <gtest/gtest.h>
@@ -35,20 +34,15 @@ NSArray *Boxed(const T *values, std::size_t count) {
 
 /// The copy of one result array.
 template <typename Result, typename T>
-class Mirror {
-public:
+struct Mirror {
+    std::vector<T> values;
+
     Result Show(NSArray *array) {
         if (array == nil) return {nullptr, -1};
-        const std::size_t count = [array count];
-        if (array != m_array) m_values = std::vector<T>(std::max<std::size_t>(count, 1));
-        m_array = array;
-        OCReadArray(array, m_values.data(), count);
-        return {m_values.data(), static_cast<std::int32_t>(count)};
+        values.assign([array count] + 1, T{});  // with an address also when empty
+        OCReadArray(array, values.data(), [array count]);
+        return {values.data(), static_cast<std::int32_t>([array count])};
     }
-
-private:
-    NSArray *m_array = nil;  // to compare with
-    std::vector<T> m_values;
 };
 
 template <typename Handle>
@@ -63,14 +57,12 @@ struct CqzStressTemplLib {
     OCqzStressTemplLib *object;
     Mirror<CqzSamples, short> pos = {}, ST = {};
     Mirror<CqzFloats, float> STslope = {};
-    NSArray *templ = nil;  // to compare with
     std::vector<short> samples = {};
 
     CqzTemplate Show(NSArray *rows) {
         if (rows == nil) return {nullptr, -1, 0};
         const std::size_t count = [rows count], length = count > 0 ? [[rows objectAtIndex:0] count] : 0;
-        if (rows != templ) samples = std::vector<short>(std::max<std::size_t>(count * length, 1));
-        templ = rows;
+        samples.assign(count * length + 1, 0);
         for (std::size_t c = 0; c < count; ++c)
             OCReadArray([rows objectAtIndex:c], samples.data() + c * length, length);
         return {samples.data(), static_cast<std::int32_t>(count), static_cast<std::int32_t>(length)};

@@ -66,9 +66,9 @@ inline int Zigzag(std::int64_t n, int period, int amplitude) {
 
 /// A beat drawn with straight lines: P, Q, R, S, a raised ST segment and T; R has a height of 1000 at 150 ms.
 inline int Beat(std::int64_t ms) {
-    static constexpr int kCorners[][2] = {{0, 0},     {40, 100},   {80, 0},     {128, 0},
-                                          {136, -90}, {150, 1000}, {166, -240}, {180, 60},
-                                          {260, 80},  {350, 280},  {440, 0},    {INT_MAX, 0}};
+    static constexpr int kCorners[][2] = {
+        {0, 0},     {40, 100},   {80, 0},     {100, 0},  {115, -60}, {130, 100}, {140, 600}, {150, 1000},
+        {160, 650}, {175, -100}, {190, -240}, {215, 60}, {270, 80},  {350, 280}, {440, 0},   {INT_MAX, 0}};
     const auto* to = kCorners;
     while (ms >= (*to)[0]) ++to;
     if (to == kCorners) return 0;
@@ -373,12 +373,18 @@ inline void Run(CZatTemplRxy& lead, int fs, Hash& hash) {
 /// are noise for some frames, also inside a correlation peak.
 inline void Match(CZatMatch& matcher, int fs, int first, int seconds, Hash& hash) {
     const Samples& heart = Heart(fs);
+    const auto noise = RandomSamples(19, 4096, 60);
     const auto leads = static_cast<std::size_t>(matcher.SetPostJms(60));
     for (int n = 0; n < seconds * fs; ++n) {
         const short* at = &heart[static_cast<std::size_t>(first * fs + n) * kWide];
         Samples frame(at, at + kWide);
-        if (n / 6 % 17 == 5)
-            for (std::size_t lead = 0; lead < (leads + 1) / 2; ++lead) frame[lead] = Wrapped(n * 7919);
+        for (std::size_t lead = 0; lead < leads; ++lead) {
+            const auto now = static_cast<std::size_t>(n);
+            frame[lead] =
+                Wrapped(frame[lead] + noise[(now * (lead + 5)) % 4096] *
+                                          ((n / (fs / 2) + n / 7 * static_cast<int>(lead)) % 5) / 4);
+            if (n / 6 % 17 == 5 && 2 * lead <= leads) frame[lead] = Wrapped(n * 7919);
+        }
         short r = 0, q = 0, j = 0, ms = 0;
         short** folded = matcher.match(frame.data());
         const short length = matcher.GetPos(r, q, j, ms);
@@ -479,7 +485,8 @@ void ForEachClass(Visitor visit) {
         }
         visit(Class<FreqInterpretate>{"FreqInterpretate"}, fs, fs, fs * 6 / 5 + 1);
         visit(Class<FreqInterpretate>{"FreqInterpretate"}, fs, fs / 10, 3 * fs);
-        visit(Class<CSmoothFilter>{"CSmoothFilter"}, fs, fs, 25);
+        for (const int any : {fs, fs / 3, fs + 140})
+            visit(Class<CSmoothFilter>{"CSmoothFilter"}, fs, any, fs == 250 ? 0 : 10);
         visit(Class<CSmoothFilterEx>{"CSmoothFilterEx"}, fs, fs);
         visit(Class<CMultiChannelLowpass2>{"CMultiChannelLowpass2"}, fs, hz, fs, 16);
         visit(Class<CMultiChannelHighpass>{"CMultiChannelHighpass"}, fs, 0.5, fs, 16);

@@ -43,7 +43,7 @@ Frames RandomFrames(std::size_t count) {
 void WriteRecord(const std::string& path, const SourceInfo& info, const Frames& frames) {
     const auto sink = CreateRecord(path, info);
     for (const auto& frame : frames) sink->Write(frame.data());
-    sink->Finish();
+    PendingFile::CommitAll(sink->Finish());
 }
 
 Frames ReadAll(FrameSource& source) {
@@ -53,18 +53,10 @@ Frames ReadAll(FrameSource& source) {
     return frames;
 }
 
-TEST(FrameSink, WritesWfdbThatReadsBackWithItsChecksumsAndFacts) {
+TEST(FrameSink, WritesWfdbByteForByte) {
     const Folder folder;
-    const Frames frames = RandomFrames(1234);
-    WriteRecord(folder.Path("r.hea"), Facts(), frames);
-    EXPECT_THAT(folder.Names(), ElementsAre("r.dat", "r.hea"));
-    WfdbRecord record(folder.Path("r"));
-    EXPECT_EQ(ReadAll(record), frames);
-    EXPECT_THAT(record.Warnings(), IsEmpty());  // of a checksum that differs, for one
-    EXPECT_EQ(record.Info().uVpb, 1);
-    EXPECT_EQ(record.Info().fs, 250);
-    EXPECT_EQ(record.Info().leads, Facts().leads);
-    WriteRecord(folder.Path("s"), Facts(2.5), {{1, -2, 3}, {4, -5, 6}});
+    WriteRecord(folder.Path("s.hea"), Facts(2.5), {{1, -2, 3}, {4, -5, 6}});
+    EXPECT_THAT(folder.Names(), ElementsAre("s.dat", "s.hea"));
     EXPECT_EQ(folder.Bytes("s.hea"),
               "s 3 250 2 23:59:58 28/02/2021\n"
               "s.dat 16 400(0)/mV 16 0 1 5 0 I\n"

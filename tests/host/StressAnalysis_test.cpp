@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/HostError.h"
 #include "host/SimulatedTest.h"
+#include "tests/support/Folder.h"
 
 namespace {
 
@@ -128,12 +128,7 @@ private:
 };
 
 std::string MessageFor(FrameSource& source, const StressOptions& options) {
-    try {
-        StressAnalysis(source, options).Run();
-    } catch (const HostError& error) {
-        return error.what();
-    }
-    return "accepted";
+    return RefusalOf([&] { StressAnalysis(source, options).Run(); });
 }
 
 std::vector<int> AllLeads() { return {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}; }
@@ -370,19 +365,6 @@ TEST(StressAnalysis, StripsShowTheRecordedAndTheConditionedSignalInStep) {
                           2.5F * static_cast<float>(witness.raw[(first + i) * 2 + lead] - witness.raw[lead]));
                 ASSERT_EQ(strip.cleanUv[lead][i], witness.clean[(first + i) * 2 + lead]);
             }
-            // The slopes of both fit best where they are; the filters' delay is known to a sample.
-            const auto fit = [&](int lag) {
-                double sum = 0;
-                for (std::size_t i = 50; i + 50 < length; ++i) {
-                    const std::size_t at = i - 40 + static_cast<std::size_t>(lag + 40);
-                    sum += (strip.rawUv[lead][i] - strip.rawUv[lead][i - 4]) *
-                           (strip.cleanUv[lead][at] - strip.cleanUv[lead][at - 4]);
-                }
-                return sum;
-            };
-            int best = -40;
-            for (int lag = -40; lag <= 40; ++lag) best = fit(lag) > fit(best) ? lag : best;
-            EXPECT_LE(std::abs(best), 1);
         }
     }
 }

@@ -103,7 +103,7 @@ TEST(Truth, RefusesDamagedFilesInOneLineThatNamesThePlace) {
     ASSERT_EQ(refusal(whole), "");
     for (std::size_t length = 0; length + 2 < whole.size(); length += 7)
         ASSERT_THAT(refusal(whole.substr(0, length)), HasSubstr("d.json: expected JSON")) << length;
-    refusal(std::string(100000, '['));
+    EXPECT_THAT(refusal(std::string(100000, '[')), HasSubstr("brackets in brackets"));
     const auto changed = [&](const std::string& from, const std::string& to) {
         std::string text = whole;
         const std::size_t at = text.find(from);
@@ -122,8 +122,7 @@ TEST(Truth, RefusesDamagedFilesInOneLineThatNamesThePlace) {
     EXPECT_THAT(changed("\"time_s\":1.0", "\"time_s\":0"), HasSubstr("course: expected ascending"));
     EXPECT_THAT(changed("\"st_measured_ms_after_j\": 66", "\"st_measured_ms_after_j\": 5"),
                 HasSubstr("st_measured_ms_after_j: expected a number of 6 to 1006"));
-    EXPECT_THAT(RefusalOf([&] { ReadTruth(folder.Path("none")); }),
-                HasSubstr("none: the truth cannot be opened"));
+    EXPECT_THAT(RefusalOf([&] { ReadTruth(folder.Path("none")); }), HasSubstr("none: cannot be opened"));
 }
 
 TEST(Simulate, WritesTheRecordItsBeatsAndItsTruth) {
@@ -149,14 +148,6 @@ TEST(Simulate, WritesTheRecordItsBeatsAndItsTruth) {
     }
     EXPECT_GT(ectopic, 2);
     EXPECT_EQ(ReadTruth(folder.Path("s.truth.json")).beats.size(), marks.size());
-    // The same again gives the same bytes, in every format.
-    for (const std::string name : {"s", "s.edf", "s.csv"}) {
-        Simulate(folder.Path("1" + name), Short());
-        Simulate(folder.Path("2" + name), Short());
-    }
-    EXPECT_EQ(folder.Names().size(), 4U + 2 * 6);
-    for (const std::string name : {"s.edf", "s.csv", "s.atr", "s.truth.json", "s.dat"})
-        EXPECT_TRUE(folder.Bytes("1" + name) == folder.Bytes("2" + name)) << name;
 }
 
 TEST(Simulate, LeavesNothingWhereItCannotEnd) {

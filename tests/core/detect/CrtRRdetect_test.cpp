@@ -2,16 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <numeric>
 #include <utility>
 #include <vector>
 
-#include "core/filters/CHighpassFilter.h"
-#include "core/filters/CLowpassFilter2.h"
-#include "core/filters/CNotchFilter.h"
-#include "tests/support/Beats.h"
 #include "tests/support/Signals.h"
 
 using Curve = std::vector<int>;
@@ -19,10 +12,7 @@ using Curve = std::vector<int>;
 struct ReportedBeat {
     std::size_t at;  // index of the sample
     int rr;
-    bool operator==(const ReportedBeat&) const = default;
 };
-
-static void PrintTo(const ReportedBeat& beat, std::ostream* out) { *out << beat.rr << " @ " << beat.at; }
 
 static std::vector<ReportedBeat> Detect(int fs, const Curve& curve) {
     CrtRRdetect detector(fs, 0);
@@ -122,56 +112,4 @@ TEST(CrtRRdetect, NeverFindsABeatInSilenceOrBelowTenSamplesPerSecond) {
         for (const short x : RandomSamples(3, 5000, 32768))
             ASSERT_EQ(slow.QRSdetect(x) + slow.QRSdetect(x, -x, 5), 0);
     }
-}
-
-/// The curve that the state machine sees, put together from its parts; the length is summed anew for every
-/// sample.
-static Curve CurveOf(int fs, int acFreq, const Recording& input) {
-    std::vector<CLowpassFilter2> lowpass(input.leads, {5.0, fs});
-    std::vector<CHighpassFilter> highpass(input.leads, {12.0, fs});
-    std::vector<CNotchFilter> notch(input.leads, {static_cast<double>(acFreq), fs, 40.0});
-    std::vector<int> last(input.leads, 0), changes;
-    Curve curve;
-    for (std::size_t i = 0; i < input.Frames(); ++i) {
-        int sum = 0;
-        for (std::size_t k = 0; k < input.leads; ++k) {
-            const int x = input.At(i, k),
-                      y = highpass[k].Filter(lowpass[k].Filter(acFreq > 0 ? notch[k].Filter(x) : x));
-            sum += std::abs(y - std::exchange(last[k], y));
-        }
-        changes.push_back(sum / static_cast<int>(input.leads));
-        const auto summed = std::min(changes.size(), static_cast<std::size_t>(fs / 10 - 1));
-        curve.push_back(std::accumulate(changes.end() - static_cast<long>(summed), changes.end(), 0));
-    }
-    return curve;
-}
-
-TEST(CrtRRdetect, RunsFiltersAndCurveLengthBeforeTheStateMachine) {
-    for (const int fs : kSamplingRates)
-        for (const int acFreq : {0, 50, 60, -1})
-            for (const std::size_t leads : {1u, 3u}) {
-                SCOPED_TRACE(testing::Message() << fs << " Hz, mains " << acFreq << ", leads " << leads);
-                auto input = BeatTrain(fs, leads)
-                                 .Form({1.0, 0.0, leads == 1 ? 900.0 : 60000.0})  // three leads: folded over
-                                 .Beats(900, 12)
-                                 .Beats(600, 14)
-                                 .Pause(3700)
-                                 .Beats(420, 30)
-                                 .Noise(12, 11)
-                                 .Record();
-                const auto expected = Detect(fs, CurveOf(fs, acFreq, input));
-                EXPECT_GT(expected.size(), 30u);
-                CrtRRdetect detector(fs, acFreq);
-                for (int round = 0; round < 2; ++round) {  // Init starts over
-                    std::vector<ReportedBeat> beats;
-                    for (std::size_t i = 0; i < input.Frames(); ++i) {
-                        const short* x = input.Frame(i);
-                        const int rr =
-                            leads == 1 ? detector.QRSdetect(x[0]) : detector.QRSdetect(x[0], x[1], x[2]);
-                        if (rr != 0) beats.push_back({i, rr});
-                    }
-                    EXPECT_EQ(beats, expected);
-                    detector.Init();
-                }
-            }
 }

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
+#include <utility>
 #include <vector>
 
 #include "core/filters/CBlNotchFilter.h"
@@ -18,77 +18,11 @@ using Ints = std::vector<int>;
 
 int At(const Ints& x, int n) { return n < 0 ? 0 : x[static_cast<std::size_t>(n)]; }
 
-/// The comb as a sum over the past. Where the mains period P divides the rate it is the middle of the window
-/// less the mean of all samples at one phase of the mains cycle, the middle half second counted twice. Where
-/// it does not, what one second takes in at a phase it does not give back at the same, and the sum runs over
-/// the whole past.
-Ints SlowComb(int freq, int fs, const Ints& x) {
-    const int period = fs / freq;
-    Ints y;
-    for (int n = 0; n < static_cast<int>(x.size()); ++n) {
-        long long sum = 0;
-        if (fs % period == 0)
-            for (int k = 0; k < fs; k += period) sum += At(x, n - k) + At(x, n - fs / 2 - k);
-        else
-            for (int k = n; k >= 0; k -= period)
-                sum += At(x, k) + At(x, k - fs / 2) - At(x, k - fs) - At(x, k - fs / 2 - fs);
-        y.push_back(At(x, n - (3 * fs / 4 - period / 2)) - static_cast<int>(sum / (2 * fs / period)));
-    }
-    return y;
-}
-
 template <typename AnyFilter>
 Ints Filtered(AnyFilter&& filter, const Ints& x) {
     Ints y;
     for (const int sample : x) y.push_back(filter.Filter(sample));
     return y;
-}
-
-/// Rates that are multiples of ten times the mains frequency are dealt to combs of ten samples per period.
-Ints DealtComb(int freq, int fs, const Ints& x) {
-    if (fs % (10 * freq) != 0) return SlowComb(freq, fs, x);
-    std::vector<CBaseNotchFilter> combs(static_cast<std::size_t>(fs / (10 * freq)), {freq, 10 * freq});
-    Ints y;
-    for (std::size_t n = 0; n < x.size(); ++n) y.push_back(combs[n % combs.size()].Filter(x[n]));
-    return y;
-}
-
-/// Up-sampling of a whole stream; firsts[i] is where the outputs for input i begin.
-Ints SlowUpsample(int inRate, int outRate, const Ints& x, std::vector<std::size_t>* firsts = nullptr) {
-    const double step = static_cast<double>(inRate) / outRate;
-    Ints y;
-    double start = 0;  // of this input's outputs, in input intervals after the previous input
-    for (int n = 0; n < static_cast<int>(x.size()); ++n) {
-        if (firsts) firsts->push_back(y.size());
-        const double slope = (Wrapped(At(x, n)) - Wrapped(At(x, n - 1))) / (1.0 - start);
-        double time = start;
-        while (time < 0.999999) {
-            y.push_back(Wrapped(Truncated((time - start) * slope + Wrapped(At(x, n - 1)))));
-            time += step;
-        }
-        start = time - 1.0;
-    }
-    return y;
-}
-
-/// The comb at a rate that may be no multiple of the mains frequency.
-Ints SlowQuorlComb(int freq, int fs, const Ints& x) {
-    if (fs % freq == 0) return DealtComb(freq, fs, x);
-    const int evenRate = (fs / freq / 2 * 2 + 2) * freq;
-    std::vector<std::size_t> firsts;
-    const Ints combed = DealtComb(freq, evenRate, SlowUpsample(fs, evenRate, x, &firsts));
-    Ints y;
-    for (const std::size_t first : firsts) y.push_back(Wrapped(combed[first]));
-    return y;
-}
-
-/// 3.5 s of full-scale noise, then of ECG with noise, hum and drift.
-Ints Input(int fs, unsigned seed) {
-    const auto noise = RandomSamples(seed, static_cast<std::size_t>(7 * fs / 2), 32768);
-    const auto ecg = NoisyEcg(fs, 3.5, seed);
-    Ints x(noise.begin(), noise.end());
-    x.insert(x.end(), ecg.begin(), ecg.end());
-    return x;
 }
 
 constexpr double kToneAmplitude = 10000;
@@ -103,49 +37,20 @@ double PeakLeft(int hz, int fs) {
     return *std::max_element(y.begin() + settled, y.end()) / kToneAmplitude;
 }
 
-using SlowForm = Ints (*)(int freq, int fs, const Ints& x);
-
-/// At every rate that is not below the mains frequency a filter gives what its slow form gives. One filter
-/// goes through all of them and a series of Init calls in mid-stream, too: arguments that are not positive
-/// keep what is stored. Without a frequency or a rate it passes its input.
-template <typename AnyFilter>
-void ExpectRunsLike(SlowForm slow, const Ints& frequencies, const Ints& rates) {
-    AnyFilter reused;
-    int storedFreq = 0, storedFs = 0;
-    const auto expectAfterInit = [&](int freq, int fs) {
-        SCOPED_TRACE(testing::Message() << "Init(" << freq << ", " << fs << "), seed 71");
-        for (int n = 0; n < 779; ++n) reused.Filter(30000 - n);  // a rotation of two or three is under way
-        reused.Init(freq, fs);
-        if (freq > 0) storedFreq = freq;
-        if (fs > 0) storedFs = fs;
-        const Ints x = Input(storedFs, 71), expected = slow(storedFreq, storedFs, x);
-        ExpectSame(expected, Filtered(reused, x));
-        AnyFilter fresh(storedFreq, storedFs);
-        ExpectSame(expected, Filtered(fresh, x));
-    };
-    for (const int freq : frequencies)
-        for (const int fs : rates)
-            if (fs >= freq) expectAfterInit(freq, fs);
-    static constexpr int kGiven[][2] = {{50, 1000}, {0, 1500}, {0, 500},  {75, 0}, {50, 500},
-                                        {-1, 1000}, {60, -1},  {0, 257},  {1, 10}, {0, 70},
-                                        {0, 0},     {50, 500}, {50, 257}, {-5, -5}};
-    for (const auto& [freq, fs] : kGiven) expectAfterInit(freq, fs);
-
-    const Ints marks{5, -32768, 32767, 7, 0, 1, 2, 3};
-    for (const auto& [freq, fs] : {std::pair{0, 500}, {50, 0}, {0, 0}, {-50, 500}, {50, -500}}) {
-        AnyFilter none(freq, fs), untouched;
-        EXPECT_EQ(Filtered(none, marks), marks) << freq << " Hz at " << fs << " Hz";
-        EXPECT_EQ(Filtered(untouched, marks), marks);
-    }
-}
-
 }  // namespace
 
-TEST(CBaseNotchFilter, SubtractsTheMeanOfOnePhaseFromTheMiddleOfTheWindow) {
-    ExpectRunsLike<CBaseNotchFilter>(SlowComb, {25, 50, 60}, {200, 250, 257, 360, 500, 600, 1000});
-    ExpectRunsLike<CBaseNotchFilter>(SlowComb, {1, 2, 3, 5, 7}, {1, 2, 3, 4, 5, 7, 10, 12, 101});
-    CBaseNotchFilter belowItsFrequency(50, 40);
-    EXPECT_EQ(Filtered(belowItsFrequency, {5, -7, 9}), (Ints{5, -7, 9}));
+TEST(CBaseNotchFilter, PassesItsInputWithoutAPeriodToWorkOn) {
+    const Ints marks{5, -32768, 32767, 7};
+    CBaseNotchFilter used(50, 500);  // whose rings stay
+    used.Init(0, 40);
+    EXPECT_EQ(Filtered(used, marks), marks);
+    CBlNotchFilter destroyed(50, 1000);
+    destroyed.Destroy();
+    EXPECT_EQ(Filtered(destroyed, marks), marks);
+    for (const auto& [freq, fs] : {std::pair{0, 500}, {50, 0}, {0, 0}, {-50, 500}, {50, -500}}) {
+        EXPECT_EQ(Filtered(CBlNotchFilter(freq, fs), marks), marks) << freq << " Hz at " << fs << " Hz";
+        EXPECT_EQ(Filtered(CQuorlNotchFilter(freq, fs), marks), marks) << freq << " Hz at " << fs << " Hz";
+    }
 }
 
 TEST(CBaseNotchFilter, AnAccumulatorThatGrowsForEverDoesNoHarm) {
@@ -169,43 +74,6 @@ TEST(CBaseNotchFilter, AToneGoesAtFiftyHertzButComesOutInvertedAndDoubledAtSixty
         {60, 500, 2.0}, {50, 360, 1.0 / 3}, {50, 128, 0.85}, {50, 500, 0}};  // at low rates only partly
     for (const auto& [hz, fs, left] : kResampled)
         EXPECT_NEAR(PeakLeft(hz, fs), left, 0.05 * left + 1e-3) << fs;
-}
-
-TEST(CBlNotchFilter, DealsTheStreamToCombsOfTenSamplesPerPeriodUntilDestroy) {
-    ExpectRunsLike<CBlNotchFilter>(DealtComb, {50, 60}, {200, 250, 257, 360, 500, 600, 1000, 1200, 1500});
-    ExpectRunsLike<CBlNotchFilter>(DealtComb, {1, 2}, {10, 20, 70, 71});
-    CBlNotchFilter filter(50, 1000);
-    filter.Destroy();
-    EXPECT_EQ(Filtered(filter, {5, -7, 9}), (Ints{5, -7, 9}));
-}
-
-TEST(CQuorlNotchFilter, CombsWhatItResamplesAndReturnsTheFirstValue) {
-    ExpectRunsLike<CQuorlNotchFilter>(SlowQuorlComb, {50, 60},
-                                      {128, 200, 250, 257, 300, 360, 500, 600, 1000});
-    Ints x = Input(500, 77);  // beyond 16 bits only a resampled input wraps
-    for (std::size_t n = 0; n < x.size(); n += 3) x[n] *= 3;
-    CQuorlNotchFilter resampled(60, 500), direct(50, 500);
-    ExpectSame(SlowQuorlComb(60, 500, x), Filtered(resampled, x));
-    ExpectSame(SlowQuorlComb(50, 500, x), Filtered(direct, x));
-}
-
-TEST(FreqInterpretate, DrawsLinesBetweenInputsAnchoredAtTheFirstOutput) {
-    static constexpr int kRates[][2] = {{200, 240},  {250, 360}, {257, 300}, {360, 400}, {500, 600},
-                                        {500, 1500}, {128, 200}, {7, 100},   {999, 1000}};
-    for (const auto& [inRate, outRate] : kRates) {
-        SCOPED_TRACE(testing::Message() << inRate << " to " << outRate << " Hz, seed 78");
-        const Ints x = Input(500, 78);
-        FreqInterpretate upsampler(inRate, outRate);
-        Ints y;
-        for (std::size_t n = 0; n < x.size(); ++n) {
-            const short count = upsampler.CalculateReturnValues(static_cast<short>(x[n]));
-            ASSERT_GE(count, 1);
-            ASSERT_EQ(*upsampler.GetData(), n == 0 ? 0 : x[n - 1]);
-            y.insert(y.end(), upsampler.GetData(), upsampler.GetData() + count);
-        }
-        ExpectSame(SlowUpsample(inRate, outRate, x), y);
-        EXPECT_NEAR(static_cast<double>(y.size()), static_cast<double>(x.size()) * outRate / inRate, 1.0);
-    }
 }
 
 TEST(FreqInterpretate, ARateThatIsNotHigherBecomesAndStaysTheInputRate) {

@@ -1,109 +1,43 @@
+// What the matcher promises, in worked cases. Its runs over whole recordings are in the digest.
 #include "core/stress/CZatMatch.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <new>
 #include <random>
 #include <vector>
 
-#include "tests/core/stress/PlainMatcher.h"
 #include "tests/support/Beats.h"
 
 namespace {
 
-/// The matcher and the plain one, driven side by side and compared to the bit.
-struct MatcherPair {
-    MatcherPair(int fs, std::size_t chn, double scale)
-        : uVpb(scale),
-          engine(static_cast<short>(fs), static_cast<short>(chn), uVpb, false, 280),
-          plain(fs, chn) {}
-
-    /// Hands the engine an averaged beat, and the plain one what the engine keeps of it.
-    void InitTempl(TemplateRows rows, int posR, int posQ, int posJ, short ms = 60) {
+struct Matcher : CZatMatch {
+    Matcher(int rate, std::size_t chn, double scale = 1.0)
+        : CZatMatch(static_cast<short>(rate), static_cast<short>(chn), scale, false, 280),
+          fs(rate),
+          leads(chn) {}
+    void Teach(TemplateRows rows, int posR, int posQ, int posJ) {
         auto length = static_cast<short>(rows.Rows().front().size()), r = static_cast<short>(posR),
              q = static_cast<short>(posQ), j = static_cast<short>(posJ);
-        short** kept = engine.InitTempl(rows.Pointers(), length, r, q, j, ms);
-        EXPECT_EQ(Positions(), std::vector<short>({length, r, q, j, ms}));
-        plain.TakeTemplate(kept, length, r, q, j);
-        references.clear();
-        for (short ch = 0; ch < plain.Leads(); ++ch)
-            references.emplace_back(engine.uvSTvalue(ch, -1), engine.JuV(ch));
-        ExpectMeasures(kept);
+        InitTempl(rows.Pointers(), length, r, q, j, 60);
+        EXPECT_EQ(Positions(), std::vector<short>({length, r, q, j, 60})) << "as written back";
     }
     /// A beat of 800 ms, centred as the engine wants it.
-    void InitTempl(const BeatForm& form = {}, int lengthMs = 800) {
-        const int r = plain.fs * 32 / 100, width = plain.fs * 5 / 100;
-        InitTempl(MakeTemplate(plain.fs, plain.leads.size(), plain.fs * lengthMs / 1000, r, form), 0,
-                  r - width, r + width);
+    TemplateRows Teach() {
+        const int r = fs * 32 / 100, width = fs * 5 / 100;
+        auto rows = MakeTemplate(fs, leads, fs * 8 / 10, r);
+        Teach(rows, 0, r - width, r + width);
+        return rows;
     }
     std::vector<short> Positions() {
         short r = 0, q = 0, j = 0, ms = 0;
-        const short length = engine.GetPos(r, q, j, ms);
+        const short length = GetPos(r, q, j, ms);
         return {length, r, q, j, ms};
     }
-
-    /// One frame into both: the same verdict, correlations, and, where a beat was folded, templates. True
-    /// while they agree.
-    bool Feed(const short* frame) {
-        if (correlations == nullptr) {
-            correlations = engine.rxy(frame);
-            plain.Rxy(frame);
-        } else {
-            short** folded = engine.match(frame);
-            const bool expected = plain.Match(frame);
-            EXPECT_EQ(folded != nullptr, expected) << "frame " << frames;
-            if (folded != nullptr && expected) ExpectFolded(folded);
-        }
-        for (std::size_t c = 0; c < plain.rxy.size(); ++c)
-            EXPECT_TRUE(SameValue(correlations[c], plain.rxy[c])) << "lead " << c << ", frame " << frames;
-        ++frames;
-        return !testing::Test::HasFailure();
-    }
-    bool Feed(Recording recording) {
-        for (std::size_t i = 0; i < recording.Frames(); ++i)
-            if (!Feed(recording.Frame(i))) return false;
-        return true;
-    }
-
-    void ExpectFolded(short** templ) {
-        for (std::size_t c = 0; c < plain.leads.size(); ++c) {
-            const auto& beat = plain.leads[c].beat;
-            EXPECT_TRUE(std::equal(beat.begin(), beat.end(), templ[c]))
-                << "lead " << c << ", frame " << frames;
-        }
-        ExpectMeasures(templ);
-    }
-    /// Every lead measures what a new one does that is handed these samples with the engine's positions.
-    void ExpectMeasures(const short* const* samples) {
-        const auto at = Positions();
-        for (short ch = 0; ch < plain.Leads(); ++ch) {
-            CZatTemplRxy lead(static_cast<short>(plain.fs), uVpb, 280);
-            lead.InitTempl(samples[ch], at[0], at[1], at[2], at[3], at[4],
-                           static_cast<short>(plain.fs * 12 / 1000), static_cast<short>(plain.fs * 6 / 1000));
-            EXPECT_EQ(engine.JuV(ch), lead.JuV());
-            EXPECT_EQ(engine.RuV(ch), lead.RuV());
-            const auto& [referenceST, referenceJ] = references[static_cast<std::size_t>(ch)];
-            EXPECT_EQ(engine.JuVDelta(ch), Wrapped(lead.JuV() - referenceJ));
-            for (const short ms : {short{-1}, short{20}}) {
-                EXPECT_EQ(engine.uvSTvalue(ch, ms), lead.uvSTvalue(ms));
-                EXPECT_TRUE(SameValue(engine.STslope(ch, ms), lead.STslope(ms)));
-                EXPECT_EQ(engine.uvDeltaSTvalue(ch, ms), Wrapped(lead.uvSTvalue(ms) - referenceST));
-            }
-        }
-    }
-
-    double uVpb;
-    CZatMatch engine;
-    PlainMatcher plain;
-    std::vector<std::pair<short, short>> references;  // ST and J level of the template handed in, uV
-    const double* correlations = nullptr;             // the engine's own, rewritten by every frame
-    int frames = 0;
+    int fs;
+    std::size_t leads;
 };
-
-constexpr BeatForm kWide{1.35, -0.2, 900}, kNarrow{0.75, 0.1, 700},
-    kHuge{1.0, 0.0, 45000};  // wraps at 16 bits
 
 }  // namespace
 
@@ -115,19 +49,17 @@ TEST(CZatMatch, CutsTheTemplateTo800MsAroundTheFiducialPoint) {
                   {500, 250, 90, 400},  {500, 260, 100, 400}, {500, 261, 100, 400},
                   {500, 450, 100, 400}, {257, 120, 38, 205},  {1000, 500, 180, 800}};
     for (const auto& [fs, at, start, length] : kCases) {
-        SCOPED_TRACE(testing::Message() << fs << " Hz, " << at << ", seed 1");
-        MatcherPair pair(fs, 1, 1.0);
+        SCOPED_TRACE(testing::Message() << fs << " Hz, " << at);
+        Matcher engine(fs, 1);
         TemplateRows rows(1, static_cast<std::size_t>(fs));
         rows[0][static_cast<std::size_t>(at)] = 100;
-        pair.InitTempl(rows, 0, 10, fs - 10);
+        engine.Teach(rows, 0, 10, fs - 10);
         const int early = fs * 12 / 1000;  // Q lies 12 ms before the host's
-        EXPECT_EQ(pair.Positions(),
+        EXPECT_EQ(engine.Positions(),
                   std::vector<short>({Wrapped(length), Wrapped(at - start), Wrapped(10 - start - early),
                                       Wrapped(fs - 10 - start), 60}));
         EXPECT_TRUE(std::equal(&rows[0][static_cast<std::size_t>(start)],
-                               &rows[0][static_cast<std::size_t>(start)] + length, pair.engine.Templ()[0]));
-        EXPECT_TRUE(
-            pair.Feed(Recording{1, RandomSamples(1, 900, 30000)}));  // the window may leave the template
+                               &rows[0][static_cast<std::size_t>(start)] + length, engine.Templ()[0]));
     }
 }
 
@@ -155,150 +87,9 @@ TEST(CZatMatch, SearchesTheFiducialPointAcrossTheLeadsInOrder) {
         TemplateRows rows(leads.size(), 300);
         for (std::size_t c = 0; c < leads.size(); ++c)
             for (const auto& [at, value] : leads[c]) rows[c][at] = value;
-        MatcherPair pair(500, leads.size(), 1.0);
-        pair.InitTempl(rows, posR, 100, 200);
-        EXPECT_EQ(pair.plain.r, fiducial) << what;
-    }
-}
-
-TEST(CZatMatch, FollowsThePlainMatcherToTheBit) {
-    int shifts = 0;
-    for (const auto& [fs, leads] :
-         {std::pair{500, 12u}, {250, 8u}, {257, 3u}, {360, 2u}, {200, 16u}, {1000, 1u}, {257, 1u}}) {
-        SCOPED_TRACE(testing::Message() << fs << " Hz, leads " << leads << ", seeds 2 to 4");
-        MatcherPair pair(fs, leads, 4.88);
-        pair.InitTempl();
-        ASSERT_TRUE(
-            pair.Feed(Recording{leads, RandomSamples(2, leads * static_cast<std::size_t>(fs / 2), 32768)}));
-        pair.InitTempl({}, 790);  // restarts the count of samples
-        BeatTrain clean(fs, leads), noisy(fs, leads), huge(fs, leads);
-        clean.Beats(800, 8).Pause(1500).Form(kWide).Beats(620, 6);
-        noisy.Beats(700, 5).Form(kNarrow).Beats(450, 7).Form(kWide).Beats(900, 6).Noise(6, 3);
-        huge.Form(kHuge).Beats(750, 6).Noise(32000, 4);
-        ASSERT_TRUE(pair.Feed(clean.Record()) && pair.Feed(noisy.Record()) && pair.Feed(huge.Record()));
-        EXPECT_GT(pair.plain.folds, 8);
-        pair.InitTempl(kNarrow, 600);
-        ASSERT_TRUE(pair.Feed(noisy.Record()));
-        shifts += pair.plain.shifts;
-    }
-    EXPECT_GT(shifts, 10) << "the stream must make the template shift";
-}
-
-TEST(CZatMatch, KeepsItsFlagsWhenItGetsATemplateInAnyStateAndLosesThemInInit) {
-    for (const std::size_t leads : {1u, 3u})
-        for (const int lengthMs : {800, 700}) {
-            SCOPED_TRACE(testing::Message() << leads << " leads, " << lengthMs << " ms, seed 8");
-            MatcherPair pair(500, leads, 2.5);
-            pair.InitTempl();
-            auto input = BeatTrain(500, leads).Beats(800, 60).Noise(8, 8).Record();
-            int inPeak = 0, completing = 0;
-            for (std::size_t i = 0; i < input.Frames(); ++i) {
-                ASSERT_TRUE(pair.Feed(input.Frame(i)));
-                // A new template on the first frame of a peak, later in it, and at odd times after it.
-                if (pair.plain.inPeak && i % 5 == 0 && ++inPeak < 8)
-                    pair.InitTempl({0.95, 0.1, 700}, lengthMs);
-                if (pair.plain.completing && i % 67 == 0 && ++completing < 8)
-                    pair.InitTempl({1.05, -0.2, 950}, 800);
-            }
-            EXPECT_GE(std::min(inPeak, completing), 3);
-            EXPECT_GT(pair.plain.folds, 20);
-            std::size_t frame = 0;
-            while (!(leads == 1 ? pair.plain.inPeak : pair.plain.completing))
-                ASSERT_TRUE(pair.Feed(input.Frame(frame++)));
-            EXPECT_EQ(pair.engine.Init(), 0);
-            pair.engine.Create(500, static_cast<short>(leads), 2.5, false, 280);
-            pair.plain = PlainMatcher(500, leads);
-            pair.correlations = nullptr;
-            pair.InitTempl();
-            ASSERT_TRUE(pair.Feed(input));
-        }
-}
-
-TEST(CZatMatch, UsesPositionsAndMeasurementCopiesThatTheHostMoved) {
-    MatcherPair pair(500, 14, 4.88);
-    pair.InitTempl();
-    auto input = BeatTrain(500, 14).Beats(800, 10).Noise(6, 12).Record();
-    ASSERT_TRUE(pair.Feed(input));
-    EXPECT_EQ(pair.engine.SetPos(120, 195), 14);
-    pair.plain.q = 120, pair.plain.j = 195;
-    ASSERT_TRUE(pair.Feed(input));
-    EXPECT_EQ(pair.engine.SetPos(163, 125, 190), 14);  // R moves, the wait and the window stay
-    pair.plain.r = 163, pair.plain.q = 125, pair.plain.j = 190;
-    EXPECT_EQ(pair.engine.SetPostJms(44), 14);
-    EXPECT_EQ(pair.Positions(), std::vector<short>({400, 163, 125, 190, 44}));
-    ASSERT_TRUE(pair.Feed(input));
-    EXPECT_GT(pair.plain.folds, 20);
-    EXPECT_GT(pair.plain.shifts, 0);
-    // A measurement copy of the host's is measured at once, correlated never, and gone with the next fold.
-    // Only twelve leads take it.
-    auto copy = MakeTemplate(500, 14, 400, 170, kWide);
-    for (std::size_t lead = 0; lead < 14; ++lead)
-        if (const auto& own = pair.plain.leads[lead].beat; lead == 3 || lead > 11) copy[lead] = own;
-    auto rows = MakeTemplate(500, 14, 400, 170, kWide);
-    short** given = rows.Pointers();
-    given[3] = nullptr;
-    const short peak = pair.engine.RuV(0), level = pair.engine.JuV(0);
-    pair.engine.SetTempl(given);
-    EXPECT_NE(pair.engine.RuV(0), peak);
-    pair.engine.ZeroV();
-    EXPECT_NE(pair.engine.JuV(0), level);
-    pair.ExpectMeasures(copy.Pointers());
-    ASSERT_TRUE(pair.Feed(input));
-}
-
-TEST(CZatMatch, FoldsSlowWavesWhosePeakOutlastsTheWait) {
-    // Three seconds per wave: the correlation stays up for longer than the rest of the beat takes to come.
-    TemplateRows wave(2, 400);
-    Recording input{2, std::vector<short>(1000, 0)};  // fills the rings with silence: no offset stays
-    const auto slope = Tone(500, 20000, 1 / 3.0, 9000);
-    for (std::size_t lead = 0; lead < 2; ++lead) std::copy_n(slope.begin(), 400, wave[lead].begin());
-    for (const short x : slope) input.samples.insert(input.samples.end(), 2, x);
-    MatcherPair pair(500, 2, 1.0);
-    pair.InitTempl(wave, 0, 300, 330);
-    bool outlasted = false;
-    for (std::size_t i = 0; i < input.Frames(); ++i) {
-        ASSERT_TRUE(pair.Feed(input.Frame(i)));
-        outlasted |= pair.plain.inPeak && pair.plain.now - pair.plain.peakAt > pair.plain.waitLength;
-    }
-    EXPECT_TRUE(outlasted);
-    EXPECT_GT(pair.plain.folds, 5);
-}
-
-TEST(CZatMatch, SearchesTheFiducialPointWhileItAverages) {
-    // Two leads match while the third is noise, which puts top and steepest upstroke anywhere between Q and
-    // J, the first and last sample included. New templates keep the shifts from adding up.
-    for (const std::size_t noisy : {0u, 1u, 2u}) {
-        SCOPED_TRACE(testing::Message() << "noise in lead " << noisy << ", seed 60");
-        MatcherPair pair(200, 3, 2.5);
-        auto input = BeatTrain(200, 3).Beats(600, 250).Record();
-        const auto noise = RandomSamples(60, input.Frames(), 9000);
-        int foldsOfLastTemplate = -5;
-        for (std::size_t i = 0; i < input.Frames(); ++i) {
-            if (pair.plain.folds == foldsOfLastTemplate + 5) {
-                foldsOfLastTemplate = pair.plain.folds;
-                pair.InitTempl();
-                pair.engine.SetPos(59, 68);
-                pair.plain.q = 59, pair.plain.j = 68;
-            }
-            input.Frame(i)[noisy] = noise[i];
-            ASSERT_TRUE(pair.Feed(input.Frame(i)));
-        }
-        EXPECT_GT(pair.plain.folds, 150);
-        EXPECT_EQ(pair.plain.shifts > 75, noisy == 2) << "the last lead decides";
-    }
-}
-
-TEST(CZatMatch, KeepsTheFirstOfEqualPeaks) {
-    // A wave of period two correlates at the same value in every frame, polarity being ignored.
-    TemplateRows wave(1, 400);
-    for (std::size_t i = 0; i < 400; i += 2) wave[0][i] = 100;
-    for (const std::size_t length : {401u, 450u, 777u}) {
-        MatcherPair pair(500, 1, 1.0);
-        pair.InitTempl(wave, 0, 135, 185);
-        Recording input{1, std::vector<short>(2000, 0)};
-        for (std::size_t i = 0; i < length; i += 2) input.samples[i] = 100;
-        ASSERT_TRUE(pair.Feed(input));
-        EXPECT_GE(pair.plain.folds, 1) << length;
+        Matcher engine(500, leads.size());
+        engine.Teach(rows, posR, 100, 200);
+        EXPECT_EQ(engine.Positions()[1], fiducial) << what;
     }
 }
 
@@ -307,9 +98,8 @@ TEST(CZatMatch, FoldsWithTheLastSampleOfTheBeatOrOneLaterForOddWindowsOnceMoreTh
         for (const std::size_t leads : {1u, 2u, 3u, 8u, 12u})
             for (std::size_t beating = leads / 2; beating <= leads / 2 + 1; ++beating) {
                 SCOPED_TRACE(testing::Message() << fs << " Hz, " << beating << " of " << leads << " leads");
-                MatcherPair pair(fs, leads, 1.0);
-                pair.InitTempl();
-                const auto beat = MakeTemplate(fs, leads, fs * 8 / 10, fs * 32 / 100).Rows();
+                Matcher engine(fs, leads);
+                const auto beat = engine.Teach().Rows();
                 const int len = fs * 8 / 10;
                 // A single beat between silences; the silent leads correlate as NaN, which is no match.
                 int folded = -1;
@@ -317,12 +107,12 @@ TEST(CZatMatch, FoldsWithTheLastSampleOfTheBeatOrOneLaterForOddWindowsOnceMoreTh
                 for (int i = -2 * len; i < 2 * len; ++i) {
                     for (std::size_t c = 0; c < beating; ++c)
                         frame[c] = i >= 0 && i < len ? beat[c][static_cast<std::size_t>(i)] : short{0};
-                    if (pair.engine.match(frame.data()) != nullptr && folded < 0) folded = i;
+                    if (engine.match(frame.data()) != nullptr && folded < 0) folded = i;
                 }
                 const int lastSample = fs == 257 ? len : len - 1;  // 257 Hz: a window of 71 samples
                 EXPECT_EQ(folded, beating > leads / 2 ? lastSample : -1);
                 // In time, the average of equals, (x + 9 x) / 10, is the beat itself.
-                const bool equal = std::equal(beat[0].begin(), beat[0].end(), pair.engine.Templ()[0]);
+                const bool equal = std::equal(beat[0].begin(), beat[0].end(), engine.Templ()[0]);
                 EXPECT_TRUE(beating < leads || equal == (folded != len));
             }
 }
@@ -332,40 +122,42 @@ TEST(CZatMatch, AnswersNullAndChangesNothingWithoutTemplateLeadsOrFrame) {
     CZatMatch none, untaught(500, 3, 1.0, false, 280), empty(500, 0, 1.0, false, 280);
     for (CZatMatch* engine : {&none, &untaught, &empty})
         for (int i = 0; i < 1000; ++i) EXPECT_EQ(engine->match(frame.data()), nullptr);
-    MatcherPair pair(500, 3, 1.0);
-    pair.InitTempl();
-    auto rows = MakeTemplate(500, 3, 350, 100);
+    Matcher engine(500, 3);
+    auto rows = engine.Teach();
+    const auto before = engine.Positions();
     std::vector<short*> holed = {rows[0].data(), rows[1].data(), nullptr};
     for (short** bad : {static_cast<short**>(nullptr), holed.data()}) {
         short len = 350, r = 11, q = 80, j = 120;
-        EXPECT_EQ(pair.engine.InitTempl(bad, len, r, q, j, 99), nullptr);
+        EXPECT_EQ(engine.InitTempl(bad, len, r, q, j, 99), nullptr);
         EXPECT_EQ(std::vector<short>({len, r, q, j}), std::vector<short>({350, 11, 80, 120}));
     }
-    pair.engine.SetTempl(nullptr);
-    pair.ExpectMeasures(pair.engine.Templ());
+    EXPECT_EQ(engine.Positions(), before);
+    const short level = engine.JuV(0);
+    engine.SetTempl(nullptr);
+    EXPECT_EQ(engine.JuV(0), level);
     auto input = BeatTrain(500, 3).Beats(700, 5).Record();
+    int folds = 0;
     for (std::size_t i = 0; i < input.Frames(); ++i) {
-        EXPECT_EQ(pair.engine.match(nullptr), nullptr);
-        EXPECT_EQ(pair.engine.rxy(nullptr), nullptr);
-        ASSERT_TRUE(pair.Feed(input.Frame(i)));
+        EXPECT_EQ(engine.match(nullptr), nullptr);
+        EXPECT_EQ(engine.rxy(nullptr), nullptr);
+        folds += engine.match(input.Frame(i)) != nullptr;
     }
-    // Create forgets the template.
-    pair.engine.Create(500, 3, 1.0, false, 280);
-    for (std::size_t i = 0; i < input.Frames(); ++i) ASSERT_EQ(pair.engine.match(input.Frame(i)), nullptr);
-    EXPECT_EQ(pair.engine.RuV(0) | pair.engine.uvSTvalue(0, -1), 0);
-    pair.engine.Delete();
-    EXPECT_EQ(pair.engine.match(frame.data()), nullptr);
-    EXPECT_EQ(pair.engine.STvalues(800), nullptr);
-    EXPECT_EQ(pair.engine.SetPostJms(60), 0);
+    EXPECT_EQ(folds, 5);
+    engine.Create(500, 3, 1.0, false, 280);
+    for (std::size_t i = 0; i < input.Frames(); ++i) ASSERT_EQ(engine.match(input.Frame(i)), nullptr);
+    EXPECT_EQ(engine.RuV(0) | engine.uvSTvalue(0, -1), 0) << "Create forgets the template";
+    engine.Delete();
+    EXPECT_EQ(engine.match(frame.data()), nullptr);
+    EXPECT_EQ(engine.STvalues(800), nullptr);
+    EXPECT_EQ(engine.SetPostJms(60), 0);
     EXPECT_THROW(CZatMatch(500, -1, 1.0, false, 280), std::bad_alloc);
     EXPECT_THROW(untaught.Create(500, -1, 1.0, false, 280), std::bad_alloc);
     EXPECT_EQ(untaught.match(frame.data()), nullptr);
 }
 
 TEST(CZatMatch, FillsOneRecordPerLeadAndMeasuresZeroOutsideTheLeads) {
-    MatcherPair pair(500, 3, 4.88);
-    CZatMatch& engine = pair.engine;
-    pair.InitTempl();
+    Matcher engine(500, 3, 4.88);
+    engine.Teach();
     STrecord* records = engine.GetSTvalues();
     const std::uint16_t marks[] = {0xFFFF, 0x7FFF, 0x3FFF}, left[] = {0xC000, 0x4000, 0};
     for (std::size_t c = 0; c < 3; ++c) records[c].reserved = marks[c];
