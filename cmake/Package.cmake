@@ -2,6 +2,9 @@
 # library, libqzstresstempllib-dev with everything to build against it. Configure with
 # -DCMAKE_INSTALL_PREFIX=/usr (the preset deb does): the library directory of a Debian system, which carries the
 # architecture's name, is chosen with that prefix. The Objective-C classes are not packaged.
+if(NOT PROJECT_IS_TOP_LEVEL OR NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    return()
+endif()
 set(QZ_MAINTAINER "qzStressTemplLib maintainers <maintainers@qzstresstempllib.invalid>" CACHE STRING
     "Maintainer that the Debian packages name: whoever gives them away enters a contact here")
 

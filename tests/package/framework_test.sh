@@ -2,8 +2,8 @@
 # framework_test.sh CLANG CMAKE SOURCE_DIR: configures as for macOS and lets the build lay out the framework, without
 # its binary. Checks by syntax that Objective-C and C++ can import it, as a module and by its headers, and that the
 # Swift classes compile as a part of it, with the search paths of its target, and can be imported from the interface
-# that they leave. Exits with 77 where there is no Swift. The script that builds the framework has to say in one line
-# that it needs Xcode.
+# that they leave; and the same classes over the Objective-C module of the Swift package. Exits with 77 where there is
+# no Swift. The script that builds the framework has to say in one line that it needs Xcode.
 set -eu
 clang=$1 cmake=$2
 cd "$3"
@@ -24,7 +24,8 @@ darwin "$work/build"
 ! ninja -C "$work/build" -n all | grep -q '\.framework' || { echo "the framework is built unasked" >&2; exit 1; }
 
 inside=qzStressTemplLib.framework/Versions/A
-ninja -C "$work/build" $(ninja -C "$work/build" -t targets all | sed -nE "s,^($inside/(Headers|Modules)/[^:]*):.*,\1,p") >"$work/log"
+files=$(ninja -C "$work/build" -t targets all | sed -nE "s,^($inside/(Headers|Modules)/[^:]*):.*,\1,p")
+ninja -C "$work/build" $files >"$work/log"
 framework=$work/qzStressTemplLib.framework
 mv "$work/build/$inside" "$framework"
 paths=$(ninja -C "$work/build" -t commands "$inside/qzStressTemplLib" | grep 'OCqzDfsLib\.mm' | grep -o -- ' -I[^ ]*')
@@ -43,7 +44,10 @@ cat - "$work/header.m" >"$work/flat.mm" <<'USE'
 #include <qzStressTemplLib/qzDfs.h>
 #include <qzStressTemplLib/qzFilters.h>
 #include <qzStressTemplLib/qzStressECGLib.h>
-bool flat(short *frame) { qzFilters_filters(frame); return qzStressECGLib_match(frame) && qzDfs_getData(frame).empty(); }
+bool flat(short *frame) {
+    qzFilters_filters(frame);
+    return qzStressECGLib_match(frame) && qzDfs_getData(frame).empty();
+}
 USE
 objc() {
     "$clang" -fobjc-runtime=macosx-12 -Wall -Wextra -Wquoted-include-in-framework-header -Werror -fsyntax-only \
@@ -51,10 +55,11 @@ objc() {
 }
 objc "$work/header.m"
 objc -std=c++17 "$work/flat.mm"
-objc -fmodules -fmodules-cache-path="$work/cache" "$work/module.m"
+modules="-fmodules -fmodules-cache-path=$work/cache"
+objc $modules "$work/module.m"
 # What is not of the module is not there to be used: C++ is kept from Objective-C.
 echo 'bool match(void) { return qzStressECGLib_match(0); }' | cat "$work/module.m" - >"$work/foreign.m"
-! objc -fmodules -fmodules-cache-path="$work/cache" "$work/foreign.m" 2>/dev/null || { echo "the check lets everything pass" >&2; exit 1; }
+! objc $modules "$work/foreign.m" 2>/dev/null || { echo "the check lets everything pass" >&2; exit 1; }
 
 bash -n scripts/xcframework
 if ! command -v xcodebuild >/dev/null; then
@@ -65,16 +70,29 @@ fi
 command -v swiftc >/dev/null || { echo "Skipped: the Swift classes, there is no Swift"; exit 77; }
 stubs=tests/apple-stub
 swift() {
-    task=$1
-    shift
-    swiftc -frontend "$task" -enable-objc-interop -module-cache-path "$work/swift-cache" \
-        -disable-objc-attr-requires-foundation-module -I $stubs/ObjectiveC -I $stubs/Foundation -Xcc -I$stubs \
-        -I "$work" -F "$work" "$@"
+    swiftc -frontend "$@" -enable-objc-interop -module-cache-path "$work/swift-cache" -I "$work" \
+        -disable-objc-attr-requires-foundation-module -I $stubs/ObjectiveC -I $stubs/Foundation -Xcc -I$stubs
+}
+# classes OPTION...: type-checks the Swift classes as Apple's platforms compile them.
+classes() {
+    swift -typecheck -module-name qzStressTemplLib -parse-as-library -warnings-as-errors "$@" bindings/swift/*.swift
 }
 swift -emit-module -module-name Foundation -import-underlying-module -enable-library-evolution \
     -o "$work/Foundation.swiftmodule" $stubs/Foundation/Bridges.swift
-swift -typecheck -module-name qzStressTemplLib -import-underlying-module -enable-library-evolution $paths \
-    -module-interface-preserve-types-as-written -language-mode 5 -parse-as-library -warnings-as-errors \
-    -emit-module-interface-path "$work/qzStressTemplLib.swiftinterface" bindings/swift/*.swift
-swift -typecheck-module-from-interface -module-name qzStressTemplLib "$work/qzStressTemplLib.swiftinterface"
+classes -import-underlying-module -enable-library-evolution -F "$work" $paths \
+    -module-interface-preserve-types-as-written -language-mode 5 \
+    -emit-module-interface-path "$work/qzStressTemplLib.swiftinterface"
+swift -typecheck-module-from-interface -F "$work" -module-name qzStressTemplLib "$work/qzStressTemplLib.swiftinterface"
 [ "$(grep -c 'open class' "$work/qzStressTemplLib.swiftinterface")" -ge 4 ]
+
+# The Swift package has the Objective-C classes in a module of their own. The selectors that the Swift classes have:
+# "- (BOOL)createWithChn:(int16_t)chn uVpb:(double)uVpb;" becomes "createWithChn:uVpb:".
+classes -I bindings/objc/include -emit-objc-header-path "$work/header.h"
+awk '/^@interface / { class = $2 }
+    /^[-+] / && !/UNAVAILABLE/ {
+        sub(/^[-+] \([^)]*\)/, ""); sub(/ (SWIFT|OBJC)_.*/, ""); sub(/;.*/, "")
+        gsub(/\([^)]*\)[A-Za-z0-9_]*/, ""); gsub(/ /, "")
+        print class, $0
+    }' "$work/header.h" | LC_ALL=C sort | diff tests/swift/selectors.txt -
+# The plain initialiser that is left out is the compiler's stub, which stops the process.
+awk '/^@interface qzMeanRRmsLib /, /^@end/' "$work/header.h" | grep -q 'init SWIFT_UNAVAILABLE;'

@@ -36,8 +36,8 @@ get_target_property(kind qzStressTemplLib::qzStressTemplLib TYPE)
 message(STATUS "links ${kind}")
 PARENT
 kind() {
-    "$cmake" -S "$work/parent" -B "$work/parent/$2" -DCMAKE_CXX_COMPILER="$compiler" -DLIBRARY="$source" "-D$2" |
-        grep -q "links $1_LIBRARY" || { echo "$2: not $1" >&2; exit 1; }
+    "$cmake" -S "$work/parent" -B "$work/parent/$2" -DCMAKE_CXX_COMPILER="$compiler" -DLIBRARY="$source" \
+        -DQZ_INSTALL=ON "-D$2" | grep -q "links $1_LIBRARY" || { echo "$2: not $1" >&2; exit 1; }
 }
 kind SHARED BUILD_SHARED_LIBS=ON
 kind STATIC BUILD_SHARED_LIBS=OFF
