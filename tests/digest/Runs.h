@@ -373,17 +373,17 @@ inline void Run(CZatTemplRxy& lead, int fs, Hash& hash) {
 /// are noise for some frames, also inside a correlation peak.
 inline void Match(CZatMatch& matcher, int fs, int first, int seconds, Hash& hash) {
     const Samples& heart = Heart(fs);
-    const auto noise = RandomSamples(19, 4096, 60);
+    const auto noise = RandomSamples(19, 4096, 30);
     const auto leads = static_cast<std::size_t>(matcher.SetPostJms(60));
     for (int n = 0; n < seconds * fs; ++n) {
         const short* at = &heart[static_cast<std::size_t>(first * fs + n) * kWide];
         Samples frame(at, at + kWide);
         for (std::size_t lead = 0; lead < leads; ++lead) {
             const auto now = static_cast<std::size_t>(n);
-            frame[lead] =
-                Wrapped(frame[lead] + noise[(now * (lead + 5)) % 4096] *
-                                          ((n / (fs / 2) + n / 7 * static_cast<int>(lead)) % 5) / 4);
-            if (n / 6 % 17 == 5 && 2 * lead <= leads) frame[lead] = Wrapped(n * 7919);
+            const int x = noise[(now * (lead + 5)) % 4096],
+                      steady = (n / (fs / 2) + n / 7 * static_cast<int>(lead)) % 5;
+            const bool spike = n % (fs * 23 / 10) < 4 ? 2 * lead <= leads : n % (fs / 40) == 0 && x > 28;
+            frame[lead] = Wrapped(frame[lead] + x * steady * 60 / fs + (spike ? 600 : 0));
         }
         short r = 0, q = 0, j = 0, ms = 0;
         short** folded = matcher.match(frame.data());

@@ -117,6 +117,20 @@ TEST(CZatMatch, FoldsWithTheLastSampleOfTheBeatOrOneLaterForOddWindowsOnceMoreTh
             }
 }
 
+TEST(CZatMatch, PutsThePeakWhereTheMeanOfTheMatchingLeadsIsBest) {
+    std::vector<std::size_t> foldedAt;
+    for (const long early :
+         {0, 4}) {  // of three leads one matches too soon and no longer when the others do best
+        Matcher engine(1000, 3);
+        engine.Teach();
+        auto input = BeatTrain(1000, 3).Beats(900, 2).Delay(2, -early).Record();
+        for (std::size_t i = 0; i < input.Frames(); ++i)
+            if (engine.match(input.Frame(i)) != nullptr) foldedAt.push_back(i);
+    }
+    ASSERT_EQ(foldedAt.size(), 4U);
+    EXPECT_EQ(foldedAt[0], foldedAt[2]);
+}
+
 TEST(CZatMatch, AnswersNullAndChangesNothingWithoutTemplateLeadsOrFrame) {
     const std::vector<short> frame(3, 700);
     CZatMatch none, untaught(500, 3, 1.0, false, 280), empty(500, 0, 1.0, false, 280);
