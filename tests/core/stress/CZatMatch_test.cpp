@@ -77,6 +77,7 @@ TEST(CZatMatch, SearchesTheFiducialPointAcrossTheLeadsInOrder) {
         {"a tie keeps the earlier", {{{120, 50}, {180, 50}}}, 0, 120},
         {"both ends belong to the search", {{{100, 60}, {199, 70}}}, 0, 199},
         {"J does not, and no upstroke at Q itself", {{{100, 60}, {200, 70}}}, 0, 100},
+        {"however steep that is", {{{100, 60}, {149, 40}, {150, 70}}}, 0, 149},
         {"lead 1 is compared at lead 0's top", {{{120, 50}}, {{120, 30}, {170, 29}}}, 0, 120},
         {"top 170", {{{120, 50}}, {{119, 10}, {120, 30}, {169, 20}, {170, 31}}}, 0, 120},
         {"top and upstroke at 170", {{{120, 50}}, {{119, 40}, {120, 30}, {170, 120}}}, 0, 170},
