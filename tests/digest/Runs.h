@@ -364,6 +364,7 @@ inline void Run(CZatTemplRxy& lead, int fs, Hash& hash) {
         if (r == fs / 20) lead.DeleteTempl();
         measure();
         lead.Create(Wrapped(fs), 0.305, 203);  // the template stays
+        for (int i = 0; i < fs; ++i, ++next) hash.Add(lead.rxy(heart[next * kWide + 2]));
     }
     lead.Delete();
     hash.Add(lead.rxy(5));
