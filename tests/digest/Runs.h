@@ -85,7 +85,7 @@ inline const Samples& Heart(int fs) {
     Samples& frames = made[fs];
     if (!frames.empty()) return frames;
     static constexpr int kIntervals[][2] = {{800, 7},  {600, 6},  {400, 9}, {1998, 2}, {2000, 2},
-                                            {2002, 2}, {3700, 1}, {740, 7}, {560, 5}};
+                                            {2002, 2}, {3700, 1}, {740, 7}, {200, 9},  {560, 5}};
     static constexpr int kGains[] = {90,  -60, 80, 130, -110, 50,  100,  70,
                                      120, -80, 60, 110, -40,  900, 2500, 3};
     std::vector<std::int64_t> beats;
@@ -361,10 +361,11 @@ inline void Run(CZatTemplRxy& lead, int fs, Hash& hash) {
         lead.AdoptTempl();
         for (int i = 0; i < fs; ++i, ++next) hash.Add(lead.rxy(heart[next * kWide + 2]));
         measure();
-        if (r == fs / 20) lead.Create(Wrapped(fs), 0.305, 203);  // the template stays
+        if (r == fs / 20) lead.DeleteTempl();
+        measure();
+        lead.Create(Wrapped(fs), 0.305, 203);  // the template stays
+        for (int i = 0; i < fs; ++i, ++next) hash.Add(lead.rxy(heart[next * kWide + 2]));
     }
-    lead.DeleteTempl();
-    measure();
     lead.Delete();
     hash.Add(lead.rxy(5));
 }
@@ -373,17 +374,17 @@ inline void Run(CZatTemplRxy& lead, int fs, Hash& hash) {
 /// are noise for some frames, also inside a correlation peak.
 inline void Match(CZatMatch& matcher, int fs, int first, int seconds, Hash& hash) {
     const Samples& heart = Heart(fs);
-    const auto noise = RandomSamples(19, 4096, 60);
+    const auto noise = RandomSamples(19, 4096, 30);
     const auto leads = static_cast<std::size_t>(matcher.SetPostJms(60));
     for (int n = 0; n < seconds * fs; ++n) {
         const short* at = &heart[static_cast<std::size_t>(first * fs + n) * kWide];
         Samples frame(at, at + kWide);
         for (std::size_t lead = 0; lead < leads; ++lead) {
             const auto now = static_cast<std::size_t>(n);
-            frame[lead] =
-                Wrapped(frame[lead] + noise[(now * (lead + 5)) % 4096] *
-                                          ((n / (fs / 2) + n / 7 * static_cast<int>(lead)) % 5) / 4);
-            if (n / 6 % 17 == 5 && 2 * lead <= leads) frame[lead] = Wrapped(n * 7919);
+            const int x = noise[(now * (lead + 5)) % 4096],
+                      steady = (n / (fs / 2) + n / 7 * static_cast<int>(lead)) % 5;
+            const bool spike = n % (fs * 23 / 10) < 4 ? 2 * lead <= leads : n % (fs / 40) == 0 && x > 28;
+            frame[lead] = Wrapped(frame[lead] + x * steady * 60 / fs + (spike ? 600 : 0));
         }
         short r = 0, q = 0, j = 0, ms = 0;
         short** folded = matcher.match(frame.data());
@@ -433,6 +434,8 @@ inline void Run(CZatMatch& matcher, int fs, Hash& hash) {
     Match(matcher, fs, 4, 3, hash);
     matcher.SetPos(Wrapped(fs * 31 / 100), Wrapped(fs / 4), Wrapped(fs * 38 / 100));
     Match(matcher, fs, 5, 2, hash);
+    matcher.SetPos(Wrapped(fs * 31 / 100), Wrapped(fs * 33 / 100), Wrapped(fs * 38 / 100));  // R before Q
+    Match(matcher, fs, 7, 2, hash);
     for (int startMs = 2000; startMs < 2200; startMs += 37) {  // at any moment of a peak
         auto rows = teach(startMs, 700, 0, 2320 - startMs, 2430 - startMs);
         Match(matcher, fs, 3, 2, hash);
@@ -447,15 +450,17 @@ inline void Run(CZatMatch& matcher, int fs, Hash& hash) {
         hash.Add(matcher.Samples2ms(time), matcher.ms2Samples(time));
     hash.Add(matcher.STHRindex(4793.49F, 300), matcher.STHRindex(1e-38F, 30000));
     // Without leads only what belongs to none answers.
-    hash.Add(matcher.Init()).Add(matcher.Samples2ms(7), matcher.ms2Samples(7));
-    teach(2050, 1000, 0, 300, 420);
-    hash.Add(matcher.SetPostJms(44))
-        .Add(matcher.SetPos(3, 4))
-        .Add(matcher.SetPos(5, 6, 7), matcher.STvalues(800) == nullptr);
-    for (int i = 0; i < 2; ++i, matcher.Create(Wrapped(fs), 2, 2.5, false, 200)) {
+    const auto positions = [&] {
         short r = 0, q = 0, j = 0, ms = 0;
         hash.Add(matcher.GetPos(r, q, j, ms)).Add(r, q, j, ms, matcher.RuV(0), matcher.Templ() == nullptr);
-    }
+    };
+    hash.Add(matcher.Init()).Add(matcher.Samples2ms(7), matcher.ms2Samples(7));
+    positions();
+    teach(2050, 1000, 0, 300, 420);
+    hash.Add(matcher.SetPostJms(44)).Add(matcher.SetPos(3, 4)).Add(matcher.SetPos(5, 6, 7));
+    positions();
+    matcher.Create(Wrapped(fs), 2, 2.5, false, 200);
+    positions();
     teach(2050, 1000, 0, 300, 420);
     Match(matcher, fs, 0, 2, hash);
 }

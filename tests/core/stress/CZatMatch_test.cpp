@@ -77,6 +77,7 @@ TEST(CZatMatch, SearchesTheFiducialPointAcrossTheLeadsInOrder) {
         {"a tie keeps the earlier", {{{120, 50}, {180, 50}}}, 0, 120},
         {"both ends belong to the search", {{{100, 60}, {199, 70}}}, 0, 199},
         {"J does not, and no upstroke at Q itself", {{{100, 60}, {200, 70}}}, 0, 100},
+        {"however steep that is", {{{100, 60}, {149, 40}, {150, 70}}}, 0, 149},
         {"lead 1 is compared at lead 0's top", {{{120, 50}}, {{120, 30}, {170, 29}}}, 0, 120},
         {"top 170", {{{120, 50}}, {{119, 10}, {120, 30}, {169, 20}, {170, 31}}}, 0, 120},
         {"top and upstroke at 170", {{{120, 50}}, {{119, 40}, {120, 30}, {170, 120}}}, 0, 170},
@@ -115,6 +116,20 @@ TEST(CZatMatch, FoldsWithTheLastSampleOfTheBeatOrOneLaterForOddWindowsOnceMoreTh
                 const bool equal = std::equal(beat[0].begin(), beat[0].end(), engine.Templ()[0]);
                 EXPECT_TRUE(beating < leads || equal == (folded != len));
             }
+}
+
+TEST(CZatMatch, PutsThePeakWhereTheMeanOfTheMatchingLeadsIsBest) {
+    std::vector<std::size_t> foldedAt;
+    for (const long early :
+         {0, 4}) {  // of three leads one matches too soon and no longer when the others do best
+        Matcher engine(1000, 3);
+        engine.Teach();
+        auto input = BeatTrain(1000, 3).Beats(900, 2).Delay(2, -early).Record();
+        for (std::size_t i = 0; i < input.Frames(); ++i)
+            if (engine.match(input.Frame(i)) != nullptr) foldedAt.push_back(i);
+    }
+    ASSERT_EQ(foldedAt.size(), 4U);
+    EXPECT_EQ(foldedAt[0], foldedAt[2]);
 }
 
 TEST(CZatMatch, AnswersNullAndChangesNothingWithoutTemplateLeadsOrFrame) {
