@@ -144,19 +144,6 @@ TEST(BeatLearner, OfTwoKindsOfBeatsTheOneThatIsNotPrematureIsLearned) {
         for (std::size_t i = 130; i < 280; ++i)  // from before Q to well into ST
             ASSERT_NEAR(beat->rows[kLeadV1][i], expected->rows[kLeadV1][i], 60) << i;
     }
-    // Two of three beats are wide and early.
-    std::vector<PlacedBeat> regular, couplets;
-    for (int i = 0; i < 20; ++i) {
-        regular.push_back({0.5 + 0.8 * i, false});
-        for (const double after : {0.0, 0.55}) couplets.push_back({0.5 + 2.3 * i + after, true});
-        couplets.push_back({0.5 + 2.3 * i + 1.6, false});
-    }
-    const auto narrow = BeatLearner(500, 1).Learn(BeatTrain(500, regular));
-    const auto beat = BeatLearner(500, 1).Learn(BeatTrain(500, couplets));
-    ASSERT_TRUE(narrow);
-    ASSERT_TRUE(beat);
-    EXPECT_EQ(beat->posQ - beat->posR, narrow->posQ - narrow->posR);
-    EXPECT_EQ(beat->posJ - beat->posR, narrow->posJ - narrow->posR);
 }
 
 TEST(BeatLearner, ALeadThatIsOffForALongTimeIsLearnedFromTheRest) {

