@@ -157,22 +157,6 @@ TEST(SimulatedTest, RecordsTheLeadsAskedForAndTellsTheirTruth) {
     EXPECT_EQ(some.TrueSTslope(1, 13, 60), all.TrueSTslope(aVF, 13, 60));
 }
 
-TEST(SimulatedTest, LosesALeadForItsTimeAlone) {
-    SimulatedTestOptions options;
-    options.seconds = 10;
-    SimulatedTest whole(options);
-    options.leadOff = {{"V2", 2, 3, false}, {"II", 4.5, 100, true}};
-    SimulatedTest broken(options);
-    const std::vector<Frame> expected = ReadAll(whole), found = ReadAll(broken);
-    for (std::size_t n = 0; n < found.size(); ++n) {
-        Frame frame = expected[n];
-        if (n >= 1000 && n < 2500) frame[V2] = 0;
-        if (n >= 2250) frame[II] = 32767;
-        ASSERT_EQ(found[n], frame) << n;
-    }
-    EXPECT_THAT(broken.Warnings(), testing::IsEmpty());
-}
-
 TEST(SimulatedTest, RefusesOptionsOutsideTheirRangeAndReportsClipping) {
     using Options = SimulatedTestOptions;
     const std::pair<double Options::*, double> ruins[] = {{&Options::uVpb, 0},
