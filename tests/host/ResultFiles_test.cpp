@@ -69,12 +69,4 @@ TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
     EXPECT_TRUE(nlohmann::json::parse(m_folder.Bytes("none.json")).at("st").empty());
 }
 
-TEST_F(ResultFilesTest, JsonSaysWhetherTheAnalysisWasInterrupted) {
-    for (const bool interrupted : {false, true}) {
-        m_result.interrupted = interrupted;
-        WriteWhole(m_folder.Path("r.json"), [&](PendingFile& file) { WriteResultJson(file, m_result, {}); });
-        EXPECT_EQ(nlohmann::json::parse(m_folder.Bytes("r.json")).at("interrupted"), interrupted);
-    }
-}
-
 }  // namespace

@@ -157,47 +157,27 @@ TEST(SimulatedTest, RecordsTheLeadsAskedForAndTellsTheirTruth) {
     EXPECT_EQ(some.TrueSTslope(1, 13, 60), all.TrueSTslope(aVF, 13, 60));
 }
 
-TEST(SimulatedTest, LosesALeadForItsTimeAlone) {
-    SimulatedTestOptions options;
-    options.seconds = 10;
-    SimulatedTest whole(options);
-    options.leadOff = {{"V2", 2, 3, false}, {"II", 4.5, 100, true}};
-    SimulatedTest broken(options);
-    const std::vector<Frame> expected = ReadAll(whole), found = ReadAll(broken);
-    for (std::size_t n = 0; n < found.size(); ++n) {
-        Frame frame = expected[n];
-        if (n >= 1000 && n < 2500) frame[V2] = 0;
-        if (n >= 2250) frame[II] = 32767;
-        ASSERT_EQ(found[n], frame) << n;
-    }
-    EXPECT_THAT(broken.Warnings(), testing::IsEmpty());
-}
-
 TEST(SimulatedTest, RefusesOptionsOutsideTheirRangeAndReportsClipping) {
     using Options = SimulatedTestOptions;
-    constexpr void (*kRuined[])(Options&) = {[](Options& o) { o.fs = 99; },
-                                             [](Options& o) { o.fs = 2001; },
-                                             [](Options& o) { o.uVpb = 0; },
-                                             [](Options& o) { o.muscleUv = -1; },
-                                             [](Options& o) { o.seconds = std::nan(""); },
-                                             [](Options& o) { o.motionUv = -1; },
-                                             [](Options& o) { o.stDepressionUv = 1001; },
-                                             [](Options& o) { o.leads = {"V7"}; },
-                                             [](Options& o) {
-                                                 o.leads = {"I", "I"};
-                                             },
-                                             [](Options& o) {
-                                                 o.leadOff = {{"v5", 0, 1, false}};
-                                             },
-                                             [](Options& o) {
-                                                 o.leadOff = {{"V5", std::nan(""), 1, false}};
-                                             }};
-    Options options;
-    for (const auto ruin : kRuined) {
-        Options ruined = options;
-        ruin(ruined);
+    const std::pair<double Options::*, double> ruins[] = {{&Options::uVpb, 0},
+                                                          {&Options::muscleUv, -1},
+                                                          {&Options::seconds, std::nan("")},
+                                                          {&Options::motionUv, -1},
+                                                          {&Options::stDepressionUv, 1001}};
+    for (const auto& [option, value] : ruins) {
+        Options ruined;
+        ruined.*option = value;
         EXPECT_THROW(SimulatedTest{ruined}, std::invalid_argument);
     }
+    std::vector<Options> lists(6);
+    lists[0].fs = 99;
+    lists[1].fs = 2001;
+    lists[2].leads = {"V7"};
+    lists[3].leads = {"I", "I"};
+    lists[4].leadOff = {{"v5", 0, 1, false}};
+    lists[5].leadOff = {{"V5", std::nan(""), 1, false}};
+    for (const Options& ruined : lists) EXPECT_THROW(SimulatedTest{ruined}, std::invalid_argument);
+    Options options;
     options.seconds = 2;
     for (const int fs : {100, 2000}) {
         options.fs = fs;

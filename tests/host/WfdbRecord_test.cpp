@@ -274,11 +274,6 @@ TEST_F(WfdbRecordTest, StopsAtTheAnnouncedLengthOrEarlyWithAWarning) {
     EXPECT_THAT(warningsOf("r 2 250\n" + files, 2, 2), IsEmpty());  // without a length the sums say nothing
     EXPECT_THAT(warningsOf("r 3 250\n" + files + "s.dat 16 200", 2, 2),
                 ElementsAre("ends early: 2 of 3 frames"));
-
-    WfdbRecord record = Open("r 2 250 2\n" + files);
-    short frame[2];
-    ASSERT_TRUE(record.Read(frame));
-    EXPECT_THAT(record.Warnings(), IsEmpty());  // the sums are not complete yet
 }
 
 TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
@@ -298,19 +293,14 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
         {"r 0 250\n", "found zero signals"},
         {"r 257 250\n", "number of signals: expected 0 to 256, found 257"},
         {"r 1 fast\n" + line, "line 1: malformed sampling rate: \"fast\""},
-        {"r 1 250/x\n" + line, "malformed counter frequency"},
-        {"r 1 250 -5\n" + line, "number of samples is negative: -5"},
         {"r 1 99.9\n" + line, "sampling rate: expected 100 to 2000 Hz, found 99.9"},
         {"r 1 128.5\n" + line, "expected a whole number of Hz, found 128.5"},
         {"r 2 250\n" + line, "line 3: expected 2 signals, found the end after 1"},
         {"r 1 250\n" + line + line, "line 3: expected the end after 1 signals, found \"r.dat"},
-        {"r 1 250\nr.dat\n", "line 2: expected the format, found the end of the line"},
         {"r 1 250\n\nr.dat 61\n", "line 3: unknown format 61: expected 16, 24, 32, 80 or 212"},
         {"r 1 250\nr.dat 16:-1\n", "skew is negative: -1"},
         {"r 1 250\nr.dat 16:2\n", "expected more frames than the skew of 2, found 2"},
         {"r 1 250\nr.dat 16 1e-320\n", "gain"},
-        {"r 1 250\nr.dat 16 200mV\n", "malformed gain: \"200mV\""},
-        {"r 1 250\nr.dat 16 200 -1\n", "ADC resolution is negative: -1"},
         {"r 1 250\nr.dat 16 200 12 0 0 70000\n", "checksum: expected -32768 to 65535, found 70000"},
         {"r 1 250\nr.dat 16 1/mmHg\n", "found no signal in a unit of voltage"},
         {"r 1 250\n/etc/hostname 16\n", "expected a file in the directory of the header, found \"/etc"},
@@ -332,9 +322,6 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
     }
     EXPECT_EQ(Refusal("r 1 360.0\n" + line), "");
     EXPECT_EQ(Refusal("r 1 100\n" + line) + Refusal("r 1 2000\n" + line), "");
-    EXPECT_THROW(WfdbRecord(Path("missing")), HostError);
-    std::filesystem::create_directories(Path("folder.hea"));
-    EXPECT_THROW(WfdbRecord(Path("folder")), HostError);
 }
 
 TEST_F(WfdbRecordTest, ReportsASignalFileThatShrinksWhileItIsRead) {
