@@ -19,7 +19,7 @@
 
 namespace {
 
-// Far more than a week at 200 beats per minute has, and no more than 150 MB in memory.
+// Far more than a week at 200 beats per minute has, and no more than 110 MB in memory.
 constexpr long long kMostBytes = 16 << 20;
 constexpr std::size_t kMostAnnotations = 1 << 20;
 constexpr int kNote = 22, kLastCode = 49;

@@ -5,7 +5,9 @@
 // again: a batch that was stopped goes on where it was. A result that was interrupted does not count as one.
 // A file in the place of a result that is none is left alone, and the record counts as failed.
 //
-// An interrupt ends the running analyses and starts no more; the table of what is complete is written.
+// A process that takes longer than it may is asked to end (SIGTERM), and ten seconds later ended (SIGKILL);
+// its record counts as failed. An interrupt ends the running analyses and starts no more; the table of what
+// is complete is written.
 #pragma once
 
 #include <string>

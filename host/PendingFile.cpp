@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Files get their names one after another; whoever holds a lock on their folder waits for nothing.
+// Five seconds in all: a run holds the lock for a few renamings.
 constexpr int kLockAttempts = 200;
 constexpr std::chrono::milliseconds kLockWait{25};
 
@@ -46,9 +46,11 @@ bool TakeRights(int handle, const std::string& replaced) {
     return fchmod(handle, rights) == 0;
 }
 
-bool IsSpecialName(const std::string& path) {
+/// What the shell has opened for the program: it is not the program's to replace, even where it is a file.
+bool IsOpenAlready(const std::string& path) {
     const std::string name = fs::absolute(path).lexically_normal().string();
-    return name.starts_with("/dev/") || name.starts_with("/proc/");
+    return name == "/dev/stdout" || name == "/dev/stderr" || name.starts_with("/dev/fd/") ||
+           name.starts_with("/proc/");
 }
 
 }  // namespace
@@ -59,7 +61,7 @@ PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
     const fs::file_status before = fs::status(m_path, unknown);
     if (fs::is_directory(before))
         throw HostError(m_path, "expected the name of a file to write, found a folder");
-    const bool isFile = (!fs::exists(before) || fs::is_regular_file(before)) && !IsSpecialName(m_path);
+    const bool isFile = (!fs::exists(before) || fs::is_regular_file(before)) && !IsOpenAlready(m_path);
     m_target = m_openName = m_path;
     if (isFile) {
         m_target = CanonicalName(m_path);

@@ -1,12 +1,12 @@
 // PendingFile: a file that appears under its name only when it is complete.
 //
-//   created   ".qzstress-XXXXXX" in the folder of the name, which no other run has, readable by its owner
-//   alone Commit    the rights of the file that is replaced, all bytes on the disk, then the name
+//   created   ".qzstress-XXXXXX" in the folder of the name: no other run has it, its owner alone reads it
+//   Commit    the rights of the file that is replaced, all bytes on the disk, then the name
 //
 // Of two runs that write to one name each result is whole, and the later one stays. Without Commit nothing is
 // left behind, and a file that had the name before stays as it was. A name that is a link to a file stands
-// for that file: it is replaced and the link stays. What is no file, as a pipe and everything below /dev and
-// /proc, is written straight to.
+// for that file: it is replaced and the link stays. What is no file, as a pipe, and what the shell has
+// opened, as /dev/stdout, is written straight to.
 #pragma once
 
 #include <fstream>

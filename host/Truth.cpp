@@ -167,13 +167,15 @@ void NeedAscending(const Field& field, const std::vector<Element>& elements, Tim
 }
 
 Json ParseJson(const std::string& path) {
-    constexpr long long kMostBytes = 64 << 20;  // a day of twelve leads has 40 MB
-    constexpr int kDeepest = 8;
+    constexpr long long kMostBytes = 64 << 20;            // a day of twelve leads has 40 MB
+    constexpr int kDeepest = 8, kMostParts = 10'000'000;  // twice what that day has
     const std::string text = ReadText(path, kMostBytes);
+    int parts = 0;
     try {
         return Json::parse(text, [&](int depth, Json::parse_event_t, const Json&) {
-            if (depth > kDeepest)
-                throw HostError(path, "expected JSON of a truth, found brackets in brackets");
+            if (depth > kDeepest || ++parts > kMostParts)
+                throw HostError(path,
+                                "expected JSON of a truth, found far more brackets or values than one has");
             return true;
         });
     } catch (const Json::exception& error) {

@@ -1,8 +1,7 @@
 // Canvas: drawing in millimetres from the upper left corner of a page, on whatever Cairo draws to.
 //
-// Text goes through Pango with hinting off, so that all outputs break and place it alike. Text that is not
-// UTF-8 is taken for Latin-1; control characters become spaces; the hyphen before a negative figure is set as
-// a minus sign.
+// Text goes through Pango with hinting off, so that all outputs break and place it alike. Text is set
+// as OneLine has it, and the hyphen before a negative figure as a minus sign.
 #pragma once
 
 #include <cairo.h>

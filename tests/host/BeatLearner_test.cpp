@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <utility>
 #include <vector>
 
 #include "host/SignalConditioner.h"

@@ -88,15 +88,12 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
          "column \"I\": expected a unit, as in \"I (mV)\", or --uv-per-bit, found neither"},
         {"I (mV),SpO2 (%)\n" + frames, 500, 1, "column \"SpO2\": expected a unit of voltage, found \"%\""},
         {"time\n1\n", 500, 1, "line 1: expected a lead, found none"},
-        {std::string(300, ','), 500, 1, "line 1: column 1: expected the name"},
         {many, 500, 1, "line 1: expected at most 257 columns, found more"},
         {"I,II\n", 500, 1, "expected a line of samples after the header, found none"},
         {"I,II\n" + frames, 0, 1, "expected --fs or a first column of rising times, found neither"},
-        {"time,I\n2,1\n1,1\n", 0, 1, "expected --fs or a first column of rising times"},
         {"time,I\n0,1\n1,1\n", 0, 1, "sampling rate: expected 100 to 2000 Hz, found 1"},
         {"I,II\n" + frames + "5\n", 500, 1, "line 4: expected 2 columns as in the header, found 1"},
         {"I,II\n" + frames + "5,6,\n", 500, 1, "line 4: expected 2 columns as in the header, found 3"},
-        {"I,II\n1,\n", 500, 1, "line 2: column 2: expected a number, found \"\""},
         {"I;II\n1,5;2\n", 500, 1, "line 2: column 1: expected a number, found \"1,5\""},
         {"I,II\n1,++2\n", 500, 1, "line 2: column 2: expected a number, found \"++2\""},
         {"I,II\n1,nan\n", 500, 1, "line 2: column 2: expected a number, found \"nan\""},
@@ -109,8 +106,6 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
         EXPECT_THAT(message, HasSubstr(fragment));
         EXPECT_EQ(message.rfind(m_folder.Path("r.csv: "), 0), 0U) << message;
     }
-    EXPECT_THROW(CsvRecord(m_folder.Path("missing.csv"), {}), HostError);
-    EXPECT_THROW(CsvRecord(m_folder.Path(""), {}), HostError);  // a directory
 }
 
 }  // namespace

@@ -131,12 +131,4 @@ TEST(CheckExercise, TellsWhatDoesNotFitTheRecording) {
     EXPECT_THAT(CheckExercise({{}, {}, 0}, 720), ElementsAre(HasSubstr("no exercise time")));
 }
 
-TEST(IsBruce, KnowsItsStagesByTheirNames) {
-    EXPECT_TRUE(IsBruce(ProtocolStages("bruce", 60, 600)));
-    EXPECT_TRUE(IsBruce({{0, {}, "BRUCE 1"}}));
-    EXPECT_FALSE(IsBruce(ProtocolStages("bicycle", 60, 600)));
-    EXPECT_FALSE(IsBruce({{0, {}, "Bruce 1"}, {180, {}, "ramp"}}));
-    EXPECT_FALSE(IsBruce({{0, 0, "Bruce rest"}}));
-}
-
 }  // namespace

@@ -96,8 +96,6 @@ TEST(SimulatedTest, FollowsTheStagesOfItsProtocol) {
     EXPECT_EQ(told(Protocol::Bicycle, 700),
               "0 0 rest; 84 25 25 W; 204 50 50 W; 324 75 75 W; 444 100 100 W; 504 0 recovery; ");
     EXPECT_EQ(told(Protocol::Ramp, 200), "0 0 rest; 24 10 10 W; 84 20 20 W; 144 0 recovery; ");
-    EXPECT_EQ(with(Protocol::Bruce, 1e5).Stages().size(), 2U + 7);
-    EXPECT_EQ(with(Protocol::Steps, 0.5).Stages().size(), 2U + 4);
 }
 
 void ExpectTruthAtEveryBeat(int fs) {

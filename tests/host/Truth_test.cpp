@@ -103,7 +103,7 @@ TEST(Truth, RefusesDamagedFilesInOneLineThatNamesThePlace) {
     ASSERT_EQ(refusal(whole), "");
     for (std::size_t length = 0; length + 2 < whole.size(); length += 7)
         ASSERT_THAT(refusal(whole.substr(0, length)), HasSubstr("d.json: expected JSON")) << length;
-    EXPECT_THAT(refusal(std::string(100000, '[')), HasSubstr("brackets in brackets"));
+    EXPECT_THAT(refusal(std::string(100000, '[')), HasSubstr("far more brackets"));
     const auto changed = [&](const std::string& from, const std::string& to) {
         std::string text = whole;
         const std::size_t at = text.find(from);
