@@ -137,7 +137,7 @@ TEST(CZatMatch, EndsThePeakWithTheMajority) {
     for (const bool silent : {true, false}) {  // the lead that is late, and would match better by itself
         Matcher engine(1000, 3);
         engine.Teach();
-        auto input = BeatTrain(1000, 3).Beats(900, 1).Delay(0, 9).Record();
+        auto input = BeatTrain(1000, 3).Beats(900, 1).Delay(0, 5).Record();
         for (std::size_t i = 0; i < input.Frames(); ++i) {
             short* x = input.Frame(i);
             if (silent) x[0] = 0;
