@@ -22,6 +22,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "qzFilterBanksC.h"
+
 #ifndef QZ_API
 #define QZ_API /* given a meaning by the build of the library: core/Export.h */
 #endif
@@ -91,7 +93,10 @@ QZ_API int16_t qzc_multi_mean_hr(const int16_t* frame, size_t count);
 
 /* -- Filter chain -------------------------------------------------------------------------------------- */
 
-/* False where it cannot be built (a negative chn, no memory): there is then no chain. */
+/* False where it cannot be built (a negative chn, no memory): there is then no chain. 0 leaves a stage out.
+ * freq_lpass must lie below fs / 2: at or above it the low-pass is unstable. freq_notch is for 50 Hz at
+ * multiples of 50 Hz: the comb inverts and doubles a tone of 60 Hz, and leaves much of 50 Hz at other rates.
+ * There give 0 and take the banks of qzFilterBanksC.h. */
 QZ_API bool qzc_filters_create(int16_t fs, int16_t chn, int16_t freq_lpass, int16_t freq_notch,
                                int16_t smooth);
 /* The leads of the chain, which may have no stage; -1 without a chain. */

@@ -5,7 +5,7 @@
 # Exported is what the headers mark with QZ_API. Objective-C classes have no such mark and stay visible.
 add_library(qz_exports INTERFACE)
 if(WIN32)
-    target_compile_definitions(qz_exports INTERFACE QZ_API=__declspec(dllexport))
+    target_compile_definitions(qz_exports INTERFACE "QZ_API=__declspec(dllexport)")
 else()
     target_compile_definitions(qz_exports INTERFACE "QZ_API=__attribute__((visibility(\"default\")))")
     target_compile_options(qz_exports INTERFACE
@@ -31,9 +31,10 @@ if(qz_has_shared)
     add_library(qzStressTemplLib::shared ALIAS qzStressTemplLib)
     set_target_properties(qzStressTemplLib PROPERTIES
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME shared)
+    target_link_libraries(qzStressTemplLib PRIVATE $<BUILD_INTERFACE:qz_hardening>)
     list(APPEND qz_libraries qzStressTemplLib)
     if(WIN32)
-        target_compile_definitions(qzStressTemplLib INTERFACE QZ_API=__declspec(dllimport))
+        target_compile_definitions(qzStressTemplLib INTERFACE "QZ_API=__declspec(dllimport)")
     elseif(CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
         target_link_options(qzStressTemplLib PRIVATE
             "LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map")

@@ -2,17 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <limits>
 #include <string_view>
 #include <utility>
 
 #include "host/HostError.h"
+#include "host/InputFile.h"
 
 // A file is a sequence of 16-bit words, low byte first: a code in the upper 6 bits, a number in the lower 10.
 // Codes up to kLastCode are annotations, the number counts the steps since the one before. The codes below
@@ -20,6 +19,9 @@
 
 namespace {
 
+// Far more than a week at 200 beats per minute has, and no more than 150 MB in memory.
+constexpr long long kMostBytes = 16 << 20;
+constexpr std::size_t kMostAnnotations = 1 << 20;
 constexpr int kNote = 22, kLastCode = 49;
 constexpr unsigned kNumberBits = 10, kNumberMask = (1U << kNumberBits) - 1;
 constexpr std::size_t kLongestText = 255;  // the WFDB library keeps the length in one byte
@@ -49,11 +51,11 @@ constexpr std::array<CodeName, 42> kCodes = {
 class WordReader {
 public:
     explicit WordReader(const std::string& path) : m_path(path) {
-        errno = 0;
-        m_stream.open(path, std::ios::binary);
-        if (!m_stream || m_stream.peek() == std::ifstream::traits_type::eof())
-            throw HostError(path, std::string("expected annotations: ") +
-                                      (errno != 0 ? std::strerror(errno) : "the file is empty"));
+        const InputFile file(path);
+        if (file.Bytes() == 0 || file.Bytes() > kMostBytes)
+            throw HostError(path, "expected annotations of 1 to " + std::to_string(kMostBytes) +
+                                      " bytes, found " + std::to_string(file.Bytes()));
+        m_stream = file.Stream();
     }
     [[noreturn]] void Fail(const std::string& message) const {
         throw HostError(m_path, "byte " + std::to_string(m_position) + ": " + message);
@@ -194,6 +196,9 @@ std::vector<Annotation> ReadAnnotations(const std::string& path) {
                 number = annotations.back().number;
             }
             sample += low;
+            if (annotations.size() == kMostAnnotations)
+                reader.Fail("expected at most " + std::to_string(kMostAnnotations) +
+                            " annotations, found more");
             annotations.push_back({sample, static_cast<int>(code), {}, 0, channel, number});
             if (sample < 0) reader.Fail("expected a time from 0 on, found " + std::to_string(sample));
         } else {

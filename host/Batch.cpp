@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstring>
@@ -23,6 +25,7 @@
 #include <utility>
 
 #include "host/HostError.h"
+#include "host/InputFile.h"
 #include "host/Interrupt.h"
 #include "host/PendingFile.h"
 #include "host/Progress.h"
@@ -34,6 +37,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using Json = nlohmann::ordered_json;
+using Time = std::chrono::steady_clock::time_point;
 
 constexpr int kExitInterrupted = 130;  // of an analysis
 constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};
@@ -61,11 +65,16 @@ struct Failures {
     std::vector<std::string> lines;
 };
 
+// Empty where the file cannot be read; cut where it is longer than a path and what is wrong with it.
 std::string FirstLine(const fs::path& path) {
-    std::ifstream file(path);
-    std::string line;
-    std::getline(file, line);
-    return OneLine(line);
+    constexpr std::size_t kLongest = 8192;
+    std::string line(kLongest, '\0');
+    try {
+        InputFile(path.string()).Stream().getline(line.data(), kLongest);
+    } catch (const HostError&) {
+        return {};
+    }
+    return OneLine(line.c_str());
 }
 
 bool IsTable(const fs::path& path) { return FirstLine(path) == kTableHeading; }
@@ -79,8 +88,7 @@ bool IsRecording(const fs::path& path) {
 std::vector<std::string> ReadList(const std::string& path) {
     if (IsRecording(path))
         throw HostError(path, "is taken for a recording by its name: a folder or a list is expected");
-    std::ifstream file(path);
-    if (!file) throw HostError(path, "cannot be read");
+    std::istringstream file(ReadText(path));
     const fs::path folder = fs::path(path).parent_path();
     std::vector<std::string> records;
     for (std::string line; std::getline(file, line);) {
@@ -111,8 +119,10 @@ pid_t Start(const std::string& program, const Task& task, const std::vector<std:
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    // A file of its own: what a link in its place leads to is not written to.
+    fs::remove(task.notes);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, task.notes.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+                                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     pid_t child = 0;
     const int error = posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
@@ -134,7 +144,7 @@ std::string TableRow(const std::string& record, const Json& result) {
         if (!worst || std::abs(change.get<double>()) > std::abs(worst->at("largest_change_uv").get<double>()))
             worst = &lead;
     }
-    out << CsvField(record) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
+    out << CsvField(OneLine(record)) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
         << result.at("record").at("leads").size() << ',' << result.at("beats_found") << ','
         << result.at("beats_folded") << ',' << Figure(exercise.at("peak_heart_rate_per_min"), 1) << ','
         << Figure(exercise.at("peak_heart_rate_s"), 0) << ',';
@@ -165,7 +175,7 @@ enum class ResultState {
 ResultState ReadResult(Task& task) {
     if (!fs::exists(task.json)) return ResultState::None;
     try {
-        std::ifstream file(task.json);
+        std::ifstream file = InputFile(task.json.string()).Stream();
         const Json result = Json::parse(file, IsKept);
         if (result.at("schema") != kResultSchema) return ResultState::Foreign;
         if (result.value("interrupted", false)) return ResultState::Interrupted;
@@ -173,26 +183,48 @@ ResultState ReadResult(Task& task) {
         return ResultState::Whole;
     } catch (const Json::exception&) {  // not JSON, or not with these members
         return ResultState::Foreign;
-    } catch (const std::ios_base::failure&) {  // a folder
+    } catch (const HostError&) {  // no file
         return ResultState::Foreign;
     }
 }
 
+struct Running {
+    Task* task = nullptr;
+    Time started{};
+    int signalsSent = 0;  // because it takes too long
+};
+
 // What went wrong with a task that has no whole result.
-std::string Problem(const Task& task, int status) {
+std::string Problem(const Running& running, int status, double timeoutSeconds) {
+    const Task& task = *running.task;
+    if (running.signalsSent > 0)
+        return task.record + ": given up after " + Number(timeoutSeconds, 0) + " s (--timeout)";
     if (WIFSIGNALED(status)) return task.record + ": ended by signal " + std::to_string(WTERMSIG(status));
     if (WEXITSTATUS(status) == kExitInterrupted) return task.record + ": was interrupted";
     const std::string said = FirstLine(task.notes);
     return said.empty() ? task.record + ": exit code " + std::to_string(WEXITSTATUS(status)) : said;
 }
 
-// A process that ended, with its status; none where a signal came first. Throws HostError where there is none
-// to wait for.
+// A process that ended, with its status; none where none did so within a moment. Throws HostError where there
+// is none to wait for.
 std::optional<pid_t> WaitForProcess(int& status) {
-    const pid_t child = waitpid(-1, &status, 0);
-    if (child >= 0) return child;
-    if (errno != EINTR) throw HostError("batch", std::string("cannot wait: ") + std::strerror(errno));
+    constexpr std::chrono::milliseconds kMoment{10};
+    const pid_t child = waitpid(-1, &status, WNOHANG);
+    if (child > 0) return child;
+    if (child < 0) throw HostError("batch", std::string("cannot wait: ") + std::strerror(errno));
+    std::this_thread::sleep_for(kMoment);
     return std::nullopt;
+}
+
+// Asks processes that take too long to end, and later ends those that do not.
+void GiveUpLateOnes(std::map<pid_t, Running>& running, double timeoutSeconds) {
+    constexpr double kGraceSeconds = 10;
+    if (timeoutSeconds <= 0) return;
+    for (auto& [child, one] : running) {
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - one.started;
+        if (took.count() < timeoutSeconds + one.signalsSent * kGraceSeconds || one.signalsSent > 1) continue;
+        kill(child, one.signalsSent++ == 0 ? SIGTERM : SIGKILL);
+    }
 }
 
 // Analyses the open tasks and fills their rows. `total` counts those that were done before too.
@@ -202,7 +234,7 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
     const std::size_t jobs = options.jobs > 0 ? static_cast<std::size_t>(options.jobs)
                                               : std::max(1U, std::thread::hardware_concurrency());
     ProgressBar bar("batch", static_cast<double>(total), !options.quiet);
-    std::map<pid_t, Task*> running;
+    std::map<pid_t, Running> running;
     std::size_t next = 0, done = total - open.size();
     bool isPassedOn = false;  // the interrupt, to the running processes
     while (!running.empty() || (next < open.size() && !Interrupt::IsAsked())) {
@@ -210,7 +242,8 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
             Task& task = *open[next++];
             try {
                 fs::create_directories(task.json.parent_path());
-                running[Start(program, task, options.analyzeArguments)] = &task;
+                const pid_t child = Start(program, task, options.analyzeArguments);
+                running[child] = {&task, std::chrono::steady_clock::now()};
             } catch (const std::exception& error) {
                 failed.push_back(task.record + ": " + error.what());
             }
@@ -218,19 +251,20 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
         if (running.empty()) continue;
         // Ctrl-C reaches all of them by itself; a signal that was sent to the batch alone does not.
         if (Interrupt::IsAsked() && !isPassedOn) {
-            for (const auto& [child, task] : running) kill(child, SIGTERM);
+            for (const auto& [child, one] : running) kill(child, SIGTERM);
             isPassedOn = true;
         }
+        GiveUpLateOnes(running, options.timeoutSeconds);
         int status = 0;
         const std::optional<pid_t> child = WaitForProcess(status);
         const auto ended = child ? running.find(*child) : running.end();
         if (ended == running.end()) continue;
-        Task& task = *ended->second;
+        Task& task = *ended->second.task;
         // What an interrupted process says is not the fault of its record.
         if (ReadResult(task) == ResultState::Whole || Interrupt::IsAsked())
             fs::remove(task.notes);
         else
-            failed.push_back(Problem(task, status));
+            failed.push_back(Problem(ended->second, status, options.timeoutSeconds));
         running.erase(ended);
         bar.Show(static_cast<double>(++done));
     }
@@ -260,7 +294,12 @@ std::vector<Task> MakeTasks(const std::vector<std::string>& records, const fs::p
 
 // The segments that a WFDB header names, so that they are not taken for records.
 void AddSegments(const fs::path& header, std::set<fs::path>& segments) {
-    std::ifstream file(header);
+    std::istringstream file;
+    try {
+        file.str(ReadText(header.string()));
+    } catch (const HostError&) {
+        return;  // its analysis tells what is wrong with it
+    }
     std::string line;
     while (std::getline(file, line) && (line.empty() || line.front() == '#')) {
     }

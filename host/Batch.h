@@ -12,10 +12,11 @@
 #include <vector>
 
 struct BatchOptions {
-    std::string input;      // a folder with records, or a list: one path a line, '#' comments
-    std::string outFolder;  // for NAME.json of every record, and for results.csv
-    int jobs = 0;           // processes at once; 0 is one per core
-    bool quiet = false;     // no progress bar
+    std::string input;             // a folder with records, or a list: one path a line, '#' comments
+    std::string outFolder;         // for NAME.json of every record, and for results.csv
+    int jobs = 0;                  // processes at once; 0 is one per core
+    double timeoutSeconds = 3600;  // that a record may take; 0: any time
+    bool quiet = false;            // no progress bar
     std::vector<std::string> analyzeArguments;  // handed on to every `analyze`
 };
 

@@ -48,7 +48,9 @@ int FinestScale(const std::vector<double>& extremesUv) {
 
 std::string Quote(std::string_view text) {
     constexpr std::size_t kShown = 60;
-    return '"' + std::string(text.substr(0, kShown)) + (text.size() > kShown ? "...\"" : "\"");
+    const std::string line = OneLine(text.substr(0, 4 * kShown));  // of up to four bytes each
+    const std::string_view shown = Characters(line, 0, kShown);
+    return '"' + std::string(shown) + (shown.size() < text.size() ? "...\"" : "\"");
 }
 
 short SampleScaler::operator()(double uV) {

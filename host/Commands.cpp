@@ -81,12 +81,11 @@ public:
         if (m_csv) WriteTrendsCsv(*m_csv, result, m_options.csvEverySeconds);
         if (m_report) WriteReport(*m_report, {result, exercise});
         if (m_json) WriteResultJson(*m_json, result, exercise);
-        const auto files = {&m_annotations, &m_csv, &m_report, &m_json};
-        for (auto* file : files)
-            if (*file) (*file)->CloseStream();
-        if (m_exporter) m_exporter->Finish();
-        for (auto* file : files)
-            if (*file) (*file)->Commit();
+        std::vector<PendingFile*> files;
+        if (m_exporter) files = m_exporter->Finish();
+        for (auto* file : {&m_annotations, &m_csv, &m_report, &m_json})
+            if (*file) files.push_back(&**file);
+        PendingFile::CommitAll(files);
     }
 
 private:
@@ -195,7 +194,7 @@ bool Analyze(AnalyzeOptions options) {
             PrintAccuracy(std::cout, info.leads,
                           CompareWithTruth(result, TruthOf(*simulated, options.analysis.postJms)));
         }
-        if (!options.report.empty()) std::cout << "\nReport: " << options.report << "\n";
+        if (!options.report.empty()) std::cout << "\nReport: " << OneLine(options.report) << "\n";
     }
     return !result.interrupted;
 }
@@ -209,9 +208,9 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
     std::cout << "\nread as " << info.uVpb << " uV per unit\nleads:";
     for (const std::string& lead : info.leads) std::cout << ' ' << lead;
     std::cout << "\n";
-    for (const std::string& line : source->Describe()) std::cout << line << "\n";
+    for (const std::string& line : source->Describe()) std::cout << OneLine(line) << "\n";
     for (const std::string& line : info.remarks) std::cout << "remark: " << line << "\n";
-    for (const std::string& line : source->Warnings()) std::cout << "warning: " << line << "\n";
+    for (const std::string& line : source->Warnings()) std::cout << "warning: " << OneLine(line) << "\n";
 }
 
 void RunEvaluate(const EvaluateOptions& options) {

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "host/HostError.h"
+#include "host/InputFile.h"
 #include "host/Text.h"
 
 namespace {
@@ -51,8 +52,7 @@ std::size_t FindSeparator(std::string_view text, char separator) {
 }  // namespace
 
 CsvRecord::CsvRecord(const std::string& path, const RecordOptions& options)
-    : m_path(path), m_file(path), m_buffer(kLongestLine + 2, '\0') {
-    if (!m_file) throw HostError(path, "cannot be opened");
+    : m_path(path), m_file(InputFile(path).Stream()), m_buffer(kLongestLine + 2, '\0') {
     m_info.name = OneLine(std::filesystem::path(path).stem().string());
     ReadHeader(options);
     const std::streampos firstFrame = m_file.tellg();
@@ -101,6 +101,9 @@ void CsvRecord::ReadHeader(const RecordOptions& options) {
         const std::size_t end = FindSeparator(rest, m_separator);
         std::string_view name = Trimmed(rest.substr(0, end));
         const std::string_view unit = TakeUnit(name);
+        // An apostrophe that CsvField put in front of a formula.
+        if (name.size() > 1 && name[0] == '\'' && kFormulaStarts.find(name[1]) != std::string_view::npos)
+            name.remove_prefix(1);
         const std::string lead = OneLine(std::string(name));
         double number = 0;
         bNames |= !lead.empty() && !ParseNumber(lead, number);

@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "host/HostError.h"
+#include "host/Text.h"
 
 namespace {
 
@@ -22,12 +23,12 @@ int DecimalsOf(double uVpb) {
     return std::min(static_cast<int>(digits.size() - point - 1), kMostDecimals);
 }
 
-/// A separator or a quote in a name would end it early.
+/// A separator or a quote in a name would end it early: blanks stand in their place.
 std::string ColumnName(const std::string& lead) {
     std::string name = OneLine(lead);
     std::replace_if(
         name.begin(), name.end(), [](char c) { return c == ',' || c == ';' || c == '"'; }, ' ');
-    return name + " (uV)";
+    return CsvField(name + " (uV)");
 }
 
 }  // namespace
@@ -55,5 +56,3 @@ void CsvSink::Write(const short* frame) {
     m_file.Stream() << m_line;
     m_file.Check();
 }
-
-void CsvSink::Finish() { m_file.Commit(); }

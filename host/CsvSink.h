@@ -8,14 +8,13 @@
 #include <string>
 
 #include "host/FrameSink.h"
-#include "host/PendingFile.h"
 
 class CsvSink : public FrameSink {
 public:
     /// Throws HostError for a scale below 1e-6 microvolts per unit.
     CsvSink(const std::string& path, const SourceInfo& info);
     void Write(const short* frame) override;
-    void Finish() override;
+    std::vector<PendingFile*> Finish() override { return {&m_file}; }
 
 private:
     std::size_t m_chn;

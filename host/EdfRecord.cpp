@@ -12,6 +12,7 @@
 
 #include "host/Calibration.h"
 #include "host/HostError.h"
+#include "host/InputFile.h"
 #include "host/Text.h"
 
 namespace {
@@ -49,9 +50,9 @@ std::optional<long long> HeaderNumber(const std::string& header, std::size_t fro
 
 /// EDFlib only says that a file has errors: what is wrong with most of them is its length. Returns the number
 /// of signals, those of annotations included.
-long long CheckLength(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw HostError(path, "cannot be opened");
+long long CheckLength(const InputFile& input) {
+    const std::string& path = input.Path();
+    std::ifstream file = input.Stream();
     std::string header(kFixedHeaderBytes, '\0');
     if (!file.read(header.data(), kFixedHeaderBytes))
         throw HostError(path, "expected an EDF header of 256 bytes, found " +
@@ -80,7 +81,7 @@ long long CheckLength(const std::string& path) {
     }
     const long long recordBytes = samples * (isBdf ? 3 : 2);
     const long long headerBytes = kFixedHeaderBytes + *signals * kSignalHeaderBytes;
-    const auto size = static_cast<long long>(std::filesystem::file_size(path));
+    const long long size = input.Bytes();
     const long long whole = (size - headerBytes) / recordBytes;
     const std::string remedy = ": EDF files must be whole; it would be with \"" + std::to_string(whole) +
                                "\" as the number of data records at byte 236 and " +
@@ -120,7 +121,6 @@ std::string Refusal(int error) {
             return "is discontinuous (EDF+D), a recording without gaps is expected";
         case EDFLIB_FILE_READ_ERROR: return "cannot be read";
         case EDFLIB_MAXFILES_REACHED: return "too many EDF files are open";
-        case EDFLIB_FILE_ALREADY_OPENED: return "is open already";
         default: return "is no valid EDF or BDF file";
     }
 }
@@ -132,6 +132,11 @@ struct EdfRecord::State {
         if (handle >= 0) edfclose_file(handle);
     }
 
+    explicit State(const std::string& file) : input(file), path(file) {}
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    InputFile input;  // open as long as EDFlib's, which tells its files apart by their names
     std::string path;
     int handle = -1;
     std::vector<Lead> leads;
@@ -174,11 +179,11 @@ std::vector<double> EdfRecord::State::UsedExtremes() {
     return extremesUv;
 }
 
-EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>()) {
-    m_state->path = path;
-    const long long signals = CheckLength(path);
+EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(path)) {
+    const long long signals = CheckLength(m_state->input);
     const auto header = std::make_unique<edf_hdr_struct>();  // too large for a stack
-    if (edfopen_file_readonly(path.c_str(), header.get(), EDFLIB_DO_NOT_READ_ANNOTATIONS) != 0)
+    if (edfopen_file_readonly(m_state->input.OpenName().c_str(), header.get(),
+                              EDFLIB_DO_NOT_READ_ANNOTATIONS) != 0)
         throw HostError(path, Refusal(header->filetype));
     m_state->handle = header->handle;
 
@@ -195,7 +200,8 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
         std::snprintf(line, sizeof line, ": %g Hz, %g to %g %s as %d to %d", rate, signal.phys_min,
                       signal.phys_max, unit.c_str(), signal.dig_min, signal.dig_max);
         m_state->description.push_back(label + line);
-        if (MicrovoltsPer(unit) == 0) {
+        const double uvPerPhysicalUnit = MicrovoltsPer(unit);
+        if (uvPerPhysicalUnit == 0) {
             m_state->warnings.push_back(Quote(label) + " left out: its unit " + Quote(unit) +
                                         " is not a voltage");
             continue;
@@ -207,11 +213,11 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
         }
         fs = rate;
         const double perUnit = (signal.phys_max - signal.phys_min) / (signal.dig_max - signal.dig_min);
-        const double uvPerUnit = perUnit * MicrovoltsPer(unit);
+        const double uvPerUnit = perUnit * uvPerPhysicalUnit;
         m_state->leads.push_back(
             {i, uvPerUnit, signal.phys_max / perUnit - signal.dig_max, {}, SampleScaler(1)});
-        extremesUv.push_back(signal.phys_min * MicrovoltsPer(unit));
-        extremesUv.push_back(signal.phys_max * MicrovoltsPer(unit));
+        extremesUv.push_back(signal.phys_min * uvPerPhysicalUnit);
+        extremesUv.push_back(signal.phys_max * uvPerPhysicalUnit);
         m_info.leads.push_back(LeadName(label));
         m_state->framesLeft = signal.smp_in_file;
     }

@@ -6,7 +6,7 @@
 // leads fit into 16 bits, or in BDF the ranges that they use: those of its 24 bits are mostly there for what
 // the electrodes add. Refused, with a HostError: files that are not whole, discontinuous ones, rates that are
 // no whole number of Hz. EDFlib keeps a list of its open files: these objects are made and destroyed on one
-// thread, and one at a time is open on a file. The format is described in Kemp et al., Electroenceph clin
+// thread. The format is described in Kemp et al., Electroenceph clin
 // Neurophysiol 1992; 82: 391-393, EDF+ in Kemp, Olivan, Clin Neurophysiol 2003; 114: 1755-1761.
 #pragma once
 

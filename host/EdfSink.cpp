@@ -44,7 +44,7 @@ EdfSink::EdfSink(const std::string& path, const SourceInfo& info)
         throw HostError(path, "expected fewer than " + std::to_string(EDFLIB_MAXSIGNALS) + " leads for EDF");
     m_file.CloseStream();
     m_handle.value =
-        edfopen_file_writeonly(m_file.PartPath().c_str(), EDFLIB_FILETYPE_EDFPLUS, static_cast<int>(m_chn));
+        edfopen_file_writeonly(m_file.OpenName().c_str(), EDFLIB_FILETYPE_EDFPLUS, static_cast<int>(m_chn));
     if (m_handle.value < 0)
         throw HostError(path, "cannot be created: EDFlib answers " + std::to_string(m_handle.value));
     DescribeSignals(info);
@@ -98,7 +98,7 @@ void EdfSink::WriteRecord() {
     m_filled = 0;
 }
 
-void EdfSink::Finish() {
+std::vector<PendingFile*> EdfSink::Finish() {
     if (m_records == 0 && m_filled == 0)
         throw HostError(m_path, "expected at least one frame to write as EDF");
     if (m_filled > 0) {
@@ -116,9 +116,9 @@ void EdfSink::Finish() {
     Need(edfclose_file(std::exchange(m_handle.value, -1)), "cannot be closed");
     // Closing does not tell whether the last bytes were written, but a file that is too short is refused.
     const auto header = std::make_unique<edf_hdr_struct>();  // too large for a stack
-    const int handle =
-        edfopen_file_readonly(m_file.PartPath().c_str(), header.get(), EDFLIB_DO_NOT_READ_ANNOTATIONS);
-    if (handle >= 0) edfclose_file(handle);
-    Need(handle < 0 || header->datarecords_in_file != m_records, "cannot be written to its end");
-    m_file.Commit();
+    const bool isRead =
+        edfopen_file_readonly(m_file.OpenName().c_str(), header.get(), EDFLIB_DO_NOT_READ_ANNOTATIONS) == 0;
+    if (isRead) edfclose_file(header->handle);
+    Need(!isRead || header->datarecords_in_file != m_records, "cannot be written to its end");
+    return {&m_file};
 }

@@ -24,7 +24,7 @@ public:
     EdfSink(const std::string& path, const SourceInfo& info);
     void Write(const short* frame) override;
     /// Throws HostError without any frame: EDF has no empty recordings.
-    void Finish() override;
+    std::vector<PendingFile*> Finish() override;
 
 private:
     /// Closes what EDFlib has open.

@@ -29,10 +29,11 @@ double ReferenceBpm(const std::vector<double>& beats, double seconds) {
     return kSecondsPerMinute / Median(std::move(intervals));
 }
 
+// The spans are in order of time and apart from each other.
 bool LiesIn(const std::vector<Span>& spans, double seconds) {
-    return std::any_of(spans.begin(), spans.end(), [seconds](const Span& span) {
-        return seconds >= span.fromSeconds && seconds < span.toSeconds;
-    });
+    const auto after = std::upper_bound(spans.begin(), spans.end(), seconds,
+                                        [](double s, const Span& span) { return s < span.fromSeconds; });
+    return after != spans.begin() && seconds < (after - 1)->toSeconds;
 }
 
 struct Pair {
@@ -108,8 +109,10 @@ Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& f
 
     StressResult counted;
     counted.source = result.source;
-    std::vector<Span> uncounted = reference.fibrillation;
-    uncounted.push_back({-std::numeric_limits<double>::infinity(), skipSeconds});
+    std::vector<Span> uncounted{{-std::numeric_limits<double>::infinity(), skipSeconds}};
+    for (const Span& span : reference.fibrillation)
+        if (span.toSeconds > skipSeconds)
+            uncounted.push_back({std::max(span.fromSeconds, skipSeconds), span.toSeconds});
     const auto isCounted = [&](const auto& reading) { return !LiesIn(uncounted, reading.seconds); };
     std::copy_if(result.rates.begin(), result.rates.end(), std::back_inserter(counted.rates), isCounted);
     std::copy_if(result.beats.begin(), result.beats.end(), std::back_inserter(counted.beats), isCounted);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <iterator>
 #include <limits>
 #include <sstream>
@@ -10,6 +9,7 @@
 
 #include "core/stress/ExerciseIndices.h"
 #include "host/HostError.h"
+#include "host/InputFile.h"
 #include "host/Text.h"
 
 namespace {
@@ -132,8 +132,7 @@ void FindPowers(const StressResult& result, ExerciseSummary& summary) {
 }  // namespace
 
 std::vector<Stage> ReadStages(const std::string& path) {
-    std::ifstream file(path);
-    if (!file) throw HostError(path, "cannot be read");
+    std::istringstream file(ReadText(path));
     std::vector<Stage> stages;
     std::string line;
     for (int number = 1; std::getline(file, line); ++number) {
@@ -152,6 +151,7 @@ std::vector<Stage> ReadStages(const std::string& path) {
         if (!stages.empty() && stage.startSeconds <= stages.back().startSeconds)
             fail("a later start than that of the stage before is expected");
         std::getline(words >> std::ws, stage.name);
+        stage.name = OneLine(stage.name);
         stages.push_back(std::move(stage));
     }
     if (stages.empty()) throw HostError(path, "holds no stage; a line is expected to be: start power name");

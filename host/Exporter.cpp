@@ -38,10 +38,10 @@ void Exporter::WriteDoubled() {
     m_sink->Write(frames[1]);
 }
 
-void Exporter::Finish() {
+std::vector<PendingFile*> Exporter::Finish() {
     if (m_doubler && m_framesIn > 0) {
         m_doubler->GetDoubleSampleRateData(m_last.data());
         WriteDoubled();
     }
-    m_sink->Finish();
+    return m_sink->Finish();
 }

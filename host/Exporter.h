@@ -17,8 +17,8 @@ public:
     /// it.
     Exporter(const std::string& path, const SourceInfo& info, bool doubled);
     void OnConditioned(const short* uV, double seconds) override;
-    /// Nothing appears under `path` before.
-    void Finish();
+    /// As FrameSink::Finish.
+    std::vector<PendingFile*> Finish();
 
 private:
     void WriteDoubled();

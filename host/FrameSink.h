@@ -3,17 +3,21 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/FrameSource.h"
+#include "host/PendingFile.h"
 
-/// Takes frames in order; the files appear under their names with Finish, and not without it.
+/// Takes frames in order.
 class FrameSink {
 public:
     virtual ~FrameSink() = default;
     /// One sample per lead. Throws HostError where it cannot be written.
     virtual void Write(const short* frame) = 0;
-    /// Once, after the last frame. Throws HostError as Write does.
-    virtual void Finish() = 0;
+    /// Once, after the last frame: what is left to write. Returns the files, which live as long as this
+    /// object and appear under their names when the caller commits them together. Throws HostError as Write
+    /// does.
+    virtual std::vector<PendingFile*> Finish() = 0;
 };
 
 /// The three formats in which a recording is written.

@@ -5,14 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-/// `text` with every control character replaced by a space, so that whatever a file contains prints as one
-/// line.
-inline std::string OneLine(std::string text) {
-    for (char& c : text) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
-    }
-    return text;
-}
+#include "host/Text.h"
 
 /// Reads "file: message" on one line; `message` says what was expected and what was found.
 class HostError : public std::runtime_error {

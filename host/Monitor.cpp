@@ -16,8 +16,9 @@ constexpr int kBarHalf = 20;    // characters for
 constexpr double kBarUv = 400;  // this much elevation or depression
 
 std::string Padded(std::string text, std::size_t width, bool right) {
-    if (text.size() >= width) return text.substr(0, width);
-    return text.insert(right ? 0 : text.size(), width - text.size(), ' ');
+    const std::size_t count = CountCharacters(text);
+    if (count >= width) return std::string(Characters(text, 0, width));
+    return text.insert(right ? 0 : text.size(), width - count, ' ');
 }
 
 // Depression to the left, elevation to the right.

@@ -1,4 +1,12 @@
 // PendingFile: a file that appears under its name only when it is complete.
+//
+//   created   ".qzstress-XXXXXX" in the folder of the name, which no other run has, readable by its owner
+//   alone Commit    the rights of the file that is replaced, all bytes on the disk, then the name
+//
+// Of two runs that write to one name each result is whole, and the later one stays. Without Commit nothing is
+// left behind, and a file that had the name before stays as it was. A name that is a link to a file stands
+// for that file: it is replaced and the link stays. What is no file, as a pipe and everything below /dev and
+// /proc, is written straight to.
 #pragma once
 
 #include <fstream>
@@ -6,9 +14,8 @@
 #include <string>
 #include <vector>
 
-/// Writes beside the final name ("NAME.part"); Commit closes, checks and renames. Without Commit nothing is
-/// left behind, and a file that had the name before stays as it was. A link to a file is followed; what is no
-/// file, such as a pipe or /dev/stdout, is written straight to.
+#include "host/FileHandle.h"
+
 class PendingFile {
 public:
     /// Throws HostError, naming the file, where it cannot be created or is pending already.
@@ -24,11 +31,15 @@ public:
     /// a full disk ends them early.
     void Check() const;
     /// For libraries that open files themselves: the name to write to. Call CloseStream before.
-    const std::string& PartPath() const { return m_partPath; }
+    const std::string& OpenName() const { return m_openName; }
     /// Throws as Check does; no more is to be written to the stream.
     void CloseStream();
     /// Throws HostError where anything could not be written.
-    void Commit();
+    void Commit() { CommitAll({this}); }
+    /// Files that belong together, in the order in which they get their names. All are complete before the
+    /// first has its name, and no other run names its files in these folders meanwhile: files of two runs do
+    /// not mix. Throws as Commit does.
+    static void CommitAll(const std::vector<PendingFile*>& files);
 
     /// Throws HostError where one of these, files that are read, is pending in this process: it would be
     /// lost.
@@ -36,12 +47,18 @@ public:
 
 private:
     static std::string CanonicalName(const std::string& path);
-    void Forget() const;
-    /// The files that are pending in this process, under both of their names.
+    std::string TargetFolder() const;
+    void CreateTemporary();
+    void Discard();
+    void Complete();
+    void Rename();
+    /// The files that are pending in this process.
     static std::set<std::string>& Targets();
 
-    std::string m_path;                // as it was given
-    std::string m_target, m_partPath;  // the same where it is written straight to
+    std::string m_path;           // as it was given
+    std::string m_target;         // the file of that name, links followed
+    std::string m_temporaryPath;  // empty where it is written straight to, and after Commit
+    FileHandle m_temporary;
+    std::string m_openName;
     std::ofstream m_stream;
-    bool m_bCommitted = false;
 };

@@ -20,13 +20,16 @@ constexpr int kFigureWidth = 13;
 // Right-aligned. A figure that is too long widens its column rather than lose a digit.
 std::string Cell(const std::string& text, int width) {
     const auto wanted = static_cast<std::size_t>(width);
-    return std::string(wanted > text.size() ? wanted - text.size() : 0, ' ') + text;
+    const std::size_t count = CountCharacters(text);
+    return std::string(wanted > count ? wanted - count : 0, ' ') + text;
 }
 
 // A lead's name; of a long one the start and the last two letters, where names differ, with a gap beside it.
 std::string NameCell(const std::string& lead, int width) {
     const auto room = static_cast<std::size_t>(width - 1);
-    return Cell(lead.size() <= room ? lead : lead.substr(0, room - 2) + lead.substr(lead.size() - 2), width);
+    const std::size_t count = CountCharacters(lead);
+    if (count <= room) return Cell(lead, width);
+    return Cell(std::string(Characters(lead, 0, room - 2)).append(Characters(lead, count - 2, 2)), width);
 }
 
 // One quantity of all leads over time.

@@ -24,10 +24,10 @@ std::vector<Annotation> BeatAnnotations(const std::vector<SimulatedBeat>& beats)
 std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOptions& options) {
     SimulatedTest test(options);
     const std::string base = RecordBase(out);
+    const Interrupt interrupt;
     const std::unique_ptr<FrameSink> record = CreateRecord(out, test.Info());
     PendingFile beats(base + ".atr"), truth(base + ".truth.json");
     std::vector<short> frame(test.Info().leads.size());
-    const Interrupt interrupt;
     while (test.Read(frame.data())) {
         if (Interrupt::IsAsked()) throw HostError(out, "interrupted; nothing is written");
         record->Write(frame.data());
@@ -35,11 +35,8 @@ std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOpt
 
     WriteAnnotations(beats, BeatAnnotations(test.Beats()));
     WriteTruth(truth, test);
-    // Whatever can still fail for want of space comes before the first file gets its name.
-    beats.CloseStream();
-    truth.CloseStream();
-    record->Finish();
-    beats.Commit();
-    truth.Commit();
+    std::vector<PendingFile*> files = record->Finish();
+    files.insert(files.end(), {&beats, &truth});
+    PendingFile::CommitAll(files);
     return test.Warnings();
 }

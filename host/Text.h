@@ -1,14 +1,27 @@
 // Text: figures and names as the program prints them.
+//
+// Whatever a file or the command line says goes through OneLine before it leaves the program.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
+
+/// One line of valid UTF-8: a space for every control character, U+FFFD for every byte that is no UTF-8.
+std::string OneLine(std::string_view text);
+/// Characters of a text of OneLine.
+std::size_t CountCharacters(std::string_view text);
+/// Up to `count` of them from `first` on.
+std::string_view Characters(std::string_view text, std::size_t first, std::size_t count);
 
 /// With so many decimals; "-" for NaN, never a negative zero.
 std::string Number(double value, int decimals);
 /// Minutes and seconds, "12:05", rounded to the second; negative times are 0:00, NaN is "-".
 std::string Clock(double seconds);
-/// As a field of CSV; quoted where it has to be.
+/// A field of CSV that begins with one of these is a formula to a spreadsheet.
+inline constexpr std::string_view kFormulaStarts = "=+-@\t\r";
+/// As a field of CSV, quoted where it has to be. One that a spreadsheet would take for a formula gets an
+/// apostrophe in front.
 std::string CsvField(const std::string& text);
 bool EqualIgnoringCase(const std::string& a, const std::string& b);
 /// Puts the lowest free number from 2 on behind every name that one before it has, case ignored: "ECG", "ECG"

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <nlohmann/json.hpp>
 
 #include "host/HostError.h"
+#include "host/InputFile.h"
 #include "host/Text.h"
 
 namespace {
@@ -167,10 +167,15 @@ void NeedAscending(const Field& field, const std::vector<Element>& elements, Tim
 }
 
 Json ParseJson(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) throw HostError(path, "the truth cannot be opened");
+    constexpr long long kMostBytes = 64 << 20;  // a day of twelve leads has 40 MB
+    constexpr int kDeepest = 8;
+    const std::string text = ReadText(path, kMostBytes);
     try {
-        return Json::parse(stream);
+        return Json::parse(text, [&](int depth, Json::parse_event_t, const Json&) {
+            if (depth > kDeepest)
+                throw HostError(path, "expected JSON of a truth, found brackets in brackets");
+            return true;
+        });
     } catch (const Json::exception& error) {
         // What was read last is part of the message, and it may be the whole file.
         constexpr std::size_t kShown = 200;

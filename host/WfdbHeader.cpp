@@ -5,20 +5,19 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <string_view>
 #include <utility>
 
 #include "host/Calibration.h"
 #include "host/HostError.h"
+#include "host/InputFile.h"
 #include "host/StartTime.h"
 #include "host/Text.h"
 
 namespace {
 
 constexpr double kDefaultUvPerUnit = 5;  // 200 ADC units per millivolt, as the WFDB library assumes
-constexpr std::size_t kMaxHeaderBytes = 1 << 20;
 constexpr int kMaxSignals = 256;
 constexpr int kMaxSegments = 100000;
 constexpr int kMaxSkewFrames = 10000;
@@ -276,23 +275,6 @@ void MakeNamesUnique(std::vector<WfdbSignal>& signals) {
     for (std::size_t i = 0; i < signals.size(); ++i) signals[i].name = names[i];
 }
 
-std::string ReadHeaderText(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) throw HostError(path, "the header cannot be opened");
-    std::string text;
-    char block[4096];
-    do {
-        stream.read(block, sizeof block);
-        text.append(block, static_cast<std::size_t>(stream.gcount()));
-    } while (stream && text.size() <= kMaxHeaderBytes);
-    if (stream.bad()) throw HostError(path, "the header cannot be read");
-    if (text.size() > kMaxHeaderBytes || text.find('\0') != std::string::npos) {
-        throw HostError(path,
-                        "expected a header of text, at most " + std::to_string(kMaxHeaderBytes) + " bytes");
-    }
-    return text;
-}
-
 }  // namespace
 
 std::string WfdbHeaderPath(const std::string& record) {
@@ -300,7 +282,7 @@ std::string WfdbHeaderPath(const std::string& record) {
 }
 
 WfdbHeader ReadWfdbHeader(const std::string& path, WfdbHeaderKind kind) {
-    const std::string text = ReadHeaderText(path);
+    const std::string text = ReadText(path);
     std::optional<WfdbHeader> header;
     std::vector<std::string> remarks;
     std::size_t found = 0;  // lines of signals or segments

@@ -12,6 +12,7 @@
 
 #include "host/Calibration.h"
 #include "host/HostError.h"
+#include "host/InputFile.h"
 #include "host/WfdbHeader.h"
 
 namespace {
@@ -49,16 +50,13 @@ void AddExtremes(const Signal& signal, std::vector<double>& extremesUv) {
 /// One signal file, read forward through a buffer. Samples of its signals alternate.
 class SignalFile {
 public:
-    SignalFile(const std::filesystem::path& path, WfdbFormat format, long long byteOffset)
-        : m_path(path.string()),
+    SignalFile(const InputFile& file, WfdbFormat format, long long byteOffset)
+        : m_path(file.Path()),
           m_format(format),
           m_byteOffset(byteOffset),
-          m_stream(path, std::ios::binary),
+          m_stream(file.Stream()),
+          m_bytes(std::max(0LL, file.Bytes() - byteOffset)),
           m_buffer(kBufferBytes) {
-        std::error_code error;
-        const auto size = std::filesystem::file_size(path, error);
-        if (!m_stream || error) throw HostError(m_path, "the signal file cannot be opened");
-        m_bytes = std::max(0LL, static_cast<long long>(size) - byteOffset);
         m_stream.seekg(byteOffset);
     }
 
@@ -170,7 +168,8 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
             fileOf.push_back(files.size());
             samples += signals[end].samplesPerFrame;
         }
-        files.emplace_back(headerPath.parent_path() / first.fileName, first.format, first.byteOffset);
+        files.emplace_back(InputFile(headerPath.parent_path().string(), first.fileName), first.format,
+                           first.byteOffset);
         const long long frames = files.back().Frames(samples);
         shortest = std::min(shortest, frames);
         longest = std::max(longest, frames);
@@ -293,6 +292,10 @@ void WfdbRecord::State::ReadStored(double uVpb) {
         if (signal.isEcg) ++lead;
     }
     ++framesRead;
+}
+
+long long WfdbRecord::FramesHeld() const {
+    return (m_state->storedFrames - m_state->maxSkew) * m_state->samplesPerFrame;
 }
 
 bool WfdbRecord::Read(short* frame) {

@@ -13,7 +13,7 @@
 // with a warning, as are those of another rate than the first lead's; skewed signals are brought back into
 // step. ECG signals without a gain, or with a gain of 0, are taken at 200 ADC units per millivolt, with a
 // warning. Refused, with a HostError: records of several segments (WfdbSegments reads them), rates the
-// analysis is not made for, signal files outside the header's directory.
+// analysis is not made for, signal files outside the header's folder, also by way of links.
 //
 // Holds a buffer for each signal file, never a whole one: a record of 24 hours needs no more memory than one
 // of 10 seconds. The layout is described in header(5) and signal(5) of the WFDB Applications Guide.
@@ -34,6 +34,8 @@ public:
 
     /// `frames` is what the header announces or, where it announces nothing, what the signal files hold.
     const SourceInfo& Info() const override { return m_info; }
+    /// Frames that Read gives: fewer than announced where the signal files end early.
+    long long FramesHeld() const;
     /// Throws HostError when a signal file cannot be read up to the length it had when it was opened.
     bool Read(short* frame) override;
     std::vector<std::string> Warnings() const override;

@@ -6,12 +6,17 @@
 
 #include "host/Calibration.h"
 #include "host/HostError.h"
+#include "host/InputFile.h"
 #include "host/Text.h"
 
 namespace {
 
 constexpr const char* kGap = "~";
 constexpr std::size_t kMostWarnings = 20;
+// An electrode that is changed, a night in another room. Each frame of a gap is analysed and exported as any
+// other, and a header of one line can announce years of them.
+constexpr int kMostGapHours = 6;
+constexpr long long kSecondsPerHour = 3600;
 
 bool HasNoEcg(const WfdbHeader& header) {
     return !header.signals.empty() && std::none_of(header.signals.begin(), header.signals.end(),
@@ -32,18 +37,21 @@ WfdbSegments::WfdbSegments(const std::string& path, WfdbHeader header)
     m_files = {path};
     m_info.started = header.started;
     m_info.remarks = std::move(header.remarks);
-    long long frames = 0;  // of the header
+    long long frames = 0, gapFrames = 0;  // of the header
     for (WfdbSegment& segment : m_segments) {
         frames += segment.frames;
+        if (segment.name == kGap) gapFrames += segment.frames;
         if (segment.name == kGap || segment.frames == 0) continue;
         const WfdbHeader own = ReadWfdbHeader(PathOf(segment));
         if (HasNoEcg(own)) {
             Warn("segment " + OneLine(own.name) + ": a gap, no signal is in a unit of voltage");
             segment.name = kGap;
+            gapFrames += segment.frames;
             continue;
         }
         const WfdbRecord record(PathOf(segment));
         const SourceInfo& info = record.Info();
+        gapFrames += std::max(0LL, segment.frames - record.FramesHeld() / info.framesPerMark);
         for (std::string& file : record.Files()) m_files.push_back(std::move(file));
         if (m_info.leads.empty()) {
             m_info.fs = info.fs;
@@ -60,6 +68,11 @@ WfdbSegments::WfdbSegments(const std::string& path, WfdbHeader header)
         Warn("expected " + std::to_string(header.announcedFrames) + " frames, the segments have " +
              std::to_string(frames));
     m_info.frames = frames * m_info.framesPerMark;
+    if (const long long seconds = gapFrames * m_info.framesPerMark / m_info.fs;
+        seconds > kMostGapHours * kSecondsPerHour)
+        throw HostError(path, "expected gaps of at most " + std::to_string(kMostGapHours) +
+                                  " hours in all, found " + std::to_string(seconds / kSecondsPerHour) +
+                                  " hours without samples");
     OrderByLayout();
     m_latest.assign(m_info.leads.size(), 0);
 }
@@ -85,7 +98,7 @@ void WfdbSegments::Warn(const std::string& text) {
 }
 
 std::string WfdbSegments::PathOf(const WfdbSegment& segment) const {
-    return WfdbHeaderPath((std::filesystem::path(m_folder) / segment.name).string());
+    return InputFile(m_folder, WfdbHeaderPath(segment.name)).Path();
 }
 
 void WfdbSegments::OpenNext() {

@@ -6,7 +6,8 @@
 // that a segment does not have, and all leads in a gap ("~"), keep the value they had, 0 at the start; so do
 // leads in a segment that ends before its announced length. A segment without a signal in a unit of voltage
 // is a gap, with a warning. All segments are read at the coarsest scale that one of them needs. One segment
-// is open at a time.
+// is open at a time. Refused, with a HostError: segments outside the header's folder, also by way of links,
+// and gaps of more than 6 hours in all.
 #pragma once
 
 #include <memory>
@@ -29,6 +30,7 @@ public:
     std::vector<std::string> Files() const override { return m_files; }
 
 private:
+    /// Of its header. Throws HostError where there is none, or it lies outside the folder.
     std::string PathOf(const WfdbSegment& segment) const;
     void OrderByLayout();
     void OpenNext();

@@ -67,10 +67,8 @@ void WfdbSink::WriteHeader() {
     for (const std::string& remark : m_info.remarks) out << "# " << OneLine(remark) << "\n";
 }
 
-void WfdbSink::Finish() {
+std::vector<PendingFile*> WfdbSink::Finish() {
     WriteHeader();
-    m_header.CloseStream();
     // The header makes the record: when it appears, the samples are there.
-    m_samples.Commit();
-    m_header.Commit();
+    return {&m_samples, &m_header};
 }

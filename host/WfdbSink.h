@@ -18,7 +18,7 @@ public:
     /// `base` without ".hea". Throws HostError for a file name that a header could not hold as one word.
     WfdbSink(const std::string& base, const SourceInfo& info);
     void Write(const short* frame) override;
-    void Finish() override;
+    std::vector<PendingFile*> Finish() override;
 
 private:
     void WriteHeader();

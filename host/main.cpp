@@ -237,6 +237,11 @@ private:
         command.add_option("--jobs", m_batch.jobs, "Processes at once, 0 for one per core")
             ->check(CLI::Range(0, 1024))
             ->capture_default_str();
+        command
+            .add_option("--timeout", m_batch.timeoutSeconds,
+                        "Seconds after which a record is given up, 0 for never")
+            ->check(kNotNegative)
+            ->capture_default_str();
         command.add_flag("--quiet", m_batch.quiet, "No progress bar");
         command.add_option("ANALYZE_OPTION", m_batch.analyzeArguments,
                            "After --: handed on to every analyze");
@@ -318,6 +323,7 @@ private:
 int main(int argc, char** argv) {
     // A reader that closes its pipe is told by the stream, so that no unfinished file is left behind.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is told as a full disk is
     try {
         return Program().Run(argc, argv);
     } catch (const std::exception& error) {

@@ -35,7 +35,7 @@ _qzstress() {
     # Numbers and names of leads: neither a list nor files.
     --leads | --fs | --uv-per-bit | --lowpass | --post-j | --every | --strips | --exercise-seconds | --exercise-start | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
-        --skip | --jobs)
+        --skip | --jobs | --timeout)
         return
         ;;
     esac
@@ -49,7 +49,7 @@ _qzstress() {
             --motion-uv --st-uv --ectopy --lead-off" ;;
         info) options=$reading ;;
         evaluate) options="$reading $analysis --ann --skip --json --quiet" ;;
-        batch) options="--out --jobs --quiet --" ;;
+        batch) options="--out --jobs --timeout --quiet --" ;;
         esac
         COMPREPLY=($(compgen -W "$options --help" -- "$word"))
     else

@@ -1,19 +1,10 @@
 // qzStressTemplLib.framework: the whole library as one module for Apple's platforms. Objective-C sees the
-// four OC classes and the C interface here, Swift the qz classes besides.
+// OC classes and the C interface here, Swift the qz classes besides. C++ includes the flat interfaces by
+// name: <qzStressTemplLib/qzStressECGLib.h>, <qzStressTemplLib/qzFilters.h>, <qzStressTemplLib/qzDfs.h>.
 #pragma once
 
 #import <Foundation/Foundation.h>
 
 #import <qzStressTemplLib/OCqz.h>
 #import <qzStressTemplLib/qzStressTemplLibC.h>
-
-#ifdef __cplusplus
-extern "C" {
-#endif
-/// 1.0
-extern const double qzStressTemplLibVersionNumber;
-/// Names the library and its project version.
-extern const unsigned char qzStressTemplLibVersionString[];
-#ifdef __cplusplus
-}
-#endif
+#import <qzStressTemplLib/qzStressTemplLibVersion.h>

@@ -1,4 +1,4 @@
-// What the four classes share: arrays to buffers, buffers to arrays, and the places where reference counting
+// What the classes share: arrays to buffers, buffers to arrays, and the places where reference counting
 // by hand and by the compiler differ. Not public.
 #pragma once
 
@@ -42,20 +42,29 @@ struct OCSamples {
 /// The number of elements for a count that may be negative.
 inline std::size_t OCCount(short count) { return static_cast<std::size_t>(std::max(count, short{0})); }
 
-inline void OCRead(NSNumber *number, short &value) { value = [number shortValue]; }
-inline void OCRead(NSNumber *number, float &value) { value = [number floatValue]; }
+/// Reads an element that answers shortValue or floatValue: an NSNumber, and for floats an NSString too.
+/// False, with `value` as it was, for any other.
+inline bool OCRead(id element, short &value) {
+    const bool answers = [element respondsToSelector:@selector(shortValue)];
+    if (answers) value = [element shortValue];
+    return answers;
+}
+inline bool OCRead(id element, float &value) {
+    const bool answers = [element respondsToSelector:@selector(floatValue)];
+    if (answers) value = [element floatValue];
+    return answers;
+}
 inline NSNumber *OCBox(short value) { return [NSNumber numberWithShort:value]; }
 inline NSNumber *OCBox(float value) { return [NSNumber numberWithFloat:value]; }
 
-/// Array to buffer: the first `count` elements. Missing elements, and those that are no numbers, are 0.
+/// Array to buffer: the first `count` elements. Missing elements, and those that do not answer, are 0.
 template <typename T>
 void OCReadArray(NSArray *array, T *values, std::size_t count) {
     const std::size_t present = std::min<std::size_t>([array count], count);
     std::fill(values + present, values + count, T{});
     for (std::size_t i = 0; i < present; ++i) {
         values[i] = T{};
-        id element = [array objectAtIndex:i];
-        if ([element isKindOfClass:[NSNumber class]]) OCRead(element, values[i]);
+        OCRead([array objectAtIndex:i], values[i]);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "api/qzStressTemplLibC.h"
 #import "bindings/objc/OCqzConversions.h"
+#include "core/stress/ExerciseIndices.h"
 
 static const short kUsualLeads = 12;
 static const std::size_t kPositions = 4;
@@ -19,7 +20,7 @@ template <typename T>
 static NSArray *OC_NULLABLE RefillTrend(bool (*read)(T *, std::size_t), short chn,
                                         NSMutableArray *OC_NULLABLE result) {
     const std::size_t leads = OCCount(chn);
-    std::vector<T> values(std::max<std::size_t>(leads, 1));  // with an address also when empty
+    std::vector<T> values(leads);
     if (!read(values.data(), leads) || [result count] != leads) return nil;
     OCWriteArray(values.data(), leads, result);
     return result;
@@ -55,21 +56,21 @@ static NSArray *OC_NULLABLE RefillTrend(bool (*read)(T *, std::size_t), short ch
     qzc_stress_destroy();
 }
 
-/// Refills m_templ from the engine. Nil without a template in the engine, or with one of another number of
-/// leads.
+/// Refills m_templ from the engine, with nothing from an empty template. Nil without a template in the
+/// engine, or with one of another number of leads.
 static NSArray *OC_NULLABLE RefillTempl(OCqzStressTemplLib *self) {
     const std::size_t leads = OCCount(self->m_chnum);
-    short posR = 0, posQ = 0, posJ = 0, postJms = 0;
-    const std::size_t engineLength = OCCount(qzc_stress_get_pos(&posR, &posQ, &posJ, &postJms));
-    const std::size_t samples = qzc_stress_get_templ(nullptr, 0);
-    if (self->m_templ == nil || samples == 0 || samples != leads * engineLength) return nil;
+    const short templLength = qzc_stress_templ_length();
+    if (self->m_templ == nil || templLength < 0 || qzc_stress_leads() != std::max(self->m_chnum, short{0}))
+        return nil;
 
-    std::vector<short> templ(samples);
-    qzc_stress_get_templ(templ.data(), samples);
+    const std::size_t engineLength = OCCount(templLength);
+    std::vector<short> templ(leads * engineLength);
+    qzc_stress_get_templ(templ.data(), templ.size());
     for (std::size_t c = 0; c < std::min<std::size_t>(leads, [self->m_templ count]); ++c) {
         NSMutableArray *row = [self->m_templ objectAtIndex:c];
         const std::size_t length = std::min<std::size_t>(OCCount(self->m_length), [row count]);
-        OCWriteArray(&templ[c * engineLength], std::min(length, engineLength), row);
+        OCWriteArray(templ.data() + c * engineLength, std::min(length, engineLength), row);
     }
     return self->m_templ;
 }
@@ -77,12 +78,13 @@ static NSArray *OC_NULLABLE RefillTempl(OCqzStressTemplLib *self) {
 - (NSArray *)restTempl:(NSArray *)templ posQ:(short)posQ posJ:(short)posJ postJms:(short)postJms {
     const std::size_t leads = OCCount(m_chnum);
     if ([templ count] < leads) return nil;
-    m_length = leads > 0 ? static_cast<short>([Row(templ, leads - 1) count]) : short{0};
-    const std::size_t length = OCCount(m_length);
-    std::vector<short> samples(std::max<std::size_t>(leads * length, 1));  // with an address also when empty
+    short kept = leads > 0 ? static_cast<short>([Row(templ, leads - 1) count]) : short{0};
+    const std::size_t length = OCCount(kept);
+    std::vector<short> samples(leads * length);
     for (std::size_t c = 0; c < leads; ++c) OCReadArray(Row(templ, c), samples.data() + c * length, length);
-    if (!qzc_stress_init_templ(samples.data(), leads, length, posQ, posJ, postJms, &m_length)) return nil;
+    if (!qzc_stress_init_templ(samples.data(), leads, length, posQ, posJ, postJms, &kept)) return nil;
 
+    m_length = kept;
     const std::vector<short> zeros(std::max({OCCount(m_length), leads, kPositions}));
     OC_LET_GO(m_templ);
     m_templ = [[NSMutableArray alloc] initWithCapacity:leads];
@@ -146,13 +148,14 @@ static NSArray *OC_NULLABLE RefillTempl(OCqzStressTemplLib *self) {
 }
 
 + (NSArray *)getPWC:(NSArray *)power hr:(NSArray *)hr {
-    const std::size_t stages = std::min<std::size_t>([power count], [hr count]);
-    std::vector<float> powers, rates;
-    if (stages >= kFewestStages) {
-        powers.resize(stages);
-        rates.resize(stages);
-        OCReadArray(power, powers.data(), stages);
-        OCReadArray(hr, rates.data(), stages);
+    const std::size_t pairs = std::min<std::size_t>([power count], [hr count]);
+    std::vector<float> powers, rates;  // of the stages that count: the power of no other is read
+    for (std::size_t i = 0; pairs >= kFewestStages && i < pairs; ++i) {
+        float p = 0, rate = 0;
+        if (!OCRead([hr objectAtIndex:i], rate) || !CountsForPwc(rate) || !OCRead([power objectAtIndex:i], p))
+            continue;
+        powers.push_back(p);
+        rates.push_back(rate);
     }
     float pwc[kPwcRates];
     qzc_pwc(powers.data(), rates.data(), powers.size(), pwc);

@@ -1,6 +1,8 @@
 import Foundation
 
-#if canImport(OCqz)
+#if !canImport(ObjectiveC)
+import OCqzPlain
+#elseif canImport(OCqz)
 import OCqz
 #endif
 
@@ -11,6 +13,9 @@ import OCqz
 /// A frame has one 16-bit sample per lead, in lead order. The process has one doubler, shared by all objects
 /// of this class: `create` rebuilds it for all, the release of any object takes it away from all. One thread
 /// at a time.
+///
+/// Keep one object, and change its leads by `create`: a new object in place of the old one loses the doubler that
+/// it has built when the old one is released (see `qzFiltersLib`).
 #if canImport(ObjectiveC)
 @objcMembers
 #endif

@@ -1,6 +1,8 @@
 import Foundation
 
-#if canImport(OCqz)
+#if !canImport(ObjectiveC)
+import OCqzPlain
+#elseif canImport(OCqz)
 import OCqz
 #endif
 
@@ -11,6 +13,12 @@ import OCqz
 /// A frame has one 16-bit sample per lead, in lead order. The process has one chain, shared by all objects of
 /// this class: `create` and `update` rebuild it for all, the release of any object takes it away from all;
 /// frames then come back as they went in. One thread at a time.
+///
+/// Keep one object, and change its settings by `create` or `update`. A new object in place of the old one has no
+/// chain: it builds one, and the release of the old object then destroys that.
+///
+///     chain = qzFiltersLib(fs: 250, ...)  // wrong where `chain` held an object: frames are no longer filtered
+///     chain.create(fs: 250, ...)          // right
 #if canImport(ObjectiveC)
 @objcMembers
 #endif
@@ -38,8 +46,9 @@ open class qzFiltersLib: NSObject {
     /// - Parameters:
     ///   - fs: Samples per second.
     ///   - chn: Leads.
-    ///   - freqLpass: Cutoff of the low-pass, Hz.
-    ///   - freqNotch: Mains frequency, Hz.
+    ///   - freqLpass: Cutoff of the low-pass, Hz; below `fs / 2`: at or above it the low-pass is unstable.
+    ///   - freqNotch: Mains frequency, Hz: 50, at an `fs` that is a multiple of 50. The comb inverts and doubles
+    ///     a tone of 60 Hz, and leaves much of 50 Hz at other rates: there pass 0 and use `qzFilterBank`.
     ///   - smoothStrength: 1 for one smoothing pass, 2 and more for three stronger ones.
     /// - Returns: False where it cannot be built; there is then no chain.
     @discardableResult

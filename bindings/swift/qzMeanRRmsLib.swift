@@ -1,6 +1,8 @@
 import Foundation
 
-#if canImport(OCqz)
+#if !canImport(ObjectiveC)
+import OCqzPlain
+#elseif canImport(OCqz)
 import OCqz
 #endif
 

@@ -1,6 +1,8 @@
 import Foundation
 
-#if canImport(OCqz)
+#if !canImport(ObjectiveC)
+import OCqzPlain
+#elseif canImport(OCqz)
 import OCqz
 #endif
 
@@ -14,8 +16,9 @@ import OCqz
 /// lead, in lead order.
 ///
 /// The process has one engine, shared by all objects of this class: `create` rebuilds it for all, `destroy`
-/// and the release of any object take it away from all. An array result is empty where there is nothing (no
-/// engine, no template yet, no beat). One thread at a time.
+/// and the release of any object take it away from all: keep one object for as long as frames come, and begin the
+/// next recording with `create`. An array result is empty where there is nothing (no engine, no template yet, no
+/// beat). One thread at a time: feed and ask from one queue or one actor.
 #if canImport(ObjectiveC)
 @objcMembers
 #endif

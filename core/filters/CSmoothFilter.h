@@ -10,6 +10,8 @@
 //           +--> raw ring --(9 ms ago)--(-)+--> residual ring --> moving average -(+)--> output
 //
 // Delay: N - N/2 samples in the rings (N: 30 ms of samples; 8 at 500 Hz) and the 9 ms of the raw path: 24 ms.
+// The statistics run without end from the last reset on: the count has 64 bits, and the sums of whole numbers
+// are exact up to 2^53, which the largest residuals reach in four years at 1000 Hz; beyond, they are rounded.
 // The first 30 ms after a reset fill the rings. Cost: at most 2 * 9 ms of samples + 1 additions per sample.
 // Only the constructor and Init(int, int) allocate. One object belongs to one thread.
 #pragma once

@@ -12,7 +12,6 @@ static constexpr int kPointsPerAngina = 4;
 static constexpr int kLowestAngina = -8192, kHighestAngina = 8191;  // times 4 they fit into 16 bits
 
 static constexpr std::size_t kFewestStages = 3;
-static constexpr float kLowestRate = 110, kHighestRate = 190;           // beats/min of a stage that counts
 static constexpr float kGate130 = 120, kGate150 = 130, kGate170 = 150;  // rates to exceed, beats/min
 
 static constexpr int kMsPerMinute = 60000;
@@ -38,13 +37,10 @@ Pwc FindPwc(const float* power, const float* heartRate, std::size_t count) {
     Pwc result;
     if (count < kFewestStages) return result;
 
-    const auto counts = [heartRate](std::size_t i) {
-        return heartRate[i] >= kLowestRate && heartRate[i] <= kHighestRate;
-    };
     std::size_t kept = 0;
     float lowest = 1000, highest = 0, sumPower = 0, sumRate = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        if (!counts(i)) continue;
+        if (!CountsForPwc(heartRate[i])) continue;
         ++kept;
         lowest = std::min(lowest, heartRate[i]);
         highest = std::max(highest, heartRate[i]);
@@ -58,7 +54,7 @@ Pwc FindPwc(const float* power, const float* heartRate, std::size_t count) {
     const float meanRate = sumRate / stages;
     float sxy = 0, sxx = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        if (!counts(i)) continue;
+        if (!CountsForPwc(heartRate[i])) continue;
         const float fromMean = power[i] - meanPower;
         sxy += fromMean * (heartRate[i] - meanRate);
         sxx += fromMean * fromMean;

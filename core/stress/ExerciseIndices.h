@@ -28,6 +28,8 @@ struct Pwc {
     static constexpr float kNotComputed = -1;
     float pwc130 = kNotComputed, pwc150 = kNotComputed, pwc170 = kNotComputed;  // in the unit of the powers
 };
+/// Whether a stage with this heart rate, beats/min, counts for the working capacity. NaN does not.
+inline bool CountsForPwc(float heartRate) { return heartRate >= 110 && heartRate <= 190; }
 /// From `count` stages with a power (any unit) and the heart rate reached (beats/min): the least-squares line
 /// of heart rate on power over the stages from 110 to 190 beats/min, read at the three rates.
 /// The powers of other stages are not read.

@@ -25,26 +25,6 @@ struct FreeOptions {
 
 }  // namespace
 
-std::string PrintableText(const std::string& text) {
-    std::string utf8;
-    const char* rest = text.data();
-    const char* const end = rest + text.size();
-    while (rest < end) {
-        const char* invalid = nullptr;
-        g_utf8_validate(rest, end - rest, &invalid);
-        utf8.append(rest, invalid);
-        if (invalid < end) {
-            const auto latin1 = static_cast<unsigned char>(*invalid++);
-            // Zero is valid to nobody, and below 0x80 there is nothing else that is not.
-            utf8 += latin1 < 0x80 ? std::string(" ")
-                                  : std::string{static_cast<char>(0xC0 | (latin1 >> 6)),
-                                                static_cast<char>(0x80 | (latin1 & 0x3F))};
-        }
-        rest = invalid;
-    }
-    return OneLine(std::move(utf8));
-}
-
 std::string SetMinus(const std::string& text) {
     std::string set;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -76,7 +56,7 @@ Canvas::Layout Canvas::LayOut(const std::string& text, const TextStyle& style) c
     pango_font_description_set_weight(font.get(), style.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
     pango_font_description_set_absolute_size(font.get(), PointsToMm(style.points) * PANGO_SCALE);
     pango_layout_set_font_description(layout.get(), font.get());
-    const std::string printable = SetMinus(PrintableText(text));
+    const std::string printable = SetMinus(OneLine(text));
     pango_layout_set_text(layout.get(), printable.data(), static_cast<int>(printable.size()));
     return layout;
 }

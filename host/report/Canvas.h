@@ -55,8 +55,6 @@ struct TextStyle {
     Align align = Align::Left;
 };
 
-/// `text` as UTF-8 on one line.
-std::string PrintableText(const std::string& text);
 /// With a minus sign for each hyphen that stands before a figure and after a space, a bracket or nothing.
 std::string SetMinus(const std::string& text);
 

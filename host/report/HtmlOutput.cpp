@@ -40,7 +40,7 @@ li, .foot { font-size: .85em; } .foot { color: #5e666f; }
 
 std::string Escape(const std::string& text) {
     std::string escaped;
-    for (const char c : PrintableText(text)) {
+    for (const char c : OneLine(text)) {
         switch (c) {
             case '&': escaped += "&amp;"; break;
             case '<': escaped += "&lt;"; break;

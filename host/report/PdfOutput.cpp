@@ -1,5 +1,6 @@
 #include <cairo-pdf.h>
 
+#include "host/Text.h"
 #include "host/report/Outputs.h"
 #include "host/report/Surface.h"
 
@@ -8,9 +9,8 @@ void WritePdf(std::ostream& out, const std::vector<ReportPage>& pages, const Fin
                                                               MmToPoints(kPageHeightMm)));
     // What every reader and printer still in use understands.
     cairo_pdf_surface_restrict_to_version(surface.get(), CAIRO_PDF_VERSION_1_4);
-    cairo_pdf_surface_set_metadata(
-        surface.get(), CAIRO_PDF_METADATA_TITLE,
-        PrintableText("Exercise ECG report: " + findings.result.source.name).c_str());
+    cairo_pdf_surface_set_metadata(surface.get(), CAIRO_PDF_METADATA_TITLE,
+                                   OneLine("Exercise ECG report: " + findings.result.source.name).c_str());
     const Context context = MakeContext(surface, MmToPoints(1));
     for (std::size_t i = 0; i < pages.size(); ++i) {
         Canvas canvas(context.get());

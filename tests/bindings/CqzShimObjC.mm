@@ -1,6 +1,5 @@
 // The C header of the Swift stand-in over the Objective-C classes themselves, so that one test can hold both
-// to the same behaviour. A result is copied out of the object's array into a buffer that stays in place for
-// as long as that array does.
+// to the same behaviour. A result is a copy of the object's array.
 #include "CqzShim.h"
 
 #include <gtest/gtest.h>
@@ -35,20 +34,15 @@ NSArray *Boxed(const T *values, std::size_t count) {
 
 /// The copy of one result array.
 template <typename Result, typename T>
-class Mirror {
-public:
+struct Mirror {
+    std::vector<T> values;
+
     Result Show(NSArray *array) {
         if (array == nil) return {nullptr, -1};
-        const std::size_t count = [array count];
-        if (array != m_array) m_values = std::vector<T>(std::max<std::size_t>(count, 1));
-        m_array = array;
-        OCReadArray(array, m_values.data(), count);
-        return {m_values.data(), static_cast<std::int32_t>(count)};
+        values.assign([array count] + 1, T{});  // with an address also when empty
+        OCReadArray(array, values.data(), [array count]);
+        return {values.data(), static_cast<std::int32_t>([array count])};
     }
-
-private:
-    NSArray *m_array = nil;  // to compare with
-    std::vector<T> m_values;
 };
 
 template <typename Handle>
@@ -63,14 +57,12 @@ struct CqzStressTemplLib {
     OCqzStressTemplLib *object;
     Mirror<CqzSamples, short> pos = {}, ST = {};
     Mirror<CqzFloats, float> STslope = {};
-    NSArray *templ = nil;  // to compare with
     std::vector<short> samples = {};
 
     CqzTemplate Show(NSArray *rows) {
         if (rows == nil) return {nullptr, -1, 0};
         const std::size_t count = [rows count], length = count > 0 ? [[rows objectAtIndex:0] count] : 0;
-        if (rows != templ) samples = std::vector<short>(std::max<std::size_t>(count * length, 1));
-        templ = rows;
+        samples.assign(count * length + 1, 0);
         for (std::size_t c = 0; c < count; ++c)
             OCReadArray([rows objectAtIndex:c], samples.data() + c * length, length);
         return {samples.data(), static_cast<std::int32_t>(count), static_cast<std::int32_t>(length)};
@@ -138,25 +130,7 @@ short CqzStressTemplLib_getMeanHR(CqzStressTemplLib *self, short s1, short s2, s
     return [self->object getMeanHR:s1 data2:s2 data3:s3];
 }
 
-short CqzStressTemplLib_getDuke(short stressSeconds, float deepestSTmV, short angina) {
-    return [OCqzStressTemplLib getDuke:stressSeconds deepestSTwithmV:deepestSTmV anginaPectoris:angina];
-}
-
-void CqzStressTemplLib_getPWC(const float *power, std::size_t powerCount, const float *hr,
-                              std::size_t hrCount, float pwc[3]) {
-    NSArray *values = [OCqzStressTemplLib getPWC:Boxed(power, powerCount) hr:Boxed(hr, hrCount)];
-    OCReadArray(values, pwc, 3);
-}
-
 CqzFiltersLib *CqzFiltersLib_init() { return new CqzFiltersLib{[[OCqzFiltersLib alloc] init]}; }
-
-CqzFiltersLib *CqzFiltersLib_initWith(short fs, short chn, short freqLpass, short freqNotch, short smooth) {
-    return new CqzFiltersLib{[[OCqzFiltersLib alloc] init:fs
-                                                      chn:chn
-                                                freqLpass:freqLpass
-                                                freqNotch:freqNotch
-                                                   smooth:smooth]};
-}
 
 void CqzFiltersLib_release(CqzFiltersLib *self) { Release(self); }
 
@@ -184,10 +158,6 @@ void CqzFiltersLib_destroy(CqzFiltersLib *self) { [self->object destroy]; }
 
 CqzDfsLib *CqzDfsLib_init() { return new CqzDfsLib{[[OCqzDfsLib alloc] init]}; }
 
-CqzDfsLib *CqzDfsLib_initWith(short chn, double uVpb) {
-    return new CqzDfsLib{[[OCqzDfsLib alloc] init:chn uVpb:uVpb]};
-}
-
 void CqzDfsLib_release(CqzDfsLib *self) { Release(self); }
 
 bool CqzDfsLib_create(CqzDfsLib *self, short chn, double uVpb) { return [self->object create:chn uVpb:uVpb]; }
@@ -199,10 +169,6 @@ CqzSamples CqzDfsLib_getData(CqzDfsLib *self, const short *frame, std::size_t co
 void CqzDfsLib_destroy(CqzDfsLib *self) { [self->object destroy]; }
 
 CqzMeanRRmsLib *CqzMeanRRmsLib_init() { return new CqzMeanRRmsLib{[[OCqzMeanRRmsLib alloc] init]}; }
-
-CqzMeanRRmsLib *CqzMeanRRmsLib_initWith(short fs, short chn, short freqNotch, double uVpb) {
-    return new CqzMeanRRmsLib{[[OCqzMeanRRmsLib alloc] init:fs chn:chn freqNotch:freqNotch uVpb:uVpb]};
-}
 
 void CqzMeanRRmsLib_release(CqzMeanRRmsLib *self) { Release(self); }
 

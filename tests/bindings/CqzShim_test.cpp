@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <initializer_list>
 #include <memory>
@@ -19,16 +18,14 @@ namespace {
 
 using namespace run;
 
+template <auto release>
 struct Release {
-    void operator()(CqzStressTemplLib* self) const { CqzStressTemplLib_release(self); }
-    void operator()(CqzFiltersLib* self) const { CqzFiltersLib_release(self); }
-    void operator()(CqzDfsLib* self) const { CqzDfsLib_release(self); }
-    void operator()(CqzMeanRRmsLib* self) const { CqzMeanRRmsLib_release(self); }
+    void operator()(auto* self) const { release(self); }
 };
-using Stress = std::unique_ptr<CqzStressTemplLib, Release>;
-using Filters = std::unique_ptr<CqzFiltersLib, Release>;
-using Dfs = std::unique_ptr<CqzDfsLib, Release>;
-using MeanRRms = std::unique_ptr<CqzMeanRRmsLib, Release>;
+using Stress = std::unique_ptr<CqzStressTemplLib, Release<CqzStressTemplLib_release>>;
+using Filters = std::unique_ptr<CqzFiltersLib, Release<CqzFiltersLib_release>>;
+using Dfs = std::unique_ptr<CqzDfsLib, Release<CqzDfsLib_release>>;
+using MeanRRms = std::unique_ptr<CqzMeanRRmsLib, Release<CqzMeanRRmsLib_release>>;
 
 using Row = std::vector<short>;
 using Rows = std::vector<Row>;
@@ -79,6 +76,11 @@ Stress Created(short leads) {
     EXPECT_TRUE(CqzStressTemplLib_create(stress.get(), kFs, leads, kUVpb, false));
     return stress;
 }
+MeanRRms MadeMeanRR(short leads, double uVpb) {
+    MeanRRms meanRR(CqzMeanRRmsLib_init());
+    CqzMeanRRmsLib_create(meanRR.get(), kFs, leads, kNotchHz, uVpb);
+    return meanRR;
+}
 
 /// Every answer of a handle that depends on a template or an engine.
 void ExpectNothing(const Stress& stress, const Row& frame) {
@@ -104,16 +106,13 @@ protected:
 /// `surplus` samples longer than there are leads, or shorter where it is negative.
 Answers ThroughHandles(Recording stream, int surplus) {
     Answers answers;
-    const Filters filters(CqzFiltersLib_initWith(kFs, kLeads, kLowpassHz, kNotchHz, kSmooth));
-    const Dfs dfs(CqzDfsLib_initWith(kLeads, kUVpb));
+    const Filters filters(CqzFiltersLib_init());
+    const Dfs dfs(CqzDfsLib_init());
+    CqzFiltersLib_create(filters.get(), kFs, kLeads, kLowpassHz, kNotchHz, kSmooth);
+    CqzDfsLib_create(dfs.get(), kLeads, kUVpb);
     const Stress stress = Created(kLeads);
-    const MeanRRms meanRR(CqzMeanRRmsLib_initWith(kFs, kLeads, kNotchHz, kUVpb));
+    const MeanRRms meanRR = MadeMeanRR(kLeads, kUVpb);
     RestTempl(stress, FirstBeat().Rows());
-    std::array<const void*, 3> arrays = {};  // each shown from the first call on
-    const auto expectSame = [&arrays](std::size_t i, const void* shown) {
-        EXPECT_TRUE(arrays[i] == nullptr || arrays[i] == shown);
-        arrays[i] = shown;
-    };
     for (std::size_t i = 0; i < stream.Frames(); ++i) {
         const bool late = i >= stream.Frames() / 2;
         if (i == stream.Frames() / 2) {
@@ -122,29 +121,22 @@ Answers ThroughHandles(Recording stream, int surplus) {
             CqzFiltersLib_switchFilters(filters.get(), true, true, false);
         }
         if (i == stream.Frames() * 3 / 4) CqzFiltersLib_switchFilters(filters.get(), true, false, true);
-        const CqzSamples filtered = CqzFiltersLib_filters(filters.get(), stream.Frame(i), kCount);
-        expectSame(0, filtered.values);
-        Row frame = Copy(filtered).value();
+        Row frame = Copy(CqzFiltersLib_filters(filters.get(), stream.Frame(i), kCount)).value();
         answers.Add("filtered", frame, kCount);
         answers.Add("rate of three leads",
                     CqzStressTemplLib_getMeanHR(stress.get(), frame[0], frame[1], frame[2]));
         Row resized = frame;
-        const int size = kLeads + surplus;
-        resized.resize(static_cast<std::size_t>(size), 999);
+        resized.resize(static_cast<std::size_t>(kLeads + surplus), 999);
         if (surplus > 0) frame = resized;
-        const CqzSamples doubled = CqzDfsLib_getData(dfs.get(), frame.data(), frame.size());
-        expectSame(1, doubled.values);
-        answers.Add("doubled", Copy(doubled).value(), 2 * kCount);
+        answers.Add("doubled", Double(dfs, frame).value(), 2 * kCount);
         const auto feed = late ? CqzMeanRRmsLib_meanHR : CqzMeanRRmsLib_meanRRms;
         answers.Add("many leads, at least 0", feed(meanRR.get(), resized.data(), resized.size()));
-        const CqzTemplate templ = CqzStressTemplLib_match(stress.get(), resized.data(), resized.size());
-        if (templ.rows < 0) continue;
-        expectSame(2, templ.samples);
+        const std::optional<Rows> rows = Match(stress, resized);
+        if (!rows) continue;
         answers.Add("match", static_cast<double>(i));
-        answers.Add("length", templ.length);
+        answers.Add("length", static_cast<double>(rows->front().size()));
         answers.Add("positions", Copy(CqzStressTemplLib_getPos(stress.get())).value(), 4);
-        const Rows rows = Copy(templ).value();
-        for (const Row& row : rows) answers.Add("template", row, row.size());
+        for (const Row& row : *rows) answers.Add("template", row, row.size());
         EXPECT_EQ(Templ(stress), rows);
         answers.Add("ST slope", Copy(CqzStressTemplLib_getSTslope(stress.get())).value(), kCount);
         answers.Add("ST level", Copy(CqzStressTemplLib_getSTuv(stress.get())).value(), kCount);
@@ -176,23 +168,31 @@ TEST_F(Shim, StressAnswersWithNothingWhereNothingIsBuiltNoLongerOrCannotBe) {
     };
     expectNothing();
     EXPECT_EQ(RestTempl(stress, Beat(12)), std::nullopt) << "no engine";
-    EXPECT_TRUE(CqzStressTemplLib_create(stress.get(), kFs, 12, kUVpb, true));
+    const auto create = [&stress](short leads) {
+        return CqzStressTemplLib_create(stress.get(), kFs, leads, kUVpb, true);
+    };
+    EXPECT_TRUE(create(12));
     expectNothing();
     EXPECT_EQ(RestTempl(stress, Beat(12)), Beat(12));
     CqzStressTemplLib_destroy(stress.get());
     CqzStressTemplLib_destroy(stress.get());
     expectNothing();
-    EXPECT_EQ(RestTempl(stress, Beat(12)), std::nullopt) << "destroyed";
-
-    EXPECT_TRUE(CqzStressTemplLib_create(stress.get(), kFs, 12, kUVpb, false));
-    RestTempl(stress, Beat(12));
-    EXPECT_FALSE(CqzStressTemplLib_create(stress.get(), kFs, -1, kUVpb, false));
+    EXPECT_TRUE(create(12) && RestTempl(stress, Beat(12)) && !create(-1));
     expectNothing();
     EXPECT_EQ(RestTempl(stress, Beat(12)), std::nullopt);
-    EXPECT_EQ(qzStressECGLib_getTempl(), nullptr);
-    EXPECT_TRUE(CqzStressTemplLib_create(stress.get(), kFs, 0, kUVpb, false));
-    RestTempl(stress, Beat(12));
-    EXPECT_EQ(Match(stress, {}), std::nullopt);
+}
+
+TEST_F(Shim, StressTakesTemplatesWithoutLeadsOrSamplesForTemplates) {
+    for (const short leads : std::initializer_list<short>{0, 2}) {
+        const Stress stress = Created(leads);
+        EXPECT_EQ(Templ(stress), std::nullopt);
+        const Rows empty(static_cast<std::size_t>(leads));
+        EXPECT_EQ(RestTempl(stress, empty), empty);
+        EXPECT_EQ(Templ(stress), empty);
+        EXPECT_EQ(Match(stress, Row(empty.size(), 100)), std::nullopt);
+        EXPECT_EQ(Copy(CqzStressTemplLib_getPos(stress.get())), std::nullopt);
+        EXPECT_EQ(Copy(CqzStressTemplLib_getSTuv(stress.get())), Row(empty.size()));
+    }
 }
 
 TEST_F(Shim, StressTakesTheLengthOfTheLastRowAndFillsShorterOnesWith0) {
@@ -223,33 +223,31 @@ TEST_F(Shim, StressHandlesOfOtherLeadsFindNothingAndDisturbNothing) {
     EXPECT_EQ(RestTempl(two, beat), std::nullopt);
     EXPECT_EQ(Templ(twelve), beat);
 
-    for (const short leads : std::initializer_list<short>{3, 1}) {  // one handle, other leads each time
-        EXPECT_TRUE(CqzStressTemplLib_create(two.get(), kFs, leads, kUVpb, false));
-        ExpectNothing(two, {1, 2, 3});
-        const Rows own = Beat(static_cast<std::size_t>(leads));
-        EXPECT_EQ(RestTempl(two, own), own);
-        EXPECT_EQ(Copy(CqzStressTemplLib_getSTuv(two.get()))->size(), own.size());
-        ExpectNothing(twelve, Row(12, 1));
-    }
+    EXPECT_TRUE(CqzStressTemplLib_create(two.get(), kFs, 3, kUVpb, false));  // one handle, other leads
+    ExpectNothing(two, {1, 2, 3});
+    EXPECT_EQ(RestTempl(two, Beat(3)), Beat(3));
+    EXPECT_EQ(Copy(CqzStressTemplLib_getSTuv(two.get()))->size(), 3U);
+    ExpectNothing(twelve, Row(12, 1));
 }
 
-TEST_F(Shim, StressHandlesOfAsManyLeadsShareTheTemplate) {
+TEST_F(Shim, StressUsesAnEngineOfAnotherDoorAndRefillsTheRowsOfItsOwnLastTemplate) {
     const Stress first = Created(2);
     const Rows beat = Beat(2);
     RestTempl(first, beat);
-    Stress second = Created(2);
+    qzStressECGLib_destroy();
+    EXPECT_EQ(RestTempl(first, Beat(2, 100)), std::nullopt) << "refused, and so without a length";
+    qzStressECGLib_create(kFs, 2, kUVpb);
     EXPECT_EQ(Templ(first), std::nullopt) << "a new engine has none";
-    const Rows shorter = MakeTemplate(kFs, 2, 150, 80, {1.2, 0.1, 500}).Rows();
-    EXPECT_EQ(RestTempl(second, shorter), shorter);
-    Rows mixed = shorter;  // the rows keep their length, the template fills as much of them as it has
+    TemplateRows shorter = MakeTemplate(kFs, 2, 150, 80, {1.2, 0.1, 500});
+    short length = 150;
+    qzStressECGLib_InitTempl(shorter.Pointers(), length, kPosQ, kPosJ, kPostJms);
+    Rows mixed = shorter.Rows();  // the rows keep their length, the template fills as much of them as it has
     for (std::size_t c = 0; c < 2; ++c) mixed[c].insert(mixed[c].end(), beat[c].begin() + 150, beat[c].end());
     EXPECT_EQ(Templ(first), mixed);
+    Stress second(CqzStressTemplLib_init());
+    EXPECT_EQ(Copy(CqzStressTemplLib_getPos(second.get())), std::nullopt) << "before its own restTempl";
     second.reset();
     EXPECT_EQ(Templ(first), mixed) << "released, not destroyed";
-    const Stress third(CqzStressTemplLib_init());
-    EXPECT_EQ(Copy(CqzStressTemplLib_getPos(third.get())), std::nullopt) << "before its own restTempl";
-    CqzStressTemplLib_destroy(third.get());
-    ExpectNothing(first, {1, 2});
 }
 
 // -- Filter chain, doubler, detector of many leads
@@ -260,6 +258,8 @@ bool Create(const Filters& filters, short leads) {
 bool Create(const Dfs& dfs, short leads) { return CqzDfsLib_create(dfs.get(), leads, 1.0); }
 void Destroy(const Filters& filters) { CqzFiltersLib_destroy(filters.get()); }
 void Destroy(const Dfs& dfs) { CqzDfsLib_destroy(dfs.get()); }
+void CreateByFlatCall(const Filters&, short leads) { qzFilters_create(kFs, leads, 40, 50, 2); }
+void CreateByFlatCall(const Dfs&, short leads) { qzDfs_create(leads, 1.0); }
 bool Works(const Filters& filters, std::size_t leads) {
     const Row frame(leads, 3000);
     return Filter(filters, frame) != frame;
@@ -281,7 +281,10 @@ void ExpectOneForAllHandles(const Handle& first, Handle second) {
     Destroy(first);
     Destroy(first);
     EXPECT_FALSE(Works(first, 2));
-    EXPECT_TRUE(Create(first, 2) && Works(first, 2));
+    CreateByFlatCall(first, 2);
+    EXPECT_TRUE(Works(first, 2));
+    CreateByFlatCall(first, 3);
+    EXPECT_FALSE(Works(first, 2));
     EXPECT_FALSE(Create(first, -1));
     EXPECT_FALSE(Works(first, 2));
 }
@@ -292,7 +295,8 @@ TEST_F(Shim, FiltersAndDfsWorkOnTheOneChainAndDoublerOfTheProcess) {
 }
 
 TEST_F(Shim, FiltersEchoesFramesOfAnotherLengthAndRebuildsWithItsOwnLeads) {
-    const Filters filters(CqzFiltersLib_initWith(kFs, 2, 40, 0, 0));
+    const Filters filters(CqzFiltersLib_init()), other(CqzFiltersLib_init());
+    CqzFiltersLib_create(filters.get(), kFs, 2, 40, 0, 0);
     const Row frame = {1000, -1000, 2000}, two = {1000, -1000};
     const auto isEchoed = [&](std::size_t count) {
         return CqzFiltersLib_filters(filters.get(), frame.data(), count).values == frame.data();
@@ -302,11 +306,7 @@ TEST_F(Shim, FiltersEchoesFramesOfAnotherLengthAndRebuildsWithItsOwnLeads) {
     EXPECT_TRUE(update());
     const Row first = Filter(filters, two).value();
     EXPECT_NE(first, two);
-    // Without leads of its own a handle leaves the chain alone. Its release would not: it is kept to the end.
-    const Filters other(CqzFiltersLib_initWith(kFs, -3, 40, 0, 0));
-    EXPECT_TRUE(update());
-    Filter(filters, two);
-    EXPECT_FALSE(CqzFiltersLib_update(other.get(), kFs, 10, 0, 0));
+    EXPECT_FALSE(CqzFiltersLib_update(other.get(), kFs, 10, 0, 0)) << "without leads of its own";
     CqzFiltersLib_switchFilters(filters.get(), false, true, true);
     EXPECT_EQ(Filter(filters, two), two) << "the one stage is off";
     CqzFiltersLib_switchFilters(filters.get(), true, false, false);
@@ -317,7 +317,8 @@ TEST_F(Shim, FiltersEchoesFramesOfAnotherLengthAndRebuildsWithItsOwnLeads) {
 }
 
 TEST_F(Shim, DfsAnswersNilForShortFramesAndWithoutLeads) {
-    const Dfs dfs(CqzDfsLib_initWith(0, 1.0));
+    const Dfs dfs(CqzDfsLib_init());
+    EXPECT_TRUE(Create(dfs, 0));
     EXPECT_EQ(Double(dfs, {1, 2, 3}), std::nullopt);
     EXPECT_TRUE(Create(dfs, 3));
     EXPECT_EQ(Double(dfs, {1, 2}), std::nullopt);
@@ -338,31 +339,14 @@ TEST_F(Shim, MeanRRmsGoesOnAfterReleaseAndAnswers0WithoutADetectorForItsLeads) {
     const MeanRRms first(CqzMeanRRmsLib_init());
     EXPECT_EQ(Intervals(first), 0U) << "before create";
     CqzMeanRRmsLib_create(first.get(), kFs, 4, 50, 5.0);
-    MeanRRms(CqzMeanRRmsLib_initWith(kFs, 4, 50, 5.0)).reset();
+    MadeMeanRR(4, 5.0).reset();
     EXPECT_GT(Intervals(first), 6U) << "the detector outlives its maker";
-    const MeanRRms other(CqzMeanRRmsLib_initWith(kFs, 12, 50, 5.0));
+    qzStressECGLib_InitMultiMeanRRms(kFs, 4, 50, 5.0);
+    EXPECT_GT(Intervals(first), 6U) << "of another door";
+    MadeMeanRR(12, 5.0).reset();
     EXPECT_EQ(Intervals(first), 0U) << "a detector for 12";
     CqzMeanRRmsLib_create(first.get(), kFs, -4, 50, 5.0);
     EXPECT_EQ(Intervals(first), 0U);
-}
-
-// -- Exercise indices
-
-TEST(ShimIndices, PassOnTheirArgumentsAndAsManyPairsAsThereAre) {
-    EXPECT_EQ(CqzStressTemplLib_getDuke(600, -0.1F, 1), 1);
-    EXPECT_EQ(CqzStressTemplLib_getDuke(600, 0.0F, 9000), 10 - 36000 + 65536) << "the form that wraps";
-    const std::vector<float> power = {50, 100, 150, 999}, rate = {110, 130, 150, 190};
-    using Values = std::array<float, 3>;
-    const auto pwc = [&](std::size_t powers, std::size_t rates) {
-        Values values = {};
-        CqzStressTemplLib_getPWC(power.data(), powers, rate.data(), rates, values.data());
-        return values;
-    };
-    EXPECT_EQ(pwc(3, 3), (Values{100, 150, -1}));
-    EXPECT_EQ(pwc(4, 3), pwc(3, 3));
-    EXPECT_EQ(pwc(3, 4), pwc(3, 3));
-    EXPECT_EQ(pwc(2, 4), (Values{-1, -1, -1}));
-    EXPECT_EQ(pwc(0, 0), pwc(2, 4));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "tests/support/Beats.h"
 
+#include "api/qzFilterBanksC.h"
 #import "bindings/objc/OCqzConversions.h"
 #import "bindings/objc/include/OCqz.h"
 
@@ -84,6 +85,7 @@ protected:
 TEST_F(OCqz, RefillsItsResultArraysUntilTheNextSetUpAndLeavesThemToThePool) {
     OCqzDfsLib *dfs = [[OCqzDfsLib alloc] init:2 uVpb:1.0];
     NSArray *doubled = [dfs getData:Frame({10, 20})];
+    EXPECT_EQ([dfs getData:Frame({1, 2})], doubled);
     EXPECT_TRUE([dfs create:3 uVpb:1.0]);
     NSArray *tripled = [dfs getData:Frame({1, 2, 3})];
     EXPECT_NE(tripled, doubled);
@@ -104,19 +106,12 @@ TEST_F(OCqz, RefillsItsResultArraysUntilTheNextSetUpAndLeavesThemToThePool) {
     EXPECT_EQ(Samples(filtered), Samples(frame)) << "without a chain";
 
     ASSERT_TRUE([m_stress create:kFs chn:2 uVpb:2.5 mutex_lock:NO]);
-    NSArray *templ = RestTempl(m_stress, Beat(2));
-    NSArray *row = [templ objectAtIndex:1];
-    const Row kept = Samples(row);
-    OCqzStressTemplLib *other = [[[OCqzStressTemplLib alloc] init] autorelease];
-    [other create:kFs chn:2 uVpb:2.5 mutex_lock:NO];
-    RestTempl(other, Array({[Beat(2) objectAtIndex:1], [Beat(2) objectAtIndex:0]}));
-    EXPECT_EQ([m_stress getTempl], templ);
-    EXPECT_EQ([templ objectAtIndex:1], row);
-    EXPECT_NE(Samples(row), kept);
+    NSArray *row = [RestTempl(m_stress, Beat(2)) objectAtIndex:1];
     const auto results = [this] {
         return Array({[m_stress getTempl], [m_stress getPos], [m_stress getSTuv], [m_stress getSTslope]});
     };
     NSArray *first = results(), *again = results();
+    EXPECT_EQ([[m_stress getTempl] objectAtIndex:1], row);
     RestTempl(m_stress, Beat(2));
     NSArray *renewed = results();
     for (NSUInteger i = 0; i < 4; ++i) {
@@ -134,28 +129,17 @@ TEST_F(OCqz, CountsNilAsEmptyAndReadsWhatIsNoNumberAs0InFrames) {
     EXPECT_EQ([filters filters:NoArray()], NoArray());
     EXPECT_EQ([[[[OCqzFiltersLib alloc] init] autorelease] filters:Frame({})], NoArray());
     const Row filtered = Samples([filters filters:OddFrame()]);
-    [dfs getData:OddFrame()];
-    const Row doubled = Samples([dfs getData:OddFrame()]);
     [filters create:kFs chn:4 freqLpass:40 freqNotch:0 smooth:0];
-    [dfs create:4 uVpb:1.0];
     EXPECT_EQ(filtered, Samples([filters filters:Frame(kOddSamples)]));
     EXPECT_NE(filtered, Row(4));
-    [dfs getData:Frame(kOddSamples)];
-    EXPECT_EQ(doubled, Samples([dfs getData:Frame(kOddSamples)]));
-    EXPECT_NE(doubled, Row(8));
 
-    OCqzMeanRRmsLib *meanRR = [[[OCqzMeanRRmsLib alloc] init] autorelease];
-    int beats[3] = {};  // in samples as numbers, as text and without an array
-    for (int form = 0; form < 3; ++form) {
-        [meanRR create:kFs chn:1 freqNotch:50 uVpb:5.0];
-        const Recording recording = BeatTrain(kFs, 1).Beats(800, 15).Record();
-        for (const short sample : recording.samples) {
-            NSArray *text = Array({[NSString stringWithFormat:@"%d", sample]});
-            beats[form] += [meanRR meanHR:form == 0 ? Frame({sample}) : form == 1 ? text : NoArray()] != 0;
-        }
-    }
+    OCqzMeanRRmsLib *meanRR = [[[OCqzMeanRRmsLib alloc] init:kFs chn:1 freqNotch:50 uVpb:5.0] autorelease];
+    int beats[2] = {};  // in samples as numbers and without an array
+    for (const short sample : BeatTrain(kFs, 1).Beats(800, 15).Record().samples)
+        beats[0] += [meanRR meanHR:Frame({sample})] != 0;
+    for (int i = 0; i < 6000; ++i) beats[1] += [meanRR meanHR:NoArray()] != 0;
     EXPECT_GT(beats[0], 8);
-    EXPECT_EQ(beats[1] + beats[2], 0);
+    EXPECT_EQ(beats[1], 0);
 }
 
 TEST_F(OCqz, ReadsRowsThatAreNoArraysAsEmptyAndElementsThatAreNoNumbersAs0) {
@@ -180,16 +164,41 @@ TEST_F(OCqz, ReadsRowsThatAreNoArraysAsEmptyAndElementsThatAreNoNumbersAs0) {
     EXPECT_EQ([m_stress match:OddFrame()], NoArray());
 }
 
-TEST_F(OCqz, GivesThreeNumbersForPwcAndReadsNothingOfFewerThanThreePairs) {
-    const Row none = {-1, -1, -1};
-    EXPECT_EQ(Samples([OCqzStressTemplLib getPWC:NoArray() hr:Frame({110, 130, 150})]), none);
-    EXPECT_EQ(Samples([OCqzStressTemplLib getPWC:Frame({50, 100, 150, 7})
-                                              hr:Array({[NSNull null], @"130", [NSArray array], @"150"})]),
-              none);
-    id counted = [[[CountedNumber alloc] init] autorelease];
+TEST_F(OCqz, ReadsForPwcWhatAnswersFloatValueAndNoPowerThatDoesNotCount) {
+    id counted = [[[CountedNumber alloc] init] autorelease], none = [NSNull null];
     g_reads = 0;
-    [OCqzStressTemplLib getPWC:Array({counted, counted}) hr:Array({counted, counted, counted})];
+    const auto pwc = [](NSArray *power, NSArray *rates) {
+        return Samples([OCqzStressTemplLib getPWC:power hr:rates]);
+    };
+    EXPECT_EQ(pwc(Array({counted, counted}), Array({counted, counted, counted})), Row(3, -1));
+    EXPECT_EQ(pwc(NoArray(), Frame({110, 130, 150})), Row(3, -1));
+    const Row found = {100, 150, -1};
+    EXPECT_EQ(pwc(Array({@"50", @"100", @"150", counted, counted, counted}),
+                  Array({@"110", @"130", @"150", @"109.9", @"190.1", none})),
+              found);
     EXPECT_EQ(g_reads, 0);
-    [OCqzStressTemplLib getPWC:Array({counted, counted, counted}) hr:Array({counted, counted, counted})];
+    EXPECT_EQ(pwc(Array({@"50", @"100", @"150", none}), Frame({110, 130, 150, 190})), found);
+    pwc(Array({counted, counted, counted}), Array({counted, counted, counted}));
     EXPECT_EQ(g_reads, 6) << "or the count above would prove nothing";
+    EXPECT_EQ([OCqzStressTemplLib getDuke:600 deepestSTwithmV:0 anginaPectoris:9000], 10 - 36000 + 65536);
+}
+
+TEST_F(OCqz, HasFilterBanksOfItsOwnAndEchoesFramesOfOtherLengths) {
+    OCqzFilterBank *banks[] = {[[OCqzFilterBank alloc] init:kFs chn:2 notch:60 q:10],
+                               [[OCqzFilterBank alloc] init:kFs chn:2 highpass:0.5]};
+    qzc_filter_bank *const same[] = {qzc_notch_create(kFs, 2, 60, 10), qzc_highpass_create(kFs, 2, 0.5)};
+    NSArray *longer = Frame({1, 2, 3});
+    for (std::size_t k = 0; k < 2; ++k) {
+        for (short sample = 0; sample < 30000; sample += 111) {
+            Row frame = {sample, 20000};
+            NSArray *filtered = [banks[k] filter:Frame(frame)];
+            qzc_filter_bank_filter(same[k], frame.data(), 2);
+            EXPECT_EQ(Samples(filtered), frame);
+            EXPECT_EQ([banks[k] filter:longer], longer);
+        }
+        [banks[k] release];
+        qzc_filter_bank_destroy(same[k]);
+    }
+    EXPECT_TRUE([[OCqzFilterBank alloc] init:kFs chn:2 notch:kFs / 2 q:10] == nil);
+    EXPECT_TRUE([[OCqzFilterBank alloc] init:kFs chn:-1 highpass:0.05] == nil);
 }

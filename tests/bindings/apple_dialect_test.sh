@@ -24,11 +24,5 @@ for header in "$root"/bindings/objc/include/*.h; do
     check -x objective-c "$work/header.m"
 done
 
-cat >"$work/module.m" <<'EOF'
-@import OCqz;
-short duke(void) { return [OCqzStressTemplLib getDuke:600 deepestSTwithmV:-0.1f anginaPectoris:1]; }
-NSArray *doubled(OCqzDfsLib *dfs, NSArray *frame) { return [dfs getData:frame]; }
-void release(OCqzFiltersLib *filters) { [filters destroy]; }
-short rate(OCqzMeanRRmsLib *rr, NSArray *frame) { return [rr meanHR:frame]; }
-EOF
+printf '@import OCqz;\nshort rate(OCqzMeanRRmsLib *rr, NSArray *frame) { return [rr meanHR:frame]; }\n' >"$work/module.m"
 check -x objective-c -fmodules -fmodules-cache-path="$work/cache" -I "$root/bindings/objc/include" "$work/module.m"

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <random>
+#include <sstream>
 
 #include "tests/support/Folder.h"
 #include "tests/support/Frames.h"
@@ -27,48 +27,35 @@ protected:
 TEST_F(CsvRecordTest, ReadsUnitsSeparatorsAndTimes) {
     const struct {
         std::string text;
-        double fs, uVpb;  // options
-        int expectedFs;
-        double expectedUvpb;
-        std::vector<std::string> leads;
-        Frames frames;
+        double fs, uVpb;       // options
+        std::string expected;  // rate, scale, leads, frames
     } cases[] = {
-        {"time_s,I (mV),II [uV],V5 (\xC2\xB5V)\n0,0.5,-7,1.5\n0.004,-1e0,8,2\n",
-         0,
-         0,
-         250,
-         1,
-         {"I", "II", "V5"},
-         {{500, -7, 2}, {-1000, 8, 2}}},
-        {"\xEF\xBB\xBFSample;\"I\";II (mV)\r\n1;100;1\r\n\r\n2;-3;-2\r\n",
-         500,
-         2.5,
-         500,
-         1,
-         {"I", "II"},
-         {{250, 1000}, {-8, -2000}}},
-        {"I\tII\n3\t4\n5\t6", 360, 2.5, 360, 2.5, {"I", "II"}, {{3, 4}, {5, 6}}},
-        {"Time (ms),I (V)\n10,0.1\n12,-0.1\n14,0\n", 0, 0, 500, 5, {"I"}, {{20000}, {-20000}, {0}}},
-        {"seconds,I (mV)\n7.000,1\n7.003,1\n7.006,1\n7.008,1\n", 0, 0, 375, 1, {"I"}, Frames(4, {1000})},
-        {"time,I (mV)\n0,1\n1,1\n", 200, 0, 200, 1, {"I"}, Frames(2, {1000})},  // the option rules
-        {"\"I, left (uV)\";\"II (uV)\"\n+3;-4\n", 500, 0, 500, 1, {"I, left", "II"}, {{3, -4}}},
-        {"\"I, left (uV)\",\"II; a (uV)\"\n+0,+1e1\n", 500, 0, 500, 1, {"I, left", "II; a"}, {{0, 10}}},
-        {"I, left (uV)\tII; a (uV)\n3\t4\n", 500, 0, 500, 1, {"I, left", "II; a"}, {{3, 4}}},
-        {"ECG,ECG (uV),ecg 2,ECG\n3,4,5,6\n",
-         500,
-         1,
-         500,
-         1,
-         {"ECG", "ECG 3", "ecg 2", "ECG 4"},
-         {{3, 4, 5, 6}}},
+        {"time_s,I (mV),II [uV],V5 (\xC2\xB5V)\n0,0.5,-7,1.5\n0.004,-1e0,8,2\n", 0, 0,
+         "250 1|I|II|V5| 500 -7 2, -1000 8 2,"},
+        {"\xEF\xBB\xBFSample;\"I\";II (mV)\r\n1;100;1\r\n\r\n2;-3;-2\r\n", 500, 2.5,
+         "500 1|I|II| 250 1000, -8 -2000,"},
+        {"I\tII\n3\t4\n5\t6", 360, 2.5, "360 2.5|I|II| 3 4, 5 6,"},
+        {"Time (ms),I (V)\n10,0.1\n12,-0.1\n14,0\n", 0, 0, "500 5|I| 20000, -20000, 0,"},
+        {"seconds,I (mV)\n7.000,1\n7.003,1\n7.006,1\n7.008,1\n", 0, 0, "375 1|I| 1000, 1000, 1000, 1000,"},
+        {"time,I (mV)\n0,1\n1,1\n", 200, 0, "200 1|I| 1000, 1000,"},  // the option rules
+        {"\"I, left (uV)\";\"II (uV)\"\n+3;-4\n", 500, 0, "500 1|I, left|II| 3 -4,"},
+        {"\"I, left (uV)\",\"II; a (uV)\"\n+0,+1e1\n", 500, 0, "500 1|I, left|II; a| 0 10,"},
+        {"I, left (uV)\tII; a (uV)\n3\t4\n", 500, 0, "500 1|I, left|II; a| 3 4,"},
+        {"\"'-aVR (uV)\",'a (uV)\n3,4\n", 500, 0, "500 1|-aVR|'a| 3 4,"},  // as CsvField escapes formulas
+        {"ECG,ECG (uV),ecg 2,ECG\n3,4,5,6\n", 500, 1, "500 1|ECG|ECG 3|ecg 2|ECG 4| 3 4 5 6,"},
     };
-    for (const auto& [text, fs, uVpb, expectedFs, expectedUvpb, leads, frames] : cases) {
+    for (const auto& [text, fs, uVpb, expected] : cases) {
         CsvRecord record = Open(text, Options(fs, uVpb));
-        EXPECT_EQ(record.Info().fs, expectedFs) << text;
-        EXPECT_EQ(record.Info().uVpb, expectedUvpb) << text;
-        EXPECT_EQ(record.Info().leads, leads) << text;
+        std::ostringstream found;
+        found << record.Info().fs << ' ' << record.Info().uVpb << '|';
+        for (const std::string& lead : record.Info().leads) found << lead << '|';
+        const Frames frames = ReadAll(record);
         EXPECT_EQ(record.Info().frames, frames.size()) << text;
-        EXPECT_EQ(ReadAll(record), frames) << text;
+        for (const auto& frame : frames) {
+            for (const int sample : frame) found << ' ' << sample;
+            found << ',';
+        }
+        EXPECT_EQ(found.str(), expected);
     }
 }
 
@@ -86,6 +73,8 @@ TEST_F(CsvRecordTest, WarnsOfTimesThatJumpAndOfSamplesBeyondSixteenBits) {
 
 TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
     const std::string frames = "1,2\n3,4\n";
+    std::string many = "I";
+    for (int i = 0; i < 300; ++i) many += ",x";
     const struct {
         std::string text;
         double fs, uVpb;
@@ -100,13 +89,7 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
         {"I (mV),SpO2 (%)\n" + frames, 500, 1, "column \"SpO2\": expected a unit of voltage, found \"%\""},
         {"time\n1\n", 500, 1, "line 1: expected a lead, found none"},
         {std::string(300, ','), 500, 1, "line 1: column 1: expected the name"},
-        {"I" +
-             [] {
-                 std::string all;
-                 for (int i = 0; i < 300; ++i) all += ",x";
-                 return all;
-             }(),
-         500, 1, "line 1: expected at most 257 columns, found more"},
+        {many, 500, 1, "line 1: expected at most 257 columns, found more"},
         {"I,II\n", 500, 1, "expected a line of samples after the header, found none"},
         {"I,II\n" + frames, 0, 1, "expected --fs or a first column of rising times, found neither"},
         {"time,I\n2,1\n1,1\n", 0, 1, "expected --fs or a first column of rising times"},
@@ -115,8 +98,6 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
         {"I,II\n" + frames + "5,6,\n", 500, 1, "line 4: expected 2 columns as in the header, found 3"},
         {"I,II\n1,\n", 500, 1, "line 2: column 2: expected a number, found \"\""},
         {"I;II\n1,5;2\n", 500, 1, "line 2: column 1: expected a number, found \"1,5\""},
-        {"I,II\n1,+\n", 500, 1, "line 2: column 2: expected a number, found \"+\""},
-        {"I,II\n1,+-2\n", 500, 1, "line 2: column 2: expected a number, found \"+-2\""},
         {"I,II\n1,++2\n", 500, 1, "line 2: column 2: expected a number, found \"++2\""},
         {"I,II\n1,nan\n", 500, 1, "line 2: column 2: expected a number, found \"nan\""},
         {"I,II\n1,1e999\n", 500, 1, "line 2: column 2: expected a number, found \"1e999\""},
@@ -130,23 +111,6 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
     }
     EXPECT_THROW(CsvRecord(m_folder.Path("missing.csv"), {}), HostError);
     EXPECT_THROW(CsvRecord(m_folder.Path(""), {}), HostError);  // a directory
-}
-
-TEST_F(CsvRecordTest, AnswersNoiseAndATextCutAnywhereWithOneLineOrWithFrames) {
-    const std::string whole = "time_s;I (mV);\"II\" [uV]\r\n0.000;1.25;-7\r\n0.002;1e1;8\r\n0.004;0;9\r\n";
-    for (std::size_t length = 0; length < whole.size(); ++length) {
-        const std::string message = RefusalOf([&] {
-            CsvRecord record = Open(whole.substr(0, length), Options(500, 0));
-            EXPECT_EQ(ReadAll(record).size(), record.Info().frames);
-        });
-        EXPECT_EQ(message.find('\n'), std::string::npos) << message;
-    }
-    std::mt19937 random(3);
-    for (int i = 0; i < 200; ++i) {
-        std::string noise(random() % 3000, '\0');
-        for (char& byte : noise) byte = static_cast<char>(random());
-        EXPECT_NE(RefusalOf([&] { Open("I (mV),II (mV)\n" + noise + "\n1;2", Options(500, 1)); }), "");
-    }
 }
 
 }  // namespace

@@ -3,11 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdio>
 #include <random>
 
-#include "host/WfdbRecord.h"
 #include "tests/support/Folder.h"
 #include "tests/support/Frames.h"
 
@@ -132,13 +129,6 @@ TEST_F(EdfRecordTest, LeavesOutWithAWarningWhatIsNoLeadAndSaysWhatTheFileHolds) 
     EXPECT_THAT(record.Describe(), testing::Contains("annotations: 1 signal, not read"));
 }
 
-TEST_F(EdfRecordTest, GivesLeadsOfOneNameNumbers) {
-    std::vector<Signal> signals;
-    for (const char* label : {"ECG", "ECG I", "ECG", "I", "2"})
-        signals.push_back({label, "uV", -100, 100, -100, 100, 100, std::vector<int>(100, 1)});
-    EXPECT_THAT(Open(Edf(signals)).Info().leads, ElementsAre("ECG", "I", "ECG 2", "I 2", "2"));
-}
-
 TEST_F(EdfRecordTest, ChoosesTheScaleOfBdfByTheRangeThatItUses) {
     const auto open = [&](int highest) {
         std::vector<int> samples(5000, 0);
@@ -191,34 +181,13 @@ TEST_F(EdfRecordTest, RefusesWhatIsNotWholeAndSaysWhatToDo) {
 }
 
 // EDFlib holds at most 64 files open: what is not given back is missed soon.
-TEST_F(EdfRecordTest, SurvivesDamageAnywhereInTheHeaderAndGivesTheFileBack) {
-    const std::string whole =
-        Edf({{"I", "uV", -100, 100, -100, 100, 100, std::vector<int>(100, 1)}, RecordStarts(1)}, "EDF+C");
-    for (std::size_t i = 0; i < std::size_t{256} * 3; ++i) {
-        for (const char byte : {'\0', '9', '-'}) {
-            std::string damaged = whole;
-            damaged[i] = byte;
-            RefusalOf([&] {
-                EdfRecord record = Open(damaged);
-                EXPECT_LE(ReadAll(record).size(), 100U);
-            });
-        }
-        EXPECT_NE(Refusal(whole.substr(0, i)), "");
-    }
+TEST_F(EdfRecordTest, GivesTheFileBackWhereItRefusesIt) {
+    const std::string whole = Edf({{"I", "uV", -100, 100, -100, 100, 100, std::vector<int>(100, 1)}});
+    for (std::size_t length = 0; length < whole.size(); length += 5)
+        EXPECT_NE(Refusal(whole.substr(0, length)), "");
+    const std::string slow = Edf({{"I", "uV", -100, 100, -100, 100, 99, std::vector<int>(99, 1)}});
+    for (int i = 0; i < 100; ++i) EXPECT_NE(Refusal(slow), "");
     EXPECT_EQ(Refusal(whole), "");
-}
-
-TEST(EdfRecordOnRecordings, AgreesWithTheSameRecordingsInAnotherFormat) {
-    const auto root = std::filesystem::path(__FILE__).parent_path() / "../../../shared/records";
-    if (!std::filesystem::exists(root)) GTEST_SKIP() << "no recordings in " << root;
-    for (const auto& [edf, wfdb] :
-         {std::pair("edf/sele0122.edf", "qtdb/sele0122"), {"edf/s0010_re.edf", "ptbdb/s0010_re"}}) {
-        EdfRecord record((root / edf).string());
-        WfdbRecord other((root / wfdb).string());
-        EXPECT_EQ(record.Info().leads, other.Info().leads);
-        EXPECT_EQ(record.Info().uVpb, other.Info().uVpb);
-        EXPECT_TRUE(ReadAll(record) == ReadAll(other)) << edf;
-    }
 }
 
 }  // namespace

@@ -4,29 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 
-#include "host/HostError.h"
+#include "tests/support/Folder.h"
 
 namespace {
 
 class ReadStagesTest : public testing::Test {
 protected:
-    ~ReadStagesTest() override { std::filesystem::remove(m_path); }
-    std::vector<Stage> Read(const std::string& text) {
-        std::ofstream(m_path) << text;
-        return ReadStages(m_path);
-    }
+    std::vector<Stage> Read(const std::string& text) { return ReadStages(m_folder.Write("s", text)); }
     std::string Refusal(const std::string& text) {
-        try {
-            Read(text);
-        } catch (const HostError& error) {
-            return error.what();
-        }
-        return "read";
+        return RefusalOf([&] { Read(text); });
     }
-    std::string m_path = testing::TempDir() + "stages_" + std::to_string(::getpid()) + ".txt";
+    const Folder m_folder;
 };
 
 TEST_F(ReadStagesTest, ReadsStartsPowersAndNames) {
@@ -46,11 +35,11 @@ TEST_F(ReadStagesTest, RefusesWithTheLineAndWhatIsExpected) {
     for (const char* bad :
          {"0 0\nx 25", "0 0\n1: 25", "0 0\n1:2:3:4 25", "0 0\n-5 25", "0 0\n1e9 25", "0 0\n1:60 25",
           "0 0\n1:75:00 25", "0 0\n5", "0 0\n5 -3", "0 0\n5 25W", "0 0\n5 nan", "0 0\n0 25"})
-        EXPECT_THAT(Refusal(bad), testing::AllOf(testing::StartsWith(m_path + ": line 2: "),
+        EXPECT_THAT(Refusal(bad), testing::AllOf(testing::StartsWith(m_folder.Path("s: line 2: ")),
                                                  testing::HasSubstr("expected")))
             << bad;
     EXPECT_THAT(Refusal("# nothing\n"), testing::HasSubstr("no stage"));
-    EXPECT_THROW(ReadStages(m_path + "x"), HostError);
+    EXPECT_THROW(ReadStages(m_folder.Path("none")), HostError);
 }
 
 /// Twelve minutes: rest, stages of 50, 100 and 150 W at 110, 130 and 150 beats/min, recovery.

@@ -7,12 +7,12 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <sstream>
 
 #include "host/CsvRecord.h"
 #include "host/EdfRecord.h"
 #include "host/WfdbRecord.h"
 #include "tests/support/Folder.h"
+#include "tests/support/Frames.h"
 
 namespace {
 
@@ -23,8 +23,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-using Frames = std::vector<std::vector<short>>;
-
 SourceInfo Facts(double uVpb = 1) {
     return {"test", 250, uVpb, {"I", "aVR", "V5"}, 0, "2021-02-28 23:59:58", {"first\nremark", "second"}};
 }
@@ -32,39 +30,23 @@ SourceInfo Facts(double uVpb = 1) {
 /// 3 leads over the whole range but the lowest value, which WFDB reserves.
 Frames RandomFrames(std::size_t count) {
     std::mt19937 random(1);
-    Frames frames(count, std::vector<short>(3));
+    Frames frames(count, std::vector<int>(3));
     for (auto& frame : frames)
-        for (short& sample : frame)
-            sample = static_cast<short>(std::max(-32767, int(random() % 65536) - 32768));
+        for (int& sample : frame) sample = std::max(-32767, int(random() % 65536) - 32768);
     frames.front() = {32767, -32767, 0};
     return frames;
 }
 
 void WriteRecord(const std::string& path, const SourceInfo& info, const Frames& frames) {
     const auto sink = CreateRecord(path, info);
-    for (const auto& frame : frames) sink->Write(frame.data());
-    sink->Finish();
+    for (const auto& frame : frames) sink->Write(std::vector<short>(frame.begin(), frame.end()).data());
+    PendingFile::CommitAll(sink->Finish());
 }
 
-Frames ReadAll(FrameSource& source) {
-    Frames frames;
-    std::vector<short> frame(source.Info().leads.size());
-    while (source.Read(frame.data())) frames.push_back(frame);
-    return frames;
-}
-
-TEST(FrameSink, WritesWfdbThatReadsBackWithItsChecksumsAndFacts) {
+TEST(FrameSink, WritesWfdbByteForByte) {
     const Folder folder;
-    const Frames frames = RandomFrames(1234);
-    WriteRecord(folder.Path("r.hea"), Facts(), frames);
-    EXPECT_THAT(folder.Names(), ElementsAre("r.dat", "r.hea"));
-    WfdbRecord record(folder.Path("r"));
-    EXPECT_EQ(ReadAll(record), frames);
-    EXPECT_THAT(record.Warnings(), IsEmpty());  // of a checksum that differs, for one
-    EXPECT_EQ(record.Info().uVpb, 1);
-    EXPECT_EQ(record.Info().fs, 250);
-    EXPECT_EQ(record.Info().leads, Facts().leads);
-    WriteRecord(folder.Path("s"), Facts(2.5), {{1, -2, 3}, {4, -5, 6}});
+    WriteRecord(folder.Path("s.hea"), Facts(2.5), {{1, -2, 3}, {4, -5, 6}});
+    EXPECT_THAT(folder.Names(), ElementsAre("s.dat", "s.hea"));
     EXPECT_EQ(folder.Bytes("s.hea"),
               "s 3 250 2 23:59:58 28/02/2021\n"
               "s.dat 16 400(0)/mV 16 0 1 5 0 I\n"
@@ -74,80 +56,37 @@ TEST(FrameSink, WritesWfdbThatReadsBackWithItsChecksumsAndFacts) {
     EXPECT_EQ(folder.Bytes("s.dat"), std::string("\1\0\xFE\xFF\3\0\4\0\xFB\xFF\6\0", 12));
 }
 
-/// Through EDFlib alone.
-struct EdfContent {
-    edf_hdr_struct header{};
-    Frames frames;
-    std::vector<std::string> annotations;  // "100 ns: text"
-};
-EdfContent ReadEdf(const std::string& path) {
-    EdfContent content;
-    const int handle = edfopen_file_readonly(path.c_str(), &content.header, EDFLIB_READ_ALL_ANNOTATIONS);
-    EXPECT_GE(handle, 0) << path;
-    if (handle < 0) return content;
-    for (int lead = 0; lead < content.header.edfsignals; ++lead) {
-        const auto samples = static_cast<std::size_t>(content.header.signalparam[lead].smp_in_file);
-        std::vector<int> values(samples);
-        edfread_digital_samples(handle, lead, static_cast<int>(samples), values.data());
-        content.frames.resize(samples, std::vector<short>(3));
-        for (std::size_t i = 0; i < samples; ++i)
-            content.frames[i][static_cast<std::size_t>(lead)] = static_cast<short>(values[i]);
-    }
-    for (int i = 0; i < content.header.annotations_in_file; ++i) {
-        edf_annotation_struct annotation;
-        edf_get_annotation(handle, i, &annotation);
-        content.annotations.push_back(std::to_string(annotation.onset) + ": " + annotation.annotation);
-    }
-    edfclose_file(handle);
-    return content;
-}
-
-TEST(FrameSink, WritesEdfToTheBitAndMarksWhereTheFillingStarts) {
+TEST(FrameSink, WritesEdfWithItsFactsAndMarksWhereTheFillingStarts) {
     const Folder folder;
-    Frames frames = RandomFrames(1001);
-    frames[5][1] = -32768;
+    const Frames frames = RandomFrames(1001);
     WriteRecord(folder.Path("r.EDF"), Facts(0.305), frames);
-    const EdfContent edf = ReadEdf(folder.Path("r.EDF"));
-    frames.resize(1250, frames.back());
-    EXPECT_EQ(edf.frames, frames);
-    EXPECT_THAT(edf.annotations, ElementsAre("40040000: Recording ends"));
-    const edf_param_struct& lead = edf.header.signalparam[1];
-    EXPECT_THAT(lead.label, StartsWith("ECG aVR "));
-    EXPECT_THAT(lead.physdimension, StartsWith("uV "));
-    EXPECT_EQ(lead.phys_min, -9994.24);
-    EXPECT_EQ(lead.phys_max, 9993.935);
-    EXPECT_EQ(edf.header.startdate_year * 10000 + edf.header.startdate_month * 100 + edf.header.startdate_day,
-              20210228);
-    EXPECT_EQ(edf.header.starttime_hour * 60 + edf.header.starttime_minute, 23 * 60 + 59);
-    EXPECT_THAT(edf.header.recording_additional, StartsWith("first remark; second"));
+    const std::string bytes = folder.Bytes("r.EDF");
+    for (const char* fact : {"ECG aVR  ", "uV  ", "-9994.24", "9993.935", "28.02.2123.59.58", "28-FEB-2021",
+                             "first remark; second", "+4.0040\x14Recording ends\x14"})
+        EXPECT_NE(bytes.find(fact), std::string::npos) << fact;
+    EdfRecord record(folder.Path("r.EDF"));
+    EXPECT_EQ(record.Info().frames, 1250);
+    EXPECT_EQ(ReadAll(record).back()[1], std::lround(frames.back()[1] * 0.305));
     // Whole seconds need no filling; without a start the file is the same on any day.
     SourceInfo unknown = Facts();
     unknown.started = "25:00:00";
-    frames.resize(500);
-    WriteRecord(folder.Path("s.edf"), unknown, frames);
-    const EdfContent second = ReadEdf(folder.Path("s.edf"));
-    EXPECT_EQ(second.frames, frames);
-    EXPECT_THAT(second.annotations, IsEmpty());
-    EXPECT_EQ(second.header.startdate_year, 1985);
+    WriteRecord(folder.Path("s.edf"), unknown, RandomFrames(500));
+    const std::string whole = folder.Bytes("s.edf");
+    EXPECT_NE(whole.find("01.01.85"), std::string::npos);
+    EXPECT_EQ(whole.find("Recording ends"), std::string::npos);
 }
 
 TEST(FrameSink, WritesCsvInMicrovoltsThatDividedByTheScaleGiveTheSample) {
     const Folder folder;
     WriteRecord(folder.Path("a.csv"), Facts(), {{1, -2, 0}, {32767, -32768, 7}});
     EXPECT_EQ(folder.Bytes("a.csv"), "I (uV),aVR (uV),V5 (uV)\n1,-2,0\n32767,-32768,7\n");
-    const Frames frames = RandomFrames(500);
-    for (const double uVpb : {0.1, 0.305, 1.0 / 3, 4.88e-4, 1e6}) {
-        WriteRecord(folder.Path("b.csv"), Facts(uVpb), frames);
-        std::istringstream text(folder.Bytes("b.csv"));
-        std::string line;
-        std::getline(text, line);
-        for (const auto& frame : frames) {
-            for (std::size_t lead = 0; lead < 3; ++lead) {
-                std::getline(text, line, lead < 2 ? ',' : '\n');
-                ASSERT_EQ(std::lround(std::stod(line) / uVpb), frame[lead]) << uVpb << ' ' << line;
-                ASSERT_LE(line.size(), 17U) << line;
-            }
-        }
+    const std::pair<double, const char*> scales[] = {
+        {0.305, "3.050,9993.935,-9994.240"},
+        {1.0 / 3, "3.333333333,10922.333333333,-10922.666666667"},
+        {1e6, "10000000,32767000000,-32768000000"}};
+    for (const auto& [uVpb, line] : scales) {
+        WriteRecord(folder.Path("b.csv"), Facts(uVpb), {{10, 32767, -32768}});
+        EXPECT_THAT(folder.Bytes("b.csv"), EndsWith(std::string("V5 (uV)\n") + line + "\n"));
     }
 }
 
@@ -200,10 +139,8 @@ TEST(FrameSink, ChoosesTheFormatByTheNameAndRefusesWhatItCannotHold) {
 TEST(FrameSink, LeavesNothingWithoutFinishOrOnAFullDisk) {
     const Folder folder;
     const Frames frames = RandomFrames(5000);  // 30,000 bytes
-    for (const char* name : {"a", "a.edf", "a.csv"}) {
-        const auto sink = CreateRecord(folder.Path(name), Facts());
-        for (const auto& frame : frames) sink->Write(frame.data());
-    }
+    const short frame[3] = {};
+    for (const char* name : {"a", "a.edf", "a.csv"}) CreateRecord(folder.Path(name), Facts())->Write(frame);
     EXPECT_THAT(folder.Names(), IsEmpty());
     for (const char* name : {"a", "a.edf", "a.csv"})
         for (const rlim_t bytes : {600U, 20000U, 29999U}) {

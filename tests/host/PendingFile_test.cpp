@@ -25,18 +25,26 @@ TEST(PendingFile, AppearsWithCommitAndLeavesNothingWithout) {
     EXPECT_EQ(folder.Bytes("a"), "before");
     PendingFile file(folder.Path("a"));
     file.Stream() << "after";
+    file.CloseStream();
+    std::ofstream(file.OpenName(), std::ios::app) << " by a library";
     file.Commit();
     EXPECT_THAT(folder.Names(), ElementsAre("a"));
-    EXPECT_EQ(folder.Bytes("a"), "after");
+    EXPECT_EQ(folder.Bytes("a"), "after by a library");
 }
 
-TEST(PendingFile, TakesWhatALibraryWroteUnderThePartName) {
+TEST(PendingFile, IsPrivateUnlessItReplacesAFileOfOtherRights) {
     const Folder folder;
-    PendingFile file(folder.Path("a"));
-    file.CloseStream();
-    std::ofstream(file.PartPath()) << "by another";
-    file.Commit();
-    EXPECT_EQ(folder.Bytes("a"), "by another");
+    const auto rightsOf = [](const std::string& path) {
+        struct stat about {};
+        return stat(path.c_str(), &about) == 0 ? about.st_mode & 0777 : 0;
+    };
+    for (const mode_t before : {0U, 0600U, 0644U, 0440U}) {
+        if (before > 0) chmod(folder.Write("a", "before").c_str(), before);
+        PendingFile file(folder.Path("a"));
+        EXPECT_EQ(rightsOf(file.OpenName()), 0600U);
+        file.Commit();
+        EXPECT_EQ(rightsOf(folder.Path("a")), before > 0 ? before : 0600U);
+    }
 }
 
 TEST(PendingFile, FollowsLinksWritesStraightToPipesAndRefusesASecondOfOneName) {
@@ -57,6 +65,12 @@ TEST(PendingFile, FollowsLinksWritesStraightToPipesAndRefusesASecondOfOneName) {
     EXPECT_EQ(folder.Bytes("a"), "after");
     EXPECT_EQ(RefusalOf([&] { PendingFile::Spare({folder.Path("a")}); }), "");
 
+    PendingFile first(folder.Path("first")), second(folder.Path("second"));
+    std::filesystem::create_directory(folder.Path("second"));
+    EXPECT_THAT(RefusalOf([&] { PendingFile::CommitAll({&second, &first}); }), HasSubstr("final name"));
+    EXPECT_FALSE(folder.Names().contains("first"));
+    std::filesystem::remove(folder.Path("second"));
+
     ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
     const int reader = open(folder.Path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
     PendingFile pipe(folder.Path("pipe"));
@@ -66,7 +80,11 @@ TEST(PendingFile, FollowsLinksWritesStraightToPipesAndRefusesASecondOfOneName) {
     EXPECT_EQ(read(reader, bytes, 7), 7);
     close(reader);
     EXPECT_STREQ(bytes, "through");
-    EXPECT_THAT(folder.Names(), ElementsAre("a", "link", "pipe"));
+    std::ofstream(folder.Path("log")) << "before ";
+    const int log = open(folder.Path("log").c_str(), O_RDONLY);
+    WriteWhole("/dev/fd/" + std::to_string(log), [](PendingFile& file) { file.Stream() << "after"; });
+    close(log);
+    EXPECT_EQ(folder.Bytes("log"), "before after") << "what a shell opened is neither emptied nor replaced";
 }
 
 TEST(PendingFile, NamesTheFileThatCannotBeCreatedOrWritten) {

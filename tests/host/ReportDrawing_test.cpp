@@ -2,16 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <set>
 #include <sstream>
 
-#include "host/HostError.h"
 #include "host/report/BeatPages.h"
 #include "host/report/Outputs.h"
 #include "host/report/StripPages.h"
@@ -67,26 +63,18 @@ ExerciseSummary Summarize(const StressResult& result) {
 
 class ReportTest : public testing::Test {
 protected:
-    ReportTest() { std::filesystem::create_directory(m_folder); }
-    ~ReportTest() override { std::filesystem::remove_all(m_folder); }
-
-    /// The file's bytes; it has to be the only one left in the folder.
     std::string Write(const std::string& ending, const StressResult& result,
                       const ExerciseSummary& exercise) {
-        const std::string path = m_folder + "/report" + ending;
-        WriteWhole(path, [&](PendingFile& file) { WriteReport(file, {result, exercise}); });
-        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1)
-            << "something is left behind";
-        std::ostringstream bytes;
-        bytes << std::ifstream(path, std::ios::binary).rdbuf();
-        std::filesystem::remove(path);
-        return bytes.str();
+        WriteWhole(m_folder.Path("report" + ending), [&](PendingFile& file) {
+            WriteReport(file, {result, exercise});
+        });
+        return m_folder.Bytes("report" + ending);
     }
     std::string Write(const std::string& ending, const StressResult& result) {
         return Write(ending, result, Summarize(result));
     }
 
-    std::string m_folder = testing::TempDir() + "report_" + std::to_string(::getpid());
+    const Folder m_folder;
 };
 
 std::size_t Count(const std::string& text, const std::string& what) {
@@ -230,30 +218,15 @@ TEST_F(ReportTest, ADayIsThinnedToWhatPaperCanShow) {
 TEST_F(ReportTest, RefusesOtherNamesAndLeavesNothingBehind) {
     const StressResult result = MakeResult(1, 10);
     const ExerciseSummary exercise = Summarize(result);
-    for (const char* name : {"/a.svg", "/a", "/.pdf", "/pdf"}) {
-        try {
-            PendingFile file(m_folder + name);
-            WriteReport(file, {result, exercise});
-            ADD_FAILURE() << name;
-        } catch (const HostError& error) {
-            EXPECT_THAT(error.what(), testing::AllOf(HasSubstr(name), HasSubstr(".html, .pdf or .png")));
-        }
+    for (const char* name : {"a.svg", "a", ".pdf", "pdf"}) {
+        EXPECT_THAT(RefusalOf([&] {
+                        PendingFile file(m_folder.Path(name));
+                        WriteReport(file, {result, exercise});
+                    }),
+                    HasSubstr(std::string(name) + ": a report's name is expected to end in .html"));
         EXPECT_THROW(CheckReportName(name), HostError);
     }
-    EXPECT_TRUE(std::filesystem::is_empty(m_folder));
-}
-
-TEST(Outputs, LeaveAFullDiskToTheStreamsState) {
-    const StressResult result = MakeResult(1, 10);
-    const ExerciseSummary exercise = Summarize(result);
-    const Findings findings({result, exercise});
-    const auto pages = LayOutPages(findings);
-    for (const auto write : {WritePdf, WritePng, WriteHtml}) {
-        std::ofstream full("/dev/full");
-        if (!full) GTEST_SKIP() << "needs /dev/full";
-        write(full, pages, findings);
-        EXPECT_FALSE(full.flush());
-    }
+    EXPECT_THAT(m_folder.Names(), testing::IsEmpty());
 }
 
 TEST(EcgPaper, IsTrueToTheMillimetre) {
@@ -295,15 +268,10 @@ TEST(BeatPages, BeatsStandWithinTheirPaperOnAStrongLine) {
     EXPECT_EQ(range.lowestUv, 0);
 
     const Box box{0, 100, 20, 40};
-    for (const TraceRange& r :
-         {TraceRange{0, 1200}, TraceRange{-2000, 100}, TraceRange{-1800, 2100}, TraceRange{0, 0}}) {
-        const EcgPaper paper = PlaceBeat(box, kUsualScale, r);
-        EXPECT_GE(paper.Y(r.highestUv), box.y);
-        EXPECT_LE(paper.Y(r.lowestUv), box.Bottom());
-        if (r.highestUv - r.lowestUv < 3000) {
-            EXPECT_NEAR(std::remainder(paper.Y(0) - box.y, 5), 0, 1e-9);
-        }
-    }
+    const EcgPaper paper = PlaceBeat(box, kUsualScale, {-1800, 2100});
+    EXPECT_GE(paper.Y(2100), box.y);
+    EXPECT_LE(paper.Y(-1800), box.Bottom());
+    EXPECT_NEAR(std::remainder(PlaceBeat(box, kUsualScale, {0, 1200}).Y(0) - box.y, 5), 0, 1e-9);
 }
 
 TEST(BeatPages, GainIsHalvedForATallBeatButNotForALeadThatIsOff) {
@@ -369,39 +337,6 @@ TEST(StripPages, LinesMakeWayBeforeTheGainIsReduced) {
     EXPECT_EQ(place(strip).scale.mmPerMv, 10);
 }
 
-TEST(StripPages, NoTraceMeetsItsNeighbourOrTheEdgeAtTheChosenGain) {
-    std::set<double> gains;
-    for (int step = 2; step < 20; ++step) {
-        const float tallUv = 250.F * static_cast<float>(step);
-        Strip strip{0, Rows(6, 1250, 0), Rows(6, 1250, 0)};
-        for (std::size_t lead = 0; lead < 6; ++lead) {
-            for (std::size_t i = 0; i < 1250; ++i)  // wander
-                strip.rawUv[lead][i] +=
-                    0.1F * tallUv * static_cast<float>(std::sin(0.01 * static_cast<double>(i * (lead + 1))));
-            for (std::size_t beat = 50 * lead; beat < 1250; beat += 300) {
-                strip.rawUv[lead][beat] += tallUv;
-                strip.cleanUv[lead][beat + 20] -= 0.8F * tallUv;
-            }
-        }
-        const StripLines lines = PlaceLines(strip, 0, 6, 500, 28);
-        gains.insert(lines.scale.mmPerMv);
-        for (const auto* rows : {&strip.rawUv, &strip.cleanUv}) {
-            std::vector<double> above(1250);
-            for (std::size_t lead = 0; lead < 6; ++lead) {
-                const double middleUv = MiddleUv((*rows)[lead]);
-                for (std::size_t i = 0; i < 1250; ++i) {
-                    const double uV = (*rows)[lead][i] - middleUv;
-                    const double y = lines.mm[lead] - uV * lines.scale.mmPerMv / 1000;
-                    ASSERT_GT(y, above[i]) << tallUv << " uV, lead " << lead << ", sample " << i;
-                    ASSERT_LT(y, 6 * 28);
-                    above[i] = y;
-                }
-            }
-        }
-    }
-    EXPECT_THAT(gains, testing::ElementsAre(2.5, 5, 10));
-}
-
 TEST(StripPages, AnOpenLeadDoesNotSqueezeTheOthers) {
     Strip strip{0, Rows(3, 1250, 1200), Rows(3, 1250, 1200)};
     for (std::size_t i = 0; i < 1250; i += 200) strip.rawUv[1][i] = i % 400 == 0 ? 32767 : -32768;
@@ -430,13 +365,6 @@ TEST(TrendPlot, AxesHaveRoundStepsAndHoldTheirValues) {
     EXPECT_NEAR(axis.from, -0.3, 1e-9);
     EXPECT_NEAR(axis.to, 0.2, 1e-9);
     EXPECT_EQ(axis.decimals, 1);
-    for (int exponent = -30; exponent < 70; ++exponent) {
-        const double span = std::exp2(exponent / 3.0);  // 0.001 to 10 million
-        const ValueAxis any = ChooseValueAxis(-span / 3, span, 0.1, 10);
-        EXPECT_LE(any.from, -span / 3 + any.step * 1e-6);
-        EXPECT_GE(any.to, span - any.step * 1e-6);
-        EXPECT_LE((any.to - any.from) / any.step, 10.001);
-    }
     EXPECT_EQ(ChooseTimeAxis(900, 24).stepSeconds, 60);
     EXPECT_STREQ(ChooseTimeAxis(10, 24).unit, "s");
     EXPECT_STREQ(ChooseTimeAxis(86400, 24).unit, "h");
@@ -460,7 +388,6 @@ TEST(Findings, NameRisksTimesAndRates) {
     EXPECT_DOUBLE_EQ(RateAt(result, 50.5), 110);
     EXPECT_DOUBLE_EQ(RateAt(result, 113), 159);
     EXPECT_TRUE(std::isnan(RateAt(result, 115)));
-    EXPECT_EQ(PrintableText("\xE9t\xC3\xA9\n"), "\xC3\xA9t\xC3\xA9 ");
     EXPECT_EQ(SetMinus("-5 (-6) 2024-05-06 -x"), "−5 (−6) 2024-05-06 -x");
 }
 

@@ -4,11 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <limits>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "tests/support/Folder.h"
 
@@ -17,8 +13,6 @@ namespace {
 class ResultFilesTest : public testing::Test {
 protected:
     ResultFilesTest() {
-        std::filesystem::remove_all(m_folder);
-        std::filesystem::create_directory(m_folder);
         m_result.source = {"r\xFF", 250, 2.5, {"I", "a,b"}, 0, "", {"remark"}};
         m_result.learned.usable = {true, false};
         m_result.firstBeatUv = m_result.latestBeatUv = {{1, 2}, {3, 4}};
@@ -29,28 +23,20 @@ protected:
         m_result.off = {{}, {{2, 5}}};
         m_result.disturbed.resize(2);
     }
-    ~ResultFilesTest() override { std::filesystem::remove_all(m_folder); }
-    std::string Text(const std::string& name) const {
-        std::ifstream file(m_folder / name);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
-    std::filesystem::path m_folder = testing::TempDir() + "results_" + std::to_string(::getpid());
+    const Folder m_folder;
     StressResult m_result;
 };
 
 TEST_F(ResultFilesTest, CsvHasARowPerBeatOrPerStretchAndLeavesUnknownFiguresEmpty) {
-    WriteWhole(m_folder / "a.csv", [&](PendingFile& file) { WriteTrendsCsv(file, m_result, 0); });
-    EXPECT_THAT(Text("a.csv"),
+    WriteWhole(m_folder.Path("a.csv"), [&](PendingFile& file) { WriteTrendsCsv(file, m_result, 0); });
+    EXPECT_THAT(m_folder.Bytes("a.csv"),
                 testing::StartsWith("time_s,rr_ms,heart_rate_per_min,I_st_uv,I_slope_uv_per_ms,I_change_uv,"
                                     "I_sthr_uv_min,\"a,b_st_uv\",\"a,b_slope_uv_per_ms\",\"a,b_change_uv\","
                                     "\"a,b_sthr_uv_min\"\n"
                                     "10.000,,,50,0.250,3,,8,0.000,0,\n"
                                     "11.000,1000,60.0,49,0.250,2,0.817,8,0.000,0,0.133\n"));
-    WriteWhole(m_folder / "b.csv", [&](PendingFile& file) { WriteTrendsCsv(file, m_result, 3); });
-    const std::string every = Text("b.csv");
+    WriteWhole(m_folder.Path("b.csv"), [&](PendingFile& file) { WriteTrendsCsv(file, m_result, 3); });
+    const std::string every = m_folder.Bytes("b.csv");
     EXPECT_EQ(std::count(every.begin(), every.end(), '\n'), 4);
     EXPECT_THAT(every, testing::AllOf(testing::HasSubstr("\n10.000"), testing::HasSubstr("\n12.000"),
                                       testing::HasSubstr("\n15.000")));
@@ -61,8 +47,9 @@ TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
     exercise.duke = 7;
     exercise.pwcWatts[1] = 150;
     exercise.peakBpm = std::nan("");
-    WriteWhole(m_folder / "r.json", [&](PendingFile& file) { WriteResultJson(file, m_result, exercise); });
-    const auto json = nlohmann::json::parse(Text("r.json"));
+    WriteWhole(m_folder.Path("r.json"),
+               [&](PendingFile& file) { WriteResultJson(file, m_result, exercise); });
+    const auto json = nlohmann::json::parse(m_folder.Bytes("r.json"));
     EXPECT_EQ(json.at("schema"), "qzstress-result-1");
     EXPECT_EQ(json.at("record").at("sampling_rate_hz"), 250);
     EXPECT_EQ(json.at("st").size(), 7U);
@@ -77,16 +64,9 @@ TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
     EXPECT_EQ(json.at("averaged_beat").at("usable_leads"), std::vector<std::string>{"I"});
     m_result.beats.clear();
     m_result.rates.clear();
-    WriteWhole(m_folder / "none.json", [&](PendingFile& file) { WriteResultJson(file, m_result, exercise); });
-    EXPECT_TRUE(nlohmann::json::parse(Text("none.json")).at("st").empty());
-}
-
-TEST_F(ResultFilesTest, JsonSaysWhetherTheAnalysisWasInterrupted) {
-    for (const bool interrupted : {false, true}) {
-        m_result.interrupted = interrupted;
-        WriteWhole(m_folder / "r.json", [&](PendingFile& file) { WriteResultJson(file, m_result, {}); });
-        EXPECT_EQ(nlohmann::json::parse(Text("r.json")).at("interrupted"), interrupted);
-    }
+    WriteWhole(m_folder.Path("none.json"),
+               [&](PendingFile& file) { WriteResultJson(file, m_result, exercise); });
+    EXPECT_TRUE(nlohmann::json::parse(m_folder.Bytes("none.json")).at("st").empty());
 }
 
 }  // namespace

@@ -8,70 +8,48 @@
 #include <utility>
 #include <vector>
 
-#include "host/HostError.h"
 #include "host/SimulatedTest.h"
+#include "tests/support/Folder.h"
 
 namespace {
 
-// Some leads of a simulated test, in any order.
-class LeadsOf : public FrameSource {
+// A simulated test of which some leads are 8 mV too high for some frames.
+class Raised : public FrameSource {
 public:
-    /// The first frame is `firstFrameUv` too high.
-    LeadsOf(SimulatedTest& all, std::vector<int> leads, short firstFrameUv = 0)
-        : m_all(all), m_leads(std::move(leads)), m_info(all.Info()), m_firstFrameUv(firstFrameUv) {
-        m_info.leads.clear();
-        for (const int lead : m_leads)
-            m_info.leads.push_back(all.Info().leads[static_cast<std::size_t>(lead)]);
-    }
-    const SourceInfo& Info() const override { return m_info; }
+    Raised(SimulatedTest& test, std::vector<std::size_t> leads, long long from, long long to)
+        : m_test(test), m_leads(std::move(leads)), m_from(from), m_to(to) {}
+    const SourceInfo& Info() const override { return m_test.Info(); }
     bool Read(short* frame) override {
-        short all[SimulatedTest::kLeads];
-        if (!m_all.Read(all)) return false;
-        for (std::size_t i = 0; i < m_leads.size(); ++i)
-            frame[i] = static_cast<short>(all[m_leads[i]] + m_firstFrameUv);
-        m_firstFrameUv = 0;
+        if (!m_test.Read(frame)) return false;
+        if (m_frame >= m_from && m_frame < m_to)
+            for (const std::size_t lead : m_leads) frame[lead] = static_cast<short>(frame[lead] + 8000);
+        ++m_frame;
         return true;
     }
 
 private:
-    SimulatedTest& m_all;
-    std::vector<int> m_leads;
-    SourceInfo m_info;
-    int m_firstFrameUv;
+    SimulatedTest& m_test;
+    std::vector<std::size_t> m_leads;
+    long long m_from, m_to, m_frame = 0;
 };
 
-// Analyses the given leads and expects the answers to be close to the truth.
-StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const StressOptions& options,
-                            const std::vector<int>& leads) {
+// Analyses the simulated test and expects the answers to be close to the truth.
+StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const StressOptions& options) {
     SimulatedTest test(simulation);
-    LeadsOf source(test, leads);
-    StressResult result = StressAnalysis(source, options).Run();
-    const auto lead = [&](int index) { return leads[static_cast<std::size_t>(index)]; };
+    StressResult result = StressAnalysis(test, options).Run();
     const Accuracy accuracy = CompareWithTruth(
-        result,
-        {[&](double seconds) { return test.TrueHeartRate(seconds); },
-         [&](int index, double seconds) { return test.TrueSTuV(lead(index), seconds, options.postJms); },
-         [&](int index, double seconds) { return test.TrueSTslope(lead(index), seconds, options.postJms); }});
+        result, {[&](double seconds) { return test.TrueHeartRate(seconds); },
+                 [&](int lead, double seconds) { return test.TrueSTuV(lead, seconds, options.postJms); },
+                 [&](int lead, double seconds) { return test.TrueSTslope(lead, seconds, options.postJms); }});
     EXPECT_LT(accuracy.bpm.median, 2.0);
-    for (std::size_t i = 0; i < leads.size(); ++i) {
-        EXPECT_LT(accuracy.levelUv[i].median, 25.0) << source.Info().leads[i];
+    for (std::size_t i = 0; i < accuracy.levelUv.size(); ++i) {
+        EXPECT_LT(accuracy.levelUv[i].median, 25.0) << test.Info().leads[i];
         // The 40 Hz low-pass leaves up to 30 uV of the end of the QRS at J + 6 ms, where the slope begins.
-        EXPECT_LT(accuracy.slopeUvPerMs[i].median, 30.0 / options.postJms) << source.Info().leads[i];
+        EXPECT_LT(accuracy.slopeUvPerMs[i].median, 30.0 / options.postJms) << test.Info().leads[i];
     }
     // All but the ectopic beats, which are some 2 %, and the start.
     EXPECT_GT(static_cast<double>(result.beats.size()), 0.9 * static_cast<double>(test.Beats().size()));
     EXPECT_GT(static_cast<double>(result.beatsFound.size()), 0.95 * static_cast<double>(test.Beats().size()));
-
-    // The filters' delay is off the times: what is folded in is a true beat, its upstroke 5 to 30 ms before
-    // R.
-    std::size_t onTime = 0;
-    for (const STReading& beat : result.beats) {
-        onTime += std::any_of(test.Beats().begin(), test.Beats().end(), [&](const SimulatedBeat& truth) {
-            const double late = beat.seconds - static_cast<double>(truth.r) / simulation.fs;
-            return late > -0.030 && late < 0.010;
-        });
-    }
-    EXPECT_GT(static_cast<double>(onTime), 0.95 * static_cast<double>(result.beats.size()));
     return result;
 }
 
@@ -128,20 +106,13 @@ private:
 };
 
 std::string MessageFor(FrameSource& source, const StressOptions& options) {
-    try {
-        StressAnalysis(source, options).Run();
-    } catch (const HostError& error) {
-        return error.what();
-    }
-    return "accepted";
+    return RefusalOf([&] { StressAnalysis(source, options).Run(); });
 }
-
-std::vector<int> AllLeads() { return {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}; }
 
 }  // namespace
 
 TEST(StressAnalysis, TheTwelveLeadTestIsMeasuredWithinItsLimits) {
-    const StressResult result = ExpectAccurate({}, {}, AllLeads());
+    const StressResult result = ExpectAccurate({}, {});
     EXPECT_TRUE(result.warnings.empty());
     EXPECT_DOUBLE_EQ(result.seconds, 900);
     EXPECT_NEAR(result.positions.j - result.positions.q, SimulatedTest::kJMs - SimulatedTest::kQOnsetMs, 12);
@@ -165,7 +136,7 @@ TEST(StressAnalysis, OtherRatesMainsAndOptionsAreMeasuredAsWell) {
         StressOptions options;
         options.conditioner.mainsHz = 60;
         options.postJms = 40;
-        ExpectAccurate(simulation, options, AllLeads());
+        ExpectAccurate(simulation, options);
     }
 }
 
@@ -173,17 +144,20 @@ TEST(StressAnalysis, FewLeadsAreEnoughInAnyOrderAndOfEitherPolarity) {
     SimulatedTestOptions simulation;
     simulation.seconds = 300;
     // II alone, aVR alone (its QRS points down), V1 last (deep S), three leads.
-    for (const std::vector<int>& leads : {std::vector<int>{1}, {3}, {10, 6}, {1, 10, 6}}) {
+    const std::vector<std::vector<std::string>> kinds = {{"II"}, {"aVR"}, {"V5", "V1"}, {"II", "V5", "V1"}};
+    for (const std::vector<std::string>& leads : kinds) {
         SCOPED_TRACE(testing::PrintToString(leads));
-        ExpectAccurate(simulation, {}, leads);
+        simulation.leads = leads;
+        ExpectAccurate(simulation, {});
     }
 }
 
 TEST(StressAnalysis, AStartFarFromTheBaselineDoesNotKeepBeatsFromMatching) {
     SimulatedTestOptions simulation;
     simulation.seconds = 120;
+    simulation.leads = {"I", "II", "V5"};
     SimulatedTest test(simulation);
-    LeadsOf source(test, {0, 1, 10}, 8000);
+    Raised source(test, {0, 1, 2}, 0, 1);
     StressOptions options;
     options.conditioner.mainsHz = 60;  // the high-pass lets the level fade over seconds
     const StressResult result = StressAnalysis(source, options).Run();
@@ -207,12 +181,6 @@ TEST(StressAnalysis, AfterACableSwapABeatIsLearnedAgainAndTheTrendHasNoGap) {
         std::vector<double> errors;
         for (const STReading& beat : result.beats) {
             if (beat.seconds < kSwap + 15) continue;  // the average is of old beats, too
-            EXPECT_TRUE(std::any_of(after.Beats().begin(), after.Beats().end(),
-                                    [&](const SimulatedBeat& truth) {
-                                        return std::abs(static_cast<double>(truth.r) / simulation.fs -
-                                                        beat.seconds) < 0.04;
-                                    }))
-                << beat.seconds;
             for (int lead = 0; lead < 2; ++lead)
                 errors.push_back(std::abs(beat.levelUv[static_cast<std::size_t>(lead)] -
                                           after.TrueSTuV(lead, beat.seconds, options.postJms)));
@@ -230,35 +198,9 @@ TEST(StressAnalysis, AfterACableSwapABeatIsLearnedAgainAndTheTrendHasNoGap) {
         const double interval = result.beats[i].seconds - result.beats[i - 1].seconds;
         EXPECT_GT(interval, 0.2);
         longest = std::max(longest, interval);
-        EXPECT_EQ(std::isnan(result.beats[i].bpm), result.beats[i].seconds < result.rates.front().seconds);
     }
     EXPECT_LT(longest, 15);  // half a minute without a match is made up for
-    // First and latest beat lie over each other; V3 has a deep S where II has none.
-    ASSERT_EQ(result.latestBeatUv[0].size(), result.firstBeatUv[0].size());
-    const auto lowest = [](const std::vector<float>& row) {
-        return *std::min_element(row.begin(), row.end());
-    };
-    EXPECT_GT(lowest(result.firstBeatUv[0]), -250);
-    EXPECT_LT(lowest(result.latestBeatUv[0]), -450);
-    const auto j = static_cast<std::size_t>(result.positions.j * simulation.fs / 1000);
-    EXPECT_NEAR(result.latestBeatUv[0][j], result.latestBeatUv[0][j + 5], 60);  // past the S wave
 }
-
-// A simulated test with a jump of the baseline of lead II after a minute.
-class WithJump : public FrameSource {
-public:
-    explicit WithJump(SimulatedTest& test) : m_test(test) {}
-    const SourceInfo& Info() const override { return m_test.Info(); }
-    bool Read(short* frame) override {
-        if (!m_test.Read(frame)) return false;
-        if (++m_frames > 60LL * Info().fs) frame[1] = static_cast<short>(frame[1] + 8000);
-        return true;
-    }
-
-private:
-    SimulatedTest& m_test;
-    long long m_frames = 0;
-};
 
 struct LeadEvents : AnalysisObserver {
     void OnLead(std::size_t lead, bool isOff, double seconds) override {
@@ -275,7 +217,7 @@ TEST(StressAnalysis, ALeadThatIsOffOrJumpsHasNoSTUntilItIsRightAgain) {
     SimulatedTest whole(simulation);
     simulation.leadOff = {{"V4", 100, 20, false}, {"V5", 135, 15, false}};
     SimulatedTest disturbed(simulation);
-    WithJump source(disturbed);
+    Raised source(disturbed, {1}, 60LL * simulation.fs, 1LL << 40);
     LeadEvents told;
     const StressResult expected = StressAnalysis(whole, {}).Run();
     const StressResult result = StressAnalysis(source, {}, {&told}).Run();
@@ -303,12 +245,6 @@ TEST(StressAnalysis, ALeadThatIsOffOrJumpsHasNoSTUntilItIsRightAgain) {
         }
     }
     for (std::size_t lead = 0; lead < 6; ++lead) EXPECT_GT(known[lead], 200) << lead;
-    const std::vector<LeadSummary> leads = SummarizeLeads(result), expectedLeads = SummarizeLeads(expected);
-    for (std::size_t lead = 0; lead < 6; ++lead) {
-        EXPECT_NEAR(leads[lead].changeUv, expectedLeads[lead].changeUv, 10) << lead;
-        EXPECT_EQ(result.farthest[lead].seconds, leads[lead].seconds) << lead;
-        EXPECT_EQ(result.farthest[lead].uV.size(), result.firstBeatUv[lead].size());
-    }
     EXPECT_EQ(result.warnings.size(), 2U);
 }
 
@@ -370,19 +306,6 @@ TEST(StressAnalysis, StripsShowTheRecordedAndTheConditionedSignalInStep) {
                           2.5F * static_cast<float>(witness.raw[(first + i) * 2 + lead] - witness.raw[lead]));
                 ASSERT_EQ(strip.cleanUv[lead][i], witness.clean[(first + i) * 2 + lead]);
             }
-            // The slopes of both fit best where they are; the filters' delay is known to a sample.
-            const auto fit = [&](int lag) {
-                double sum = 0;
-                for (std::size_t i = 50; i + 50 < length; ++i) {
-                    const std::size_t at = i - 40 + static_cast<std::size_t>(lag + 40);
-                    sum += (strip.rawUv[lead][i] - strip.rawUv[lead][i - 4]) *
-                           (strip.cleanUv[lead][at] - strip.cleanUv[lead][at - 4]);
-                }
-                return sum;
-            };
-            int best = -40;
-            for (int lag = -40; lag <= 40; ++lag) best = fit(lag) > fit(best) ? lag : best;
-            EXPECT_LE(std::abs(best), 1);
         }
     }
 }
@@ -412,16 +335,6 @@ TEST(StressAnalysis, ABeatOfAnotherRecordingGivesTheSameTrend) {
     simulation.leads = {"II"};
     SimulatedTest oneLead(simulation);
     EXPECT_NE(MessageFor(oneLead, options).find("has 12 leads, not 1"), std::string::npos);
-    simulation.leads.clear();
-    simulation.fs = 250;
-    SimulatedTest slower(simulation);
-    const LearnedBeat wide = [&] {
-        LearnedBeat stretched = beat;  // as from a rate four times as high
-        stretched.posQ = static_cast<short>(beat.posR - 60);
-        return stretched;
-    }();
-    options.beat = &wide;
-    EXPECT_NE(MessageFor(slower, options).find("not from a recording at 250 Hz"), std::string::npos);
 }
 
 TEST(StressAnalysis, RefusesWhatItCannotMeasure) {

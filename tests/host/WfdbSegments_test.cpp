@@ -120,11 +120,11 @@ TEST_F(WfdbSegmentsTest, RefusesSegmentsThatDoNotFitTogether) {
         const char* header;
         const char* fragment;
     } cases[] = {
-        {"r/1 1 250\nnone 2\n", "none.hea: the header cannot be opened"},
+        {"r/1 1 250\nnone 2\n", "none.hea: cannot be opened"},
         {"r/2 1 250\na 2\nslow 2\n", "slow.hea: expected the rate of "},
         {"r/1 1 250\nnested 2\n", "nested.hea: expected a record of one piece, found segments"},
         {"r/1 1 250\nnull 2\n", "null.hea: line 2: unknown format 0"},
-        {"r/2 1 250\nnone 0\na 2\n", "none.hea: the header cannot be opened"},
+        {"r/2 1 250\nnone 0\na 2\n", "none.hea: cannot be opened"},
         {"r/1 1 250\n../a 2\n", "line 2: expected a file in the directory of the header, found \"../a\""},
         {"r/1 1 250\na -2\n", "line 2: length of the segment is negative: -2"},
         {"r/1 1 250\n~ 9223372036854775807\n", "line 2: length of the segment: expected 0 to 40000000000"},
@@ -132,6 +132,8 @@ TEST_F(WfdbSegmentsTest, RefusesSegmentsThatDoNotFitTogether) {
         {"r/2 1 250\na 2\n", "line 3: expected 2 segments, found the end after 1"},
         {"r/1 1 250\na 2\na 2\n", "line 3: expected the end after 1 segments, found \"a 2\""},
         {"r/1 1 50\na 2\n", "a.hea: expected the rate of "},
+        {"r/2 1 250\na 2\n~ 5400250\n", "expected gaps of at most 6 hours in all, found 6 hours"},
+        {"r/1 1 250\na 40000000000\n", "r.hea: expected gaps of at most 6 hours in all"},
     };
     for (const auto& [header, fragment] : cases) {
         const std::string message = RefusalOf([&, text = header] { Open(text); });

@@ -34,7 +34,9 @@ field "$dev" Package libqzstresstempllib-dev
 field "$dev" Section libdevel
 field "$dev" Depends "libqzstresstempllib1 \(= $(dpkg-deb -f "$runtime" Version)\)"
 dpkg-deb --ctrl-tarfile "$runtime" | tar -xO ./triggers | grep -qx 'activate-noawait ldconfig'
-dpkg-deb --ctrl-tarfile "$runtime" | tar -xO ./shlibs | grep -qx 'libqzStressTemplLib 1 libqzstresstempllib1 (>= 1.0)'
+dpkg-deb --ctrl-tarfile "$runtime" | tar -xO ./shlibs | grep -qx 'libqzStressTemplLib 1 libqzstresstempllib1 (>= 1.0-1)'
+dpkg-deb --ctrl-tarfile "$runtime" | tar -xO ./symbols | grep -qx ' qzc_stress_match@Base 1.0'
+lintian --allow-root --fail-on error "$runtime" "$dev"
 
 libraries=/usr/lib/$(gcc -print-multiarch)
 if dpkg --install "$dev" >"$work/log" 2>&1; then fail "the development package installs without the library"; fi
@@ -42,6 +44,7 @@ dpkg --purge libqzstresstempllib-dev >>"$work/log" 2>&1
 dpkg --install "$runtime" "$dev" >>"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
 ldconfig -p | grep -q 'libqzStressTemplLib.so.1 ' || fail "the loader does not know the library"
 dpkg --verify $names
+sh "$source/tests/package/hardening_test.sh" "$libraries/libqzStressTemplLib.so"
 dpkg -L $names | sort -u >"$work/files"
 consume "$source" "$work" g++ "$libraries/libqzStressTemplLib.so"
 

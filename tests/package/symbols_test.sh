@@ -14,8 +14,9 @@ names() {
 }
 sed -nE 's/^(QZ_API )?extern .* (qz\w+)(\[\])?;$/\2/p' api/*.h >"$work/declared"
 [ "$(wc -l <"$work/declared")" -eq 2 ]  # the version symbols
-sed -nE '/^(inline|template|static|struct|enum|\/)/d; s/^class (QZ_API )?(\w+).*\{.*/\2/p; s/^[A-Za-z].*\b(\w+)\(.*/\1/p' \
-    api/*.h core/*/*.h >>"$work/declared"
+sed -nE '/^(inline|template|static|struct|enum|\/)/d
+    s/^class (QZ_API )?(\w+).*\{.*/\2/p
+    s/^[A-Za-z].*\b(\w+)\(.*/\1/p' api/*.h core/*/*.h >>"$work/declared"
 [ "$(wc -l <"$work/declared")" -ge 80 ] || { echo "the headers were not read" >&2; exit 1; }
 sort -u -o "$work/declared" "$work/declared"
 names -D "$2" | diff "$work/declared" -

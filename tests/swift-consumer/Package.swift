@@ -8,6 +8,8 @@ let package = Package(
     targets: [
         .executableTarget(
             name: "Consumer",
-            dependencies: [.product(name: "qzStressTemplLib", package: "qzStressTemplLib")])
-    ]
+            dependencies: ["Flat", .product(name: "qzStressTemplLib", package: "qzStressTemplLib")]),
+        .target(name: "Flat", dependencies: [.product(name: "qzAPI", package: "qzStressTemplLib")]),
+    ],
+    cxxLanguageStandard: .cxx17
 )

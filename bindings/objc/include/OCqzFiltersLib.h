@@ -33,8 +33,9 @@ struct OCSamples;
 /// stages built are on.
 /// @param fs         Samples per second.
 /// @param chn        Leads.
-/// @param freqLpass  Cutoff of the low-pass, Hz.
-/// @param freqNotch  Mains frequency, Hz.
+/// @param freqLpass  Cutoff of the low-pass, Hz; below fs / 2: at or above it the low-pass is unstable.
+/// @param freqNotch  Mains frequency, Hz: 50, at an fs that is a multiple of 50. The comb inverts and doubles
+/// a tone of 60 Hz, and leaves much of 50 Hz at other rates: there pass 0 and use OCqzFilterBank.
 /// @param smooth     1 for one smoothing pass, 2 and more for three stronger ones.
 /// @return NO where it cannot be built; there is then no chain, and the object stays as it is.
 - (BOOL)create:(short)fs

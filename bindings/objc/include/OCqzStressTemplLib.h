@@ -18,7 +18,7 @@ struct OCSamples;
 @interface OCqzStressTemplLib : NSObject {
 @private
     short m_chnum;                          // leads
-    short m_length;                         // of the last template handed in, samples
+    short m_length;                         // of the last template that the engine took, samples
     struct OCSamples *OC_NULLABLE m_ad;     // one frame; null before create and after destroy
     NSMutableArray *OC_NULLABLE m_templ;    // the template, one row of samples per lead
     NSMutableArray *OC_NULLABLE m_pos;      // Q, J, post-J time, R
@@ -93,7 +93,8 @@ struct OCSamples;
 /// Physical working capacity: the powers at which the heart rate reaches 130, 150 and 170 beats/min, read
 /// from the least-squares line of heart rate on power over the stages from 110 to 190 beats/min. From any
 /// thread, without an engine.
-/// @param power  Power of every stage, any unit, read with floatValue.
+/// @param power  Power of every stage, any unit, read with floatValue where the stage's heart rate is one of
+/// those; a stage whose power does not answer floatValue does not count.
 /// @param hr     Heart rate reached in every stage, beats/min, likewise. Of arrays of unequal length the
 /// first pairs count; with fewer than three pairs no element is read.
 /// @return A new array of three numbers, in the unit of the powers: PWC130, PWC150, PWC170. -1 where not

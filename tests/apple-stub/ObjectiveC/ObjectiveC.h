@@ -15,6 +15,7 @@ __attribute__((objc_root_class))
 + (Class)class;
 - (instancetype)init;
 - (BOOL)isKindOfClass:(Class)aClass;
+- (BOOL)respondsToSelector:(SEL)selector;
 - (void)dealloc;
 #if !__has_feature(objc_arc)
 - (instancetype)autorelease;

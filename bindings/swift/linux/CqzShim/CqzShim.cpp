@@ -41,7 +41,7 @@ static void ReadFrame(const std::int16_t* frame, std::size_t count, std::vector<
 
 struct CqzStressTemplLib {
     std::int16_t m_chnum = 12;
-    std::int16_t m_length = 0;                       // of the last template handed in, samples
+    std::int16_t m_length = 0;                       // of the last template that the engine took, samples
     std::vector<std::int16_t> m_ad;                  // one frame
     ResultArray<std::int16_t> m_templ, m_pos, m_ST;  // m_templ: m_rows rows, each of m_rowLength samples
     ResultArray<float> m_STslope;
@@ -54,14 +54,13 @@ struct CqzStressTemplLib {
 
 CqzTemplate CqzStressTemplLib::Template() {
     const std::size_t leads = LeadCount(m_chnum);
-    const std::size_t samples = qzc_stress_get_templ(nullptr, 0);
-    if (m_templ.IsNil() || samples == 0) return kNilTemplate;
-    std::int16_t posR = 0, posQ = 0, posJ = 0, postJms = 0;
-    const auto engineLength = static_cast<std::size_t>(qzc_stress_get_pos(&posR, &posQ, &posJ, &postJms));
-    if (samples != leads * engineLength) return kNilTemplate;  // another handle's number of leads
+    const std::int16_t templLength = qzc_stress_templ_length();
+    if (m_templ.IsNil() || templLength < 0 || qzc_stress_leads() != static_cast<int>(leads))
+        return kNilTemplate;
 
-    m_engineTempl.resize(samples);
-    qzc_stress_get_templ(m_engineTempl.data(), samples);
+    const std::size_t engineLength = LeadCount(templLength);
+    m_engineTempl.resize(leads * engineLength);
+    qzc_stress_get_templ(m_engineTempl.data(), m_engineTempl.size());
     const std::size_t length = std::min({LeadCount(m_length), m_rowLength, engineLength});
     for (std::size_t c = 0; c < std::min(leads, m_rows); ++c)
         std::copy_n(m_engineTempl.begin() + static_cast<std::ptrdiff_t>(c * engineLength), length,
@@ -89,17 +88,17 @@ CqzTemplate CqzStressTemplLib_restTempl(CqzStressTemplLib* self, const std::int1
                                         std::int16_t posJ, std::int16_t postJms) {
     const std::size_t leads = LeadCount(self->m_chnum);
     if (rows < leads) return kNilTemplate;
-    self->m_length = leads == 0 ? std::int16_t{0} : static_cast<std::int16_t>(lengths[leads - 1]);
-    const std::size_t length = LeadCount(self->m_length);
+    auto kept = leads == 0 ? std::int16_t{0} : static_cast<std::int16_t>(lengths[leads - 1]);
+    const std::size_t length = LeadCount(kept);
 
-    std::vector<std::int16_t> templ(std::max<std::size_t>(leads * length, 1));
+    std::vector<std::int16_t> templ(leads * length);
     const std::int16_t* row = samples;
     for (std::size_t c = 0; c < leads; row += lengths[c++])
         std::copy_n(row, std::min(lengths[c], length),
                     templ.begin() + static_cast<std::ptrdiff_t>(c * length));
-    if (!qzc_stress_init_templ(templ.data(), leads, length, posQ, posJ, postJms, &self->m_length))
-        return kNilTemplate;
+    if (!qzc_stress_init_templ(templ.data(), leads, length, posQ, posJ, postJms, &kept)) return kNilTemplate;
 
+    self->m_length = kept;
     self->m_rows = leads;
     self->m_rowLength = LeadCount(self->m_length);
     self->m_templ.LayOut(self->m_rows * self->m_rowLength);
@@ -134,7 +133,7 @@ void CqzStressTemplLib_setPostJms(CqzStressTemplLib*, std::int16_t postJms) {
 }
 
 CqzFloats CqzStressTemplLib_getSTslope(CqzStressTemplLib* self) {
-    std::vector<float> slopes(std::max<std::size_t>(LeadCount(self->m_chnum), 1));
+    std::vector<float> slopes(LeadCount(self->m_chnum));
     std::vector<float>& results = self->m_STslope.Values();
     if (!qzc_stress_st_slope(slopes.data(), LeadCount(self->m_chnum)) || self->m_STslope.IsNil() ||
         results.size() != LeadCount(self->m_chnum))
@@ -144,7 +143,7 @@ CqzFloats CqzStressTemplLib_getSTslope(CqzStressTemplLib* self) {
 }
 
 CqzSamples CqzStressTemplLib_getSTuv(CqzStressTemplLib* self) {
-    std::vector<std::int16_t> levels(std::max<std::size_t>(LeadCount(self->m_chnum), 1));
+    std::vector<std::int16_t> levels(LeadCount(self->m_chnum));
     std::vector<std::int16_t>& results = self->m_ST.Values();
     if (!qzc_stress_st_level(levels.data(), LeadCount(self->m_chnum)) || self->m_ST.IsNil() ||
         results.size() != LeadCount(self->m_chnum))
@@ -158,15 +157,6 @@ std::int16_t CqzStressTemplLib_getMeanHR(CqzStressTemplLib*, std::int16_t s1, st
     return qzc_heart_rate_of_three_leads(qzc_stress_mean_rr_ms(s1, s2, s3));
 }
 
-std::int16_t CqzStressTemplLib_getDuke(std::int16_t stressSeconds, float deepestSTmV, std::int16_t angina) {
-    return qzc_duke(stressSeconds, deepestSTmV, angina);
-}
-
-void CqzStressTemplLib_getPWC(const float* power, std::size_t powerCount, const float* hr,
-                              std::size_t hrCount, float pwc[3]) {
-    qzc_pwc(power, hr, std::min(powerCount, hrCount), pwc);
-}
-
 struct CqzFiltersLib {
     std::vector<std::int16_t> ad;
     std::int16_t chnum = 0;
@@ -174,13 +164,6 @@ struct CqzFiltersLib {
 };
 
 CqzFiltersLib* CqzFiltersLib_init() { return new CqzFiltersLib; }
-
-CqzFiltersLib* CqzFiltersLib_initWith(std::int16_t fs, std::int16_t chn, std::int16_t freqLpass,
-                                      std::int16_t freqNotch, std::int16_t smooth) {
-    CqzFiltersLib* self = CqzFiltersLib_init();
-    CqzFiltersLib_create(self, fs, chn, freqLpass, freqNotch, smooth);
-    return self;
-}
 
 void CqzFiltersLib_release(CqzFiltersLib* self) {
     if (self == nullptr) return;
@@ -225,12 +208,6 @@ struct CqzDfsLib {
 
 CqzDfsLib* CqzDfsLib_init() { return new CqzDfsLib; }
 
-CqzDfsLib* CqzDfsLib_initWith(std::int16_t chn, double uVpb) {
-    CqzDfsLib* self = CqzDfsLib_init();
-    CqzDfsLib_create(self, chn, uVpb);
-    return self;
-}
-
 void CqzDfsLib_release(CqzDfsLib* self) {
     if (self == nullptr) return;
     CqzDfsLib_destroy(self);
@@ -260,13 +237,6 @@ struct CqzMeanRRmsLib {
 };
 
 CqzMeanRRmsLib* CqzMeanRRmsLib_init() { return new CqzMeanRRmsLib; }
-
-CqzMeanRRmsLib* CqzMeanRRmsLib_initWith(std::int16_t fs, std::int16_t chn, std::int16_t freqNotch,
-                                        double uVpb) {
-    CqzMeanRRmsLib* self = CqzMeanRRmsLib_init();
-    CqzMeanRRmsLib_create(self, fs, chn, freqNotch, uVpb);
-    return self;
-}
 
 void CqzMeanRRmsLib_release(CqzMeanRRmsLib* self) { delete self; }
 

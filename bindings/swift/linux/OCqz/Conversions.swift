@@ -1,6 +1,6 @@
-// The Objective-C classes under the names and types that Swift sees on Apple, for platforms without an
-// Objective-C runtime. Arrays are `[Any]` as there; the elements are what the Swift classes put in and cast
-// out: `Int16` samples, `Float` values, `[Int16]` template rows.
+// The Objective-C classes under the names and types that Swift sees on Apple, as far as the Swift classes use
+// them, for platforms without an Objective-C runtime. Arrays are `[Any]` as there; the elements are what the Swift
+// classes put in and cast out: `Int16` samples, `Float` values, `[Int16]` template rows.
 
 import CqzShim
 

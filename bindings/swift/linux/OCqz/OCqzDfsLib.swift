@@ -2,10 +2,9 @@ import CqzShim
 
 /// The sample-rate doubler class. Releasing an object destroys the doubler.
 public final class OCqzDfsLib {
-    private let handle: OpaquePointer
+    private let handle = CqzDfsLib_init()!
 
-    public init() { handle = CqzDfsLib_init() }
-    public init(_ chn: Int16, uVpb: Double) { handle = CqzDfsLib_initWith(chn, uVpb) }
+    public init() {}
     deinit { CqzDfsLib_release(handle) }
 
     public func create(_ chn: Int16, uVpb: Double) -> Bool { CqzDfsLib_create(handle, chn, uVpb) }

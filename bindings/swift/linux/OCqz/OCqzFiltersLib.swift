@@ -2,12 +2,9 @@ import CqzShim
 
 /// The filter-chain class. Releasing an object destroys the chain.
 public final class OCqzFiltersLib {
-    private let handle: OpaquePointer
+    private let handle = CqzFiltersLib_init()!
 
-    public init() { handle = CqzFiltersLib_init() }
-    public init(_ fs: Int16, chn: Int16, freqLpass: Int16, freqNotch: Int16, smooth: Int16) {
-        handle = CqzFiltersLib_initWith(fs, chn, freqLpass, freqNotch, smooth)
-    }
+    public init() {}
     deinit { CqzFiltersLib_release(handle) }
 
     public func create(_ fs: Int16, chn: Int16, freqLpass: Int16, freqNotch: Int16, smooth: Int16) -> Bool {

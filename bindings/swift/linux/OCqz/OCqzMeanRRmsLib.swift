@@ -2,12 +2,9 @@ import CqzShim
 
 /// The many-lead heart-rate class. Releasing an object leaves the detector as it is.
 public final class OCqzMeanRRmsLib {
-    private let handle: OpaquePointer
+    private let handle = CqzMeanRRmsLib_init()!
 
-    public init() { handle = CqzMeanRRmsLib_init() }
-    public init(_ fs: Int16, chn: Int16, freqNotch: Int16, uVpb: Double) {
-        handle = CqzMeanRRmsLib_initWith(fs, chn, freqNotch, uVpb)
-    }
+    public init() {}
     deinit { CqzMeanRRmsLib_release(handle) }
 
     public func create(_ fs: Int16, chn: Int16, freqNotch: Int16, uVpb: Double) {

@@ -1,4 +1,5 @@
 import CqzShim
+import qzAPI
 
 /// The stress-template class. Releasing an object does not destroy the engine.
 public final class OCqzStressTemplLib {
@@ -33,15 +34,10 @@ public final class OCqzStressTemplLib {
         CqzStressTemplLib_getMeanHR(handle, s1, s2, s3)
     }
 
-    public static func getDuke(
-        _ stressSeconds: Int16, deepestSTwithmV deepestST: Float, anginaPectoris angina: Int16
-    ) -> Int16 {
-        CqzStressTemplLib_getDuke(stressSeconds, deepestST, angina)
-    }
     public static func getPWC(_ power: [Any], hr: [Any]) -> [Any] {
         var pwc = [Float](repeating: 0, count: 3)
-        CqzStressTemplLib_getPWC(
-            power.map { $0 as! Float }, power.count, hr.map { $0 as! Float }, hr.count, &pwc)
+        qzc_pwc(
+            power.map { $0 as! Float }, hr.map { $0 as! Float }, min(power.count, hr.count), &pwc)
         return pwc
     }
 }

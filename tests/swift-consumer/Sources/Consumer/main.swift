@@ -1,4 +1,5 @@
 // A package of its own that depends on the library the way an application does: `swift run` in this folder.
+import Flat
 import qzStressTemplLib
 
 /// The classes are open: an application can follow what is built.
@@ -17,3 +18,9 @@ let duke = qzStressTemplLib.getDuke(stressSeconds: 600, deepestSTwithmV: -0.1, a
 let pwc = qzStressTemplLib.getPWC(power: [50, 100, 150], andHR: [110, 130, 150])
 print("two frames \(twoFrames), Duke \(duke), PWC \(pwc!)")
 precondition(twoFrames.count == 4 && twoFrames[2...] == [100, -100] && duke == 1 && pwc == [100, 150, -1])
+
+// The flat functions of C++ and the classes share the one chain of the process.
+let chain = qzFiltersLib(fs: 500, chn: 2, freqLpass: 40, freqNotch: 0, smoothStrength: 0)
+let first = chain.filters(data: [1000, -1000])
+precondition(first != [1000, -1000] && BuildChain(2) == 2 && chain.filters(data: [1000, -1000]) == first)
+precondition(BuildChain(3) == 3 && chain.filters(data: [1000, -1000]) == [1000, -1000])

@@ -1,5 +1,6 @@
-/* The four Objective-C classes as plain C: one handle type per class, one function per method, the same
- * answers. On Linux the Swift module OCqz stands on it in place of the classes themselves.
+/* The first four Objective-C classes as plain C: one handle type per class, one function per method that the
+ * Swift classes call, the same answers. Where there is no Objective-C, the Swift module OCqzPlain stands on
+ * it in place of the classes themselves.
  *
  * Arguments. An array comes as a pointer and its number of elements; null counts as an empty array. A frame
  * has one sample per lead, in lead order. Where the classes do not look at the count (match, meanRRms,
@@ -81,20 +82,12 @@ CqzFloats CqzStressTemplLib_getSTslope(CqzStressTemplLib* self);
 CqzSamples CqzStressTemplLib_getSTuv(CqzStressTemplLib* self);
 /* Heart rate in beats/min on the sample that is a beat of the three leads, else 0. */
 int16_t CqzStressTemplLib_getMeanHR(CqzStressTemplLib* self, int16_t s1, int16_t s2, int16_t s3);
-/* The class methods. Computed in double and wrapped to 16 bits. */
-int16_t CqzStressTemplLib_getDuke(int16_t stressSeconds, float deepestSTmV, int16_t angina);
-/* `pwc` gets PWC130, PWC150 and PWC170, each -1 where not computed. */
-void CqzStressTemplLib_getPWC(const float* power, size_t powerCount, const float* hr, size_t hrCount,
-                              float pwc[3]);
 
 /* -- OCqzFiltersLib ------------------------------------------------------------------------------------ */
 
 typedef struct CqzFiltersLib CqzFiltersLib;
 
 CqzFiltersLib* CqzFiltersLib_init(void);
-/* init:chn:freqLpass:freqNotch:smooth: answers an object whether or not its create succeeded. */
-CqzFiltersLib* CqzFiltersLib_initWith(int16_t fs, int16_t chn, int16_t freqLpass, int16_t freqNotch,
-                                      int16_t smooth);
 /* Releasing destroys the chain. */
 void CqzFiltersLib_release(CqzFiltersLib* self);
 /* fs in samples per second, chn leads, frequencies in Hz, smooth the strength; 0 leaves a stage out. Where it
@@ -116,7 +109,6 @@ void CqzFiltersLib_destroy(CqzFiltersLib* self);
 typedef struct CqzDfsLib CqzDfsLib;
 
 CqzDfsLib* CqzDfsLib_init(void);
-CqzDfsLib* CqzDfsLib_initWith(int16_t chn, double uVpb);
 /* Releasing destroys the doubler. */
 void CqzDfsLib_release(CqzDfsLib* self);
 /* Where it fails the handle keeps its number of leads and its result array; the doubler is gone. */
@@ -131,7 +123,6 @@ void CqzDfsLib_destroy(CqzDfsLib* self);
 typedef struct CqzMeanRRmsLib CqzMeanRRmsLib;
 
 CqzMeanRRmsLib* CqzMeanRRmsLib_init(void);
-CqzMeanRRmsLib* CqzMeanRRmsLib_initWith(int16_t fs, int16_t chn, int16_t freqNotch, double uVpb);
 /* Releasing leaves the detector as it is. */
 void CqzMeanRRmsLib_release(CqzMeanRRmsLib* self);
 /* freqNotch is the mains frequency to reject, Hz. Where it fails, the detector answers 0 from then on. */
