@@ -475,8 +475,8 @@ template <typename Visitor>
 void ForEachClass(Visitor visit) {
     for (const int fs : kSamplingRates) {
         const short rate = Wrapped(fs);
-        const double hz = fs / 10.0;
-        for (const double fc : {0.3, 5.0, 12.0, 25.0, 35.0, 40.0, 75.0, hz}) {
+        const double hz = fs * 0.429;  // any other grouping of the low-pass's sums shows at these
+        for (const double fc : {5.0, 12.0, hz}) {
             visit(Class<CLowpassFilter2>{"CLowpassFilter2"}, fs, fc, fs);
             visit(Class<CHighpassFilter>{"CHighpassFilter"}, fs, fc / 20, fs);
             visit(Class<CNotchFilter>{"CNotchFilter"}, fs, fc + 40, fs, fc);
