@@ -84,6 +84,7 @@ static std::vector<short> AnswersAt(int rrMs) {
 }
 
 TEST_F(qzStressECGLib, GivesZeroForAnIntervalOfTwoSecondsAndRaisesOneBelow200Ms) {
+    EXPECT_EQ(AnswersAt(198), std::vector<short>({200, 200}));
     EXPECT_EQ(AnswersAt(800), std::vector<short>({800, 800}));
     EXPECT_EQ(AnswersAt(1998), std::vector<short>({1998, 1998}));
     EXPECT_EQ(AnswersAt(2000), std::vector<short>({0, 0}));

@@ -475,7 +475,7 @@ template <typename Visitor>
 void ForEachClass(Visitor visit) {
     for (const int fs : kSamplingRates) {
         const short rate = Wrapped(fs);
-        const double hz = fs / 10.0;
+        const double hz = fs * 0.429;  // any other grouping of the low-pass's sums shows at these
         for (const double fc : {5.0, 12.0, hz}) {
             visit(Class<CLowpassFilter2>{"CLowpassFilter2"}, fs, fc, fs);
             visit(Class<CHighpassFilter>{"CHighpassFilter"}, fs, fc / 20, fs);

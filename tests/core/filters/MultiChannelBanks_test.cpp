@@ -7,6 +7,7 @@
 #include "core/filters/CMultiChannelDoubleSampleRate.h"
 #include "core/filters/CMultiChannelHighpass.h"
 #include "core/filters/CMultiChannelLowpass2.h"
+#include "core/filters/CMultiChannelNotch.h"
 #include "core/filters/CMultiChannelSmoothEx.h"
 #include "core/filters/CMutiBlNotchFilter.h"
 #include "core/filters/CQuorlMultiNotchFilter.h"
@@ -41,6 +42,7 @@ void ExpectLeadsApart(Bank bank, const Filter& filter) {
 TEST(MultiChannelBanks, FilterEachLeadByItselfAndWrapItsOvershoot) {
     ExpectLeadsApart(CMultiChannelLowpass2(60.0, 500, 3), CLowpassFilter2(60.0, 500));
     ExpectLeadsApart(CMultiChannelHighpass(0.0, 500, 3), CHighpassFilter(0.01, 500));
+    ExpectLeadsApart(CMultiChannelNotch(50.0, 500, 3.0, 3), CNotchFilter(50.0, 500, 3.0));
     ExpectLeadsApart(CMultiChannelSmoothEx(500, 3, false), CSmoothFilter(500, 25));
     ExpectLeadsApart(CQuorlMultiNotchFilter(60, 500, 3), CQuorlNotchFilter(60, 500));
     CMutiBlNotchFilter muti(50, 500, 3);

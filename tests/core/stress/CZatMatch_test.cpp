@@ -132,6 +132,37 @@ TEST(CZatMatch, PutsThePeakWhereTheMeanOfTheMatchingLeadsIsBest) {
     EXPECT_EQ(foldedAt[0], foldedAt[2]);
 }
 
+TEST(CZatMatch, EndsThePeakWithTheMajority) {
+    std::vector<std::size_t> foldedAt;
+    for (const bool silent : {true, false}) {  // the lead that is late, and would match better by itself
+        Matcher engine(1000, 3);
+        engine.Teach();
+        auto input = BeatTrain(1000, 3).Beats(900, 1).Delay(0, 5).Record();
+        for (std::size_t i = 0; i < input.Frames(); ++i) {
+            short* x = input.Frame(i);
+            if (silent) x[0] = 0;
+            for (const std::size_t lead : {1U, 2U}) x[lead] = Wrapped(x[lead] + (i % 2 == 0 ? 1 : -1));
+            if (engine.match(x) != nullptr) foldedAt.push_back(i);
+        }
+    }
+    ASSERT_EQ(foldedAt.size(), 2U);
+    EXPECT_EQ(foldedAt[0], foldedAt[1]);
+}
+
+TEST(CZatMatch, KeepsTheFirstOfEqualPeaks) {
+    // A wave of period two correlates at the same value in every frame, polarity being ignored.
+    TemplateRows wave(1, 400);
+    for (std::size_t i = 0; i < 400; i += 2) wave[0][i] = 100;
+    Matcher engine(500, 1);
+    engine.Teach(wave, 0, 135, 185);  // R at 160
+    int folded = -1;
+    for (int i = 0; folded < 0 && i < 1000; ++i) {
+        const short x = i % 2 == 0 && i < 450 ? 100 : 0;
+        if (engine.match(&x) != nullptr) folded = i;
+    }
+    EXPECT_EQ(folded, 399 + 400 - 160 - 70) << "the ring is full with sample 399";
+}
+
 TEST(CZatMatch, AnswersNullAndChangesNothingWithoutTemplateLeadsOrFrame) {
     const std::vector<short> frame(3, 700);
     CZatMatch none, untaught(500, 3, 1.0, false, 280), empty(500, 0, 1.0, false, 280);
