@@ -16,9 +16,6 @@
 
 /// The sampling rates the library meets in the field, Hz; 257 and 360 are no multiple of a mains frequency.
 inline constexpr int kSamplingRates[] = {200, 250, 257, 360, 500, 1000};
-/// The lead counts the library meets in the field.
-inline constexpr short kChannelCounts[] = {1, 2, 3, 8, 12, 16};
-
 /// The low 16 bits of a value: what a 16-bit store keeps.
 inline short Wrapped(long long value) { return static_cast<short>(value & 0xFFFF); }
 
@@ -76,22 +73,6 @@ inline std::vector<short> SyntheticEcg(int fs, double seconds, double bpm, int a
         samples[i] = Wrapped(std::lround(amplitude * value));
     }
     return samples;
-}
-
-/// The sample-by-sample sum of two signals, wrapped at 16 bits; where the right one ends, the left one goes
-/// on.
-inline std::vector<short> Sum(std::vector<short> left, const std::vector<short>& right) {
-    for (std::size_t i = 0; i < std::min(left.size(), right.size()); ++i)
-        left[i] = Wrapped(left[i] + right[i]);
-    return left;
-}
-
-/// What an electrode delivers: an ECG at 110 beats per minute with muscle noise, 50 Hz hum and drift.
-inline std::vector<short> NoisyEcg(int fs, double seconds, unsigned seed) {
-    std::vector<short> ecg = SyntheticEcg(fs, seconds, 110.0, 1200);
-    ecg = Sum(ecg, RandomSamples(seed, ecg.size(), 40));
-    ecg = Sum(ecg, Tone(fs, ecg.size(), 50.0, 150));
-    return Sum(ecg, Tone(fs, ecg.size(), 0.2, 400));
 }
 
 /// The magnitude of the response's spectrum at `hz`; for a unit impulse response the gain there.
