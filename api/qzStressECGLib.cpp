@@ -11,13 +11,10 @@
 #include "core/filters/CLowpassFilter2.h"
 #include "core/stress/CZatMatch.h"
 #include "core/stress/CZatMidRR.h"
+#include "core/stress/STtrend.h"
 
 static constexpr short kCorrelationWindowMs = 280;
 static constexpr short kAveragedBeats = 5;
-static constexpr double kSTsmootherHz = 5.0;  // of kSTsmootherFs calls
-static constexpr int kSTsmootherFs = 100;
-static constexpr int kLongestRRms = 2000;  // 30 beats/min
-static constexpr int kShortestRRms = 200;  // 300 beats/min
 static constexpr short kNoBeat = -1;
 static constexpr short kNothing = -1;  // leads or samples of what is not there
 
@@ -117,33 +114,17 @@ short qzStressECGLib_GetPos(short& posR, short& posQ, short& posJ, short& postJm
     return g_match ? g_match->GetPos(posR, posQ, posJ, postJms) : short{0};
 }
 
-static float ToTrend(double smoothed) { return static_cast<float>(smoothed); }
-static short ToTrend(int smoothed) { return WrapToSample(smoothed); }
-
-/// Runs every lead's new value through its smoother, as a double or as an int; the first values after create
-/// prime the smoothers.
-template <typename Number, typename T>
-static void SmoothTrend(std::vector<T>& values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
-    auto value = values.begin();
-    for (CLowpassFilter2& smoother : smoothers) {
-        const auto measured = static_cast<Number>(*value);
-        if (first) smoother.InitialValue(measured);
-        *value++ = ToTrend(smoother.Filter(measured));
-    }
-    first = false;
-}
-
 float* qzStressECGLib_STslope() {
     if (!g_match) return nullptr;
     for (short c = 0; c < g_chn; ++c) (*g_STslope)[static_cast<std::size_t>(c)] = g_match->STslope(c, -1);
-    SmoothTrend<double>(*g_STslope, *g_lpSTslope, g_firstSTslope);
+    SmoothTrend(*g_STslope, *g_lpSTslope, g_firstSTslope);
     return g_STslope->data();
 }
 
 short* qzStressECGLib_uvSTvalue() {
     if (!g_match) return nullptr;
     for (short c = 0; c < g_chn; ++c) (*g_STuv)[static_cast<std::size_t>(c)] = g_match->uvSTvalue(c, -1);
-    SmoothTrend<int>(*g_STuv, *g_lpST, g_firstST);
+    SmoothTrend(*g_STuv, *g_lpST, g_firstST);
     return g_STuv->data();
 }
 
@@ -162,15 +143,6 @@ STresult* qzStressECGLib_STresults(short rrMs) {
         result.STHRindex = record.STHRindex;
     }
     return g_ST->data();
-}
-
-/// The steadied RR interval in ms for an interval of `samples` at fs samples per second: -1 for none, 0 for
-/// one too long to believe; one too short counts as the shortest.
-static short SteadyRRms(int samples, int fs, CZatMidRR& average) {
-    const std::int64_t ms = SamplesToMs(samples, fs);
-    if (ms < 1) return kNoBeat;
-    if (ms >= kLongestRRms) return 0;
-    return average.MeanRR(static_cast<short>(std::max<std::int64_t>(ms, kShortestRRms)));
 }
 
 short qzStressECGLib_MeanRRms(short s1, short s2, short s3) {

@@ -40,6 +40,10 @@ public:
     void Init(int freq, int fs);
     /// One sample in, one out, in the unit of the input.
     int Filter(int x);
+    /// D: the output shows the input so many samples ago; 0 where the input passes through.
+    int DelaySamples() const { return m_divisor == 0 ? 0 : m_delay; }
+    /// L: so many samples after Init the rings are full; 0 likewise.
+    int SettlingSamples() const { return m_divisor == 0 ? 0 : m_longest; }
 
 private:
     int m_freq = 0;                   // mains frequency, Hz

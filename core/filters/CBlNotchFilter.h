@@ -27,8 +27,13 @@ public:
     void Destroy() { m_combs.clear(); }
     /// One sample in, one out, in the unit of the input.
     int Filter(int x);
+    /// As of CBaseNotchFilter, in samples of this stream; 0 where it passes through.
+    int DelaySamples() const { return m_combs.empty() ? 0 : Streams() * m_combs.front().DelaySamples(); }
+    int SettlingSamples() const { return m_combs.empty() ? 0 : Streams() * m_combs.front().SettlingSamples(); }
 
 private:
+    int Streams() const { return static_cast<int>(m_combs.size()); }
+
     int m_freq = 0;                         // mains frequency, Hz
     int m_fs = 0;                           // samples per second
     std::size_t m_turn = 0;                 // the comb that gets the next sample

@@ -20,6 +20,10 @@ void CLowpassFilter2::Init(double fc, int fs) {
     m_section.Fill(0);
 }
 
+double CLowpassFilter2::DelaySamples() const {
+    return 1.0 / (kSqrt2 * std::tan(DirectForm1::kPi * m_fc / m_fs));
+}
+
 void CLowpassFilter2::InitialValue(double v) { m_section.Fill(v); }
 
 double CLowpassFilter2::Filter(double x) {

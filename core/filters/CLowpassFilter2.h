@@ -28,6 +28,8 @@ public:
     /// is truncated toward zero (-0.7 gives 0, 1.99 gives 1). Both forms share one delay line.
     double Filter(double x);
     int Filter(int x);
+    /// The delay at low frequencies in samples: 1 / (sqrt(2) tan(pi fc / fs)).
+    double DelaySamples() const;
 
 private:
     DirectForm1 m_section;  // coefficients and delay line

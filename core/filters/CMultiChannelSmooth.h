@@ -16,6 +16,8 @@ public:
     void Init();
     /// One frame of chn samples; results are stored with 16-bit wrapping.
     void Smooth(short* frame);
+    /// The delay of each lead, samples; 0 for an empty bank.
+    int DelaySamples() const { return m_filters.empty() ? 0 : m_filters.front().DelaySamples(); }
 
 private:
     std::vector<CSmoothFilter> m_filters;  // one per lead

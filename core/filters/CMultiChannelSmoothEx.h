@@ -17,6 +17,8 @@ public:
     void Init();
     /// One frame of chn samples, through every stage in turn.
     void Smooth(short* frame);
+    /// The delay of all stages together, samples.
+    int DelaySamples() const;
 
 private:
     std::vector<CMultiChannelSmooth> m_stages;

@@ -15,8 +15,9 @@ void CQuorlNotchFilter::Init(int freq, int fs) {
     m_bResample = true;
     const int period = m_fs / m_freq;
     const int evenPeriod = (period & ~1) + 2;
-    m_interpolator.Init(m_fs, evenPeriod * m_freq);
-    m_comb.Init(m_freq, evenPeriod * m_freq);
+    m_combFs = evenPeriod * m_freq;
+    m_interpolator.Init(m_fs, m_combFs);
+    m_comb.Init(m_freq, m_combFs);
 }
 
 int CQuorlNotchFilter::Filter(int x) {

@@ -25,11 +25,22 @@ public:
     /// One sample in, one out, in the unit of the input. Where the stream is resampled the values are 16-bit:
     /// x is wrapped to 16 bits.
     int Filter(int x);
+    /// As of CBaseNotchFilter, in samples of this stream, truncated where it is resampled; 0 where it passes
+    /// through.
+    int DelaySamples() const { return OfInput(m_comb.DelaySamples()); }
+    int SettlingSamples() const { return OfInput(m_comb.SettlingSamples()); }
 
 private:
+    /// Samples of the comb as samples of the input, which the resampling delays by one.
+    int OfInput(int samples) const {
+        return m_bResample ? 1 + static_cast<int>(static_cast<long long>(samples) * m_fs / m_combFs) : samples;
+    }
+
+
     int m_freq = 0;            // mains frequency, Hz
     int m_fs = 0;              // samples per second
     bool m_bResample = false;  // the rate is no multiple of the frequency
+    int m_combFs = 0;          // rate that the stream is resampled to
     CBlNotchFilter m_comb;
     FreqInterpretate m_interpolator;
 };

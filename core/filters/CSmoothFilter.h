@@ -36,6 +36,8 @@ public:
     void Init();
     /// One sample in, one smoothed sample out, in the unit of the input.
     int Smooth(int x);
+    /// The output shows the input so many samples ago; 0 where it passes through.
+    int DelaySamples() const { return m_length - m_length / 2 + m_delay; }
 
 private:
     static constexpr int kOneTwoOne = 0;  // the half-width that stands for the 1-2-1 kernel
