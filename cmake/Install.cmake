@@ -1,7 +1,7 @@
 # What `cmake --install` puts where, for users with CMake and with pkg-config. Nothing installed names the prefix:
 # the tree may be moved.
 #
-#   <prefix>/include/qzStressTemplLib/{api,core}   headers, included as in the source tree: "api/qzFilters.h"
+#   <prefix>/include/qzStressTemplLib/{api,core,session}   headers, included as in the source tree: "api/qzFilters.h"
 #   <prefix>/include/qzStressTemplLib/objc         headers of the Objective-C classes, where they were built
 #   <prefix>/lib                                   shared and static library
 #   <prefix>/lib/cmake/qzStressTemplLib            find_package(qzStressTemplLib 1.0)
@@ -30,7 +30,8 @@ foreach(target IN LISTS qz_libraries)
     qz_install_library(${target} qzStressTemplLibTargets runtime dev)
 endforeach()
 install(EXPORT qzStressTemplLibTargets NAMESPACE qzStressTemplLib:: DESTINATION ${qz_config_dir} COMPONENT dev)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/api ${PROJECT_SOURCE_DIR}/core DESTINATION ${qz_include_dir}
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/api ${PROJECT_SOURCE_DIR}/core ${PROJECT_SOURCE_DIR}/session
+    DESTINATION ${qz_include_dir}
     COMPONENT dev FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
 
 if(TARGET qzStressTemplLib_objc)

@@ -11,8 +11,7 @@ constexpr double kSameRRSeconds = 0.1;     // a group began where the RR of its 
 }  // namespace
 
 BeatMarker::BeatMarker(const SourceInfo& info)
-    : m_fs(info.fs),
-      m_detector(info.fs, static_cast<int>(info.leads.size()), 0, SignalConditioner::kUvPerUnit) {}
+    : m_fs(info.fs), m_detector(info.fs, static_cast<int>(info.leads.size()), 0, qz::kConditionedUvPerUnit) {}
 
 void BeatMarker::OnConditioned(const short* uV, double seconds) {
     const int rr = m_detector.QRSdetect(uV);

@@ -5,7 +5,7 @@ namespace {
 constexpr int kDoublerHistory = 3;  // frames
 
 SourceInfo ExportInfo(SourceInfo info, bool doubled) {
-    info.uVpb = SignalConditioner::kUvPerUnit;
+    info.uVpb = qz::kConditionedUvPerUnit;
     if (doubled) info.fs *= 2;
     return info;
 }
@@ -14,7 +14,7 @@ SourceInfo ExportInfo(SourceInfo info, bool doubled) {
 
 Exporter::Exporter(const std::string& path, const SourceInfo& info, bool doubled)
     : m_sink(CreateRecord(path, ExportInfo(info, doubled))), m_last(info.leads.size()) {
-    if (doubled) m_doubler.emplace(static_cast<short>(info.leads.size())).Init(SignalConditioner::kUvPerUnit);
+    if (doubled) m_doubler.emplace(static_cast<short>(info.leads.size())).Init(qz::kConditionedUvPerUnit);
 }
 
 void Exporter::OnConditioned(const short* uV, double /*seconds*/) {

@@ -1,29 +1,21 @@
-// StressAnalysis: one run of the library over a source, from the first frame to the trends.
+// StressAnalysis: one run over a source, from the first frame to the trends.
 //
-//   source -> SignalConditioner -> +-> heart rate over all leads
-//                                  +-> [BeatLearner, once] -> StressEngine -> ST level and slope per beat
+//   source -> StressSession -> trends, lead by lead and beat by beat, and whoever observes
 //
-// The frames of the learning stretch are kept and then go the same way as all others, so that nothing of the
-// recording is left out but the settling of the filters. From there on memory grows by the trends alone.
-//
-// To learn again, the latest half minute is kept. Where no beat has matched throughout it although beats were
-// found, a beat is learned from it and the half minute is matched once more with the new beat: the trend then
-// has no gap, and its times still ascend. A failed attempt is repeated at growing intervals.
-// Uses the one stress engine, the one heart rate over many leads and the one filter chain of the process: one
-// run at a time.
+// Memory grows by the trends alone. Any number of analyses may run at once.
 #pragma once
 
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "host/FrameSource.h"
-#include "host/LeadWatch.h"
-#include "host/SignalConditioner.h"
-#include "host/StressEngine.h"
 #include "host/StripRecorder.h"
 #include "host/Trends.h"
+#include "session/StressSession.h"
 
 struct StressOptions {
-    ConditionerOptions conditioner;
+    qz::ConditioningOptions conditioner;
     int postJms = 60;                   // ST is measured this long after J + 6 ms
     bool relearn = false;               // a new averaged beat where none has matched for long
     const LearnedBeat* beat = nullptr;  // the first averaged beat; null learns it from the source
@@ -48,7 +40,7 @@ public:
     virtual bool Stop() { return false; }
 };
 
-class StressAnalysis {
+class StressAnalysis : private qz::SessionObserver {
 public:
     /// Keeps references to the source and the observers. Throws HostError for options that do not fit the
     /// source.
@@ -59,53 +51,28 @@ public:
     StressResult Run();
 
 private:
-    bool ReadConditioned();
+    void OnConditioned(const short* uV, double seconds) override;
+    void OnInterval(const qz::IntervalEvent& interval) override;
+    void OnBeat(const qz::BeatEvent& beat) override;
+    void OnLead(const qz::LeadEvent& event) override;
+    void OnLearned(const LearnedBeat& beat, double fromSeconds, bool again) override;
+    void OnNotLearned(const std::string& why) override;
+
     bool IsStopped() const;
-    void FollowRate();
-    void StartRate();
-    void TakeRate(short* conditioned, long long index);
-    void Learn();
-    void Start();
-    void Match(const short* conditioned, long long index);
-    void FollowLeads();
-    void LeaveOutBadLeads(STReading& reading);
     void KeepFarthest(const STReading& reading);
     std::vector<std::vector<float>> BeatsAtFirstPositions() const;
     void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
-    void KeepForRelearning();
-    void Relearn();
     void Finish();
-    double RateAt(double seconds) const;
-    double SourceSeconds(long long index) const;
 
     FrameSource& m_source;
     StressOptions m_options;
     std::vector<AnalysisObserver*> m_observers;
-    SignalConditioner m_conditioner;
+    qz::StressSession m_session;
     StripRecorder m_strips;
-    StressEngine m_engine;
-    LeadWatch m_watch;
     StressResult m_result;
     int m_fs;
     std::size_t m_chn;
-
-    // Frames are numbered as they leave the conditioner: frame n shows frame n - delay of the source.
-    std::vector<short> m_raw;          // last frame of the source
-    std::vector<short> m_conditioned;  // last conditioned frame
-    long long m_framesRead = 0;
-    long long m_framesOut = 0;     // conditioned frames, the flushed ones at the end included
-    std::vector<short> m_stretch;  // conditioned frames kept for learning, interleaved
-
-    std::vector<short> m_rateRunIn;  // conditioned frames before the heart rate has started, interleaved
-    bool m_bRateStarted = false;
-    int m_answersToSkip = 0;  // of the heart rate, not yet to be trusted
-
-    std::vector<bool> m_off;              // per lead, as the observers know it
-    std::vector<int> m_beatsToTrust;      // per lead: beats until its ST is told again
-    std::vector<double> m_firstLevelsUv;  // per lead; empty in the first half minute of readings
-
-    std::vector<short> m_latest;  // ring of the frames to learn again from, by frame number
-    int m_foundSinceMatch = 0;    // beats that the heart rate has found since one matched
-    long long m_relearnDue = 0;   // frame from which on to learn again, unless a beat matches before
-    long long m_relearnWait = 0;  // frames to the next attempt after one that fails
+    long long m_framesShown = 0;              // conditioned
+    std::vector<double> m_firstLevelsUv;      // per lead; empty in the first half minute of readings
+    std::optional<std::string> m_notLearned;  // why there is no averaged beat
 };

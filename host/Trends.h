@@ -9,11 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "host/BeatLearner.h"
 #include "host/FrameSource.h"
+#include "session/SessionTypes.h"
 
-/// ST is measured this long after J plus the post-J time: where the engine reads its J level.
-constexpr int kSTOffsetMs = 6;
+using qz::BeatPositionsMs;
+using qz::kSTOffsetMs;
+using qz::LearnedBeat;
 
 /// The first ST level is the median over this long, from the first reading on.
 constexpr double kFirstSeconds = 30;
@@ -35,12 +36,6 @@ struct STReading {
     double bpm = 0;  // heart rate shown at that time; NaN before the first
     std::vector<float> levelUv;
     std::vector<float> slopeUvPerMs;
-};
-
-/// Positions in the averaged beat in milliseconds from its start, as the engine keeps them but for Q, which
-/// is the learned onset.
-struct BeatPositionsMs {
-    double length = 0, q = 0, r = 0, j = 0;
 };
 
 /// A stretch of signal as recorded and as conditioned, in step, [lead][sample] in microvolts.

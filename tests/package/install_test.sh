@@ -17,8 +17,8 @@ fi
 
 # Every header of the library is there, they need nothing that is not, and no other file lies among them.
 headers=$prefix/include/qzStressTemplLib
-(cd "$source" && find api core -name internal -prune -o -name '*.h' -print | sort) >"$work/expected"
-(cd "$headers" && find api core -type f | sort) | diff "$work/expected" -
+(cd "$source" && find api core session -name internal -prune -o -name '*.h' -print | sort) >"$work/expected"
+(cd "$headers" && find api core session -type f | sort) | diff "$work/expected" -
 sed 's/.*/#include "&"/' "$work/expected" >"$work/all.cpp"
 "$compiler" -std=c++17 -Wall -Wextra -Werror -fsyntax-only -I "$headers" "$work/all.cpp"
 

@@ -7,16 +7,16 @@ cd "$1"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# names OPTION... LIBRARY: functions, classes and the version symbols, without their arguments and members.
+# names OPTION... LIBRARY: functions, classes and the version symbols, without namespace, arguments and members.
 names() {
     nm --defined-only -C "$@" 2>/dev/null | sed -nE 's/^[0-9a-f]+ [TWVR] //p' |
-        sed -E 's/^(vtable|typeinfo|typeinfo name) for //; s/(::|\(|\[).*//' | sort -u
+        sed -E 's/^(vtable|typeinfo|typeinfo name) for //; s/^qz:://; s/(::|\(|\[).*//' | sort -u
 }
 sed -nE 's/^(QZ_API )?extern .* (qz\w+)(\[\])?;$/\2/p' api/*.h >"$work/declared"
 [ "$(wc -l <"$work/declared")" -eq 2 ]  # the version symbols
 sed -nE '/^(inline|template|static|struct|enum|\/)/d
     s/^class (QZ_API )?(\w+).*\{.*/\2/p
-    s/^[A-Za-z].*\b(\w+)\(.*/\1/p' api/*.h core/*/*.h >>"$work/declared"
+    s/^[A-Za-z].*\b(\w+)\(.*/\1/p' api/*.h core/*/*.h session/*.h >>"$work/declared"
 [ "$(wc -l <"$work/declared")" -ge 80 ] || { echo "the headers were not read" >&2; exit 1; }
 sort -u -o "$work/declared" "$work/declared"
 names -D "$2" | diff "$work/declared" -

@@ -1,14 +1,16 @@
 // Counts the allocations of a test program and lets one of them fail. One source of a program includes it: it
-// replaces operator new. For one thread.
+// replaces operator new.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <new>
 
-inline std::size_t g_allocations = 0;                                              // since the program began
-inline std::size_t g_failingAllocation = std::numeric_limits<std::size_t>::max();  // the one that fails
+inline std::atomic<std::size_t> g_allocations = 0;  // since the program began
+inline std::atomic<std::size_t> g_failingAllocation =
+    std::numeric_limits<std::size_t>::max();  // the one that fails
 
 void* operator new(std::size_t size) {
     if (g_allocations++ == g_failingAllocation) throw std::bad_alloc();

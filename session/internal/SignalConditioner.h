@@ -19,33 +19,32 @@
 //
 // Delay: DelaySamples(), the same at all frequencies for comb and smoother and exact at low frequencies for
 // the low-pass; notch and high-pass add less than half a sample to a QRS.
-// Owns the one filter chain of the process: one object at a time. Allocates only in the constructor.
+// Allocates only in the constructor. One object belongs to one thread.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/filters/CHighpassFilter.h"
+#include "core/filters/CMultiChannelLowpass2.h"
+#include "core/filters/CMultiChannelSmoothEx.h"
 #include "core/filters/CNotchFilter.h"
-#include "host/FrameSource.h"
+#include "core/filters/CQuorlMultiNotchFilter.h"
+#include "session/SessionTypes.h"
 
-struct ConditionerOptions {
-    int mainsHz = 50;    // 50, 60 or 0 for none
-    int lowpassHz = 40;  // cutoff of the low-pass, 0 for none
-    int smooth = 0;      // strength of the adaptive smoother: 0 none, 1 or 2
-};
+namespace qz {
 
 class SignalConditioner {
 public:
-    static constexpr double kUvPerUnit = 1.0;  // of the conditioned samples
+    /// Why the filters cannot do this at fs samples per second, one line; empty where they can.
+    static std::string Refusal(int fs, const ConditioningOptions& options);
+    /// fs in samples per second, chn leads, uVpb in microvolts per unit of the source; options that are not
+    /// refused.
+    SignalConditioner(int fs, std::size_t chn, double uVpb, const ConditioningOptions& options);
 
-    /// Throws HostError where the source's rate or the options are outside what the filters can do.
-    SignalConditioner(const SourceInfo& source, const ConditionerOptions& options);
-    ~SignalConditioner();
-    SignalConditioner(const SignalConditioner&) = delete;
-    SignalConditioner& operator=(const SignalConditioner&) = delete;
-
-    /// One frame in source units to one in kUvPerUnit; both hold one sample per lead and may be the same.
+    /// One frame in source units to one in kConditionedUvPerUnit; both hold one sample per lead and may be
+    /// the same.
     void Process(const short* frame, short* conditioned);
 
     /// Conditioned frame n shows the input of frame n - DelaySamples().
@@ -71,7 +70,12 @@ private:
     std::vector<Start> m_starts;           // one per lead
     std::vector<CHighpassFilter> m_drift;  // one per lead, empty with the comb
     std::vector<CNotchFilter> m_notch;     // one per lead, empty with the comb or without mains
+    std::optional<CMultiChannelLowpass2> m_lowpass;
+    std::optional<CQuorlMultiNotchFilter> m_comb;
+    std::optional<CMultiChannelSmoothEx> m_smoother;
     int m_delaySamples = 0;
     int m_settlingSamples = 0;
     std::string m_description;
 };
+
+}  // namespace qz

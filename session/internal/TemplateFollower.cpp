@@ -1,10 +1,14 @@
-#include "host/StressEngine.h"
+#include "session/internal/TemplateFollower.h"
 
 #include <algorithm>
+#include <memory>
 #include <numeric>
 
-#include "api/qzStressECGLib.h"
-#include "host/SignalConditioner.h"
+#include "core/Arithmetic.h"
+#include "core/stress/STtrend.h"
+#include "session/internal/SignalConditioner.h"
+
+namespace qz {
 
 namespace {
 
@@ -14,9 +18,7 @@ constexpr int kQBeforeMs = 12;  // the engine's Q lies this long before the onse
 constexpr int kPrBeforeMs = 8;
 constexpr int kPrAfterMs = 4;
 
-// The engine's own smoothing of ST levels, so that what is added to them is as late as they are.
-constexpr double kSmootherCorner = 5.0;
-constexpr int kSmootherRate = 100;
+constexpr short kCorrelationWindowMs = 280;
 
 // An upright lead is preferred over an inverted one unless its R stands out less than half as much.
 constexpr double kPreferUpright = 0.5;
@@ -25,20 +27,20 @@ constexpr double kMsPerSecond = 1000.0;
 
 }  // namespace
 
-StressEngine::StressEngine(int fs, std::size_t chn, int postJms)
-    : m_fs(fs), m_chn(chn), m_postJms(postJms), m_order(chn), m_frame(chn) {}
+TemplateFollower::TemplateFollower(int fs, std::size_t chn, int postJms)
+    : m_fs(fs), m_chn(chn), m_postJms(postJms), m_order(chn), m_frame(chn), m_levels(chn), m_slopes(chn) {}
 
-StressEngine::~StressEngine() { qzStressECGLib_destroy(); }
-
-bool StressEngine::Reaches(const LearnedBeat& beat) const {
+bool TemplateFollower::Reaches(const LearnedBeat& beat) const {
     return beat.posJ + Samples(kSTOffsetMs) + Samples(m_postJms) < beat.length;
 }
 
-void StressEngine::Start(const LearnedBeat& beat) {
+void TemplateFollower::Start(const LearnedBeat& beat) {
     OrderLeads(beat);
-    qzStressECGLib_create(static_cast<short>(m_fs), static_cast<short>(m_chn), SignalConditioner::kUvPerUnit);
-    m_zeroSmoothers.assign(m_chn, CLowpassFilter2(kSmootherCorner, kSmootherRate));
-    m_bSmoothersPrimed = false;
+    m_match = std::make_unique<CZatMatch>(static_cast<short>(m_fs), static_cast<short>(m_chn),
+                                          kConditionedUvPerUnit, false, kCorrelationWindowMs);
+    for (std::vector<CLowpassFilter2>* smoothers : {&m_levelSmoothers, &m_slopeSmoothers, &m_zeroSmoothers})
+        smoothers->assign(m_chn, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
+    m_bFirstLevels = m_bFirstSlopes = m_bFirstZeros = true;
 
     std::vector<std::vector<short>> rows;
     std::vector<short*> templ;
@@ -47,15 +49,16 @@ void StressEngine::Start(const LearnedBeat& beat) {
         for (short& sample : rows.back()) sample = static_cast<short>(-sample);
     }
     for (std::vector<short>& row : rows) templ.push_back(row.data());
-    short length = beat.length;
-    qzStressECGLib_InitTempl(templ.data(), length, beat.posQ, beat.posJ, static_cast<short>(m_postJms));
-    short postJms = 0;
-    m_length = qzStressECGLib_GetPos(m_posR, m_posQ, m_posJ, postJms);
+    m_length = beat.length;
+    m_posR = 0;  // the matcher places R itself
+    m_posQ = beat.posQ;
+    m_posJ = beat.posJ;
+    m_match->InitTempl(templ.data(), m_length, m_posR, m_posQ, m_posJ, static_cast<short>(m_postJms));
     std::fill(m_frame.begin(), m_frame.end(), short{0});
-    for (int i = 0; i < m_length; ++i) qzStressECGLib_match(m_frame.data());
+    for (int i = 0; i < m_length; ++i) m_match->match(m_frame.data());
 }
 
-void StressEngine::OrderLeads(const LearnedBeat& beat) {
+void TemplateFollower::OrderLeads(const LearnedBeat& beat) {
     double bestUpright = 0, bestInverted = 0;
     std::size_t upright = 0, inverted = 0;
     for (std::size_t c = 0; c < m_chn; ++c) {
@@ -81,47 +84,53 @@ void StressEngine::OrderLeads(const LearnedBeat& beat) {
     m_order.push_back(decisive);
 }
 
-bool StressEngine::Match(const short* frame, STReading& reading) {
+bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
     for (std::size_t c = 0; c < m_chn; ++c) m_frame[c] = frame[m_order[c]];
     if (m_bLastInverted) m_frame.back() = static_cast<short>(-m_frame.back());
-    short** templ = qzStressECGLib_match(m_frame.data());
+    short** templ = m_match->match(m_frame.data());
     if (templ == nullptr) return false;
 
-    const short* levels = qzStressECGLib_uvSTvalue();
-    const float* slopes = qzStressECGLib_STslope();
-    const STresult* results = qzStressECGLib_STresults(0);
-    reading.levelUv.resize(m_chn);
-    reading.slopeUvPerMs.resize(m_chn);
+    for (std::size_t c = 0; c < m_chn; ++c) {
+        m_levels[c] = m_match->uvSTvalue(static_cast<short>(c), -1);
+        m_slopes[c] = m_match->STslope(static_cast<short>(c), -1);
+    }
+    SmoothTrend(m_levels, m_levelSmoothers, m_bFirstLevels);
+    SmoothTrend(m_slopes, m_slopeSmoothers, m_bFirstSlopes);
     const int prFrom = std::max(0, m_posQ - Samples(kPrBeforeMs));
     const int prTo = m_posQ + Samples(kPrAfterMs);
     const int jPoint = m_posJ + Samples(kSTOffsetMs);
     for (std::size_t c = 0; c < m_chn; ++c) {
-        const double prUv = SignalConditioner::kUvPerUnit *
+        const double prUv = kConditionedUvPerUnit *
                             std::accumulate(templ[c] + prFrom, templ[c] + prTo + 1, 0.0) /
                             (prTo - prFrom + 1);
-        const double jUv = SignalConditioner::kUvPerUnit * templ[c][jPoint];
-        const double engineZeroUv = jUv - results[c].JuV;
-        if (!m_bSmoothersPrimed) m_zeroSmoothers[c].InitialValue(engineZeroUv - prUv);
+        const double jUv = kConditionedUvPerUnit * templ[c][jPoint];
+        const double engineZeroUv = jUv - m_match->JuV(static_cast<short>(c));
+        if (m_bFirstZeros) m_zeroSmoothers[c].InitialValue(engineZeroUv - prUv);
         const double missedUv = m_zeroSmoothers[c].Filter(engineZeroUv - prUv);
-        reading.levelUv[m_order[c]] = Sign(c) * static_cast<float>(levels[c] + missedUv);
-        reading.slopeUvPerMs[m_order[c]] = Sign(c) * slopes[c];
+        const std::size_t lead = m_order[c];
+        event.levelUv[lead] = Sign(c) * static_cast<float>(m_levels[c] + missedUv);
+        event.slopeUvPerMs[lead] = Sign(c) * m_slopes[c];
+        event.jUv[lead] = Sign(c) * static_cast<float>(jUv - prUv);
     }
-    m_bSmoothersPrimed = true;
+    m_bFirstZeros = false;
     return true;
 }
 
-std::vector<std::vector<float>> StressEngine::BeatUv() const {
+std::vector<std::vector<float>> TemplateFollower::BeatUv() const {
+    if (!HasBeat()) return {};
     std::vector<std::vector<float>> rows(m_chn);
-    short** templ = qzStressECGLib_getTempl();
+    short** templ = m_match->Templ();
     for (std::size_t c = 0; c < m_chn; ++c) {
-        const float uVpb = Sign(c) * static_cast<float>(SignalConditioner::kUvPerUnit);
+        const float uVpb = Sign(c) * static_cast<float>(kConditionedUvPerUnit);
         for (int i = 0; i < m_length; ++i) rows[m_order[c]].push_back(uVpb * static_cast<float>(templ[c][i]));
     }
     return rows;
 }
 
-BeatPositionsMs StressEngine::Positions() const {
+BeatPositionsMs TemplateFollower::Positions() const {
     const double msPerSample = kMsPerSecond / m_fs;
     return {m_length * msPerSample, (m_posQ + Samples(kQBeforeMs)) * msPerSample, m_posR * msPerSample,
             m_posJ * msPerSample};
 }
+
+}  // namespace qz

@@ -1,4 +1,4 @@
-#include "host/BeatLearner.h"
+#include "session/internal/BeatLearner.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,10 @@
 #include <random>
 #include <vector>
 
-#include "host/SignalConditioner.h"
 #include "host/SimulatedTest.h"
+#include "session/internal/SignalConditioner.h"
+
+using namespace qz;
 
 namespace {
 
@@ -17,7 +19,7 @@ constexpr std::size_t kLeadII = 1, kLeadV1 = 6;
 // The first seconds of a simulated test after conditioning, leads interleaved.
 std::vector<short> ConditionedRest(const SimulatedTestOptions& options, double seconds) {
     SimulatedTest source(options);
-    SignalConditioner conditioner(source.Info(), {});
+    SignalConditioner conditioner(source.Info().fs, source.Info().leads.size(), source.Info().uVpb, {});
     std::vector<short> frame(SimulatedTest::kLeads), frames;
     const auto settling = static_cast<double>(conditioner.SettlingSamples());
     for (int i = 0; i < settling + seconds * options.fs && source.Read(frame.data()); ++i) {
@@ -79,7 +81,7 @@ TEST(BeatLearner, OfTwoKindsOfBeatsTheOneThatIsNotPrematureIsLearned) {
     clean.ectopySeconds = 0;
     third.ectopySeconds = 1.9;  // about 30 % of the beats
     every.ectopySeconds = 0.1;  // bigeminy: every other beat
-    const BeatLearner learner(clean.fs, SimulatedTest::kLeads);
+    BeatLearner learner(clean.fs, SimulatedTest::kLeads);
     const auto expected = learner.Learn(ConditionedRest(clean, 40));
     ASSERT_TRUE(expected);
     for (const SimulatedTestOptions& ectopic : {third, every}) {
@@ -97,7 +99,7 @@ TEST(BeatLearner, OfTwoKindsOfBeatsTheOneThatIsNotPrematureIsLearned) {
 TEST(BeatLearner, ALeadThatIsOffForALongTimeIsLearnedFromTheRest) {
     SimulatedTestOptions whole, off;
     off.leadOff = {{"V5", 4, 9, false}, {"V2", 8, 5, true}};  // of 15 s, the settling of the filters included
-    const BeatLearner learner(whole.fs, SimulatedTest::kLeads);
+    BeatLearner learner(whole.fs, SimulatedTest::kLeads);
     const auto expected = learner.Learn(ConditionedRest(whole, 15));
     const auto beat = learner.Learn(ConditionedRest(off, 15));
     ASSERT_TRUE(expected);
@@ -155,7 +157,7 @@ TEST(BeatLearner, ALeadThatIsOffOrNoisyIsToldApart) {
 
 TEST(BeatLearner, FindsNothingWhereThereIsNothingToLearn) {
     const SimulatedTestOptions options;
-    const BeatLearner learner(options.fs, SimulatedTest::kLeads);
+    BeatLearner learner(options.fs, SimulatedTest::kLeads);
     EXPECT_FALSE(learner.Learn({}));
     EXPECT_FALSE(learner.Learn(std::vector<short>(SimulatedTest::kLeads * std::size_t{5000}, 0)));
     EXPECT_FALSE(learner.Learn(ConditionedRest(options, 3)));  // three or four beats

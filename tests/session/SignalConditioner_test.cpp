@@ -1,4 +1,4 @@
-#include "host/SignalConditioner.h"
+#include "session/internal/SignalConditioner.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "host/HostError.h"
+#include "host/FrameSource.h"
 #include "tests/support/Signals.h"
+
+using namespace qz;
 
 namespace {
 
@@ -21,8 +23,8 @@ SourceInfo OneLead(int fs, double uVpb = 1.0) {
 }
 
 std::vector<short> Conditioned(const std::vector<short>& signal, const SourceInfo& info,
-                               const ConditionerOptions& options) {
-    SignalConditioner conditioner(info, options);
+                               const ConditioningOptions& options) {
+    SignalConditioner conditioner(info.fs, info.leads.size(), info.uVpb, options);
     std::vector<short> out(signal.size());
     for (std::size_t i = 0; i < signal.size(); ++i) conditioner.Process(&signal[i], &out[i]);
     return out;
@@ -44,7 +46,7 @@ int BestShift(const std::vector<short>& earlier, const std::vector<short>& later
     return bestShift;
 }
 
-double ToneLeftPercent(double hz, int fs, const ConditionerOptions& options) {
+double ToneLeftPercent(double hz, int fs, const ConditioningOptions& options) {
     const int amplitude = 500;
     const auto second = static_cast<std::size_t>(fs);
     const std::vector<short> out = Conditioned(Tone(fs, 30 * second, hz, amplitude), OneLead(fs), options);
@@ -57,11 +59,12 @@ double ToneLeftPercent(double hz, int fs, const ConditionerOptions& options) {
 
 TEST(SignalConditioner, TheReportedDelayIsWhereInputAndOutputAgreeBest) {
     for (const int fs : {200, 250, 360, 500, 1000}) {
-        for (const ConditionerOptions& options :
-             {ConditionerOptions{50, 0, 0}, ConditionerOptions{50, 40, 0}, ConditionerOptions{50, 40, 1},
-              ConditionerOptions{50, 40, 2}, ConditionerOptions{60, 40, 0}, ConditionerOptions{0, 75, 1}}) {
+        for (const ConditioningOptions& options :
+             {ConditioningOptions{50, 0, 0}, ConditioningOptions{50, 40, 0}, ConditioningOptions{50, 40, 1},
+              ConditioningOptions{50, 40, 2}, ConditioningOptions{60, 40, 0},
+              ConditioningOptions{0, 75, 1}}) {
             const std::vector<short> ecg = SyntheticEcg(fs, 12.0, 71.0, 1000);
-            const SignalConditioner conditioner(OneLead(fs), options);
+            const SignalConditioner conditioner(fs, 1, 1.0, options);
             SCOPED_TRACE(std::to_string(fs) + " Hz, " + conditioner.Description());
             // The low-pass delays a QRS a little less than the low frequencies that its delay is computed
             // for.
@@ -133,7 +136,7 @@ TEST(SignalConditioner, ASignalBeyondItsRangeIsHeldAndLostAndNeverWraps) {
     std::vector<short> jump(4000, 0);
     for (std::size_t i = 1000; i < 2000; ++i) jump[i] = 32000;
     for (std::size_t i = 2000; i < 3000; ++i) jump[i] = -32000;
-    SignalConditioner conditioner(OneLead(fs), {50, 40, 0});
+    SignalConditioner conditioner(fs, 1, 1.0, {50, 40, 0});
     std::vector<short> out(jump.size());
     int lost = 0;
     for (std::size_t i = 0; i < jump.size(); ++i) {
@@ -151,15 +154,15 @@ TEST(SignalConditioner, ALeadOfWhichOnlyTheComplexesAreInRangeBeginsAnew) {
     const std::size_t second = fs;
     std::vector<short> ecg = SyntheticEcg(fs, 10.0, 60.0, -1000);
     for (std::size_t i = 2 * second; i < ecg.size(); ++i) ecg[i] = static_cast<short>(ecg[i] + 15100);
-    SignalConditioner conditioner(OneLead(fs), {0, 0, 0});
+    SignalConditioner conditioner(fs, 1, 1.0, {0, 0, 0});
     short out = 0;
     for (const short sample : ecg) conditioner.Process(&sample, &out);
     EXPECT_FALSE(conditioner.IsLost(0));
 }
 
 TEST(SignalConditioner, RefusesWhatTheFiltersCannotDo) {
-    const auto refused = [](int fs, const ConditionerOptions& options) {
-        EXPECT_THROW(SignalConditioner(OneLead(fs), options), HostError) << fs;
+    const auto refused = [](int fs, const ConditioningOptions& options) {
+        EXPECT_NE(SignalConditioner::Refusal(fs, options), "") << fs;
     };
     refused(50, {0, 0, 0});
     refused(20000, {0, 0, 0});

@@ -1,7 +1,7 @@
-// StressEngine: the library's stress engine with leads in source order, upright as they are, ST levels
-// against the PR segment.
+// TemplateFollower: a template matcher with leads in source order, upright as they are, and ST levels against
+// the PR segment.
 //
-// Three things about the engine are looked after here:
+// Three things about the matcher are looked after here:
 // - It sees each lead's first sample as a step from zero, which would lower every later correlation: it is
 //   first filled with as many zero frames as its beat is long.
 // - Of all leads the last decides where R is found again after each beat, by its maximum and its steepest
@@ -10,31 +10,33 @@
 // - Its zero level is a fraction of the PR level at most rates (two thirds at 500 Hz, none at 250 Hz). What
 //   it missed is measured on the averaged beat and added to its ST level.
 //
-// Owns the one stress engine of the process: one object at a time. Only Start and a matched beat allocate.
+// Only the constructor, Start and BeatUv allocate. One object belongs to one thread.
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "core/filters/CLowpassFilter2.h"
-#include "host/BeatLearner.h"
-#include "host/Trends.h"
+#include "core/stress/CZatMatch.h"
+#include "session/SessionTypes.h"
 
-class StressEngine {
+namespace qz {
+
+class TemplateFollower {
 public:
     /// fs: samples per second; chn: leads; ST is measured postJms after J + 6 ms.
-    StressEngine(int fs, std::size_t chn, int postJms);
-    ~StressEngine();
-    StressEngine(const StressEngine&) = delete;
-    StressEngine& operator=(const StressEngine&) = delete;
+    TemplateFollower(int fs, std::size_t chn, int postJms);
 
-    /// Whether the averaged beat goes on to the ST point.
+    /// True if the averaged beat goes on to the ST point.
     bool Reaches(const LearnedBeat& beat) const;
     /// Starts anew with this averaged beat, which reaches the ST point: nothing of an earlier one stays.
     void Start(const LearnedBeat& beat);
-    /// Takes a conditioned frame. True where a beat has been folded into the averaged one; `reading` then has
-    /// its level and slope.
-    bool Match(const short* frame, STReading& reading);
+    /// True once Start has been called.
+    bool HasBeat() const { return m_length > 0; }
+    /// Takes a conditioned frame. True where a beat has been folded into the averaged one; `event` then has
+    /// its levels and slopes. Its arrays have room for all leads.
+    bool Match(const short* frame, BeatEvent& event);
     /// The R of a beat that has just been folded in lies so many frames back.
     int SamplesSinceR() const { return m_length - 1 - m_posR; }
 
@@ -56,6 +58,14 @@ private:
     bool m_bLastInverted = false;                            // the engine's last lead is upside down
     std::vector<short> m_frame;                              // in the engine's order
     short m_length = 0, m_posR = 0, m_posQ = 0, m_posJ = 0;  // as the engine keeps them, in samples
-    std::vector<CLowpassFilter2> m_zeroSmoothers;  // one per engine lead, as the engine smooths its ST levels
-    bool m_bSmoothersPrimed = false;
+    std::unique_ptr<CZatMatch> m_match;                      // made anew by Start; null before
+    // One per engine lead: smoothers of levels and slopes, and of what is added to the levels, alike, so that
+    // it is as late as they are.
+    std::vector<CLowpassFilter2> m_levelSmoothers, m_slopeSmoothers, m_zeroSmoothers;
+    bool m_bFirstLevels = true, m_bFirstSlopes = true,
+         m_bFirstZeros = true;    // they still need their first value
+    std::vector<short> m_levels;  // in the engine's order
+    std::vector<float> m_slopes;  // likewise
 };
+
+}  // namespace qz

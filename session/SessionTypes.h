@@ -1,0 +1,97 @@
+// What a StressSession is given and what it tells: plain records, in units that their names or lines carry.
+//
+// Seconds count from the first frame of the session, filter delays taken off.
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qz {
+
+/// ST is measured this long after J plus the post-J time: where the engine reads its J level.
+constexpr int kSTOffsetMs = 6;
+/// Microvolts per unit of conditioned frames and of averaged beats.
+constexpr double kConditionedUvPerUnit = 1.0;
+
+/// After a lead was off or disturbed its ST is told again with the beat after so many: the engine folds about
+/// a tenth of each beat in, so that less than 1 % of what was folded in meanwhile is left.
+constexpr int kBeatsToTrust = 50;
+
+/// How the signal is conditioned before anything is measured on it.
+struct ConditioningOptions {
+    int mainsHz = 50;    // 50, 60 or 0 for none
+    int lowpassHz = 40;  // cutoff of the low-pass, from 1 to below fs / 2; 0 for none
+    int smooth = 0;      // strength of the adaptive smoother: 0 none, 1 or 2
+};
+
+/// A first averaged beat, which the matching begins with: learned by a session, or handed in by its host.
+/// Plain values: a host that keeps them may begin another session of the same leads and rate with them.
+struct LearnedBeat {
+    std::vector<std::vector<short>> rows;  // one per lead, `length` samples each, 1 uV per unit
+    short length = 0;                      // samples
+    short posR = 0;                        // steepest place of the QRS over all leads, index into a row
+    short posQ = 0;                        // Q onset, index into a row
+    short posJ = 0;                        // end of the QRS, index into a row
+    std::string record;                    // what it was learned from, as its owner names it
+    double fromSeconds = 0;                // length of the stretch that it was learned from
+    int beatsFound = 0;                    // in that stretch
+    int beatsUsed = 0;                     // in the average
+    double likeness = 0;                   // median correlation of a used beat with the average, 0..1
+    std::vector<bool> usable;              // per lead: its beats are alike
+    /// At least 8 beats are in it, the averages of odd and even beats agree, and the QRS stands out from what
+    /// is before and after it. Where it is not confident, ST values may be off.
+    bool confident = false;
+};
+
+struct SessionOptions {
+    int fs = 0;                      // samples per second and lead, 100 to 10000
+    double uVpb = 1;                 // microvolts per unit of the frames, the same for every lead
+    std::vector<std::string> leads;  // lead names in frame order, 1 to 64; the session only counts them
+    ConditioningOptions conditioning;
+    int postJms = 60;                 // ST is measured this long after J + 6 ms; 10 to 200 ms
+    bool relearn = false;             // a new averaged beat where none has matched for half a minute
+    std::optional<LearnedBeat> beat;  // the first averaged beat; empty: the session learns it from the signal
+};
+
+/// Where a template has its points, in milliseconds from its start.
+struct BeatPositionsMs {
+    double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned
+};
+
+/// A heart-rate answer: an interval between two beats has ended, as the leads' detectors voted.
+struct IntervalEvent {
+    double seconds = 0;  // when it was told, one beat after its beat
+    double bpm =
+        std::numeric_limits<double>::quiet_NaN();  // steadied over five; NaN: not to be shown as a rate
+};
+
+/// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
+/// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
+struct BeatEvent {
+    double seconds = 0;  // of its R
+    double bpm =
+        std::numeric_limits<double>::quiet_NaN();  // heart rate shown at that time; NaN before the first
+    std::vector<float> levelUv;       // ST level against the PR segment, smoothed over some beats
+    std::vector<float> slopeUvPerMs;  // ST slope from J + 6 ms to the ST point, smoothed likewise
+    std::vector<float> jUv;           // level of the J point against the PR segment
+};
+
+/// What has happened to a lead.
+struct LeadEvent {
+    enum class Kind {
+        Off,        // its signal is a line, as that of a loose electrode; known two seconds late
+        On,         // the line has ended
+        Disturbed,  // its level jumps by more than 3 mV within 0.2 s, or leaves what can be conditioned
+        Calm,       // it has done neither for a second
+    };
+    Kind kind = Kind::Off;
+    std::size_t lead = 0;
+    double seconds = 0;  // when that began; of Calm: when the disturbance was last seen
+    /// Of Off: what was told of this lead for beats after this time is void.
+    double voidFromSeconds = std::numeric_limits<double>::infinity();
+};
+
+}  // namespace qz

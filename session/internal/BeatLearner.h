@@ -1,0 +1,140 @@
+// BeatLearner: learns the first averaged beat, which a matcher has to be handed before it can match.
+//
+//   stretch of conditioned signal
+//     -> beats: one library detector per lead, a majority within 160 ms is a beat
+//     -> position of each: steepest place over all leads, then best correlation with the most typical beat
+//     -> clean beats: like the typical one on most leads, and from P to T not far from the average
+//     -> per lead the beats that it shows, where it was off or disturbed for a while
+//     -> average: mean of the middle half of these, sample by sample
+//     -> Q onset and J point: where the spatial velocity leaves and regains the quiet of PR and ST
+//
+// The typical beat is the one that most others are like. Where ectopic beats are nearly as many as the
+// others, or more, it is of the kind that comes later after the beat before it: ectopic beats are premature.
+//
+// A lead that is off or noisy is found by its beats being unlike each other; it is averaged like the others
+// but has no say in anything. Where too few leads agree on beats, each lead is tried alone.
+//
+// Spatial velocity is the length of the vector of all leads' slopes; the search outward from the steepest
+// place to a fraction of its slope follows Laguna, Jane, Caminal, "Automatic detection of wave boundaries in
+// multilead ECG signals", Comput Biomed Res 1994; 27: 45-60, applied to all leads at once.
+// The work is cut into pieces, so that a live signal does not wait for it: a piece is some work for one lead
+// or one beat, and takes a millisecond or two at 12 leads, 500 Hz and a stretch of 60 s. Allocates. One
+// object belongs to one thread.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+#include "session/SessionTypes.h"
+
+namespace qz {
+
+class BeatLearner {
+public:
+    static constexpr int kFewestBeats = 5;     // with fewer there is no average
+    static constexpr int kConfidentBeats = 8;  // with fewer the caller should wait for more signal
+    static constexpr int kNarrowestQrsMs = 40, kWidestQrsMs = 200;
+
+    /// fs: samples per second, 100 or more; chn: leads, 1 or more.
+    BeatLearner(int fs, std::size_t chn) : m_fs(fs), m_chn(chn) {}
+
+    /// Begins with a stretch of signal: the leads interleaved, about 1 uV per unit. Gives up an earlier one.
+    void Begin(std::vector<short> frames);
+    /// Gives up the stretch.
+    void Cancel() { m_stage = Stage::Done; }
+    /// Does one piece of the work. False once there is none left, and before Begin.
+    bool Work();
+    /// What has been learned, once Work has returned false: nothing where fewer than kFewestBeats clean beats
+    /// are found, or fewer than a third of all, or where the average has no QRS of 40 to 200 ms.
+    const std::optional<LearnedBeat>& Result() const { return m_best; }
+    /// All of it at once.
+    std::optional<LearnedBeat> Learn(std::vector<short> frames);
+
+private:
+    using Positions = std::vector<int>;             // sample indices, ascending
+    using Beat = std::vector<std::vector<double>>;  // [lead][sample]
+    /// What is cut out around a beat: `length` samples from `before` samples ahead of it, every `step`th.
+    struct Window {
+        int before = 0, length = 0, step = 1;
+    };
+    // The order of the work. From Choose on it is done for each choice of leads: all together, then each
+    // alone.
+    enum class Stage {
+        Detect,   // lead by lead: where its detector finds beats
+        Scale,    // lead by lead: its effective slope
+        Choose,   // the next choice of leads, and the beats that they agree on
+        Place,    // beat by beat: its steepest place
+        Shape,    // beat by beat: its normalized QRS
+        Compare,  // beat by beat: those it is like
+        Align,    // beat by beat, twice: the place at which it is most like the typical beat, then like the
+                  // average
+        Trust,    // lead by lead: whether its beats are alike
+        Quiet,    // lead by lead: how far each beat deviates from the average
+        Show,     // lead by lead: the quiet beats that it shows
+        Average,  // lead by lead: their average
+        Liken,    // beat by beat: how like the average it is
+        Conclude,
+        Done,
+    };
+
+    void DetectLead(std::size_t lead);
+    void ScaleLead(std::size_t lead);
+    void Choose();
+    void PlaceBeat(int detection);
+    void CompareBeat(std::size_t beat);
+    void AlignBeat(int beat);
+    void EndAlignment();
+    void JudgeLead(std::size_t lead, std::vector<bool>& usable);
+    void MeasureLead(std::size_t lead);
+    void KeepQuiet();
+    void PrepareAverage();
+    void LikenBeat(int beat);
+    void Conclude();
+    /// Ends a stage of `count` pieces after the last of them.
+    void Advance(std::size_t count, Stage next);
+    /// The present choice gives no beat, or this one.
+    void End(std::optional<LearnedBeat> learned);
+
+    Positions Vote() const;
+    std::optional<std::size_t> FindTypical() const;
+    bool HalvesAgree() const;
+    bool Delineate();
+    int FrameCount() const { return static_cast<int>(m_frames.size() / m_chn); }
+    int Slope(int frame, std::size_t lead) const;
+    Window QrsWindow() const;
+    Window QuietWindow() const;
+    std::vector<double> CutLead(std::size_t lead, int beat, const Window& window) const;
+    Beat Shape(int beat) const;
+    std::vector<double> AverageLead(std::size_t lead, const Positions& beats, const Window& window) const;
+    int Samples(int ms) const { return static_cast<int>(static_cast<long long>(ms) * m_fs / 1000); }
+
+    int m_fs;
+    std::size_t m_chn;
+    Stage m_stage = Stage::Done;
+    std::size_t m_piece = 0;  // of the stage
+    std::vector<short> m_frames;
+    std::vector<Positions> m_detections;  // per lead
+    std::vector<double> m_scale;          // per lead: its effective slope
+    std::size_t m_choice = 0;             // 0: all leads together; n: lead n - 1 alone
+    std::optional<LearnedBeat> m_best;    // of the choices so far
+
+    // Of the present choice.
+    Positions m_detected;                           // beats as the detectors tell them
+    std::vector<bool> m_trusted;                    // leads that have a say
+    Positions m_all;                                // steepest places of all beats
+    std::vector<Beat> m_shapes;                     // of m_all
+    std::vector<std::vector<std::size_t>> m_peers;  // of each of m_all: those it is like, itself among them
+    Beat m_model;                                   // what beats are aligned with
+    int m_pass = 0;                                 // of the alignment
+    Positions m_clean;                              // beats found clean in this pass
+    Positions m_beats;                              // clean beats; from Show on the quiet ones of them
+    std::vector<std::vector<double>> m_deviations;  // [beat][usable lead], standard deviation
+    std::vector<Positions> m_beatsOfLead;           // per lead: those of m_beats that it shows
+    Window m_window;                                // of the row
+    Beat m_average;                                 // over m_window
+    std::vector<double> m_likeness;                 // of each of m_beats
+    LearnedBeat m_learned;
+};
+
+}  // namespace qz

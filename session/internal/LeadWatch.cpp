@@ -1,0 +1,131 @@
+#include "session/internal/LeadWatch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+namespace qz {
+
+namespace {
+
+constexpr double kFlatUv = 5, kJumpUv = 3000;
+constexpr int kFlatSeconds = 2;  // the quiet between beats is shorter
+constexpr int kWindowsPerSecond = 10;
+constexpr std::size_t kRingWindows = 3;  // the old one, the one between, the new one
+constexpr double kSameSeconds = 1;
+// Beats are judged some 90 s late at the most, where those that a template was learned from are matched.
+constexpr double kKeptSeconds = 120;
+constexpr std::size_t kMostSpans = static_cast<std::size_t>(kKeptSeconds / kSameSeconds) + 2;
+constexpr std::size_t kMostEvents = 4;  // of a lead at once
+
+bool Overlaps(const std::vector<Span>& spans, const Span& asked) {
+    for (auto span = spans.rbegin(); span != spans.rend() && span->toSeconds >= asked.fromSeconds; ++span)
+        if (span->fromSeconds <= asked.toSeconds) return true;
+    return false;
+}
+
+}  // namespace
+
+LeadWatch::LeadWatch(int fs, std::size_t chn, double uVpb)
+    : m_fs(fs),
+      m_flatUnits(kFlatUv / uVpb),
+      m_window(static_cast<std::size_t>(fs / kWindowsPerSecond) * chn),
+      m_jumpChange(kJumpUv / uVpb * (fs / kWindowsPerSecond)),
+      m_ring(kRingWindows * m_window),
+      m_leads(chn) {
+    for (Lead& lead : m_leads) {
+        lead.off.reserve(kMostSpans);
+        lead.disturbed.reserve(kMostSpans);
+    }
+    m_news.reserve(kMostEvents * chn);
+    m_events.reserve(kMostEvents * chn);
+}
+
+void LeadWatch::Take(const short* frame) {
+    const std::size_t chn = m_leads.size();
+    short* const oldest = &m_ring[m_next];  // and the place of the new one
+    const short* const older = &m_ring[(m_next + m_window) % m_ring.size()];
+    const short* const newer = &m_ring[(m_next + 2 * m_window) % m_ring.size()];
+    // Not before, as the first sample of a recording may be far from the rest.
+    const bool bFilled = static_cast<std::size_t>(m_frames) * chn >= m_ring.size();
+    const double now = Seconds(m_frames);
+    for (std::size_t i = 0; i < chn; ++i) {
+        Lead& lead = m_leads[i];
+        LookForLine(i, frame[i]);
+        lead.change += frame[i] - newer[i] - older[i] + oldest[i];
+        if (bFilled && std::abs(lead.change) > m_jumpChange) Mark(i, now);
+        oldest[i] = frame[i];
+        if (lead.isDisturbed && now - lead.disturbed.back().toSeconds > kSameSeconds) {
+            lead.isDisturbed = false;
+            Tell(LeadEvent::Kind::Calm, i, lead.disturbed.back().toSeconds);
+        }
+    }
+    m_next = (m_next + chn) % m_ring.size();
+    ++m_frames;
+}
+
+void LeadWatch::LookForLine(std::size_t index, short sample) {
+    Lead& lead = m_leads[index];
+    lead.lowest = m_frames == 0 ? sample : std::min(lead.lowest, sample);
+    lead.highest = m_frames == 0 ? sample : std::max(lead.highest, sample);
+    if (lead.highest - lead.lowest >= m_flatUnits) {
+        lead.lowest = lead.highest = sample;
+        lead.flatFrom = m_frames;
+        if (!lead.isOff) return;
+        lead.isOff = false;
+        lead.off.back().toSeconds = Seconds(m_frames);
+        Tell(LeadEvent::Kind::On, index, Seconds(m_frames));
+    } else if (!lead.isOff && m_frames - lead.flatFrom >= static_cast<long long>(kFlatSeconds) * m_fs) {
+        lead.isOff = true;
+        Forget(lead.off);
+        lead.off.push_back({Seconds(lead.flatFrom), std::numeric_limits<double>::infinity()});
+        Tell(LeadEvent::Kind::Off, index, Seconds(lead.flatFrom));
+    }
+}
+
+void LeadWatch::Disturb(std::size_t lead) { Mark(lead, Seconds(m_frames - 1)); }
+
+void LeadWatch::Finish() {
+    for (std::size_t i = 0; i < m_leads.size(); ++i)
+        if (m_leads[i].isDisturbed) Tell(LeadEvent::Kind::Calm, i, m_leads[i].disturbed.back().toSeconds);
+}
+
+void LeadWatch::Mark(std::size_t index, double seconds) {
+    Lead& lead = m_leads[index];
+    if (lead.disturbed.empty() || seconds - lead.disturbed.back().toSeconds > kSameSeconds) {
+        Forget(lead.disturbed);
+        lead.disturbed.push_back({seconds, seconds});
+        lead.isDisturbed = true;
+        Tell(LeadEvent::Kind::Disturbed, index, seconds);
+    }
+    lead.disturbed.back().toSeconds = seconds;
+}
+
+void LeadWatch::Tell(LeadEvent::Kind kind, std::size_t lead, double seconds) {
+    LeadEvent event;
+    event.kind = kind;
+    event.lead = lead;
+    event.seconds = seconds;
+    m_news.push_back(event);
+}
+
+/// Makes room for one more span: those of long ago go.
+void LeadWatch::Forget(std::vector<Span>& spans) const {
+    const double kept = Seconds(m_frames) - kKeptSeconds;
+    const auto recent =
+        std::find_if(spans.begin(), spans.end(), [kept](const Span& span) { return span.toSeconds >= kept; });
+    spans.erase(spans.begin(), recent);
+}
+
+const std::vector<LeadEvent>& LeadWatch::Events() {
+    m_events.clear();
+    m_events.swap(m_news);
+    return m_events;
+}
+
+bool LeadWatch::IsGood(std::size_t lead, const Span& span) const {
+    return !Overlaps(m_leads[lead].off, span) && !Overlaps(m_leads[lead].disturbed, span);
+}
+
+}  // namespace qz

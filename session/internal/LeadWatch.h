@@ -1,0 +1,71 @@
+// LeadWatch: when the signal of a lead was not that of the heart.
+//
+//   off         a line: it moves by less than 5 uV for two seconds, as that of a loose electrode
+//   disturbed   its level jumps by more than 3 mV within 0.2 s, or whoever conditions it cannot follow
+//
+// Levels are means of 0.1 s: a QRS complex comes back to its own. Disturbances within a second are one.
+//
+// What is more than two minutes past is forgotten. Allocates in the constructor. One object belongs to one
+// thread.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "session/SessionTypes.h"
+
+namespace qz {
+
+/// From the first moment on and before the second.
+struct Span {
+    double fromSeconds = 0, toSeconds = 0;
+};
+
+class LeadWatch {
+public:
+    /// fs in samples per second, 10 or more; chn leads; uVpb in microvolts per unit of the frames.
+    LeadWatch(int fs, std::size_t chn, double uVpb);
+
+    /// Takes the next frame, in units of uVpb.
+    void Take(const short* frame);
+    /// The lead is disturbed in the frame taken last.
+    void Disturb(std::size_t lead);
+    /// There are no more frames: what is disturbed ends here.
+    void Finish();
+    /// What has happened to leads since the last call of this, in order of its beginning to be known; valid
+    /// until the next Take.
+    const std::vector<LeadEvent>& Events();
+
+    bool IsOff(std::size_t lead) const { return m_leads[lead].isOff; }
+    /// True if the lead was neither off nor disturbed within `span`. Fast only for spans near the present.
+    bool IsGood(std::size_t lead, const Span& span) const;
+
+private:
+    struct Lead {
+        short lowest = 0, highest = 0;  // since it last moved
+        long long flatFrom = 0;         // frame since which it has not moved
+        int change = 0;                 // from the sum over a window to that over the one after the next
+        bool isOff = false;
+        bool isDisturbed = false;          // and not yet calm for a second
+        std::vector<Span> off, disturbed;  // of the last two minutes, in order of time
+    };
+
+    void LookForLine(std::size_t lead, short sample);
+    void Mark(std::size_t lead, double seconds);
+    void Tell(LeadEvent::Kind kind, std::size_t lead, double seconds);
+    void Forget(std::vector<Span>& spans) const;
+    double Seconds(long long frame) const { return static_cast<double>(frame) / m_fs; }
+
+    int m_fs;
+    double m_flatUnits;         // what a line moves by at the most, in units of the frames
+    std::size_t m_window;       // of a mean, samples of all leads
+    double m_jumpChange;        // of a jump, as Lead::change
+    std::vector<short> m_ring;  // the latest frames, three windows, interleaved
+    std::size_t m_next = 0;     // in the ring
+    long long m_frames = 0;
+    std::vector<Lead> m_leads;
+    std::vector<LeadEvent> m_news;    // not yet told
+    std::vector<LeadEvent> m_events;  // told last
+};
+
+}  // namespace qz

@@ -1,0 +1,234 @@
+// Sessions as a host sees them: events of one do not depend on calls, threads or other sessions, and are
+// those of the flat functions where these give them.
+#include "session/StressSession.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "api/qzStressECGLib.h"
+#include "tests/support/Allocations.h"
+#include "tests/support/Beats.h"
+
+namespace {
+
+using namespace qz;
+
+constexpr int kFs = 250;
+
+SessionOptions OptionsFor(std::size_t leads) {
+    SessionOptions options;
+    options.fs = kFs;
+    for (std::size_t c = 0; c < leads; ++c) options.leads.emplace_back(1, static_cast<char>('A' + c));
+    return options;
+}
+
+/// Half a minute and more of beats, with a change of ST on the way.
+Recording Beats(std::size_t leads, unsigned seed) {
+    return BeatTrain(kFs, leads)
+        .Noise(8, seed)
+        .Beats(700 + static_cast<int>(seed), 30)
+        .Form({1.0, -0.2, 900})
+        .Beats(640, 25)
+        .Record();
+}
+
+/// Everything that a session tells, in order.
+struct Witness : SessionObserver {
+    void OnConditioned(const short* uV, double seconds) override {
+        conditioned.push_back(uV[0]);
+        now = seconds;
+    }
+    void OnInterval(const IntervalEvent& interval) override {
+        EXPECT_LE(interval.seconds, now);
+        log.insert(log.end(), {1, interval.seconds, interval.bpm});
+    }
+    void OnBeat(const BeatEvent& beat) override {
+        EXPECT_LT(beat.seconds, now);
+        log.insert(log.end(), {2, beat.seconds, beat.bpm});
+        for (const auto* values : {&beat.levelUv, &beat.slopeUvPerMs, &beat.jUv})
+            log.insert(log.end(), values->begin(), values->end());
+        beats.push_back(beat);
+    }
+    void OnLead(const LeadEvent& event) override {
+        log.insert(log.end(),
+                   {3, static_cast<double>(event.kind), static_cast<double>(event.lead), event.seconds});
+        leads.push_back(event);
+    }
+    void OnLearned(const LearnedBeat& beat, double fromSeconds, bool again) override {
+        log.insert(log.end(), {4, fromSeconds, static_cast<double>(again)});
+        learned = beat;
+        learnedFrom = fromSeconds;
+    }
+    void OnNotLearned(const std::string& why) override { notLearned = why; }
+
+    double now = 0;  // seconds of the latest conditioned frame
+    std::vector<double> log;
+    std::vector<short> conditioned;  // first lead
+    std::vector<BeatEvent> beats;
+    std::vector<LeadEvent> leads;
+    LearnedBeat learned;
+    double learnedFrom = 0;  // seconds
+    std::string notLearned;
+};
+
+bool Same(const std::vector<double>& a, const std::vector<double>& b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), SameValue);
+}
+
+/// A run with `chunk` frames in each call.
+std::vector<double> LogOf(const Recording& recording, std::size_t chunk) {
+    Witness witness;
+    StressSession session(OptionsFor(recording.leads), witness);
+    for (std::size_t i = 0; i < recording.Frames(); i += chunk)
+        session.Push(recording.samples.data() + i * recording.leads, std::min(chunk, recording.Frames() - i));
+    session.Finish();
+    EXPECT_GT(witness.beats.size(), 40U);
+    return witness.log;
+}
+
+TEST(StressSession, TellsTheSameHoweverItsFramesAreCutIntoCalls) {
+    const Recording recording = Beats(3, 1);
+    const std::vector<double> whole = LogOf(recording, recording.Frames());
+    for (const std::size_t chunk : {std::size_t{1}, std::size_t{7}, std::size_t{1000}})
+        EXPECT_TRUE(Same(LogOf(recording, chunk), whole)) << chunk;
+}
+
+TEST(StressSession, SixteenOnFourThreadsAreEachWhatTheyAreAlone) {
+    constexpr unsigned kSessions = 16, kThreads = 4;
+    std::vector<Recording> recordings;
+    std::vector<std::vector<double>> alone;
+    for (unsigned i = 0; i < kSessions; ++i) {
+        recordings.push_back(Beats(1 + i % 3, i));
+        alone.push_back(LogOf(recordings.back(), 50));
+    }
+    // Each thread feeds four sessions in turn, a few frames at a time.
+    std::vector<std::vector<double>> together(kSessions);
+    std::vector<std::thread> threads;
+    for (unsigned t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            std::vector<unsigned> mine;
+            std::vector<Witness> witnesses(kSessions / kThreads);
+            std::vector<std::unique_ptr<StressSession>> sessions;
+            for (unsigned i = t; i < kSessions; i += kThreads) {
+                sessions.push_back(
+                    std::make_unique<StressSession>(OptionsFor(recordings[i].leads), witnesses[mine.size()]));
+                mine.push_back(i);
+            }
+            for (std::size_t frame = 0; frame < 15000; ++frame)
+                for (std::size_t s = 0; s < mine.size(); ++s)
+                    if (Recording& recording = recordings[mine[s]]; frame < recording.Frames())
+                        sessions[s]->Push(recording.Frame(frame), 1);
+            for (std::size_t s = 0; s < mine.size(); ++s) {
+                sessions[s]->Finish();
+                together[mine[s]] = witnesses[s].log;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (unsigned i = 0; i < kSessions; ++i) EXPECT_TRUE(Same(together[i], alone[i])) << "session " << i;
+}
+
+// One upright lead, which a session hands over as it is. Levels are not compared: a session adds what the
+// engine's zero level misses.
+TEST(StressSession, FoldsAndMeasuresSlopesAsTheFlatFunctionsDo) {
+    const Recording recording = Beats(1, 3);
+    Witness witness;
+    StressSession session(OptionsFor(1), witness);
+    session.Push(recording.samples.data(), recording.Frames());
+    session.Finish();
+
+    qzStressECGLib_create(kFs, 1, kConditionedUvPerUnit);
+    short* row = witness.learned.rows[0].data();
+    short length = witness.learned.length, silence = 0;
+    qzStressECGLib_InitTempl(&row, length, witness.learned.posQ, witness.learned.posJ, 60);
+    for (int i = 0; i < length; ++i) qzStressECGLib_match(&silence);
+    std::size_t beat = 0;
+    for (auto i = static_cast<std::size_t>(std::lround(witness.learnedFrom * kFs));
+         i < witness.conditioned.size(); ++i) {
+        if (qzStressECGLib_match(&witness.conditioned[i]) == nullptr) continue;
+        ASSERT_LT(beat, witness.beats.size());
+        EXPECT_EQ(*qzStressECGLib_STslope(), witness.beats[beat++].slopeUvPerMs[0]);
+    }
+    EXPECT_EQ(beat, witness.beats.size());
+    EXPECT_GT(beat, 40U);
+    const std::vector<float> averaged = session.Template()[0];
+    EXPECT_TRUE(std::equal(averaged.begin(), averaged.end(), *qzStressECGLib_getTempl()));
+    qzStressECGLib_destroy();
+}
+
+TEST(StressSession, AllocatesNothingOnceItFollowsButAFewBytesPerBeat) {
+    const Recording recording = Beats(12, 2);
+    struct Counter : SessionObserver {
+        void OnInterval(const IntervalEvent&) override { ++intervals; }
+        std::size_t intervals = 0;
+    } counter;
+    StressSession session(OptionsFor(12), counter);
+    const std::size_t half = recording.Frames() * 2 / 3;
+    session.Push(recording.samples.data(), half);
+    ASSERT_FALSE(session.Template().empty());
+    counter.intervals = 0;
+    const std::size_t allocations = AllocationsOf(
+        [&] { session.Push(recording.samples.data() + half * recording.leads, recording.Frames() - half); });
+    EXPECT_LE(allocations, 3 * counter.intervals);
+    EXPECT_GT(counter.intervals, 10U);
+}
+
+TEST(StressSession, LeadsThatAreOffOrDisturbedHaveNoValuesUntilTheyAreRightAgain) {
+    Recording recording = Beats(2, 4);
+    const auto from = static_cast<std::size_t>(25 * kFs), to = static_cast<std::size_t>(29 * kFs);
+    for (std::size_t i = from; i < to; ++i) recording.Frame(i)[1] = 0;  // four seconds of a line
+    Witness witness;
+    StressSession session(OptionsFor(2), witness);
+    session.Push(recording.samples.data(), recording.Frames());
+    session.Finish();
+    ASSERT_EQ(witness.leads.size(), 2U);
+    EXPECT_EQ(witness.leads[0].kind, LeadEvent::Kind::Off);
+    EXPECT_NEAR(witness.leads[0].seconds, 25, 0.5);
+    EXPECT_LT(witness.leads[0].voidFromSeconds, witness.leads[0].seconds);
+    EXPECT_EQ(witness.leads[1].kind, LeadEvent::Kind::On);
+    EXPECT_NEAR(witness.leads[1].seconds, 29, 0.5);
+    for (const BeatEvent& beat : witness.beats) {
+        EXPECT_FALSE(std::isnan(beat.levelUv[0]));
+        if (beat.seconds <= 27.5) continue;
+        EXPECT_TRUE(std::isnan(beat.levelUv[1]) && std::isnan(beat.jUv[1])) << beat.seconds;
+    }
+}
+
+TEST(StressSession, RefusesOptionsAndSaysWhereThereIsNothingToLearn) {
+    EXPECT_EQ(StressSession::Refusal(OptionsFor(1)), "");
+    SessionOptions options = OptionsFor(0);
+    EXPECT_NE(StressSession::Refusal(options), "");
+    Witness witness;
+    EXPECT_THROW(StressSession(options, witness), std::invalid_argument);
+    for (const double scale : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+        options = OptionsFor(1);
+        options.uVpb = scale;
+        EXPECT_NE(StressSession::Refusal(options), "") << scale;
+    }
+    for (const auto& [postJms, fits] : {std::pair{9, false}, {10, true}, {200, true}, {201, false}}) {
+        options = OptionsFor(1);
+        options.postJms = postJms;
+        EXPECT_EQ(StressSession::Refusal(options).empty(), fits) << postJms;
+    }
+    StressSession session(OptionsFor(1), witness);
+    session.Push(nullptr, 5);
+    session.Push(Recording{1, std::vector<short>(2000, 5)}.samples.data(), 2000);
+    session.Finish();
+    session.Finish();
+    session.Push(std::vector<short>(10).data(), 10);
+    EXPECT_EQ(session.Frames(), 2000);
+    EXPECT_NE(witness.notLearned.find("not enough beats"), std::string::npos);
+    EXPECT_TRUE(session.Template().empty());
+    EXPECT_EQ(session.Positions().length, 0);
+}
+
+}  // namespace
