@@ -24,10 +24,11 @@
 // One thread at a time. After _init(true) the matcher's calls wait while somebody holds
 // qzStressECGLib_mutex() and then go on without it: holding it delays the calls that begin meanwhile, but one
 // that is under way is not waited for. So it orders threads that take turns; it does not protect a template
-// that is read while _match runs. Its holder must not call a function that waits for it: that would wait for
-// ever. _create and _destroy must not run while another thread is in any of these functions. The qzc_stress_
-// functions of api/qzStressTemplLibC.h keep each other out, and lend that lock to a host that reads while
-// another thread feeds.
+// that is read while _match runs. Its holder must call neither a function that waits for it nor any of the
+// qzc_stress_ functions, whose lock a waiting thread may hold: that would wait for ever. _create and _destroy
+// must not run while another thread is in any of these functions. The qzc_stress_ functions of
+// api/qzStressTemplLibC.h keep each other out, and lend that lock to a host that reads while another thread
+// feeds.
 #pragma once
 
 #include <cstddef>
