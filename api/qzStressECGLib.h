@@ -14,8 +14,9 @@
 // heart-rate functions.
 //
 // What is created lives until it is destroyed by call, also beyond the end of main: a thread that still feeds
-// frames then, or a mutex that is still held, does no harm. The many-lead heart rate alone has no destroy; it
-// goes with the library, so that no frame may be fed to it once main has returned.
+// frames then, or a mutex that is still held, does no harm. The many-lead heart rate alone has no destroy: it
+// goes when the library is unloaded and is then not set up. No other thread may feed it once main has
+// returned.
 //
 // Every count of samples either starts again within seconds or has 64 bits, but for the one since the last
 // beat: it stops at 2^31 - 1 samples (24 days at 1000 Hz), and the interval that ends there is told as any of
