@@ -53,8 +53,8 @@ public:
 
     /// fs in samples per second, chn leads, uVpb in microvolts per unit, bMutex whether to use the mutex,
     /// winMs the correlation window in milliseconds. Releases what there was and builds the leads anew,
-    /// without a template. A negative chn, and a window that does not fit into 16 bits of samples, fail as an
-    /// allocation (std::bad_alloc). After a failure there are no leads.
+    /// without a template. A negative chn, and a window whose samples wrap at 16 bits to a negative number,
+    /// fail as an allocation (std::bad_alloc). After a failure there are no leads.
     void Create(short fs, short chn, double uVpb, bool bMutex, short winMs);
     /// Back to the state of a fresh object: what it still holds is released, without waiting for the mutex.
     /// Returns 0.
