@@ -19,6 +19,7 @@ foreach(header
         api/qzDfs.h
         api/qzFilterBanksC.h
         api/qzFilters.h
+        api/qzSessionC.h
         api/qzStressECGLib.h
         api/qzStressTemplLibC.h
         api/qzStressTemplLibVersion.h)
