@@ -35,6 +35,7 @@ __attribute__((swift_bridge("Swift.Array")))
 @end
 
 @interface NSString : NSObject
+- (instancetype)initWithUTF8String:(const char *)text;
 @end
 
 NS_ASSUME_NONNULL_END
