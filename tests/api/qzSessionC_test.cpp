@@ -25,7 +25,7 @@ Recording Beats(unsigned seed) {
 
 qzs_options Options() {
     qzs_options options;
-    EXPECT_TRUE(qzs_options_init(&options, sizeof options));
+    qzs_options_init(&options, sizeof options);
     options.fs = kFs;
     options.leads = kLeads;
     return options;
@@ -60,11 +60,10 @@ bool Fetch(qzs_session* session, Log& log) {
     if (!qzs_next_event(session, &event)) return false;
     log.insert(log.end(), {event.kind + 0.0, event.seconds});
     float values[3 * kLeads];
-    EXPECT_FALSE(qzs_event_values(session, values, values, values, kLeads + 1));
+    EXPECT_FALSE(qzs_event_values(session, values, nullptr, nullptr, kLeads + 1));
     EXPECT_EQ(qzs_event_values(session, values, values + kLeads, values + 2 * kLeads, kLeads),
               event.kind == QZS_BEAT);
-    if (event.lead < 0) log.push_back(event.kind == QZS_LEARNED ? event.again : event.bpm);
-    if (event.lead >= 0) log.push_back(event.lead);
+    log.push_back(event.lead >= 0 ? event.lead : event.kind == QZS_LEARNED ? event.again : event.bpm);
     if (event.kind == QZS_LEAD_OFF) log.push_back(event.void_from_seconds);
     if (event.kind == QZS_BEAT) log.insert(log.end(), values, values + 3 * kLeads);
     return true;
@@ -97,17 +96,12 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
         EXPECT_EQ(qzs_push(sessions[k], recordings[k].Frame(0), 5), 0U);
         while (Fetch(sessions[k], logs[k])) continue;
         EXPECT_TRUE(Same(logs[k], witness.log)) << logs[k].size() << " " << witness.log.size();
-        Log rows;
-        for (const auto& row : session.Template()) rows.insert(rows.end(), row.begin(), row.end());
+        const std::vector<float> row = session.Template()[1];
         std::vector<float> uv(qzs_template(sessions[k], nullptr, 0));
         qzs_template(sessions[k], uv.data(), uv.size() - 1);
-        EXPECT_EQ(uv[uv.size() / 2], 0) << "no room";
+        EXPECT_EQ(uv[row.size()], 0) << "no room";
         qzs_template(sessions[k], uv.data(), uv.size());
-        EXPECT_EQ(Log(uv.begin(), uv.end()), rows);
-        qzs_positions positions = {};
-        EXPECT_TRUE(qzs_get_positions(sessions[k], &positions));
-        EXPECT_EQ(positions.r, session.Positions().r);
-        EXPECT_EQ(qzs_delay_ms(sessions[k]), session.DelayMs());
+        EXPECT_TRUE(std::equal(row.rbegin(), row.rend(), uv.rbegin()));
         qzs_free(sessions[k]);
     }
 }
@@ -129,8 +123,7 @@ TEST(qzSessionC, TakesOverTheBeatOfAnotherSession) {
     }
     EXPECT_EQ(rows[0].size(), static_cast<std::size_t>(kLeads * beats[0].length));
     EXPECT_EQ(rows[1], rows[0]);
-    EXPECT_TRUE(beats[1].posQ == beats[0].posQ && beats[1].posJ == beats[0].posJ && beats[1].confident);
-    EXPECT_EQ(beats[1].usable, 3U);
+    EXPECT_TRUE(beats[1].posQ == beats[0].posQ && beats[1].posJ == beats[0].posJ && beats[1].usable == 3);
     --options.beat_count;
     EXPECT_EQ(qzs_create(&options), nullptr);
 }
@@ -151,15 +144,15 @@ TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
     for (qzs_session* session : {static_cast<qzs_session*>(nullptr), qzs_create(&options)}) {
         const bool bThere = session != nullptr;
         qzs_event event;
-        EXPECT_EQ(qzs_push(session, nullptr, 5), 0U);
-        EXPECT_FALSE(qzs_next_event(session, nullptr) || qzs_next_event(session, &event));
-        EXPECT_FALSE(qzs_event_values(session, nullptr, nullptr, nullptr, kLeads));
-        EXPECT_FALSE(qzs_get_positions(session, nullptr) || qzs_template(session, nullptr, 9) != 0);
-        EXPECT_TRUE(qzs_learned_beat(session, nullptr, nullptr, 0) == 0 &&
-                    bThere == (qzs_delay_ms(session) > 0));
+        EXPECT_FALSE(qzs_push(session, nullptr, 5) > 0 || qzs_next_event(session, nullptr) ||
+                     qzs_next_event(session, &event) ||
+                     qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
+                     qzs_get_positions(session, nullptr) || qzs_template(session, nullptr, 9) > 0 ||
+                     qzs_learned_beat(session, nullptr, nullptr, 0) > 0);
         qzs_finish(session);
         EXPECT_EQ(qzs_next_event(session, &event), bThere);
         EXPECT_EQ(qzs_event_text(session, text, sizeof text) > 0, bThere);
+        EXPECT_EQ(qzs_delay_ms(session) > 0, bThere);
         qzs_free(session);
     }
 }
