@@ -31,7 +31,7 @@ LeadWatch::LeadWatch(int fs, std::size_t chn, double uVpb)
     : m_fs(fs),
       m_flatUnits(kFlatUv / uVpb),
       m_window(static_cast<std::size_t>(fs / kWindowsPerSecond) * chn),
-      m_jumpChange(kJumpUv / uVpb * (fs / kWindowsPerSecond)),
+      m_jumpChange(kJumpUv / uVpb * static_cast<double>(m_window / chn)),
       m_ring(kRingWindows * m_window),
       m_leads(chn) {
     for (Lead& lead : m_leads) {
