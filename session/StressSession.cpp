@@ -398,7 +398,9 @@ void StressSession::Finish() noexcept {
 
 std::vector<std::vector<float>> StressSession::Template() const { return m_impl->Follower().BeatUv(); }
 
-BeatPositionsMs StressSession::Positions() const { return m_impl->Follower().Positions(); }
+BeatPositionsMs StressSession::Positions() const {
+    return m_impl->Follower().HasBeat() ? m_impl->Follower().Positions() : BeatPositionsMs{};
+}
 
 double StressSession::DelayMs() const { return m_impl->DelayMs(); }
 

@@ -228,7 +228,7 @@ TEST(StressSession, RefusesOptionsAndSaysWhereThereIsNothingToLearn) {
     EXPECT_EQ(session.Frames(), 2000);
     EXPECT_NE(witness.notLearned.find("not enough beats"), std::string::npos);
     EXPECT_TRUE(session.Template().empty());
-    EXPECT_EQ(session.Positions().length, 0);
+    EXPECT_EQ(session.Positions().q, 0);
 }
 
 }  // namespace
