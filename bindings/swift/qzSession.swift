@@ -8,27 +8,25 @@ import OCqz
 
 /// What a `qzSession` tells. Seconds count from the first frame, filter delays taken off.
 public struct qzSessionEvent {
-    public enum Kind: Int32 {
-        /// An interval between two beats has ended: `bpm`, NaN where it is no rate to be shown.
-        case interval = 1
-        /// A beat has been folded into the averaged one: `level`, `slope` and `j`; `seconds` of its R.
-        case beat = 2
-        /// The signal of a lead is a line, as that of a loose electrode: `voidFromSeconds`.
-        case leadOff = 3
-        /// The line has ended.
-        case leadOn = 4
-        /// The level of a lead jumps.
-        case disturbed = 5
-        /// It has not done so for a second; `seconds` of the last of it.
-        case calm = 6
-        /// An averaged beat is there: matching begins with the signal at `seconds`.
-        case learned = 7
-        /// There will be no ST values: `text` says why.
-        case notLearned = 8
-    }
+    /// What the event is; pass over those that are not among these.
+    public let kind: Int
+    /// An interval between two beats has ended: `bpm`, NaN where it is no rate to be shown.
+    public static let interval = 1
+    /// A beat has been folded into the averaged one: `level`, `slope` and `j`; `seconds` of its R.
+    public static let beat = 2
+    /// The signal of a lead is a line, as that of a loose electrode: `voidFromSeconds`.
+    public static let leadOff = 3
+    /// The line has ended.
+    public static let leadOn = 4
+    /// The level of a lead jumps.
+    public static let disturbed = 5
+    /// It has not done so for a second; `seconds` of the last of it.
+    public static let calm = 6
+    /// An averaged beat is there: matching begins with the signal at `seconds`.
+    public static let learned = 7
+    /// There will be no ST values: `text` says why.
+    public static let notLearned = 8
 
-    /// Nil for a kind that a later library has.
-    public let kind: Kind?
     /// Of the four kinds about a lead; else -1.
     public let lead: Int
     public let seconds: Double
@@ -49,7 +47,7 @@ public struct qzSessionEvent {
     public let text: String?
 
     fileprivate init(_ event: OCqzSessionEvent) {
-        kind = Kind(rawValue: event.kind)
+        kind = Int(event.kind)
         lead = Int(event.lead)
         seconds = event.seconds
         bpm = event.bpm
@@ -67,7 +65,7 @@ public struct qzSessionEvent {
 ///
 ///     let session = qzSession(fs: 500, chn: 12, uVpb: 2.5)!
 ///     session.push(data: frames)
-///     while let event = session.nextEvent() { if event.kind == .beat { show(event.level) } }
+///     while let event = session.nextEvent() { if event.kind == qzSessionEvent.beat { show(event.level) } }
 ///
 /// Frames have one 16-bit sample per lead, in lead order. Every object is a session of its own: as many as wanted,
 /// each for one thread at a time.
@@ -98,9 +96,9 @@ public final class qzSession: NSObject {
 
     // MARK: Signal
 
-    /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken. Returns how
-    /// many frames it took: fewer than there are when 256 events wait to be fetched first, and at least one where none
-    /// wait. 0 after `finish`.
+    /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken. Returns
+    /// how many frames it took: fewer than there are when 256 events wait to be fetched first, and at least one where
+    /// none wait. 0 after `finish`.
     @discardableResult
     public func push(data: [Int16]) -> Int { session.push(data) }
 

@@ -7,10 +7,10 @@ import qzStressTemplLib
 var beats = 0
 var latestBpm = 0.0  // of the intervals that are shown as a rate
 
-@MainActor func takeEvents(_ session: qzSession) {
+func takeEvents(_ session: qzSession) {
     while let event = session.nextEvent() {
-        if event.kind == .interval, event.bpm > 0 { latestBpm = event.bpm }
-        guard event.kind == .beat else { continue }
+        if event.kind == qzSessionEvent.interval, event.bpm > 0 { latestBpm = event.bpm }
+        guard event.kind == qzSessionEvent.beat else { continue }
         beats += 1
         if beats % linesEvery != 0 { continue }
         let values = [event.bpm, latestBpm] + (event.level + event.slope).map { Double($0) }

@@ -34,6 +34,7 @@ __attribute__((swift_bridge("Swift.Array")))
 - (void)replaceObjectAtIndex:(NSUInteger)index withObject:(id)object;
 @end
 
+__attribute__((swift_bridge("Swift.String")))
 @interface NSString : NSObject
 - (instancetype)initWithUTF8String:(const char *)text;
 @end
