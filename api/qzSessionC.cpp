@@ -16,6 +16,7 @@
 namespace {
 
 constexpr std::size_t kMostWaiting = 256;  // events
+constexpr std::size_t kUsableBits = 64;    // of qzs_beat; no session has more leads
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 struct WaitingEvent {
@@ -111,7 +112,7 @@ qz::LearnedBeat HandedIn(const qzs_options& options, std::size_t leads) {
     for (std::size_t lead = 0; lead < leads; ++lead) {
         const std::int16_t* const row = options.beat_rows + lead * length;
         beat.rows.emplace_back(row, row + length);
-        beat.usable.push_back(lead < 64 && (from.usable >> lead & 1) != 0);
+        beat.usable.push_back(lead < kUsableBits && (from.usable >> lead & 1) != 0);
     }
     return beat;
 }
@@ -162,7 +163,7 @@ struct qzs_session {
     std::size_t leads;
     EventQueue events;
     qz::StressSession session;
-    bool bFinished = false;
+    bool finished = false;
 };
 
 bool qzs_options_init(qzs_options* options, std::size_t size) {
@@ -192,7 +193,7 @@ qzs_session* qzs_create(const qzs_options* options) {
 void qzs_free(qzs_session* session) { delete session; }
 
 std::size_t qzs_push(qzs_session* session, const std::int16_t* frames, std::size_t count) {
-    if (session == nullptr || frames == nullptr || session->bFinished) return 0;
+    if (session == nullptr || frames == nullptr || session->finished) return 0;
     std::size_t taken = 0;
     for (; taken < count && !session->events.IsFull(); ++taken)
         session->session.Push(frames + taken * session->leads, 1);
@@ -201,7 +202,7 @@ std::size_t qzs_push(qzs_session* session, const std::int16_t* frames, std::size
 
 void qzs_finish(qzs_session* session) {
     if (session == nullptr) return;
-    session->bFinished = true;
+    session->finished = true;
     session->session.Finish();
 }
 
