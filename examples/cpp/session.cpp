@@ -15,7 +15,7 @@ public:
     }
     void OnBeat(const qz::BeatEvent& beat) override {
         if (++m_beats % kLinesEvery != 0) return;
-        std::printf("%.0f %.9g %.9g", beat.seconds * kFs, beat.bpm, m_latestBpm);
+        std::printf("%.0f %.9g %.9g", beat.seconds * int{kFs}, beat.bpm, m_latestBpm);
         for (const float uV : beat.levelUv) std::printf(" %.9g", static_cast<double>(uV));
         for (const float uVPerMs : beat.slopeUvPerMs) std::printf(" %.9g", static_cast<double>(uVPerMs));
         std::printf("\n");

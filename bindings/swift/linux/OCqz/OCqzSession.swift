@@ -22,7 +22,8 @@ public final class OCqzSessionEvent {
         voidFromSeconds = event.void_from_seconds
         again = event.again
         var values = [[Float]](repeating: [Float](repeating: 0, count: leads), count: 3)
-        let isBeat = qzs_event_values(session, &values[0], nil, nil, leads)
+        let isBeat =
+            qzs_event_values(session, &values[0], nil, nil, leads)
             && qzs_event_values(session, nil, &values[1], nil, leads)
             && qzs_event_values(session, nil, nil, &values[2], leads)
         level = isBeat ? values[0] : nil
