@@ -1,5 +1,6 @@
 #include "api/qzFilterBanksC.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -29,7 +30,8 @@ qzc_filter_bank* qzc_highpass_create(std::int16_t fs, std::int16_t chn, double c
 }
 
 qzc_filter_bank* qzc_notch_create(std::int16_t fs, std::int16_t chn, double centre_hz, double q) {
-    return centre_hz > 0 && q > 0 ? Create<CMultiChannelNotch>(fs, chn, centre_hz, q) : nullptr;
+    return centre_hz > 0 && q > 0 && std::isfinite(q) ? Create<CMultiChannelNotch>(fs, chn, centre_hz, q)
+                                                      : nullptr;
 }
 
 bool qzc_filter_bank_filter(qzc_filter_bank* bank, std::int16_t* frame, std::size_t count) {

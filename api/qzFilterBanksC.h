@@ -36,7 +36,7 @@ typedef struct qzc_filter_bank qzc_filter_bank;
 QZ_API qzc_filter_bank* qzc_highpass_create(int16_t fs, int16_t chn, double corner_hz);
 /* Notch of second order: takes out centre_hz; -3 dB lies centre_hz / (2 q) on either side. After a step it
  * rings at centre_hz for about q / centre_hz seconds. Mains: q = 10. Null as above, and for a centre or a q
- * that is not above 0. */
+ * that is not above 0 or not finite. */
 QZ_API qzc_filter_bank* qzc_notch_create(int16_t fs, int16_t chn, double centre_hz, double q);
 /* Filters one frame of one sample per lead in place. Results are truncated toward zero and wrap at 16 bits.
  * False, and nothing changes, for a null bank, a null frame and a count that is not that of the leads. */

@@ -35,17 +35,17 @@ static ReleasedByCall<CrtRRdetect> g_RRdetect;               // detector of the 
 static ReleasedByCall<std::vector<CLowpassFilter2>> g_lpST;  // ST level smoothers, one per lead
 static ReleasedByCall<std::vector<CLowpassFilter2>> g_lpSTslope;  // ST slope smoothers, one per lead
 
-// The many-lead path is there from the start and goes when the library is unloaded: made at its first use, so
-// that a host may set it up in a constructor of a static object. Process-wide like the others, though named
-// as members: the names are fixed.
-static CMultirtRRdetect& MultiDetector() {
-    static CMultirtRRdetect m_mRRdetect;  // rate 0: not set up
-    return m_mRRdetect;
-}
-static CZatMidRR& MultiAverage() {
-    static CZatMidRR m_mMidRR(kAveragedBeats);
-    return m_mMidRR;
-}
+// The many-lead path. Process-wide like the others, though named as members: the names are fixed.
+static ReleasedByCall<CMultirtRRdetect> m_mRRdetect;  // empty: not set up
+static ReleasedByCall<CZatMidRR> m_mMidRR;            // RR average; there from the first setting up on
+
+/// Releases the many-lead path when the library is unloaded: what calls it later finds it not set up.
+static const struct Unload {
+    ~Unload() {
+        m_mRRdetect.Release();
+        m_mMidRR.Release();
+    }
+} g_unload;
 
 static void Destroy() {
     g_hr.Release();
@@ -153,14 +153,14 @@ short qzStressECGLib_MeanRRms(short s1, short s2, short s3) {
 }
 
 void qzStressECGLib_InitMultiMeanRRms(short fs, short chn, short acFreq, double uVpb) {
-    MultiAverage();  // made here, where memory may run out, and not with the first beat
-    MultiDetector().Init(fs, chn, acFreq, uVpb);
+    m_mRRdetect.Release();
+    if (!m_mMidRR) m_mMidRR.Create(kAveragedBeats);
+    m_mRRdetect.Create(fs, chn, acFreq, uVpb);
 }
 
 short qzStressECGLib_MultiMeanRRms(short* frame) {
-    CMultirtRRdetect& detector = MultiDetector();
-    if (detector.SamplingRate() < 1) return kNoBeat;
-    return SteadyRRms(detector.QRSdetect(frame), detector.SamplingRate(), MultiAverage());
+    if (qzStressECGLib_MultiLeads() < 0) return kNoBeat;
+    return SteadyRRms(m_mRRdetect->QRSdetect(frame), m_mRRdetect->SamplingRate(), *m_mMidRR);
 }
 
 short qzStressECGLib_MultiMeanHR(short* frame) {
@@ -169,5 +169,6 @@ short qzStressECGLib_MultiMeanHR(short* frame) {
 }
 
 short qzStressECGLib_MultiLeads() {
-    return MultiDetector().SamplingRate() < 1 ? kNothing : static_cast<short>(MultiDetector().Channels());
+    return m_mRRdetect && m_mRRdetect->SamplingRate() > 0 ? static_cast<short>(m_mRRdetect->Channels())
+                                                          : kNothing;
 }

@@ -14,8 +14,9 @@
 // heart-rate functions.
 //
 // What is created lives until it is destroyed by call, also beyond the end of main: a thread that still feeds
-// frames then, or a mutex that is still held, does no harm. The many-lead heart rate alone has no destroy; it
-// goes with the library, so that no frame may be fed to it once main has returned.
+// frames then, or a mutex that is still held, does no harm. The many-lead heart rate alone has no destroy: it
+// goes when the library is unloaded and is then not set up. No other thread may feed it once main has
+// returned.
 //
 // Every count of samples either starts again within seconds or has 64 bits, but for the one since the last
 // beat: it stops at 2^31 - 1 samples (24 days at 1000 Hz), and the interval that ends there is told as any of
@@ -24,10 +25,11 @@
 // One thread at a time. After _init(true) the matcher's calls wait while somebody holds
 // qzStressECGLib_mutex() and then go on without it: holding it delays the calls that begin meanwhile, but one
 // that is under way is not waited for. So it orders threads that take turns; it does not protect a template
-// that is read while _match runs. Its holder must not call a function that waits for it: that would wait for
-// ever. _create and _destroy must not run while another thread is in any of these functions. The qzc_stress_
-// functions of api/qzStressTemplLibC.h keep each other out, and lend that lock to a host that reads while
-// another thread feeds.
+// that is read while _match runs. Its holder must call neither a function that waits for it nor any of the
+// qzc_stress_ functions, whose lock a waiting thread may hold: that would wait for ever. _create and _destroy
+// must not run while another thread is in any of these functions. The qzc_stress_ functions of
+// api/qzStressTemplLibC.h keep each other out, and lend that lock to a host that reads while another thread
+// feeds.
 #pragma once
 
 #include <cstddef>

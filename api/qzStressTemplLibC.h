@@ -83,7 +83,7 @@ QZ_API bool qzc_stress_st_results(int16_t rr_ms, qzc_st_result* results, size_t 
 
 /* RR interval in ms on a beat; 0 for one of 2000 ms or more; -1 otherwise. */
 QZ_API int16_t qzc_stress_mean_rr_ms(int16_t s1, int16_t s2, int16_t s3);
-/* False where it cannot be built: the two functions below then answer -1. */
+/* False where it cannot be built: the three functions below then answer -1. */
 QZ_API bool qzc_multi_init(int16_t fs, int16_t chn, int16_t ac_freq, double uVpb);
 /* The leads that it was set up for; -1 while it is not. */
 QZ_API int16_t qzc_multi_leads(void);

@@ -26,7 +26,7 @@ struct DirectForm1 {
     /// The output for x; the delay line stays as it is until Shift.
     double Output(double x) const {
 #if defined(__clang__)
-#pragma clang fp contract(off)
+#pragma clang fp contract(off) reassociate(off)
 #endif
         return b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2;
     }

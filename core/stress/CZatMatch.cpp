@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 
 #include "core/Arithmetic.h"
 
@@ -92,6 +93,7 @@ short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ
     if (templ == nullptr || !m_pTempl || std::find(templ, templ + m_chn, nullptr) != templ + m_chn)
         return nullptr;
 
+    const bool mixed = MixesLeads(templ);
     len = std::max(len, short{0});
     int R = posR > 0 && posR < len ? posR : (posQ + posJ) / 2;
     R = FindQrsMaximum(templ, len, R, posQ, posJ);
@@ -111,9 +113,16 @@ short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ
     m_postJms = postJms;
     m_templLen = len;
     try {
-        for (std::size_t c = 0; c < Leads(); ++c)
-            m_pTempl[c] = m_pTemplRxy[c]->InitTempl(templ[c] + start, m_templLen, m_posR, m_posQ, m_posJ,
-                                                    m_postJms, m_zeroWidth, m_jOffset);
+        std::vector<short> copies;
+        if (mixed)
+            for (std::size_t c = 0; c < Leads(); ++c)
+                copies.insert(copies.end(), templ[c] + start, templ[c] + start + len);
+        for (std::size_t c = 0; c < Leads(); ++c) {
+            const short* beat =
+                copies.empty() ? templ[c] + start : copies.data() + c * static_cast<std::size_t>(len);
+            m_pTempl[c] = m_pTemplRxy[c]->InitTempl(beat, m_templLen, m_posR, m_posQ, m_posJ, m_postJms,
+                                                    m_zeroWidth, m_jOffset);
+        }
     } catch (...) {
         // Leads of different lengths would be no template: none has one then.
         m_templLen = 0;
@@ -127,6 +136,18 @@ short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ
     m_peakPos = 0;
     m_waitLen = m_templLen - m_posR - (m_chn > 0 ? m_pTemplRxy[0]->WindowLength() / 2 : 0);
     return m_pTempl.get();
+}
+
+/// True if a row of `templ` is the present template of another lead, which overwrites or frees it when it
+/// takes its own row.
+bool CZatMatch::MixesLeads(const short* const* templ) const {
+    const std::less<const short*> before;
+    for (std::size_t c = 0; c < Leads(); ++c)
+        for (std::size_t other = 0; other < Leads(); ++other)
+            if (other != c && !before(templ[c], m_pTempl[other]) &&
+                before(templ[c], m_pTempl[other] + m_templLen))
+                return true;
+    return false;
 }
 
 /// The index of the highest sample from Q up to J, the first of equals. The place found in one lead is where

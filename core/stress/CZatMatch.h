@@ -53,8 +53,8 @@ public:
 
     /// fs in samples per second, chn leads, uVpb in microvolts per unit, bMutex whether to use the mutex,
     /// winMs the correlation window in milliseconds. Releases what there was and builds the leads anew,
-    /// without a template. A negative chn, and a window that does not fit into 16 bits of samples, fail as an
-    /// allocation (std::bad_alloc). After a failure there are no leads.
+    /// without a template. A negative chn, and a window whose samples wrap at 16 bits to a negative number,
+    /// fail as an allocation (std::bad_alloc). After a failure there are no leads.
     void Create(short fs, short chn, double uVpb, bool bMutex, short winMs);
     /// Back to the state of a fresh object: what it still holds is released, without waiting for the mutex.
     /// Returns 0.
@@ -70,8 +70,9 @@ public:
     ///   Q      moved 12 ms earlier: there the zero level is measured
     /// len, posR, posQ and posJ are written back as kept. Returns the template array: one pointer per lead,
     /// each to len samples, owned here; the array lives until Create or Delete, the samples until an
-    /// InitTempl with another length. A null templ or lead: null, and nothing changes. A negative len counts
-    /// as 0. Where memory runs out (std::bad_alloc) there is no template afterwards.
+    /// InitTempl with another length. templ may be made of its rows, in any order. A null templ or lead:
+    /// null, and nothing changes. A negative len counts as 0. Where memory runs out (std::bad_alloc) there is
+    /// no template afterwards.
     /// Deliberate: a peak that is running goes on; its beat is folded into the new template.
     short** InitTempl(short** templ, short& len, short& posR, short& posQ, short& posJ, short postJms);
     /// The template array, null before Create; without the lock.
@@ -135,6 +136,7 @@ private:
     void Release();
     std::size_t Leads() const { return static_cast<std::size_t>(m_chn); }
     CZatTemplRxy* Lead(short ch) const;
+    bool MixesLeads(const short* const* templ) const;
     int FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const;
     int FindSteepestUpstroke(const short* const* templ, int len, int posMax, int posQ) const;
     Vote CountMatches() const;

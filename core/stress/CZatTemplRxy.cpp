@@ -34,7 +34,6 @@ short CZatTemplRxy::Create(short fs, double uVpb, short winMs) {
 short CZatTemplRxy::Init() {
     Delete();
     DeleteTempl();
-    m_STuv0 = m_JuV0 = 0;
     m_fs = 0;
     m_posR = m_posQ = m_posJ = 0;
     m_postJms = kDefaultPostJms;
@@ -57,7 +56,7 @@ void CZatTemplRxy::Delete() {
 void CZatTemplRxy::DeleteTempl() {
     m_templLen = 0;
     m_ringPos = 0;
-    m_zero = 0;
+    m_STuv0 = m_JuV0 = m_zero = 0;
     m_templ.clear();
     m_meas.clear();
     m_ring.clear();

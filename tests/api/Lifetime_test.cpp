@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <new>
@@ -58,6 +59,7 @@ struct Early {
         qzc_dfs_create(kLeads, 1.0);
     }
     ~Early() {
+        if (qzc_multi_leads() != -1) std::abort();  // the many-lead path alone is gone by now, and says so
         if (feeding) std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
     static std::atomic<bool> feeding;  // a thread still feeds frames

@@ -6,9 +6,10 @@ compiler=$1
 root=$2
 compile() { "$compiler" -std=c++17 -I "$root" -S -o - "$@"; }
 
-for option in -ffast-math -Ofast -ffinite-math-only; do
-    if compile $option "$root/core/filters/CLowpassFilter2.cpp" >/dev/null 2>&1; then
-        echo "compiled with $option" >&2
+plain=$(compile -O2 "$root/core/filters/CLowpassFilter2.cpp")
+for option in -ffast-math -Ofast -ffinite-math-only -funsafe-math-optimizations -fsingle-precision-constant; do
+    if other=$(compile -O2 $option "$root/core/filters/CLowpassFilter2.cpp" 2>/dev/null) && [ "$other" != "$plain" ]; then
+        echo "other code with $option" >&2
         exit 1
     fi
 done

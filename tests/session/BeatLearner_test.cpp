@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "host/SimulatedTest.h"
+#include "host/simulate/SimulatedTest.h"
 #include "session/internal/SignalConditioner.h"
 
 using namespace qz;

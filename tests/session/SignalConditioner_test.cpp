@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/FrameSource.h"
+#include "host/record/FrameSource.h"
 #include "tests/support/Signals.h"
 
 using namespace qz;

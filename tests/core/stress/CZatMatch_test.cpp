@@ -62,6 +62,21 @@ TEST(CZatMatch, CutsTheTemplateTo800MsAroundTheFiducialPoint) {
     }
 }
 
+TEST(CZatMatch, TakesRowsOfItsOwnTemplateInAnyOrder) {
+    for (const short length : {short{400}, short{250}}) {  // the second one needs other buffers
+        Matcher engine(500, 2);
+        TemplateRows rows(2, 400);
+        rows[0][150] = 100;
+        rows[1][150] = 70;
+        engine.Teach(rows, 0, 100, 200);
+        short* swapped[] = {engine.Templ()[1], engine.Templ()[0]};
+        short len = length, r = 0, q = 100, j = 200;
+        engine.InitTempl(swapped, len, r, q, j, 60);
+        EXPECT_EQ(engine.Templ()[0][150], 70) << length;
+        EXPECT_EQ(engine.Templ()[1][150], 100) << length;
+    }
+}
+
 TEST(CZatMatch, SearchesTheFiducialPointAcrossTheLeadsInOrder) {
     using Points = std::vector<std::pair<std::size_t, short>>;
     const struct {
