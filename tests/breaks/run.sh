@@ -48,16 +48,20 @@ first_failure() {
 }
 
 [ $# -gt 0 ] || set -- "$breaks"/*.patch
-set -- "${@##*/}"
-set -- "${@%.patch}"
-for kind in core session; do
-    for name; do
-        choose_programs "$breaks/$name.patch"
-    done
+declare -A needed
+for name; do
+    choose_programs "$breaks/$(basename "$name" .patch).patch"
+    for program in "${programs[@]}"; do needed[$program]=1; done
 done
+programs=("${!needed[@]}")
+build || { tail -20 "$tree/log" >&2; exit 1; }
+failure=$(first_failure)
+[ -z "$failure" ] || { echo "$failure fails without a break" >&2; exit 1; }
+
 caught=0 faulty=()
 for name; do
     name=$(basename "$name" .patch)
+    choose_programs "$breaks/$name.patch"
     if ! patch -s -p1 --no-backup-if-mismatch -r - -d "$tree" <"$breaks/$name.patch" >"$tree/log" 2>&1; then
         echo "$name: does not apply" >&2
         faulty+=("$name")

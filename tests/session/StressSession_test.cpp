@@ -277,6 +277,18 @@ TEST(StressSession, LearnsAgain30SecondsAfterTheLastMatchAndThenEverLater) {
     }
 }
 
+TEST(StressSession, FollowsABeatThatWasHandedInFromTheStartOn) {
+    SessionOptions options = OptionsFor(2);
+    options.beat = WitnessOf(Beats(2, 5), options).learned;
+    options.beat->record = "another";
+    const Witness witness = WitnessOf(Beats(2, 6), options);
+    EXPECT_EQ(witness.learned.record, "another");
+    ASSERT_GT(witness.beats.size(), 40U);
+    EXPECT_LT(witness.beats.front().seconds, 5);
+    options.leads.resize(1);
+    EXPECT_NE(StressSession::Refusal(options).find("has 2 leads, not 1"), std::string::npos);
+}
+
 TEST(StressSession, TakesABeatThatWasHandedInWhoseQrsLasts40To200Ms) {
     SessionOptions options = OptionsFor(1);
     for (const auto& [qrs, bFits] : {std::pair{9, false}, {10, true}, {50, true}, {51, false}}) {
