@@ -14,7 +14,7 @@
 #include "api/qzStressECGLib.h"
 #include "bench/LiteralCorrelator.h"
 #include "core/stress/CZatTemplRxy.h"
-#include "host/SimulatedTest.h"
+#include "host/simulate/SimulatedTest.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "host/HostError.h"
+#include "host/support/HostError.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/Text.h"
+#include "host/support/Text.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <limits>
 
-#include "host/Text.h"
 #include "host/report/TrendPlot.h"
+#include "host/support/Text.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/ReportDrawing.h"
+#include "host/report/ReportDrawing.h"
 
 /// What all pages draw on. References are to the report's data.
 struct Findings {

@@ -2,9 +2,9 @@
 
 #include <sstream>
 
-#include "host/Text.h"
 #include "host/report/Outputs.h"
 #include "host/report/Surface.h"
+#include "host/support/Text.h"
 
 namespace {
 

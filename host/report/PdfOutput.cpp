@@ -1,8 +1,8 @@
 #include <cairo-pdf.h>
 
-#include "host/Text.h"
 #include "host/report/Outputs.h"
 #include "host/report/Surface.h"
+#include "host/support/Text.h"
 
 void WritePdf(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings) {
     const Surface surface(cairo_pdf_surface_create_for_stream(AppendToStream, &out, MmToPoints(kPageWidthMm),

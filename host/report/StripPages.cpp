@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/Text.h"
 #include "host/report/Pages.h"
 #include "host/report/TrendPlot.h"
+#include "host/support/Text.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "host/Exercise.h"
 #include "host/report/Canvas.h"
+#include "host/results/Exercise.h"
 
 /// Ticks at the multiples of `step` from `from` to `to`, which are multiples themselves.
 struct ValueAxis {

@@ -1,6 +1,6 @@
 // The first byte says whether the options tell the scale (bit 0) and the rate (bit 1).
-#include "host/HostError.h"
-#include "host/OpenRecord.h"
+#include "host/record/OpenRecord.h"
+#include "host/support/HostError.h"
 #include "tests/fuzz/FuzzFile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

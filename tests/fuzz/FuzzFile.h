@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/FrameSource.h"
+#include "host/record/FrameSource.h"
 
 /// Where the files go: into memory where the machine has such a folder, as a disk would be too slow.
 class FuzzFolder {

@@ -1,6 +1,6 @@
 // A header, up to the first zero byte; the header of a segment "s", up to the second; the signal file "d".
-#include "host/HostError.h"
-#include "host/OpenRecord.h"
+#include "host/record/OpenRecord.h"
+#include "host/support/HostError.h"
 #include "tests/fuzz/FuzzFile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

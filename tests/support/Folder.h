@@ -12,8 +12,8 @@
 #include <set>
 #include <string>
 
-#include "host/HostError.h"
-#include "host/PendingFile.h"
+#include "host/support/HostError.h"
+#include "host/support/PendingFile.h"
 
 /// Empty at first, gone with the object. The process number keeps apart tests that run at the same time.
 class Folder {

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "host/FrameSource.h"
+#include "host/record/FrameSource.h"
 
 using Frames = std::vector<std::vector<int>>;  // [frame][lead]
 

@@ -1,0 +1,200 @@
+#include "host/analysis/StressAnalysis.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "host/support/HostError.h"
+#include "host/support/Text.h"
+
+namespace {
+
+constexpr double kMsPerSecond = 1000.0;
+
+qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& options) {
+    qz::SessionOptions session;
+    session.fs = source.fs;
+    session.uVpb = source.uVpb;
+    session.leads = source.leads;
+    session.conditioning = options.conditioner;
+    session.postJms = options.postJms;
+    session.relearn = options.relearn;
+    if (options.beat != nullptr) session.beat = *options.beat;
+    if (const std::string refusal = qz::StressSession::Refusal(session); !refusal.empty())
+        throw HostError(source.name, refusal);
+    return session;
+}
+
+}  // namespace
+
+StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options,
+                               std::vector<AnalysisObserver*> observers)
+    : m_source(source),
+      m_options(options),
+      m_observers(std::move(observers)),
+      m_session(OptionsFor(source.Info(), options), *this),
+      m_strips(source.Info(), options.stripSeconds),
+      m_fs(source.Info().fs),
+      m_chn(source.Info().leads.size()) {
+    m_result.farthest.resize(m_chn);
+    m_result.off.resize(m_chn);
+    m_result.disturbed.resize(m_chn);
+}
+
+StressResult StressAnalysis::Run() {
+    m_result.source = m_source.Info();
+    m_result.conditioning = m_session.Conditioning();
+    m_result.delayMs = m_session.DelayMs();
+    m_result.postJms = m_options.postJms;
+
+    std::vector<short> frame(m_chn);
+    while (!m_notLearned) {
+        m_result.interrupted = IsStopped();
+        if (m_result.interrupted || !m_source.Read(frame.data())) break;
+        m_strips.TakeRaw(frame.data());
+        for (AnalysisObserver* observer : m_observers) observer->OnFrame(frame.data());
+        m_session.Push(frame.data(), 1);
+    }
+    m_session.Finish();
+    if (m_notLearned)
+        throw HostError(m_source.Info().name, m_result.interrupted
+                                                  ? "interrupted before an averaged beat was learned"
+                                                  : *m_notLearned);
+    Finish();
+    return std::move(m_result);
+}
+
+bool StressAnalysis::IsStopped() const {
+    return std::any_of(m_observers.begin(), m_observers.end(),
+                       [](AnalysisObserver* observer) { return observer->Stop(); });
+}
+
+void StressAnalysis::OnConditioned(const short* uV, double seconds) {
+    m_strips.TakeClean(uV, m_framesShown++);
+    for (AnalysisObserver* observer : m_observers) observer->OnConditioned(uV, seconds);
+}
+
+void StressAnalysis::OnInterval(const qz::IntervalEvent& interval) {
+    m_result.beatsFound.push_back(interval.seconds);
+    if (std::isnan(interval.bpm)) return;
+    m_result.rates.push_back({interval.seconds, interval.bpm});
+    for (AnalysisObserver* observer : m_observers) observer->OnRate(m_result.rates.back());
+}
+
+void StressAnalysis::OnBeat(const qz::BeatEvent& beat) {
+    STReading reading{beat.seconds, beat.bpm, beat.levelUv, beat.slopeUvPerMs};
+    KeepFarthest(reading);
+    m_result.beats.push_back(std::move(reading));
+    for (AnalysisObserver* observer : m_observers) observer->OnBeat(m_result.beats.back());
+}
+
+void StressAnalysis::OnLead(const qz::LeadEvent& event) {
+    using Kind = qz::LeadEvent::Kind;
+    std::vector<Span>& off = m_result.off[event.lead];
+    std::vector<Span>& disturbed = m_result.disturbed[event.lead];
+    switch (event.kind) {
+        case Kind::Off: off.push_back({event.seconds, std::numeric_limits<double>::infinity()}); break;
+        case Kind::On: off.back().toSeconds = event.seconds; break;
+        case Kind::Disturbed: disturbed.push_back({event.seconds, event.seconds}); return;
+        case Kind::Calm: disturbed.back().toSeconds = event.seconds; return;
+    }
+    for (AnalysisObserver* observer : m_observers)
+        observer->OnLead(event.lead, event.kind == Kind::Off, event.seconds);
+    for (auto beat = m_result.beats.rbegin(); beat != m_result.beats.rend(); ++beat) {
+        if (beat->seconds < event.voidFromSeconds) break;
+        beat->levelUv[event.lead] = beat->slopeUvPerMs[event.lead] = std::numeric_limits<float>::quiet_NaN();
+    }
+}
+
+void StressAnalysis::OnLearned(const LearnedBeat& beat, double fromSeconds, bool again) {
+    if (again) {
+        m_result.relearnedSeconds.push_back(fromSeconds);
+        return;
+    }
+    m_result.learned = beat;
+    m_result.positions = m_session.Positions();
+    m_result.firstBeatUv = m_session.Template();
+    if (m_options.beat != nullptr) return;
+    m_result.learned.record = m_source.Info().name;
+    if (!beat.confident)
+        m_result.warnings.push_back("the averaged beat is learned from " + std::to_string(beat.beatsUsed) +
+                                    " beats with a likeness of " +
+                                    std::to_string(beat.likeness).substr(0, 4) + "; ST values may be off");
+}
+
+void StressAnalysis::OnNotLearned(const std::string& why) { m_notLearned = why; }
+
+void StressAnalysis::KeepFarthest(const STReading& reading) {
+    if (m_firstLevelsUv.empty()) {
+        if (m_result.beats.empty() || reading.seconds <= m_result.beats.front().seconds + kFirstSeconds)
+            return;
+        m_firstLevelsUv = FirstMedians(m_result, &STReading::levelUv);
+    }
+    std::vector<std::vector<float>> beats;
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        FarthestBeat& farthest = m_result.farthest[lead];
+        const double changeUv = reading.levelUv[lead] - m_firstLevelsUv[lead];
+        if (!(std::abs(changeUv) > std::abs(farthest.changeUv))) continue;
+        if (beats.empty()) beats = BeatsAtFirstPositions();
+        farthest = {changeUv, reading.seconds, beats[lead]};
+    }
+}
+
+// A beat learned later may be of another length: it is put where its J is that of the first.
+std::vector<std::vector<float>> StressAnalysis::BeatsAtFirstPositions() const {
+    std::vector<std::vector<float>> beats = m_session.Template();
+    const long shift = std::lround((m_session.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        const std::vector<float> row = std::exchange(beats[lead], {});
+        for (long i = 0; i < static_cast<long>(m_result.firstBeatUv[lead].size()); ++i)
+            beats[lead].push_back(
+                row[static_cast<std::size_t>(std::clamp(i + shift, 0L, static_cast<long>(row.size()) - 1))]);
+    }
+    return beats;
+}
+
+void StressAnalysis::WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans) {
+    std::string text;
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        if (spans[lead].empty()) continue;
+        text += (text.empty() ? "" : ", ") + m_result.source.leads[lead] + " (from " +
+                Clock(spans[lead].front().fromSeconds) + " min:s on";
+        if (spans[lead].size() > 1) text += ", " + std::to_string(spans[lead].size()) + " times";
+        text += ")";
+    }
+    if (!text.empty())
+        m_result.warnings.push_back(what + ": " + text + "; no ST of these leads until " +
+                                    std::to_string(qz::kBeatsToTrust) + " beats after");
+}
+
+void StressAnalysis::Finish() {
+    m_result.seconds = static_cast<double>(m_session.Frames()) / m_fs;
+    m_result.strips = m_strips.Finish();
+    m_result.latestBeatUv = BeatsAtFirstPositions();
+    // Of readings that were taken back, and of a larger change within the first half minute, there is no
+    // beat.
+    const std::vector<LeadSummary> leads = SummarizeLeads(m_result);
+    for (std::size_t lead = 0; lead < leads.size(); ++lead)
+        if (m_result.farthest[lead].seconds != leads[lead].seconds) m_result.farthest[lead] = {};
+    for (std::vector<Span>& spans : m_result.off)
+        if (!spans.empty()) spans.back().toSeconds = std::min(spans.back().toSeconds, m_result.seconds);
+    if (m_result.interrupted)
+        m_result.warnings.push_back("interrupted after " + Clock(m_result.seconds) +
+                                    " min:s: the rest of the recording is not analysed");
+    else if (const std::size_t missing = m_options.stripSeconds.size() - m_result.strips.size(); missing > 0)
+        m_result.warnings.push_back(std::to_string(missing) +
+                                    (missing == 1 ? " strip begins" : " strips begin") +
+                                    " after the end of the recording");
+    WarnOfBadLeads("off", m_result.off);
+    WarnOfBadLeads("disturbed by jumps of the baseline", m_result.disturbed);
+    if (m_chn == 1)
+        m_result.warnings.emplace_back("one lead only: without a second one noise cannot be told from beats");
+    for (std::string& warning : m_source.Warnings()) m_result.warnings.push_back(std::move(warning));
+    if (m_result.beats.empty())
+        m_result.warnings.emplace_back("no beat matched the averaged one: there are no ST values");
+    else if (2 * m_result.beats.size() < m_result.beatsFound.size())
+        m_result.warnings.push_back("only " + std::to_string(m_result.beats.size()) + " of " +
+                                    std::to_string(m_result.beatsFound.size()) +
+                                    " heart-rate intervals have a beat that matched; ST values may be off");
+}

@@ -1,0 +1,252 @@
+#include "host/cli/Commands.h"
+
+#include <unistd.h>
+
+#include <cmath>
+#include <filesystem>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "host/analysis/BeatMarker.h"
+#include "host/analysis/Exporter.h"
+#include "host/analysis/Monitor.h"
+#include "host/report/Report.h"
+#include "host/report/ReportDrawing.h"
+#include "host/results/Evaluate.h"
+#include "host/results/ResultFiles.h"
+#include "host/results/Truth.h"
+#include "host/simulate/SimulatedTest.h"
+#include "host/support/HostError.h"
+#include "host/support/Interrupt.h"
+#include "host/support/PendingFile.h"
+#include "host/support/Progress.h"
+#include "host/support/Text.h"
+
+namespace {
+
+constexpr double kTemplateSeconds = 60;  // of another record are looked at for its beat
+constexpr double kStripMarginSeconds = 5;
+
+// Ends the analysis when the user asks for it.
+class InterruptWatch : public AnalysisObserver {
+public:
+    bool Stop() override { return Interrupt::IsAsked(); }
+
+private:
+    Interrupt m_interrupt;
+};
+
+// The first seconds of a source.
+class Beginning : public FrameSource {
+public:
+    Beginning(FrameSource& source, double seconds)
+        : m_source(source), m_framesLeft(std::llround(seconds * source.Info().fs)) {}
+    const SourceInfo& Info() const override { return m_source.Info(); }
+    bool Read(short* frame) override { return m_framesLeft-- > 0 && m_source.Read(frame); }
+    std::vector<std::string> Warnings() const override { return m_source.Warnings(); }
+
+private:
+    FrameSource& m_source;
+    long long m_framesLeft;
+};
+
+// The files of an analysis. All are opened before it begins, so that a name that cannot be written is told at
+// once, and get their names together, when all of them are complete.
+class Outputs {
+public:
+    Outputs(const AnalyzeOptions& options, const SourceInfo& info) : m_options(options) {
+        if (!options.report.empty()) CheckReportName(options.report);
+        if (!options.exported.empty()) m_exporter.emplace(options.exported, info, options.doubled);
+        if (!options.annotations.empty()) m_marker.emplace(info);
+        const std::pair<std::optional<PendingFile>*, const std::string*> files[] = {
+            {&m_annotations, &options.annotations},
+            {&m_csv, &options.csv},
+            {&m_report, &options.report},
+            {&m_json, &options.json}};
+        for (const auto& [file, path] : files)
+            if (!path->empty()) file->emplace(*path);
+    }
+
+    void Observe(std::vector<AnalysisObserver*>& observers) {
+        if (m_exporter) observers.push_back(&*m_exporter);
+        if (m_marker) observers.push_back(&*m_marker);
+    }
+
+    void Write(const StressResult& result, const ExerciseSummary& exercise) {
+        if (m_annotations)
+            WriteAnnotations(*m_annotations, m_marker->Annotations(result.source.AnnotationHz()));
+        if (m_csv) WriteTrendsCsv(*m_csv, result, m_options.csvEverySeconds);
+        if (m_report) WriteReport(*m_report, {result, exercise});
+        if (m_json) WriteResultJson(*m_json, result, exercise);
+        std::vector<PendingFile*> files;
+        if (m_exporter) files = m_exporter->Finish();
+        for (auto* file : {&m_annotations, &m_csv, &m_report, &m_json})
+            if (*file) files.push_back(&**file);
+        PendingFile::CommitAll(files);
+    }
+
+private:
+    const AnalyzeOptions& m_options;
+    std::optional<Exporter> m_exporter;
+    std::optional<BeatMarker> m_marker;
+    std::optional<PendingFile> m_annotations, m_csv, m_report, m_json;
+};
+
+// From the leads of the same names.
+StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options) {
+    const SourceInfo& info = source.Info();
+    if (info.fs != fs)
+        throw HostError(info.name, "a beat at " + std::to_string(fs) + " Hz is expected, not at " +
+                                       std::to_string(info.fs) + " Hz");
+    Beginning beginning(source, kTemplateSeconds);
+    StressOptions learning = options;
+    learning.stripSeconds.clear();
+    InterruptWatch interrupt;
+    return StressAnalysis(beginning, learning, {&interrupt}).Run();
+}
+
+// At the start, the middle and the end of the work, and the end of a recording whose length is known; without
+// stages that tell of work, at a third and two thirds.
+std::vector<double> DefaultStrips(const SourceInfo& info, const std::vector<Stage>& stages) {
+    const double seconds = static_cast<double>(info.frames) / info.fs;
+    if (seconds < 4 * kStripMarginSeconds) return {0};
+    const double last = seconds - kStripMarginSeconds;
+    const std::optional<Span> work = FindWork(stages, seconds);
+    if (work && work->fromSeconds > kStripMarginSeconds && work->toSeconds < last)
+        return {kStripMarginSeconds, (work->fromSeconds + work->toSeconds) / 2,
+                work->toSeconds - kStripMarginSeconds, last};
+    return {kStripMarginSeconds, seconds / 3, seconds * 2 / 3, last};
+}
+
+void PrintWarnings(const StressResult& result) {
+    for (const std::string& warning : result.warnings)
+        std::cerr << "qzstress: " << OneLine(result.source.name + ": " + warning) << "\n";
+}
+
+Truth TruthOf(const SimulatedTest& test, int postJms) {
+    return {[&test](double seconds) { return test.TrueHeartRate(seconds); },
+            [&test, postJms](int lead, double seconds) { return test.TrueSTuV(lead, seconds, postJms); },
+            [&test, postJms](int lead, double seconds) { return test.TrueSTslope(lead, seconds, postJms); }};
+}
+
+}  // namespace
+
+bool Analyze(AnalyzeOptions options) {
+    const SimulatedTest* simulated = nullptr;
+    std::unique_ptr<FrameSource> source;
+    if (options.record.empty()) {
+        auto test = std::make_unique<SimulatedTest>();
+        simulated = test.get();
+        source = std::move(test);
+        if (options.exercise.stages.empty()) options.exercise.stages = simulated->Stages();
+    } else {
+        source = OpenRecord(options.record, options.reading);
+    }
+    const SourceInfo& info = source->Info();
+    std::vector<std::string> warnings;
+    if (!options.protocol.empty()) {
+        const double start = options.exerciseStartSeconds;
+        const double seconds =
+            options.exercise.exerciseSeconds.value_or(std::numeric_limits<double>::infinity());
+        options.exercise.stages = ProtocolStages(options.protocol, start, start + seconds);
+    }
+    if (options.analysis.stripSeconds.empty() && !options.report.empty())
+        options.analysis.stripSeconds = DefaultStrips(info, options.exercise.stages);
+
+    InterruptWatch interrupt;
+    Outputs outputs(options, info);
+    PendingFile::Spare(source->Files());
+    PendingFile::Spare({options.stagesFile});
+    std::optional<LearnedBeat> beat;
+    if (!options.templateFrom.empty()) {
+        RecordOptions reading = options.reading;
+        reading.leads = info.leads;
+        const std::unique_ptr<FrameSource> other = OpenRecord(options.templateFrom, reading);
+        PendingFile::Spare(other->Files());
+        StressResult learned = LearnFrom(*other, info.fs, options.analysis);
+        for (const std::string& warning : learned.warnings)
+            warnings.push_back(learned.source.name + ": " + warning);
+        options.analysis.beat = &beat.emplace(std::move(learned.learned));
+    }
+
+    AnalysisProgress progress(info, !options.quiet && options.realtime == 0);
+    std::vector<AnalysisObserver*> observers{&interrupt, &progress};
+    std::optional<Monitor> monitor;
+    if (options.realtime > 0)
+        observers.push_back(&monitor.emplace(std::cout, info, options.realtime, isatty(STDOUT_FILENO) == 1));
+    outputs.Observe(observers);
+
+    StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
+    if (!result.interrupted)
+        for (std::string& warning : CheckExercise(options.exercise, result.seconds))
+            warnings.push_back(std::move(warning));
+    result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
+    const ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
+    PrintWarnings(result);
+    outputs.Write(result, exercise);
+    if (!options.quiet) {
+        PrintReport(std::cout, result, exercise);
+        if (simulated != nullptr) {
+            std::cout << "\nDistance from the truth of the simulation\n";
+            PrintAccuracy(std::cout, info.leads,
+                          CompareWithTruth(result, TruthOf(*simulated, options.analysis.postJms)));
+        }
+        if (!options.report.empty()) std::cout << "\nReport: " << OneLine(options.report) << "\n";
+    }
+    return !result.interrupted;
+}
+
+void PrintInfo(const std::string& record, const RecordOptions& reading) {
+    const std::unique_ptr<FrameSource> source = OpenRecord(record, reading);
+    const SourceInfo& info = source->Info();
+    std::cout << info.name << ": " << info.leads.size() << " leads, " << info.fs << " Hz";
+    if (info.frames > 0) std::cout << ", " << Clock(static_cast<double>(info.frames) / info.fs) << " min:s";
+    if (!info.started.empty()) std::cout << ", from " << info.started;
+    std::cout << "\nread as " << info.uVpb << " uV per unit\nleads:";
+    for (const std::string& lead : info.leads) std::cout << ' ' << lead;
+    std::cout << "\n";
+    for (const std::string& line : source->Describe()) std::cout << OneLine(line) << "\n";
+    for (const std::string& line : info.remarks) std::cout << "remark: " << line << "\n";
+    for (const std::string& line : source->Warnings()) std::cout << "warning: " << OneLine(line) << "\n";
+}
+
+void RunEvaluate(const EvaluateOptions& options) {
+    const std::unique_ptr<FrameSource> source = OpenRecord(options.record, options.reading);
+    const SourceInfo& info = source->Info();
+    Reference reference;
+    std::optional<RecordedTruth> truth;
+    if (std::filesystem::path(options.reference).extension() == ".json") {
+        truth = ReadTruth(options.reference);
+        if (truth->postJms != options.analysis.postJms)
+            throw HostError(options.reference, "holds ST " + std::to_string(truth->postJms) +
+                                                   " ms after J + 6 ms; --post-j " +
+                                                   std::to_string(truth->postJms) + " is expected");
+        reference = truth->ReferenceFor(info);
+    } else {
+        const std::vector<Annotation> marks = ReadAnnotations(options.reference);
+        reference = ReferenceFrom(marks, StepsPerSecond(marks, info.AnnotationHz()));
+        if (reference.beatSeconds.empty())
+            throw HostError(options.reference, "holds no beats to compare with");
+    }
+    InterruptWatch interrupt;
+    std::optional<PendingFile> json;
+    if (!options.json.empty()) json.emplace(options.json);
+    PendingFile::Spare(source->Files());
+    PendingFile::Spare({options.reference});
+    AnalysisProgress progress(info, !options.quiet);
+    BeatMarker marker(info);
+    const StressResult result =
+        StressAnalysis(*source, options.analysis, {&interrupt, &progress, &marker}).Run();
+    if (result.interrupted) throw HostError(options.record, "interrupted; nothing is scored");
+    PrintWarnings(result);
+    const Evaluation evaluation =
+        Evaluate(result, marker.Annotations(info.fs), reference, options.skipSeconds);
+    if (json) {
+        WriteEvaluationJson(*json, evaluation);
+        json->Commit();
+    }
+    if (!options.quiet) PrintEvaluation(std::cout, evaluation);
+}

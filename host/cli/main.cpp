@@ -1,0 +1,333 @@
+// qzstress: analyses recorded or simulated exercise tests.
+//
+// Exit codes: 0 done; 1 a recording cannot be analysed, one line on stderr naming it; 2 wrong usage; 3 some
+// records of a batch failed, the others are done; 130 interrupted, with results up to there.
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/cli/Batch.h"
+#include "host/cli/Commands.h"
+#include "host/simulate/Simulate.h"
+#include "host/support/HostError.h"
+#include "host/support/Interrupt.h"
+
+namespace {
+
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+constexpr int kExitSomeFailed = 3;
+constexpr int kExitInterrupted = 130;
+
+const std::map<std::string, SimulatedProtocol> kSimulatedProtocols{{"steps", SimulatedProtocol::Steps},
+                                                                   {"bruce", SimulatedProtocol::Bruce},
+                                                                   {"bicycle", SimulatedProtocol::Bicycle},
+                                                                   {"ramp", SimulatedProtocol::Ramp}};
+constexpr double kSlowest = 0.01, kFastest = 1000;  // times the pace of the patient
+
+// Refuses what is no finite number or not allowed, and says what was expected.
+template <typename Allowed>
+CLI::Validator Expect(const std::string& words, Allowed allowed) {
+    return {[words, allowed](const std::string& text) {
+                double value = 0;
+                const bool bRight =
+                    CLI::detail::lexical_cast(text, value) && std::isfinite(value) && allowed(value);
+                return bRight ? std::string() : words + " is expected, not \"" + text + "\"";
+            },
+            ""};
+}
+// An unset variable of a script is told, and not taken for an option that was left out.
+const CLI::Validator kNamed{
+    [](const std::string& name) { return std::string(name.empty() ? "a name is expected" : ""); }, ""};
+const CLI::Validator kPositive = Expect("a number above 0", [](double value) { return value > 0; });
+const CLI::Validator kNotNegative = Expect("a number of 0 or more", [](double value) { return value >= 0; });
+
+// One word, "I,II,V5": the words after it are not its own.
+template <typename Value>
+CLI::Option* AddList(CLI::App& command, const char* name, std::vector<Value>& values, const char* text) {
+    return command.add_option(name, values, text)->delimiter(',')->allow_extra_args(false);
+}
+
+CLI::Option* AddFile(CLI::App& command, const char* name, std::string& path, const char* text) {
+    return command.add_option(name, path, text)->check(kNamed)->type_name("FILE");
+}
+
+void AddReading(CLI::App& command, RecordOptions& options) {
+    AddList(command, "--leads", options.leads, "Leads to use, in this order, as I,II,V5");
+    command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(kPositive);
+    command.add_option("--uv-per-bit", options.uVpb, "Microvolts per unit of CSV columns without a unit")
+        ->check(kPositive);
+}
+
+void AddAnalysis(CLI::App& command, StressOptions& options) {
+    command.add_option("--mains", options.conditioner.mainsHz, "Mains frequency in Hz, 0 for none")
+        ->check(CLI::IsMember({0, 50, 60}))
+        ->capture_default_str();
+    command
+        .add_option("--lowpass", options.conditioner.lowpassHz, "Cutoff of the low-pass in Hz, 0 for none")
+        ->check(kNotNegative)
+        ->capture_default_str();
+    command.add_option("--smooth", options.conditioner.smooth, "Strength of the smoother, 0 for none")
+        ->check(CLI::IsMember({0, 1, 2}))
+        ->capture_default_str();
+    command.add_option("--post-j", options.postJms, "ST is measured this many ms after J + 6 ms")
+        ->check(CLI::Range(10, 200))
+        ->capture_default_str();
+    command.add_flag("--relearn", options.relearn, "Learn a new averaged beat where none matches for long");
+}
+
+// LEAD:START:SECONDS
+SimulatedLeadOff ParseLeadOff(const std::string& text) {
+    SimulatedLeadOff off;
+    std::istringstream parts(text);
+    char colon = 0;
+    if (!std::getline(parts, off.lead, ':') || !(parts >> off.startSeconds >> colon >> off.seconds) ||
+        colon != ':' || !parts.eof())
+        throw CLI::ValidationError("--lead-off", "LEAD:START:SECONDS is expected, not \"" + text + "\"");
+    return off;
+}
+
+class Program {
+public:
+    Program() {
+        m_app.require_subcommand(1);
+        m_app.set_version_flag("--version", "qzstress " QZSTRESS_VERSION);
+        m_app.set_help_all_flag("--help-all", "Help of every subcommand");
+        AddAnalyze();
+        AddSimulate();
+        AddInfo();
+        AddEvaluate();
+        AddBatch();
+    }
+
+    /// Parses the command line and does what it asks for; the exit code.
+    int Run(int argc, char** argv) {
+        try {
+            m_app.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            if (error.get_exit_code() == 0) return m_app.exit(error);  // --help
+            std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
+            return kExitUsage;
+        }
+        std::cout.flush();
+        if (!std::cout) throw HostError("stdout", "the report could not be written");
+        return m_exitCode;
+    }
+
+private:
+    void AddAnalyze() {
+        CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
+        AddFile(command, "RECORD", m_analyze.record,
+                "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+        AddReading(command, m_analyze.reading);
+        AddAnalysis(command, m_analyze.analysis);
+        AddFile(command, "--template-from", m_analyze.templateFrom,
+                "Recording to learn the first averaged beat from");
+        CLI::Option* csv = AddFile(command, "--csv", m_analyze.csv, "Write the trends as CSV");
+        command
+            .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")
+            ->check(kNotNegative)
+            ->needs(csv)
+            ->capture_default_str();
+        AddFile(command, "--json", m_analyze.json, "Write everything as JSON");
+        AddFile(command, "--wfdb-ann", m_analyze.annotations, "Write the beats as WFDB annotations");
+        CLI::Option* exported = AddFile(command, "--export", m_analyze.exported,
+                                        "Write the cleaned signal: .edf, .csv, or else WFDB");
+        command.add_flag("--double", m_analyze.doubled, "Double the rate of the exported signal")
+            ->needs(exported);
+        CLI::Option* report =
+            AddFile(command, "--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
+        AddList(command, "--strips", m_analyze.analysis.stripSeconds,
+                "Seconds at which the report shows strips, as 10,300,600")
+            ->check(kNotNegative)
+            ->needs(report);
+        command.add_option("--angina", m_analyze.exercise.angina, "0 none, 1 not limiting, 2 limiting")
+            ->check(CLI::Range(0, 2));
+        command
+            .add_option("--exercise-seconds", m_analyze.exercise.exerciseSeconds,
+                        "Exercise time, instead of what the stages tell; ends a protocol")
+            ->check(kNotNegative);
+        auto* stages = AddFile(command, "--stages", m_analyze.stagesFile,
+                               "File of stages: start, watts and name a line");
+        CLI::Option* protocol =
+            command
+                .add_option("--protocol", m_analyze.protocol, "Named stages instead: bruce, bicycle or ramp")
+                ->check(CLI::IsMember(ProtocolNames()))
+                ->excludes(stages);
+        command
+            .add_option("--exercise-start", m_analyze.exerciseStartSeconds,
+                        "Second at which the protocol starts")
+            ->check(kNotNegative)
+            ->needs(protocol);
+        command
+            .add_option("--realtime", m_realtime,
+                        "Play at so many times the pace of the patient, 0.01 to 1000")
+            ->expected(0, 1)
+            ->default_str("1")
+            ->check(kNamed);
+        command.add_flag("--quiet", m_analyze.quiet, "No report on stdout, no progress bar");
+        command.footer(
+            "Examples:\n"
+            "  qzstress analyze --report report.html           the simulated test, with its report\n"
+            "  qzstress analyze rec/s1 --mains 60 --csv s1.csv\n"
+            "  qzstress analyze test.edf --stages stages.txt --angina 1 --report test.pdf\n"
+            "  qzstress analyze test.csv --fs 500 --realtime 4");
+        command.callback([this, &command] {
+            TakeRealtime();
+            for (const char* name : {"--leads", "--fs", "--uv-per-bit"})
+                if (m_analyze.record.empty() && command.count(name) > 0)
+                    throw CLI::ValidationError(name, "a RECORD is expected with it");
+            if (!m_analyze.stagesFile.empty()) m_analyze.exercise.stages = ReadStages(m_analyze.stagesFile);
+            if (!Analyze(m_analyze)) m_exitCode = kExitInterrupted;
+        });
+    }
+
+    // The word after --realtime is the speed, or already the record.
+    void TakeRealtime() {
+        if (m_realtime.empty()) return;
+        if (!CLI::detail::lexical_cast(m_realtime, m_analyze.realtime)) {
+            if (!m_analyze.record.empty())
+                throw CLI::ValidationError("--realtime", "a speed is expected, not \"" + m_realtime + "\"");
+            m_analyze.record = m_realtime;
+            m_analyze.realtime = 1;
+        }
+        if (!(m_analyze.realtime >= kSlowest && m_analyze.realtime <= kFastest))
+            throw CLI::ValidationError("--realtime",
+                                       "a speed of 0.01 to 1000 is expected, not " + m_realtime);
+    }
+
+    void AddInfo() {
+        CLI::App& command = *m_app.add_subcommand("info", "What a recording holds");
+        AddFile(command, "RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
+        AddReading(command, m_infoReading);
+        command.callback([this] { PrintInfo(m_info, m_infoReading); });
+    }
+
+    void AddEvaluate() {
+        CLI::App& command = *m_app.add_subcommand("evaluate", "Score the answers against a reference");
+        AddFile(command, "RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
+        AddFile(command, "--ann", m_evaluate.reference, "WFDB annotations, or the truth.json of a simulation")
+            ->required();
+        command
+            .add_option("--skip", m_evaluate.skipSeconds, "Seconds at the start that do not count; EC57: 300")
+            ->check(kNotNegative)
+            ->capture_default_str();
+        AddFile(command, "--json", m_evaluate.json, "Write the scores as JSON");
+        command.add_flag("--quiet", m_evaluate.quiet, "No table on stdout, no progress bar");
+        AddReading(command, m_evaluate.reading);
+        AddAnalysis(command, m_evaluate.analysis);
+        command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --mains 60 --skip 300");
+        command.callback([this] { RunEvaluate(m_evaluate); });
+    }
+
+    void AddBatch() {
+        CLI::App& command = *m_app.add_subcommand("batch", "Analyse many records, one process per core");
+        command.add_option("INPUT", m_batch.input, "Folder with records, or a list of them")
+            ->required()
+            ->check(CLI::ExistingPath);
+        AddFile(command, "--out", m_batch.outFolder, "Folder for the results")->required();
+        command.add_option("--jobs", m_batch.jobs, "Processes at once, 0 for one per core")
+            ->check(CLI::Range(0, 1024))
+            ->capture_default_str();
+        command
+            .add_option("--timeout", m_batch.timeoutSeconds,
+                        "Seconds after which a record is given up, 0 for never")
+            ->check(kNotNegative)
+            ->capture_default_str();
+        command.add_flag("--quiet", m_batch.quiet, "No progress bar");
+        command.add_option("ANALYZE_OPTION", m_batch.analyzeArguments,
+                           "After --: handed on to every analyze");
+        command.footer(
+            "Example:\n"
+            "  qzstress batch records --out results -- --mains 60 --relearn");
+        command.callback([this] {
+            RefuseOutputs(m_batch.analyzeArguments);
+            if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
+            if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;
+        });
+    }
+
+    // All records would write to the same file.
+    static void RefuseOutputs(const std::vector<std::string>& arguments) {
+        for (const std::string& argument : arguments)
+            for (const char* output : {"--csv", "--json", "--wfdb-ann", "--export", "--report"})
+                if (argument.substr(0, argument.find('=')) == output)
+                    throw CLI::ValidationError(output, "names one file, and a batch has many records");
+    }
+
+    void AddSimulate() {
+        CLI::App& command =
+            *m_app.add_subcommand("simulate", "Write a simulated exercise test with its truth");
+        AddFile(command, "OUT", m_simulateOut, "File to write: .edf, .csv, or else WFDB")->required();
+        command.add_option("--protocol", m_simulatedProtocol, "Course of the test")
+            ->check(CLI::IsMember(kSimulatedProtocols))
+            ->capture_default_str();
+        const auto number = [&](const char* name, double& value, const char* text) {
+            command.add_option(name, value, text)->check(kNotNegative)->capture_default_str();
+        };
+        number("--seconds", m_simulate.seconds, "Length of the test");
+        AddList(command, "--leads", m_simulate.leads, "Leads, as I,II,V5; all twelve where not given");
+        command.add_option("--fs", m_simulate.fs, "Samples per second")->capture_default_str();
+        number("--uv-per-bit", m_simulate.uVpb, "Microvolts per unit");
+        command.add_option("--seed", m_simulate.seed, "Another seed gives other beats and noise")
+            ->capture_default_str();
+        number("--mains", m_simulate.mainsHz, "Mains frequency, Hz");
+        number("--mains-uv", m_simulate.mainsUv, "Mains noise, peak uV");
+        number("--muscle-uv", m_simulate.muscleUv, "Muscle noise at peak exercise, rms uV");
+        number("--wander-uv", m_simulate.wanderUv, "Baseline wander at peak exercise, rms uV");
+        number("--motion-uv", m_simulate.motionUv, "Jumps of the baseline at peak exercise, rms uV");
+        number("--st-uv", m_simulate.stDepressionUv, "ST depression in V5 at peak exercise, uV");
+        number("--ectopy", m_simulate.ectopySeconds, "Mean seconds between ectopic beats, 0 for none");
+        command.add_option("--lead-off", m_leadOff, "LEAD:START:SECONDS, a lead that is flat for a while")
+            ->allow_extra_args(false);
+        command.footer(
+            "Beside OUT are written its beats (.atr) and its truth (.truth.json). Examples:\n"
+            "  qzstress simulate sim --protocol bicycle --seed 7\n"
+            "  qzstress evaluate sim --ann sim.truth.json");
+        command.callback([this] {
+            m_simulate.protocol = kSimulatedProtocols.at(m_simulatedProtocol);
+            for (const std::string& text : m_leadOff) m_simulate.leadOff.push_back(ParseLeadOff(text));
+            try {
+                for (const std::string& warning : Simulate(m_simulateOut, m_simulate))
+                    std::cerr << "qzstress: " << OneLine(warning) << "\n";
+            } catch (const std::invalid_argument& error) {
+                throw CLI::ValidationError("simulate", error.what());
+            }
+        });
+    }
+
+    CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};
+    AnalyzeOptions m_analyze;
+    std::string m_realtime;  // as given, "1" where no speed is
+    std::string m_info;
+    RecordOptions m_infoReading;
+    EvaluateOptions m_evaluate;
+    BatchOptions m_batch;
+    std::string m_simulateOut;
+    std::string m_simulatedProtocol = "steps";
+    SimulatedTestOptions m_simulate;
+    std::vector<std::string> m_leadOff;
+    int m_exitCode = 0;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // A reader that closes its pipe is told by the stream, so that no unfinished file is left behind.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is told as a full disk is
+    try {
+        return Program().Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
+        return Interrupt::IsAsked() ? kExitInterrupted : kExitFailed;
+    }
+}

@@ -1,0 +1,34 @@
+// Calibration: what the readers of recordings have in common: rates, units and the one scale of all leads.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/record/FrameSource.h"
+
+/// The rate as a whole number of Hz. Throws HostError, naming the file, for rates the analysis is not made
+/// for.
+int CheckedFs(double fs, const std::string& path);
+
+/// Microvolts in one physical unit ("mV"); 0 where the unit is not a voltage.
+double MicrovoltsPer(std::string_view unit);
+
+/// Microvolts per unit: the finest of 1, 2, 5, 10, 20 and 50 at which every one of these levels fits into 16
+/// bits, else the coarsest.
+int FinestScale(const std::vector<double>& extremesUv);
+
+/// `text` in quotes, cut to what is worth showing of it.
+std::string Quote(std::string_view text);
+
+/// The levels of one lead as samples on the common scale: rounded, halves away from zero, held at 16 bits.
+class SampleScaler {
+public:
+    explicit SampleScaler(double uVpb) : m_uVpb(uVpb) {}
+    short operator()(double uV);
+    long long Clipped() const { return m_clipped; }
+
+private:
+    double m_uVpb;
+    long long m_clipped = 0;  // samples beyond 16 bits
+};

@@ -1,0 +1,217 @@
+#include "host/record/CsvRecord.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+
+#include "host/support/HostError.h"
+#include "host/support/InputFile.h"
+#include "host/support/Text.h"
+
+namespace {
+
+constexpr std::size_t kLongestLine = 1 << 16;  // bytes
+constexpr std::size_t kMostColumns = 257;
+constexpr double kRateTolerance = 1e-3;  // of the rate that the times tell, to the next whole number
+
+std::string_view Trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(" \"\r");
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(" \"\r") + 1 - first);
+}
+
+/// Whether the whole of `text` is a number, which may have a plus; it is then in `value`.
+bool ParseNumber(std::string_view text, double& value) {
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && stop == text.data() + text.size() && std::isfinite(value);
+}
+
+/// The unit in brackets at the end of a name, which loses it; empty where there is none.
+std::string_view TakeUnit(std::string_view& name) {
+    const bool isRound = name.ends_with(')'), isSquare = name.ends_with(']');
+    const std::size_t open = name.rfind(isRound ? '(' : '[');
+    if ((!isRound && !isSquare) || open == std::string_view::npos) return {};
+    const std::string_view unit = Trimmed(name.substr(open + 1, name.size() - open - 2));
+    name = Trimmed(name.substr(0, open));
+    return unit;
+}
+
+/// Where `separator` first stands outside quotes; npos where it does not.
+std::size_t FindSeparator(std::string_view text, char separator) {
+    bool bQuoted = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '"') bQuoted = !bQuoted;
+        if (text[i] == separator && !bQuoted) return i;
+    }
+    return std::string_view::npos;
+}
+
+}  // namespace
+
+CsvRecord::CsvRecord(const std::string& path, const RecordOptions& options)
+    : m_path(path), m_file(InputFile(path).Stream()), m_buffer(kLongestLine + 2, '\0') {
+    m_info.name = OneLine(std::filesystem::path(path).stem().string());
+    ReadHeader(options);
+    const std::streampos firstFrame = m_file.tellg();
+    Survey(options);
+    m_scalers.assign(m_info.leads.size(), SampleScaler(m_info.uVpb));
+    m_file.clear();
+    m_file.seekg(firstFrame);
+    m_lineNumber = 1;
+}
+
+void CsvRecord::Fail(const std::string& message) const {
+    throw HostError(m_path, "line " + std::to_string(m_lineNumber) + ": " + message);
+}
+
+/// False at the end of the file.
+bool CsvRecord::ReadLine() {
+    m_file.getline(m_buffer.data(), static_cast<std::streamsize>(m_buffer.size()));
+    auto length = static_cast<std::size_t>(m_file.gcount());
+    ++m_lineNumber;
+    if (m_file.bad()) Fail("cannot be read");
+    if (m_file.fail() && length == 0) return false;
+    if (m_file.fail()) Fail("expected a line of at most " + std::to_string(kLongestLine) + " bytes");
+    if (!m_file.eof()) --length;  // the line feed is counted and not kept
+    m_line = std::string_view(m_buffer.data(), length);
+    return true;
+}
+
+bool CsvRecord::TakeTimeColumn(const std::string& name, std::string_view unit) {
+    const std::string kind = name.substr(0, name.find_first_of(" _"));
+    const bool isTime = EqualIgnoringCase(kind, "time") || EqualIgnoringCase(kind, "seconds");
+    if (!isTime && !EqualIgnoringCase(kind, "sample")) return false;
+    const bool isMilliseconds = unit == "ms" || name.ends_with("_ms");
+    if (isTime) m_secondsPerTime = isMilliseconds ? 1e-3 : 1.0;
+    return true;
+}
+
+void CsvRecord::ReadHeader(const RecordOptions& options) {
+    if (!ReadLine()) Fail("expected a header line with the names of the leads, found the end");
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (m_line.starts_with(kByteOrderMark)) m_line.remove_prefix(kByteOrderMark.size());
+    for (const char separator : {',', ';', '\t'})
+        if (FindSeparator(m_line, separator) != std::string_view::npos) m_separator = separator;
+    bool bUnits = false, bNames = false;
+    std::string_view rest = m_line;
+    while (true) {
+        const std::size_t end = FindSeparator(rest, m_separator);
+        std::string_view name = Trimmed(rest.substr(0, end));
+        const std::string_view unit = TakeUnit(name);
+        // An apostrophe that CsvField put in front of a formula.
+        if (name.size() > 1 && name[0] == '\'' && kFormulaStarts.find(name[1]) != std::string_view::npos)
+            name.remove_prefix(1);
+        const std::string lead = OneLine(std::string(name));
+        double number = 0;
+        bNames |= !lead.empty() && !ParseNumber(lead, number);
+        if (m_columns.empty() && TakeTimeColumn(lead, unit)) {
+            m_columns.push_back({false, 0});
+        } else {
+            const double uvPerUnit = unit.empty() ? options.uVpb : MicrovoltsPer(unit);
+            if (lead.empty())
+                Fail("column " + std::to_string(m_columns.size() + 1) +
+                     ": expected the name of a lead, found none");
+            if (uvPerUnit == 0)
+                Fail("column " + Quote(lead) +
+                     (unit.empty() ? ": expected a unit, as in \"I (mV)\", or --uv-per-bit, found neither"
+                                   : ": expected a unit of voltage, found " + Quote(unit)));
+            bUnits |= !unit.empty();
+            m_columns.push_back({true, uvPerUnit});
+            m_info.leads.push_back(lead);
+        }
+        if (m_columns.size() > kMostColumns)
+            Fail("expected at most " + std::to_string(kMostColumns) + " columns, found more");
+        if (end == std::string_view::npos) break;
+        rest.remove_prefix(end + 1);
+    }
+    if (m_info.leads.empty()) Fail("expected a lead, found none");
+    if (!bNames) Fail("expected the names of the leads, found numbers: a header line has to be put above");
+    MakeUnique(m_info.leads);
+    m_info.uVpb = bUnits ? 0 : options.uVpb;
+    m_values.resize(m_columns.size());
+}
+
+/// Reads everything once.
+void CsvRecord::Survey(const RecordOptions& options) {
+    double lowestUv = std::numeric_limits<double>::max(), highestUv = std::numeric_limits<double>::lowest();
+    double lastTime = 0;
+    while (ReadValues()) {
+        lastTime = m_values.front() * m_secondsPerTime;
+        if (m_info.frames++ == 0) m_firstTime = lastTime;
+        for (std::size_t i = 0; i < m_columns.size(); ++i) {
+            if (!m_columns[i].isLead) continue;
+            const double uV = m_values[i] * m_columns[i].uvPerUnit;
+            lowestUv = std::min(lowestUv, uV);
+            highestUv = std::max(highestUv, uV);
+        }
+    }
+    if (m_info.frames == 0)
+        throw HostError(m_path, "expected a line of samples after the header, found none");
+    if (m_info.uVpb == 0) m_info.uVpb = FinestScale({lowestUv, highestUv});
+    double fs = options.fs;
+    if (fs == 0 && m_secondsPerTime > 0 && lastTime > m_firstTime) {
+        fs = static_cast<double>(m_info.frames - 1) / (lastTime - m_firstTime);
+        if (std::abs(fs - std::round(fs)) < kRateTolerance * fs) fs = std::round(fs);
+    }
+    if (fs == 0) throw HostError(m_path, "expected --fs or a first column of rising times, found neither");
+    m_info.fs = CheckedFs(fs, m_path);
+}
+
+/// The next line that is not empty; false at the end.
+bool CsvRecord::ReadValues() {
+    do {
+        if (!ReadLine()) return false;
+    } while (Trimmed(m_line).empty());
+    std::string_view rest = m_line;
+    for (std::size_t i = 0; i < m_values.size(); ++i) {
+        const std::size_t end = rest.find(m_separator);
+        if ((end == std::string_view::npos) != (i + 1 == m_values.size()))
+            Fail("expected " + std::to_string(m_values.size()) + " columns as in the header, found " +
+                 std::to_string(std::count(m_line.begin(), m_line.end(), m_separator) + 1));
+        const std::string_view field = Trimmed(rest.substr(0, end));
+        if (!ParseNumber(field, m_values[i]))
+            Fail("column " + std::to_string(i + 1) + ": expected a number, found " + Quote(field));
+        if (end != std::string_view::npos) rest.remove_prefix(end + 1);
+    }
+    return true;
+}
+
+/// A gap in the times would pass unnoticed: frames are taken as if they followed each other at one rate.
+void CsvRecord::CheckTime() {
+    if (m_secondsPerTime == 0 || m_lineOutOfPace > 0) return;
+    const double seconds = m_values.front() * m_secondsPerTime - m_firstTime;
+    const double framesOff = seconds * m_info.fs - static_cast<double>(m_framesRead);
+    if (std::abs(framesOff) > 1) m_lineOutOfPace = m_lineNumber;
+}
+
+bool CsvRecord::Read(short* frame) {
+    if (m_framesRead == m_info.frames || !ReadValues()) return false;
+    CheckTime();
+    ++m_framesRead;
+    std::size_t lead = 0;
+    for (std::size_t i = 0; i < m_columns.size(); ++i) {
+        if (!m_columns[i].isLead) continue;
+        frame[lead] = m_scalers[lead](m_values[i] * m_columns[i].uvPerUnit);
+        ++lead;
+    }
+    return true;
+}
+
+std::vector<std::string> CsvRecord::Warnings() const {
+    std::vector<std::string> warnings;
+    if (m_lineOutOfPace > 0)
+        warnings.push_back("line " + std::to_string(m_lineOutOfPace) + ": its time is not that of frame " +
+                           "after frame at " + std::to_string(m_info.fs) + " Hz, times are not used");
+    for (std::size_t i = 0; i < m_scalers.size(); ++i)
+        if (m_scalers[i].Clipped() > 0)
+            warnings.push_back(Quote(m_info.leads[i]) + ": " + std::to_string(m_scalers[i].Clipped()) +
+                               " samples clipped at 16 bits");
+    return warnings;
+}
+
+std::vector<std::string> CsvRecord::Describe() const {
+    return {"format: CSV, " + std::to_string(m_columns.size()) + " columns"};
+}

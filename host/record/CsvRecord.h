@@ -1,0 +1,62 @@
+// CsvRecord: a recording as text, a header line with the names of the leads and a line per frame.
+//
+//   time_s,I (mV),II [uV],V5
+//   0.000,0.12,118,241
+//
+// The separator is the first of tab, semicolon and comma that the header line has outside quotes. Of equal
+// names all but the first get a number. A unit stands in round or square brackets behind the name; columns
+// without one hold units of RecordOptions::uVpb. A first column named "time", "seconds" or "sample" is no
+// lead; times, in seconds unless the name says "ms", tell the rate where the options do not. The file is read
+// twice, first for its length, its range and its faults: it has to be a file, not a pipe. One scale for all
+// leads: uVpb where no column has a unit, else the finest of 1, 2, 5, 10, 20 and 50 uV that fits. Holds one
+// line.
+#pragma once
+
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/record/Calibration.h"
+#include "host/record/OpenRecord.h"
+
+class CsvRecord : public FrameSource {
+public:
+    /// Throws HostError, naming the line, for anything but numbers in as many columns as the header has.
+    CsvRecord(const std::string& path, const RecordOptions& options);
+
+    const SourceInfo& Info() const override { return m_info; }
+    bool Read(short* frame) override;
+    std::vector<std::string> Warnings() const override;
+    std::vector<std::string> Describe() const override;
+    std::vector<std::string> Files() const override { return {m_path}; }
+
+private:
+    struct Column {
+        bool isLead = true;
+        double uvPerUnit = 0;
+    };
+
+    bool ReadLine();
+    void ReadHeader(const RecordOptions& options);
+    bool TakeTimeColumn(const std::string& name, std::string_view unit);
+    void Survey(const RecordOptions& options);
+    bool ReadValues();
+    void CheckTime();
+    [[noreturn]] void Fail(const std::string& message) const;
+
+    std::string m_path;
+    std::ifstream m_file;
+    std::string m_buffer;     // for the longest line there may be
+    std::string_view m_line;  // in m_buffer
+    long long m_lineNumber = 0;
+    char m_separator = ',';
+    std::vector<Column> m_columns;
+    std::vector<double> m_values;  // of the latest line, a column each
+    double m_secondsPerTime = 0;   // of the first column's numbers; 0 where they are no times
+    double m_firstTime = 0;
+    std::vector<SampleScaler> m_scalers;  // one per lead
+    long long m_framesRead = 0;
+    long long m_lineOutOfPace = 0;  // the first whose time is not its frame's; 0: none
+    SourceInfo m_info;
+};

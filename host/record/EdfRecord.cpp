@@ -1,0 +1,283 @@
+#include "host/record/EdfRecord.h"
+
+#include <edflib.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+#include "host/record/Calibration.h"
+#include "host/support/HostError.h"
+#include "host/support/InputFile.h"
+#include "host/support/Text.h"
+
+namespace {
+
+constexpr std::size_t kBlockFrames = 4096;  // read at once per lead
+constexpr long long kFixedHeaderBytes = 256, kSignalHeaderBytes = 256;
+constexpr long long kMostRecords = 100'000'000;
+constexpr long long kMostSamples = 10'000'000;  // of a signal in a data record
+constexpr long long kUnknownRecords = -1;
+
+struct Lead {
+    int signal = 0;  // as EDFlib counts
+    double uvPerUnit = 0;
+    double offset = 0;  // units of the file that stand for 0 uV, with the other sign
+    std::vector<int> block;
+    SampleScaler scaler;
+
+    double LevelUv(int stored) const { return (stored + offset) * uvPerUnit; }
+};
+
+std::string Trimmed(std::string text) {
+    text.erase(text.find_last_not_of(' ') + 1);
+    text.erase(0, text.find_first_not_of(' '));
+    return OneLine(text);
+}
+
+/// A number in a field of the header; nothing where there is none.
+std::optional<long long> HeaderNumber(const std::string& header, std::size_t from, std::size_t width) {
+    const std::string field = Trimmed(header.substr(from, width));
+    long long value = 0;
+    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), value);
+    if (field.empty() || error != std::errc() || end != field.data() + field.size()) return {};
+    return value;
+}
+
+/// EDFlib only says that a file has errors: what is wrong with most of them is its length. Returns the number
+/// of signals, those of annotations included.
+long long CheckLength(const InputFile& input) {
+    const std::string& path = input.Path();
+    std::ifstream file = input.Stream();
+    std::string header(kFixedHeaderBytes, '\0');
+    if (!file.read(header.data(), kFixedHeaderBytes))
+        throw HostError(path, "expected an EDF header of 256 bytes, found " +
+                                  std::to_string(std::max<std::streamsize>(0, file.gcount())));
+    const bool isBdf = static_cast<unsigned char>(header[0]) == 0xFF;
+    const auto records = HeaderNumber(header, 236, 8), signals = HeaderNumber(header, 252, 4);
+    if (!signals || *signals < 1 || *signals > EDFLIB_MAXSIGNALS)
+        throw HostError(path, "expected an EDF header with 1 to " + std::to_string(EDFLIB_MAXSIGNALS) +
+                                  " signals at byte 252, found " + Quote(Trimmed(header.substr(252, 4))));
+    std::string rest(static_cast<std::size_t>(*signals * kSignalHeaderBytes), '\0');
+    if (!file.read(rest.data(), static_cast<std::streamsize>(rest.size())))
+        throw HostError(path, "ends early: expected a header of " +
+                                  std::to_string(kFixedHeaderBytes + *signals * kSignalHeaderBytes) +
+                                  " bytes, found " + std::to_string(kFixedHeaderBytes + file.gcount()));
+    long long samples = 0;  // of one data record
+    for (long long i = 0; i < *signals; ++i) {
+        constexpr std::size_t kBeforeCounts = 216;  // bytes a signal of the fields before
+        const auto from =
+            static_cast<std::size_t>(*signals) * kBeforeCounts + static_cast<std::size_t>(i) * 8;
+        const auto count = HeaderNumber(rest, from, 8);
+        if (!count || *count < 1 || *count > kMostSamples)
+            throw HostError(path, "signal " + std::to_string(i + 1) +
+                                      ": expected a count of samples in a data record, found " +
+                                      Quote(Trimmed(rest.substr(from, 8))));
+        samples += *count;
+    }
+    const long long recordBytes = samples * (isBdf ? 3 : 2);
+    const long long headerBytes = kFixedHeaderBytes + *signals * kSignalHeaderBytes;
+    const long long size = input.Bytes();
+    const long long whole = (size - headerBytes) / recordBytes;
+    const std::string remedy = ": EDF files must be whole; it would be with \"" + std::to_string(whole) +
+                               "\" as the number of data records at byte 236 and " +
+                               std::to_string(headerBytes + whole * recordBytes) + " bytes";
+    if (records && *records == kUnknownRecords && whole > 0)
+        throw HostError(path,
+                        "expected the number of data records, found -1 as in a recording that was not "
+                        "closed" +
+                            remedy);
+    if (!records || *records < 1 || *records > kMostRecords)
+        throw HostError(path, "expected the number of data records at byte 236, found " +
+                                  Quote(Trimmed(header.substr(236, 8))));
+    if (const long long expected = headerBytes + *records * recordBytes; size != expected)
+        throw HostError(path, std::string(size < expected ? "ends early" : "goes on behind its end") +
+                                  ": expected " + std::to_string(expected) + " bytes, found " +
+                                  std::to_string(size) + (whole > 0 ? remedy : ""));
+    return *signals;
+}
+
+/// "ECG V4" is lead V4.
+std::string LeadName(const std::string& label) {
+    constexpr std::size_t kKindLetters = 4;
+    const std::string kind = label.substr(0, kKindLetters);
+    const bool isNamed =
+        label.size() > kKindLetters && (EqualIgnoringCase(kind, "ECG ") || EqualIgnoringCase(kind, "EKG "));
+    return isNamed ? Trimmed(label.substr(kKindLetters)) : label;
+}
+
+/// Whether a field says nothing: EDF+ writes "X" for what is not known or not to be known.
+bool IsBlank(const std::string& field) {
+    return field.find_first_not_of("X ") == std::string::npos || field == "Startdate X X X X";
+}
+
+std::string Refusal(int error) {
+    switch (error) {
+        case EDFLIB_FILE_IS_DISCONTINUOUS:
+            return "is discontinuous (EDF+D), a recording without gaps is expected";
+        case EDFLIB_FILE_READ_ERROR: return "cannot be read";
+        case EDFLIB_MAXFILES_REACHED: return "too many EDF files are open";
+        default: return "is no valid EDF or BDF file";
+    }
+}
+
+}  // namespace
+
+struct EdfRecord::State {
+    ~State() {
+        if (handle >= 0) edfclose_file(handle);
+    }
+
+    explicit State(const std::string& file) : input(file), path(file) {}
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    InputFile input;  // open as long as EDFlib's, which tells its files apart by their names
+    std::string path;
+    int handle = -1;
+    std::vector<Lead> leads;
+    std::vector<std::string> warnings, description;
+    long long framesLeft = 0;
+    std::size_t next = 0, filled = 0;  // in the blocks
+
+    void ReadBlocks();
+    std::vector<double> UsedExtremes();
+};
+
+void EdfRecord::State::ReadBlocks() {
+    filled = static_cast<std::size_t>(std::min<long long>(kBlockFrames, framesLeft));
+    next = 0;
+    for (Lead& lead : leads) {
+        lead.block.resize(filled);
+        const int wanted = static_cast<int>(filled);
+        if (edfread_digital_samples(handle, lead.signal, wanted, lead.block.data()) != wanted)
+            throw HostError(path, "cannot be read to its end");
+    }
+}
+
+/// The levels between which the leads lie. Reads everything, and begins anew.
+std::vector<double> EdfRecord::State::UsedExtremes() {
+    std::vector<double> extremesUv(2 * leads.size());
+    const long long frames = framesLeft;
+    for (; framesLeft > 0; framesLeft -= static_cast<long long>(filled)) {
+        ReadBlocks();
+        for (std::size_t i = 0; i < leads.size(); ++i) {
+            const auto [lowest, highest] = std::minmax_element(leads[i].block.begin(), leads[i].block.end());
+            for (const double levelUv : {leads[i].LevelUv(*lowest), leads[i].LevelUv(*highest)}) {
+                extremesUv[2 * i] = std::min(extremesUv[2 * i], levelUv);
+                extremesUv[2 * i + 1] = std::max(extremesUv[2 * i + 1], levelUv);
+            }
+        }
+    }
+    for (const Lead& lead : leads) edfrewind(handle, lead.signal);
+    framesLeft = frames;
+    next = filled = 0;
+    return extremesUv;
+}
+
+EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(path)) {
+    const long long signals = CheckLength(m_state->input);
+    const auto header = std::make_unique<edf_hdr_struct>();  // too large for a stack
+    if (edfopen_file_readonly(m_state->input.OpenName().c_str(), header.get(),
+                              EDFLIB_DO_NOT_READ_ANNOTATIONS) != 0)
+        throw HostError(path, Refusal(header->filetype));
+    m_state->handle = header->handle;
+
+    constexpr const char* kKinds[] = {"EDF", "EDF+", "BDF", "BDF+"};
+    m_state->description.push_back(std::string("format: ") + kKinds[header->filetype]);
+    double fs = 0;
+    std::vector<double> extremesUv;
+    for (int i = 0; i < header->edfsignals; ++i) {
+        const edf_param_struct& signal = header->signalparam[i];
+        const std::string label = Trimmed(signal.label), unit = Trimmed(signal.physdimension);
+        const double rate = signal.smp_in_datarecord * static_cast<double>(EDFLIB_TIME_DIMENSION) /
+                            static_cast<double>(header->datarecord_duration);
+        char line[200];
+        std::snprintf(line, sizeof line, ": %g Hz, %g to %g %s as %d to %d", rate, signal.phys_min,
+                      signal.phys_max, unit.c_str(), signal.dig_min, signal.dig_max);
+        m_state->description.push_back(label + line);
+        const double uvPerPhysicalUnit = MicrovoltsPer(unit);
+        if (uvPerPhysicalUnit == 0) {
+            m_state->warnings.push_back(Quote(label) + " left out: its unit " + Quote(unit) +
+                                        " is not a voltage");
+            continue;
+        }
+        if (!m_info.leads.empty() && rate != fs) {
+            m_state->warnings.push_back(Quote(label) + " left out: its rate is not that of " +
+                                        Quote(m_info.leads.front()));
+            continue;
+        }
+        fs = rate;
+        const double perUnit = (signal.phys_max - signal.phys_min) / (signal.dig_max - signal.dig_min);
+        const double uvPerUnit = perUnit * uvPerPhysicalUnit;
+        m_state->leads.push_back(
+            {i, uvPerUnit, signal.phys_max / perUnit - signal.dig_max, {}, SampleScaler(1)});
+        extremesUv.push_back(signal.phys_min * uvPerPhysicalUnit);
+        extremesUv.push_back(signal.phys_max * uvPerPhysicalUnit);
+        m_info.leads.push_back(LeadName(label));
+        m_state->framesLeft = signal.smp_in_file;
+    }
+    if (m_info.leads.empty())
+        throw HostError(path, "expected an ECG signal, found no signal in a unit of voltage");
+    MakeUnique(m_info.leads);
+    m_info.name = OneLine(std::filesystem::path(path).stem().string());
+    m_info.fs = CheckedFs(fs, path);
+    m_info.uVpb = FinestScale(extremesUv);
+    if (m_info.uVpb > 1 &&
+        (header->filetype == EDFLIB_FILETYPE_BDF || header->filetype == EDFLIB_FILETYPE_BDFPLUS))
+        m_info.uVpb = FinestScale(m_state->UsedExtremes());
+    m_info.frames = m_state->framesLeft;
+    for (Lead& lead : m_state->leads) lead.scaler = SampleScaler(m_info.uVpb);
+
+    char started[32];
+    std::snprintf(started, sizeof started, "%04d-%02d-%02d %02d:%02d:%02d", header->startdate_year,
+                  header->startdate_month, header->startdate_day, header->starttime_hour,
+                  header->starttime_minute, header->starttime_second);
+    // The moment that EDF+ sets where the true one is not to be known.
+    if (m_info.started = started; m_info.started == "1985-01-01 00:00:00") m_info.started.clear();
+    if (const long long hidden = signals - header->edfsignals; hidden > 0)
+        m_state->description.push_back("annotations: " + std::to_string(hidden) + " signal" +
+                                       (hidden > 1 ? "s" : "") + ", not read");
+    AddRemark("patient", {header->patient, header->patientcode, header->gender, header->birthdate,
+                          header->patient_name, header->patient_additional});
+    AddRemark("recording", {header->recording, header->admincode, header->technician, header->equipment,
+                            header->recording_additional});
+}
+
+EdfRecord::~EdfRecord() = default;
+
+void EdfRecord::AddRemark(const std::string& about, const std::vector<std::string>& facts) {
+    std::string remark;
+    for (const std::string& fact : facts)
+        if (!IsBlank(Trimmed(fact))) remark += (remark.empty() ? about + ": " : ", ") + Trimmed(fact);
+    if (!remark.empty()) m_info.remarks.push_back(remark);
+}
+
+bool EdfRecord::Read(short* frame) {
+    State& state = *m_state;
+    if (state.framesLeft == 0) return false;
+    if (state.next == state.filled) state.ReadBlocks();
+    for (Lead& lead : state.leads) *frame++ = lead.scaler(lead.LevelUv(lead.block[state.next]));
+    ++state.next;
+    --state.framesLeft;
+    return true;
+}
+
+std::vector<std::string> EdfRecord::Warnings() const {
+    std::vector<std::string> warnings = m_state->warnings;
+    for (std::size_t i = 0; i < m_info.leads.size(); ++i) {
+        const long long clipped = m_state->leads[i].scaler.Clipped();
+        if (clipped > 0)
+            warnings.push_back(Quote(m_info.leads[i]) + ": " + std::to_string(clipped) +
+                               " samples clipped at 16 bits");
+    }
+    return warnings;
+}
+
+std::vector<std::string> EdfRecord::Describe() const { return m_state->description; }
+
+std::vector<std::string> EdfRecord::Files() const { return {m_state->path}; }

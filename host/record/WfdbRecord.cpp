@@ -1,0 +1,345 @@
+#include "host/record/WfdbRecord.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "host/record/Calibration.h"
+#include "host/record/WfdbHeader.h"
+#include "host/support/HostError.h"
+#include "host/support/InputFile.h"
+
+namespace {
+
+constexpr std::size_t kBufferBytes = 1 << 14;
+constexpr long long kMaxCount = std::numeric_limits<long long>::max();
+
+/// A signal while it is read.
+struct Signal : WfdbSignal {
+    explicit Signal(const WfdbSignal& header) : WfdbSignal(header) {}
+
+    std::uint16_t sum = 0;      // of the stored samples, modulo 65536
+    short previous = 0;         // shown again in the place of samples that are not valid
+    long long invalid = 0;      // samples that were not valid
+    long long clipped = 0;      // samples beyond 16 bits
+    std::vector<short> delay;   // ring that holds back a lead which would run ahead of a more skewed one
+    std::size_t delayNext = 0;  // its oldest value
+};
+
+double LevelUv(const WfdbSignal& signal, int stored) {
+    return (static_cast<double>(stored) - signal.baseline) * signal.uvPerUnit;
+}
+
+/// The levels between which the ADC can have delivered valid samples.
+void AddExtremes(const Signal& signal, std::vector<double>& extremesUv) {
+    const int bits = signal.resolutionBits == 0 ? signal.format.bits : signal.resolutionBits;
+    const long long half = 1LL << (bits - 1);
+    const long long lowest = signal.format.Lowest() + 1;
+    const long long highest = -signal.format.Lowest() - 1;
+    for (const long long extreme : {signal.adcZero - half, signal.adcZero + half - 1}) {
+        extremesUv.push_back(LevelUv(signal, static_cast<int>(std::clamp(extreme, lowest, highest))));
+    }
+}
+
+/// One signal file, read forward through a buffer. Samples of its signals alternate.
+class SignalFile {
+public:
+    SignalFile(const InputFile& file, WfdbFormat format, long long byteOffset)
+        : m_path(file.Path()),
+          m_format(format),
+          m_byteOffset(byteOffset),
+          m_stream(file.Stream()),
+          m_bytes(std::max(0LL, file.Bytes() - byteOffset)),
+          m_buffer(kBufferBytes) {
+        m_stream.seekg(byteOffset);
+    }
+
+    const std::string& Path() const { return m_path; }
+    /// Frames of so many samples that the file holds entirely.
+    long long Frames(long long samples) const {
+        const long long bitsPerFrame = samples * m_format.bits;
+        const long long frames = bitsPerFrame > 0 ? m_bytes * 8 / bitsPerFrame : 0;
+        if (frames == 0) {
+            throw HostError(m_path, "expected at least one frame of " +
+                                        std::to_string((bitsPerFrame + 7) / 8) + " bytes, found " +
+                                        std::to_string(m_bytes));
+        }
+        return frames;
+    }
+
+    void Rewind() {
+        m_stream.clear();
+        m_stream.seekg(m_byteOffset);
+        m_next = m_filled = 0;
+        m_pairHigh = -1;
+    }
+
+    int Next() {
+        const int first = NextByte();
+        if (m_format.bits == 8) return first + static_cast<int>(m_format.Lowest());  // offset binary
+        if (m_format.bits != 12) {
+            long long raw = first;
+            for (int shift = 8; shift < m_format.bits; shift += 8)
+                raw |= static_cast<long long>(NextByte()) << shift;
+            return SignExtended(raw);
+        }
+        // Format 212 packs two samples into three bytes: the low eight bits of the first, the high four of
+        // both (the first's in the low half), the low eight of the second. Pairs run on across frames.
+        if (m_pairHigh >= 0) return SignExtended(first | std::exchange(m_pairHigh, -1) << 8);
+        const int high = NextByte();
+        m_pairHigh = high >> 4;
+        return SignExtended(first | (high & 0x0F) << 8);
+    }
+
+private:
+    int NextByte() {
+        if (m_next == m_filled) {
+            m_stream.read(m_buffer.data(), static_cast<std::streamsize>(m_buffer.size()));
+            m_filled = static_cast<std::size_t>(m_stream.gcount());
+            m_next = 0;
+            if (m_filled == 0) throw HostError(m_path, "the signal file cannot be read to its end");
+        }
+        return static_cast<unsigned char>(m_buffer[m_next++]);
+    }
+    int SignExtended(long long raw) const {
+        return static_cast<int>(raw >= -m_format.Lowest() ? raw + 2 * m_format.Lowest() : raw);
+    }
+
+    std::string m_path;
+    WfdbFormat m_format;
+    long long m_byteOffset = 0;  // of the first sample
+    std::ifstream m_stream;
+    long long m_bytes = 0;  // from the first sample to the end of the file
+    std::vector<char> m_buffer;
+    std::size_t m_next = 0;    // in m_buffer
+    std::size_t m_filled = 0;  // bytes in m_buffer
+    int m_pairHigh = -1;       // high bits of the second sample of a pair; -1: a pair begins
+};
+
+/// The sample on the common scale. One that is not valid repeats the one before, at the start the baseline.
+short Convert(Signal& signal, int stored, double uVpb) {
+    if (stored == signal.format.Lowest()) {
+        ++signal.invalid;
+        return signal.previous;
+    }
+    const double units = std::round(LevelUv(signal, stored) / uVpb);
+    const double kept = std::clamp<double>(units, INT16_MIN, INT16_MAX);
+    if (kept != units) ++signal.clipped;
+    signal.previous = static_cast<short>(kept);
+    return signal.previous;
+}
+
+}  // namespace
+
+struct WfdbRecord::State {
+    std::vector<Signal> signals;
+    std::vector<SignalFile> files;
+    std::vector<std::size_t> fileOf;    // of each signal, in files
+    std::vector<std::string> warnings;  // known when the record is opened
+    long long storedFrames = 0;         // to be read
+    long long framesRead = 0;           // of the stored ones
+    int maxSkew = 0;                    // frames that only bring the leads into step
+    std::size_t leads = 0;
+    int samplesPerFrame = 1;         // of the leads
+    std::vector<short> rows;         // samples of one stored frame: each lead's first, each lead's second...
+    int rowsLeft = 0;                // to be given out
+    bool verifiesChecksums = false;  // the header knows the whole length, and the files hold it
+
+    void OpenFiles(const std::filesystem::path& headerPath);
+    std::vector<double> UsedExtremes();
+    void ReadStored(double uVpb);
+};
+
+/// Opens each file once, for all its signals, and finds out how many frames there are to read.
+void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
+    const long long announced = storedFrames;
+    long long shortest = kMaxCount;
+    long long longest = 0;
+    for (std::size_t begin = 0, end = 0; begin < signals.size(); begin = end) {
+        const Signal& first = signals[begin];
+        long long samples = 0;
+        for (end = begin; end < signals.size() && signals[end].fileName == first.fileName; ++end) {
+            fileOf.push_back(files.size());
+            samples += signals[end].samplesPerFrame;
+        }
+        files.emplace_back(InputFile(headerPath.parent_path().string(), first.fileName), first.format,
+                           first.byteOffset);
+        const long long frames = files.back().Frames(samples);
+        shortest = std::min(shortest, frames);
+        longest = std::max(longest, frames);
+    }
+    const long long expected = announced > 0 ? announced : longest;
+    storedFrames = std::min(expected, shortest);
+    verifiesChecksums = announced > 0 && storedFrames == announced;
+    if (storedFrames < expected) {
+        warnings.push_back("ends early: " + std::to_string(storedFrames) + " of " + std::to_string(expected) +
+                           " frames");
+    }
+}
+
+/// The levels between which the ECG signals lie. Reads everything, and begins anew.
+std::vector<double> WfdbRecord::State::UsedExtremes() {
+    struct Range {
+        int lowest = std::numeric_limits<int>::max(), highest = std::numeric_limits<int>::min();
+    };
+    std::vector<Range> ranges(signals.size());
+    for (long long frame = 0; frame < storedFrames; ++frame) {
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            for (int sample = 0; sample < signals[i].samplesPerFrame; ++sample) {
+                const int stored = files[fileOf[i]].Next();
+                if (stored == signals[i].format.Lowest()) continue;
+                ranges[i].lowest = std::min(ranges[i].lowest, stored);
+                ranges[i].highest = std::max(ranges[i].highest, stored);
+            }
+        }
+    }
+    for (SignalFile& file : files) file.Rewind();
+    std::vector<double> extremesUv;
+    for (std::size_t i = 0; i < signals.size(); ++i) {
+        if (!signals[i].isEcg || ranges[i].lowest > ranges[i].highest) continue;
+        for (const int extreme : {ranges[i].lowest, ranges[i].highest})
+            extremesUv.push_back(LevelUv(signals[i], extreme));
+    }
+    return extremesUv;
+}
+
+WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::make_unique<State>()) {
+    const std::string path = WfdbHeaderPath(record);
+    const WfdbHeader header = ReadWfdbHeader(path);
+    if (!header.segments.empty()) throw HostError(path, "expected a record of one piece, found segments");
+    m_info.name = OneLine(header.name);
+    m_files = {path};
+    m_info.started = header.started;
+    m_info.remarks = header.remarks;
+    for (const WfdbSignal& signal : header.signals) m_state->signals.emplace_back(signal);
+    std::vector<double> extremesUv;
+    for (Signal& signal : m_state->signals) {
+        m_state->maxSkew = std::max(m_state->maxSkew, signal.skew);
+        if (!signal.isEcg) {
+            m_state->warnings.push_back(Quote(signal.name) + " left out: its unit " + Quote(signal.units) +
+                                        " is not a voltage");
+            continue;
+        }
+        if (m_info.leads.empty()) m_state->samplesPerFrame = signal.samplesPerFrame;
+        if (signal.samplesPerFrame != m_state->samplesPerFrame) {
+            m_state->warnings.push_back(Quote(signal.name) + " left out: its rate is not that of " +
+                                        Quote(m_info.leads.front()));
+            signal.isEcg = false;
+            continue;
+        }
+        if (!signal.isCalibrated)
+            m_state->warnings.push_back(Quote(signal.name) +
+                                        " is not calibrated: read at 200 units per mV, " +
+                                        "its amplitudes are not known to be right");
+        m_info.leads.push_back(signal.name);
+        AddExtremes(signal, extremesUv);
+    }
+    if (m_info.leads.empty())
+        throw HostError(path, "expected an ECG signal, found no signal in a unit of voltage");
+    m_info.fs = CheckedFs(header.fs * m_state->samplesPerFrame, path);
+    m_info.framesPerMark = m_state->samplesPerFrame;
+    if (m_state->maxSkew > 0 && m_state->samplesPerFrame > 1)
+        throw HostError(path, "expected no skew with several samples per frame, found " +
+                                  std::to_string(m_state->maxSkew));
+    m_state->leads = m_info.leads.size();
+    m_state->rows.resize(m_state->leads * static_cast<std::size_t>(m_state->samplesPerFrame));
+    for (Signal& signal : m_state->signals) {
+        signal.delay.assign(static_cast<std::size_t>(m_state->maxSkew - signal.skew), 0);
+    }
+
+    m_state->storedFrames = header.announcedFrames;
+    m_state->OpenFiles(path);
+    for (const SignalFile& file : m_state->files) m_files.push_back(file.Path());
+    if (m_state->storedFrames <= m_state->maxSkew) {
+        throw HostError(path, "expected more frames than the skew of " + std::to_string(m_state->maxSkew) +
+                                  ", found " + std::to_string(m_state->storedFrames));
+    }
+    m_info.frames = (std::max(header.announcedFrames, m_state->storedFrames) - m_state->maxSkew) *
+                    m_state->samplesPerFrame;
+
+    const auto isWide = [](const Signal& signal) { return signal.isEcg && signal.format.bits > 16; };
+    m_info.uVpb = uVpb > 0 ? uVpb : FinestScale(extremesUv);
+    if (uVpb == 0 && m_info.uVpb > 1 && std::any_of(m_state->signals.begin(), m_state->signals.end(), isWide))
+        m_info.uVpb = FinestScale(m_state->UsedExtremes());
+}
+
+WfdbRecord::~WfdbRecord() = default;
+
+void WfdbRecord::State::ReadStored(double uVpb) {
+    std::size_t lead = 0;
+    for (std::size_t i = 0; i < signals.size(); ++i) {
+        Signal& signal = signals[i];
+        SignalFile& file = files[fileOf[i]];
+        std::size_t slot = lead;
+        for (int sample = 0; sample < signal.samplesPerFrame; ++sample, slot += leads) {
+            const int stored = file.Next();
+            signal.sum =
+                static_cast<std::uint16_t>(signal.sum + static_cast<std::uint16_t>(stored));  // wraps
+            if (!signal.isEcg) continue;
+            short value = Convert(signal, stored, uVpb);
+            if (!signal.delay.empty()) {
+                std::swap(value, signal.delay[signal.delayNext]);
+                signal.delayNext = (signal.delayNext + 1) % signal.delay.size();
+            }
+            rows[slot] = value;
+        }
+        if (signal.isEcg) ++lead;
+    }
+    ++framesRead;
+}
+
+long long WfdbRecord::FramesHeld() const {
+    return (m_state->storedFrames - m_state->maxSkew) * m_state->samplesPerFrame;
+}
+
+bool WfdbRecord::Read(short* frame) {
+    State& state = *m_state;
+    while (state.rowsLeft == 0) {
+        if (state.framesRead == state.storedFrames) return false;
+        state.ReadStored(m_info.uVpb);
+        if (state.framesRead > state.maxSkew) state.rowsLeft = state.samplesPerFrame;
+    }
+    const auto row = static_cast<std::size_t>(state.samplesPerFrame - state.rowsLeft--);
+    std::copy_n(&state.rows[row * state.leads], state.leads, frame);
+    return true;
+}
+
+std::vector<std::string> WfdbRecord::Warnings() const {
+    std::vector<std::string> warnings = m_state->warnings;
+    const bool isWhole = m_state->verifiesChecksums && m_state->framesRead == m_state->storedFrames;
+    for (const Signal& signal : m_state->signals) {
+        const std::string lead = Quote(signal.name) + ": ";
+        if (signal.invalid > 0) {
+            warnings.push_back(lead + std::to_string(signal.invalid) + " invalid samples, value before held");
+        }
+        if (signal.clipped > 0) {
+            warnings.push_back(lead + std::to_string(signal.clipped) + " samples clipped at 16 bits");
+        }
+        if (isWhole && signal.checksum && *signal.checksum != signal.sum) {
+            warnings.push_back(lead + "checksum: expected " +
+                               std::to_string(static_cast<std::int16_t>(*signal.checksum)) + ", found " +
+                               std::to_string(static_cast<std::int16_t>(signal.sum)));
+        }
+    }
+    return warnings;
+}
+
+std::vector<std::string> WfdbRecord::Describe() const {
+    std::vector<std::string> lines;
+    for (const Signal& signal : m_state->signals) {
+        char gain[80];
+        std::snprintf(gain, sizeof gain, ", %g uV per unit, baseline %d", signal.uvPerUnit, signal.baseline);
+        std::string format = std::to_string(signal.format.code);
+        if (signal.samplesPerFrame > 1)
+            format += ", " + std::to_string(signal.samplesPerFrame) + " samples per frame";
+        lines.push_back(signal.name + ": " + signal.fileName + ", format " + format +
+                        (signal.isEcg ? gain : ", in " + signal.units));
+    }
+    return lines;
+}

@@ -1,0 +1,74 @@
+#include "host/record/WfdbSink.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+
+#include "host/record/StartTime.h"
+#include "host/support/HostError.h"
+
+namespace {
+
+/// The shortest digits that read back as `value`.
+std::string ShortestDigits(double value) {
+    char text[32];
+    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+/// " hh:mm:ss[ dd/mm/yyyy]" as the end of a record line; nothing where the start is not known.
+std::string StartFields(const std::string& started) {
+    const std::optional<StartTime> start = ParseStartTime(started);
+    if (!start) return {};
+    const auto two = [](int value) { return std::string(value < 10 ? "0" : "") + std::to_string(value); };
+    std::string fields = " " + two(start->hour) + ":" + two(start->minute) + ":" + two(start->second);
+    if (start->hasDate)
+        fields += " " + two(start->day) + "/" + two(start->month) + "/" + std::to_string(start->year);
+    return fields;
+}
+
+}  // namespace
+
+WfdbSink::WfdbSink(const std::string& base, const SourceInfo& info)
+    : m_name(std::filesystem::path(base).filename().string()),
+      m_info(info),
+      m_header(base + ".hea"),
+      m_samples(base + ".dat"),
+      m_bytes(2 * info.leads.size()),
+      m_sum(info.leads.size()) {
+    const auto breaksWord = [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == 0x7F; };
+    if (m_name.empty() || m_name.front() == '#' || std::any_of(m_name.begin(), m_name.end(), breaksWord))
+        throw HostError(base + ".hea", "expected a record name without blanks, found \"" + m_name + "\"");
+}
+
+void WfdbSink::Write(const short* frame) {
+    if (m_frames++ == 0) m_initial.assign(frame, frame + m_sum.size());
+    for (std::size_t lead = 0; lead < m_sum.size(); ++lead) {
+        const auto bits = static_cast<std::uint16_t>(frame[lead]);
+        m_sum[lead] = static_cast<std::uint16_t>(m_sum[lead] + bits);  // wraps at 16 bits
+        m_bytes[2 * lead] = static_cast<char>(bits & 0xFF);
+        m_bytes[2 * lead + 1] = static_cast<char>(bits >> 8);
+    }
+    m_samples.Stream().write(m_bytes.data(), static_cast<std::streamsize>(m_bytes.size()));
+    m_samples.Check();
+}
+
+void WfdbSink::WriteHeader() {
+    constexpr double kUvPerMv = 1000;
+    std::ostream& out = m_header.Stream();
+    out << m_name << " " << std::to_string(m_sum.size()) << " " << std::to_string(m_info.fs) << " "
+        << std::to_string(m_frames) << StartFields(m_info.started) << "\n";
+    for (std::size_t lead = 0; lead < m_sum.size(); ++lead) {
+        // 16 bits of resolution, ADC zero 0; the checksum is written signed, the last 0 is the block size.
+        const int initial = m_initial.empty() ? 0 : m_initial[lead];
+        out << m_name << ".dat 16 " << ShortestDigits(kUvPerMv / m_info.uVpb) << "(0)/mV 16 0 "
+            << std::to_string(initial) << " " << std::to_string(static_cast<std::int16_t>(m_sum[lead]))
+            << " 0 " << OneLine(m_info.leads[lead]) << "\n";
+    }
+    for (const std::string& remark : m_info.remarks) out << "# " << OneLine(remark) << "\n";
+}
+
+std::vector<PendingFile*> WfdbSink::Finish() {
+    WriteHeader();
+    // The header makes the record: when it appears, the samples are there.
+    return {&m_samples, &m_header};
+}

@@ -1,0 +1,146 @@
+#include "host/report/Report.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <vector>
+
+#include "host/report/Findings.h"
+#include "host/support/Text.h"
+
+namespace {
+
+constexpr std::size_t kLeadsPerTable = 12;
+constexpr int kTimeWidth = 6;
+constexpr int kRateWidth = 10;
+constexpr int kLeadWidth = 6;
+constexpr int kSlopeWidth = 7;  // "uV/ms" and a gap
+constexpr int kFigureWidth = 13;
+
+// Right-aligned. A figure that is too long widens its column rather than lose a digit.
+std::string Cell(const std::string& text, int width) {
+    const auto wanted = static_cast<std::size_t>(width);
+    const std::size_t count = CountCharacters(text);
+    return std::string(wanted > count ? wanted - count : 0, ' ') + text;
+}
+
+// A lead's name; of a long one the start and the last two letters, where names differ, with a gap beside it.
+std::string NameCell(const std::string& lead, int width) {
+    const auto room = static_cast<std::size_t>(width - 1);
+    const std::size_t count = CountCharacters(lead);
+    if (count <= room) return Cell(lead, width);
+    return Cell(std::string(Characters(lead, 0, room - 2)).append(Characters(lead, count - 2, 2)), width);
+}
+
+// One quantity of all leads over time.
+struct Quantity {
+    const char* title;
+    const char* unit;
+    int width;
+    int decimals;
+    std::vector<double> MinuteRow::*values;
+};
+
+void PrintTrend(std::ostream& out, const StressResult& result, const std::vector<MinuteRow>& rows,
+                const Quantity& quantity) {
+    const std::vector<std::string>& leads = result.source.leads;
+    for (std::size_t first = 0; first < leads.size(); first += kLeadsPerTable) {
+        const std::size_t end = std::min(leads.size(), first + kLeadsPerTable);
+        out << "\n" << quantity.title << "\n" << Cell("from", kTimeWidth) << Cell("HR", kRateWidth);
+        for (std::size_t lead = first; lead < end; ++lead) out << NameCell(leads[lead], quantity.width);
+        out << "\n" << Cell("min:s", kTimeWidth) << Cell("beats/min", kRateWidth);
+        for (std::size_t lead = first; lead < end; ++lead) out << Cell(quantity.unit, quantity.width);
+        out << "\n";
+        for (const MinuteRow& row : rows) {
+            out << Cell(Clock(row.minute * 60.0), kTimeWidth) << Cell(Number(row.bpm, 1), kRateWidth);
+            for (std::size_t lead = first; lead < end; ++lead)
+                out << Cell(Number((row.*quantity.values)[lead], quantity.decimals), quantity.width);
+            out << "\n";
+        }
+    }
+}
+
+void PrintLearned(std::ostream& out, const StressResult& result) {
+    const LearnedBeat& learned = result.learned;
+    const BeatPositionsMs& at = result.positions;
+    out << "Averaged beat: learned from " << DescribeLearning(result) << ", correlation "
+        << Number(learned.likeness, 3) << "\n"
+        << "  Q onset " << Number(at.q, 0) << " ms, R upstroke " << Number(at.r, 0) << " ms, J point "
+        << Number(at.j, 0) << " ms from its start; QRS " << Number(at.j - at.q, 0) << " ms; length "
+        << Number(at.length, 0) << " ms\n";
+    std::string unusable;
+    for (std::size_t lead = 0; lead < learned.usable.size(); ++lead) {
+        if (!learned.usable[lead]) unusable += " " + result.source.leads[lead];
+    }
+    if (!unusable.empty()) out << "  Leads too noisy or off while learning:" << unusable << "\n";
+}
+
+void PrintExtremes(std::ostream& out, const StressResult& result) {
+    const std::vector<LeadExtremes> extremes = FindExtremes(result);
+    if (extremes.empty()) return;
+    out << "\nExtremes of the ST level\n"
+        << Cell("lead", kTimeWidth) << Cell("lowest", kFigureWidth) << Cell("at", kFigureWidth)
+        << Cell("highest", kFigureWidth) << Cell("at", kFigureWidth) << "\n"
+        << Cell("", kTimeWidth) << Cell("uV", kFigureWidth) << Cell("min:s", kFigureWidth)
+        << Cell("uV", kFigureWidth) << Cell("min:s", kFigureWidth) << "\n";
+    for (std::size_t lead = 0; lead < extremes.size(); ++lead) {
+        const LeadExtremes& e = extremes[lead];
+        out << NameCell(result.source.leads[lead], kTimeWidth) << Cell(Number(e.lowestUv, 0), kFigureWidth)
+            << Cell(Clock(e.lowestSeconds), kFigureWidth) << Cell(Number(e.highestUv, 0), kFigureWidth)
+            << Cell(Clock(e.highestSeconds), kFigureWidth) << "\n";
+    }
+}
+
+void PrintExercise(std::ostream& out, const ExerciseSummary& exercise) {
+    out << "Peak heart rate, 30 s: " << Number(exercise.peakBpm, 0) << " beats/min at "
+        << Clock(exercise.peakSeconds);
+    if (!exercise.stLead.empty())
+        out << "; largest ST change " << Number(exercise.stDeviationMv, 2) << " mV in " << exercise.stLead;
+    out << "\n";
+    if (exercise.duke)
+        out << "Duke score " << *exercise.duke << ": exercise " << Clock(*exercise.exerciseSeconds)
+            << " min:s, angina " << DescribeAngina(exercise)
+            << (IsBruce(exercise.stages) ? "" : std::string("\n  ") + kDukeRemark) << "\n";
+    constexpr std::array kRates{130, 150, 170};
+    for (std::size_t i = 0; i < kRates.size(); ++i) {
+        if (exercise.pwcWatts[i])
+            out << "PWC" << kRates[i] << " " << Number(*exercise.pwcWatts[i], 0) << " W\n";
+    }
+}
+
+}  // namespace
+
+void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise) {
+    out << result.source.name << ": " << Counted(result.source.leads.size(), "lead") << ", "
+        << result.source.fs << " Hz, " << Clock(result.seconds) << " min:s\n"
+        << "Conditioning: " << result.conditioning << "; delay " << Number(result.delayMs, 0)
+        << " ms, taken off all times\n";
+    PrintLearned(out, result);
+
+    const std::vector<MinuteRow> rows = SummarizeMinutes(result);
+    const std::string level =
+        "ST level " + std::to_string(result.postJms) + " ms after J + 6 ms, median of the minute";
+    const std::string slope = "ST slope up to there, median of the minute";
+    PrintTrend(out, result, rows, {level.c_str(), "uV", kLeadWidth, 0, &MinuteRow::levelUv});
+    PrintTrend(out, result, rows, {slope.c_str(), "uV/ms", kSlopeWidth, 2, &MinuteRow::slopeUvPerMs});
+    PrintExtremes(out, result);
+    out << "\nBeats: " << DescribeBeats(result) << "\n";
+    PrintExercise(out, exercise);
+}
+
+void PrintAccuracy(std::ostream& out, const std::vector<std::string>& leads, const Accuracy& accuracy) {
+    out << "  heart rate: error median " << Number(accuracy.bpm.median, 2) << " beats/min, largest "
+        << Number(accuracy.bpm.maximum, 2) << " beats/min\n";
+    if (accuracy.levelUv.empty()) return;
+    out << Cell("lead", kTimeWidth) << Cell("ST level", kFigureWidth) << Cell("ST level", kFigureWidth)
+        << Cell("ST slope", kFigureWidth) << Cell("ST slope", kFigureWidth) << "\n"
+        << Cell("", kTimeWidth) << Cell("median uV", kFigureWidth) << Cell("largest uV", kFigureWidth)
+        << Cell("med. uV/ms", kFigureWidth) << Cell("larg. uV/ms", kFigureWidth) << "\n";
+    for (std::size_t lead = 0; lead < accuracy.levelUv.size(); ++lead) {
+        out << NameCell(leads[lead], kTimeWidth)
+            << Cell(Number(accuracy.levelUv[lead].median, 1), kFigureWidth)
+            << Cell(Number(accuracy.levelUv[lead].maximum, 1), kFigureWidth)
+            << Cell(Number(accuracy.slopeUvPerMs[lead].median, 3), kFigureWidth)
+            << Cell(Number(accuracy.slopeUvPerMs[lead].maximum, 3), kFigureWidth) << "\n";
+    }
+}

@@ -1,0 +1,32 @@
+// ReportDrawing: an analysis as a report for a reader of stress tests, on A4 pages in landscape.
+//
+//   1        facts of the record, heart rate over the stages, results in short
+//   then     ST level over time, one plot per lead on one scale
+//   then     averaged beat of each lead at first, at its largest ST change, and latest, on ECG paper
+//   then     strips as recorded and as conditioned on ECG paper
+//   last     table of ST per lead, how the indices came about, notes
+//
+// The name's ending chooses the kind, whichever way it is written:
+//   .pdf   vector pages; printed at 100 %, a millimetre of ECG paper is a millimetre
+//   .png   the pages below each other in one picture of 150 dots per inch
+//   .html  one file without references to others: the pages as inline SVG, all tables as text below them
+#pragma once
+
+#include <string>
+
+#include "host/results/Exercise.h"
+#include "host/results/Trends.h"
+#include "host/support/PendingFile.h"
+
+/// Views: both outlive the call that is given them.
+struct ReportData {
+    const StressResult& result;
+    const ExerciseSummary& exercise;
+};
+
+/// The ending of `path` decides; another than the three above throws HostError. Callers that compute for long
+/// ask first.
+void CheckReportName(const std::string& path);
+
+/// The caller commits. Throws HostError where the kind is unknown or the file cannot be written.
+void WriteReport(PendingFile& file, const ReportData& data);

@@ -1,0 +1,72 @@
+// Exercise: what the doctor knows of a test (stages, angina, exercise time) and the indices that come of it.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/results/Trends.h"
+
+/// One stage of a test, from its start to that of the next.
+struct Stage {
+    double startSeconds = 0;
+    std::optional<double> watts;  // 0 at rest; none where it is not known, as on a treadmill
+    std::string name;
+};
+
+struct ExerciseOptions {
+    std::vector<Stage> stages;              // in order of their starts
+    std::optional<double> exerciseSeconds;  // else from the first stage with work to the first after it
+    std::optional<int> angina;              // 0 none, 1 not limiting, 2 limiting; empty: not given
+};
+
+struct ExerciseSummary {
+    std::vector<Stage> stages;  // those that begin before the end of the recording
+    std::optional<int> angina;  // as in ExerciseOptions
+    std::optional<double> exerciseSeconds;
+    /// Highest median over a whole half minute, or over what there is of a shorter recording; NaN without
+    /// heart rate. And the end of that half minute.
+    double peakBpm = 0;
+    double peakSeconds = 0;
+    /// The largest ST change of any lead but aVR against its first level, in mV (0.1 mV is 1 mm on ECG paper;
+    /// negative is a depression); and the lead.
+    double stDeviationMv = 0;
+    std::string stLead;
+    std::optional<int> duke;  // with an exercise time; angina that is not given counts 0
+    std::array<std::optional<double>, 3> pwcWatts;  // at 130, 150 and 170 beats per minute
+};
+
+/// Reads "start power" lines: seconds, min:s or h:min:s, and watts; further words name the stage; '#'
+/// comments. Throws HostError.
+std::vector<Stage> ReadStages(const std::string& path);
+/// A protocol whose stages have fixed lengths; the last one goes on.
+struct ProtocolPlan {
+    const char* name;
+    double stageSeconds;
+    int stages;
+    double wattsPerStage;  // more each stage; 0 where the power is not known
+};
+/// The stage counted from 0, with its name.
+Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds);
+
+/// "bruce" (treadmill, stages of 3 minutes), "bicycle" (25 W more every 2 minutes), "ramp" (10 W more every
+/// minute).
+const std::vector<std::string>& ProtocolNames();
+/// The plan of one of these.
+const ProtocolPlan& FindProtocol(const std::string& name);
+/// Rest up to `startSeconds`, the stages of the protocol, and recovery from `endSeconds` on, infinity for
+/// never. The last stage goes on beyond the protocol's end.
+std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds);
+
+/// From the first stage with work to the first after it without, or to the end of the recording; nothing
+/// where there is no work.
+std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingSeconds);
+
+/// Whether the stages are named as those of the Bruce protocol, for which the Duke score is made.
+bool IsBruce(const std::vector<Stage>& stages);
+
+/// What of the exercise does not fit a recording of this length, or leaves figures unknown; a phrase each.
+std::vector<std::string> CheckExercise(const ExerciseOptions& options, double recordingSeconds);
+
+ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options);

@@ -1,0 +1,174 @@
+#include "host/results/ResultFiles.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "host/support/Text.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr double kMsPerMinute = 60000.0;
+
+void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double>& firsts) {
+    const auto cell = [&](double value, int decimals) {
+        out << ',' << (std::isnan(value) ? "" : Number(value, decimals));
+    };
+    out << Number(beat.seconds, 3);
+    cell(kMsPerMinute / beat.bpm, 0);
+    cell(beat.bpm, 1);
+    for (std::size_t lead = 0; lead < firsts.size(); ++lead) {
+        cell(beat.levelUv[lead], 0);
+        cell(beat.slopeUvPerMs[lead], 3);
+        cell(beat.levelUv[lead] - firsts[lead], 0);
+        cell(STHRindex(beat.levelUv[lead], beat.bpm), 3);
+    }
+    out << '\n';
+}
+
+// Not a number is null.
+Json Value(double value) { return std::isnan(value) ? Json() : Json(value); }
+Json Value(const std::optional<double>& value) { return value ? Json(*value) : Json(); }
+
+Json BeatJson(const StressResult& result) {
+    const LearnedBeat& learned = result.learned;
+    const BeatPositionsMs& at = result.positions;
+    Json usable = Json::array(), first = Json::object(), latest = Json::object();
+    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
+        const std::string& name = result.source.leads[lead];
+        if (learned.usable[lead]) usable.push_back(name);
+        first[name] = result.firstBeatUv[lead];
+        latest[name] = result.latestBeatUv[lead];
+    }
+    return {{"learned_from", learned.record},
+            {"learned_from_s", learned.fromSeconds},
+            {"beats_found", learned.beatsFound},
+            {"beats_used", learned.beatsUsed},
+            {"likeness", learned.likeness},
+            {"confident", learned.confident},
+            {"usable_leads", usable},
+            {"relearned_s", result.relearnedSeconds},
+            {"length_ms", at.length},
+            {"q_ms", at.q},
+            {"r_ms", at.r},
+            {"j_ms", at.j},
+            {"st_ms", at.j + kSTOffsetMs + result.postJms},
+            {"first_uv", first},
+            {"latest_uv", latest}};
+}
+
+Json SpansJson(const std::vector<Span>& spans) {
+    Json all = Json::array();
+    for (const Span& span : spans) all.push_back({{"from_s", span.fromSeconds}, {"to_s", span.toSeconds}});
+    return all;
+}
+
+Json LeadsJson(const StressResult& result) {
+    Json leads = Json::array();
+    const std::vector<LeadSummary> summaries = SummarizeLeads(result);
+    const std::vector<LeadExtremes> extremes = FindExtremes(result);
+    for (std::size_t lead = 0; lead < summaries.size(); ++lead) {
+        const LeadSummary& s = summaries[lead];
+        const LeadExtremes& e = extremes[lead];
+        leads.push_back({{"name", result.source.leads[lead]},
+                         {"off", SpansJson(result.off[lead])},
+                         {"disturbed", SpansJson(result.disturbed[lead])},
+                         {"first_level_uv", Value(s.firstUv)},
+                         {"largest_change_uv", Value(s.changeUv)},
+                         {"largest_change_s", Value(s.seconds)},
+                         {"level_then_uv", Value(s.levelUv)},
+                         {"slope_then_uv_per_ms", Value(s.slopeUvPerMs)},
+                         {"heart_rate_then_per_min", Value(s.bpm)},
+                         {"sthr_index_then_uv_min", Value(s.sthrIndex)},
+                         {"lowest_level_uv", Value(e.lowestUv)},
+                         {"lowest_level_s", Value(e.lowestSeconds)},
+                         {"highest_level_uv", Value(e.highestUv)},
+                         {"highest_level_s", Value(e.highestSeconds)}});
+    }
+    return leads;
+}
+
+Json ExerciseJson(const ExerciseSummary& exercise) {
+    Json stages = Json::array();
+    for (const Stage& stage : exercise.stages)
+        stages.push_back(
+            {{"start_s", stage.startSeconds}, {"power_w", Value(stage.watts)}, {"name", stage.name}});
+    return {{"stages", stages},
+            {"exercise_s", Value(exercise.exerciseSeconds)},
+            {"angina", exercise.angina ? Json(*exercise.angina) : Json()},
+            {"st_deviation_mv", exercise.stDeviationMv},
+            {"st_deviation_lead", exercise.stLead},
+            {"duke", exercise.duke ? Json(*exercise.duke) : Json()},
+            {"peak_heart_rate_per_min", Value(exercise.peakBpm)},
+            {"peak_heart_rate_s", exercise.peakSeconds},
+            {"pwc130_w", Value(exercise.pwcWatts[0])},
+            {"pwc150_w", Value(exercise.pwcWatts[1])},
+            {"pwc170_w", Value(exercise.pwcWatts[2])}};
+}
+
+}  // namespace
+
+void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everySeconds) {
+    std::ostream& out = file.Stream();
+    out << "time_s,rr_ms,heart_rate_per_min";
+    for (const std::string& lead : result.source.leads)
+        out << ',' << CsvField(lead + "_st_uv") << ',' << CsvField(lead + "_slope_uv_per_ms") << ','
+            << CsvField(lead + "_change_uv") << ',' << CsvField(lead + "_sthr_uv_min");
+    out << '\n';
+    const std::vector<double> firsts = FirstMedians(result, &STReading::levelUv);
+    double due = 0;
+    for (const STReading& beat : result.beats) {
+        if (beat.seconds < due) continue;
+        WriteRow(out, beat, firsts);
+        if (everySeconds > 0) due = (std::floor(beat.seconds / everySeconds) + 1) * everySeconds;
+    }
+}
+
+void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise) {
+    const SourceInfo& source = result.source;
+    const Json summary = {{"schema", kResultSchema},
+                          {"program", "qzstress " QZSTRESS_VERSION},
+                          {"interrupted", result.interrupted},
+                          {"record",
+                           {{"name", source.name},
+                            {"started", source.started},
+                            {"remarks", source.remarks},
+                            {"leads", source.leads},
+                            {"sampling_rate_hz", source.fs},
+                            {"uv_per_unit", source.uVpb},
+                            {"length_s", result.seconds}}},
+                          {"conditioning", {{"stages", result.conditioning}, {"delay_ms", result.delayMs}}},
+                          {"st_measured_ms_after_j", kSTOffsetMs + result.postJms},
+                          {"warnings", result.warnings},
+                          {"averaged_beat", BeatJson(result)},
+                          {"exercise", ExerciseJson(exercise)},
+                          {"beats_found", result.beatsFound.size()},
+                          {"beats_folded", result.beats.size()},
+                          {"leads", LeadsJson(result)}};
+    std::ostream& out = file.Stream();
+    // File names and lead names need not be UTF-8.
+    std::string head = summary.dump(1, ' ', false, Json::error_handler_t::replace);
+    head.resize(head.rfind('\n'));
+    out << head;
+    // The trends go out row by row: those of a day would fill a hundred megabytes.
+    const auto writeRows = [&out](const char* name, const auto& readings, const auto& toJson) {
+        out << ",\n \"" << name << "\": [";
+        const char* separator = "\n  ";
+        for (const auto& reading : readings) {
+            out << separator << toJson(reading).dump();
+            separator = ",\n  ";
+        }
+        out << "\n ]";
+    };
+    writeRows("heart_rate", result.rates, [](const RateReading& rate) {
+        return Json{{"time_s", rate.seconds}, {"heart_rate_per_min", rate.bpm}};
+    });
+    writeRows("st", result.beats, [](const STReading& beat) {
+        return Json{{"time_s", beat.seconds},
+                    {"heart_rate_per_min", Value(beat.bpm)},
+                    {"level_uv", beat.levelUv},
+                    {"slope_uv_per_ms", beat.slopeUvPerMs}};
+    });
+    out << "\n}\n";
+}

@@ -1,0 +1,18 @@
+// ResultFiles: an analysis as files for other programs.
+#pragma once
+
+#include "host/results/Exercise.h"
+#include "host/results/Trends.h"
+#include "host/support/PendingFile.h"
+
+/// Comma-separated trends, one row per folded beat, or, with `everySeconds` above 0, the first beat of every
+/// such stretch: time, RR, heart rate, and per lead ST level, slope, change since the first level and ST/HR
+/// index. Units are in the column names; a figure that is not known is empty. The caller commits.
+void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everySeconds);
+
+/// What the member "schema" of a result says.
+inline constexpr const char* kResultSchema = "qzstress-result-1";
+
+/// Everything that the analysis found, as JSON with the schema kResultSchema (docs/schema). The caller
+/// commits.
+void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise);

@@ -1,0 +1,57 @@
+#include "host/support/InputFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "host/support/HostError.h"
+
+namespace fs = std::filesystem;
+
+InputFile::InputFile(const std::string& path)
+    : m_path(path), m_handle(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
+    if (!m_handle.IsOpen()) throw HostError(path, std::string("cannot be opened: ") + std::strerror(errno));
+    struct stat about {};
+    if (fstat(m_handle.Value(), &about) != 0 || !S_ISREG(about.st_mode))
+        throw HostError(path, std::string("expected a file, found a ") +
+                                  (S_ISDIR(about.st_mode) ? "folder" : "pipe or a device"));
+    m_bytes = about.st_size;
+}
+
+InputFile::InputFile(const std::string& folder, const std::string& name)
+    : InputFile((fs::path(folder) / name).string()) {
+    std::error_code unknown;
+    const fs::path inside = fs::canonical(folder.empty() ? "." : folder, unknown);
+    const fs::path found = fs::read_symlink(OpenName(), unknown).lexically_relative(inside);
+    if (unknown || found.empty() || *found.begin() == "..")
+        throw HostError(m_path, "expected a file in the folder of the header, found a link out of it");
+}
+
+std::string ReadText(const std::string& path, long long mostBytes) {
+    const auto refuse = [&](const std::string& found) {
+        throw HostError(path,
+                        "expected a text of at most " + std::to_string(mostBytes) + " bytes, found " + found);
+    };
+    std::ifstream stream;
+    if (path == "/dev/stdin") {
+        stream.open(path, std::ios::binary);
+    } else {
+        const InputFile file(path);
+        if (file.Bytes() > mostBytes) refuse(std::to_string(file.Bytes()));
+        stream = file.Stream();
+    }
+    std::string text;
+    char block[4096];
+    do {
+        stream.read(block, sizeof block);
+        text.append(block, static_cast<std::size_t>(stream.gcount()));
+        if (static_cast<long long>(text.size()) > mostBytes) refuse("more");
+    } while (stream);
+    if (stream.bad()) throw HostError(path, "cannot be read to its end");
+    if (text.find('\0') != std::string::npos) refuse("a zero byte");
+    return text;
+}

@@ -1,0 +1,38 @@
+// InputFile: the one gate through which the program opens what it reads.
+//
+// A name may come from a stranger, by way of a header, a list or an archive. Only regular files are opened: a
+// pipe would be waited for without end. The file that was checked is the file that is read.
+#pragma once
+
+#include <fstream>
+#include <string>
+
+#include "host/support/FileHandle.h"
+
+class InputFile {
+public:
+    /// Throws HostError where it cannot be opened or is no regular file.
+    explicit InputFile(const std::string& path);
+    /// `name` in `folder` (empty: the present one). Throws HostError as above, and where links lead out of
+    /// the folder.
+    InputFile(const std::string& folder, const std::string& name);
+
+    const std::string& Path() const { return m_path; }
+    long long Bytes() const { return m_bytes; }
+    /// From the first byte on; outlives this object.
+    std::ifstream Stream() const { return std::ifstream(m_handle.Name(), std::ios::binary); }
+    /// For libraries that open files themselves; valid while this object lives.
+    std::string OpenName() const { return m_handle.Name(); }
+
+private:
+    std::string m_path;
+    FileHandle m_handle;
+    long long m_bytes = 0;
+};
+
+/// The longest text that is read at once: headers, lists of records, tables of stages.
+inline constexpr long long kMostTextBytes = 4 << 20;
+
+/// The whole text. "/dev/stdin" is the standard input; everything else goes through InputFile. Throws
+/// HostError for a longer text, before it is read, and for one with zero bytes.
+std::string ReadText(const std::string& path, long long mostBytes = kMostTextBytes);

@@ -1,0 +1,155 @@
+#include "host/support/PendingFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "host/support/HostError.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Five seconds in all: a run holds the lock for a few renamings.
+constexpr int kLockAttempts = 200;
+constexpr std::chrono::milliseconds kLockWait{25};
+
+/// The folder, locked against other runs. One that a stranger keeps locked, or that knows no locks, is taken
+/// without.
+FileHandle LockedFolder(const std::string& folder) {
+    FileHandle handle(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    for (int i = 0; i < kLockAttempts && flock(handle.Value(), LOCK_EX | LOCK_NB) != 0; ++i) {
+        if (errno != EWOULDBLOCK && errno != EINTR) break;
+        std::this_thread::sleep_for(kLockWait);
+    }
+    return handle;
+}
+
+/// The owner and the rights of the file that is to be replaced. Where the group cannot be kept, it gets no
+/// rights: it would be another one's.
+bool TakeRights(int handle, const std::string& replaced) {
+    struct stat before {};
+    if (stat(replaced.c_str(), &before) != 0) return true;
+    mode_t rights = before.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    constexpr uid_t kAsItIs = static_cast<uid_t>(-1);
+    if (fchown(handle, before.st_uid, before.st_gid) != 0 && fchown(handle, kAsItIs, before.st_gid) != 0)
+        rights &= ~static_cast<mode_t>(S_IRWXG);
+    return fchmod(handle, rights) == 0;
+}
+
+/// What the shell has opened for the program: it is not the program's to replace, even where it is a file.
+bool IsOpenAlready(const std::string& path) {
+    const std::string name = fs::absolute(path).lexically_normal().string();
+    return name == "/dev/stdout" || name == "/dev/stderr" || name.starts_with("/dev/fd/") ||
+           name.starts_with("/proc/");
+}
+
+}  // namespace
+
+PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
+    // A folder of that name would let everything be written and refuse the renaming at the end.
+    std::error_code unknown;
+    const fs::file_status before = fs::status(m_path, unknown);
+    if (fs::is_directory(before))
+        throw HostError(m_path, "expected the name of a file to write, found a folder");
+    const bool isFile = (!fs::exists(before) || fs::is_regular_file(before)) && !IsOpenAlready(m_path);
+    m_target = m_openName = m_path;
+    if (isFile) {
+        m_target = CanonicalName(m_path);
+        if (Targets().count(m_target) > 0) throw HostError(m_path, "two outputs have this name");
+        CreateTemporary();
+        Targets().insert(m_target);
+    }
+    errno = 0;
+    m_stream.open(m_openName, std::ios::binary | std::ios::app);
+    if (m_stream) return;
+    const std::string reason = std::strerror(errno);
+    Discard();
+    throw HostError(m_path, "cannot be created: " + reason);
+}
+
+PendingFile::~PendingFile() { Discard(); }
+
+void PendingFile::Discard() {
+    if (!m_temporary.IsOpen()) return;
+    Targets().erase(m_target);
+    if (!m_temporaryPath.empty()) unlink(m_temporaryPath.c_str());
+}
+
+void PendingFile::CreateTemporary() {
+    std::string name = TargetFolder() + "/.qzstress-XXXXXX";
+    m_temporary = FileHandle(mkostemp(name.data(), O_CLOEXEC));  // exclusively, rights 0600
+    if (!m_temporary.IsOpen())
+        throw HostError(m_path, std::string("cannot be created: ") + std::strerror(errno));
+    m_temporaryPath = std::move(name);
+    m_openName = m_temporary.Name();
+}
+
+void PendingFile::Spare(const std::vector<std::string>& files) {
+    for (const std::string& path : files)
+        if (Targets().count(CanonicalName(path)) > 0)
+            throw HostError(path, "is read from, and cannot be written to as well");
+}
+
+std::string PendingFile::CanonicalName(const std::string& path) {
+    if (path.empty()) return path;
+    std::error_code unknown;
+    const fs::path absolute = fs::absolute(path), name = fs::weakly_canonical(absolute, unknown);
+    return (unknown ? absolute : name).string();
+}
+
+std::string PendingFile::TargetFolder() const { return fs::path(m_target).parent_path().string(); }
+
+std::set<std::string>& PendingFile::Targets() {
+    static std::set<std::string> targets;
+    return targets;
+}
+
+void PendingFile::Check() const {
+    if (!m_stream) throw HostError(m_path, "cannot be written to its end: is the disk full?");
+}
+
+void PendingFile::CloseStream() {
+    if (m_stream.is_open()) m_stream.close();
+    Check();
+}
+
+void PendingFile::Complete() {
+    CloseStream();
+    if (!m_temporary.IsOpen()) return;
+    if (!TakeRights(m_temporary.Value(), m_target))
+        throw HostError(m_path,
+                        std::string("cannot get the rights of the file before: ") + std::strerror(errno));
+    if (fsync(m_temporary.Value()) != 0)
+        throw HostError(m_path, std::string("cannot be written to its end: ") + std::strerror(errno));
+}
+
+void PendingFile::Rename() {
+    if (m_temporaryPath.empty()) return;
+    std::error_code error;
+    fs::rename(m_temporaryPath, m_target, error);
+    if (error) throw HostError(m_path, "cannot get its final name: " + error.message());
+    m_temporaryPath.clear();
+}
+
+void PendingFile::CommitAll(const std::vector<PendingFile*>& files) {
+    std::set<std::string> folders;  // in one order for all runs: two never wait for each other
+    for (PendingFile* file : files) {
+        file->Complete();
+        if (file->m_temporary.IsOpen()) folders.insert(file->TargetFolder());
+    }
+    std::vector<FileHandle> locked;
+    for (const std::string& folder : folders) locked.push_back(LockedFolder(folder));
+    for (PendingFile* file : files) file->Rename();
+    // The names are on the disk too. A file system that cannot promise that is no reason to fail.
+    for (const FileHandle& folder : locked) fsync(folder.Value());
+}

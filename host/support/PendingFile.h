@@ -1,0 +1,64 @@
+// PendingFile: a file that appears under its name only when it is complete.
+//
+//   created   ".qzstress-XXXXXX" in the folder of the name: no other run has it, its owner alone reads it
+//   Commit    the rights of the file that is replaced, all bytes on the disk, then the name
+//
+// Of two runs that write to one name each result is whole, and the later one stays. Without Commit nothing is
+// left behind, and a file that had the name before stays as it was. A name that is a link to a file stands
+// for that file: it is replaced and the link stays. What is no file, as a pipe, and what the shell has
+// opened, as /dev/stdout, is written straight to.
+#pragma once
+
+#include <fstream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/support/FileHandle.h"
+
+class PendingFile {
+public:
+    /// Throws HostError, naming the file, where it cannot be created or is pending already.
+    explicit PendingFile(std::string path);
+    ~PendingFile();
+    PendingFile(const PendingFile&) = delete;
+    PendingFile& operator=(const PendingFile&) = delete;
+
+    /// The final name as it was given, for messages.
+    const std::string& Path() const { return m_path; }
+    std::ostream& Stream() { return m_stream; }
+    /// Throws HostError where something could not be written so far: long outputs ask now and then, so that
+    /// a full disk ends them early.
+    void Check() const;
+    /// For libraries that open files themselves: the name to write to. Call CloseStream before.
+    const std::string& OpenName() const { return m_openName; }
+    /// Throws as Check does; no more is to be written to the stream.
+    void CloseStream();
+    /// Throws HostError where anything could not be written.
+    void Commit() { CommitAll({this}); }
+    /// Files that belong together, in the order in which they get their names. All are complete before the
+    /// first has its name, and no other run names its files in these folders meanwhile: files of two runs do
+    /// not mix. Throws as Commit does.
+    static void CommitAll(const std::vector<PendingFile*>& files);
+
+    /// Throws HostError where one of these, files that are read, is pending in this process: it would be
+    /// lost.
+    static void Spare(const std::vector<std::string>& files);
+
+private:
+    static std::string CanonicalName(const std::string& path);
+    std::string TargetFolder() const;
+    void CreateTemporary();
+    void Discard();
+    void Complete();
+    void Rename();
+    /// The files that are pending in this process.
+    static std::set<std::string>& Targets();
+
+    std::string m_path;           // as it was given
+    std::string m_target;         // the file of that name, links followed
+    std::string m_temporaryPath;  // empty where it is written straight to, and after Commit
+    FileHandle m_temporary;
+    std::string m_openName;
+    std::ofstream m_stream;
+};

@@ -1,0 +1,109 @@
+#include "host/support/Text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <set>
+
+namespace {
+
+/// Bytes of the UTF-8 character that `text` begins with; 0 where it begins with none.
+std::size_t CharacterLength(std::string_view text) {
+    const auto byte = [&](std::size_t i) {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : static_cast<unsigned char>(0);
+    };
+    const unsigned lead = byte(0), second = byte(1);
+    if (lead < 0x80) return 1;
+    const std::size_t length = lead < 0xC2 || lead > 0xF4 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    for (std::size_t i = 1; i < length; ++i)
+        if ((byte(i) & 0xC0) != 0x80) return 0;
+    // Longer than it need be, half of a pair of UTF-16, or beyond U+10FFFF.
+    const bool isNone = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
+                        (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);
+    return isNone ? 0 : length;
+}
+
+bool IsControl(std::string_view character) {
+    const auto first = static_cast<unsigned char>(character.front());
+    return first < 0x20 || first == 0x7F ||
+           (first == 0xC2 && static_cast<unsigned char>(character.back()) < 0xA0);  // U+0080 to U+009F
+}
+
+bool StartsCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }
+
+}  // namespace
+
+std::string OneLine(std::string_view text) {
+    std::string line;
+    while (!text.empty()) {
+        const std::size_t length = CharacterLength(text);
+        const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
+        line += length == 0 ? "\xEF\xBF\xBD" : IsControl(character) ? " " : character;
+        text.remove_prefix(character.size());
+    }
+    return line;
+}
+
+std::size_t CountCharacters(std::string_view text) {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), StartsCharacter));
+}
+
+std::string_view Characters(std::string_view text, std::size_t first, std::size_t count) {
+    const auto skip = [](std::string_view from, std::size_t characters) {
+        std::size_t bytes = 0;
+        while (bytes < from.size() && (characters > 0 || !StartsCharacter(from[bytes])))
+            if (StartsCharacter(from[bytes++])) --characters;
+        return bytes;
+    };
+    text.remove_prefix(skip(text, first));
+    return text.substr(0, skip(text, count));
+}
+
+std::string Number(double value, int decimals) {
+    if (std::isnan(value)) return "-";
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    const bool bNegativeZero =
+        text[0] == '-' && std::string(text).find_first_not_of("-0.") == std::string::npos;
+    return bNegativeZero ? text + 1 : text;
+}
+
+std::string Clock(double seconds) {
+    if (std::isnan(seconds)) return "-";
+    const long whole = std::lround(std::max(0.0, seconds));
+    char text[32];
+    std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60);
+    return text;
+}
+
+std::string CsvField(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(' ');
+    const bool isFormula =
+        first != std::string::npos && kFormulaStarts.find(text[first]) != std::string_view::npos;
+    if (!isFormula && text.find_first_of(",;\"\t\r\n") == std::string::npos) return text;
+    std::string quoted = isFormula ? "\"'" : "\"";
+    for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
+    return quoted + "\"";
+}
+
+bool EqualIgnoringCase(const std::string& a, const std::string& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
+
+void MakeUnique(std::vector<std::string>& names) {
+    const auto lowered = [](std::string name) {
+        for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return name;
+    };
+    std::set<std::string> taken, seen;
+    for (const std::string& name : names) taken.insert(lowered(name));
+    for (std::string& name : names) {
+        const std::string wanted = lowered(name);
+        if (seen.insert(wanted).second) continue;
+        int number = 2;
+        while (!taken.insert(wanted + " " + std::to_string(number)).second) ++number;
+        name += " " + std::to_string(number);
+    }
+}

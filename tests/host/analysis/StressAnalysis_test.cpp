@@ -1,0 +1,195 @@
+#include "host/analysis/StressAnalysis.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/simulate/SimulatedTest.h"
+#include "tests/support/Folder.h"
+
+namespace {
+
+// Analyses the simulated test and expects the answers to be close to the truth.
+StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const StressOptions& options) {
+    SimulatedTest test(simulation);
+    StressResult result = StressAnalysis(test, options).Run();
+    const Accuracy accuracy = CompareWithTruth(
+        result, {[&](double seconds) { return test.TrueHeartRate(seconds); },
+                 [&](int lead, double seconds) { return test.TrueSTuV(lead, seconds, options.postJms); },
+                 [&](int lead, double seconds) { return test.TrueSTslope(lead, seconds, options.postJms); }});
+    EXPECT_LT(accuracy.bpm.median, 2.0);
+    for (std::size_t i = 0; i < accuracy.levelUv.size(); ++i) {
+        EXPECT_LT(accuracy.levelUv[i].median, 25.0) << test.Info().leads[i];
+        // The 40 Hz low-pass leaves up to 30 uV of the end of the QRS at J + 6 ms, where the slope begins.
+        EXPECT_LT(accuracy.slopeUvPerMs[i].median, 30.0 / options.postJms) << test.Info().leads[i];
+    }
+    // All but the ectopic beats, which are some 2 %, and the start.
+    EXPECT_GT(static_cast<double>(result.beats.size()), 0.9 * static_cast<double>(test.Beats().size()));
+    EXPECT_GT(static_cast<double>(result.beatsFound.size()), 0.95 * static_cast<double>(test.Beats().size()));
+    return result;
+}
+
+// Notes what it is told, and checks the order in which it is.
+class Witness : public AnalysisObserver {
+public:
+    Witness(const SourceInfo& info, long long stopAfter) : m_info(info), m_stopAfter(stopAfter) {}
+    void OnFrame(const short* frame) override {
+        EXPECT_EQ(++frames, asked) << "asked before every frame whether to stop";
+        raw.insert(raw.end(), frame, frame + m_info.leads.size());
+    }
+    void OnConditioned(const short* uV, double seconds) override {
+        const std::size_t before = clean.size() / m_info.leads.size();
+        EXPECT_DOUBLE_EQ(seconds * m_info.fs, static_cast<double>(before));
+        now = seconds;
+        clean.insert(clean.end(), uV, uV + m_info.leads.size());
+    }
+    void OnRate(const RateReading& rate) override {
+        EXPECT_LE(rate.seconds, now);
+        rates.push_back(rate);
+    }
+    void OnBeat(const STReading& beat) override {
+        EXPECT_LT(beat.seconds, now);
+        beats.push_back(beat);
+    }
+    bool Stop() override { return asked++ == m_stopAfter; }
+
+    long long frames = 0, asked = 0;
+    double now = 0;  // seconds of the latest conditioned frame
+    std::vector<short> raw, clean;
+    std::vector<RateReading> rates;
+    std::vector<STReading> beats;
+
+private:
+    const SourceInfo& m_info;
+    long long m_stopAfter;
+};
+
+std::string MessageFor(FrameSource& source, const StressOptions& options) {
+    return RefusalOf([&] { StressAnalysis(source, options).Run(); });
+}
+
+}  // namespace
+
+TEST(StressAnalysis, TheTwelveLeadTestIsMeasuredWithinItsLimits) {
+    const StressResult result = ExpectAccurate({}, {});
+    EXPECT_TRUE(result.warnings.empty());
+    EXPECT_DOUBLE_EQ(result.seconds, 900);
+    EXPECT_NEAR(result.positions.j - result.positions.q, SimulatedTest::kJMs - SimulatedTest::kQOnsetMs, 12);
+    const std::vector<MinuteRow> rows = SummarizeMinutes(result);
+    ASSERT_EQ(rows.size(), 15U);
+    EXPECT_NEAR(rows[10].bpm, 170, 2);        // peak exercise
+    EXPECT_LT(rows[10].levelUv[10], -150);    // V5 at the peak
+    EXPECT_NEAR(rows[0].levelUv[10], 0, 25);  // and at rest
+    const LeadExtremes v5 = FindExtremes(result)[10];
+    EXPECT_GT(v5.lowestSeconds, 9 * 60);
+    EXPECT_LT(v5.lowestSeconds, 12 * 60);
+}
+
+TEST(StressAnalysis, OtherRatesMainsAndOptionsAreMeasuredAsWell) {
+    for (const int fs : {250, 360, 1000}) {
+        SCOPED_TRACE(fs);
+        SimulatedTestOptions simulation;
+        simulation.fs = fs;
+        simulation.mainsHz = 60;
+        simulation.seconds = 300;
+        StressOptions options;
+        options.conditioner.mainsHz = 60;
+        options.postJms = 40;
+        ExpectAccurate(simulation, options);
+    }
+}
+
+TEST(StressAnalysis, FewLeadsAreEnoughInAnyOrderAndOfEitherPolarity) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 300;
+    // II alone, aVR alone (its QRS points down), V1 last (deep S), three leads.
+    const std::vector<std::vector<std::string>> kinds = {{"II"}, {"aVR"}, {"V5", "V1"}, {"II", "V5", "V1"}};
+    for (const std::vector<std::string>& leads : kinds) {
+        SCOPED_TRACE(testing::PrintToString(leads));
+        simulation.leads = leads;
+        ExpectAccurate(simulation, {});
+    }
+}
+
+struct LeadEvents : AnalysisObserver {
+    void OnLead(std::size_t lead, bool isOff, double seconds) override {
+        events.push_back({static_cast<double>(lead), isOff ? 1.0 : 0.0, seconds});
+    }
+    std::vector<std::vector<double>> events;
+};
+
+TEST(StressAnalysis, ALeadThatIsOffIsToldAndWhatWasTakenForItsSTIsTakenBack) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 140;
+    simulation.leads = {"II", "V5"};
+    simulation.leadOff = {{"V5", 100, 20, false}};
+    SimulatedTest source(simulation);
+    LeadEvents told;
+    const StressResult result = StressAnalysis(source, {}, {&told}).Run();
+    EXPECT_EQ(told.events, (std::vector<std::vector<double>>{{1, 1, 100}, {1, 0, 120}}));
+    ASSERT_EQ(result.off[1].size(), 1U);
+    EXPECT_EQ(result.off[1][0].toSeconds, 120);
+    EXPECT_TRUE(result.off[0].empty() && result.disturbed[1].empty());
+    for (const STReading& reading : result.beats) {
+        EXPECT_EQ(std::isnan(reading.levelUv[1]), reading.seconds > 98.8) << reading.seconds;
+        EXPECT_FALSE(std::isnan(reading.levelUv[0]));
+    }
+    EXPECT_EQ(result.warnings.size(), 1U);
+}
+
+TEST(StressAnalysis, ObserversAreToldOfEverythingOnceAndInOrder) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 120;
+    simulation.leads = {"II", "V2", "V5"};
+    for (const double stopSeconds : {1e6, 60.0}) {
+        SCOPED_TRACE(stopSeconds);
+        SimulatedTest source(simulation);
+        Witness witness(source.Info(), std::llround(stopSeconds * simulation.fs));
+        AnalysisObserver idle;
+        const StressResult result = StressAnalysis(source, {}, {&idle, &witness}).Run();
+        const double expected = std::min(stopSeconds, simulation.seconds);
+        EXPECT_DOUBLE_EQ(result.seconds, expected);
+        EXPECT_EQ(witness.frames, std::llround(expected * simulation.fs));
+        EXPECT_EQ(witness.raw.size(), witness.clean.size());  // up to the last frame, for all the delay
+        ASSERT_EQ(witness.rates.size(), result.rates.size());
+        ASSERT_EQ(witness.beats.size(), result.beats.size());
+        EXPECT_LT(result.rates.front().seconds, 4);
+        EXPECT_GT(result.beats.back().seconds, expected - 3);
+    }
+}
+
+TEST(StressAnalysis, StripsShowTheRecordedAndTheConditionedSignalInStep) {
+    SimulatedTestOptions simulation;
+    simulation.seconds = 60;
+    simulation.uVpb = 2.5;
+    simulation.leads = {"II", "V5"};
+    simulation.wanderUv = simulation.muscleUv = simulation.mainsUv = 0;
+    SimulatedTest source(simulation);
+    Witness witness(source.Info(), -1);
+    StressOptions options;
+    options.conditioner.smooth = 1;
+    options.stripSeconds = {20, 58.8, 21, 5.001, 70};  // two overlap, one is cut, one is beyond the end
+    const StressResult result = StressAnalysis(source, options, {&witness}).Run();
+    ASSERT_EQ(result.strips.size(), 4U);
+    double last = 0;
+    for (const Strip& strip : result.strips) {
+        SCOPED_TRACE(strip.seconds);
+        EXPECT_GT(strip.seconds, last);
+        last = strip.seconds;
+        const auto first = static_cast<std::size_t>(std::llround(strip.seconds * simulation.fs));
+        const std::size_t length = std::min<std::size_t>(1250, 30000 - first);
+        for (std::size_t lead = 0; lead < 2; ++lead) {
+            ASSERT_EQ(strip.rawUv[lead].size(), length);
+            ASSERT_EQ(strip.cleanUv[lead].size(), length);
+            for (std::size_t i = 0; i < length; ++i) {
+                ASSERT_EQ(strip.rawUv[lead][i],
+                          2.5F * static_cast<float>(witness.raw[(first + i) * 2 + lead] - witness.raw[lead]));
+                ASSERT_EQ(strip.cleanUv[lead][i], witness.clean[(first + i) * 2 + lead]);
+            }
+        }
+    }
+}

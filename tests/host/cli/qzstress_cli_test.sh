@@ -1,0 +1,235 @@
+#!/bin/sh
+# The program as its user meets it: what it prints and writes, where, and its exit code.
+# Usage: qzstress_cli_test.sh PROGRAM SOURCE_FOLDER
+set -u
+program=$1 sources=$2
+work=$(mktemp -d) || exit 1
+trap 'rm -rf "$work"' EXIT
+failures=0
+
+fail() { echo "FAILED: $1"; failures=$((failures + 1)); }
+
+# expect_refusal CODE WORD ARGUMENTS...: exits with CODE, prints nothing but one line on stderr that has WORD in it.
+expect_refusal() {
+    code=$1 word=$2
+    shift 2
+    "$program" "$@" >"$work/out" 2>"$work/err"
+    status=$?
+    [ "$status" -eq "$code" ] || fail "$*: exit code $status, not $code"
+    [ -s "$work/out" ] && fail "$*: printed on stdout"
+    [ "$(wc -l <"$work/err")" -eq 1 ] || fail "$*: not one line on stderr"
+    grep -q -- "$word" "$work/err" || fail "$*: '$word' is not in: $(cat "$work/err")"
+}
+
+expect_refusal 1 "$work/none" analyze "$work/none"
+printf 'not a header\n' >"$work/bad.hea"
+expect_refusal 1 bad analyze "$work/bad.hea"
+printf 'flat 1 250 2500\nflat.dat 16 200 16 0 0 0 0 II\n' >"$work/flat.hea"
+head -c 5000 /dev/zero >"$work/flat.dat"
+expect_refusal 1 'not enough beats' analyze "$work/flat"
+expect_refusal 1 'low-pass' analyze "$work/flat" --lowpass 125
+expect_refusal 2 mains analyze --mains 55
+expect_refusal 2 smooth analyze --smooth 3
+expect_refusal 2 post-j analyze --post-j 0
+expect_refusal 2 lowpass analyze --lowpass -5
+expect_refusal 2 lowpass analyze --lowpass fast
+expect_refusal 2 nonsense analyze --nonsense
+expect_refusal 2 subcommand
+expect_refusal 2 'RECORD: a name' analyze ""
+expect_refusal 2 'speed' analyze "$work/flat" --realtime 0
+expect_refusal 2 'a speed is expected, not "fast"' analyze --realtime fast "$work/flat"
+expect_refusal 2 'requires --csv' analyze "$work/flat" --every 5
+expect_refusal 2 'outside 100..2000' simulate "$work/slow" --fs 50
+
+"$program" analyze --post-j 80 >"$work/out" 2>"$work/err" || fail "the simulated test is not analysed"
+[ -s "$work/err" ] && fail "the simulated test has warnings: $(cat "$work/err")"
+for word in 'beats/min' 'uV/ms' 'min:s' 'V6' 'Q onset' '80 ms after J' 'Distance from the truth'; do
+    grep -q "$word" "$work/out" || fail "'$word' is not in the report"
+done
+[ "$(wc -L <"$work/out")" -le 100 ] || fail "the report is wider than 100 columns"
+
+# Every option stands in the manual page and in the completion.
+"$program" --help-all >"$work/out" || fail "--help-all"
+for option in $(grep -o -- '--[a-z-]*' "$work/out" | sort -u); do
+    sed 's/\\-/-/g' "$sources/docs/qzstress.1" | grep -q -- "$option\b" || fail "$option is not in the manual page"
+    grep -q -- "$option\b" "$sources/host/cli/qzstress.bash" || fail "$option is not in the completion"
+done
+
+# Behind -- a batch takes the options of analyze.
+bash -c '. "$1"; COMP_WORDS=(qzstress batch x -- --mai) COMP_CWORD=4; _qzstress qzstress --mai --
+    [ "${COMPREPLY[*]}" = --mains ]' - "$sources/host/cli/qzstress.bash" || fail "completion of a batch"
+
+# A simulated test as a file, in every format: the same for the same seed, and found again by evaluate.
+for format in '' .edf .csv; do
+    "$program" simulate "$work/sim$format" --seconds 120 --protocol ramp --seed 5 --leads I,V5 ||
+        fail "simulate $format"
+    "$program" evaluate "$work/sim$format" --fs 500 --ann "$work/sim.truth.json" --json "$work/score.json" >"$work/out" ||
+        fail "evaluate $format"
+    grep -q 'sensitivity 9[89]\|sensitivity 100' "$work/out" || fail "evaluate $format: $(cat "$work/out")"
+    "$program" analyze "$work/sim$format" --fs 500 --csv "$work/trend$format.csv" --quiet >"$work/out" || fail "analyze $format"
+    [ -s "$work/out" ] && fail "--quiet prints"
+    cmp "$work/trend.csv" "$work/trend$format.csv" || fail "$format gives another trend"
+    "$program" info "$work/sim$format" --fs 500 | grep -q 'leads: I V5' || fail "info $format"
+done
+cp "$work/sim.dat" "$work/first.dat"
+"$program" simulate "$work/sim" --seconds 120 --protocol ramp --seed 5 --leads I,V5
+cmp "$work/first.dat" "$work/sim.dat" || fail "the same seed gives another signal"
+
+# All results at once; none under its name when one of them cannot be written.
+"$program" analyze "$work/sim" --json "$work/r.json" --wfdb-ann "$work/r.atr" --export "$work/clean" --double \
+    --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" >"$work/out" || fail "analyze with results"
+for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || fail "no $file"; done
+"$program" evaluate "$work/sim" --ann "$work/r.atr" | grep -q 'sensitivity 100' || fail "own annotations"
+"$program" info "$work/clean" | grep -q '1000 Hz' || fail "the exported signal has not twice the rate"
+"$program" analyze "$work/clean" --mains 0 --lowpass 0 --quiet || fail "the exported signal cannot be analysed"
+expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --csv "$work/r.csv" --export "$work/e.edf" \
+    --json "$work/no/r.json"
+expect_refusal 1 'two outputs' analyze "$work/sim" --csv "$work/one" --json "$work/./one"
+ls "$work"/.qzstress-* "$work/r.csv" "$work/e.edf" "$work/one" 2>/dev/null && fail "something is left behind"
+# No recording is lost to what is made of it.
+ln -s sim.dat "$work/link"
+cp "$work/sim.truth.json" "$work/truth.json"
+expect_refusal 1 'sim.hea: is read' analyze "$work/sim" --export "$work/sim"
+expect_refusal 1 'sim.dat: is read' analyze "$work/sim" --csv "$work/link"
+expect_refusal 1 'sim.csv: is read' analyze "$work/sim" --template-from "$work/sim.csv" --fs 500 --json "$work/sim.csv"
+expect_refusal 1 'truth.json: is read' evaluate "$work/sim" --ann "$work/truth.json" --json "$work/truth.json"
+cmp "$work/first.dat" "$work/sim.dat" && cmp "$work/sim.truth.json" "$work/truth.json" || fail "a recording is lost"
+
+# The words after a list of leads are not leads; a beat is taken from leads of the same names.
+"$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"
+"$program" simulate "$work/other" --seconds 60 --leads II,V5,I || fail "simulate other leads"
+"$program" analyze "$work/sim" --template-from "$work/other" --json "$work/r.json" --quiet || fail "--template-from"
+grep -q '"learned_from": "other"' "$work/r.json" ||
+    fail "the record of the beat is not told"
+expect_refusal 1 'lead "II" is not one' analyze "$work/other" --template-from "$work/sim"
+expect_refusal 1 'leads' analyze "$work/sim" --leads V9
+expect_refusal 1 'stages' analyze "$work/sim" --stages "$work/stages.txt"
+expect_refusal 2 protocol analyze "$work/sim" --protocol run
+expect_refusal 1 'html' analyze "$work/sim" --quiet --report "$work/r.doc"
+expect_refusal 1 "$work/none" evaluate "$work/sim" --ann "$work/none"
+
+# Interrupted, the results so far are written.
+"$program" analyze "$work/sim" --realtime --json "$work/part.json" >"$work/out" 2>&1 &
+sleep 1
+kill -TERM $!
+wait $!
+# No beat is learned after a second, and that is said. Later the results are there.
+[ $? -eq 130 ] && grep -q 'interrupted before' "$work/out" || fail "interrupted while learning"
+ls "$work"/part.json "$work"/.qzstress-* 2>/dev/null && fail "interrupted while learning: something is left behind"
+"$program" analyze "$work/sim" --realtime 20 --quiet --json "$work/part.json" >"$work/out" 2>&1 &
+sleep 2
+kill -TERM $!
+wait $!
+[ $? -eq 130 ] && [ -s "$work/part.json" ] || fail "interrupted: no results"
+grep -q '"interrupted": true' "$work/part.json" || fail "interrupted: the result does not say so"
+
+# So they are where nobody reads the display any more.
+"$program" analyze --realtime 20 "$work/sim" --json "$work/piped.json" 2>"$work/err" | head -n 1 >"$work/out"
+[ -s "$work/piped.json" ] || fail "a closed pipe: $(cat "$work/err")"
+
+# A lead that is off has no ST, and neither a table nor an index is made of it.
+"$program" simulate "$work/off" --seconds 60 --leads I,II,V5 --lead-off V5:0:60 || fail "simulate --lead-off"
+"$program" analyze "$work/off" --json "$work/off.json" --report "$work/off.html" --csv "$work/off.csv" --quiet \
+    --exercise-seconds 30 2>"$work/err" || fail "analyze with a lead off: $(cat "$work/err")"
+grep -q 'off: V5 (from 0:00' "$work/err" || fail "a lead that is off is not told: $(cat "$work/err")"
+grep -q '"largest_change_uv": null' "$work/off.json" && grep -q ',,,,$' "$work/off.csv" || fail "ST of a lead that is off"
+
+# A batch: the bad record does not stop the others, and what is done stays done.
+mkdir -p "$work/records/deep"
+cp "$work/sim.hea" "$work/sim.dat" "$work/records/deep"
+cp "$work/bad.hea" "$work/sim.edf" "$work/records"
+"$program" batch "$work/records" --out "$work/results" -- --mains 60 2>"$work/err"
+[ $? -eq 3 ] || fail "batch with a bad record"
+[ "$(wc -l <"$work/err")" -eq 1 ] && grep -q bad "$work/err" || fail "batch: $(cat "$work/err")"
+[ "$(wc -l <"$work/results/results.csv")" -eq 3 ] || fail "batch: $(cat "$work/results/results.csv")"
+touch -d 2001-01-01 "$work/results/deep/sim.hea.json"
+rm "$work/records/bad.hea"
+"$program" batch "$work/records" --out "$work/results" -- --mains 60 || fail "batch goes on"
+[ "$work/results/deep/sim.hea.json" -ot "$program" ] || fail "batch: a record was analysed again"
+
+# A result that was interrupted is not done: it is written anew, or missing in the table where that fails.
+results=$work/results
+cp "$results/results.csv" "$work/table.csv"
+sed -i 's/"interrupted": false/"interrupted": true/; s/"length_s": 120/"length_s": 12/' "$results/sim.edf.json"
+"$program" batch "$work/records" --out "$results" -- --mains 60 || fail "batch after an interrupted one"
+grep -q '"interrupted": false' "$results/sim.edf.json" || fail "batch: an interrupted result counts as done"
+cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table after an interrupted one"
+touch -d 2001-01-01 "$results/sim.edf.json"
+cp "$work/bad.hea" "$work/records"
+sed 's/"interrupted": false/"interrupted": true/' "$results/sim.edf.json" >"$results/bad.hea.json"
+expect_refusal 3 "records/bad.hea: line 1" batch "$work/records" --out "$results"
+cmp "$work/table.csv" "$results/results.csv" || fail "batch: an interrupted result is in the table"
+[ "$results/sim.edf.json" -ot "$program" ] || fail "batch: a whole result was analysed again"
+rm "$work/records/bad.hea" "$results/bad.hea.json"
+
+# What is no result is named and left alone, and the others go on.
+cp "$results/sim.edf.json" "$work/whole.json"
+for foreign in '' '7' '{"schema": "qzstress-result-1"}' "$(head -c 9000 "$work/whole.json")" \
+    "$(sed 's/"largest_change_uv": [^,]*/"largest_change_uv": "much"/' "$work/whole.json")"; do
+    printf '%s' "$foreign" >"$results/sim.edf.json"
+    cp "$results/sim.edf.json" "$work/foreign.json"
+    rm "$results/deep/sim.hea.json"
+    expect_refusal 3 'sim.edf.json: is not a result of qzstress; move it away' \
+        batch "$work/records" --out "$results" -- --mains 60
+    cmp "$work/foreign.json" "$results/sim.edf.json" || fail "batch: a foreign file was overwritten"
+    [ "$(wc -l <"$results/results.csv")" -eq 2 ] && grep -q deep/sim.hea "$results/results.csv" ||
+        fail "batch with a foreign file: $(cat "$results/results.csv")"
+done
+rm "$results/sim.edf.json"
+"$program" batch "$work/records" --out "$results" -- --mains 60 || fail "batch without the foreign file"
+cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table without the foreign file"
+# A recording or a list is not overwritten by the table, nor taken for the other.
+"$program" batch "$work/records" --out "$work/records/more" || fail "batch into the folder of the records"
+"$program" batch "$work/records" --out "$results" || fail "a table is taken for a recording"
+rm -r "$work/records/more"
+echo sim.edf >"$work/records/results.csv"
+expect_refusal 1 'results.csv: is not a table' batch "$work/records" --out "$work/records"
+rm "$work/records/results.csv"
+expect_refusal 1 'sim.csv: is taken for a recording' batch "$work/sim.csv" --out "$results"
+
+expect_refusal 2 'names one file' batch "$work/records" --out "$results" -- --csv "$work/all.csv"
+
+# A list that names a record twice, and one with two records that have one place for their results.
+mkdir -p "$work/lists/up"
+cp "$work/sim.edf" "$work/lists/up"
+printf '%s\n' '# twice' ../sim ../sim.hea up/sim.edf ./up/../up/sim.edf "$work/lists/up/sim.edf" >"$work/lists/twice.txt"
+"$program" batch "$work/lists/twice.txt" --out "$work/twice" --jobs 3 2>"$work/err" || fail "a record listed twice"
+[ -s "$work/err" ] && fail "a record listed twice: $(cat "$work/err")"
+[ "$(wc -l <"$work/twice/results.csv")" -eq 3 ] || fail "a record listed twice: $(cat "$work/twice/results.csv")"
+printf '%s\n' up/sim.edf ../sim.edf >"$work/lists/clash.txt"
+expect_refusal 3 "$work/sim.edf: its result would be .*, as that of $work/lists/up/sim.edf" \
+    batch "$work/lists/clash.txt" --out "$work/clash"
+[ "$(wc -l <"$work/clash/results.csv")" -eq 2 ] && grep -q lists/up/sim.edf "$work/clash/results.csv" ||
+    fail "one place for two results: $(cat "$work/clash/results.csv")"
+
+# Two runs with one name for their files: all four are of one run.
+for round in 1 2 3; do
+    "$program" simulate "$work/both" --seconds 40 --seed 1 --leads I,V5 &
+    "$program" simulate "$work/both" --seconds 40 --seed 2 --leads II,V6 || fail "the second of two runs"
+    wait $! || fail "the first of two runs"
+    "$program" evaluate "$work/both" --ann "$work/both.truth.json" >"$work/out" 2>"$work/err" &&
+        grep -q 'sensitivity 9[0-9]\|sensitivity 100' "$work/out" || fail "two runs: $(cat "$work/out" "$work/err")"
+done
+
+# A stranger's archive: pipes, links, names that are formulas or no text, records that take too long.
+mkdir -p "$work/bad/=1" "$work/late"
+mkfifo "$work/bad/pipe.csv" "$work/bad/list"
+echo precious >"$work/victim"
+ln -s ../victim "$work/late/pipe.csv.json.log"
+sed 's/ I$/ =I\xff/' "$work/sim.hea" >"$work/bad/=1/sim.hea"
+cp "$work/sim.dat" "$work/bad/=1"
+printf 'pipe.csv\n=1/sim\n' >"$work/bad/list.txt"
+cd "$work/bad" || exit 1
+expect_refusal 3 'pipe.csv: expected a file, found a pipe' batch list.txt --out "$work/late"
+grep -q "^\"'=1/sim\"," "$work/late/results.csv" || fail "a formula: $(cat "$work/late/results.csv")"
+grep -q precious "$work/victim" || fail "a log was written to where a link leads"
+expect_refusal 1 'list: expected a file, found a pipe' batch "$work/bad/list" --out "$work/late"
+"$program" analyze "$work/bad/=1/sim" --json "$work/u.json" --csv "$work/u.csv" --report "$work/u.html" >"$work/out" ||
+    fail "a name that is no text"
+iconv -f UTF-8 -t UTF-8 "$work/u.json" "$work/u.csv" "$work/u.html" "$work/out" >/dev/null || fail "a name leaves as no text"
+rm -r "$work/late"
+start=$(date +%s)
+expect_refusal 3 'given up after 1 s' batch "$work/lists" --out "$work/late" --timeout 1 -- --realtime
+[ $(($(date +%s) - start)) -lt 9 ] || fail "a time limit takes long"
+
+[ "$failures" -eq 0 ]

@@ -1,0 +1,98 @@
+#include "host/record/OpenRecord.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "host/record/Annotations.h"
+#include "host/record/Calibration.h"
+#include "host/results/Truth.h"
+#include "host/support/Text.h"
+#include "tests/support/Folder.h"
+#include "tests/support/Frames.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr const char* kThreeLeads = "I (mV),II (mV),aVF (mV)\n1,2,3\n4,5,6\n";
+
+TEST(OpenRecord, KeepsTheLeadsAskedForInTheOrderAskedFor) {
+    const Folder folder;
+    const std::string path = folder.Write("r.CSV", kThreeLeads);
+    const auto record = OpenRecord(path, {{"AVF", "i"}, 500, 0});
+    EXPECT_THAT(record->Info().leads, ElementsAre("aVF", "I"));  // as the file spells them
+    EXPECT_EQ(record->Info().fs, 500);
+    EXPECT_EQ(ReadAll(*record), (Frames{{3000, 1000}, {6000, 4000}}));
+    EXPECT_THAT(OpenRecord(path, {{}, 500, 0})->Info().leads, ElementsAre("I", "II", "aVF"));
+}
+
+TEST(OpenRecord, RefusesUnknownAndRepeatedLeadsAndListsWhatThereIs) {
+    const Folder folder;
+    const std::string path = folder.Write("r.csv", kThreeLeads);
+    for (const std::vector<std::string>& leads :
+         {std::vector<std::string>{"I", "V5"}, {"I", "II", "i"}, {"II", ""}}) {
+        const std::string message = RefusalOf([&] { OpenRecord(path, {leads, 500, 0}); });
+        EXPECT_EQ(message.rfind(path + ": lead \"" + leads.back() + "\" is ", 0), 0U) << message;
+        EXPECT_TRUE(message.ends_with("its leads: I II aVF")) << message;
+    }
+}
+
+TEST(InputFile, IsNoPipeNoFolderAndNoLinkOutOfTheHeadersFolder) {
+    const Folder folder;
+    std::filesystem::create_directory(folder.Path("in"));
+    for (const char* pipe : {"p.hea", "p.csv", "p.edf", "p.dat"})
+        ASSERT_EQ(mkfifo(folder.Path(pipe).c_str(), 0600), 0);
+    folder.Write("a.dat", "abcd");
+    folder.Write("a.hea", "a 1 250 2\na.dat 16\n");
+    folder.Write("in/p.hea", "p 1 250 2\np.dat 16\n");
+    folder.Write("in/s.hea", "s/1 1 250\na 2\n");
+    std::filesystem::create_symlink("../a.dat", folder.Path("in/p.dat"));
+    std::filesystem::create_symlink("../a.hea", folder.Path("in/a.hea"));
+    std::filesystem::create_symlink("in", folder.Path("linked"));
+    folder.Write("big.hea", "");
+    std::filesystem::resize_file(folder.Path("big.hea"), 3LL << 30);
+    const std::pair<const char*, const char*> cases[] = {
+        {"p.csv", "p.csv: expected a file, found a pipe or a device"},
+        {"p.edf", "p.edf: expected a file, found a pipe"},
+        {"p", "p.hea: expected a file, found a pipe"},
+        {"in/p", "in/p.dat: expected a file in the folder of the header, found a link out of it"},
+        {"in/s", "in/a.hea: expected a file in the folder of the header, found a link"},
+        {"none", "none.hea: cannot be opened: No such file"},
+        {"big", "big.hea: expected a text of at most 4194304 bytes, found 3221225472"}};
+    for (const auto& [name, message] : cases)
+        EXPECT_THAT(RefusalOf([&, record = name] { OpenRecord(folder.Path(record)); }), HasSubstr(message));
+    for (const auto read : {+[](const std::string& path) { ReadAnnotations(path); },
+                            +[](const std::string& path) { ReadTruth(path); },
+                            +[](const std::string& path) { ReadStages(path); }})
+        EXPECT_THAT(RefusalOf([&] { read(folder.Path("p.dat")); }), HasSubstr("found a pipe"));
+    std::filesystem::remove(folder.Path("in/p.dat"));
+    folder.Write("in/p.dat", "abcd");
+    EXPECT_EQ(OpenRecord(folder.Path("linked/p"))->Info().frames, 2) << "the folder itself may be a link";
+}
+
+TEST(Text, LeavesTheProgramAsOneLineOfUtf8AndIsNoFormula) {
+    EXPECT_EQ(OneLine("a\n\x1b\xC2\x9B"
+                      "b\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"),
+              "a   b\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+    const std::string mark = "\xEF\xBF\xBD";
+    for (const char* bad : {"\xFF", "\xE9", "\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF0\x80\x80\xAF",
+                            "\xF4\x90\x80\x80", "\xE2\x82"}) {
+        std::string marks;
+        while (marks.size() < 3 * std::string(bad).size()) marks += mark;
+        EXPECT_EQ(OneLine(bad + std::string("x")), marks + "x");
+    }
+    EXPECT_EQ(Characters("a\xC3\xA9\xE2\x82\xAC"
+                         "b",
+                         1, 2),
+              "\xC3\xA9\xE2\x82\xAC");
+    EXPECT_EQ(Quote(std::string(59, 'a') + "\xC3\xA9z"), '"' + std::string(59, 'a') + "\xC3\xA9...\"");
+    const std::pair<const char*, const char*> fields[] = {
+        {"V5", "V5"},      {"a,\"b", "\"a,\"\"b\""}, {"a;=1", "\"a;=1\""},
+        {"=1", "\"'=1\""}, {"+1", "\"'+1\""},        {"-aVR", "\"'-aVR\""},
+        {"@a", "\"'@a\""}, {" =1", "\"' =1\""},      {"a=1", "a=1"}};
+    for (const auto& [text, field] : fields) EXPECT_EQ(CsvField(text), field);
+}
+
+}  // namespace

@@ -1,0 +1,317 @@
+#include "host/report/ReportDrawing.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <set>
+#include <sstream>
+
+#include "host/report/BeatPages.h"
+#include "host/report/Outputs.h"
+#include "host/report/StripPages.h"
+#include "host/report/TrendPlot.h"
+#include "tests/support/Folder.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr float kNaNf = std::numeric_limits<float>::quiet_NaN();
+
+std::vector<std::vector<float>> Rows(std::size_t leads, std::size_t samples, float qrsUv) {
+    std::vector<float> row(samples, 100);  // the PR level lies at 100 uV
+    if (samples > 130) row[120] = 100 + qrsUv;
+    return std::vector<std::vector<float>>(leads, row);
+}
+
+/// A reading each second whose heart rate rises from 60/min by 100/min, and whose ST falls by 10 uV times the
+/// number of the lead, which is from 1 on; the time of ST is 100 + 60 + 66 ms.
+StressResult MakeResult(std::size_t leads, double seconds) {
+    StressResult result;
+    result.source = {"record <&>", 500, 1.0, {}, 0, "2024-05-06 07:08:09", {"62 years, \"remark\""}};
+    for (std::size_t lead = 1; lead <= leads; ++lead)
+        result.source.leads.push_back("L" + std::to_string(lead));
+    result.seconds = seconds;
+    result.postJms = 60;
+    result.positions = {800, 200, 240, 290};
+    result.learned.usable.assign(leads, true);
+    result.firstBeatUv = Rows(leads, 400, 1200);
+    result.latestBeatUv = Rows(leads, 400, 1000);
+    for (const double at : {0.2, 0.9})
+        result.strips.push_back({at * seconds, Rows(leads, 1250, 900), Rows(leads, 1250, 900)});
+    for (int second = 0; second < seconds; ++second) {
+        const double at = second;
+        const double bpm = 60 + 100 * at / seconds;
+        result.rates.push_back({at, bpm});
+        STReading beat{at, bpm, {}, std::vector<float>(leads, -0.5F)};
+        for (std::size_t lead = 1; lead <= leads; ++lead)
+            beat.levelUv.push_back(static_cast<float>(-10.0 * static_cast<double>(lead) * at / seconds));
+        result.beats.push_back(beat);
+    }
+    return result;
+}
+
+ExerciseSummary Summarize(const StressResult& result) {
+    ExerciseOptions options;
+    options.stages = {{0, 0, "rest"}, {60, 50, ""}, {240, 100, ""}, {480, 0, "recovery"}};
+    return SummarizeExercise(result, options);
+}
+
+class ReportTest : public testing::Test {
+protected:
+    std::string Write(const std::string& ending, const StressResult& result,
+                      const ExerciseSummary& exercise) {
+        WriteWhole(m_folder.Path("report" + ending), [&](PendingFile& file) {
+            WriteReport(file, {result, exercise});
+        });
+        return m_folder.Bytes("report" + ending);
+    }
+    std::string Write(const std::string& ending, const StressResult& result) {
+        return Write(ending, result, Summarize(result));
+    }
+
+    const Folder m_folder;
+};
+
+std::size_t Count(const std::string& text, const std::string& what) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += what.size()) ++count;
+    return count;
+}
+
+/// What stands from each `before` to the next `after`.
+std::vector<std::string> Between(const std::string& text, const std::string& before,
+                                 const std::string& after) {
+    std::vector<std::string> found;
+    for (std::size_t at = 0; (at = text.find(before, at)) != std::string::npos;) {
+        at += before.size();
+        found.push_back(text.substr(at, text.find(after, at) - at));
+    }
+    return found;
+}
+
+std::size_t CountPages(const std::string& pdf) {
+    return Count(pdf, "/Type /Page\n") + Count(pdf, "/Type /Page ");
+}
+
+std::size_t BigEndian(const std::string& bytes, std::size_t at) {
+    std::size_t value = 0;
+    for (std::size_t i = at; i < at + 4; ++i) value = value << 8 | static_cast<unsigned char>(bytes[i]);
+    return value;
+}
+
+TEST_F(ReportTest, EveryKindHoldsTheSamePages) {
+    const StressResult result = MakeResult(12, 600);
+    const std::string pdf = Write(".pdf", result), png = Write(".PNG", result), html = Write(".html", result);
+    const auto pages = CountPages(pdf);
+    EXPECT_EQ(pages, 6U);  // summary, trends, beats, a page for each strip, table
+    EXPECT_THAT(pdf, testing::StartsWith("%PDF-1.4"));
+    // A4 in landscape in points, within what a printer tells apart.
+    std::istringstream box(Between(pdf, "/MediaBox [ 0 0 ", "]").at(0));
+    double width = 0, height = 0;
+    box >> width >> height;
+    EXPECT_NEAR(width, 297 / 25.4 * 72, 0.01);
+    EXPECT_NEAR(height, 210 / 25.4 * 72, 0.01);
+
+    ASSERT_THAT(png, testing::StartsWith("\x89PNG"));
+    EXPECT_EQ(BigEndian(png, 16), 1754U);  // 297 mm at 150 dots per inch
+    EXPECT_EQ(BigEndian(png, 20), 1240U * pages);
+    const std::size_t density = png.find("pHYs");
+    ASSERT_NE(density, std::string::npos);
+    EXPECT_EQ(BigEndian(png, density + 4), 5906U);  // dots per metre
+    EXPECT_EQ(png.substr(png.size() - 8, 4), "IEND");
+
+    EXPECT_EQ(Count(html, "<svg "), pages);
+    EXPECT_EQ(Count(html, "aria-label=\"Page "), pages);
+}
+
+TEST_F(ReportTest, HtmlRefersToNothingOutsideAndItsNamesAreUnique) {
+    const std::string html = Write(".html", MakeResult(3, 600));
+    // Addresses are those of the two name spaces of SVG alone.
+    EXPECT_EQ(Count(html, "://"), Count(html, "=\"http://www.w3.org/2000/svg\"") +
+                                      Count(html, "=\"http://www.w3.org/1999/xlink\""));
+    EXPECT_EQ(Count(html, "src="), 0U);
+    EXPECT_EQ(Count(html, "href="), Count(html, "href=\"#"));
+    EXPECT_THAT(html, Not(HasSubstr("<script")));
+    EXPECT_THAT(html, Not(HasSubstr("<?xml")));
+    std::set<std::string> names;
+    for (const std::string& name : Between(html, " id=\"", "\""))
+        EXPECT_TRUE(names.insert(name).second) << name;
+    EXPECT_GT(names.size(), 0U);
+    for (const auto& [before, after] : {std::pair("href=\"#", "\""), std::pair("url(#", ")")})
+        for (const std::string& name : Between(html, before, after)) EXPECT_TRUE(names.count(name)) << name;
+}
+
+TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
+    const StressResult result = MakeResult(3, 600);
+    const std::string html = Write(".html", result);
+    EXPECT_THAT(html, HasSubstr("record &lt;&amp;&gt;"));
+    EXPECT_THAT(html, Not(HasSubstr("<&>")));
+    EXPECT_THAT(html, HasSubstr("Not a medical device"));
+    // The last beat is the farthest: 30 uV * 599 / 600 down from about 0.75 uV, at 160/min.
+    EXPECT_THAT(html,
+                HasSubstr("<tr class=\"worst\"><th scope=\"row\">L3</th><td>-1</td><td>-29</td><td>-0.3</td>"
+                          "<td>-30</td><td>-0.50</td><td>160</td><td>9:59</td><td>-0.19</td>"));
+    EXPECT_THAT(html,
+                HasSubstr("<dt>Duke score</dt><dd>5, low risk (made for the Bruce treadmill protocol)</dd>"));
+    EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.29 − 4 × 0 = 5.55, cut to 5."));
+    EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
+    EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
+    EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 averaged; 0 heart-rate intervals</dd>"));
+    EXPECT_THAT(html, HasSubstr("<dt>PWC130</dt><dd>not computed: needs 3 stages"));
+    ExerciseSummary bruce = SummarizeExercise(result, {ProtocolStages("bruce", 0, 480), {}, 2});
+    bruce.duke = 0;  // of 0.39998 mm; 0.40 mm would give -1
+    bruce.exerciseSeconds = 540;
+    bruce.stDeviationMv = -0.039998;
+    const std::string edge = Write(".html", result, bruce);
+    EXPECT_THAT(edge, HasSubstr("<dt>Duke score</dt><dd>0, moderate risk</dd>"));
+    EXPECT_THAT(edge, HasSubstr("index = 9.00000 − 5 × 0.39998 − 4 × 2 = -0.99990, cut to 0."));
+    ExerciseSummary without = SummarizeExercise(result, {});
+    const std::string bare = Write(".html", result, without);
+    EXPECT_THAT(bare, HasSubstr("<dt>Duke score</dt><dd>not computed: exercise time not given"));
+    EXPECT_THAT(bare, HasSubstr("<dt>PWC170</dt><dd>not computed: no stages of known power"));
+}
+
+TEST_F(ReportTest, OddRecordingsAreDrawn) {
+    std::vector<StressResult> odd{MakeResult(1, 10), MakeResult(2, 600), MakeResult(64, 30), StressResult()};
+    odd.push_back(MakeResult(3, 600));  // nothing found
+    odd.back().rates.clear();
+    odd.back().beats.clear();
+    odd.back().firstBeatUv.clear();
+    odd.back().latestBeatUv.clear();
+    odd.back().strips.clear();
+    odd.push_back(MakeResult(2, 12));  // not numbers
+    odd.back().rates[5].bpm = kNaN;
+    for (STReading& beat : odd.back().beats) beat.levelUv[1] = kNaNf;
+    odd.back().firstBeatUv[0].assign(400, kNaNf);
+    odd.back().strips[0].rawUv[1].assign(1250, kNaNf);
+    odd.back().strips[0].cleanUv.clear();
+    odd.push_back(MakeResult(2, 30));  // off the rails, and words from elsewhere
+    odd.back().latestBeatUv[1].assign(400, 1e9F);
+    for (STReading& beat : odd.back().beats) beat.levelUv[1] = 32767;
+    odd.back().source.name = std::string(5000, 'W') + std::string("\xE9\x00\n\xFF", 4);
+    odd.back().source.leads[1] = std::string(300, 'x');
+    odd.back().source.remarks.assign(500, "a remark");
+    odd.back().warnings.assign(40, std::string(400, 'w'));
+    odd.back().relearnedSeconds = {10, 1e9, kNaN};
+    for (std::size_t i = 0; i < odd.size(); ++i) {
+        ExerciseSummary exercise = Summarize(odd[i]);
+        if (i == 6) exercise.stages.assign(200, {3, {}, std::string(100, 's')});
+        EXPECT_GE(CountPages(Write(".pdf", odd[i], exercise)), 2U) << i;
+        EXPECT_THAT(Write(".png", odd[i], exercise), testing::StartsWith("\x89PNG")) << i;
+        EXPECT_THAT(Write(".html", odd[i], exercise), testing::EndsWith("</html>\n")) << i;
+    }
+}
+
+TEST_F(ReportTest, ADayIsThinnedToWhatPaperCanShow) {
+    const std::string day = Write(".html", MakeResult(12, 24 * 3600.0));
+    // 24 h hold 144 times the readings of 10 min. Two points per tenth of a millimetre of the 264 mm of heart
+    // rate and the 60 mm of each lead, 20 letters each, stay below 400,000 letters.
+    EXPECT_LT(day.size(), Write(".html", MakeResult(12, 600)).size() + 400000);
+    EXPECT_THAT(day, HasSubstr("24:00:00 h:min:s"));
+}
+
+TEST_F(ReportTest, RefusesOtherNamesAndLeavesNothingBehind) {
+    const StressResult result = MakeResult(1, 10);
+    const ExerciseSummary exercise = Summarize(result);
+    for (const char* name : {"a.svg", "a", ".pdf", "pdf"}) {
+        EXPECT_THAT(RefusalOf([&] {
+                        PendingFile file(m_folder.Path(name));
+                        WriteReport(file, {result, exercise});
+                    }),
+                    HasSubstr(std::string(name) + ": a report's name is expected to end in .html"));
+        EXPECT_THROW(CheckReportName(name), HostError);
+    }
+    EXPECT_THAT(m_folder.Names(), testing::IsEmpty());
+}
+
+TEST(EcgPaper, IsTrueToTheMillimetre) {
+    EXPECT_DOUBLE_EQ(MmToPoints(25.4), 72);
+    EXPECT_DOUBLE_EQ(PointsToMm(MmToPoints(7)), 7);
+    const EcgPaper paper({10, 20, 50, 40}, kUsualScale, 45);
+    EXPECT_DOUBLE_EQ(paper.X(1000) - paper.X(0), 25);
+    EXPECT_DOUBLE_EQ(paper.Y(0) - paper.Y(1000), 10);
+    EXPECT_DOUBLE_EQ(paper.X(0), 10);
+    EXPECT_DOUBLE_EQ(paper.Y(0), 45);
+    EXPECT_DOUBLE_EQ(EcgPaper({10, 20, 50, 40}, {100, 40}, 45, 200).X(240), 14);
+    EXPECT_EQ(DescribeScale(kQuarterGainScale), "25 mm/s, 2.5 mm/mV");
+}
+
+TEST(BeatPages, BeatsStandWithinTheirPaperOnAStrongLine) {
+    const StressResult result = MakeResult(2, 60);
+    EXPECT_DOUBLE_EQ(STPointMs(result), 290 + 6 + 60);
+    EXPECT_NEAR(PrLevelUv(result, result.firstBeatUv[0]), 100, 1e-9);
+    EXPECT_EQ(PrLevelUv(result, {}), 0);
+    EXPECT_DOUBLE_EQ(BeatPaperMm(result), 20);  // 800 ms
+    const TraceRange range = FindBeatRange(result, 1);
+    EXPECT_EQ(range.highestUv, 1200);
+    EXPECT_EQ(range.lowestUv, 0);
+
+    const Box box{0, 100, 20, 40};
+    const EcgPaper paper = PlaceBeat(box, kUsualScale, {-1800, 2100});
+    EXPECT_GE(paper.Y(2100), box.y);
+    EXPECT_LE(paper.Y(-1800), box.Bottom());
+    EXPECT_NEAR(std::remainder(PlaceBeat(box, kUsualScale, {0, 1200}).Y(0) - box.y, 5), 0, 1e-9);
+}
+
+std::vector<Strip> Strips(std::size_t count, std::size_t leads, double seconds, float qrsUv) {
+    const auto rows = Rows(leads, static_cast<std::size_t>(seconds * 500), qrsUv);
+    return std::vector<Strip>(count, {0, rows, rows});
+}
+
+TEST(StripPages, BlocksLieApartWithinThePage) {
+    for (std::size_t leads = 1; leads <= 64; ++leads) {
+        for (const double seconds : {0.0, 2.5, 5.0, 12.0}) {
+            const StripLayout layout = PlanStrips(Strips(1 + leads % 4, leads, seconds, 9000), leads, 500);
+            EXPECT_GE(layout.groups * layout.leadsPerBlock, leads);
+            EXPECT_LT((layout.groups - 1) * layout.leadsPerBlock, leads);
+            const std::size_t last = layout.columns * layout.rows - 1;
+            EXPECT_LE(layout.Corner(last).x + 2 * layout.paperMm, kContents.Right())
+                << leads << " " << seconds;
+            EXPECT_LE(layout.Corner(last).y + 8 + layout.PaperHeightMm(), kContents.Bottom())
+                << leads << " " << seconds;
+            EXPECT_GE(layout.pitchMm, 25);
+        }
+    }
+    const StripLayout twelve = PlanStrips(Strips(4, 12, 2.5, 900), 12, 500);
+    EXPECT_EQ(twelve.columns, 2U);   // all twelve leads of a strip on one page
+    EXPECT_EQ(twelve.paperMm, 65U);  // 62.5 mm and the rest of a square
+    EXPECT_EQ(PlanStrips(Strips(4, 3, 2.5, 900), 3, 500).rows, 2U);  // all four strips on one page
+}
+
+TEST(TrendPlot, AxesHaveRoundStepsAndHoldTheirValues) {
+    const ValueAxis axis = ChooseValueAxis(-0.23, 0.11, 0.1, 10);
+    EXPECT_NEAR(axis.from, -0.3, 1e-9);
+    EXPECT_NEAR(axis.to, 0.2, 1e-9);
+    EXPECT_EQ(axis.decimals, 1);
+    EXPECT_EQ(ChooseTimeAxis(900, 24).stepSeconds, 60);
+    EXPECT_STREQ(ChooseTimeAxis(10, 24).unit, "s");
+    EXPECT_STREQ(ChooseTimeAxis(86400, 24).unit, "h");
+    EXPECT_EQ(ChooseTimeAxis(86400, 8).stepSeconds, 4 * 3600);
+    EXPECT_LE(ChooseTimeAxis(1e9, 8).seconds / ChooseTimeAxis(1e9, 8).stepSeconds, 8);
+    const TrendPlot plot({10, 20, 100, 50}, ChooseTimeAxis(200, 9), {60, 160, 20, 0});
+    EXPECT_DOUBLE_EQ(plot.X(50), 35);
+    EXPECT_DOUBLE_EQ(plot.Y(160), 20);
+    EXPECT_DOUBLE_EQ(plot.Y(85), 57.5);
+}
+
+TEST(Findings, NameRisksTimesAndRates) {
+    EXPECT_STREQ(DukeRisk(5), "low");
+    EXPECT_STREQ(DukeRisk(4), "moderate");
+    EXPECT_STREQ(DukeRisk(-10), "moderate");
+    EXPECT_STREQ(DukeRisk(-11), "high");
+    EXPECT_EQ(LongClock(3599.6), "1:00:00");
+    EXPECT_EQ(LongClock(11105), "3:05:05");
+    EXPECT_EQ(LongClock(kNaN), "-");
+    const StressResult result = MakeResult(1, 100);
+    EXPECT_DOUBLE_EQ(RateAt(result, 50.5), 110);
+    EXPECT_DOUBLE_EQ(RateAt(result, 113), 159);
+    EXPECT_TRUE(std::isnan(RateAt(result, 115)));
+    EXPECT_EQ(SetMinus("-5 (-6) 2024-05-06 -x"), "−5 (−6) 2024-05-06 -x");
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+#include "host/results/Exercise.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/Folder.h"
+
+namespace {
+
+class ReadStagesTest : public testing::Test {
+protected:
+    std::vector<Stage> Read(const std::string& text) { return ReadStages(m_folder.Write("s", text)); }
+    std::string Refusal(const std::string& text) {
+        return RefusalOf([&] { Read(text); });
+    }
+    const Folder m_folder;
+};
+
+TEST_F(ReadStagesTest, ReadsStartsPowersAndNames) {
+    const std::vector<Stage> stages =
+        Read("# bicycle\n0 0 rest\n\n1:30 25 first stage # easy\n1:02:03.5 - walk\n90:59.9 0");
+    ASSERT_EQ(stages.size(), 4U);
+    EXPECT_EQ(stages[0].name, "rest");
+    EXPECT_EQ(stages[1].startSeconds, 90);
+    EXPECT_EQ(stages[1].watts, 25);
+    EXPECT_EQ(stages[1].name.substr(0, 11), "first stage");
+    EXPECT_EQ(stages[2].startSeconds, 3723.5);
+    EXPECT_FALSE(stages[2].watts);
+    EXPECT_EQ(stages[3].startSeconds, 5459.9);
+}
+
+TEST_F(ReadStagesTest, RefusesWithTheLineAndWhatIsExpected) {
+    for (const char* bad :
+         {"0 0\nx 25", "0 0\n1: 25", "0 0\n1:2:3:4 25", "0 0\n-5 25", "0 0\n1e9 25", "0 0\n1:60 25",
+          "0 0\n1:75:00 25", "0 0\n5", "0 0\n5 -3", "0 0\n5 25W", "0 0\n5 nan", "0 0\n0 25"})
+        EXPECT_THAT(Refusal(bad), testing::AllOf(testing::StartsWith(m_folder.Path("s: line 2: ")),
+                                                 testing::HasSubstr("expected")))
+            << bad;
+    EXPECT_THAT(Refusal("# nothing\n"), testing::HasSubstr("no stage"));
+    EXPECT_THROW(ReadStages(m_folder.Path("none")), HostError);
+}
+
+/// Twelve minutes: rest, stages of 50, 100 and 150 W at 110, 130 and 150 beats/min, recovery.
+StressResult TestOf12Minutes() {
+    StressResult result;
+    result.source.leads = {"II", "aVR"};
+    result.seconds = 720;
+    for (int second = 1; second <= 720; ++second) {
+        const double bpm = second < 120   ? 70
+                           : second < 300 ? 110
+                           : second < 480 ? 130
+                           : second < 660 ? 150
+                                          : 90;
+        result.rates.push_back({second * 1.0, second % 180 == 119 ? 220 : bpm});  // a wrong one now and then
+        const float depth = second < 300 ? 0.F : second < 650 ? 130.F : 40.F;
+        result.beats.push_back({second * 1.0, bpm, {20 - depth, 20 + 2 * depth}, {0, 0}});
+    }
+    return result;
+}
+const std::vector<Stage> kStages = {
+    {0, 0, "rest"}, {120, 50, ""}, {300, 100, ""}, {480, 150, ""}, {660, 0, "recovery"}};
+
+TEST(SummarizeExercise, FindsPeakDeviationTimeAndIndices) {
+    const ExerciseSummary summary = SummarizeExercise(TestOf12Minutes(), {kStages, {}, 1});
+    EXPECT_DOUBLE_EQ(summary.peakBpm, 150) << "single wrong rates are no peak";
+    EXPECT_DOUBLE_EQ(*summary.exerciseSeconds, 540);
+    EXPECT_NEAR(summary.stDeviationMv, -0.13, 1e-6) << "of any lead but aVR";
+    EXPECT_EQ(summary.stLead, "II");
+    EXPECT_EQ(*summary.duke, -1) << "9 minutes - 6.5 - 4, truncated";
+    EXPECT_NEAR(*summary.pwcWatts[0], 100, 0.01);
+    EXPECT_NEAR(*summary.pwcWatts[1], 150, 0.01);
+    EXPECT_FALSE(summary.pwcWatts[2]) << "needs a rate above 150";
+}
+
+TEST(SummarizeExercise, TakesTheGivenTimeAndComputesNothingFromNothing) {
+    EXPECT_EQ(*SummarizeExercise(TestOf12Minutes(), {{}, 60.0, 0}).duke, -5);
+    const ExerciseSummary unknown = SummarizeExercise(TestOf12Minutes(), {});
+    EXPECT_FALSE(unknown.exerciseSeconds);
+    EXPECT_FALSE(unknown.duke);
+    const ExerciseSummary treadmill =
+        SummarizeExercise(TestOf12Minutes(), {{{60, {}, "1"}, {600, 0, "recovery"}}, {}, 0});
+    EXPECT_DOUBLE_EQ(*treadmill.exerciseSeconds, 540);
+    EXPECT_FALSE(treadmill.pwcWatts[0]);
+    EXPECT_TRUE(std::isnan(SummarizeExercise({}, {kStages, {}, 0}).peakBpm));
+}
+
+TEST(SummarizeExercise, TakesThePeakFromWholeHalfMinutesAlone) {
+    // The first readings after the start and after a pause are far too high.
+    StressResult result;
+    for (int second = 8; second < 200; ++second)
+        if (second < 80 || second >= 130)
+            result.rates.push_back(
+                {second * 1.0, second < 20 || (second >= 130 && second < 142) ? 240 : 80.0 + second / 10});
+    ExerciseSummary summary = SummarizeExercise(result, {});
+    EXPECT_DOUBLE_EQ(summary.peakBpm, 98);  // one more every ten seconds: of 165 to 195 s
+    EXPECT_DOUBLE_EQ(summary.peakSeconds, 195);
+    result.rates.erase(result.rates.begin() + 20, result.rates.end());
+    summary = SummarizeExercise(result, {});
+    EXPECT_DOUBLE_EQ(summary.peakBpm, 240) << "of 20 s, the median of all";
+    EXPECT_DOUBLE_EQ(summary.peakSeconds, 27);
+}
+
+TEST(SummarizeExercise, LeavesOutStagesBeyondTheRecordingButKeepsTheTime) {
+    StressResult result = TestOf12Minutes();
+    result.seconds = 480;
+    const ExerciseSummary summary = SummarizeExercise(result, {kStages, {}, {}});
+    ASSERT_EQ(summary.stages.size(), 3U);
+    EXPECT_DOUBLE_EQ(*summary.exerciseSeconds, 540);
+    EXPECT_FALSE(summary.angina);
+    EXPECT_EQ(*summary.duke, 2) << "9 minutes - 6.5, and 0 for angina that nobody asked for";
+}
+
+TEST(CheckExercise, TellsWhatDoesNotFitTheRecording) {
+    using testing::ElementsAre;
+    using testing::HasSubstr;
+    using testing::IsEmpty;
+    const std::vector<Stage> openEnd(kStages.begin(), kStages.end() - 1);
+    EXPECT_THAT(CheckExercise({}, 720), IsEmpty());
+    EXPECT_THAT(CheckExercise({kStages, {}, 1}, 659.5), IsEmpty());
+    EXPECT_THAT(CheckExercise({openEnd, 540.0, {}}, 720), IsEmpty());
+    EXPECT_THAT(CheckExercise({kStages, {}, 1}, 600),
+                ElementsAre("exercise ends at 11:00 min:s, but the recording ends at 10:00"));
+    EXPECT_THAT(CheckExercise({openEnd, 605.0, {}}, 720), ElementsAre(HasSubstr("ends at 12:05 min:s")));
+    EXPECT_THAT(CheckExercise({{}, 605.0, 1}, 600), ElementsAre(HasSubstr("lasts 10:05 min:s")));
+    EXPECT_THAT(CheckExercise({openEnd, {}, {}}, 720), ElementsAre(HasSubstr("stages end with work")));
+    EXPECT_THAT(CheckExercise({kStages, {}, 1}, 120),
+                ElementsAre("exercise begins at 2:00 min:s, but the recording ends at 2:00",
+                            HasSubstr("no exercise time")));
+    EXPECT_THAT(CheckExercise({{}, {}, 0}, 720), ElementsAre(HasSubstr("no exercise time")));
+}
+
+}  // namespace
