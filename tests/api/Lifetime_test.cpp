@@ -74,7 +74,7 @@ std::uint64_t RunDoor() {
     add(qzc_filters_create(kFs, kLeads, 40, 50, 2));
     add(qzc_dfs_create(kLeads, 1.0));
     add(qzc_multi_init(kFs, kLeads, 50, 1.0));
-    for (std::size_t i = 0; i < 9 * kLength; ++i) {
+    for (std::size_t i = 0; i < std::size_t{9} * kLength; ++i) {
         short frame[kCount], doubled[2 * kCount], templ[kSamples] = {}, levels[kCount] = {};
         float slopes[kCount] = {};
         for (std::size_t c = 0; c < kCount; ++c) frame[c] = beat[c * kLength + i % kLength];
@@ -138,6 +138,59 @@ TEST(LifetimeDeathTest, TheProcessEndsWhileLocksAreHeldAndFramesAreFed) {
     };
     EXPECT_EXIT(end(true), testing::ExitedWithCode(0), "");
     EXPECT_EXIT(end(false), testing::ExitedWithCode(0), "");
+}
+
+TEST(Lifetime, DoorsMayBeMixedAndTheCountsAreThoseOfWhatIsThere) {
+    std::array<short, 24> samples = {};
+    std::array<float, 12> slopes = {};
+    // More leads through one door, fewer through the other, in both orders: the latest counts.
+    for (const auto& [first, second] : {std::pair{short{12}, short{2}}, {short{2}, short{12}}}) {
+        ASSERT_TRUE(qzc_stress_create(kFs, first, 1.0) && qzStressECGLib_create(kFs, second, 1.0));
+        ASSERT_TRUE(qzc_filters_create(kFs, first, 40, 0, 0) && qzFilters_create(kFs, second, 40, 0, 0));
+        ASSERT_TRUE(qzc_dfs_create(first, 1.0) && qzDfs_create(second, 1.0));
+        ASSERT_TRUE(qzc_multi_init(kFs, first, 0, 1.0));
+        qzStressECGLib_InitMultiMeanRRms(kFs, second, 0, 1.0);
+        EXPECT_EQ(qzc_multi_leads(), second);
+        for (const auto& [leads, taken] : {std::pair{first, false}, {second, true}}) {
+            const auto count = static_cast<std::size_t>(leads);
+            EXPECT_EQ(qzc_stress_init_templ(samples.data(), count, 2, 0, 1, 60, nullptr), taken);
+            EXPECT_EQ(qzc_stress_st_slope(slopes.data(), count), taken);
+            EXPECT_EQ(qzc_stress_st_level(samples.data(), count), taken);
+            EXPECT_EQ(qzc_filters_filters(samples.data(), count), taken);
+            EXPECT_EQ(qzc_dfs_get_data(samples.data(), count, samples.data(), 2 * count), taken);
+        }
+        EXPECT_EQ(qzc_stress_get_templ(nullptr, 0), 2U * static_cast<std::size_t>(second));
+        qzStressECGLib_destroy();
+        qzFilters_destroy();
+        qzDfs_destroy();
+        EXPECT_EQ(qzc_stress_leads(), -1);
+        EXPECT_FALSE(qzc_filters_filters(samples.data(), static_cast<std::size_t>(second)));
+    }
+}
+
+TEST(Lifetime, NoLeadsAndTemplatesWithoutSamplesAreNumbersLikeOthers) {
+    std::array<short, 2> samples = {};
+    short kept = 7;
+    ASSERT_TRUE(qzc_stress_create(kFs, 0, 1.0) && qzc_filters_create(kFs, 0, 40, 50, 1) &&
+                qzc_dfs_create(0, 1.0));
+    EXPECT_EQ(qzc_stress_templ_length(), -1);
+    EXPECT_TRUE(qzc_stress_init_templ(nullptr, 0, 150, 50, 80, 60, &kept));
+    EXPECT_EQ(std::make_pair(kept, qzc_stress_templ_length()), std::make_pair(short{150}, std::int16_t{150}));
+    EXPECT_FALSE(qzc_stress_match(nullptr, 0));
+    EXPECT_TRUE(qzc_stress_st_slope(nullptr, 0) && qzc_stress_st_level(nullptr, 0));
+    EXPECT_TRUE(qzc_stress_st_results(800, nullptr, 0));
+    EXPECT_TRUE(qzc_filters_filters(nullptr, 0) && qzc_dfs_get_data(nullptr, 0, nullptr, 0));
+    EXPECT_NE(qzStressECGLib_STslope(), nullptr);
+
+    const std::vector<short> longest(32767);  // and the largest number
+    ASSERT_TRUE(qzc_stress_create(kFs, 1, 1.0));
+    EXPECT_TRUE(qzc_stress_init_templ(longest.data(), 1, longest.size(), 50, 80, 60, &kept));
+    ASSERT_TRUE(qzc_stress_create(kFs, 2, 1.0));
+    EXPECT_TRUE(qzc_stress_init_templ(nullptr, 2, 0, 50, 80, 60, &kept));
+    EXPECT_EQ(std::make_pair(kept, qzc_stress_templ_length()), std::make_pair(short{0}, std::int16_t{0}));
+    EXPECT_FALSE(qzc_stress_match(samples.data(), 2));
+    EXPECT_TRUE(qzc_stress_st_level(samples.data(), 2));
+    DestroyAll();
 }
 
 TEST(Lifetime, NoDoorBreaksWhereAnAllocationFails) {

@@ -120,8 +120,15 @@ TEST(CZatMatch, KeepsTheFirstOfEqualPeaks) {
 TEST(CZatMatch, AnswersNullAndChangesNothingWithoutTemplateLeadsOrFrame) {
     const std::vector<short> frame(3, 700);
     CZatMatch none, untaught(500, 3, 1.0, false, 280), empty(500, 0, 1.0, false, 280);
-    for (CZatMatch* engine : {&none, &untaught, &empty})
+    for (CZatMatch* engine : {&none, &untaught, &empty}) {
         for (int i = 0; i < 1000; ++i) EXPECT_EQ(engine->match(frame.data()), nullptr);
+        short r = 1, q = 1, j = 1, ms = 1;
+        EXPECT_EQ(engine->GetPos(r, q, j, ms), 0);
+        EXPECT_EQ(std::vector<short>({r, q, j, ms}), std::vector<short>({0, 0, 0, 60}));
+    }
+    Matcher outside(500, 1);  // Q and J behind the beat: R is its last sample
+    outside.Teach(TemplateRows(1, 100), 0, 300, 300);
+    EXPECT_EQ(outside.Positions()[1], 99);
     Matcher engine(500, 3);
     auto rows = engine.Teach();
     const auto before = engine.Positions();
