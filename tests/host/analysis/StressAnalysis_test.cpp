@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "host/simulate/SimulatedTest.h"
@@ -67,10 +66,6 @@ private:
     const SourceInfo& m_info;
     long long m_stopAfter;
 };
-
-std::string MessageFor(FrameSource& source, const StressOptions& options) {
-    return RefusalOf([&] { StressAnalysis(source, options).Run(); });
-}
 
 }  // namespace
 
