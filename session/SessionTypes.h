@@ -13,6 +13,8 @@ namespace qz {
 
 /// ST is measured this long after J plus the post-J time: where the engine reads its J level.
 constexpr int kSTOffsetMs = 6;
+/// The earliest and the latest post-J time, ms.
+constexpr int kEarliestPostJms = 10, kLatestPostJms = 200;
 /// Microvolts per unit of conditioned frames and of averaged beats.
 constexpr double kConditionedUvPerUnit = 1.0;
 

@@ -42,8 +42,6 @@ constexpr double kReachAheadSeconds = 1.2;
 constexpr double kReachBackSeconds = 1.5;
 
 constexpr std::size_t kMostLeads = 64;
-constexpr int kEarliestPostJms = 10;
-constexpr int kLatestPostJms = 200;
 constexpr double kMsPerSecond = 1000.0;
 constexpr std::size_t kKeptRates = static_cast<std::size_t>(kKeptSeconds) * 5;  // at 300 beats/min
 constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();

@@ -9,8 +9,9 @@
 #include <vector>
 
 #include "core/detect/CMultirtRRdetect.h"
-#include "host/analysis/StressAnalysis.h"
+#include "host/analysis/AnalysisObserver.h"
 #include "host/record/Annotations.h"
+#include "host/record/FrameSource.h"
 
 class BeatMarker : public AnalysisObserver {
 public:

@@ -1,5 +1,8 @@
 #include "host/analysis/Exporter.h"
 
+#include "host/record/CreateRecord.h"
+#include "session/SessionTypes.h"
+
 namespace {
 
 constexpr int kDoublerHistory = 3;  // frames

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/analysis/StressAnalysis.h"
+#include "host/analysis/AnalysisObserver.h"
+#include "host/record/FrameSource.h"
 
 class Monitor : public AnalysisObserver {
 public:

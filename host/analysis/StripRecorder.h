@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/record/FrameSource.h"
-#include "host/results/Trends.h"
+#include "host/results/StressResult.h"
 
 class StripRecorder {
 public:

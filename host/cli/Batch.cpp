@@ -24,6 +24,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/cli/ExitCodes.h"
 #include "host/results/ResultFiles.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
@@ -39,7 +40,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Time = std::chrono::steady_clock::time_point;
 
-constexpr int kExitInterrupted = 130;  // of an analysis
 constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};
 constexpr const char* kTableHeading =
     "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"

@@ -10,19 +10,20 @@
 #include <optional>
 #include <utility>
 
+#include "host/analysis/AnalysisProgress.h"
 #include "host/analysis/BeatMarker.h"
 #include "host/analysis/Exporter.h"
 #include "host/analysis/Monitor.h"
-#include "host/report/Report.h"
+#include "host/record/OpenRecord.h"
 #include "host/report/ReportDrawing.h"
+#include "host/report/TextReport.h"
 #include "host/results/Evaluate.h"
 #include "host/results/ResultFiles.h"
-#include "host/results/Truth.h"
 #include "host/simulate/SimulatedTest.h"
+#include "host/simulate/TruthFile.h"
 #include "host/support/HostError.h"
 #include "host/support/Interrupt.h"
 #include "host/support/PendingFile.h"
-#include "host/support/Progress.h"
 #include "host/support/Text.h"
 
 namespace {
@@ -126,12 +127,6 @@ void PrintWarnings(const StressResult& result) {
         std::cerr << "qzstress: " << OneLine(result.source.name + ": " + warning) << "\n";
 }
 
-Truth TruthOf(const SimulatedTest& test, int postJms) {
-    return {[&test](double seconds) { return test.TrueHeartRate(seconds); },
-            [&test, postJms](int lead, double seconds) { return test.TrueSTuV(lead, seconds, postJms); },
-            [&test, postJms](int lead, double seconds) { return test.TrueSTslope(lead, seconds, postJms); }};
-}
-
 }  // namespace
 
 bool Analyze(AnalyzeOptions options) {
@@ -158,14 +153,14 @@ bool Analyze(AnalyzeOptions options) {
 
     InterruptWatch interrupt;
     Outputs outputs(options, info);
-    PendingFile::Spare(source->Files());
-    PendingFile::Spare({options.stagesFile});
+    PendingFile::RefuseOverwriting(source->Files());
+    PendingFile::RefuseOverwriting({options.stagesFile});
     std::optional<LearnedBeat> beat;
     if (!options.templateFrom.empty()) {
         RecordOptions reading = options.reading;
         reading.leads = info.leads;
         const std::unique_ptr<FrameSource> other = OpenRecord(options.templateFrom, reading);
-        PendingFile::Spare(other->Files());
+        PendingFile::RefuseOverwriting(other->Files());
         StressResult learned = LearnFrom(*other, info.fs, options.analysis);
         for (const std::string& warning : learned.warnings)
             warnings.push_back(learned.source.name + ": " + warning);
@@ -216,34 +211,32 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
 void RunEvaluate(const EvaluateOptions& options) {
     const std::unique_ptr<FrameSource> source = OpenRecord(options.record, options.reading);
     const SourceInfo& info = source->Info();
-    Reference reference;
-    std::optional<RecordedTruth> truth;
+    Truth truth;
+    std::optional<RecordedTruth> recorded;
     if (std::filesystem::path(options.reference).extension() == ".json") {
-        truth = ReadTruth(options.reference);
-        if (truth->postJms != options.analysis.postJms)
-            throw HostError(options.reference, "holds ST " + std::to_string(truth->postJms) +
+        recorded = ReadTruth(options.reference);
+        if (recorded->postJms != options.analysis.postJms)
+            throw HostError(options.reference, "holds ST " + std::to_string(recorded->postJms) +
                                                    " ms after J + 6 ms; --post-j " +
-                                                   std::to_string(truth->postJms) + " is expected");
-        reference = truth->ReferenceFor(info);
+                                                   std::to_string(recorded->postJms) + " is expected");
+        truth = recorded->For(info);
     } else {
         const std::vector<Annotation> marks = ReadAnnotations(options.reference);
-        reference = ReferenceFrom(marks, StepsPerSecond(marks, info.AnnotationHz()));
-        if (reference.beatSeconds.empty())
-            throw HostError(options.reference, "holds no beats to compare with");
+        truth = TruthFrom(marks, StepsPerSecond(marks, info.AnnotationHz()));
+        if (truth.beatSeconds.empty()) throw HostError(options.reference, "holds no beats to compare with");
     }
     InterruptWatch interrupt;
     std::optional<PendingFile> json;
     if (!options.json.empty()) json.emplace(options.json);
-    PendingFile::Spare(source->Files());
-    PendingFile::Spare({options.reference});
+    PendingFile::RefuseOverwriting(source->Files());
+    PendingFile::RefuseOverwriting({options.reference});
     AnalysisProgress progress(info, !options.quiet);
     BeatMarker marker(info);
     const StressResult result =
         StressAnalysis(*source, options.analysis, {&interrupt, &progress, &marker}).Run();
     if (result.interrupted) throw HostError(options.record, "interrupted; nothing is scored");
     PrintWarnings(result);
-    const Evaluation evaluation =
-        Evaluate(result, marker.Annotations(info.fs), reference, options.skipSeconds);
+    const Evaluation evaluation = Evaluate(result, marker.Annotations(info.fs), truth, options.skipSeconds);
     if (json) {
         WriteEvaluationJson(*json, evaluation);
         json->Commit();

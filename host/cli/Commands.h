@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "host/analysis/StressAnalysis.h"
-#include "host/record/OpenRecord.h"
+#include "host/record/RecordOptions.h"
 #include "host/results/Exercise.h"
 
 struct AnalyzeOptions {

@@ -1,7 +1,4 @@
-// qzstress: analyses recorded or simulated exercise tests.
-//
-// Exit codes: 0 done; 1 a recording cannot be analysed, one line on stderr naming it; 2 wrong usage; 3 some
-// records of a batch failed, the others are done; 130 interrupted, with results up to there.
+// qzstress: analyses recorded or simulated exercise tests. Exit codes: 0, or one of ExitCodes.h.
 
 #include <CLI/CLI.hpp>
 #include <cmath>
@@ -16,16 +13,12 @@
 
 #include "host/cli/Batch.h"
 #include "host/cli/Commands.h"
+#include "host/cli/ExitCodes.h"
 #include "host/simulate/Simulate.h"
 #include "host/support/HostError.h"
 #include "host/support/Interrupt.h"
 
 namespace {
-
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
-constexpr int kExitSomeFailed = 3;
-constexpr int kExitInterrupted = 130;
 
 const std::map<std::string, SimulatedProtocol> kSimulatedProtocols{{"steps", SimulatedProtocol::Steps},
                                                                    {"bruce", SimulatedProtocol::Bruce},
@@ -33,7 +26,7 @@ const std::map<std::string, SimulatedProtocol> kSimulatedProtocols{{"steps", Sim
                                                                    {"ramp", SimulatedProtocol::Ramp}};
 constexpr double kSlowest = 0.01, kFastest = 1000;  // times the pace of the patient
 
-// Refuses what is no finite number or not allowed, and says what was expected.
+// Refuses a value that is not a finite number or not allowed, and says what was expected.
 template <typename Allowed>
 CLI::Validator Expect(const std::string& words, Allowed allowed) {
     return {[words, allowed](const std::string& text) {
@@ -44,13 +37,13 @@ CLI::Validator Expect(const std::string& words, Allowed allowed) {
             },
             ""};
 }
-// An unset variable of a script is told, and not taken for an option that was left out.
+// Rejects an empty name, so that an unset shell variable is an error.
 const CLI::Validator kNamed{
     [](const std::string& name) { return std::string(name.empty() ? "a name is expected" : ""); }, ""};
 const CLI::Validator kPositive = Expect("a number above 0", [](double value) { return value > 0; });
 const CLI::Validator kNotNegative = Expect("a number of 0 or more", [](double value) { return value >= 0; });
 
-// One word, "I,II,V5": the words after it are not its own.
+// One comma-separated argument, as I,II,V5; later arguments are not swallowed.
 template <typename Value>
 CLI::Option* AddList(CLI::App& command, const char* name, std::vector<Value>& values, const char* text) {
     return command.add_option(name, values, text)->delimiter(',')->allow_extra_args(false);
@@ -79,7 +72,7 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
         ->check(CLI::IsMember({0, 1, 2}))
         ->capture_default_str();
     command.add_option("--post-j", options.postJms, "ST is measured this many ms after J + 6 ms")
-        ->check(CLI::Range(10, 200))
+        ->check(CLI::Range(qz::kEarliestPostJms, qz::kLatestPostJms))
         ->capture_default_str();
     command.add_flag("--relearn", options.relearn, "Learn a new averaged beat where none matches for long");
 }

@@ -6,6 +6,7 @@
 
 #include "host/record/StartTime.h"
 #include "host/support/HostError.h"
+#include "host/support/Units.h"
 
 namespace {
 
@@ -53,7 +54,6 @@ void WfdbSink::Write(const short* frame) {
 }
 
 void WfdbSink::WriteHeader() {
-    constexpr double kUvPerMv = 1000;
     std::ostream& out = m_header.Stream();
     out << m_name << " " << std::to_string(m_sum.size()) << " " << std::to_string(m_info.fs) << " "
         << std::to_string(m_frames) << StartFields(m_info.started) << "\n";

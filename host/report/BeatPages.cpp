@@ -5,7 +5,6 @@
 #include <cmath>
 #include <limits>
 
-#include "host/report/Pages.h"
 #include "host/support/Text.h"
 
 namespace {

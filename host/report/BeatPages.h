@@ -3,9 +3,14 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include "host/report/EcgPaper.h"
 #include "host/report/Findings.h"
+#include "host/report/PageParts.h"
+
+/// Adds its pages to `pages`. The findings must outlive them.
+void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages);
 
 /// The usual scale, or half the gain where a lead's beats do not fit into `heightMm` otherwise. A lead that
 /// fits neither way has no say: it is cut.

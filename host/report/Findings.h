@@ -2,11 +2,13 @@
 // part, the terminal.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "host/report/ReportDrawing.h"
+#include "host/report/ReportData.h"
+#include "host/results/Summaries.h"
 
 /// What all pages draw on. References are to the report's data.
 struct Findings {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/report/Pages.h"
-#include "host/report/TrendPlot.h"
 #include "host/support/Text.h"
 
 namespace {

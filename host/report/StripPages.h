@@ -6,6 +6,10 @@
 
 #include "host/report/EcgPaper.h"
 #include "host/report/Findings.h"
+#include "host/report/PageParts.h"
+
+/// Adds its pages to `pages`. The findings must outlive them.
+void AddStripPages(const Findings& findings, std::vector<ReportPage>& pages);
 
 /// How strips are spread over pages. A block is one strip of one group of leads: a paper with the signal as
 /// recorded and one with the signal as conditioned.

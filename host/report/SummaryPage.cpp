@@ -1,9 +1,9 @@
-// The first page: facts of the record, heart rate over the stages, stages and results in figures.
+#include "host/report/SummaryPage.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 
-#include "host/report/Pages.h"
 #include "host/report/TrendPlot.h"
 #include "host/support/Text.h"
 

@@ -1,7 +1,6 @@
-// The last pages: ST of every lead in figures, and how the figures were made.
-#include <memory>
+#include "host/report/TablePages.h"
 
-#include "host/report/Pages.h"
+#include <memory>
 
 namespace {
 

@@ -1,14 +1,14 @@
-// ST level over time: one plot per lead, all on one scale of time and of millivolts.
+#include "host/report/TrendPages.h"
+
 #include <algorithm>
 #include <cmath>
 
-#include "host/report/Pages.h"
 #include "host/report/TrendPlot.h"
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
 
-constexpr double kUvPerMv = 1000;
 // A lead that is off must not flatten the others: readings beyond this have no say in the scale, and are
 // drawn at the edge where they lie beyond that.
 constexpr double kMostMv = 1.5;

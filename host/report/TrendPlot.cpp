@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 
 #include "host/report/EcgPaper.h"
+#include "host/results/Summaries.h"
 #include "host/support/Text.h"
 
 namespace {
@@ -142,7 +142,6 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool bTimeFigures, bool 
 }
 
 void TrendPlot::DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readings, const Pen& pen) const {
-    constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
     std::vector<Point> points;
     for (std::size_t i = 0; i < readings.size(); ++i) {
         const TrendPoint& reading = readings[i];
@@ -157,14 +156,4 @@ void TrendPlot::DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readin
     const bool bDense = static_cast<double>(readings.size()) > kDensePerMm * m_box.width;
     canvas.DrawPath(ThinPoints(points, kColumnMm), bDense ? Pen{Paled(pen.colour), 0.25} : pen);
     if (bDense) canvas.DrawPath(TakeMedians(points), pen);
-}
-
-std::string NameStage(const Stage& stage, std::size_t index) {
-    return stage.name.empty() ? std::to_string(index + 1) : stage.name;
-}
-
-std::string DescribePower(const Stage& stage) {
-    if (!stage.watts || *stage.watts <= 0) return "";
-    const std::string power = Number(*stage.watts, 0) + " W";
-    return power == stage.name ? "" : power;
 }

@@ -57,7 +57,3 @@ private:
     TimeAxis m_time;
     ValueAxis m_values;
 };
-
-/// The stage's name or number; and its power, empty where there is none or where the name says it.
-std::string NameStage(const Stage& stage, std::size_t index);
-std::string DescribePower(const Stage& stage);

@@ -6,7 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "host/results/Trends.h"
+#include "host/results/StressResult.h"
+
+/// A stage is told by the medians of its last minute.
+constexpr double kStageEndSeconds = 60;
+/// Heart rates at which the physical working capacity is told, beats/min.
+constexpr std::array kPwcRates{130, 150, 170};
 
 /// One stage of a test, from its start to that of the next.
 struct Stage {
@@ -34,7 +39,7 @@ struct ExerciseSummary {
     double stDeviationMv = 0;
     std::string stLead;
     std::optional<int> duke;  // with an exercise time; angina that is not given counts 0
-    std::array<std::optional<double>, 3> pwcWatts;  // at 130, 150 and 170 beats per minute
+    std::array<std::optional<double>, kPwcRates.size()> pwcWatts;  // at kPwcRates
 };
 
 /// Reads "start power" lines: seconds, min:s or h:min:s, and watts; further words name the stage; '#'
@@ -47,7 +52,7 @@ struct ProtocolPlan {
     int stages;
     double wattsPerStage;  // more each stage; 0 where the power is not known
 };
-/// The stage counted from 0, with its name.
+/// Stage number `stage` of the plan, from 0 on, with its name.
 Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds);
 
 /// "bruce" (treadmill, stages of 3 minutes), "bicycle" (25 W more every 2 minutes), "ramp" (10 W more every
@@ -70,3 +75,8 @@ bool IsBruce(const std::vector<Stage>& stages);
 std::vector<std::string> CheckExercise(const ExerciseOptions& options, double recordingSeconds);
 
 ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options);
+
+/// The name of a stage or, where it has none, its number from 1 on.
+std::string NameStage(const Stage& stage, std::size_t index);
+/// The power of a stage, "50 W"; empty where there is none or where the name says it.
+std::string DescribePower(const Stage& stage);

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/results/Exercise.h"
-#include "host/results/Trends.h"
+#include "host/results/StressResult.h"
 #include "host/support/PendingFile.h"
 
 /// Comma-separated trends, one row per folded beat, or, with `everySeconds` above 0, the first beat of every

@@ -94,7 +94,7 @@ void PendingFile::CreateTemporary() {
     m_openName = m_temporary.Name();
 }
 
-void PendingFile::Spare(const std::vector<std::string>& files) {
+void PendingFile::RefuseOverwriting(const std::vector<std::string>& files) {
     for (const std::string& path : files)
         if (Targets().count(CanonicalName(path)) > 0)
             throw HostError(path, "is read from, and cannot be written to as well");

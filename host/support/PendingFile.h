@@ -41,9 +41,8 @@ public:
     /// not mix. Throws as Commit does.
     static void CommitAll(const std::vector<PendingFile*>& files);
 
-    /// Throws HostError where one of these, files that are read, is pending in this process: it would be
-    /// lost.
-    static void Spare(const std::vector<std::string>& files);
+    /// Throws HostError if one of these inputs is also an output of this process: it would be lost.
+    static void RefuseOverwriting(const std::vector<std::string>& files);
 
 private:
     static std::string CanonicalName(const std::string& path);

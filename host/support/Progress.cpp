@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kRedraw{100};
 constexpr int kBarWidth = 40;
-constexpr int kFramesPerLook = 256;  // the clock is not read at every frame
 
 }  // namespace
 
@@ -37,11 +36,4 @@ void ProgressBar::Show(double done) {
     } else {
         std::cerr << Number(done, 0) << std::flush;
     }
-}
-
-AnalysisProgress::AnalysisProgress(const SourceInfo& info, bool enabled)
-    : m_bar(info.name, static_cast<double>(info.frames) / info.fs, enabled), m_fs(info.fs) {}
-
-void AnalysisProgress::OnFrame(const short* /*frame*/) {
-    if (++m_frames % kFramesPerLook == 0) m_bar.Show(static_cast<double>(m_frames) / m_fs);
 }

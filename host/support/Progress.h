@@ -4,8 +4,6 @@
 #include <chrono>
 #include <string>
 
-#include "host/analysis/StressAnalysis.h"
-
 class ProgressBar {
 public:
     /// `total` is what Show counts up to; 0 or less shows the count alone. Not `enabled` or no terminal:
@@ -23,16 +21,4 @@ private:
     double m_total;
     bool m_bEnabled;
     std::chrono::steady_clock::time_point m_shown{};
-};
-
-/// A bar over the frames of a source.
-class AnalysisProgress : public AnalysisObserver {
-public:
-    AnalysisProgress(const SourceInfo& info, bool enabled);
-    void OnFrame(const short* frame) override;
-
-private:
-    ProgressBar m_bar;
-    double m_fs;
-    long long m_frames = 0;
 };
