@@ -374,9 +374,8 @@ std::string StressSession::Refusal(const SessionOptions& options) {
         return "ST must be measured " + std::to_string(kEarliestPostJms) + " to " +
                std::to_string(kLatestPostJms) + " ms after J, not " + std::to_string(options.postJms);
     if (!(options.uVpb > 0) || std::isinf(options.uVpb)) return "the microvolts per unit must be above 0";
-    const std::string conditioning = SignalConditioner::Refusal(options.fs, options.conditioning);
-    if (!conditioning.empty() || !options.beat) return conditioning;
-    return BeatRefusal(options);
+    std::string conditioning = SignalConditioner::Refusal(options.fs, options.conditioning);
+    return conditioning.empty() && options.beat ? BeatRefusal(options) : conditioning;
 }
 
 StressSession::StressSession(const SessionOptions& options, SessionObserver& observer)
@@ -397,7 +396,9 @@ void StressSession::Finish() noexcept {
 
 std::vector<std::vector<float>> StressSession::Template() const { return m_impl->Follower().BeatUv(); }
 
-BeatPositionsMs StressSession::Positions() const { return m_impl->Follower().Positions(); }
+BeatPositionsMs StressSession::Positions() const {
+    return m_impl->Follower().HasBeat() ? m_impl->Follower().Positions() : BeatPositionsMs{};
+}
 
 double StressSession::DelayMs() const { return m_impl->DelayMs(); }
 

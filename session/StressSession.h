@@ -11,7 +11,7 @@
 //
 // Work per frame is bounded: learning is cut into small pieces, of which a few are done with each frame.
 // Memory is bounded: 90 s of conditioned frames are kept. Allocates in the constructor, while it learns a
-// beat, and in Template and the functions that return strings; otherwise nothing.
+// beat, a few bytes once per beat, and in Template and the functions that return strings; nothing per frame.
 //
 // Any number of sessions may run at once, none knows of another. One session belongs to one thread at a time.
 // C++17, standard library alone.

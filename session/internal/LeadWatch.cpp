@@ -19,6 +19,8 @@ constexpr double kKeptSeconds = 120;
 constexpr std::size_t kMostSpans = static_cast<std::size_t>(kKeptSeconds / kSameSeconds) + 2;
 constexpr std::size_t kMostEvents = 4;  // of a lead at once
 
+int WindowFrames(int fs) { return fs / kWindowsPerSecond; }
+
 bool Overlaps(const std::vector<Span>& spans, const Span& asked) {
     for (auto span = spans.rbegin(); span != spans.rend() && span->toSeconds >= asked.fromSeconds; ++span)
         if (span->fromSeconds <= asked.toSeconds) return true;
@@ -30,8 +32,8 @@ bool Overlaps(const std::vector<Span>& spans, const Span& asked) {
 LeadWatch::LeadWatch(int fs, std::size_t chn, double uVpb)
     : m_fs(fs),
       m_flatUnits(kFlatUv / uVpb),
-      m_window(static_cast<std::size_t>(fs / kWindowsPerSecond) * chn),
-      m_jumpChange(kJumpUv / uVpb * (fs / kWindowsPerSecond)),
+      m_window(static_cast<std::size_t>(WindowFrames(fs)) * chn),
+      m_jumpChange(kJumpUv / uVpb * WindowFrames(fs)),
       m_ring(kRingWindows * m_window),
       m_leads(chn) {
     for (Lead& lead : m_leads) {

@@ -78,7 +78,7 @@ std::uint64_t RunDoor() {
     add(qzc_filters_create(kFs, kLeads, 40, 50, 2));
     add(qzc_dfs_create(kLeads, 1.0));
     add(qzc_multi_init(kFs, kLeads, 50, 1.0));
-    for (std::size_t i = 0; i < 9 * kLength; ++i) {
+    for (std::size_t i = 0; i < std::size_t{9} * kLength; ++i) {
         short frame[kCount], doubled[2 * kCount], templ[kSamples] = {}, levels[kCount] = {};
         float slopes[kCount] = {};
         for (std::size_t c = 0; c < kCount; ++c) frame[c] = beat[c * kLength + i % kLength];
@@ -145,7 +145,7 @@ TEST(LifetimeDeathTest, TheProcessEndsWhileLocksAreHeldAndFramesAreFed) {
 }
 
 TEST(Lifetime, DoorsMayBeMixedAndTheCountsAreThoseOfWhatIsThere) {
-    std::array<short, 2 * 12> samples = {};
+    std::array<short, 24> samples = {};
     std::array<float, 12> slopes = {};
     // More leads through one door, fewer through the other, in both orders: the latest counts.
     for (const auto& [first, second] : {std::pair{short{12}, short{2}}, {short{2}, short{12}}}) {

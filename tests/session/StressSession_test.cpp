@@ -184,7 +184,7 @@ TEST(StressSession, AllocatesNothingOnceItFollowsButAFewBytesPerBeat) {
 
 TEST(StressSession, LeadsThatAreOffOrDisturbedHaveNoValuesUntilTheyAreRightAgain) {
     Recording recording = Beats(2, 4);
-    const auto from = static_cast<std::size_t>(25 * kFs), to = static_cast<std::size_t>(29 * kFs);
+    const auto from = std::size_t{25} * kFs, to = std::size_t{29} * kFs;
     for (std::size_t i = from; i < to; ++i) recording.Frame(i)[1] = 0;  // four seconds of a line
     Witness witness;
     StressSession session(OptionsFor(2), witness);
@@ -228,7 +228,7 @@ TEST(StressSession, RefusesOptionsAndSaysWhereThereIsNothingToLearn) {
     EXPECT_EQ(session.Frames(), 2000);
     EXPECT_NE(witness.notLearned.find("not enough beats"), std::string::npos);
     EXPECT_TRUE(session.Template().empty());
-    EXPECT_EQ(session.Positions().length, 0);
+    EXPECT_EQ(session.Positions().q, 0);
 }
 
 }  // namespace
