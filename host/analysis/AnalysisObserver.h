@@ -5,9 +5,9 @@
 
 #include "host/results/StressResult.h"
 
-/// Is told of everything as it happens, for displays and exports. Every call is made within Run, for each
-/// kind in order of time. Heart rates come from some seconds after the start on, beats from the end of the
-/// learning stretch, with those before all at once.
+/// Every call is made within StressAnalysis::Run; calls of one kind come in order of time. Heart rates come
+/// from some seconds after the start on. Beats come from the end of the learning stretch on, and those of the
+/// stretch itself all at once.
 class AnalysisObserver {
 public:
     virtual ~AnalysisObserver() = default;
@@ -15,7 +15,7 @@ public:
     virtual void OnFrame(const short* /*frame*/) {}
     /// A conditioned frame in microvolts, and the time of the source that it shows, from 0 on.
     virtual void OnConditioned(const short* /*uV*/, double /*seconds*/) {}
-    /// A lead went off at this time, or came back: two seconds after the one, at once after the other.
+    /// A lead went off at `seconds`, told two seconds later, or came back, told at once.
     virtual void OnLead(std::size_t /*lead*/, bool /*isOff*/, double /*seconds*/) {}
     virtual void OnRate(const RateReading& /*rate*/) {}
     virtual void OnBeat(const STReading& /*beat*/) {}

@@ -141,7 +141,7 @@ void StressAnalysis::KeepFarthest(const STReading& reading) {
     }
 }
 
-// A beat learned later may be of another length: it is put where its J is that of the first.
+// A beat learned later may have another length: it is shifted so that its J falls on the J of the first.
 std::vector<std::vector<float>> StressAnalysis::BeatsAtFirstPositions() const {
     std::vector<std::vector<float>> beats = m_session.Template();
     const long shift = std::lround((m_session.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);

@@ -17,10 +17,10 @@
 
 struct StressOptions {
     qz::ConditioningOptions conditioner;
-    int postJms = 60;                   // ST is measured this long after J + 6 ms
-    bool relearn = false;               // a new averaged beat where none has matched for long
+    int postJms = qz::kUsualPostJms;    // ST is measured this long after J + 6 ms
+    bool relearn = false;               // learns a new averaged beat if none has matched for half a minute
     const LearnedBeat* beat = nullptr;  // the first averaged beat; null learns it from the source
-    std::vector<double> stripSeconds;   // where strips begin
+    std::vector<double> stripSeconds;   // starts of the strips
 };
 
 class StressAnalysis : private qz::SessionObserver {
@@ -30,8 +30,8 @@ public:
     StressAnalysis(FrameSource& source, const StressOptions& options,
                    std::vector<AnalysisObserver*> observers = {});
 
-    /// Reads the source to its end; once per object. Throws HostError where no beat can be learned.
-    StressResult Run();
+    /// Reads the source to its end; called once. Throws HostError if no beat can be learned.
+    [[nodiscard]] StressResult Run();
 
 private:
     void OnConditioned(const short* uV, double seconds) override;

@@ -28,7 +28,7 @@
 
 namespace {
 
-constexpr double kTemplateSeconds = 60;  // of another record are looked at for its beat
+constexpr double kTemplateSeconds = 60;  // stretch of another record in which its beat is learned
 constexpr double kStripMarginSeconds = 5;
 
 // Ends the analysis when the user asks for it.
@@ -54,8 +54,8 @@ private:
     long long m_framesLeft;
 };
 
-// The files of an analysis. All are opened before it begins, so that a name that cannot be written is told at
-// once, and get their names together, when all of them are complete.
+// The files of an analysis. All are opened before the analysis begins, so that a name that cannot be written
+// is an error at once; all get their names together, when all are complete.
 class Outputs {
 public:
     Outputs(const AnalyzeOptions& options, const SourceInfo& info) : m_options(options) {
@@ -96,7 +96,7 @@ private:
     std::optional<PendingFile> m_annotations, m_csv, m_report, m_json;
 };
 
-// From the leads of the same names.
+// Learns the averaged beat from the beginning of another source, which has the same leads.
 StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options) {
     const SourceInfo& info = source.Info();
     if (info.fs != fs)
@@ -109,8 +109,8 @@ StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options
     return StressAnalysis(beginning, learning, {&interrupt}).Run();
 }
 
-// At the start, the middle and the end of the work, and the end of a recording whose length is known; without
-// stages that tell of work, at a third and two thirds.
+// Where strips begin if the user names no times: at the start, the middle and the end of the work, and at the
+// end of the recording; without known work at a third and two thirds. Only 0 if the length is not known.
 std::vector<double> DefaultStrips(const SourceInfo& info, const std::vector<Stage>& stages) {
     const double seconds = static_cast<double>(info.frames) / info.fs;
     if (seconds < 4 * kStripMarginSeconds) return {0};

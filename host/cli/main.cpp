@@ -31,9 +31,9 @@ template <typename Allowed>
 CLI::Validator Expect(const std::string& words, Allowed allowed) {
     return {[words, allowed](const std::string& text) {
                 double value = 0;
-                const bool bRight =
+                const bool isRight =
                     CLI::detail::lexical_cast(text, value) && std::isfinite(value) && allowed(value);
-                return bRight ? std::string() : words + " is expected, not \"" + text + "\"";
+                return isRight ? std::string() : words + " is expected, not \"" + text + "\"";
             },
             ""};
 }
@@ -77,7 +77,7 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
     command.add_flag("--relearn", options.relearn, "Learn a new averaged beat where none matches for long");
 }
 
-// LEAD:START:SECONDS
+// Reads LEAD:START:SECONDS.
 SimulatedLeadOff ParseLeadOff(const std::string& text) {
     SimulatedLeadOff off;
     std::istringstream parts(text);
@@ -101,7 +101,7 @@ public:
         AddBatch();
     }
 
-    /// Parses the command line and does what it asks for; the exit code.
+    /// Parses the command line and does what it asks for. Returns the exit code.
     int Run(int argc, char** argv) {
         try {
             m_app.parse(argc, argv);
@@ -183,7 +183,7 @@ private:
         });
     }
 
-    // The word after --realtime is the speed, or already the record.
+    // Sorts out the word after --realtime, which is the speed or already the record.
     void TakeRealtime() {
         if (m_realtime.empty()) return;
         if (!CLI::detail::lexical_cast(m_realtime, m_analyze.realtime)) {
@@ -248,7 +248,7 @@ private:
         });
     }
 
-    // All records would write to the same file.
+    // Refuses options that name one output file: all records would write to it.
     static void RefuseOutputs(const std::vector<std::string>& arguments) {
         for (const std::string& argument : arguments)
             for (const char* output : {"--csv", "--json", "--wfdb-ann", "--export", "--report"})
@@ -299,7 +299,7 @@ private:
 
     CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};
     AnalyzeOptions m_analyze;
-    std::string m_realtime;  // as given, "1" where no speed is
+    std::string m_realtime;  // the word as given; "1" if no word follows the option
     std::string m_info;
     RecordOptions m_infoReading;
     EvaluateOptions m_evaluate;
@@ -314,9 +314,10 @@ private:
 }  // namespace
 
 int main(int argc, char** argv) {
-    // A reader that closes its pipe is told by the stream, so that no unfinished file is left behind.
+    // Without the signal a pipe that its reader closes is a write error, and no unfinished file is left
+    // behind.
     std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is told as a full disk is
+    std::signal(SIGXFSZ, SIG_IGN);  // a file at its size limit is then an error like a full disk
     try {
         return Program().Run(argc, argv);
     } catch (const std::exception& error) {

@@ -16,7 +16,7 @@ std::string ShortestDigits(double value) {
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
-/// " hh:mm:ss[ dd/mm/yyyy]" as the end of a record line; nothing where the start is not known.
+/// End of a record line, " hh:mm:ss[ dd/mm/yyyy]"; empty if the start is not known.
 std::string StartFields(const std::string& started) {
     const std::optional<StartTime> start = ParseStartTime(started);
     if (!start) return {};

@@ -49,8 +49,8 @@ std::string DescribeMissingPwc(const Findings& findings, std::size_t index) {
                           std::to_string(kPwcNeededRates[index]));
 }
 
-// "9.00 − 5 × 2.16 − 4 × 0 = -1.80, cut to -1": with as many decimals as it takes for the figures shown to
-// give the score, which comes of the exact ones.
+// "9.00 − 5 × 2.16 − 4 × 0 = -1.80, cut to -1". The score comes from the exact figures: those shown get as
+// many decimals as they need to give the same score.
 std::string ShowDuke(const ExerciseSummary& exercise) {
     constexpr int kLeastDecimals = 2, kMostDecimals = 6;
     const int angina = exercise.angina.value_or(0);

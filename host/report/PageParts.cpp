@@ -50,8 +50,8 @@ std::size_t DrawTable(Canvas& canvas, const Box& box, const ReportTable& table, 
     constexpr double kPad = 1.2;
     const std::vector<double> edges = PlaceColumns(box, table.columns);
     const auto drawCell = [&](std::size_t column, double baseline, const std::string& text, TextStyle style) {
-        style.align = table.columns[column].bText ? Align::Left : Align::Right;
-        const double x = table.columns[column].bText ? edges[column] + kPad : edges[column + 1] - kPad;
+        style.align = table.columns[column].isText ? Align::Left : Align::Right;
+        const double x = table.columns[column].isText ? edges[column] + kPad : edges[column + 1] - kPad;
         canvas.DrawText({x, baseline}, text, style, edges[column + 1] - edges[column] - 2 * kPad);
     };
     for (std::size_t column = 0; column < table.columns.size(); ++column) {
@@ -62,11 +62,11 @@ std::size_t DrawTable(Canvas& canvas, const Box& box, const ReportTable& table, 
     canvas.DrawLine({box.x, y - 0.6}, {box.Right(), y - 0.6}, {kInk, 0.2});
     std::size_t row = first;
     for (; row < table.rows.size() && y + kRowMm <= box.Bottom() + 1e-6; ++row, y += kRowMm) {
-        const bool bStandsOut = table.emphasised == row;
-        if (bStandsOut) canvas.FillBox({box.x, y - 0.4, box.width, kRowMm}, kDeepShade);
+        const bool standsOut = table.emphasised == row;
+        if (standsOut) canvas.FillBox({box.x, y - 0.4, box.width, kRowMm}, kDeepShade);
         for (std::size_t column = 0; column < table.columns.size(); ++column)
             drawCell(column, y + 2.9, table.rows[row][column],
-                     {kCellPoints, bStandsOut, bStandsOut ? kAccent : kInk});
+                     {kCellPoints, standsOut, standsOut ? kAccent : kInk});
         canvas.DrawLine({box.x, y + kRowMm - 0.4}, {box.Right(), y + kRowMm - 0.4}, {kRule, 0.12});
     }
     return row;

@@ -11,7 +11,7 @@
 // A4 in landscape.
 constexpr double kPageWidthMm = 297;
 constexpr double kPageHeightMm = 210;
-/// What heading and foot leave to the contents of a page.
+/// The area between heading and foot.
 constexpr Box kContents{12, 22, 273, 176};
 
 struct ReportPage {
@@ -20,7 +20,7 @@ struct ReportPage {
 };
 
 constexpr double kCaptionMm = 5.5;
-/// One line at the foot of the contents, of which it takes kCaptionMm.
+/// Draws one line at the foot of the contents; it takes kCaptionMm of their height.
 void DrawCaption(Canvas& canvas, const std::string& text);
 
 /// Leads side by side, column by column as in a printed electrocardiogram: I, II, III stand below each other.
@@ -30,15 +30,16 @@ struct LeadGrid {
     Box Cell(std::size_t index, double gapMm) const;
 };
 constexpr std::size_t kLeadsPerGrid = 12;
-/// For 1 to kLeadsPerGrid leads.
+/// The smallest grid for 1 to kLeadsPerGrid leads.
 LeadGrid ChooseGrid(std::size_t leads);
 
-/// The title of one of several pages: " (leads 13 to 24 of 30)", empty where there is one.
+/// What the title of one of several pages ends in: " (leads 13 to 24 of 30)"; empty if there is one page.
 std::string NameSpan(const char* what, std::size_t first, std::size_t count, std::size_t all);
 
 constexpr double kRowMm = 4.3;     // height of a table's row
-constexpr double kHeadRowsMm = 9;  // and of its headings
-/// The rows from `first` on as far as `box` has room, headings above; returns the row after the last drawn.
+constexpr double kHeadRowsMm = 9;  // height of the headings of a table
+/// Draws headings and the rows from `first` on as far as `box` has room. Returns the row after the last
+/// drawn.
 std::size_t DrawTable(Canvas& canvas, const Box& box, const ReportTable& table, std::size_t first = 0);
-/// Labels and values below each other; a value takes up to `lines` lines. Returns the height used.
+/// Draws labels and values below each other; a value takes up to `lines` lines. Returns the height used, mm.
 double DrawFacts(Canvas& canvas, const Box& box, double labelMm, int lines, const std::vector<Fact>& facts);

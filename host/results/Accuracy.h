@@ -9,7 +9,7 @@
 #include "host/results/Truth.h"
 
 struct ErrorSize {
-    double median = 0, maximum = 0;  // of the magnitude; NaN without readings
+    double median = 0, maximum = 0;  // of the absolute error; NaN without readings
 };
 struct Accuracy {
     ErrorSize bpm;

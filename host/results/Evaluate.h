@@ -21,8 +21,8 @@ struct BeatScore {
     double Sensitivity() const;           // 0..1, NaN without reference beats
     double PositivePredictivity() const;  // 0..1, NaN without found beats
 };
-/// All ascending, the spans apart from each other. What lies in one of the spans is not counted; a pair lies
-/// where its reference beat does.
+/// Times and spans are ascending, and spans do not overlap. Beats within a span do not count; a pair lies
+/// where its reference beat lies.
 BeatScore ScoreBeats(const std::vector<double>& foundSeconds, const std::vector<double>& referenceSeconds,
                      const std::vector<Span>& uncounted);
 

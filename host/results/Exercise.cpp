@@ -17,11 +17,11 @@
 namespace {
 
 constexpr double kPeakWindowSeconds = 30;  // the peak heart rate is the highest median over this long
-// Readings come with the beats: a window is whole where its first one is no farther from its start than this.
+// Readings come with the beats: a window is whole if its first reading is at most this far from its start.
 constexpr double kLongestIntervalSeconds = 2;
 constexpr double kMostWatts = 2000;
 constexpr double kLatestStartSeconds = 7 * 24 * 3600.0;
-constexpr double kSlackSeconds = 1;  // a doctor's times are told to the second
+constexpr double kSlackSeconds = 1;  // times given by hand are rounded to the second
 constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
 
 constexpr std::array kProtocols{ProtocolPlan{"bruce", 180, 7, 0}, ProtocolPlan{"bicycle", 120, 16, 25},
@@ -83,7 +83,7 @@ void FindPeak(const StressResult& result, ExerciseSummary& summary) {
         firsts.push_back(first);
         longestSeconds = std::max(longestSeconds, rates[last].seconds - rates[first].seconds);
     }
-    // The few readings after the start or a pause are no half minute, and likely to be wrong.
+    // A few readings after the start or a pause make no half minute, and are likely to be wrong.
     const double wholeSeconds = std::min(longestSeconds, kPeakWindowSeconds - kLongestIntervalSeconds);
     for (std::size_t last = 0; last < rates.size(); ++last) {
         if (rates[last].seconds - rates[firsts[last]].seconds < wholeSeconds) continue;

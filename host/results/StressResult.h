@@ -15,7 +15,7 @@ using qz::BeatPositionsMs;
 using qz::kSTOffsetMs;
 using qz::LearnedBeat;
 
-/// From the first moment on and before the second.
+/// A stretch of time: from the first moment on and before the second.
 struct Span {
     double fromSeconds = 0, toSeconds = 0;
 };
@@ -36,8 +36,8 @@ struct STReading {
 
 /// A stretch of signal as recorded and as conditioned, in step, [lead][sample] in microvolts.
 struct Strip {
-    double seconds = 0;                     // of its first sample
-    std::vector<std::vector<float>> rawUv;  // less the first sample of the recording
+    double seconds = 0;                     // time of its first sample
+    std::vector<std::vector<float>> rawUv;  // first sample of the recording subtracted
     std::vector<std::vector<float>> cleanUv;
 };
 

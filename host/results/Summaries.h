@@ -13,7 +13,7 @@ constexpr double kFirstSeconds = 30;
 
 /// Median of the values that are numbers; NaN if there are none.
 double Median(std::vector<double> values);
-/// The value of a reading's lead, as `&STReading::levelUv` chooses it.
+/// Which values of a reading: &STReading::levelUv or &STReading::slopeUvPerMs.
 using LeadValues = std::vector<float> STReading::*;
 /// Per lead the median of the first half minute of readings, uV or uV/ms; NaN without any.
 std::vector<double> FirstMedians(const StressResult& result, LeadValues values);
@@ -29,8 +29,7 @@ struct MinuteRow {
 };
 std::vector<MinuteRow> SummarizeMinutes(const StressResult& result);
 
-/// What a lead's ST did, for tables: where it was farthest from its first level. NaN where nothing of it was
-/// measured.
+/// ST of a lead, for tables: its first level, and the reading farthest from it. NaN if nothing was measured.
 struct LeadSummary {
     double firstUv = 0;
     double changeUv = 0;  // from the first level
@@ -39,7 +38,7 @@ struct LeadSummary {
 /// One per lead; empty without a folded beat.
 std::vector<LeadSummary> SummarizeLeads(const StressResult& result);
 
-/// NaN where nothing was measured.
+/// Lowest and highest ST level of a lead; NaN if nothing was measured.
 struct LeadExtremes {
     double lowestUv = 0, lowestSeconds = 0;
     double highestUv = 0, highestSeconds = 0;

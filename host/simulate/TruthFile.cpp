@@ -16,7 +16,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* kSchema = "qzstress-truth-1";
 
-/// To so many parts of a unit: digits beyond what matters would fill the file.
+/// `value` rounded to 1 / perUnit: digits without meaning would fill the file.
 double Rounded(double value, double perUnit) { return std::round(value * perUnit) / perUnit; }
 
 Json RecordJson(const SourceInfo& info) {
@@ -120,7 +120,7 @@ private:
     const Json& m_value;
 };
 
-// Bounds that no sound truth reaches.
+// Bounds beyond any valid truth.
 constexpr double kMostSeconds = 1e8, kMostUv = 1e7;
 constexpr long long kMostFrames = 1LL << 48;
 
@@ -179,13 +179,13 @@ Json ParseJson(const std::string& path) {
             return true;
         });
     } catch (const Json::exception& error) {
-        // What was read last is part of the message, and it may be the whole file.
+        // The message holds what was read last, which may be the whole file.
         constexpr std::size_t kShown = 200;
         throw HostError(path, "expected JSON: " + std::string(error.what()).substr(0, kShown));
     }
 }
 
-/// `value` of the rows about a time, weighed by their distance.
+/// `value` at a time, on the straight line between the rows before and after it.
 template <typename Value>
 double Interpolate(const std::vector<RecordedTruth::Row>& rows, double seconds, Value value) {
     const auto after =
@@ -217,7 +217,7 @@ void WriteTruth(PendingFile& file, const SimulatedTest& test, const TruthOptions
     std::string text = head.dump(1);
     text.resize(text.rfind('\n'));
     out << text << ",\n \"beats\": [";
-    // Row by row: those of a day would fill a hundred megabytes.
+    // Rows are written one by one: those of a day would fill 100 MB of memory.
     const char* separator = "\n  ";
     for (const SimulatedBeat& beat : test.Beats()) {
         out << separator << BeatJson(beat, info.fs).dump();

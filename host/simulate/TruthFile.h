@@ -15,15 +15,15 @@
 #include "host/support/PendingFile.h"
 
 struct TruthOptions {
-    int postJms = 60;         // ST is taken this long after J + 6 ms, above 0
-    double everySeconds = 1;  // from one row of the course to the next
+    int postJms = qz::kUsualPostJms;  // ST is taken this long after J + 6 ms, above 0
+    double everySeconds = 1;          // from one row of the course to the next
 };
 
-/// For a test that has been read to its end. The caller commits.
+/// Writes the truth of a test that has been read to its end. The caller commits.
 void WriteTruth(PendingFile& file, const SimulatedTest& test, const TruthOptions& options = {});
 
-/// A truth as it was read. Between the rows of the course values run straight, before the first and after the
-/// last they stay. Leads are counted as the file has them.
+/// A truth file as it was read, with leads in the order of the file. Values between two rows of the course
+/// lie on a straight line; before the first and after the last row they are constant.
 struct RecordedTruth {
     struct Row {
         double seconds = 0, bpm = 0;
@@ -42,8 +42,8 @@ struct RecordedTruth {
     double Bpm(double atSeconds) const;
     double LevelUv(std::size_t lead, double atSeconds) const;
     double SlopeUvPerMs(std::size_t lead, double atSeconds) const;
-    /// For a recording with these leads, matched by name, case ignored. Throws HostError where the truth does
-    /// not know one of them. The result refers to this object.
+    /// The truth for a recording with these leads, matched by name, case ignored. Throws HostError if the
+    /// file lacks one of them. The result refers to this object.
     Truth For(const SourceInfo& info) const;
 };
 

@@ -16,14 +16,14 @@ constexpr int kBarWidth = 40;
 }  // namespace
 
 ProgressBar::ProgressBar(std::string label, double total, bool enabled)
-    : m_label(std::move(label)), m_total(total), m_bEnabled(enabled && isatty(STDERR_FILENO) == 1) {}
+    : m_label(std::move(label)), m_total(total), m_isEnabled(enabled && isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {
-    if (m_bEnabled) std::cerr << "\r\x1b[K" << std::flush;
+    if (m_isEnabled) std::cerr << "\r\x1b[K" << std::flush;
 }
 
 void ProgressBar::Show(double done) {
-    if (!m_bEnabled) return;
+    if (!m_isEnabled) return;
     const auto now = std::chrono::steady_clock::now();
     if (now - m_shown < kRedraw) return;
     m_shown = now;

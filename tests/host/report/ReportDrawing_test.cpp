@@ -339,11 +339,11 @@ TEST(StripPages, LinesMakeWayBeforeTheGainIsReduced) {
 TEST(StripPages, AnOpenLeadDoesNotSqueezeTheOthers) {
     Strip strip{0, Rows(3, 1250, 1200), Rows(3, 1250, 1200)};
     for (std::size_t i = 0; i < 1250; i += 200) strip.rawUv[1][i] = i % 400 == 0 ? 32767 : -32768;
-    EXPECT_FALSE(HasSay(strip.rawUv[1]));
+    EXPECT_FALSE(IsPlausible(strip.rawUv[1]));
     EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 10);
     EXPECT_THAT(PlaceLines(strip, 0, 3, 500, 28).mm, testing::ElementsAre(14, 42, 70));
     strip.cleanUv[2][120] = 6000;  // tall, but a heart
-    EXPECT_TRUE(HasSay(strip.cleanUv[2]));
+    EXPECT_TRUE(IsPlausible(strip.cleanUv[2]));
     EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 5);
     for (auto* rows : {&strip.rawUv, &strip.cleanUv}) rows->assign(3, strip.rawUv[1]);
     EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 2.5);
