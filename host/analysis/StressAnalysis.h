@@ -31,7 +31,7 @@ public:
                    std::vector<AnalysisObserver*> observers = {});
 
     /// Reads the source to its end; called once. Throws HostError if no beat can be learned.
-    [[nodiscard]] StressResult Run();
+    StressResult Run();
 
 private:
     void OnConditioned(const short* uV, double seconds) override;

@@ -19,4 +19,4 @@ std::string RecordBase(const std::string& path);
 /// name decides the format: ".edf" is EDF+, ".csv" is CSV in microvolts, all else is WFDB format 16 (PATH.hea
 /// and PATH.dat). Samples are kept to the bit by EDF and WFDB. Throws HostError where the format cannot hold
 /// such signals or a file cannot be created.
-[[nodiscard]] std::unique_ptr<FrameSink> CreateRecord(const std::string& path, const SourceInfo& info);
+std::unique_ptr<FrameSink> CreateRecord(const std::string& path, const SourceInfo& info);

@@ -9,5 +9,5 @@
 
 /// ".edf" and ".bdf" are EDF, EDF+ and BDF, ".csv" is CSV, all else is a WFDB header with or without ".hea".
 /// Throws HostError where the file cannot be read or has none of the leads.
-[[nodiscard]] std::unique_ptr<FrameSource> OpenRecord(const std::string& path,
+std::unique_ptr<FrameSource> OpenRecord(const std::string& path,
                                                       const RecordOptions& options = {});

@@ -10,4 +10,4 @@
 /// BASE.atr, the beats as WFDB annotations (N and V at R), and BASE.truth.json (host/simulate/TruthFile.h).
 /// All appear when all are complete. Returns what is to be said of the signal, one line each. Throws
 /// HostError, and std::invalid_argument as SimulatedTest does.
-[[nodiscard]] std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOptions& options);
+std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOptions& options);
