@@ -19,7 +19,10 @@ let package = Package(
     targets: [
         .target(name: "qzCore", path: "core", publicHeadersPath: ".", cxxSettings: [.headerSearchPath("..")]),
         .target(
-            name: "qzAPI", dependencies: ["qzCore"], path: "api", publicHeadersPath: ".",
+            name: "qzStressSession", dependencies: ["qzCore"], path: "session", publicHeadersPath: ".",
+            cxxSettings: [.headerSearchPath("..")]),
+        .target(
+            name: "qzAPI", dependencies: ["qzCore", "qzStressSession"], path: "api", publicHeadersPath: ".",
             cxxSettings: [.headerSearchPath("..")]),
         .target(
             name: "OCqz", dependencies: ["qzAPI"], path: "bindings/objc", exclude: ["CMakeLists.txt"],

@@ -15,10 +15,12 @@ foreach(header
         bindings/objc/include/OCqzFilterBank.h
         bindings/objc/include/OCqzFiltersLib.h
         bindings/objc/include/OCqzMeanRRmsLib.h
+        bindings/objc/include/OCqzSession.h
         bindings/objc/include/OCqzStressTemplLib.h
         api/qzDfs.h
         api/qzFilterBanksC.h
         api/qzFilters.h
+        api/qzSessionC.h
         api/qzStressECGLib.h
         api/qzStressTemplLibC.h
         api/qzStressTemplLibVersion.h)
@@ -40,6 +42,7 @@ add_library(qzStressTemplLib_framework SHARED EXCLUDE_FROM_ALL
     bindings/objc/OCqzFilterBank.mm
     bindings/objc/OCqzFiltersLib.mm
     bindings/objc/OCqzMeanRRmsLib.mm
+    bindings/objc/OCqzSession.mm
     bindings/objc/OCqzStressTemplLib.mm)
 # The folder of the Objective-C headers is not searched: its module map would offer the Swift classes a module OCqz,
 # which no user of the framework has.
@@ -67,6 +70,7 @@ if(CMAKE_GENERATOR STREQUAL "Xcode")
         bindings/swift/qzFilterBank.swift
         bindings/swift/qzFiltersLib.swift
         bindings/swift/qzMeanRRmsLib.swift
+        bindings/swift/qzSession.swift
         bindings/swift/qzStressTemplLib.swift)
     # Users build with other compilers than the framework. A class is named like the module, which a textual
     # interface otherwise cannot tell apart.

@@ -6,5 +6,6 @@
 #import <Foundation/Foundation.h>
 
 #import <qzStressTemplLib/OCqz.h>
+#import <qzStressTemplLib/qzSessionC.h>
 #import <qzStressTemplLib/qzStressTemplLibC.h>
 #import <qzStressTemplLib/qzStressTemplLibVersion.h>

@@ -9,9 +9,11 @@
 #include <vector>
 
 // OC_LET_GO: a result array handed out before stays valid until the caller's pool is drained.
+// OC_HANDED_OUT: a new object as a result, which the caller does not own.
 // OC_POOL: numbers made in between go at once, not with the caller's pool; never return from inside.
 #if __has_feature(objc_arc)
 #define OC_LET_GO(object) ((object) = nil)
+#define OC_HANDED_OUT(object) (object)
 #define OC_SUPER_DEALLOC() ((void)0)
 #else
 #define OC_LET_GO(object)       \
@@ -19,6 +21,7 @@
         [(object) autorelease]; \
         (object) = nil;         \
     } while (0)
+#define OC_HANDED_OUT(object) [(object) autorelease]
 #define OC_SUPER_DEALLOC() [super dealloc]
 #endif
 #if defined(__clang__)

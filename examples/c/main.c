@@ -1,31 +1,9 @@
 /* Ten minutes of a simulated exercise test through the C interface: filter chain, both heart rates, an
  * averaged beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed. */
 #include <stdio.h>
-#include <stdlib.h>
 
+#include "../signal.h"
 #include "api/qzStressTemplLibC.h"
-
-enum { kLeads = 12, kFs = 500, kMainsHz = 50 };       /* kFs in samples per second */
-enum { kFrames = 600 * kFs };                         /* ten minutes */
-enum { kBeatLength = 400, kPosQ = 134, kPosJ = 168 }; /* samples of the first beat */
-enum { kPostJms = 60, kLinesEvery = 100 /* averaged beats */ };
-static const double kUVpb = 2.5; /* microvolts per unit */
-
-static int Triangle(int t, int centre, int half_width, int height) {
-    const int distance = abs(t - centre);
-    return distance < half_width ? height * (half_width - distance) / half_width : 0;
-}
-
-/* One lead of gain 1, t samples into a beat with R at 150: P - Q + R - S - ST depression + T. */
-static int Wave(int t, int depression) {
-    return Triangle(t, 85, 25, 12) - Triangle(t, 140, 6, 10) + Triangle(t, 150, 8, 100) -
-           Triangle(t, 160, 8, 25) - Triangle(t, 195, 40, depression) + Triangle(t, 260, 45, 30);
-}
-
-static int16_t Sample(int lead, int t, int depression) {
-    const int gain = 2 * (lead * 5 % 8) - 7; /* -7 .. 7, odd */
-    return (int16_t)(gain * Wave(t, depression));
-}
 
 int main(void) {
     qzc_filters_create(kFs, kLeads, /* low-pass Hz */ 40, kMainsHz, /* smoothing */ 1);
@@ -36,14 +14,12 @@ int main(void) {
     for (int i = 0; i < kLeads * kBeatLength; ++i) beat[i] = Sample(i / kBeatLength, i % kBeatLength, 0);
     qzc_stress_init_templ(beat, kLeads, kBeatLength, kPosQ, kPosJ, kPostJms, NULL);
 
-    int t = 0, beats = 0;
+    int beats = 0;
     int16_t heart_rate = 0, heart_rate_of_three = 0; /* beats/min */
     for (int i = 0; i < kFrames; ++i) {
         int16_t frame[kLeads], level[kLeads];
         float slope[kLeads];
-        for (int lead = 0; lead < kLeads; ++lead) frame[lead] = Sample(lead, t, /* depression */ i / 15000);
-        if (++t >= kBeatLength - i / 3000) t = 0;
-
+        NextFrame(frame);
         qzc_filters_filters(frame, kLeads);
         const int16_t hr = qzc_multi_mean_hr(frame, kLeads);
         if (hr > 0) heart_rate = hr;

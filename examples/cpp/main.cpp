@@ -1,34 +1,11 @@
 // Ten minutes of a simulated exercise test through the flat C++ interface: filter chain, both heart rates, an
 // averaged beat per lead, ST level and ST slope. See ../README.md for the signal and for what is printed.
 #include <cstdio>
-#include <cstdlib>
 
+#include "../signal.h"
 #include "api/qzFilters.h"
 #include "api/qzStressECGLib.h"
 #include "core/stress/ExerciseIndices.h"
-
-constexpr short kLeads = 12, kFs = 500, kMainsHz = 50;        // kFs in samples per second
-constexpr double kUVpb = 2.5;                                 // microvolts per unit
-constexpr int kFrames = 600 * kFs;                            // ten minutes
-constexpr short kBeatLength = 400, kPosQ = 134, kPosJ = 168;  // samples of the first beat
-constexpr short kPostJms = 60;
-constexpr int kLinesEvery = 100;  // averaged beats
-
-static int Triangle(int t, int centre, int halfWidth, int height) {
-    const int distance = std::abs(t - centre);
-    return distance < halfWidth ? height * (halfWidth - distance) / halfWidth : 0;
-}
-
-/// One lead of gain 1, t samples into a beat with R at 150: P - Q + R - S - ST depression + T.
-static int Wave(int t, int depression) {
-    return Triangle(t, 85, 25, 12) - Triangle(t, 140, 6, 10) + Triangle(t, 150, 8, 100) -
-           Triangle(t, 160, 8, 25) - Triangle(t, 195, 40, depression) + Triangle(t, 260, 45, 30);
-}
-
-static short Sample(int lead, int t, int depression) {
-    const int gain = 2 * (lead * 5 % 8) - 7;  // -7 .. 7, odd
-    return static_cast<short>(gain * Wave(t, depression));
-}
 
 int main() {
     qzFilters_create(kFs, kLeads, /*low-pass Hz*/ 40, kMainsHz, /*smoothing*/ 1);
@@ -44,13 +21,11 @@ int main() {
     short length = kBeatLength;
     qzStressECGLib_InitTempl(rows, length, kPosQ, kPosJ, kPostJms);
 
-    int t = 0, beats = 0;
+    int beats = 0;
     short heartRate = 0, heartRateOfThree = 0;  // beats/min
     for (int i = 0; i < kFrames; ++i) {
         short frame[kLeads];
-        for (int lead = 0; lead < kLeads; ++lead) frame[lead] = Sample(lead, t, /*depression*/ i / 15000);
-        if (++t >= kBeatLength - i / 3000) t = 0;
-
+        NextFrame(frame);
         qzFilters_filters(frame);
         if (const short hr = qzStressECGLib_MultiMeanHR(frame); hr > 0) heartRate = hr;
         if (const short ms = qzStressECGLib_MeanRRms(frame[0], frame[1], frame[2]); ms > 0)

@@ -5,6 +5,8 @@ printed. Argument: the shared library, where the loader does not find it by itse
 import sys
 from ctypes import CDLL, c_bool, c_double, c_float, c_int16, c_size_t, c_void_p
 
+from simulated import *
+
 # The door: what the functions take and return, as in api/qzStressTemplLibC.h.
 lib = CDLL(sys.argv[1] if len(sys.argv) > 1 else "libqzStressTemplLib.so.1")
 short, frame_and_count = c_int16, [c_void_p, c_size_t]
@@ -20,41 +22,17 @@ for name, result, arguments in (
     function = getattr(lib, "qzc_" + name)
     function.restype, function.argtypes = result, arguments
 
-LEADS, FS, MAINS_HZ, UV_PER_BIT = 12, 500, 50, 2.5  # FS in samples per second
-FRAMES = 600 * FS  # ten minutes
-BEAT_LENGTH, POS_Q, POS_J, POST_J_MS = 400, 134, 168, 60  # samples, but for the last
-LINES_EVERY = 100  # averaged beats
-
-
-def triangle(t, centre, half_width, height):
-    distance = abs(t - centre)
-    return height * (half_width - distance) // half_width if distance < half_width else 0
-
-
-def wave(t, depression):
-    """One lead of gain 1, t samples into a beat with R at 150: P - Q + R - S - ST depression + T."""
-    return (triangle(t, 85, 25, 12) - triangle(t, 140, 6, 10) + triangle(t, 150, 8, 100)
-            - triangle(t, 160, 8, 25) - triangle(t, 195, 40, depression) + triangle(t, 260, 45, 30))
-
-
-GAINS = [2 * (lead * 5 % 8) - 7 for lead in range(LEADS)]  # -7 .. 7, odd
-
 lib.qzc_filters_create(FS, LEADS, 40, MAINS_HZ, 1)  # low-pass Hz, mains Hz, smoothing
 lib.qzc_stress_create(FS, LEADS, UV_PER_BIT)
 lib.qzc_multi_init(FS, LEADS, MAINS_HZ, UV_PER_BIT)
 beat = (short * (LEADS * BEAT_LENGTH))(*(gain * wave(t, 0) for gain in GAINS for t in range(BEAT_LENGTH)))
 lib.qzc_stress_init_templ(beat, LEADS, BEAT_LENGTH, POS_Q, POS_J, POST_J_MS, None)
 
-t = beats = 0
+beats = 0
 heart_rate = heart_rate_of_three = 0  # beats/min
 level, slope = (short * LEADS)(), (c_float * LEADS)()
-for i in range(FRAMES):
-    height = wave(t, i // 15000)
-    frame = (short * LEADS)(*(gain * height for gain in GAINS))
-    t += 1
-    if t >= BEAT_LENGTH - i // 3000:
-        t = 0
-
+for i, samples in enumerate(frames()):
+    frame = (short * LEADS)(*samples)
     lib.qzc_filters_filters(frame, LEADS)
     hr = lib.qzc_multi_mean_hr(frame, LEADS)
     if hr > 0:

@@ -186,6 +186,9 @@ TEST(Lifetime, NoLeadsAndTemplatesWithoutSamplesAreNumbersLikeOthers) {
     EXPECT_TRUE(qzc_filters_filters(nullptr, 0) && qzc_dfs_get_data(nullptr, 0, nullptr, 0));
     EXPECT_NE(qzStressECGLib_STslope(), nullptr);
 
+    const std::vector<short> longest(32767);  // and the largest number
+    ASSERT_TRUE(qzc_stress_create(kFs, 1, 1.0));
+    EXPECT_TRUE(qzc_stress_init_templ(longest.data(), 1, longest.size(), 50, 80, 60, &kept));
     ASSERT_TRUE(qzc_stress_create(kFs, 2, 1.0));
     EXPECT_TRUE(qzc_stress_init_templ(nullptr, 2, 0, 50, 80, 60, &kept));
     EXPECT_EQ(std::make_pair(kept, qzc_stress_templ_length()), std::make_pair(short{0}, std::int16_t{0}));

@@ -4,8 +4,6 @@
 
 #include <vector>
 
-#include "tests/support/Signals.h"
-
 namespace {
 
 class qzFilters : public testing::Test {
@@ -58,16 +56,4 @@ TEST_F(qzFilters, NoArgumentDoesHarm) {
     }
     ASSERT_TRUE(qzFilters_create(0, 4, 40, 0, 0));
     ExpectPassesThrough();
-
-    const auto x = RandomSamples(115, 200, 32768);
-    constexpr short kRates[] = {-32768, -500, -1, 0, 1, 2, 33, 34, 40, 49, 51, 100, 499, 32760, 32767};
-    constexpr short kFrequencies[] = {-32768, -1, 0,  1,   10,
-                                      50,     60, 93, 250, 32767};  // 93: see FreqInterpretate
-    for (const short fs : kRates)
-        for (const short frequency : kFrequencies) {
-            ASSERT_TRUE(qzFilters_create(fs, 2, frequency, frequency, 2));
-            qzFilters_filters(nullptr);
-            auto frames = x;
-            for (std::size_t n = 0; n < frames.size(); n += 2) qzFilters_filters(&frames[n]);
-        }
 }

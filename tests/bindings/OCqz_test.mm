@@ -202,3 +202,26 @@ TEST_F(OCqz, HasFilterBanksOfItsOwnAndEchoesFramesOfOtherLengths) {
     EXPECT_TRUE([[OCqzFilterBank alloc] init:kFs chn:2 notch:kFs / 2 q:10] == nil);
     EXPECT_TRUE([[OCqzFilterBank alloc] init:kFs chn:-1 highpass:0.05] == nil);
 }
+
+static OCqzSession *Session(short chn) {
+    return [[[OCqzSession alloc] init:kFs chn:chn uVpb:1 mains:50 lowpass:40 smooth:0 postJms:60
+                              relearn:NO] autorelease];
+}
+
+// What their events tell is compared by the examples.
+TEST_F(OCqz, HasSessionsOfItsOwn) {
+    OCqzSession *session = Session(2), *empty = Session(1);
+    EXPECT_TRUE(Session(0) == nil && [session getTempl] == nil && [session getPos] == nil);
+    [session push:Frame(BeatTrain(kFs, 2).Noise(5, 1).Beats(700, 60).Record().samples)];
+    EXPECT_EQ([empty push:OddFrame()], 4);
+    [session finish];
+    [empty finish];
+    int beats = 0;
+    for (OCqzSessionEvent *event = [session nextEvent]; event != nil; event = [session nextEvent]) {
+        EXPECT_TRUE([event text] == nil && ([event j] != nil) == ([event kind] == OCqzEventBeat));
+        beats += [[event j] count] == 2;
+    }
+    EXPECT_GT(beats, 40);
+    EXPECT_TRUE([[session getTempl] count] == 2 && [[session getPos] count] == 4 && [session delayMs] > 0);
+    EXPECT_TRUE([[[empty nextEvent] text] length] > 0 && [empty nextEvent] == nil);
+}

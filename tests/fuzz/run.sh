@@ -69,7 +69,7 @@ for program in library wfdb edf csv annotations; do
     [ -x "$programs/fuzz_$program" ] || continue  # a build without the host has the library's alone
     longest=4096
     [ $program != library ] || longest=300  # each byte may be a thousand frames
-    "$programs/fuzz_$program" -max_total_time="$seconds" -max_len="$longest" -timeout=60 -rss_limit_mb=1024 -verbosity=1 \
+    "$programs/fuzz_$program" -max_total_time="$seconds" -max_len="$longest" -timeout=120 -rss_limit_mb=1024 -verbosity=1 \
         -print_final_stats=1 $program > $program.log 2>&1 || { tail -40 $program.log; exit 1; }
     echo "$program: $(sed -n 's/^stat::number_of_executed_units: *//p' $program.log) executions without a fault"
 done

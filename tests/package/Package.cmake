@@ -2,10 +2,12 @@
 # export names of their own, and programs that know nothing of them cannot load the library.
 set(package ${CMAKE_CURRENT_SOURCE_DIR}/package)
 
-add_test(NAME examples_agree
-    COMMAND sh ${package}/examples_test.sh $<TARGET_FILE:qz_example_cpp> $<TARGET_FILE:qz_example_c>
-        $<$<TARGET_EXISTS:qz_example_objc>:$<TARGET_FILE:qz_example_objc>>
-    COMMAND_EXPAND_LISTS)
+foreach(door main session)
+    add_test(NAME examples_agree_${door}
+        COMMAND sh ${package}/examples_test.sh $<TARGET_FILE:qz_example_${door}_cpp> $<TARGET_FILE:qz_example_${door}_c>
+            $<$<TARGET_EXISTS:qz_example_${door}_objc>:$<TARGET_FILE:qz_example_${door}_objc>>
+        COMMAND_EXPAND_LISTS)
+endforeach()
 find_program(QZ_CLANG NAMES clang++-14 clang++ PATHS /usr/bin NO_DEFAULT_PATH)
 if(QZ_CLANG AND NOT APPLE)
     add_test(NAME framework_layout
@@ -26,9 +28,11 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
 endif()
 find_program(PYTHON3 python3)
 if(PYTHON3)
-    add_test(NAME example_python_agrees
-        COMMAND sh ${package}/examples_test.sh $<TARGET_FILE:qz_example_cpp>
-            "${PYTHON3} ${PROJECT_SOURCE_DIR}/examples/python/main.py $<TARGET_FILE:qzStressTemplLib>")
+    foreach(door main session)
+        add_test(NAME example_python_agrees_${door}
+            COMMAND sh ${package}/examples_test.sh $<TARGET_FILE:qz_example_${door}_cpp>
+                "${PYTHON3} ${PROJECT_SOURCE_DIR}/examples/python/${door}.py $<TARGET_FILE:qzStressTemplLib>")
+    endforeach()
 endif()
 if(QZ_INSTALL AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
     add_test(NAME installed_library

@@ -9,6 +9,7 @@
 
 #include "host/simulate/SimulatedTest.h"
 #include "session/internal/SignalConditioner.h"
+#include "tests/support/Signals.h"
 
 using namespace qz;
 
@@ -76,26 +77,6 @@ TEST(BeatLearner, FindsQAndJOfTheSimulatedBeatAtEveryRate) {
     }
 }
 
-TEST(BeatLearner, OfTwoKindsOfBeatsTheOneThatIsNotPrematureIsLearned) {
-    SimulatedTestOptions clean, third, every;
-    clean.ectopySeconds = 0;
-    third.ectopySeconds = 1.9;  // about 30 % of the beats
-    every.ectopySeconds = 0.1;  // bigeminy: every other beat
-    BeatLearner learner(clean.fs, SimulatedTest::kLeads);
-    const auto expected = learner.Learn(ConditionedRest(clean, 40));
-    ASSERT_TRUE(expected);
-    for (const SimulatedTestOptions& ectopic : {third, every}) {
-        SCOPED_TRACE(ectopic.ectopySeconds);
-        const auto beat = learner.Learn(ConditionedRest(ectopic, 40));
-        ASSERT_TRUE(beat);
-        EXPECT_TRUE(beat->confident);
-        EXPECT_LT(beat->beatsUsed, 0.75 * beat->beatsFound);
-        ExpectTrueBoundaries(*beat, kLeadII, clean.fs);
-        for (std::size_t i = 130; i < 280; ++i)  // from before Q to well into ST
-            ASSERT_NEAR(beat->rows[kLeadV1][i], expected->rows[kLeadV1][i], 60) << i;
-    }
-}
-
 TEST(BeatLearner, ALeadThatIsOffForALongTimeIsLearnedFromTheRest) {
     SimulatedTestOptions whole, off;
     off.leadOff = {{"V5", 4, 9, false}, {"V2", 8, 5, true}};  // of 15 s, the settling of the filters included
@@ -117,42 +98,166 @@ TEST(BeatLearner, ALeadThatIsOffForALongTimeIsLearnedFromTheRest) {
     }
 }
 
-TEST(BeatLearner, IsNotConfidentOfFewBeatsNorOfNoise) {
-    SimulatedTestOptions options;
-    const auto few = BeatLearner(options.fs, SimulatedTest::kLeads).Learn(ConditionedRest(options, 6.5));
-    ASSERT_TRUE(few);
-    EXPECT_GE(few->beatsUsed, BeatLearner::kFewestBeats);
-    EXPECT_FALSE(few->confident);
+// Beats whose likeness is known, at 250 Hz: each is a QRS of 40 ms and a bump beside it, and bumps at
+// different places have nothing in common. Two beats with bumps of their own correlate with cosine * cosine.
+struct BuiltBeat {
+    int intervalMs = 800;  // from the beat before
+    double cosine = 1;     // of the beat with one that has no bump
+    int place = 0;         // of its bump, 0 to 4
+    double tUv = 0;        // T wave, from 160 to 400 ms after
+};
+
+void AddPulse(std::vector<double>& row, long from, int length, double height) {
+    for (int i = 0; i < length; ++i)
+        row[static_cast<std::size_t>(from + i)] -= height * std::sin(2 * std::acos(-1) * (i + 0.5) / length);
+}
+
+std::vector<short> Built(const std::vector<BuiltBeat>& beats, int qrsSamples = 10) {
+    constexpr int kFs = 250, kBump = 8, kPlaces[] = {-23, -15, 6, 14, 22};
+    std::vector<double> row(static_cast<std::size_t>(2 * kFs));
+    long at = kFs / 2;
+    for (const BuiltBeat& beat : beats) {
+        at += beat.intervalMs * kFs / 1000;
+        row.resize(static_cast<std::size_t>(at + 2 * kFs));
+        AddPulse(row, at - qrsSamples / 2, qrsSamples, 1000);
+        const double tangent = std::sqrt(1 / (beat.cosine * beat.cosine) - 1);
+        AddPulse(row, at + kPlaces[beat.place], kBump, 1000 * tangent * std::sqrt(1.0 * qrsSamples / kBump));
+        AddPulse(row, at + 40, 60, beat.tUv);
+    }
+    std::vector<short> frames;
+    for (const double value : row) frames.push_back(static_cast<short>(std::lround(value)));
+    return frames;
+}
+
+// `count` beats, of which the i-th is beatAt(i).
+template <typename BeatAt>
+std::vector<short> Built(int count, BeatAt beatAt) {
+    std::vector<BuiltBeat> beats;
+    for (int i = 0; i < count; ++i) beats.push_back(beatAt(i));
+    return Built(beats);
+}
+
+// How many beats are used; 0 where nothing is learned.
+int Used(const std::vector<short>& frames) {
+    const auto learned = BeatLearner(250, 1).Learn(frames);
+    return learned ? learned->beatsUsed : 0;
+}
+
+TEST(BeatLearner, NeedsFiveBeatsIsSureOfEightAndOfAQrsOf40To200Ms) {
+    struct Case {
+        std::size_t beats;
+        int qrsSamples;  // one less on either side is found to belong to it
+        bool bLearned, bConfident;
+    };
+    for (const Case& c : {Case{4, 10, false, false},
+                          {5, 10, true, false},
+                          {7, 10, true, false},
+                          {8, 10, true, true},
+                          {8, 7, false, false},
+                          {8, 8, true, true},
+                          {8, 48, true, true},
+                          {8, 49, false, false}}) {
+        const auto learned = BeatLearner(250, 1).Learn(Built(std::vector<BuiltBeat>(c.beats), c.qrsSamples));
+        EXPECT_EQ(learned.has_value(), c.bLearned) << c.beats << ' ' << c.qrsSamples;
+        EXPECT_EQ(learned && learned->confident, c.bConfident) << c.beats << ' ' << c.qrsSamples;
+        EXPECT_EQ(learned ? learned->posJ - learned->posQ : c.qrsSamples + 2, c.qrsSamples + 2);
+    }
+}
+
+TEST(BeatLearner, EndsASmoothQrsWhereItsSlopeHasDiedAway) {
+    const auto learned = BeatLearner(1000, 1).Learn(SyntheticEcg(1000, 12, 60, 1000));
+    ASSERT_TRUE(learned);
+    EXPECT_EQ(learned->posQ - learned->posR, -59);
+    EXPECT_EQ(learned->posJ - learned->posR, 37);
+}
+
+TEST(BeatLearner, UsesTheBeatsThatAreLikeTheAverageByNineTenths) {
+    for (const auto& [cosine, used] : {std::pair{0.89, 12}, {0.91, 15}})
+        EXPECT_EQ(
+            Used(Built(15,
+                       [c = cosine](int i) {
+                           return BuiltBeat{800, i % 5 == 2 ? c : 1, i / 5 * 2, i % 2 == 0 ? 200.0 : -200.0};
+                       })),
+            used);
+}
+
+TEST(BeatLearner, TakesAsTypicalWhatMostBeatsAreLikeBy85Hundredths) {
+    // Six of one kind; five of another, and three that are like those.
+    for (const auto& [cosine, used] : {std::pair{0.84, 6}, {0.86, 5}})
+        EXPECT_EQ(
+            Used(Built(
+                14,
+                [c = cosine](int i) {
+                    return i < 6 ? BuiltBeat{800, 0.7} : BuiltBeat{800, i < 11 ? 1 : c, i < 11 ? 2 : i - 9};
+                })),
+            used);
+}
+
+TEST(BeatLearner, TakesABeatAsNoisyThatDeviatesTwoAndAHalfTimesAsMuch) {
+    for (const auto& [uV, used] : {std::pair{290, 13}, {315, 12}})  // the usual deviation is that of 120 uV
+        EXPECT_EQ(Used(Built(13,
+                             [tUv = uV](int i) {
+                                 return BuiltBeat{800, 1, 0, i == 6 ? tUv : i % 2 == 0 ? -100.0 : 100.0};
+                             })),
+                  used);
+}
+
+TEST(BeatLearner, IsConfidentWhereTheHalvesAgreeBy95Hundredths) {
+    for (const auto& [uV, bConfident] : {std::pair{62, true}, {68, false}})
+        EXPECT_EQ(BeatLearner(250, 1)
+                      .Learn(Built(12,
+                                   [tUv = uV](int i) {
+                                       return BuiltBeat{800, 1, 0, i % 2 == 0 ? 1.0 * tUv : -1.0 * tUv};
+                                   }))
+                      ->confident,
+                  bConfident);
+}
+
+TEST(BeatLearner, TakesShorterIntervalsAsPrematureBy13PercentAndUpToTwicePerNormalBeat) {
+    const BuiltBeat early{700, 0.83, 3}, late{1000};
+    for (const auto& [earlyMs, used] : {std::pair{860, 8}, {880, 9}})
+        EXPECT_EQ(Used(Built(17,
+                             [&, ms = earlyMs](int i) {
+                                 return i % 2 == 1 ? late : BuiltBeat{ms, early.cosine, early.place};
+                             })),
+                  used);
+    for (const auto& [beats, used] : {std::pair{21, 7}, {22, 15}})
+        EXPECT_EQ(Used(Built(beats, [&](int i) { return i % 3 == 2 ? late : early; })), used);
+}
+
+TEST(BeatLearner, ALeadIsUsableWhereAThirdOfItsBeatsAreAlikeBySevenTenths) {
+    struct Case {
+        int clean, others;
+        double cosine;  // of the others with the clean ones
+        bool bUsable;
+    };
+    // Without clean ones two beats are alike by the square of the cosine, of which a half is enough.
+    for (const Case& c : {Case{5, 12, 0.69, false},
+                          {5, 12, 0.71, true},
+                          {0, 5, 0.703, false},
+                          {0, 5, 0.711, true},
+                          {5, 10, 0.2, true},
+                          {5, 11, 0.2, false}}) {
+        const int count = c.clean + c.others;
+        const auto bumpy = Built(count, [&](int i) {
+            return i < c.clean ? BuiltBeat{} : BuiltBeat{800, c.cosine, i % 5};
+        });
+        const auto plain = Built(count, [](int) { return BuiltBeat{}; });
+        std::vector<short> frames;  // four plain leads find the beats
+        for (std::size_t i = 0; i < plain.size(); ++i)
+            frames.insert(frames.end(), {plain[i], plain[i], bumpy[i], plain[i], plain[i]});
+        const auto learned = BeatLearner(250, 5).Learn(frames);
+        ASSERT_TRUE(learned);
+        EXPECT_EQ(learned->usable[2], c.bUsable) << c.clean << ' ' << c.others << ' ' << c.cosine;
+    }
+}
+
+TEST(BeatLearner, IsNotConfidentOfNoise) {
     // Noise of the size of R in the only lead: what is learned, if anything, is not to be trusted.
+    SimulatedTestOptions options;
     options.muscleUv = 2500;
     const auto noisy = BeatLearner(options.fs, 1).Learn(OnlyLeads(ConditionedRest(options, 12), {kLeadII}));
     EXPECT_FALSE(noisy && noisy->confident);
-}
-
-TEST(BeatLearner, ALeadThatIsOffOrNoisyIsToldApart) {
-    const SimulatedTestOptions options;
-    const std::vector<short> rest = ConditionedRest(options, 12);
-    std::mt19937 random(5);
-    const auto disturb = [&](std::vector<short> frames, std::size_t chn, std::size_t lead, bool bNoise) {
-        for (std::size_t i = lead; i < frames.size(); i += chn)
-            frames[i] = bNoise ? static_cast<short>(static_cast<int>(random() % 3000U) - 1500) : short{0};
-        return frames;
-    };
-    for (const bool bNoise : {false, true}) {
-        SCOPED_TRACE(bNoise ? "noise, seed 5" : "off");
-        const auto twelve = BeatLearner(options.fs, 12).Learn(disturb(rest, 12, 3, bNoise));
-        const auto two =
-            BeatLearner(options.fs, 2).Learn(disturb(OnlyLeads(rest, {kLeadII, 7}), 2, 1, bNoise));
-        ASSERT_TRUE(twelve);
-        ASSERT_TRUE(two);
-        EXPECT_FALSE(twelve->usable[3]);
-        EXPECT_EQ(std::count(twelve->usable.begin(), twelve->usable.end(), true), 11);
-        EXPECT_EQ(two->usable, (std::vector<bool>{true, false}));
-        ExpectTrueBoundaries(*twelve, kLeadII, options.fs);
-        EXPECT_TRUE(two->confident);
-        EXPECT_LT(std::abs(FromRPeak(*two, 0, options.fs).j - SimulatedTest::kJMs),
-                  2 * kToleranceMs);  // one lead
-    }
 }
 
 TEST(BeatLearner, FindsNothingWhereThereIsNothingToLearn) {

@@ -149,26 +149,40 @@ TEST(SignalConditioner, ASignalBeyondItsRangeIsHeldAndLostAndNeverWraps) {
     for (std::size_t i = 1; i < out.size(); ++i) ASSERT_LT(std::abs(out[i] - out[i - 1]), 31000) << i;
 }
 
-TEST(SignalConditioner, ALeadOfWhichOnlyTheComplexesAreInRangeBeginsAnew) {
-    const int fs = 500;
-    const std::size_t second = fs;
-    std::vector<short> ecg = SyntheticEcg(fs, 10.0, 60.0, -1000);
-    for (std::size_t i = 2 * second; i < ecg.size(); ++i) ecg[i] = static_cast<short>(ecg[i] + 15100);
-    SignalConditioner conditioner(fs, 1, 1.0, {0, 0, 0});
-    short out = 0;
-    for (const short sample : ecg) conditioner.Process(&sample, &out);
-    EXPECT_FALSE(conditioner.IsLost(0));
+TEST(SignalConditioner, IsLostBeyond15MvOfItsStart) {
+    for (const auto& [units, bLost] : {std::pair{7500, false}, {7501, true}, {-7501, true}}) {
+        SignalConditioner conditioner(500, 1, 2.0, {0, 0, 0});
+        short frame = 0, out = 0;
+        conditioner.Process(&frame, &out);
+        frame = static_cast<short>(units);
+        conditioner.Process(&frame, &out);
+        EXPECT_EQ(conditioner.IsLost(0), bLost) << units;
+    }
+}
+
+TEST(SignalConditioner, LosesSlowDriftAndAlmostMainsAsItsCornersSay) {
+    EXPECT_NEAR(ToneLeftPercent(59.9, 500, {60, 0, 0}), 3.67, 0.2);
+    EXPECT_NEAR(ToneLeftPercent(0.1, 500, {0, 0, 0}), 84.5, 1);
 }
 
 TEST(SignalConditioner, RefusesWhatTheFiltersCannotDo) {
-    const auto refused = [](int fs, const ConditioningOptions& options) {
-        EXPECT_NE(SignalConditioner::Refusal(fs, options), "") << fs;
+    struct Case {
+        int fs;
+        ConditioningOptions options;
+        bool bRefused;
     };
-    refused(50, {0, 0, 0});
-    refused(20000, {0, 0, 0});
-    refused(100, {50, 0, 0});  // the notch would sit on half of the rate
-    refused(250, {55, 0, 0});
-    refused(250, {50, 125, 0});
-    refused(250, {50, -1, 0});
-    refused(250, {50, 40, 3});
+    for (const Case& c : {Case{99, {0, 0, 0}, true},
+                          {100, {0, 0, 0}, false},
+                          {10000, {0, 0, 0}, false},
+                          {10001, {0, 0, 0}, true},
+                          {100, {50, 0, 0}, true},
+                          {101, {50, 0, 0}, false},
+                          {250, {55, 0, 0}, true},
+                          {250, {50, 125, 0}, true},
+                          {250, {50, 124, 0}, false},
+                          {250, {50, -1, 0}, true},
+                          {250, {50, 40, 3}, true},
+                          {250, {50, 40, 2}, false}})
+        EXPECT_EQ(!SignalConditioner::Refusal(c.fs, c.options).empty(), c.bRefused)
+            << c.fs << ' ' << c.options.mainsHz << ' ' << c.options.lowpassHz << ' ' << c.options.smooth;
 }

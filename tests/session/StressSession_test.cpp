@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -203,10 +204,109 @@ TEST(StressSession, LeadsThatAreOffOrDisturbedHaveNoValuesUntilTheyAreRightAgain
     }
 }
 
+/// What is told of a recording.
+Witness WitnessOf(const Recording& recording, const SessionOptions& options) {
+    Witness witness;
+    StressSession session(options, witness);
+    session.Push(recording.samples.data(), recording.Frames());
+    session.Finish();
+    return witness;
+}
+
+// A lead jumps at twelve places of the beat: of all beats with a value the last before is farther than 1.2 s
+// from the jump, and the one after which 50 more are left out is nearer than 1.5 s to its end.
+TEST(StressSession, ADisturbanceReachesFrom1200MsBeforeTo1500MsAfterAnd50BeatsOn) {
+    double lastGood = -10, firstBad = 10, lastTouched = -10, firstFree = 10;  // seconds from the disturbance
+    for (int step = 0; step < 14; ++step) {
+        Recording recording = BeatTrain(kFs, 3).Noise(4, 1).Beats(700, 90).Record();
+        for (std::size_t i = static_cast<std::size_t>(20 * kFs + step * kFs / 20); i < recording.Frames();
+             ++i)
+            recording.Frame(i)[2] = static_cast<short>(recording.Frame(i)[2] + 4000);
+        const Witness witness = WitnessOf(recording, OptionsFor(3));
+        ASSERT_EQ(witness.leads.size(), 2U);
+        const auto isBad = [](const BeatEvent& beat) { return std::isnan(beat.levelUv[2]); };
+        const auto first = std::find_if(witness.beats.begin(), witness.beats.end(), isBad);
+        const auto free = std::find_if_not(first, witness.beats.end(), isBad);
+        ASSERT_GT(free - first, 50);
+        ASSERT_NE(free, witness.beats.end());
+        lastGood = std::max(lastGood, (first - 1)->seconds - witness.leads[0].seconds);
+        firstBad = std::min(firstBad, first->seconds - witness.leads[0].seconds);
+        lastTouched = std::max(lastTouched, (free - 50)->seconds - witness.leads[1].seconds);
+        firstFree = std::min(firstFree, (free - 49)->seconds - witness.leads[1].seconds);
+    }
+    for (const double reach : {lastGood, firstBad}) EXPECT_NEAR(reach, -1.2, 0.08);
+    for (const double reach : {lastTouched, firstFree}) EXPECT_NEAR(reach, 1.5, 0.08);
+}
+
+TEST(StressSession, LearnsFrom10SecondsOrFiveMoreAtATimeUpTo60) {
+    // It is sure of eight beats.
+    for (const auto& [rrMs, seconds] : {std::pair{1000, 10}, {1400, 15}, {2000, 20}})
+        EXPECT_EQ(WitnessOf(BeatTrain(kFs, 1).Noise(4, 1).Beats(rrMs, 30).Record(), OptionsFor(1))
+                      .learned.fromSeconds,
+                  seconds);
+    const Witness silent = WitnessOf({1, std::vector<short>(90 * kFs)}, OptionsFor(1));
+    EXPECT_NE(silent.notLearned.find("the first 60 s"), std::string::npos) << silent.notLearned;
+}
+
+// Bursts of noise in between are found as beats, but not alike, so that attempts 30, 40, 60, 100, 180, 340,
+// 660 and 980 s after the last match fail, but for the last one.
+TEST(StressSession, LearnsAgain30SecondsAfterTheLastMatchAndThenEverLater) {
+    constexpr int kFirstBeats = 30, kOtherBeats = 1300;
+    SessionOptions options = OptionsFor(1);
+    options.relearn = true;
+    for (const auto& [burstSeconds, againSeconds] : {std::pair{0, 0}, {32, 30}, {675, 950}}) {
+        Recording recording = BeatTrain(kFs, 1)
+                                  .Noise(4, 1)
+                                  .Beats(800, kFirstBeats)
+                                  .Form({1.5, -0.4, -900})
+                                  .Beats(800, kOtherBeats)
+                                  .Record();
+        std::mt19937 random(1);
+        for (int i = 0; i < burstSeconds * 5 / 4; ++i)
+            for (int k = -100; k < 100; ++k) {
+                short& sample =
+                    recording.samples[static_cast<std::size_t>((kFirstBeats + 1 + i) * kFs * 4 / 5 + k)];
+                sample = static_cast<short>(std::abs(k) < 15 ? static_cast<int>(random() % 4000U) - 2000 : 0);
+            }
+        const Witness witness = WitnessOf(recording, options);
+        double lastMatch = 0;
+        for (const BeatEvent& beat : witness.beats)
+            if (beat.seconds < witness.learnedFrom) lastMatch = beat.seconds;
+        EXPECT_EQ(witness.learned.fromSeconds, 30);
+        EXPECT_NEAR(witness.learnedFrom - lastMatch, againSeconds, 0.6);
+    }
+}
+
+TEST(StressSession, FollowsABeatThatWasHandedInFromTheStartOn) {
+    SessionOptions options = OptionsFor(2);
+    options.beat = WitnessOf(Beats(2, 5), options).learned;
+    options.beat->record = "another";
+    const Witness witness = WitnessOf(Beats(2, 6), options);
+    EXPECT_EQ(witness.learned.record, "another");
+    ASSERT_GT(witness.beats.size(), 40U);
+    EXPECT_LT(witness.beats.front().seconds, 5);
+    options.leads.resize(1);
+    EXPECT_NE(StressSession::Refusal(options).find("has 2 leads, not 1"), std::string::npos);
+}
+
+TEST(StressSession, TakesABeatThatWasHandedInWhoseQrsLasts40To200Ms) {
+    SessionOptions options = OptionsFor(1);
+    for (const auto& [qrs, bFits] : {std::pair{9, false}, {10, true}, {50, true}, {51, false}}) {
+        LearnedBeat beat;
+        beat.rows.assign(1, std::vector<short>(180));
+        beat.usable.assign(1, true);
+        beat.length = 180;
+        beat.posQ = 60;
+        beat.posJ = static_cast<short>(beat.posQ + qrs);
+        options.beat = beat;
+        EXPECT_EQ(StressSession::Refusal(options).empty(), bFits) << qrs;
+    }
+}
+
 TEST(StressSession, RefusesOptionsAndSaysWhereThereIsNothingToLearn) {
-    EXPECT_EQ(StressSession::Refusal(OptionsFor(1)), "");
+    for (const auto& [leads, fits] : {std::pair{0U, false}, {1U, true}, {64U, true}, {65U, false}})
+        EXPECT_EQ(StressSession::Refusal(OptionsFor(leads)).empty(), fits) << leads;
     SessionOptions options = OptionsFor(0);
-    EXPECT_NE(StressSession::Refusal(options), "");
     Witness witness;
     EXPECT_THROW(StressSession(options, witness), std::invalid_argument);
     for (const double scale : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {

@@ -129,6 +129,26 @@ extension Bindings {
             for bank in banks { qzc_filter_bank_destroy(bank) }
         }
 
+        /// What its events tell is compared by the examples.
+        @Test func aSessionTellsOfEveryBeatOrWhyNot() throws {
+            let session = try #require(qzSession(fs: fs, chn: leads, uVpb: 1))
+            let empty = try #require(qzSession(fs: fs, chn: 1, uVpb: 1))
+            #expect(qzSession(fs: fs, chn: 0, uVpb: 1) == nil)
+            #expect(session.getTempl() == [] && session.getPos() == [])
+            for frame in minute { session.push(data: frame) }
+            #expect(empty.push(data: [1, 2, 3]) == 3)
+            session.finish()
+            empty.finish()
+            var beats = 0
+            while let event = session.nextEvent() {
+                let isBeat = event.kind == qzSessionEvent.beat
+                #expect(event.text == nil && event.j.count == (isBeat ? Int(leads) : 0))
+                beats += isBeat ? 1 : 0
+            }
+            #expect(beats > 60 && session.getTempl().count == Int(leads) && session.getPos().count == 4)
+            #expect(empty.nextEvent()?.kind == qzSessionEvent.notLearned && empty.delayMs() > 0)
+        }
+
         @Test func theInitialisersCreateThroughTheOverride() {
             created = 0
             _ = CountingDoubler(chn: 1, uVpb: 1)

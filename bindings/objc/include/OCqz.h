@@ -5,13 +5,15 @@
 //   OCqzDfsLib          the sample-rate doubler
 //   OCqzMeanRRmsLib     the many-lead RR interval and heart rate
 //   OCqzFilterBank      a mains notch or a high-pass per lead, as many objects as wanted
+//   OCqzSession         raw frames to heart rates and ST values, as many objects as wanted
 //
 // Arrays. A sample is an NSNumber read with shortValue, in converter units; times uVpb it is microvolts. A
 // frame has one sample per lead, in lead order. What does not answer shortValue reads as 0, and a row that is
 // not an NSArray as one without samples; a nil array counts as an empty one.
 //
 // Results. A result array belongs to its object. Every call that returns it returns the same array, refilled
-// in place: copy it to keep it. The scalar results are plain numbers.
+// in place: copy it to keep it. The arrays of an OCqzSession and its events are new each time. The scalar
+// results are plain numbers.
 //
 // Sharing. The process has one engine, one chain, one doubler and one many-lead detector, and all objects of
 // one of the first four classes work on the same one, whichever interface has built it: creating rebuilds it
@@ -24,7 +26,7 @@
 // Failure is a result: NO, nil, 0 or the input unchanged. Nothing is raised. A negative number of leads, or
 // no memory for what is to be built, makes a create fail; there is then nothing built.
 //
-// One thread at a time for each class, and for each OCqzFilterBank.
+// One thread at a time for each class, and for each OCqzFilterBank and OCqzSession.
 #pragma once
 
 #import "OCqzDefines.h"
@@ -32,4 +34,5 @@
 #import "OCqzFilterBank.h"
 #import "OCqzFiltersLib.h"
 #import "OCqzMeanRRmsLib.h"
+#import "OCqzSession.h"
 #import "OCqzStressTemplLib.h"

@@ -19,3 +19,9 @@ extension Float: _ObjectiveCBridgeable {
     public static func _conditionallyBridgeFromObjectiveC(_: NSNumber, result: inout Float?) -> Bool { false }
     public static func _unconditionallyBridgeFromObjectiveC(_: NSNumber?) -> Float { 0 }
 }
+extension String: _ObjectiveCBridgeable {
+    public func _bridgeToObjectiveC() -> NSString { fatalError() }
+    public static func _forceBridgeFromObjectiveC(_: NSString, result: inout String?) {}
+    public static func _conditionallyBridgeFromObjectiveC(_: NSString, result: inout String?) -> Bool { false }
+    public static func _unconditionallyBridgeFromObjectiveC(_: NSString?) -> String { "" }
+}

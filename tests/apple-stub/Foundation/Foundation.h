@@ -34,7 +34,9 @@ __attribute__((swift_bridge("Swift.Array")))
 - (void)replaceObjectAtIndex:(NSUInteger)index withObject:(id)object;
 @end
 
+__attribute__((swift_bridge("Swift.String")))
 @interface NSString : NSObject
+- (instancetype)initWithUTF8String:(const char *)text;
 @end
 
 NS_ASSUME_NONNULL_END

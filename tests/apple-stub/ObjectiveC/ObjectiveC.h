@@ -7,6 +7,7 @@ typedef bool BOOL;
 #define YES true
 #define NO false
 #define nil ((id)0)
+typedef long NSInteger;
 typedef unsigned long NSUInteger;
 
 __attribute__((objc_root_class))

@@ -23,29 +23,6 @@ static std::vector<Vote> VotesOf(CMultirtRRdetect& detector, Recording& input) {
     return votes;
 }
 
-TEST(CMultirtRRdetect, AnswersWithTheLowerMedianOfTheGroup) {
-    // The leads start one after the other and beat together from the fifth beat on, after an interval that is
-    // longer by 40 samples, 20, 10 and 0.
-    for (const auto& [leads, median] : {std::pair{4u, 410}, {3u, 420}, {2u, 420}}) {
-        Recording input{leads, {}};
-        std::vector<Recording> own;
-        for (const int extraMs : {80, 40, 20, 0})
-            own.push_back(BeatTrain(500, 1)
-                              .Beats(800 - extraMs, 1)
-                              .Beats(800, 3)
-                              .Beats(800 + extraMs, 1)
-                              .Beats(800, 3)
-                              .Record());
-        for (std::size_t i = 0; i < own.back().Frames(); ++i)
-            for (std::size_t lead = 0; lead < leads; ++lead) input.samples.push_back(own[lead].samples[i]);
-        CMultirtRRdetect detector(500, static_cast<int>(leads), 0, 1.0);
-        std::vector<int> intervals;
-        for (const Vote& vote : VotesOf(detector, input)) intervals.push_back(vote.rr);
-        EXPECT_EQ(std::count(intervals.begin(), intervals.end(), median), 1) << leads << " leads";
-        EXPECT_EQ(std::count(intervals.begin(), intervals.end(), 400), std::ssize(intervals) - 1);
-    }
-}
-
 /// One lead's beats in every lead, each lagging by its own number of samples at 500 Hz; so do its detections.
 /// A negative lag is a silent lead.
 static std::vector<Vote> VotesOf(const std::vector<long>& lags) {
@@ -88,18 +65,4 @@ TEST(CMultirtRRdetect, NeedsMoreThanHalfOfTheLeadsAndHearsEightOfTwelve) {
             for (std::size_t n = 0; n < beating; ++n) lags[kHeard[(k + n) % 8]] = 0;
             EXPECT_EQ(VotesOf(lags).empty(), beating == 4) << beating << " from lead " << kHeard[k];
         }
-}
-
-TEST(CMultirtRRdetect, AnswersZeroWhileItHasNoLeadsAndIgnoresNullFrames) {
-    Recording input = BeatTrain(500, 2).Beats(800, 8).Record();
-    CMultirtRRdetect detector;
-    EXPECT_TRUE(VotesOf(detector, input).empty());
-    detector.Init(2, 50, 1.0);  // the stored rate is still 0
-    EXPECT_TRUE(VotesOf(detector, input).empty());
-    detector.Init(500, 2, 50, 1.0);
-    EXPECT_FALSE(VotesOf(detector, input).empty());
-    EXPECT_THROW(detector.Init(500, -3, 50, 1.0), std::bad_alloc);
-    EXPECT_TRUE(VotesOf(detector, input).empty()) << "nothing half built is left";
-    detector.Init(500, 0, 50, 1.0);
-    EXPECT_TRUE(VotesOf(detector, input).empty());
 }

@@ -94,6 +94,11 @@ TEST(CrtRRdetect, KeepsEveryLimitToTheSampleAt500Hz) {
         {"not blanked", learned({{0, 1502 + 249}, {300, 1}, {0, 751}}) + CurveOf(probed(100)), 1, 200},
         {"the minimum of a pass that fails stays",
          CurveOf({{2, 1001}, {30, 600}, {300, 1}, {30, 400}}) + CurveOf(probed(100)), 1, 200},
+        {"no minimum above 32767: 32767 + 87233 / 3",
+         CurveOf({{0, 600}, {120000, 1}, {35000, 400}}) +
+             CurveOf({{120000, 1}, {35000, 98}, {120000, 1}, {35000, 98}, {120000, 1}, {35000, 98}}) +
+             CurveOf({{120000, 1}, {35000, 98}, {120000, 1}, {35000, 98}, {61844, 1}}),
+         5, 99},
         {"a plateau of 1500 samples", learned({{500, 1}, {300, 1499}, {0, 1}, {110, 2}}), 1, 1501},
         {"a longer one wins over its end", learned({{500, 1}, {300, 1500}, {0, 1}, {110, 2}}), 1, 1},
     };

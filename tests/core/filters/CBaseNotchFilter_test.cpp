@@ -53,12 +53,6 @@ TEST(CBaseNotchFilter, PassesItsInputWithoutAPeriodToWorkOn) {
     }
 }
 
-TEST(CBaseNotchFilter, AnAccumulatorThatGrowsForEverDoesNoHarm) {
-    CBaseNotchFilter filter(60, 1000);  // 16 samples per period do not divide 1000
-    for (int n = 0; n < 600000; ++n) filter.Filter(n / 8 % 2 == 0 ? 32767 : -32768);
-    for (int n = 0; n < 5000; ++n) filter.Filter(n / 3 % 2 == 0 ? INT_MAX : INT_MIN);
-}
-
 // Deliberate at 60 Hz: the centre of the comb lies half a mains period off the phase it averages.
 TEST(CBaseNotchFilter, AToneGoesAtFiftyHertzButComesOutInvertedAndDoubledAtSixtyWhileLevelsGo) {
     CBlNotchFilter exact(60, 600);
@@ -74,21 +68,6 @@ TEST(CBaseNotchFilter, AToneGoesAtFiftyHertzButComesOutInvertedAndDoubledAtSixty
         {60, 500, 2.0}, {50, 360, 1.0 / 3}, {50, 128, 0.85}, {50, 500, 0}};  // at low rates only partly
     for (const auto& [hz, fs, left] : kResampled)
         EXPECT_NEAR(PeakLeft(hz, fs), left, 0.05 * left + 1e-3) << fs;
-}
-
-TEST(FreqInterpretate, ARateThatIsNotHigherBecomesAndStaysTheInputRate) {
-    FreqInterpretate upsampler(500, 400);
-    const auto expect = [&upsampler](short x, const Ints& outputs) {
-        const short count = upsampler.CalculateReturnValues(x);
-        EXPECT_EQ(Ints(upsampler.GetData(), upsampler.GetData() + count), outputs);
-    };
-    expect(100, {0});
-    expect(-200, {100});     // one sample late
-    upsampler.Init(200, 0);  // now 200 to 500 Hz, from a previous input of 0
-    expect(1000, {0, 400, 800});
-    expect(1000, {1000, 1000});
-    upsampler.Init(0, 0);  // the phase starts anew as well
-    expect(-1000, {0, -400, -800});
 }
 
 // 1 / (1.0 / 93) is a little less than 93, and one input still gives 93 values: they must have their room.

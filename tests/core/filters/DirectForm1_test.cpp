@@ -38,18 +38,6 @@ TEST(DirectForm1, PassesAndStopsWhereItsThreeFiltersPromise) {
     }
 }
 
-TEST(DirectForm1, TheIntFormTruncatesItsResultAndNotTheDelayLine) {
-    CLowpassFilter2 whole(40.0, 500), full(40.0, 500);
-    for (const int x : {-1, -3, 7, 30000, -30000, 9, 0, 0, 0}) {
-        const double y = full.Filter(static_cast<double>(x));
-        EXPECT_EQ(whole.Filter(x), static_cast<int>(y));
-    }
-    CLowpassFilter2 unstable(40.0, -500);
-    int last = 0;
-    for (int i = 0; i < 3000; ++i) last = unstable.Filter(32767);
-    EXPECT_EQ(last, 0) << "saturates, and is no number in the end";
-}
-
 TEST(DirectForm1, PrimedAtALevelTheLowpassStaysThereAndTheHighpassDecaysFromIt) {
     CLowpassFilter2 lowpass(40.0, 500);
     CHighpassFilter highpass(12.0, 500);
@@ -58,17 +46,6 @@ TEST(DirectForm1, PrimedAtALevelTheLowpassStaysThereAndTheHighpassDecaysFromIt) 
     // The rounding of the coefficients moves the level by a few parts in 1e16.
     for (int i = 0; i < 1000; ++i) EXPECT_NEAR(lowpass.Filter(1000.25), 1000.25, 1e-9);
     EXPECT_NEAR(highpass.Filter(1000.0), 980.14, 0.005);  // -(a1 + a2) * 1000
-}
-
-TEST(DirectForm1, SilenceOfTheHighpassDecaysToExactlyZeroPastTheDenormals) {
-    CHighpassFilter highpass(12.0, 500);
-    highpass.Filter(1000.0);
-    double y = 1;
-    for (int i = 0; i < 4000; ++i) {
-        y = highpass.Filter(0.0);
-        EXPECT_TRUE(y == 0 || std::fabs(y) >= 1e-100) << i;
-    }
-    EXPECT_EQ(y, 0.0);
 }
 
 TEST(DirectForm1, OnlyTheHighpassConstructorRaisesTheCorner) {

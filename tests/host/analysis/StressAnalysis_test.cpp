@@ -16,26 +16,6 @@
 
 namespace {
 
-// A simulated test of which some leads are 8 mV too high for some frames.
-class Raised : public FrameSource {
-public:
-    Raised(SimulatedTest& test, std::vector<std::size_t> leads, long long from, long long to)
-        : m_test(test), m_leads(std::move(leads)), m_from(from), m_to(to) {}
-    const SourceInfo& Info() const override { return m_test.Info(); }
-    bool Read(short* frame) override {
-        if (!m_test.Read(frame)) return false;
-        if (m_frame >= m_from && m_frame < m_to)
-            for (const std::size_t lead : m_leads) frame[lead] = static_cast<short>(frame[lead] + 8000);
-        ++m_frame;
-        return true;
-    }
-
-private:
-    SimulatedTest& m_test;
-    std::vector<std::size_t> m_leads;
-    long long m_from, m_to, m_frame = 0;
-};
-
 // Analyses the simulated test and expects the answers to be close to the truth.
 StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const StressOptions& options) {
     SimulatedTest test(simulation);
@@ -52,23 +32,6 @@ StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const Stress
     EXPECT_GT(static_cast<double>(result.beatsFound.size()), 0.95 * static_cast<double>(test.Beats().size()));
     return result;
 }
-
-// Two leads that are others from a moment on, as after cables were swapped.
-class SwappedLeads : public FrameSource {
-public:
-    SwappedLeads(SimulatedTest& before, SimulatedTest& after, double seconds)
-        : m_before(before), m_after(after), m_framesLeft(std::llround(seconds * before.Info().fs)) {}
-    const SourceInfo& Info() const override { return m_before.Info(); }
-    bool Read(short* frame) override {
-        short other[2];
-        return m_framesLeft-- > 0 ? m_after.Read(other) && m_before.Read(frame)
-                                  : m_before.Read(other) && m_after.Read(frame);
-    }
-
-private:
-    SimulatedTest &m_before, &m_after;
-    long long m_framesLeft;
-};
 
 // Notes what it is told, and checks the order in which it is.
 class Witness : public AnalysisObserver {
@@ -152,56 +115,6 @@ TEST(StressAnalysis, FewLeadsAreEnoughInAnyOrderAndOfEitherPolarity) {
     }
 }
 
-TEST(StressAnalysis, AStartFarFromTheBaselineDoesNotKeepBeatsFromMatching) {
-    SimulatedTestOptions simulation;
-    simulation.seconds = 120;
-    simulation.leads = {"I", "II", "V5"};
-    SimulatedTest test(simulation);
-    Raised source(test, {0, 1, 2}, 0, 1);
-    StressOptions options;
-    options.conditioner.mainsHz = 60;  // the high-pass lets the level fade over seconds
-    const StressResult result = StressAnalysis(source, options).Run();
-    EXPECT_GT(static_cast<double>(result.beats.size()), 0.9 * static_cast<double>(test.Beats().size()));
-    EXPECT_TRUE(result.disturbed[0].empty()) << "one sample is no jump";
-}
-
-TEST(StressAnalysis, AfterACableSwapABeatIsLearnedAgainAndTheTrendHasNoGap) {
-    SimulatedTestOptions simulation;
-    simulation.seconds = 420;
-    constexpr double kSwap = 150;  // seconds
-    StressOptions options;
-    const auto run = [&](bool bRelearn) {
-        simulation.leads = {"II", "V5"};
-        SimulatedTest before(simulation);
-        simulation.leads = {"V3", "V1"};
-        SimulatedTest after(simulation);
-        SwappedLeads source(before, after, kSwap);
-        options.relearn = bRelearn;
-        const StressResult result = StressAnalysis(source, options).Run();
-        std::vector<double> errors;
-        for (const STReading& beat : result.beats) {
-            if (beat.seconds < kSwap + 15) continue;  // the average is of old beats, too
-            for (int lead = 0; lead < 2; ++lead)
-                errors.push_back(std::abs(beat.levelUv[static_cast<std::size_t>(lead)] -
-                                          after.TrueSTuV(lead, beat.seconds, options.postJms)));
-        }
-        return std::pair{result, Median(errors)};
-    };
-    EXPECT_LT(run(false).first.beats.back().seconds, kSwap + 15) << "the leads are too much like each other";
-
-    const auto [result, error] = run(true);
-    EXPECT_LT(error, 25.0);
-    ASSERT_EQ(result.relearnedSeconds.size(), 1U);
-    EXPECT_NEAR(result.relearnedSeconds[0], kSwap, 15);
-    double longest = 0;
-    for (std::size_t i = 1; i < result.beats.size(); ++i) {
-        const double interval = result.beats[i].seconds - result.beats[i - 1].seconds;
-        EXPECT_GT(interval, 0.2);
-        longest = std::max(longest, interval);
-    }
-    EXPECT_LT(longest, 15);  // half a minute without a match is made up for
-}
-
 struct LeadEvents : AnalysisObserver {
     void OnLead(std::size_t lead, bool isOff, double seconds) override {
         events.push_back({static_cast<double>(lead), isOff ? 1.0 : 0.0, seconds});
@@ -209,43 +122,23 @@ struct LeadEvents : AnalysisObserver {
     std::vector<std::vector<double>> events;
 };
 
-TEST(StressAnalysis, ALeadThatIsOffOrJumpsHasNoSTUntilItIsRightAgain) {
+TEST(StressAnalysis, ALeadThatIsOffIsToldAndWhatWasTakenForItsSTIsTakenBack) {
     SimulatedTestOptions simulation;
-    simulation.seconds = 240;
-    simulation.protocol = SimulatedProtocol::Ramp;
-    simulation.leads = {"I", "II", "V4", "V5", "V6", "V2"};
-    SimulatedTest whole(simulation);
-    simulation.leadOff = {{"V4", 100, 20, false}, {"V5", 135, 15, false}};
-    SimulatedTest disturbed(simulation);
-    Raised source(disturbed, {1}, 60LL * simulation.fs, 1LL << 40);
+    simulation.seconds = 140;
+    simulation.leads = {"II", "V5"};
+    simulation.leadOff = {{"V5", 100, 20, false}};
+    SimulatedTest source(simulation);
     LeadEvents told;
-    const StressResult expected = StressAnalysis(whole, {}).Run();
     const StressResult result = StressAnalysis(source, {}, {&told}).Run();
-    EXPECT_EQ(told.events,
-              (std::vector<std::vector<double>>{{2, 1, 100}, {2, 0, 120}, {3, 1, 135}, {3, 0, 150}}));
-    ASSERT_EQ(result.off[3].size(), 1U);
-    EXPECT_TRUE(result.off[0].empty() && result.disturbed[0].empty());
-    EXPECT_NEAR(result.disturbed[1].at(0).fromSeconds, 60, 0.2);
-
-    const Span without[] = {{0, 0}, {58, 95}, {98, 150}, {133, 175}, {0, 0}, {0, 0}};
-    std::vector<int> known(6);
+    EXPECT_EQ(told.events, (std::vector<std::vector<double>>{{1, 1, 100}, {1, 0, 120}}));
+    ASSERT_EQ(result.off[1].size(), 1U);
+    EXPECT_EQ(result.off[1][0].toSeconds, 120);
+    EXPECT_TRUE(result.off[0].empty() && result.disturbed[1].empty());
     for (const STReading& reading : result.beats) {
-        const auto same =
-            std::lower_bound(expected.beats.begin(), expected.beats.end(), reading.seconds - 0.02,
-                             [](const STReading& beat, double seconds) { return beat.seconds < seconds; });
-        for (std::size_t lead = 0; lead < 6; ++lead) {
-            if (std::isnan(reading.levelUv[lead])) {
-                EXPECT_TRUE(std::isnan(reading.slopeUvPerMs[lead]));
-                EXPECT_GE(reading.seconds, without[lead].fromSeconds) << lead;
-                EXPECT_LE(reading.seconds, without[lead].toSeconds) << lead;
-            } else if (same != expected.beats.end() && same->seconds < reading.seconds + 0.02) {
-                ++known[lead];
-                EXPECT_NEAR(reading.levelUv[lead], same->levelUv[lead], 10) << lead << " " << reading.seconds;
-            }
-        }
+        EXPECT_EQ(std::isnan(reading.levelUv[1]), reading.seconds > 98.8) << reading.seconds;
+        EXPECT_FALSE(std::isnan(reading.levelUv[0]));
     }
-    for (std::size_t lead = 0; lead < 6; ++lead) EXPECT_GT(known[lead], 200) << lead;
-    EXPECT_EQ(result.warnings.size(), 2U);
+    EXPECT_EQ(result.warnings.size(), 1U);
 }
 
 TEST(StressAnalysis, ObserversAreToldOfEverythingOnceAndInOrder) {
@@ -299,46 +192,4 @@ TEST(StressAnalysis, StripsShowTheRecordedAndTheConditionedSignalInStep) {
             }
         }
     }
-}
-
-TEST(StressAnalysis, ABeatOfAnotherRecordingGivesTheSameTrend) {
-    SimulatedTestOptions simulation;
-    simulation.seconds = 300;
-    simulation.seed = 7;
-    SimulatedTest elsewhere(simulation);
-    const LearnedBeat beat = StressAnalysis(elsewhere, {}).Run().learned;
-    simulation.seed = 8;
-    SimulatedTest own(simulation), same(simulation);
-    const StressResult expected = StressAnalysis(own, {}).Run();
-    StressOptions options;
-    options.beat = &beat;
-    const StressResult result = StressAnalysis(same, options).Run();
-    EXPECT_EQ(result.learned.rows, beat.rows);
-    EXPECT_EQ(result.learned.record, elsewhere.Info().name);
-    ASSERT_NEAR(static_cast<double>(result.beats.size()), static_cast<double>(expected.beats.size()), 2);
-    const std::vector<MinuteRow> rows = SummarizeMinutes(result), expectedRows = SummarizeMinutes(expected);
-    for (std::size_t minute = 0; minute < rows.size(); ++minute) {
-        for (std::size_t lead = 0; lead < SimulatedTest::kLeads; ++lead)
-            EXPECT_NEAR(rows[minute].levelUv[lead], expectedRows[minute].levelUv[lead], 8)
-                << "minute " << minute << ", lead " << lead;
-    }
-
-    simulation.leads = {"II"};
-    SimulatedTest oneLead(simulation);
-    EXPECT_NE(MessageFor(oneLead, options).find("has 12 leads, not 1"), std::string::npos);
-}
-
-TEST(StressAnalysis, RefusesWhatItCannotMeasure) {
-    const auto messageFor = [](double seconds, const StressOptions& options) {
-        SimulatedTestOptions simulation;
-        simulation.seconds = seconds;
-        SimulatedTest source(simulation);
-        return MessageFor(source, options);
-    };
-    for (const double seconds : {0.01, 1.0, 3.0})
-        EXPECT_NE(messageFor(seconds, {}).find("not enough beats to learn from"), std::string::npos)
-            << seconds;
-    StressOptions late;
-    late.postJms = 500;
-    EXPECT_NE(messageFor(30, late).find("ms after J"), std::string::npos);
 }

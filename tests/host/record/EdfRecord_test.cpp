@@ -129,20 +129,6 @@ TEST_F(EdfRecordTest, LeavesOutWithAWarningWhatIsNoLeadAndSaysWhatTheFileHolds) 
     EXPECT_THAT(record.Describe(), testing::Contains("annotations: 1 signal, not read"));
 }
 
-TEST_F(EdfRecordTest, ChoosesTheScaleOfBdfByTheRangeThatItUses) {
-    const auto open = [&](int highest) {
-        std::vector<int> samples(5000, 0);
-        samples[4500] = highest;
-        return Open(Edf({{"I", "uV", -262144, 262143, -8388608, 8388607, 500, samples}}, "24BIT", true));
-    };
-    {
-        EdfRecord fine = open(32 * 32000);  // 32 units are a trifle less than a microvolt
-        EXPECT_EQ(fine.Info().uVpb, 1);
-        EXPECT_EQ(ReadAll(fine).at(4500).at(0), 31999);
-    }
-    EXPECT_EQ(open(-8000000).Info().uVpb, 10);
-}
-
 TEST_F(EdfRecordTest, RefusesWhatIsNotWholeAndSaysWhatToDo) {
     const Signal lead{"I", "uV", -100, 100, -100, 100, 100, std::vector<int>(200, 1)};
     const std::string whole = Edf({lead});

@@ -241,21 +241,6 @@ TEST(EcgPaper, IsTrueToTheMillimetre) {
     EXPECT_EQ(DescribeScale(kQuarterGainScale), "25 mm/s, 2.5 mm/mV");
 }
 
-TEST(EcgPaper, ThinningKeepsEveryExtremeAndGap) {
-    std::vector<Point> points;
-    for (int i = 0; i < 100000; ++i) points.push_back({i * 0.001, std::sin(i * 0.1)});
-    points[70007].y = 9;
-    points[50000].y = kNaN;
-    const std::vector<Point> thinned = ThinPoints(points, 0.1);
-    EXPECT_LE(thinned.size(), 2010U);
-    EXPECT_EQ(std::count_if(thinned.begin(), thinned.end(), [](const Point& p) { return p.y == 9; }), 1);
-    EXPECT_EQ(std::count_if(thinned.begin(), thinned.end(), [](const Point& p) { return std::isnan(p.y); }),
-              1);
-    EXPECT_TRUE(std::is_sorted(thinned.begin(), thinned.end(),
-                               [](const Point& a, const Point& b) { return a.x < b.x; }));
-    EXPECT_EQ(ThinPoints({{0, 1}, {1, 2}}, 0.1).size(), 2U);
-}
-
 TEST(BeatPages, BeatsStandWithinTheirPaperOnAStrongLine) {
     const StressResult result = MakeResult(2, 60);
     EXPECT_DOUBLE_EQ(STPointMs(result), 290 + 6 + 60);
@@ -271,15 +256,6 @@ TEST(BeatPages, BeatsStandWithinTheirPaperOnAStrongLine) {
     EXPECT_GE(paper.Y(2100), box.y);
     EXPECT_LE(paper.Y(-1800), box.Bottom());
     EXPECT_NEAR(std::remainder(PlaceBeat(box, kUsualScale, {0, 1200}).Y(0) - box.y, 5), 0, 1e-9);
-}
-
-TEST(BeatPages, GainIsHalvedForATallBeatButNotForALeadThatIsOff) {
-    StressResult result = MakeResult(2, 60);
-    EXPECT_EQ(ChooseBeatScale(result, 40).mmPerMv, 10);
-    result.latestBeatUv[1][120] = 1e6F;
-    EXPECT_EQ(ChooseBeatScale(result, 40).mmPerMv, 10);
-    result.latestBeatUv[0][120] = 4500;
-    EXPECT_EQ(ChooseBeatScale(result, 40).mmPerMv, 5);
 }
 
 std::vector<Strip> Strips(std::size_t count, std::size_t leads, double seconds, float qrsUv) {
@@ -305,58 +281,6 @@ TEST(StripPages, BlocksLieApartWithinThePage) {
     EXPECT_EQ(twelve.columns, 2U);   // all twelve leads of a strip on one page
     EXPECT_EQ(twelve.paperMm, 65U);  // 62.5 mm and the rest of a square
     EXPECT_EQ(PlanStrips(Strips(4, 3, 2.5, 900), 3, 500).rows, 2U);  // all four strips on one page
-}
-
-TEST(StripPages, LanesGrowForTallBeatsAsFarAsThePageHasRoom) {
-    std::vector<Strip> strips = Strips(4, 1, 2.5, 900);
-    EXPECT_EQ(PlanStrips(strips, 1, 500).pitchMm, 28);
-    strips[2].rawUv[0][120] += 3000;  // 39 mm up and 5 mm below the line
-    EXPECT_EQ(PlanStrips(strips, 1, 500).pitchMm, 45);
-    EXPECT_EQ(PlaceLines(strips[2], 0, 1, 500, 45).scale.mmPerMv, 10);
-    EXPECT_EQ(PlaceLines(strips[2], 0, 1, 500, 44).scale.mmPerMv, 5);
-    strips[2].rawUv[0][120] += 4000;  // 79 mm at the usual gain are too much, and half of it needs 45 mm
-    EXPECT_EQ(PlanStrips(strips, 1, 500).pitchMm, 45);
-    EXPECT_EQ(PlanStrips(Strips(4, 6, 2.5, 6000), 6, 500).pitchMm, 28);  // a full page
-}
-
-TEST(StripPages, LinesMakeWayBeforeTheGainIsReduced) {
-    const auto place = [](const Strip& strip) { return PlaceLines(strip, 0, 2, 500, 28); };
-    Strip strip{0, Rows(2, 1250, 1200), Rows(2, 1250, 1500)};
-    EXPECT_EQ(MiddleUv(strip.rawUv[0]), 100);
-    strip.cleanUv[0][120] = -1600;  // 17 mm down where the next goes 15 mm up
-    EXPECT_EQ(place(strip).scale.mmPerMv, 10);
-    EXPECT_THAT(place(strip).mm, testing::ElementsAre(14, 47));
-    strip.rawUv[0][120] = 3000;  // 29 mm up: the first line would come too close to the second
-    EXPECT_EQ(place(strip).scale.mmPerMv, 5);
-    EXPECT_THAT(place(strip).mm, testing::ElementsAre(15, 42));
-    strip.rawUv[0][120] = 100;
-    strip.cleanUv[0][120] = -3000;
-    EXPECT_EQ(place(strip).scale.mmPerMv, 5);
-    std::swap(strip.cleanUv[0][120], strip.cleanUv[0][700]);  // where the next rests
-    EXPECT_EQ(place(strip).scale.mmPerMv, 10);
-}
-
-TEST(StripPages, AnOpenLeadDoesNotSqueezeTheOthers) {
-    Strip strip{0, Rows(3, 1250, 1200), Rows(3, 1250, 1200)};
-    for (std::size_t i = 0; i < 1250; i += 200) strip.rawUv[1][i] = i % 400 == 0 ? 32767 : -32768;
-    EXPECT_FALSE(IsPlausible(strip.rawUv[1]));
-    EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 10);
-    EXPECT_THAT(PlaceLines(strip, 0, 3, 500, 28).mm, testing::ElementsAre(14, 42, 70));
-    strip.cleanUv[2][120] = 6000;  // tall, but a heart
-    EXPECT_TRUE(IsPlausible(strip.cleanUv[2]));
-    EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 5);
-    for (auto* rows : {&strip.rawUv, &strip.cleanUv}) rows->assign(3, strip.rawUv[1]);
-    EXPECT_EQ(PlaceLines(strip, 0, 3, 500, 28).scale.mmPerMv, 2.5);
-}
-
-TEST(StripPages, ANameStandsWhereNoTraceIs) {
-    const Box part{0, 100, 65, 28};
-    EXPECT_EQ(PlaceName(part, 114, {Cover(), {113, 115}}), 112);
-    const double below = PlaceName(part, 114, {{104, 115}});
-    EXPECT_GT(below, 117);
-    EXPECT_LT(below, 119);
-    EXPECT_LT(PlaceName(part, 114, {{108, 150}}), 108);
-    EXPECT_EQ(PlaceName(part, 114, {{90, 150}}), 112);  // nowhere
 }
 
 TEST(TrendPlot, AxesHaveRoundStepsAndHoldTheirValues) {

@@ -63,17 +63,6 @@ TEST(SimulatedTest, GivesTheSameSamplesForASeedOnEveryMachine) {
     EXPECT_EQ(Hash(ReadAll(bicycle)), 11974001068864641271U);
 }
 
-TEST(SimulatedTest, RunsFromRestToThePeakAndBackAndItsBeatsFollow) {
-    SimulatedTest test(Clean());
-    EXPECT_EQ(ReadAll(test).size(), 450000U);
-    EXPECT_DOUBLE_EQ(test.TrueHeartRate(0), 70);
-    EXPECT_DOUBLE_EQ(test.TrueHeartRate(900 * 0.7), 170);
-    EXPECT_LT(test.TrueHeartRate(900), 100);
-    EXPECT_GT(test.TrueHeartRate(900), 80);
-    for (int second = 1; second < 640; ++second)
-        EXPECT_GE(test.TrueHeartRate(second), test.TrueHeartRate(second - 1)) << second;
-}
-
 TEST(SimulatedTest, FollowsTheStagesOfItsProtocol) {
     using Protocol = SimulatedProtocol;
     const auto with = [](Protocol protocol, double seconds) {
@@ -137,22 +126,6 @@ void ExpectTruthAtEveryBeat(int fs) {
 
 TEST(SimulatedTest, TellsTheTruthAboutItsCleanSignal) {
     for (const int fs : {500, 1000}) ExpectTruthAtEveryBeat(fs);
-}
-
-TEST(SimulatedTest, RecordsTheLeadsAskedForAndTellsTheirTruth) {
-    SimulatedTestOptions options;
-    options.seconds = 20;
-    SimulatedTest all(options);
-    options.leads = {"V5", "aVF", "I"};
-    SimulatedTest some(options);
-    EXPECT_EQ(some.Info().leads, options.leads);
-    std::array<short, 3> frame;
-    for (const Frame& whole : ReadAll(all)) {
-        ASSERT_TRUE(some.Read(frame.data()));
-        ASSERT_EQ(frame, (std::array{whole[V5], whole[aVF], whole[I]}));
-    }
-    EXPECT_EQ(some.TrueSTuV(0, 13, 60), all.TrueSTuV(V5, 13, 60));
-    EXPECT_EQ(some.TrueSTslope(1, 13, 60), all.TrueSTslope(aVF, 13, 60));
 }
 
 TEST(SimulatedTest, RefusesOptionsOutsideTheirRangeAndReportsClipping) {

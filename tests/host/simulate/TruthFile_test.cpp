@@ -144,15 +144,4 @@ TEST(Simulate, WritesTheRecordItsBeatsAndItsTruth) {
     EXPECT_EQ(ReadTruth(folder.Path("s.truth.json")).beats.size(), marks.size());
 }
 
-TEST(Simulate, LeavesNothingWhereItCannotEnd) {
-    const Folder folder;
-    {
-        const FullDisk disk(100000);  // below the 180,900 bytes of samples
-        EXPECT_THAT(RefusalOf([&] { Simulate(folder.Path("s"), Short()); }), HasSubstr("is the disk full?"));
-    }
-    std::filesystem::create_directory(folder.Path("s.truth.json"));
-    EXPECT_THAT(RefusalOf([&] { Simulate(folder.Path("s.csv"), Short()); }), HasSubstr("found a folder"));
-    EXPECT_THAT(folder.Names(), ElementsAre("s.truth.json"));
-}
-
 }  // namespace

@@ -1,0 +1,270 @@
+#include "api/qzSessionC.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <limits>
+#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "session/StressSession.h"
+
+namespace {
+
+constexpr std::size_t kMostWaiting = 256;  // events
+constexpr std::size_t kUsableBits = 64;    // of qzs_beat; no session has more leads
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
+struct WaitingEvent {
+    qzs_event event;
+    qz::BeatEvent values;  // of QZS_BEAT
+    std::string text;      // of QZS_NOT_LEARNED
+};
+
+/// Turns what a session tells into events that wait, without an exception.
+class EventQueue : public qz::SessionObserver {
+public:
+    void OnConditioned(const short*, double seconds) override { m_now = seconds; }
+    void OnInterval(const qz::IntervalEvent& interval) override {
+        Add(Event(QZS_INTERVAL, interval.seconds, interval.bpm));
+    }
+    void OnBeat(const qz::BeatEvent& beat) override { Add(Event(QZS_BEAT, beat.seconds, beat.bpm), &beat); }
+    void OnLead(const qz::LeadEvent& event) override;
+    void OnLearned(const qz::LearnedBeat& beat, double fromSeconds, bool again) override;
+    void OnNotLearned(const std::string& why) override {
+        Add(Event(QZS_NOT_LEARNED, m_now, kNone), nullptr, &why);
+    }
+
+    bool IsFull() const { return m_waiting.size() >= kMostWaiting; }
+    /// Makes the next event the one fetched last; null where none waits.
+    const qzs_event* Next();
+    const std::optional<WaitingEvent>& Last() const { return m_last; }
+    const std::optional<qz::LearnedBeat>& Learned() const { return m_learned; }
+
+private:
+    static qzs_event Event(std::int32_t kind, double seconds, double bpm) {
+        return {kind, -1, seconds, bpm, kNone, false};
+    }
+    void Add(const qzs_event& event, const qz::BeatEvent* values = nullptr,
+             const std::string* text = nullptr);
+
+    std::deque<WaitingEvent> m_waiting;
+    std::optional<WaitingEvent> m_last;
+    std::optional<qz::LearnedBeat> m_learned;
+    double m_now = 0;  // seconds of the latest conditioned frame
+};
+
+void EventQueue::Add(const qzs_event& event, const qz::BeatEvent* values, const std::string* text) {
+    try {
+        m_waiting.push_back({event, values ? *values : qz::BeatEvent(), text ? *text : std::string()});
+    } catch (const std::bad_alloc&) {  // this event is missed
+    }
+}
+
+void EventQueue::OnLead(const qz::LeadEvent& told) {
+    qzs_event event = Event(QZS_LEAD_OFF, told.seconds, kNone);
+    switch (told.kind) {
+        case qz::LeadEvent::Kind::Off: event.void_from_seconds = told.voidFromSeconds; break;
+        case qz::LeadEvent::Kind::On: event.kind = QZS_LEAD_ON; break;
+        case qz::LeadEvent::Kind::Disturbed: event.kind = QZS_DISTURBED; break;
+        case qz::LeadEvent::Kind::Calm: event.kind = QZS_CALM; break;
+    }
+    event.lead = static_cast<std::int32_t>(told.lead);
+    Add(event);
+}
+
+void EventQueue::OnLearned(const qz::LearnedBeat& beat, double fromSeconds, bool again) {
+    try {
+        m_learned = beat;
+    } catch (const std::bad_alloc&) {
+        m_learned.reset();  // nothing to be kept, rather than half of it
+    }
+    qzs_event event = Event(QZS_LEARNED, fromSeconds, kNone);
+    event.again = again;
+    Add(event);
+}
+
+const qzs_event* EventQueue::Next() {
+    if (m_waiting.empty()) return nullptr;
+    m_last = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    return &m_last->event;
+}
+
+qz::LearnedBeat HandedIn(const qzs_options& options, std::size_t leads) {
+    const qzs_beat& from = *options.beat;
+    qz::LearnedBeat beat;
+    beat.length = from.length;
+    beat.posR = from.posR;
+    beat.posQ = from.posQ;
+    beat.posJ = from.posJ;
+    beat.fromSeconds = from.stretch_seconds;
+    beat.beatsFound = from.beats_found;
+    beat.beatsUsed = from.beats_used;
+    beat.likeness = from.likeness;
+    beat.confident = from.confident;
+    const auto length = static_cast<std::size_t>(std::max(from.length, std::int16_t{0}));
+    if (options.beat_rows == nullptr || options.beat_count != leads * length) return beat;
+    for (std::size_t lead = 0; lead < leads; ++lead) {
+        const std::int16_t* const row = options.beat_rows + lead * length;
+        beat.rows.emplace_back(row, row + length);
+        beat.usable.push_back(lead < kUsableBits && (from.usable >> lead & 1) != 0);
+    }
+    return beat;
+}
+
+qz::SessionOptions SessionOptionsOf(const qzs_options& from) {
+    qz::SessionOptions options;
+    options.fs = from.fs;
+    options.uVpb = from.uv_per_unit;
+    options.leads.resize(static_cast<std::size_t>(std::max(from.leads, std::int16_t{0})));
+    options.conditioning = {from.mains_hz, from.lowpass_hz, from.smooth};
+    options.postJms = from.postJms;
+    options.relearn = from.relearn;
+    if (from.beat != nullptr) options.beat = HandedIn(from, options.leads.size());
+    return options;
+}
+
+std::string RefusalOf(const qzs_options* options) {
+    if (options == nullptr || options->size != sizeof(qzs_options))
+        return "the options are not those of this version of the library";
+    return qz::StressSession::Refusal(SessionOptionsOf(*options));
+}
+
+std::size_t CopyText(const std::string& from, char* text, std::size_t size) {
+    if (text != nullptr && size > 0) {
+        const std::size_t copied = std::min(from.size(), size - 1);
+        std::copy_n(from.begin(), copied, text);
+        text[copied] = '\0';
+    }
+    return from.size();
+}
+
+/// The result of the call; `otherwise` where memory runs out.
+template <typename Result, typename Call>
+Result WithoutExceptions(Result otherwise, Call call) {
+    try {
+        return call();
+    } catch (const std::bad_alloc&) {
+        return otherwise;
+    }
+}
+
+}  // namespace
+
+struct qzs_session {
+    explicit qzs_session(const qz::SessionOptions& options)
+        : leads(options.leads.size()), session(options, events) {}
+
+    std::size_t leads;
+    EventQueue events;
+    qz::StressSession session;
+    bool finished = false;
+};
+
+bool qzs_options_init(qzs_options* options, std::size_t size) {
+    if (options == nullptr || size != sizeof(qzs_options)) return false;
+    const qz::ConditioningOptions conditioning;
+    const auto narrow = [](int value) { return static_cast<std::int16_t>(value); };
+    *options = {};
+    options->size = size;
+    options->uv_per_unit = 1;
+    options->mains_hz = narrow(conditioning.mainsHz);
+    options->lowpass_hz = narrow(conditioning.lowpassHz);
+    options->smooth = narrow(conditioning.smooth);
+    options->postJms = narrow(qz::SessionOptions().postJms);
+    return true;
+}
+
+std::size_t qzs_refusal(const qzs_options* options, char* text, std::size_t size) {
+    return WithoutExceptions(std::size_t{0}, [&] { return CopyText(RefusalOf(options), text, size); });
+}
+
+qzs_session* qzs_create(const qzs_options* options) {
+    return WithoutExceptions(static_cast<qzs_session*>(nullptr), [&] {
+        return RefusalOf(options).empty() ? new qzs_session(SessionOptionsOf(*options)) : nullptr;
+    });
+}
+
+void qzs_free(qzs_session* session) { delete session; }
+
+std::size_t qzs_push(qzs_session* session, const std::int16_t* frames, std::size_t count) {
+    if (session == nullptr || frames == nullptr || session->finished) return 0;
+    std::size_t taken = 0;
+    for (; taken < count && !session->events.IsFull(); ++taken)
+        session->session.Push(frames + taken * session->leads, 1);
+    return taken;
+}
+
+void qzs_finish(qzs_session* session) {
+    if (session == nullptr) return;
+    session->finished = true;
+    session->session.Finish();
+}
+
+bool qzs_next_event(qzs_session* session, qzs_event* event) {
+    if (session == nullptr || event == nullptr) return false;
+    const qzs_event* const next = session->events.Next();
+    if (next != nullptr) *event = *next;
+    return next != nullptr;
+}
+
+bool qzs_event_values(const qzs_session* session, float* level, float* slope, float* j, std::size_t count) {
+    if (session == nullptr || count != session->leads) return false;
+    const std::optional<WaitingEvent>& last = session->events.Last();
+    if (!last || last->event.kind != QZS_BEAT) return false;
+    const qz::BeatEvent& values = last->values;
+    for (const auto& [from, to] :
+         {std::pair{&values.levelUv, level}, {&values.slopeUvPerMs, slope}, {&values.jUv, j}})
+        if (to != nullptr) std::copy(from->begin(), from->end(), to);
+    return true;
+}
+
+std::size_t qzs_event_text(const qzs_session* session, char* text, std::size_t size) {
+    const bool bEvent = session != nullptr && session->events.Last();
+    return CopyText(bEvent ? session->events.Last()->text : std::string(), text, size);
+}
+
+std::size_t qzs_template(const qzs_session* session, float* uv, std::size_t count) {
+    if (session == nullptr) return 0;
+    return WithoutExceptions(std::size_t{0}, [&] {
+        const std::vector<std::vector<float>> rows = session->session.Template();
+        const std::size_t samples = rows.empty() ? 0 : rows.size() * rows[0].size();
+        if (uv != nullptr && count >= samples)
+            for (const std::vector<float>& row : rows) uv = std::copy(row.begin(), row.end(), uv);
+        return samples;
+    });
+}
+
+bool qzs_get_positions(const qzs_session* session, qzs_positions* positions) {
+    if (session == nullptr || positions == nullptr) return false;
+    const qz::BeatPositionsMs now = session->session.Positions();
+    if (!(now.length > 0)) return false;
+    *positions = {now.length, now.q, now.r, now.j};
+    return true;
+}
+
+std::size_t qzs_learned_beat(const qzs_session* session, qzs_beat* beat, std::int16_t* rows,
+                             std::size_t count) {
+    if (session == nullptr || !session->events.Learned()) return 0;
+    const qz::LearnedBeat& learned = *session->events.Learned();
+    if (beat != nullptr) {
+        *beat = {learned.length,     learned.posR,      learned.posQ,        learned.posJ,
+                 learned.beatsFound, learned.beatsUsed, learned.fromSeconds, learned.likeness,
+                 /* usable */ 0,     learned.confident};
+        for (std::size_t lead = 0; lead < session->leads; ++lead)
+            beat->usable |= std::uint64_t{learned.usable[lead]} << lead;
+    }
+    const std::size_t samples = session->leads * static_cast<std::size_t>(learned.length);
+    if (rows != nullptr && count >= samples)
+        for (const std::vector<short>& row : learned.rows) rows = std::copy(row.begin(), row.end(), rows);
+    return samples;
+}
+
+double qzs_delay_ms(const qzs_session* session) {
+    return session == nullptr ? 0 : session->session.DelayMs();
+}

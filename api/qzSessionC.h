@@ -1,0 +1,142 @@
+/* Stress sessions with C linkage: raw frames in, heart rates and ST values out, as many sessions at once as a
+ * program needs. What a session does, and when, is told in session/StressSession.h.
+ *
+ *   qzs_options_init -> qzs_create -> { qzs_push -> qzs_next_event until it is false } -> qzs_finish ->
+ *   qzs_next_event until it is false -> qzs_free
+ *
+ * Frames have one 16-bit sample per lead, in lead order, in units of uv_per_unit microvolts. Seconds count
+ * from the first frame of the session, filter delays taken off. Levels are microvolts, slopes microvolts per
+ * ms. What there is none of is NaN. Results are copied into the caller's memory; every array comes with its
+ * number of elements.
+ *
+ * Events wait in the session until they are fetched. While 256 of them wait, qzs_push takes no more frames,
+ * so that memory stays bounded and no event is lost. qzs_finish takes no heed of that: it adds at most what
+ * 90 s of signal bring, once.
+ *
+ * Failure is a result: false, 0 or null, as said at each function. Every function may be given null. None
+ * throws.
+ *
+ * Allocation: qzs_create, and then a little for each event and while an averaged beat is learned. Where
+ * memory runs out later, events may be missed; the session goes on.
+ *
+ * Threads: sessions do not know of each other. One session is for one thread at a time. */
+#ifndef QZ_SESSION_C_H
+#define QZ_SESSION_C_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifndef QZ_API
+#define QZ_API /* given a meaning by the build of the library: core/Export.h */
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct qzs_session qzs_session;
+
+/* An averaged beat as a session has learned it, without its samples. Those are rows of one lead each, one
+ * after the other, `length` samples a lead, one microvolt per unit. */
+typedef struct qzs_beat {
+    int16_t length;           /* samples of a row */
+    int16_t posR, posQ, posJ; /* steepest place, onset and end of the QRS: indices into a row */
+    int32_t beats_found;      /* in the stretch that it was learned from */
+    int32_t beats_used;       /* in the average */
+    double stretch_seconds;   /* length of that stretch */
+    double likeness;          /* median correlation of a used beat with the average, 0 to 1 */
+    uint64_t usable;          /* bit i: the beats of lead i are alike */
+    bool confident;           /* false: ST values may be off */
+} qzs_beat;
+
+typedef struct qzs_options {
+    size_t size;        /* of this struct; qzs_options_init sets it */
+    int16_t fs;         /* samples per second and lead, 100 to 10000; 0 until set */
+    int16_t leads;      /* 1 to 64; 0 until set */
+    double uv_per_unit; /* microvolts per unit of the frames; 1 */
+    int16_t mains_hz;   /* 50, 60 or 0 for none; 50 */
+    int16_t lowpass_hz; /* cutoff, below fs / 2; 0 for none; 40 */
+    int16_t smooth;     /* strength of the adaptive smoother: 0 none, 1 or 2; 0 */
+    int16_t postJms;    /* ST is measured this long after J + 6 ms; 10 to 200 ms; 60 */
+    bool relearn;       /* a new averaged beat where none has matched for half a minute; false */
+    /* The first averaged beat, read by qzs_create and not kept; null: the session learns it. */
+    const qzs_beat* beat;
+    const int16_t* beat_rows; /* leads times beat->length samples */
+    size_t beat_count;        /* their number */
+} qzs_options;
+
+/* Numbers of events are fixed. Later libraries may have more kinds: pass over those that are unknown. */
+enum {
+    QZS_INTERVAL = 1,  /* an interval between two beats has ended: bpm, NaN where it is no rate to be shown */
+    QZS_BEAT = 2,      /* a beat has been folded into the averaged one: qzs_event_values; seconds of its R */
+    QZS_LEAD_OFF = 3,  /* the signal of `lead` is a line, as that of a loose electrode: void_from_seconds */
+    QZS_LEAD_ON = 4,   /* the line has ended */
+    QZS_DISTURBED = 5, /* the level of `lead` jumps */
+    QZS_CALM = 6,      /* it has not done so for a second; seconds of the last of it */
+    QZS_LEARNED = 7,   /* an averaged beat is there: matching begins with the signal at `seconds` */
+    QZS_NOT_LEARNED = 8 /* there will be no ST values: qzs_event_text says why */
+};
+
+typedef struct qzs_event {
+    int32_t kind;             /* QZS_... */
+    int32_t lead;             /* of the four kinds about a lead; else -1 */
+    double seconds;           /* when it was, see the kinds */
+    double bpm;               /* heart rate of an interval, or that shown at the time of a beat; else NaN */
+    double void_from_seconds; /* of QZS_LEAD_OFF: what was told of the lead for beats after this is void */
+    bool again;               /* of QZS_LEARNED: in place of an earlier averaged beat */
+} qzs_event;
+
+/* Where an averaged beat has its points, ms from its start; q is the onset of the QRS. */
+typedef struct qzs_positions {
+    double length, q, r, j;
+} qzs_positions;
+
+/* Sets every field to its default, above, where `size` is sizeof(qzs_options); false and nothing otherwise:
+ * the program was compiled with the header of another version. */
+QZ_API bool qzs_options_init(qzs_options* options, size_t size);
+/* Why qzs_create would refuse, one line for people. Copies as much as `size` bytes hold, a final 0 among
+ * them. Returns the number of bytes of the whole line without the 0; 0 where the options are fine. */
+QZ_API size_t qzs_refusal(const qzs_options* options, char* text, size_t size);
+/* Null for options that are refused, and without memory. */
+QZ_API qzs_session* qzs_create(const qzs_options* options);
+/* Releases the session. Harmless for null. */
+QZ_API void qzs_free(qzs_session* session);
+
+/* Takes up to `count` frames and returns how many it took: fewer than `count` when the waiting events are to
+ * be fetched first, and at least one of them where none wait. 0 for null and after qzs_finish. Results do not
+ * depend on how a signal is cut into calls. */
+QZ_API size_t qzs_push(qzs_session* session, const int16_t* frames, size_t count);
+/* The signal has ended: brings the events that the filters still hold. Once; later calls do nothing. */
+QZ_API void qzs_finish(qzs_session* session);
+
+/* Fetches the next event; each kind comes in order of time. False, and the event stays as it is, where none
+ * waits. */
+QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event);
+/* One value per lead of the event fetched last; a null array is passed over. NaN where the lead is off or
+ * disturbed, or was lately. False, and nothing changes, where that was no QZS_BEAT and where `count` is not
+ * the number of leads.
+ *   level  ST level against the PR segment, smoothed over some beats
+ *   slope  ST slope from J + 6 ms to the ST point, smoothed likewise
+ *   j      level of the J point against the PR segment */
+QZ_API bool qzs_event_values(const qzs_session* session, float* level, float* slope, float* j, size_t count);
+/* The line of a QZS_NOT_LEARNED fetched last, as qzs_refusal gives its line; 0 for every other event. */
+QZ_API size_t qzs_event_text(const qzs_session* session, char* text, size_t size);
+
+/* The averaged beat as it is now, microvolts: rows of one lead each, one after the other. Copies it where
+ * `count` elements are enough. Returns its number of samples; 0 while there is none. */
+QZ_API size_t qzs_template(const qzs_session* session, float* uv, size_t count);
+/* Its points. False, and the positions stay as they are, while there is none. */
+QZ_API bool qzs_get_positions(const qzs_session* session, qzs_positions* positions);
+/* The averaged beat that was learned last, or handed in, as it was then: to be kept, and handed in to another
+ * session of the same leads and rate. Copies the rows where `count` elements are enough. Returns their number
+ * of samples; 0, and the beat stays as it is, while there is none. A null beat or null rows are passed over.
+ */
+QZ_API size_t qzs_learned_beat(const qzs_session* session, qzs_beat* beat, int16_t* rows, size_t count);
+/* The delay of the filters, which is taken off all times, ms; 0 for null. */
+QZ_API double qzs_delay_ms(const qzs_session* session);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

@@ -1,0 +1,97 @@
+// OCqzSession: one stress test from raw frames to heart rates and ST values, as many objects as wanted.
+//
+//   init:chn:uVpb:mains:lowpass:smooth:postJms:relearn:  ->  push: with frames, nextEvent until it is nil  ->
+//   finish, nextEvent until it is nil  ->  release
+//
+// A session conditions the signal, learns the first averaged beat from it, folds every beat that matches into
+// that, and measures ST on it. Unlike those of the flat classes every object is a session of its own, for one
+// thread at a time. Seconds count from the first frame, filter delays taken off. Arrays: see OCqz.h.
+#pragma once
+
+#import "OCqzDefines.h"
+
+NS_ASSUME_NONNULL_BEGIN
+
+struct qzs_session;
+
+/// What an event tells of. Later libraries may have more kinds: pass over those that are unknown.
+enum {
+    OCqzEventInterval = 1,  ///< an interval between two beats has ended: bpm, NaN where it is no rate to show
+    OCqzEventBeat = 2,  ///< a beat has been folded into the averaged one: level, slope, j; seconds of its R
+    OCqzEventLeadOff = 3,  ///< the signal of a lead is a line, as that of a loose electrode: voidFromSeconds
+    OCqzEventLeadOn = 4,   ///< the line has ended
+    OCqzEventDisturbed = 5,  ///< the level of a lead jumps
+    OCqzEventCalm = 6,       ///< it has not done so for a second; seconds of the last of it
+    OCqzEventLearned = 7,    ///< an averaged beat is there: matching begins with the signal at `seconds`
+    OCqzEventNotLearned = 8  ///< there will be no ST values: text says why
+};
+
+/// One event. It does not change, and does not need its session.
+@interface OCqzSessionEvent : NSObject {
+@private
+    int kind, lead;
+    double seconds, bpm, voidFromSeconds;
+    BOOL again;
+    NSArray *OC_NULLABLE level, *OC_NULLABLE slope, *OC_NULLABLE j;
+    NSString *OC_NULLABLE text;
+}
+@property(nonatomic, readonly) int kind;        ///< OCqzEvent...
+@property(nonatomic, readonly) int lead;        ///< of the four kinds about a lead; else -1
+@property(nonatomic, readonly) double seconds;  ///< when it was, see the kinds
+/// Heart rate of an interval, or that shown at the time of a beat; else NaN.
+@property(nonatomic, readonly) double bpm;
+/// Of OCqzEventLeadOff: what was told of the lead for beats after this is void.
+@property(nonatomic, readonly) double voidFromSeconds;
+@property(nonatomic, readonly) BOOL again;  ///< of OCqzEventLearned: in place of an earlier averaged beat
+/// Of OCqzEventBeat, one float per lead, else nil; NaN where the lead is off or disturbed, or was lately.
+/// ST level and level of the J point against the PR segment, uV; ST slope, uV per ms.
+@property(nonatomic, readonly) NSArray *OC_NULLABLE level;
+@property(nonatomic, readonly) NSArray *OC_NULLABLE slope;
+@property(nonatomic, readonly) NSArray *OC_NULLABLE j;
+@property(nonatomic, readonly) NSString *OC_NULLABLE text;  ///< of OCqzEventNotLearned, for people; else nil
+@end
+
+@interface OCqzSession : NSObject {
+@private
+    struct qzs_session *OC_NULLABLE session;  // null after a plain init, which takes no frames
+    short chnum;
+}
+
+/// @param fs       Samples per second, 100 to 10000.
+/// @param chn      Leads, 1 to 64.
+/// @param uVpb     Microvolts per unit of the frames.
+/// @param mains    50, 60 or 0 for none, Hz.
+/// @param lowpass  Cutoff of the low-pass, below fs / 2; 0 for none; usually 40, Hz.
+/// @param smooth   Strength of the adaptive smoother: 0 none, 1 or 2.
+/// @param postJms  ST is measured this long after J + 6 ms: 10 to 200, usually 60.
+/// @param relearn  Whether a new averaged beat is learned where none has matched for half a minute.
+/// @return Nil for arguments out of range and without memory.
+- (instancetype OC_NULLABLE)init:(short)fs
+                             chn:(short)chn
+                            uVpb:(double)uVpb
+                           mains:(short)mains
+                         lowpass:(short)lowpass
+                          smooth:(short)smooth
+                         postJms:(short)postJms
+                         relearn:(BOOL)relearn
+    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:relearn:));
+
+/// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken.
+/// @return How many frames it took: fewer than there are when 256 events wait to be fetched first, and at
+/// least one where none wait. 0 after finish.
+- (NSInteger)push:(NSArray *)frames;
+/// The signal has ended: brings the events that the filters still hold. Once.
+- (void)finish;
+/// The next event, each kind in order of time; nil where none waits.
+- (OCqzSessionEvent *OC_NULLABLE)nextEvent;
+
+/// The averaged beat as it is now, one array of microvolts per lead; nil before there is one.
+- (NSArray *OC_NULLABLE)getTempl;
+/// Its points: length, Q, R and J, ms from its start; nil before there is one.
+- (NSArray *OC_NULLABLE)getPos;
+/// The delay of the filters, which is taken off all times, ms.
+- (double)delayMs;
+
+@end
+
+NS_ASSUME_NONNULL_END

@@ -1,0 +1,121 @@
+import Foundation
+
+#if !canImport(ObjectiveC)
+import OCqzPlain
+#elseif canImport(OCqz)
+import OCqz
+#endif
+
+/// What a `qzSession` tells. Seconds count from the first frame, filter delays taken off.
+public struct qzSessionEvent {
+    /// What the event is; pass over those that are not among these.
+    public let kind: Int
+    /// An interval between two beats has ended: `bpm`, NaN where it is no rate to be shown.
+    public static let interval = 1
+    /// A beat has been folded into the averaged one: `level`, `slope` and `j`; `seconds` of its R.
+    public static let beat = 2
+    /// The signal of a lead is a line, as that of a loose electrode: `voidFromSeconds`.
+    public static let leadOff = 3
+    /// The line has ended.
+    public static let leadOn = 4
+    /// The level of a lead jumps.
+    public static let disturbed = 5
+    /// It has not done so for a second; `seconds` of the last of it.
+    public static let calm = 6
+    /// An averaged beat is there: matching begins with the signal at `seconds`.
+    public static let learned = 7
+    /// There will be no ST values: `text` says why.
+    public static let notLearned = 8
+
+    /// Of the four kinds about a lead; else -1.
+    public let lead: Int
+    public let seconds: Double
+    /// Beats/min of an interval, or what was shown at the time of a beat; else NaN.
+    public let bpm: Double
+    /// Of `leadOff`: what was told of the lead for beats after this is void.
+    public let voidFromSeconds: Double
+    /// Of `learned`: in place of an earlier averaged beat.
+    public let again: Bool
+    /// Of `beat`, one per lead, else empty: ST level against the PR segment, uV. Here and below NaN where the lead
+    /// is off or disturbed, or was lately.
+    public let level: [Float]
+    /// ST slope, uV per ms.
+    public let slope: [Float]
+    /// Level of the J point against the PR segment, uV.
+    public let j: [Float]
+    /// Of `notLearned`, for people; else nil.
+    public let text: String?
+
+    fileprivate init(_ event: OCqzSessionEvent) {
+        kind = Int(event.kind)
+        lead = Int(event.lead)
+        seconds = event.seconds
+        bpm = event.bpm
+        voidFromSeconds = event.voidFromSeconds
+        again = event.again
+        level = elements(event.level) ?? []
+        slope = elements(event.slope) ?? []
+        j = elements(event.j) ?? []
+        text = event.text
+    }
+}
+
+/// One stress test from raw frames to heart rates and ST values. It conditions the signal, learns the first averaged
+/// beat from it, and measures ST on the average of all beats that match.
+///
+///     let session = qzSession(fs: 500, chn: 12, uVpb: 2.5)!
+///     session.push(data: frames)
+///     while let event = session.nextEvent() { if event.kind == qzSessionEvent.beat { show(event.level) } }
+///
+/// Frames have one 16-bit sample per lead, in lead order. Every object is a session of its own: as many as wanted,
+/// each for one thread at a time.
+#if canImport(ObjectiveC)
+@objcMembers
+#endif
+public final class qzSession: NSObject {
+    private let session: OCqzSession
+
+    /// `chn` leads, 1 to 64, at `fs` samples per second, 100 to 10000, of `uVpb` microvolts per unit. `mains` is 50, 60
+    /// or 0 for none; `lowpass` the cutoff in Hz, below `fs / 2`, or 0 for none; `smooth` 0 for none, 1 or 2. ST is
+    /// measured `postJms`, 10 to 200, after J + 6 ms. With `relearn` a new averaged beat is learned where none has
+    /// matched for half a minute.
+    ///
+    /// Nil for arguments out of range.
+    public init?(
+        fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
+        postJms: Int16 = 60, relearn: Bool = false
+    ) {
+        guard
+            let session = OCqzSession(
+                fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, postJms: postJms,
+                relearn: relearn)
+        else { return nil }
+        self.session = session
+        super.init()
+    }
+
+    // MARK: Signal
+
+    /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken. Returns
+    /// how many frames it took: fewer than there are when 256 events wait to be fetched first, and at least one where
+    /// none wait. 0 after `finish`.
+    @discardableResult
+    public func push(data: [Int16]) -> Int { session.push(data) }
+
+    /// The signal has ended: brings the events that the filters still hold. Once.
+    public func finish() { session.finish() }
+
+    /// The delay of the filters, which is taken off all times, ms.
+    public func delayMs() -> Double { session.delayMs() }
+
+    // MARK: Results
+
+    /// The next event, each kind in order of time; nil where none waits.
+    public func nextEvent() -> qzSessionEvent? { session.nextEvent().map { qzSessionEvent($0) } }
+
+    /// The averaged beat as it is now, one row of microvolts per lead; empty before there is one.
+    public func getTempl() -> [[Float]] { elements(session.getTempl()) ?? [] }
+
+    /// Its points: length, Q, R and J, ms from its start; empty before there is one.
+    public func getPos() -> [Float] { elements(session.getPos()) ?? [] }
+}

@@ -1,0 +1,160 @@
+// Sessions behind handles: they tell what the C++ class tells, no event is lost however late it is fetched,
+// and nothing that a caller may hand in does harm.
+#include "api/qzSessionC.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "session/StressSession.h"
+#include "tests/support/Beats.h"
+
+namespace {
+
+constexpr short kFs = 250, kLeads = 2;
+
+/// Beats of a changing form, and a lead that comes off.
+Recording Beats(unsigned seed) {
+    Recording recording =
+        BeatTrain(kFs, kLeads).Noise(8, seed).Beats(500, 60).Form({1.0, -0.2, 900}).Beats(400, 300).Record();
+    for (std::size_t i = 40 * kFs; i < 44 * kFs; ++i) recording.Frame(i)[1] = 0;
+    return recording;
+}
+
+qzs_options Options() {
+    qzs_options options;
+    qzs_options_init(&options, sizeof options);
+    options.fs = kFs;
+    options.leads = kLeads;
+    return options;
+}
+
+using Log = std::vector<double>;
+
+bool Same(const Log& a, const Log& b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), SameValue);
+}
+
+struct Witness : qz::SessionObserver {
+    void OnInterval(const qz::IntervalEvent& interval) override { Add({1, interval.seconds, interval.bpm}); }
+    void OnBeat(const qz::BeatEvent& beat) override {
+        Add({2, beat.seconds, beat.bpm});
+        for (const auto* values : {&beat.levelUv, &beat.slopeUvPerMs, &beat.jUv})
+            log.insert(log.end(), values->begin(), values->end());
+    }
+    void OnLead(const qz::LeadEvent& event) override {
+        Add({3.0 + static_cast<int>(event.kind), event.seconds, static_cast<double>(event.lead)});
+        if (event.kind == qz::LeadEvent::Kind::Off) log.push_back(event.voidFromSeconds);
+    }
+    void OnLearned(const qz::LearnedBeat&, double from, bool again) override { Add({7, from, again + 0.0}); }
+    void Add(const Log& values) { log.insert(log.end(), values.begin(), values.end()); }
+
+    Log log;
+};
+
+/// The next event in the same words; false where none waits.
+bool Fetch(qzs_session* session, Log& log) {
+    qzs_event event;
+    if (!qzs_next_event(session, &event)) return false;
+    log.insert(log.end(), {event.kind + 0.0, event.seconds});
+    float values[3 * kLeads];
+    EXPECT_FALSE(qzs_event_values(session, values, nullptr, nullptr, kLeads + 1));
+    EXPECT_EQ(qzs_event_values(session, values, values + kLeads, values + 2 * kLeads, kLeads),
+              event.kind == QZS_BEAT);
+    log.push_back(event.lead >= 0 ? event.lead : event.kind == QZS_LEARNED ? event.again : event.bpm);
+    if (event.kind == QZS_LEAD_OFF) log.push_back(event.void_from_seconds);
+    if (event.kind == QZS_BEAT) log.insert(log.end(), values, values + 3 * kLeads);
+    return true;
+}
+
+TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
+    Recording recordings[] = {Beats(1), Beats(2)};
+    const qzs_options options = Options();
+    qzs_session* const sessions[] = {qzs_create(&options), qzs_create(&options)};
+    Log logs[2];
+    std::size_t fed[2] = {}, stops = 0;
+    for (std::size_t k = 0; fed[k] < recordings[k].Frames(); k = 1 - k) {  // of the same length
+        const std::size_t left = recordings[k].Frames() - fed[k];
+        const std::size_t taken = qzs_push(sessions[k], recordings[k].Frame(fed[k]), left);
+        ASSERT_GT(taken, 0U);
+        fed[k] += taken;
+        stops += taken < left && qzs_push(sessions[k], recordings[k].Frame(fed[k]), 1) == 0;
+        while (Fetch(sessions[k], logs[k])) continue;
+    }
+    EXPECT_GE(stops, 4U) << "twice 700 events and more, of which 256 wait";
+    for (std::size_t k = 0; k < 2; ++k) {
+        Witness witness;
+        qz::SessionOptions same;
+        same.fs = kFs;
+        same.leads.resize(kLeads);
+        qz::StressSession session(same, witness);
+        session.Push(recordings[k].samples.data(), recordings[k].Frames());
+        session.Finish();
+        qzs_finish(sessions[k]);
+        EXPECT_EQ(qzs_push(sessions[k], recordings[k].Frame(0), 5), 0U);
+        while (Fetch(sessions[k], logs[k])) continue;
+        EXPECT_TRUE(Same(logs[k], witness.log)) << logs[k].size() << " " << witness.log.size();
+        const std::vector<float> row = session.Template()[1];
+        std::vector<float> uv(qzs_template(sessions[k], nullptr, 0));
+        qzs_template(sessions[k], uv.data(), uv.size() - 1);
+        EXPECT_EQ(uv[row.size()], 0) << "no room";
+        qzs_template(sessions[k], uv.data(), uv.size());
+        EXPECT_TRUE(std::equal(row.rbegin(), row.rend(), uv.rbegin()));
+        qzs_free(sessions[k]);
+    }
+}
+
+TEST(qzSessionC, TakesOverTheBeatOfAnotherSession) {
+    Recording recording = Beats(3);
+    qzs_options options = Options();
+    std::vector<short> rows[2];
+    qzs_beat beats[2] = {};
+    for (std::size_t k = 0; k < 2; ++k) {
+        qzs_session* const session = qzs_create(&options);
+        qzs_push(session, recording.Frame(0), k == 0 ? 30 * kFs : 1);
+        rows[k].resize(qzs_learned_beat(session, &beats[k], nullptr, 0));
+        qzs_learned_beat(session, nullptr, rows[k].data(), rows[k].size());
+        qzs_free(session);
+        options.beat = beats;
+        options.beat_rows = rows[0].data();
+        options.beat_count = rows[0].size();
+    }
+    EXPECT_EQ(rows[0].size(), static_cast<std::size_t>(kLeads * beats[0].length));
+    EXPECT_EQ(rows[1], rows[0]);
+    EXPECT_TRUE(beats[1].posQ == beats[0].posQ && beats[1].posJ == beats[0].posJ && beats[1].usable == 3);
+    --options.beat_count;
+    EXPECT_EQ(qzs_create(&options), nullptr);
+}
+
+TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
+    qzs_options options = Options(), unset = Options(), older = Options();
+    unset.fs = 0;
+    older.size -= 1;
+    char text[8] = "x";
+    EXPECT_TRUE(qzs_refusal(&options, text, sizeof text) == 0 && *text == '\0');
+    for (const qzs_options* refused : {&unset, &older, static_cast<qzs_options*>(nullptr)}) {
+        EXPECT_EQ(qzs_create(refused), nullptr);
+        EXPECT_GT(qzs_refusal(refused, text, sizeof text), sizeof text);
+        EXPECT_EQ(std::string(text).size(), sizeof text - 1);
+        EXPECT_GT(qzs_refusal(refused, nullptr, 5), 0U);
+    }
+    EXPECT_FALSE(qzs_options_init(&older, sizeof older + 8) || qzs_options_init(nullptr, sizeof older));
+    for (qzs_session* session : {static_cast<qzs_session*>(nullptr), qzs_create(&options)}) {
+        const bool bThere = session != nullptr;
+        qzs_event event;
+        EXPECT_FALSE(qzs_push(session, nullptr, 5) > 0 || qzs_next_event(session, nullptr) ||
+                     qzs_next_event(session, &event) ||
+                     qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
+                     qzs_get_positions(session, nullptr) || qzs_template(session, nullptr, 9) > 0 ||
+                     qzs_learned_beat(session, nullptr, nullptr, 0) > 0);
+        qzs_finish(session);
+        EXPECT_EQ(qzs_next_event(session, &event), bThere);
+        EXPECT_EQ(qzs_event_text(session, text, sizeof text) > 0, bThere);
+        EXPECT_EQ(qzs_delay_ms(session) > 0, bThere);
+        qzs_free(session);
+    }
+}
+
+}  // namespace

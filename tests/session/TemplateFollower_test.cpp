@@ -1,0 +1,95 @@
+#include "session/internal/TemplateFollower.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "session/internal/RateFollower.h"
+#include "tests/support/Beats.h"
+
+using namespace qz;
+
+namespace {
+
+constexpr int kFs = 500, kMsPerSample = 2;
+constexpr int kLength = 360, kR = 150, kQ = kR - 25, kJ = kR + 25;  // samples
+
+LearnedBeat BeatOf(const TemplateRows& rows) {
+    LearnedBeat beat;
+    beat.rows = rows.Rows();
+    beat.length = kLength;
+    beat.posQ = kQ;
+    beat.posJ = kJ;
+    beat.usable.assign(beat.rows.size(), true);
+    return beat;
+}
+
+// What is told of a beat that is the same as the averaged one.
+BeatEvent SameAgain(TemplateFollower& follower, const LearnedBeat& beat) {
+    const std::size_t leads = beat.rows.size();
+    BeatEvent event{0, 0, std::vector<float>(leads), std::vector<float>(leads), std::vector<float>(leads)};
+    follower.Start(beat);
+    std::vector<short> frame(leads);
+    bool bMatched = false;
+    for (int i = 0; i < 4 * kLength && !bMatched; ++i) {
+        for (std::size_t c = 0; c < leads; ++c)
+            frame[c] = beat.rows[c][static_cast<std::size_t>(i % kLength)];
+        bMatched = follower.Match(frame.data(), event);
+    }
+    EXPECT_TRUE(bMatched);
+    return event;
+}
+
+}  // namespace
+
+TEST(TemplateFollower, MeasuresJPlus6MsAgainst12MsOfPRSegment) {
+    // One sample of the row is 70 uV higher, so many ms from the onset; the PR level is a mean of seven.
+    const auto jUv = [](int atMs) {
+        TemplateRows rows = MakeTemplate(kFs, 1, kLength, kR);
+        for (int i = kQ - 20; i < kQ; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
+        for (int i = kJ; i < kJ + 20; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
+        rows[0][static_cast<std::size_t>(kQ + atMs / kMsPerSample)] += 70;
+        TemplateFollower follower(kFs, 1, 60);
+        return SameAgain(follower, BeatOf(rows)).jUv[0];
+    };
+    const int j = (kJ - kQ) * kMsPerSample;
+    for (const auto& [atMs, uV] :
+         {std::pair{-22, 0}, {-20, -10}, {-14, -10}, {-8, -10}, {-6, 0}, {j + 4, 0}, {j + 6, 70}, {j + 8, 0}})
+        EXPECT_NEAR(jUv(atMs), uV, 3) << atMs;
+}
+
+TEST(TemplateFollower, PrefersAnUprightLeadOfHalfTheHeightOfAnInvertedOne) {
+    for (const auto& [upright, bUpright] : {std::pair{480, false}, {520, true}}) {
+        // The inverted lead is 20 ms late: where R is found tells which one decides.
+        TemplateRows rows(2, kLength);
+        for (int i = 0; i < kLength; ++i) {
+            const auto at = static_cast<std::size_t>(i);
+            rows[0][at] = Wrapped(Truncated(BeatShape((i - kR) / 500.0, {0.3, 0, 1.0 * upright})));
+            rows[1][at] = Wrapped(Truncated(-BeatShape((i - kR - 10) / 500.0, {0.3, 0, 1000})));
+        }
+        TemplateFollower follower(kFs, 2, 60);
+        follower.Start(BeatOf(rows));
+        EXPECT_NEAR(follower.Positions().r, (bUpright ? kR : kR + 10) * kMsPerSample, 8) << upright;
+        EXPECT_NEAR(follower.Positions().q, kQ * kMsPerSample, 1e-9);
+    }
+}
+
+TEST(TemplateFollower, ReachesWhereTheRowGoesOnToTheSTPoint) {
+    const LearnedBeat beat = BeatOf(MakeTemplate(kFs, 1, kLength, kR));
+    const int lastMs = (kLength - kJ) * kMsPerSample - kSTOffsetMs;
+    EXPECT_TRUE(TemplateFollower(kFs, 1, lastMs - kMsPerSample).Reaches(beat));
+    EXPECT_FALSE(TemplateFollower(kFs, 1, lastMs).Reaches(beat));
+}
+
+TEST(RateFollower, TellsRatesOfTheFirstSecondsSteadiedOverFive) {
+    Recording recording = BeatTrain(kFs, 1).Noise(4, 1).Beats(800, 15).Beats(600, 8).Record();
+    RateFollower follower(kFs, 1, 0);
+    std::vector<double> bpm;
+    for (std::size_t i = 0; i < recording.Frames(); ++i)
+        for (const IntervalEvent& event : follower.Take(recording.Frame(i), static_cast<long long>(i)))
+            bpm.push_back(event.bpm);
+    ASSERT_EQ(bpm.size(), 24U);
+    EXPECT_TRUE(std::isnan(bpm[0]) && std::isnan(bpm[1])) << "one of the run-in, and the first beat";
+    for (std::size_t i = 2; i < bpm.size(); ++i)
+        EXPECT_NEAR(bpm[i], i < 20 ? 75 : 100, 1) << i;  // the sixth of the faster beats; three are told
+}
