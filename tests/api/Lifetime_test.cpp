@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>

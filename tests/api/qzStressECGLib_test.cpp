@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <new>
+#include <random>
 #include <vector>
 
 #include "tests/support/Beats.h"
+#include "tests/support/Signals.h"
 
 class qzStressECGLib : public testing::Test {
 protected:

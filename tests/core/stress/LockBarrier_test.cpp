@@ -2,6 +2,8 @@
 // lock of the C interface, which keeps other threads out of the engine.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
