@@ -29,7 +29,9 @@ public:
     int Filter(int x);
     /// As of CBaseNotchFilter, in samples of this stream; 0 where it passes through.
     int DelaySamples() const { return m_combs.empty() ? 0 : Streams() * m_combs.front().DelaySamples(); }
-    int SettlingSamples() const { return m_combs.empty() ? 0 : Streams() * m_combs.front().SettlingSamples(); }
+    int SettlingSamples() const {
+        return m_combs.empty() ? 0 : Streams() * m_combs.front().SettlingSamples();
+    }
 
 private:
     int Streams() const { return static_cast<int>(m_combs.size()); }

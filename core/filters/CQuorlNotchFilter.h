@@ -33,9 +33,9 @@ public:
 private:
     /// Samples of the comb as samples of the input, which the resampling delays by one.
     int OfInput(int samples) const {
-        return m_bResample ? 1 + static_cast<int>(static_cast<long long>(samples) * m_fs / m_combFs) : samples;
+        return m_bResample ? 1 + static_cast<int>(static_cast<long long>(samples) * m_fs / m_combFs)
+                           : samples;
     }
-
 
     int m_freq = 0;            // mains frequency, Hz
     int m_fs = 0;              // samples per second

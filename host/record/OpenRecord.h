@@ -9,5 +9,4 @@
 
 /// ".edf" and ".bdf" are EDF, EDF+ and BDF, ".csv" is CSV, all else is a WFDB header with or without ".hea".
 /// Throws HostError where the file cannot be read or has none of the leads.
-std::unique_ptr<FrameSource> OpenRecord(const std::string& path,
-                                                      const RecordOptions& options = {});
+std::unique_ptr<FrameSource> OpenRecord(const std::string& path, const RecordOptions& options = {});

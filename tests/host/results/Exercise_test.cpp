@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "host/results/Summaries.h"
 #include "tests/support/Folder.h"
 
 namespace {
