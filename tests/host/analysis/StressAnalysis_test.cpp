@@ -12,7 +12,6 @@
 #include "host/results/Summaries.h"
 #include "host/simulate/SimulatedTest.h"
 #include "host/simulate/TruthFile.h"
-#include "tests/support/Folder.h"
 
 namespace {
 
@@ -67,10 +66,6 @@ private:
     const SourceInfo& m_info;
     long long m_stopAfter;
 };
-
-std::string MessageFor(FrameSource& source, const StressOptions& options) {
-    return RefusalOf([&] { StressAnalysis(source, options).Run(); });
-}
 
 }  // namespace
 
