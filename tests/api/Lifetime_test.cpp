@@ -8,10 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
-#include <memory>
-#include <new>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -207,40 +205,6 @@ TEST(Lifetime, NoDoorBreaksWhereAnAllocationFails) {
     };
     FailEachAllocation([] { RunDoor(); }, expectUsable);
 
-    // What the flat functions throw leaves nothing, or what there was.
-    const auto beat = Beat();
-    short* rows[kCount];
-    for (std::size_t c = 0; c < kCount; ++c) rows[c] = const_cast<short*>(&beat[c * kLength]);
-    short frame[kCount] = {}, length = kLength;
-    const std::vector<std::pair<std::function<void()>, std::function<bool()>>> calls = {
-        {[] { qzStressECGLib_create(kFs, kLeads, 1.0); }, [] { return qzStressECGLib_Leads() == -1; }},
-        {[&] { qzStressECGLib_InitTempl(rows, length, 75, 85, 60); },
-         [] { return qzStressECGLib_TemplLength() == -1; }},
-        {[] { qzStressECGLib_InitMultiMeanRRms(kFs, kLeads, 50, 1.0); },
-         [] { return qzStressECGLib_MultiLeads() == -1; }},
-        {[] { qzFilters_create(kFs, kLeads, 40, 50, 2); }, [] { return qzFilters_Leads() == -1; }},
-        {[] { qzDfs_create(kLeads, 1.0); }, [] { return qzDfs_Leads() == -1; }},
-        {[&] { qzDfs_getData(frame); }, [] { return qzDfs_Leads() == kLeads; }}};
-    std::size_t call = 0;
-    for (const auto& [run, isDefined] : calls) {
-        qzStressECGLib_create(kFs, kLeads, 1.0);
-        qzDfs_create(kLeads, 1.0);
-        bool threw = false;
-        FailEachAllocation(
-            [&, &attempt = run] {
-                try {
-                    threw = false;
-                    attempt();
-                } catch (const std::bad_alloc&) {
-                    threw = true;
-                }
-            },
-            [&, &holds = isDefined](std::size_t n) {
-                EXPECT_TRUE(threw && holds()) << "call " << call << ", allocation " << n;
-            });
-        ++call;
-        expectUsable(0);
-    }
     DestroyAll();
 }
 

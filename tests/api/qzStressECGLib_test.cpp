@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <limits>
 #include <new>
 #include <random>
@@ -54,23 +52,6 @@ TEST_F(qzStressECGLib, AnswersWithNothingWhileThereIsNoEngine) {
     }
 }
 
-TEST_F(qzStressECGLib, SmoothsTheTrendsFromTheirFirstValueOnInEveryEngine) {
-    for (const short level : {short{300}, short{-500}}) {  // the second engine replaces the first
-        qzStressECGLib_create(500, 2, 2.0);
-        TemplateRows rows(2, 400);
-        std::fill(rows[1].begin() + 200, rows[1].end(), level);
-        short len = 400;
-        ASSERT_NE(qzStressECGLib_InitTempl(rows.Pointers(), len, 130, 190, 60), nullptr);
-        EXPECT_EQ(qzStressECGLib_uvSTvalue()[0], 0);
-        EXPECT_NEAR(qzStressECGLib_uvSTvalue()[1], 2 * level, 1) << "shows no transient";
-        rows[1].assign(400, 0);
-        qzStressECGLib_InitTempl(rows.Pointers(), len, 130, 190, 60);
-        const short* after = qzStressECGLib_uvSTvalue();
-        EXPECT_NEAR(after[1], 2 * level * 0.98, std::abs(level) * 0.01) << "moves slowly: b0 is 0.02";
-        EXPECT_EQ(qzStressECGLib_STslope()[1], 0) << "primed by a call of its own";
-    }
-}
-
 /// What the three-lead path answers on beats at this interval, once it has seen some: the last two.
 static std::vector<short> AnswersAt(int rrMs) {
     qzStressECGLib_create(500, 3, 1.0);
@@ -102,5 +83,39 @@ TEST_F(qzStressECGLib, AnswersMinusOneWhileTheManyLeadPathIsNotSetUp) {
         EXPECT_EQ(qzStressECGLib_MultiMeanHR(frame), -1);
         qzStressECGLib_InitMultiMeanRRms(500, 2, 50, 1.0);
         EXPECT_EQ(qzStressECGLib_MultiMeanRRms(nullptr), -1);
+    }
+}
+
+TEST_F(qzStressECGLib, SurvivesAnyArguments) {
+    using Limits = std::numeric_limits<double>;
+    constexpr double kScales[] = {1.0, 0.0, -4.88, 1e300, Limits::quiet_NaN(), Limits::infinity()};
+    constexpr short kRates[] = {500, 250, 0, -1, 1, 9, 100, 166, 32767, -32768};
+    std::mt19937 random(99);
+    const auto any = [&random] {
+        return static_cast<short>(random() % 3 ? static_cast<int>(random() % 600) - 50
+                                               : static_cast<int>(random()));
+    };
+    auto rows = MakeTemplate(500, 16, 32767, 300);
+    for (int round = 0; round < 150; ++round) {
+        SCOPED_TRACE(testing::Message() << "round " << round << ", seed 99");
+        const short fs = kRates[random() % std::size(kRates)];
+        const auto chn = static_cast<short>(random() % 17);
+        qzStressECGLib_create(fs, chn, kScales[random() % std::size(kScales)]);
+        qzStressECGLib_InitMultiMeanRRms(fs, chn, any(), kScales[random() % std::size(kScales)]);
+        for (int step = 0; step < 300; ++step) {
+            auto frame = RandomSamples(static_cast<unsigned>(random()), 16, 32768);
+            if (step % 60 == 0) {
+                short len = static_cast<short>(any() % 2000);
+                qzStressECGLib_InitTempl(step % 180 ? rows.Pointers() : nullptr, len, any(), any(), any());
+            }
+            if (step % 30 == 7) qzStressECGLib_SetPos(any(), any());
+            if (step % 30 == 8) qzStressECGLib_SetPostJms(any());
+            qzStressECGLib_match(step % 50 ? frame.data() : nullptr);
+            EXPECT_LE(qzStressECGLib_MeanRRms(frame[0], frame[1], frame[2]), 1999);
+            EXPECT_LE(qzStressECGLib_MultiMeanRRms(frame.data()), 1999);
+            if (step % 20 != 3 || chn == 0) continue;
+            EXPECT_TRUE(qzStressECGLib_uvSTvalue() && qzStressECGLib_STslope() &&
+                        qzStressECGLib_STresults(any()));
+        }
     }
 }

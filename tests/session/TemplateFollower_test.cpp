@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "session/internal/RateFollower.h"
@@ -24,20 +27,18 @@ LearnedBeat BeatOf(const TemplateRows& rows) {
     return beat;
 }
 
-// What is told of a beat that is the same as the averaged one.
-BeatEvent SameAgain(TemplateFollower& follower, const LearnedBeat& beat) {
-    const std::size_t leads = beat.rows.size();
+// What is told of a beat that is heard again and again; nothing where it does not match the averaged one.
+std::optional<BeatEvent> Told(TemplateFollower& follower, const LearnedBeat& averaged,
+                              const std::vector<std::vector<short>>& heard) {
+    const std::size_t leads = heard.size();
     BeatEvent event{0, 0, std::vector<float>(leads), std::vector<float>(leads), std::vector<float>(leads)};
-    follower.Start(beat);
+    follower.Start(averaged);
     std::vector<short> frame(leads);
-    bool bMatched = false;
-    for (int i = 0; i < 4 * kLength && !bMatched; ++i) {
-        for (std::size_t c = 0; c < leads; ++c)
-            frame[c] = beat.rows[c][static_cast<std::size_t>(i % kLength)];
-        bMatched = follower.Match(frame.data(), event);
+    for (int i = 0; i < 4 * kLength; ++i) {
+        for (std::size_t c = 0; c < leads; ++c) frame[c] = heard[c][static_cast<std::size_t>(i % kLength)];
+        if (follower.Match(frame.data(), event)) return event;
     }
-    EXPECT_TRUE(bMatched);
-    return event;
+    return {};
 }
 
 }  // namespace
@@ -50,7 +51,7 @@ TEST(TemplateFollower, MeasuresJPlus6MsAgainst12MsOfPRSegment) {
         for (int i = kJ; i < kJ + 20; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
         rows[0][static_cast<std::size_t>(kQ + atMs / kMsPerSample)] += 70;
         TemplateFollower follower(kFs, 1, 60);
-        return SameAgain(follower, BeatOf(rows)).jUv[0];
+        return Told(follower, BeatOf(rows), rows.Rows())->jUv[0];
     };
     const int j = (kJ - kQ) * kMsPerSample;
     for (const auto& [atMs, uV] :
@@ -71,6 +72,17 @@ TEST(TemplateFollower, PrefersAnUprightLeadOfHalfTheHeightOfAnInvertedOne) {
         follower.Start(BeatOf(rows));
         EXPECT_NEAR(follower.Positions().r, (bUpright ? kR : kR + 10) * kMsPerSample, 8) << upright;
         EXPECT_NEAR(follower.Positions().q, kQ * kMsPerSample, 1e-9);
+    }
+}
+
+TEST(TemplateFollower, MatchesBy280MsAroundR) {
+    const TemplateRows averaged = MakeTemplate(kFs, 1, kLength, kR);
+    for (const auto& [fromMs, bMatches] : {std::pair{80, false}, {160, true}}) {
+        TemplateRows heard = averaged;  // with a block of 40 ms
+        for (int i = 0; i < 20; ++i)
+            heard[0][static_cast<std::size_t>(kR + fromMs / kMsPerSample + i)] -= 800;
+        TemplateFollower follower(kFs, 1, 60);
+        EXPECT_EQ(Told(follower, BeatOf(averaged), heard.Rows()).has_value(), bMatches) << fromMs;
     }
 }
 

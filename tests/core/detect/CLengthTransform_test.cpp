@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
-#include <cstdint>
 #include <utility>
 
 #include "tests/support/Signals.h"

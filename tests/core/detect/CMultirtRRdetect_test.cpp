@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <new>
 #include <vector>
 
 #include "tests/support/Beats.h"
-#include "tests/support/Signals.h"
 
 struct Vote {
     std::size_t frame;

@@ -53,6 +53,9 @@ TEST(CrtRRdetect, KeepsEveryLimitToTheSampleAt500Hz) {
     // Once more renewed, from spans between 0 and 330; the last probe is the eleventh beat.
     Curve twice = renewed(30, 630, 41, 300);
     for (int beat = 0; beat < 4; ++beat) twice = twice + CurveOf({{0, 40}, {330, 1}, {0, 200}, {300, 1}});
+    Curve high = CurveOf({{0, 600}, {120000, 1}, {35000, 400}});  // a threshold of 40000, then five beats
+    for (int beat = 0; beat < 5; ++beat)
+        high = high + CurveOf({{120000, 1}, {35000, 40}, {95000, 1}, {35000, 57}});
     const Runs lost{{500, 1}, {60, 30}};  // after it, a relearn finds a threshold of 20
     const struct {
         const char* what;
@@ -94,11 +97,7 @@ TEST(CrtRRdetect, KeepsEveryLimitToTheSampleAt500Hz) {
         {"not blanked", learned({{0, 1502 + 249}, {300, 1}, {0, 751}}) + CurveOf(probed(100)), 1, 200},
         {"the minimum of a pass that fails stays",
          CurveOf({{2, 1001}, {30, 600}, {300, 1}, {30, 400}}) + CurveOf(probed(100)), 1, 200},
-        {"no minimum above 32767: 32767 + 87233 / 3",
-         CurveOf({{0, 600}, {120000, 1}, {35000, 400}}) +
-             CurveOf({{120000, 1}, {35000, 98}, {120000, 1}, {35000, 98}, {120000, 1}, {35000, 98}}) +
-             CurveOf({{120000, 1}, {35000, 98}, {120000, 1}, {35000, 98}, {61844, 1}}),
-         5, 99},
+        {"no minimum above 32767: 32767 + 62233 / 3", high + CurveOf({{53511, 1}}), 5, 99},
         {"a plateau of 1500 samples", learned({{500, 1}, {300, 1499}, {0, 1}, {110, 2}}), 1, 1501},
         {"a longer one wins over its end", learned({{500, 1}, {300, 1500}, {0, 1}, {110, 2}}), 1, 1},
     };

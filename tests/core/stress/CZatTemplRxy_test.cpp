@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -59,12 +58,7 @@ TEST(CZatTemplRxy, TakesTheZeroLevelFromFewerSamplesThanItDividesBy) {
     } cases[] = {{1000, ramp, 20, (270 + 280 + 290 + 300 + 310 + 320) / 6},
                  {500, ramp, 20, (290 + 300) / 3},
                  {360, ramp, 20, (290 + 300) / 2},
-                 {334, ramp, 20, (290 + 300) / 2},
-                 {333, ramp, 20, 0},
                  {250, ramp, 20, 0},
-                 {167, ramp, 20, 0},
-                 {166, ramp, 20, 0},
-                 {80, ramp, 20, 0},
                  {500, ramp, 0, 100 / 3},  // at the edge only what lies inside is summed
                  {500, constant(30000), 20, (60000 - 65536) / 3},  // the sum wraps before the division,
                  {1000, constant(32767), 20, -1},                  // -6 / 6

@@ -146,3 +146,48 @@ TEST(DoorLock, KeepsOtherThreadsOutAndIsOwnedByItsThread) {
     qzc_stress_unlock();
     EXPECT_EQ(qzc_stress_leads(), -1);
 }
+
+TEST(DoorLock, WhatIsReadUnderItBelongsTogether) {
+    constexpr short kFs = 200;
+    constexpr std::size_t kLength = 100, kShort = 60;
+    std::vector<short> beat(2 * kLength);
+    for (const std::size_t spike : {40U, 41U, 42U}) beat[spike] = beat[kLength + spike] = 900;
+    std::atomic<bool> reading = true;
+    std::atomic<int> seen = 0;
+    auto reader = std::async(std::launch::async, [&] {
+        std::vector<short> templ(2 * kLength), again(2 * kLength);
+        while (reading) {
+            if (!qzc_stress_lock()) continue;
+            const std::size_t samples = qzc_stress_get_templ(templ.data(), templ.size());
+            short r = 0, q = 0, j = 0, ms = 0;
+            const int length = qzc_stress_get_pos(&r, &q, &j, &ms);
+            std::this_thread::yield();
+            EXPECT_EQ(qzc_stress_get_templ(again.data(), again.size()), samples);
+            EXPECT_EQ(samples, static_cast<std::size_t>(2 * length));
+            EXPECT_EQ(templ, again);
+            // Both leads get the same signal, so that a template that is half renewed has unlike rows.
+            EXPECT_TRUE(std::equal(templ.begin(), templ.begin() + length, templ.begin() + length));
+            seen += length > 0;
+            qzc_stress_unlock();
+        }
+    });
+    int folds = 0;
+    const auto deadline = std::chrono::steady_clock::now() + 30s;
+    for (int round = 0; (round < 12 || seen < 100) && std::chrono::steady_clock::now() < deadline; ++round) {
+        ASSERT_TRUE(qzc_stress_create(kFs, 2, 1.0));
+        const std::size_t length = round % 2 == 0 ? kLength : kShort;
+        std::vector<short> rows(beat.begin(), beat.begin() + static_cast<std::ptrdiff_t>(length));
+        rows.insert(rows.end(), beat.begin(), beat.begin() + static_cast<std::ptrdiff_t>(length));
+        ASSERT_TRUE(qzc_stress_init_templ(rows.data(), 2, length, 38, 45, 20, nullptr));
+        for (std::size_t i = 0; i < 10 * length; ++i) {
+            const short sample = static_cast<short>(rows[i % length] + round % 50);
+            const short both[] = {sample, sample};
+            folds += qzc_stress_match(both, 2);
+        }
+    }
+    reading = false;
+    reader.get();
+    EXPECT_GE(seen, 100);
+    EXPECT_GT(folds, 50);
+    qzc_stress_destroy();
+}

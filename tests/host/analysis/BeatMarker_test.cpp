@@ -6,6 +6,7 @@
 #include "host/analysis/StressAnalysis.h"
 #include "host/results/Evaluate.h"
 #include "host/simulate/SimulatedTest.h"
+#include "tests/support/Beats.h"
 
 namespace {
 
@@ -29,6 +30,22 @@ TEST(BeatMarker, MarksTheTrueBeatsEctopicOnesIncludedAtTheirR) {
     EXPECT_GT(score.Sensitivity(), 0.98);
     EXPECT_GT(score.PositivePredictivity(), 0.99);
     EXPECT_NEAR(score.offsetMs, -12, 6) << "the steepest upstroke comes before the peak";
+}
+
+TEST(BeatMarker, TakesAMatchedBeatWithin150MsOfADetectionForTheSameBeat) {
+    SourceInfo info;
+    info.fs = 500;
+    info.leads = {"II"};
+    Recording recording = BeatTrain(500, 1).Beats(800, 12).Record();
+    for (const auto& [lateSeconds, more] : {std::pair{0.14, 0U}, {0.16, 1U}}) {
+        BeatMarker marker(info);
+        for (std::size_t i = 0; i < recording.Frames(); ++i)
+            marker.OnConditioned(recording.Frame(i), static_cast<double>(i) / 500);
+        const std::vector<Annotation> found = marker.Annotations(500);
+        ASSERT_GT(found.size(), 5U);
+        marker.OnBeat({static_cast<double>(found[3].sample) / 500 + lateSeconds, 75, {0}, {0}});
+        EXPECT_EQ(marker.Annotations(500).size(), found.size() + more) << lateSeconds;
+    }
 }
 
 }  // namespace

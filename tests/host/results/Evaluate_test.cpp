@@ -73,6 +73,16 @@ TEST(Evaluate, ComparesTheHeartRateWithTheLastFiveIntervalsWhereOnlyBeatsAreKnow
     EXPECT_THAT(text.str(), testing::HasSubstr("found 30 ms after"));
 }
 
+TEST(Evaluate, FollowsAChangeOfTheReferenceRateWithItsThirdInterval) {
+    for (const auto& [seconds, bpm] : {std::pair{5.1, 60.0}, {5.6, 120.0}}) {
+        StressResult result;
+        result.rates = {{seconds, 0}};
+        Truth reference;
+        reference.beatSeconds = {0, 1, 2, 3, 4, 4.5, 5, 5.5};
+        EXPECT_EQ(Evaluate(result, {}, reference, 0).accuracy.bpm.maximum, bpm) << seconds;
+    }
+}
+
 TEST(Evaluate, ComparesSTPerLeadWhereTheTruthKnowsItAndNotBeforeTheSkip) {
     const Truth reference{{},
                           {},

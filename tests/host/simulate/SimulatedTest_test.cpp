@@ -130,24 +130,15 @@ TEST(SimulatedTest, TellsTheTruthAboutItsCleanSignal) {
 
 TEST(SimulatedTest, RefusesOptionsOutsideTheirRangeAndReportsClipping) {
     using Options = SimulatedTestOptions;
-    const std::pair<double Options::*, double> ruins[] = {{&Options::uVpb, 0},
-                                                          {&Options::muscleUv, -1},
-                                                          {&Options::seconds, std::nan("")},
-                                                          {&Options::motionUv, -1},
-                                                          {&Options::stDepressionUv, 1001}};
-    for (const auto& [option, value] : ruins) {
-        Options ruined;
-        ruined.*option = value;
-        EXPECT_THROW(SimulatedTest{ruined}, std::invalid_argument);
-    }
-    std::vector<Options> lists(6);
-    lists[0].fs = 99;
-    lists[1].fs = 2001;
-    lists[2].leads = {"V7"};
-    lists[3].leads = {"I", "I"};
-    lists[4].leadOff = {{"v5", 0, 1, false}};
-    lists[5].leadOff = {{"V5", std::nan(""), 1, false}};
-    for (const Options& ruined : lists) EXPECT_THROW(SimulatedTest{ruined}, std::invalid_argument);
+    std::vector<Options> ruined(7);
+    ruined[0].fs = 99;
+    ruined[1].fs = 2001;
+    ruined[2].leads = {"I", "I"};
+    ruined[3].leadOff = {{"v5", 0, 1, false}};
+    ruined[4].seconds = std::nan("");
+    ruined[5].stDepressionUv = 1001;
+    ruined[6].muscleUv = -1;
+    for (const Options& options : ruined) EXPECT_THROW(SimulatedTest{options}, std::invalid_argument);
     Options options;
     options.seconds = 2;
     for (const int fs : {100, 2000}) {
