@@ -11,7 +11,6 @@
 #include "host/results/Summaries.h"
 #include "host/simulate/SimulatedTest.h"
 #include "host/simulate/TruthFile.h"
-#include "tests/support/Folder.h"
 
 namespace {
 
