@@ -13,11 +13,13 @@ namespace qz {
 
 /// ST is measured this long after J plus the post-J time: where the engine reads its J level.
 constexpr int kSTOffsetMs = 6;
+/// The post-J time, ms: the usual one, the earliest and the latest.
+constexpr int kUsualPostJms = 60, kEarliestPostJms = 10, kLatestPostJms = 200;
 /// Microvolts per unit of conditioned frames and of averaged beats.
 constexpr double kConditionedUvPerUnit = 1.0;
 
-/// After a lead was off or disturbed its ST is told again with the beat after so many: the engine folds about
-/// a tenth of each beat in, so that less than 1 % of what was folded in meanwhile is left.
+/// Beats after which a lead that was off or disturbed has ST again: the engine folds about a tenth of each
+/// beat in, so that less than 1 % of what was folded in meanwhile is left.
 constexpr int kBeatsToTrust = 50;
 
 /// How the signal is conditioned before anything is measured on it.
@@ -51,7 +53,7 @@ struct SessionOptions {
     double uVpb = 1;                 // microvolts per unit of the frames, the same for every lead
     std::vector<std::string> leads;  // lead names in frame order, 1 to 64; the session only counts them
     ConditioningOptions conditioning;
-    int postJms = 60;                 // ST is measured this long after J + 6 ms; 10 to 200 ms
+    int postJms = kUsualPostJms;      // ST is measured this long after J + 6 ms; 10 to 200 ms
     bool relearn = false;             // a new averaged beat where none has matched for half a minute
     std::optional<LearnedBeat> beat;  // the first averaged beat; empty: the session learns it from the signal
 };
@@ -90,7 +92,7 @@ struct LeadEvent {
     Kind kind = Kind::Off;
     std::size_t lead = 0;
     double seconds = 0;  // when that began; of Calm: when the disturbance was last seen
-    /// Of Off: what was told of this lead for beats after this time is void.
+    /// Kind Off only: ST values already given for beats of this lead after this time are void.
     double voidFromSeconds = std::numeric_limits<double>::infinity();
 };
 

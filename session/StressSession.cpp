@@ -19,7 +19,7 @@ namespace qz {
 
 namespace {
 
-// Learning is first tried on so much signal, then on so much more each time, up to the longest.
+// Learning is first tried on the first stretch, then on one a step longer each time, up to the longest.
 constexpr int kFirstStretchSeconds = 10;
 constexpr int kMoreSeconds = 5;
 constexpr int kLongestStretchSeconds = 60;
@@ -28,22 +28,20 @@ constexpr int kNoMatchSeconds = 30;           // without a matched beat, one is 
 constexpr int kFirstRelearnWaitSeconds = 10;  // from a failed attempt to the next, twice as long each time
 constexpr int kLongestRelearnWaitSeconds = 320;
 
-// Kept conditioned frames: the longest stretch, and those that come while a beat is learned from it.
+// Conditioned frames are kept for the longest stretch and for the time in which a beat is learned from it.
 constexpr int kKeptSeconds = kLongestStretchSeconds + 30;
-// Pieces of learning, and kept frames matched, with each new frame. Twice as many pieces with each second
+// Pieces of learning done, and kept frames matched, with each new frame. The pieces double with each second
 // that the learning takes, so that it ends long before its stretch is forgotten.
 constexpr int kPiecesPerFrame = 4;
 constexpr int kMostDoublings = 12;
 constexpr int kMatchesPerFrame = 16;
 
-// What happens to a lead so much later than an R, or so much before it, changes the beat: the ST segment is
-// part of it, and the filter that takes out mains and drift reaches far.
+// A disturbance this long after an R, or this long before it, changes the beat: the ST segment is part of it,
+// and the filter that removes mains and drift reaches far.
 constexpr double kReachAheadSeconds = 1.2;
 constexpr double kReachBackSeconds = 1.5;
 
 constexpr std::size_t kMostLeads = 64;
-constexpr int kEarliestPostJms = 10;
-constexpr int kLatestPostJms = 200;
 constexpr double kMsPerSecond = 1000.0;
 constexpr std::size_t kKeptRates = static_cast<std::size_t>(kKeptSeconds) * 5;  // at 300 beats/min
 constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
@@ -142,7 +140,7 @@ private:
     std::vector<short> m_raw;          // last frame of the input
     std::vector<short> m_conditioned;  // last conditioned frame
     long long m_framesIn = 0;
-    bool m_bEnded = false;  // there is no more input
+    bool m_hasEnded = false;  // Finish was called
 
     Phase m_phase = Phase::Gather;
     int m_stretchSeconds = kFirstStretchSeconds;  // to learn from next
@@ -156,9 +154,9 @@ private:
     long long m_relearnWait = 0;  // frames to the next attempt after one that fails
 
     BeatEvent m_beat;                    // the last one told
-    bool m_bBeatTold = false;            // m_beat is one that has been told
+    bool m_isBeatTold = false;           // m_beat is one that has been told
     std::vector<IntervalEvent> m_rates;  // the latest ones that are shown
-    std::vector<int> m_beatsToTrust;     // per lead: beats until its ST is told again
+    std::vector<int> m_beatsToTrust;     // per lead: beats until it has ST again
 };
 
 StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observer)
@@ -183,7 +181,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
 }
 
 void StressSession::Impl::TakeFrame(const short* frame) {
-    if (m_bEnded) return;
+    if (m_hasEnded) return;
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
     m_watch.Take(m_raw.data());
@@ -192,9 +190,9 @@ void StressSession::Impl::TakeFrame(const short* frame) {
 
 // The last frame is repeated until the filters have given out everything.
 void StressSession::Impl::Finish() {
-    if (m_bEnded) return;
+    if (m_hasEnded) return;
     for (int i = 0; m_framesIn > 0 && i < m_conditioner.DelaySamples(); ++i) TakeConditioned();
-    m_bEnded = true;
+    m_hasEnded = true;
     if (m_phase == Phase::Gather) Gather();
     if (m_phase == Phase::Learn || m_phase == Phase::Relearn) Learn(std::numeric_limits<long long>::max());
     MatchKept(std::numeric_limits<long long>::max());
@@ -215,12 +213,12 @@ void StressSession::Impl::TakeConditioned() {
     Advance();
 }
 
-// That a lead is off is known two seconds late: what was told of it since is void.
+// A lead is known to be off two seconds late: its ST values given since then are void.
 void StressSession::Impl::TellLeads() {
     for (LeadEvent event : m_watch.Events()) {
         if (event.kind == LeadEvent::Kind::Off) {
             event.voidFromSeconds = event.seconds - kReachAheadSeconds;
-            if (m_bBeatTold && m_beat.seconds >= event.voidFromSeconds)
+            if (m_isBeatTold && m_beat.seconds >= event.voidFromSeconds)
                 m_beatsToTrust[event.lead] = kBeatsToTrust;
         }
         m_observer.OnLead(event);
@@ -256,7 +254,7 @@ void StressSession::Impl::Advance() {
 void StressSession::Impl::Gather() {
     if (m_options.beat) return Follow(*m_options.beat, m_nextMatch, false);
     const long long enough = m_nextMatch + FramesOf(m_stretchSeconds);
-    if (m_kept.End() >= enough || m_bEnded)
+    if (m_kept.End() >= enough || m_hasEnded)
         BeginLearning(Phase::Learn, m_nextMatch, std::max(m_nextMatch, std::min(enough, m_kept.End())));
 }
 
@@ -283,11 +281,11 @@ void StressSession::Impl::Learn(long long pieces) {
 
 void StressSession::Impl::EndLearning() {
     if (m_learner.Result()) m_learned = m_learner.Result();
-    const bool bLast = m_bEnded || m_stretchSeconds + kMoreSeconds > kLongestStretchSeconds;
-    if (m_learned && (m_learned->confident || bLast)) return Follow(*m_learned, m_nextMatch, false);
+    const bool isLast = m_hasEnded || m_stretchSeconds + kMoreSeconds > kLongestStretchSeconds;
+    if (m_learned && (m_learned->confident || isLast)) return Follow(*m_learned, m_nextMatch, false);
     m_phase = Phase::Gather;
     m_stretchSeconds += kMoreSeconds;
-    if (!bLast) return;
+    if (!isLast) return;
     m_phase = Phase::Give;
     m_observer.OnNotLearned("not enough beats to learn from: the first " +
                             std::to_string((m_stretchEnd - m_nextMatch) / m_fs) + " s have fewer than " +
@@ -310,7 +308,7 @@ void StressSession::Impl::EndRelearning() {
     m_relearnWait = std::min(2 * m_relearnWait, FramesOf(kLongestRelearnWaitSeconds));
 }
 
-// From here on frames are matched with this beat, those kept from frame `from` on first.
+// Matches frames with this beat from now on, first the kept ones from frame `from` on.
 void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool again) {
     if (!m_follower.Reaches(beat)) {
         m_phase = Phase::Give;
@@ -336,7 +334,7 @@ void StressSession::Impl::Match(long long index) {
     if (!m_follower.Match(m_kept.Frame(index), m_beat)) return;
     m_beat.seconds = Seconds(index - m_follower.SamplesSinceR());
     m_beat.bpm = RateAt(m_beat.seconds);
-    m_bBeatTold = true;
+    m_isBeatTold = true;
     LeaveOutBadLeads();
     m_foundSinceMatch = 0;
     m_relearnDue = index + FramesOf(kNoMatchSeconds);

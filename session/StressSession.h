@@ -27,8 +27,8 @@
 
 namespace qz {
 
-/// Is told of everything as it happens, within Push and Finish; each kind in order of time. What it is handed
-/// is valid for the call. It must not throw, nor call the session but for its const functions.
+/// Receives events within Push and Finish, those of one kind in order of time. Arguments are valid for the
+/// call. It must not throw, nor call the session but for its const functions.
 class QZ_API SessionObserver {
 public:
     virtual ~SessionObserver();

@@ -13,7 +13,7 @@ static void TakeEvents(OCqzSession *session) {
     for (OCqzSessionEvent *event = [session nextEvent]; event != nil; event = [session nextEvent]) {
         if ([event kind] == OCqzEventInterval && [event bpm] > 0) g_latestBpm = [event bpm];
         if ([event kind] != OCqzEventBeat || ++g_beats % kLinesEvery != 0) continue;
-        printf("%.0f %.9g %.9g", [event seconds] * kFs, [event bpm], g_latestBpm);
+        printf("%.0f %.9g %.9g", [event seconds] * (int)kFs, [event bpm], g_latestBpm);
         for (NSUInteger lead = 0; lead < kLeads; ++lead)
             printf(" %.9g", (double)[[[event level] objectAtIndex:lead] floatValue]);
         for (NSUInteger lead = 0; lead < kLeads; ++lead)

@@ -17,11 +17,12 @@ void BeatMarker::OnConditioned(const short* uV, double seconds) {
     const int rr = m_detector.QRSdetect(uV);
     if (rr == 0) return;
     // The beat with this RR was found when the detector last answered, unless a group without a majority came
-    // between: then it came one RR after the beat before it. A place reckoned so is not built upon again.
+    // between: then it came one RR after the beat before it. The next beat is not reckoned from a reckoned
+    // one.
     double found = m_lastAnswer;
     const double expected = m_found.empty() ? found : m_found.back() + static_cast<double>(rr) / m_fs;
-    m_bReckoned = !m_bReckoned && found < expected - kSameRRSeconds && expected < seconds;
-    if (m_bReckoned) found = expected;
+    m_isReckoned = !m_isReckoned && found < expected - kSameRRSeconds && expected < seconds;
+    if (m_isReckoned) found = expected;
     if (found >= 0) m_found.push_back(found);
     m_lastAnswer = seconds;
 }
@@ -32,9 +33,9 @@ std::vector<Annotation> BeatMarker::Annotations(double perSecond) const {
     std::vector<double> beats = m_matched;
     for (const double found : m_found) {
         const auto after = std::lower_bound(m_matched.begin(), m_matched.end(), found);
-        const bool bMatched = (after != m_matched.end() && *after - found < kSameBeatSeconds) ||
-                              (after != m_matched.begin() && found - *(after - 1) < kSameBeatSeconds);
-        if (!bMatched) beats.push_back(found);
+        const bool isMatched = (after != m_matched.end() && *after - found < kSameBeatSeconds) ||
+                               (after != m_matched.begin() && found - *(after - 1) < kSameBeatSeconds);
+        if (!isMatched) beats.push_back(found);
     }
     std::sort(beats.begin(), beats.end());
     std::vector<Annotation> annotations;

@@ -9,24 +9,25 @@
 #include <vector>
 
 #include "core/detect/CMultirtRRdetect.h"
-#include "host/analysis/StressAnalysis.h"
+#include "host/analysis/AnalysisObserver.h"
 #include "host/record/Annotations.h"
+#include "host/record/FrameSource.h"
 
 class BeatMarker : public AnalysisObserver {
 public:
-    /// For a source with these facts.
+    /// `info` holds the facts of the source.
     explicit BeatMarker(const SourceInfo& info);
     void OnConditioned(const short* uV, double seconds) override;
     void OnBeat(const STReading& beat) override;
 
-    /// The beats so far as normal beats, counted in so many steps a second; complete after the run.
+    /// The beats so far, all marked normal, at `perSecond` steps per second; complete after the run.
     std::vector<Annotation> Annotations(double perSecond) const;
 
 private:
     int m_fs;
     CMultirtRRdetect m_detector;
     double m_lastAnswer = -1;       // when the detector last answered, seconds; below 0: never
-    bool m_bReckoned = false;       // the latest of m_found is
+    bool m_isReckoned = false;      // the latest of m_found is reckoned, not detected
     std::vector<double> m_found;    // beats by the detectors, seconds
     std::vector<double> m_matched;  // R of the beats that the engine matched, seconds
 };

@@ -1,5 +1,8 @@
 #include "host/analysis/Exporter.h"
 
+#include "host/record/CreateRecord.h"
+#include "session/SessionTypes.h"
+
 namespace {
 
 constexpr int kDoublerHistory = 3;  // frames
@@ -23,7 +26,7 @@ void Exporter::OnConditioned(const short* uV, double /*seconds*/) {
         return;
     }
     m_last.assign(uV, uV + m_last.size());
-    // Filled with the first frame, the doubler sees no step from zero.
+    // The first frame fills the doubler's history, so that it sees no step from zero.
     const int steps = m_framesIn == 0 ? kDoublerHistory : 1;
     for (int i = 0; i < steps; ++i) m_doubler->GetDoubleSampleRateData(m_last.data());
     if (m_framesIn > 0) WriteDoubled();

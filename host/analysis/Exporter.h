@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "core/filters/CMultiChannelDoubleSampleRate.h"
-#include "host/analysis/StressAnalysis.h"
+#include "host/analysis/AnalysisObserver.h"
 #include "host/record/FrameSink.h"
+#include "host/record/FrameSource.h"
 
 class Exporter : public AnalysisObserver {
 public:

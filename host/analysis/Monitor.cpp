@@ -10,10 +10,10 @@
 namespace {
 
 constexpr std::chrono::milliseconds kRedraw{250};
-constexpr std::chrono::milliseconds kShortestWait{5};  // shorter waits are gathered
+constexpr std::chrono::milliseconds kShortestWait{5};  // shorter waits add up until they are this long
 constexpr double kSecondsPerLine = 10;
-constexpr int kBarHalf = 20;    // characters for
-constexpr double kBarUv = 400;  // this much elevation or depression
+constexpr int kBarHalf = 20;    // characters of a full bar to either side
+constexpr double kBarUv = 400;  // elevation or depression of a full bar
 
 std::string Padded(std::string text, std::size_t width, bool right) {
     const std::size_t count = CountCharacters(text);
@@ -21,7 +21,7 @@ std::string Padded(std::string text, std::size_t width, bool right) {
     return text.insert(right ? 0 : text.size(), width - count, ' ');
 }
 
-// Depression to the left, elevation to the right.
+// A bar from the middle: depression to the left, elevation to the right.
 std::string Bar(double levelUv) {
     std::string bar(2 * kBarHalf + 1, ' ');
     const int length = static_cast<int>(
@@ -37,7 +37,7 @@ Monitor::Monitor(std::ostream& out, const SourceInfo& info, double speed, bool i
     : m_out(out),
       m_info(info),
       m_speed(speed),
-      m_bTerminal(isTerminal),
+      m_isTerminal(isTerminal),
       m_start(std::chrono::steady_clock::now()),
       m_bpm(std::numeric_limits<double>::quiet_NaN()),
       m_off(info.leads.size()) {}
@@ -81,7 +81,7 @@ std::vector<std::string> Monitor::Block() const {
 }
 
 void Monitor::Draw() {
-    if (m_bTerminal) {
+    if (m_isTerminal) {
         const auto now = std::chrono::steady_clock::now();
         if (now - m_drawn < kRedraw) return;
         m_drawn = now;

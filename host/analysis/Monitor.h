@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/analysis/StressAnalysis.h"
+#include "host/analysis/AnalysisObserver.h"
+#include "host/record/FrameSource.h"
 
 class Monitor : public AnalysisObserver {
 public:
@@ -19,7 +20,7 @@ public:
     void OnRate(const RateReading& rate) override;
     void OnBeat(const STReading& beat) override;
 
-    /// Ends an analysis that nobody listens to any more, as where a pipe is closed.
+    /// True if the output is closed: ends an analysis that nobody reads any more.
     bool Stop() override { return !m_out; }
 
     /// The block, one line each: time and heart rate, a bar per lead, the last event.
@@ -31,7 +32,7 @@ private:
     std::ostream& m_out;
     SourceInfo m_info;
     double m_speed;
-    bool m_bTerminal;
+    bool m_isTerminal;
     std::chrono::steady_clock::time_point m_start, m_drawn{};
     long long m_frames = 0;
     double m_bpm;

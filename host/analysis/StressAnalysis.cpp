@@ -5,12 +5,12 @@
 #include <limits>
 #include <utility>
 
+#include "host/results/Summaries.h"
 #include "host/support/HostError.h"
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
-
-constexpr double kMsPerSecond = 1000.0;
 
 qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& options) {
     qz::SessionOptions session;
@@ -141,7 +141,7 @@ void StressAnalysis::KeepFarthest(const STReading& reading) {
     }
 }
 
-// A beat learned later may be of another length: it is put where its J is that of the first.
+// A beat learned later may have another length: it is shifted so that its J falls on the J of the first.
 std::vector<std::vector<float>> StressAnalysis::BeatsAtFirstPositions() const {
     std::vector<std::vector<float>> beats = m_session.Template();
     const long shift = std::lround((m_session.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
@@ -172,8 +172,8 @@ void StressAnalysis::Finish() {
     m_result.seconds = static_cast<double>(m_session.Frames()) / m_fs;
     m_result.strips = m_strips.Finish();
     m_result.latestBeatUv = BeatsAtFirstPositions();
-    // Of readings that were taken back, and of a larger change within the first half minute, there is no
-    // beat.
+    // Drops the kept beat if its reading was withdrawn, or if the largest change lies in the first half
+    // minute.
     const std::vector<LeadSummary> leads = SummarizeLeads(m_result);
     for (std::size_t lead = 0; lead < leads.size(); ++lead)
         if (m_result.farthest[lead].seconds != leads[lead].seconds) m_result.farthest[lead] = {};

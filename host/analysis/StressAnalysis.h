@@ -9,35 +9,18 @@
 #include <string>
 #include <vector>
 
+#include "host/analysis/AnalysisObserver.h"
 #include "host/analysis/StripRecorder.h"
 #include "host/record/FrameSource.h"
-#include "host/results/Trends.h"
+#include "host/results/StressResult.h"
 #include "session/StressSession.h"
 
 struct StressOptions {
     qz::ConditioningOptions conditioner;
-    int postJms = 60;                   // ST is measured this long after J + 6 ms
-    bool relearn = false;               // a new averaged beat where none has matched for long
+    int postJms = qz::kUsualPostJms;    // ST is measured this long after J + 6 ms
+    bool relearn = false;               // learns a new averaged beat if none has matched for half a minute
     const LearnedBeat* beat = nullptr;  // the first averaged beat; null learns it from the source
-    std::vector<double> stripSeconds;   // where strips begin
-};
-
-/// Is told of everything as it happens, for displays and exports. Every call is made within Run, for each
-/// kind in order of time. Heart rates come from some seconds after the start on, beats from the end of the
-/// learning stretch, with those before all at once.
-class AnalysisObserver {
-public:
-    virtual ~AnalysisObserver() = default;
-    /// A frame of the source has been read, in its units.
-    virtual void OnFrame(const short* /*frame*/) {}
-    /// A conditioned frame in microvolts, and the time of the source that it shows, from 0 on.
-    virtual void OnConditioned(const short* /*uV*/, double /*seconds*/) {}
-    /// A lead went off at this time, or came back: two seconds after the one, at once after the other.
-    virtual void OnLead(std::size_t /*lead*/, bool /*isOff*/, double /*seconds*/) {}
-    virtual void OnRate(const RateReading& /*rate*/) {}
-    virtual void OnBeat(const STReading& /*beat*/) {}
-    /// Asked once a frame: true ends the analysis as though the source ended here.
-    virtual bool Stop() { return false; }
+    std::vector<double> stripSeconds;   // starts of the strips
 };
 
 class StressAnalysis : private qz::SessionObserver {
@@ -47,7 +30,7 @@ public:
     StressAnalysis(FrameSource& source, const StressOptions& options,
                    std::vector<AnalysisObserver*> observers = {});
 
-    /// Reads the source to its end; once per object. Throws HostError where no beat can be learned.
+    /// Reads the source to its end; called once. Throws HostError if no beat can be learned.
     StressResult Run();
 
 private:

@@ -6,21 +6,23 @@
 #include <vector>
 
 #include "host/record/FrameSource.h"
-#include "host/results/Trends.h"
+#include "host/results/StressResult.h"
 
 class StripRecorder {
 public:
     static constexpr double kStripSeconds = 2.5;  // the width of a strip on paper
 
-    /// `starts` in seconds from the first frame; what lies beyond the end of the recording is left out.
+    /// `starts` in seconds from the first frame; strips that begin after the end of the recording are left
+    /// out.
     StripRecorder(const SourceInfo& info, std::vector<double> starts);
-    /// The next frame of the source, in its units.
+    /// Takes the next frame of the source, in its units.
     void TakeRaw(const short* frame);
-    /// The conditioned frame, in microvolts, that shows frame `shown` of the source. In order, from 0 on.
+    /// Takes the conditioned frame, in microvolts, that shows frame `shown` of the source; in order, from 0
+    /// on.
     void TakeClean(const short* uV, long long shown);
 
-    /// Those that have begun, in order of time; once, after the last frame. A strip that the end of the
-    /// recording cuts is shorter.
+    /// The strips that have begun, in order of time; called once, after the last frame. A strip that the end
+    /// of the recording cuts is shorter.
     std::vector<Strip> Finish();
 
 private:

@@ -24,6 +24,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/cli/ExitCodes.h"
 #include "host/results/ResultFiles.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
@@ -39,7 +40,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Time = std::chrono::steady_clock::time_point;
 
-constexpr int kExitInterrupted = 130;  // of an analysis
 constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};
 constexpr const char* kTableHeading =
     "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
@@ -53,7 +53,7 @@ struct Task {
     std::string row;  // of the table; empty while there is no whole result
 };
 
-// Prints its lines at the end of the batch, also where that is an exception.
+// Prints its lines at the end of the batch, even if an exception ends it.
 struct Failures {
     Failures() = default;
     ~Failures() {
@@ -65,7 +65,7 @@ struct Failures {
     std::vector<std::string> lines;
 };
 
-// Empty where the file cannot be read; cut where it is longer than a path and what is wrong with it.
+// The first line of a file, cut to 8 kB; empty if the file cannot be read.
 std::string FirstLine(const fs::path& path) {
     constexpr std::size_t kLongest = 8192;
     std::string line(kLongest, '\0');
@@ -99,7 +99,7 @@ std::vector<std::string> ReadList(const std::string& path) {
     return records;
 }
 
-// Results lie in the output folder as the records lie in theirs.
+// The result of a record: it lies in the output folder as the record lies in `root`.
 fs::path ResultPath(const fs::path& outFolder, const std::string& record, const fs::path& root) {
     fs::path path = outFolder;
     for (const fs::path& part : fs::path(record).lexically_proximate(root).relative_path())
@@ -119,7 +119,7 @@ pid_t Start(const std::string& program, const Task& task, const std::vector<std:
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    // A file of its own: what a link in its place leads to is not written to.
+    // Creates a new file: a link in its place must not lead the log elsewhere.
     fs::remove(task.notes);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, task.notes.c_str(),
                                      O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
@@ -160,7 +160,8 @@ std::string TableRow(const std::string& record, const Json& result) {
     return out.str();
 }
 
-// The trends fill most of a result, and the table needs nothing of them: they are checked but not kept.
+// False for the trends, which fill most of a result and which the table does not need: they are checked but
+// not kept.
 bool IsKept(int depth, Json::parse_event_t event, const Json& parsed) {
     return depth != 1 || event != Json::parse_event_t::key || (parsed != "heart_rate" && parsed != "st");
 }
@@ -191,10 +192,10 @@ ResultState ReadResult(Task& task) {
 struct Running {
     Task* task = nullptr;
     Time started{};
-    int signalsSent = 0;  // because it takes too long
+    int signalsSent = 0;  // signals sent because it takes too long
 };
 
-// What went wrong with a task that has no whole result.
+// Message about a task that has no whole result.
 std::string Problem(const Running& running, int status, double timeoutSeconds) {
     const Task& task = *running.task;
     if (running.signalsSent > 0)
@@ -205,8 +206,8 @@ std::string Problem(const Running& running, int status, double timeoutSeconds) {
     return said.empty() ? task.record + ": exit code " + std::to_string(WEXITSTATUS(status)) : said;
 }
 
-// A process that ended, with its status; none where none did so within a moment. Throws HostError where there
-// is none to wait for.
+// A process that has ended, and its status; nothing if none ends within 10 ms. Throws HostError if there is
+// no process to wait for.
 std::optional<pid_t> WaitForProcess(int& status) {
     constexpr std::chrono::milliseconds kMoment{10};
     const pid_t child = waitpid(-1, &status, WNOHANG);
@@ -216,7 +217,7 @@ std::optional<pid_t> WaitForProcess(int& status) {
     return std::nullopt;
 }
 
-// Asks processes that take too long to end, and later ends those that do not.
+// Sends SIGTERM to processes that take too long, and SIGKILL 10 s later to those that go on.
 void GiveUpLateOnes(std::map<pid_t, Running>& running, double timeoutSeconds) {
     constexpr double kGraceSeconds = 10;
     if (timeoutSeconds <= 0) return;
@@ -227,7 +228,7 @@ void GiveUpLateOnes(std::map<pid_t, Running>& running, double timeoutSeconds) {
     }
 }
 
-// Analyses the open tasks and fills their rows. `total` counts those that were done before too.
+// Analyses the open tasks and fills their rows. `total` includes the tasks that were done before.
 void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::size_t total,
               std::vector<std::string>& failed) {
     const std::string program = fs::read_symlink("/proc/self/exe").string();
@@ -236,7 +237,7 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
     ProgressBar bar("batch", static_cast<double>(total), !options.quiet);
     std::map<pid_t, Running> running;
     std::size_t next = 0, done = total - open.size();
-    bool isPassedOn = false;  // the interrupt, to the running processes
+    bool isPassedOn = false;  // the running processes have been told of the interrupt
     while (!running.empty() || (next < open.size() && !Interrupt::IsAsked())) {
         while (next < open.size() && running.size() < jobs && !Interrupt::IsAsked()) {
             Task& task = *open[next++];
@@ -292,7 +293,7 @@ std::vector<Task> MakeTasks(const std::vector<std::string>& records, const fs::p
     return tasks;
 }
 
-// The segments that a WFDB header names, so that they are not taken for records.
+// Adds the segments that a WFDB header names, which are not records themselves.
 void AddSegments(const fs::path& header, std::set<fs::path>& segments) {
     std::istringstream file;
     try {
@@ -311,7 +312,7 @@ void AddSegments(const fs::path& header, std::set<fs::path>& segments) {
     }
 }
 
-// The batch, up to its table; how many records failed.
+// Runs the batch and writes its table. Returns how many records failed.
 int RunRecords(const BatchOptions& options) {
     const bool isFolder = fs::is_directory(options.input);
     const fs::path table = fs::path(options.outFolder) / "results.csv";

@@ -1,9 +1,9 @@
 // Batch: many records, one process per core, one result file per record and one table of all.
 //
-// Every record is analysed by a process of its own (`qzstress analyze RECORD --json ...`), so that a record
-// that brings one down does not bring the others down. A record whose result is there already is not analysed
+// Every record is analysed by its own process (`qzstress analyze RECORD --json ...`), so that a record that
+// brings its process down does not harm the others. A record whose result is there already is not analysed
 // again: a batch that was stopped goes on where it was. A result that was interrupted does not count as one.
-// A file in the place of a result that is none is left alone, and the record counts as failed.
+// A foreign file in the place of a result is left alone, and the record counts as failed.
 //
 // A process that takes longer than it may is asked to end (SIGTERM), and ten seconds later ended (SIGKILL);
 // its record counts as failed. An interrupt ends the running analyses and starts no more; the table of what
@@ -15,16 +15,16 @@
 
 struct BatchOptions {
     std::string input;             // a folder with records, or a list: one path a line, '#' comments
-    std::string outFolder;         // for NAME.json of every record, and for results.csv
+    std::string outFolder;         // receives NAME.json of every record, and results.csv
     int jobs = 0;                  // processes at once; 0 is one per core
-    double timeoutSeconds = 3600;  // that a record may take; 0: any time
+    double timeoutSeconds = 3600;  // longest time for a record; 0: no limit
     bool quiet = false;            // no progress bar
     std::vector<std::string> analyzeArguments;  // handed on to every `analyze`
 };
 
 /// Prints failed records, one line each, however the batch ends. Returns how many there were. Throws
 /// HostError where the batch itself cannot be done.
-int RunBatch(const BatchOptions& options);
+[[nodiscard]] int RunBatch(const BatchOptions& options);
 
 /// The records of a folder and of those in it, sorted: WFDB headers that are no segment of another record,
 /// EDF, BDF and CSV files.

@@ -10,24 +10,25 @@
 #include <optional>
 #include <utility>
 
+#include "host/analysis/AnalysisProgress.h"
 #include "host/analysis/BeatMarker.h"
 #include "host/analysis/Exporter.h"
 #include "host/analysis/Monitor.h"
-#include "host/report/Report.h"
+#include "host/record/OpenRecord.h"
 #include "host/report/ReportDrawing.h"
+#include "host/report/TextReport.h"
 #include "host/results/Evaluate.h"
 #include "host/results/ResultFiles.h"
-#include "host/results/Truth.h"
 #include "host/simulate/SimulatedTest.h"
+#include "host/simulate/TruthFile.h"
 #include "host/support/HostError.h"
 #include "host/support/Interrupt.h"
 #include "host/support/PendingFile.h"
-#include "host/support/Progress.h"
 #include "host/support/Text.h"
 
 namespace {
 
-constexpr double kTemplateSeconds = 60;  // of another record are looked at for its beat
+constexpr double kTemplateSeconds = 60;  // stretch of another record in which its beat is learned
 constexpr double kStripMarginSeconds = 5;
 
 // Ends the analysis when the user asks for it.
@@ -53,8 +54,8 @@ private:
     long long m_framesLeft;
 };
 
-// The files of an analysis. All are opened before it begins, so that a name that cannot be written is told at
-// once, and get their names together, when all of them are complete.
+// The files of an analysis. All are opened before the analysis begins, so that a name that cannot be written
+// is an error at once; all get their names together, when all are complete.
 class Outputs {
 public:
     Outputs(const AnalyzeOptions& options, const SourceInfo& info) : m_options(options) {
@@ -95,7 +96,7 @@ private:
     std::optional<PendingFile> m_annotations, m_csv, m_report, m_json;
 };
 
-// From the leads of the same names.
+// Learns the averaged beat from the beginning of another source, which has the same leads.
 StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options) {
     const SourceInfo& info = source.Info();
     if (info.fs != fs)
@@ -108,8 +109,8 @@ StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options
     return StressAnalysis(beginning, learning, {&interrupt}).Run();
 }
 
-// At the start, the middle and the end of the work, and the end of a recording whose length is known; without
-// stages that tell of work, at a third and two thirds.
+// Where strips begin if the user names no times: at the start, the middle and the end of the work, and at the
+// end of the recording; without known work at a third and two thirds. Only 0 if the length is not known.
 std::vector<double> DefaultStrips(const SourceInfo& info, const std::vector<Stage>& stages) {
     const double seconds = static_cast<double>(info.frames) / info.fs;
     if (seconds < 4 * kStripMarginSeconds) return {0};
@@ -124,12 +125,6 @@ std::vector<double> DefaultStrips(const SourceInfo& info, const std::vector<Stag
 void PrintWarnings(const StressResult& result) {
     for (const std::string& warning : result.warnings)
         std::cerr << "qzstress: " << OneLine(result.source.name + ": " + warning) << "\n";
-}
-
-Truth TruthOf(const SimulatedTest& test, int postJms) {
-    return {[&test](double seconds) { return test.TrueHeartRate(seconds); },
-            [&test, postJms](int lead, double seconds) { return test.TrueSTuV(lead, seconds, postJms); },
-            [&test, postJms](int lead, double seconds) { return test.TrueSTslope(lead, seconds, postJms); }};
 }
 
 }  // namespace
@@ -158,14 +153,14 @@ bool Analyze(AnalyzeOptions options) {
 
     InterruptWatch interrupt;
     Outputs outputs(options, info);
-    PendingFile::Spare(source->Files());
-    PendingFile::Spare({options.stagesFile});
+    PendingFile::RefuseOverwriting(source->Files());
+    PendingFile::RefuseOverwriting({options.stagesFile});
     std::optional<LearnedBeat> beat;
     if (!options.templateFrom.empty()) {
         RecordOptions reading = options.reading;
         reading.leads = info.leads;
         const std::unique_ptr<FrameSource> other = OpenRecord(options.templateFrom, reading);
-        PendingFile::Spare(other->Files());
+        PendingFile::RefuseOverwriting(other->Files());
         StressResult learned = LearnFrom(*other, info.fs, options.analysis);
         for (const std::string& warning : learned.warnings)
             warnings.push_back(learned.source.name + ": " + warning);
@@ -216,34 +211,32 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
 void RunEvaluate(const EvaluateOptions& options) {
     const std::unique_ptr<FrameSource> source = OpenRecord(options.record, options.reading);
     const SourceInfo& info = source->Info();
-    Reference reference;
-    std::optional<RecordedTruth> truth;
+    Truth truth;
+    std::optional<RecordedTruth> recorded;
     if (std::filesystem::path(options.reference).extension() == ".json") {
-        truth = ReadTruth(options.reference);
-        if (truth->postJms != options.analysis.postJms)
-            throw HostError(options.reference, "holds ST " + std::to_string(truth->postJms) +
+        recorded = ReadTruth(options.reference);
+        if (recorded->postJms != options.analysis.postJms)
+            throw HostError(options.reference, "holds ST " + std::to_string(recorded->postJms) +
                                                    " ms after J + 6 ms; --post-j " +
-                                                   std::to_string(truth->postJms) + " is expected");
-        reference = truth->ReferenceFor(info);
+                                                   std::to_string(recorded->postJms) + " is expected");
+        truth = recorded->For(info);
     } else {
         const std::vector<Annotation> marks = ReadAnnotations(options.reference);
-        reference = ReferenceFrom(marks, StepsPerSecond(marks, info.AnnotationHz()));
-        if (reference.beatSeconds.empty())
-            throw HostError(options.reference, "holds no beats to compare with");
+        truth = TruthFrom(marks, StepsPerSecond(marks, info.AnnotationHz()));
+        if (truth.beatSeconds.empty()) throw HostError(options.reference, "holds no beats to compare with");
     }
     InterruptWatch interrupt;
     std::optional<PendingFile> json;
     if (!options.json.empty()) json.emplace(options.json);
-    PendingFile::Spare(source->Files());
-    PendingFile::Spare({options.reference});
+    PendingFile::RefuseOverwriting(source->Files());
+    PendingFile::RefuseOverwriting({options.reference});
     AnalysisProgress progress(info, !options.quiet);
     BeatMarker marker(info);
     const StressResult result =
         StressAnalysis(*source, options.analysis, {&interrupt, &progress, &marker}).Run();
     if (result.interrupted) throw HostError(options.record, "interrupted; nothing is scored");
     PrintWarnings(result);
-    const Evaluation evaluation =
-        Evaluate(result, marker.Annotations(info.fs), reference, options.skipSeconds);
+    const Evaluation evaluation = Evaluate(result, marker.Annotations(info.fs), truth, options.skipSeconds);
     if (json) {
         WriteEvaluationJson(*json, evaluation);
         json->Commit();

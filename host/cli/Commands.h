@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "host/analysis/StressAnalysis.h"
-#include "host/record/OpenRecord.h"
+#include "host/record/RecordOptions.h"
 #include "host/results/Exercise.h"
 
 struct AnalyzeOptions {
@@ -13,9 +13,9 @@ struct AnalyzeOptions {
     RecordOptions reading;
     StressOptions analysis;
     ExerciseOptions exercise;
-    std::string stagesFile;           // that `exercise` has its stages from; empty for none
+    std::string stagesFile;           // file from which `exercise` has its stages; empty for none
     std::string protocol;             // named stages instead of those in `exercise`; empty for none
-    double exerciseStartSeconds = 0;  // of the protocol
+    double exerciseStartSeconds = 0;  // start of the protocol
     std::string templateFrom;  // record to learn the first averaged beat from; empty: the record itself
     std::string csv, json, annotations, exported, report;  // paths of results; empty: not written
     double csvEverySeconds = 0;                            // 0: a row per beat
@@ -23,11 +23,11 @@ struct AnalyzeOptions {
     double realtime = 0;                                   // speed; 0: as fast as it goes
     bool quiet = false;                                    // no report on stdout, no progress bar
 };
-/// The report goes to stdout, warnings to stderr. False where it was interrupted: the results are then those
-/// up to there. Throws HostError, and none of the files is written then.
-bool Analyze(AnalyzeOptions options);
+/// Analyses a record: the report goes to stdout, warnings to stderr. False if it was interrupted, with
+/// results up to there. Throws HostError, and then writes none of the files.
+[[nodiscard]] bool Analyze(AnalyzeOptions options);
 
-/// What the file holds, to stdout.
+/// Prints what a recording holds to stdout.
 void PrintInfo(const std::string& record, const RecordOptions& reading);
 
 struct EvaluateOptions {
@@ -35,7 +35,7 @@ struct EvaluateOptions {
     RecordOptions reading;
     StressOptions analysis;
     std::string reference;   // annotation file, or the truth of a simulated test (.json)
-    double skipSeconds = 0;  // not counted at the start; EC57 leaves out 300
+    double skipSeconds = 0;  // stretch at the start that does not count; EC57 leaves out 300 s
     std::string json;
     bool quiet = false;
 };

@@ -1,7 +1,4 @@
-// qzstress: analyses recorded or simulated exercise tests.
-//
-// Exit codes: 0 done; 1 a recording cannot be analysed, one line on stderr naming it; 2 wrong usage; 3 some
-// records of a batch failed, the others are done; 130 interrupted, with results up to there.
+// qzstress: analyses recorded or simulated exercise tests. Exit codes: 0, or one of ExitCodes.h.
 
 #include <CLI/CLI.hpp>
 #include <cmath>
@@ -16,16 +13,12 @@
 
 #include "host/cli/Batch.h"
 #include "host/cli/Commands.h"
+#include "host/cli/ExitCodes.h"
 #include "host/simulate/Simulate.h"
 #include "host/support/HostError.h"
 #include "host/support/Interrupt.h"
 
 namespace {
-
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
-constexpr int kExitSomeFailed = 3;
-constexpr int kExitInterrupted = 130;
 
 const std::map<std::string, SimulatedProtocol> kSimulatedProtocols{{"steps", SimulatedProtocol::Steps},
                                                                    {"bruce", SimulatedProtocol::Bruce},
@@ -33,24 +26,24 @@ const std::map<std::string, SimulatedProtocol> kSimulatedProtocols{{"steps", Sim
                                                                    {"ramp", SimulatedProtocol::Ramp}};
 constexpr double kSlowest = 0.01, kFastest = 1000;  // times the pace of the patient
 
-// Refuses what is no finite number or not allowed, and says what was expected.
+// Refuses a value that is not a finite number or not allowed, and says what was expected.
 template <typename Allowed>
 CLI::Validator Expect(const std::string& words, Allowed allowed) {
     return {[words, allowed](const std::string& text) {
                 double value = 0;
-                const bool bRight =
+                const bool isRight =
                     CLI::detail::lexical_cast(text, value) && std::isfinite(value) && allowed(value);
-                return bRight ? std::string() : words + " is expected, not \"" + text + "\"";
+                return isRight ? std::string() : words + " is expected, not \"" + text + "\"";
             },
             ""};
 }
-// An unset variable of a script is told, and not taken for an option that was left out.
+// Rejects an empty name, so that an unset shell variable is an error.
 const CLI::Validator kNamed{
     [](const std::string& name) { return std::string(name.empty() ? "a name is expected" : ""); }, ""};
 const CLI::Validator kPositive = Expect("a number above 0", [](double value) { return value > 0; });
 const CLI::Validator kNotNegative = Expect("a number of 0 or more", [](double value) { return value >= 0; });
 
-// One word, "I,II,V5": the words after it are not its own.
+// One comma-separated argument, as I,II,V5; later arguments are not swallowed.
 template <typename Value>
 CLI::Option* AddList(CLI::App& command, const char* name, std::vector<Value>& values, const char* text) {
     return command.add_option(name, values, text)->delimiter(',')->allow_extra_args(false);
@@ -79,12 +72,12 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
         ->check(CLI::IsMember({0, 1, 2}))
         ->capture_default_str();
     command.add_option("--post-j", options.postJms, "ST is measured this many ms after J + 6 ms")
-        ->check(CLI::Range(10, 200))
+        ->check(CLI::Range(qz::kEarliestPostJms, qz::kLatestPostJms))
         ->capture_default_str();
     command.add_flag("--relearn", options.relearn, "Learn a new averaged beat where none matches for long");
 }
 
-// LEAD:START:SECONDS
+// Reads LEAD:START:SECONDS.
 SimulatedLeadOff ParseLeadOff(const std::string& text) {
     SimulatedLeadOff off;
     std::istringstream parts(text);
@@ -108,7 +101,7 @@ public:
         AddBatch();
     }
 
-    /// Parses the command line and does what it asks for; the exit code.
+    /// Parses the command line and does what it asks for. Returns the exit code.
     int Run(int argc, char** argv) {
         try {
             m_app.parse(argc, argv);
@@ -190,7 +183,7 @@ private:
         });
     }
 
-    // The word after --realtime is the speed, or already the record.
+    // Sorts out the word after --realtime, which is the speed or already the record.
     void TakeRealtime() {
         if (m_realtime.empty()) return;
         if (!CLI::detail::lexical_cast(m_realtime, m_analyze.realtime)) {
@@ -255,7 +248,7 @@ private:
         });
     }
 
-    // All records would write to the same file.
+    // Refuses options that name one output file: all records would write to it.
     static void RefuseOutputs(const std::vector<std::string>& arguments) {
         for (const std::string& argument : arguments)
             for (const char* output : {"--csv", "--json", "--wfdb-ann", "--export", "--report"})
@@ -306,7 +299,7 @@ private:
 
     CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};
     AnalyzeOptions m_analyze;
-    std::string m_realtime;  // as given, "1" where no speed is
+    std::string m_realtime;  // the word as given; "1" if no word follows the option
     std::string m_info;
     RecordOptions m_infoReading;
     EvaluateOptions m_evaluate;
@@ -321,9 +314,10 @@ private:
 }  // namespace
 
 int main(int argc, char** argv) {
-    // A reader that closes its pipe is told by the stream, so that no unfinished file is left behind.
+    // Without the signal a pipe that its reader closes is a write error, and no unfinished file is left
+    // behind.
     std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is told as a full disk is
+    std::signal(SIGXFSZ, SIG_IGN);  // a file at its size limit is then an error like a full disk
     try {
         return Program().Run(argc, argv);
     } catch (const std::exception& error) {

@@ -109,7 +109,7 @@ void ReadDetail(WordReader& reader, unsigned word, unsigned number, std::vector<
     }
 }
 
-/// Steps per second as a note tells them; 0 where it tells of something else.
+/// Steps per second as a note gives them; 0 if the note is about something else.
 double ResolutionOf(std::string_view note) {
     constexpr std::string_view kBegin = "## time resolution:";
     if (!note.starts_with(kBegin)) return 0;

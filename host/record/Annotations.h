@@ -12,7 +12,7 @@ struct Annotation {
     long long sample = 0;  // steps from the start of the recording, by default frames of its header
     int code = 0;          // as the WFDB library numbers them: 1 is a normal beat, 5 a ventricular one
     std::string text;      // what is written beside it, often empty
-    // What some databases say besides, -128..127; how the noise and the waves are numbered is up to them.
+    // Further marks of some databases, -128..127; each database numbers noise and waves in its own way.
     int subtype = 0, channel = 0, number = 0;
 
     bool operator==(const Annotation&) const = default;
@@ -21,13 +21,13 @@ struct Annotation {
 constexpr int kNormalBeat = 1, kVentricularBeat = 5;  // codes
 constexpr int kFibrillationStart = 32, kFibrillationEnd = 33;
 
-/// Whether the code marks a QRS complex.
+/// True if the code marks a QRS complex.
 bool IsBeat(int code);
 /// The one or two letters of a code as WFDB prints it ("N", "V", "+"); "?" for codes without.
 std::string Mnemonic(int code);
 
-/// In how many steps a second `sample` counts: what a note at the start says ("## time resolution: 1000"),
-/// else `otherwise`. In order of `sample`.
+/// Steps of `sample` per second: as a note at the start gives them ("## time resolution: 1000"), otherwise
+/// `otherwise`. The annotations are in order of `sample`.
 double StepsPerSecond(const std::vector<Annotation>& annotations, double otherwise);
 
 /// In order of `sample`. A text loses the zero byte with which some files end it. Throws HostError for a file

@@ -9,17 +9,15 @@
 
 namespace {
 
-constexpr int kMinFs = 100;
-constexpr int kMaxFs = 2000;
 constexpr int kScalesUvpb[] = {1, 2, 5, 10, 20, 50};
 
 }  // namespace
 
 int CheckedFs(double fs, const std::string& path) {
     const std::string found = (std::ostringstream() << fs).str();
-    if (!(fs >= kMinFs && fs <= kMaxFs)) {
-        throw HostError(path, "sampling rate: expected " + std::to_string(kMinFs) + " to " +
-                                  std::to_string(kMaxFs) + " Hz, found " + found);
+    if (!(fs >= kLowestFs && fs <= kHighestFs)) {
+        throw HostError(path, "sampling rate: expected " + std::to_string(kLowestFs) + " to " +
+                                  std::to_string(kHighestFs) + " Hz, found " + found);
     }
     if (fs != std::floor(fs))
         throw HostError(path, "sampling rate: expected a whole number of Hz, found " + found);

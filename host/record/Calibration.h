@@ -7,8 +7,11 @@
 
 #include "host/record/FrameSource.h"
 
-/// The rate as a whole number of Hz. Throws HostError, naming the file, for rates the analysis is not made
-/// for.
+/// Sampling rates that the program is made for, Hz.
+constexpr int kLowestFs = 100, kHighestFs = 2000;
+
+/// The rate as a whole number of Hz. Throws HostError, naming the file, for a rate that is not whole or not
+/// within kLowestFs to kHighestFs.
 int CheckedFs(double fs, const std::string& path);
 
 /// Microvolts in one physical unit ("mV"); 0 where the unit is not a voltage.
@@ -18,7 +21,7 @@ double MicrovoltsPer(std::string_view unit);
 /// bits, else the coarsest.
 int FinestScale(const std::vector<double>& extremesUv);
 
-/// `text` in quotes, cut to what is worth showing of it.
+/// `text` in quotes, cut to 60 characters.
 std::string Quote(std::string_view text);
 
 /// The levels of one lead as samples on the common scale: rounded, halves away from zero, held at 16 bits.

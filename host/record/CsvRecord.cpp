@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::size_t kLongestLine = 1 << 16;  // bytes
 constexpr std::size_t kMostColumns = 257;
-constexpr double kRateTolerance = 1e-3;  // of the rate that the times tell, to the next whole number
+constexpr double kRateTolerance =
+    1e-3;  // largest distance of the rate in the times from a whole number, as a part of it
 
 std::string_view Trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(" \"\r");
@@ -22,14 +23,14 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \"\r") + 1 - first);
 }
 
-/// Whether the whole of `text` is a number, which may have a plus; it is then in `value`.
+/// True if the whole of `text` is a number, with or without a plus; puts it into `value`.
 bool ParseNumber(std::string_view text, double& value) {
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc() && stop == text.data() + text.size() && std::isfinite(value);
 }
 
-/// The unit in brackets at the end of a name, which loses it; empty where there is none.
+/// Cuts the unit in brackets off the end of a name and returns it; empty if there is none.
 std::string_view TakeUnit(std::string_view& name) {
     const bool isRound = name.ends_with(')'), isSquare = name.ends_with(']');
     const std::size_t open = name.rfind(isRound ? '(' : '[');
@@ -39,12 +40,12 @@ std::string_view TakeUnit(std::string_view& name) {
     return unit;
 }
 
-/// Where `separator` first stands outside quotes; npos where it does not.
+/// Where `separator` first stands outside quotes; npos if it stands nowhere.
 std::size_t FindSeparator(std::string_view text, char separator) {
-    bool bQuoted = false;
+    bool isQuoted = false;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '"') bQuoted = !bQuoted;
-        if (text[i] == separator && !bQuoted) return i;
+        if (text[i] == '"') isQuoted = !isQuoted;
+        if (text[i] == separator && !isQuoted) return i;
     }
     return std::string_view::npos;
 }
@@ -95,18 +96,18 @@ void CsvRecord::ReadHeader(const RecordOptions& options) {
     if (m_line.starts_with(kByteOrderMark)) m_line.remove_prefix(kByteOrderMark.size());
     for (const char separator : {',', ';', '\t'})
         if (FindSeparator(m_line, separator) != std::string_view::npos) m_separator = separator;
-    bool bUnits = false, bNames = false;
+    bool hasUnits = false, withNames = false;
     std::string_view rest = m_line;
     while (true) {
         const std::size_t end = FindSeparator(rest, m_separator);
         std::string_view name = Trimmed(rest.substr(0, end));
         const std::string_view unit = TakeUnit(name);
-        // An apostrophe that CsvField put in front of a formula.
+        // CsvField puts an apostrophe in front of a formula.
         if (name.size() > 1 && name[0] == '\'' && kFormulaStarts.find(name[1]) != std::string_view::npos)
             name.remove_prefix(1);
         const std::string lead = OneLine(std::string(name));
         double number = 0;
-        bNames |= !lead.empty() && !ParseNumber(lead, number);
+        withNames |= !lead.empty() && !ParseNumber(lead, number);
         if (m_columns.empty() && TakeTimeColumn(lead, unit)) {
             m_columns.push_back({false, 0});
         } else {
@@ -118,7 +119,7 @@ void CsvRecord::ReadHeader(const RecordOptions& options) {
                 Fail("column " + Quote(lead) +
                      (unit.empty() ? ": expected a unit, as in \"I (mV)\", or --uv-per-bit, found neither"
                                    : ": expected a unit of voltage, found " + Quote(unit)));
-            bUnits |= !unit.empty();
+            hasUnits |= !unit.empty();
             m_columns.push_back({true, uvPerUnit});
             m_info.leads.push_back(lead);
         }
@@ -128,13 +129,13 @@ void CsvRecord::ReadHeader(const RecordOptions& options) {
         rest.remove_prefix(end + 1);
     }
     if (m_info.leads.empty()) Fail("expected a lead, found none");
-    if (!bNames) Fail("expected the names of the leads, found numbers: a header line has to be put above");
+    if (!withNames) Fail("expected the names of the leads, found numbers: a header line has to be put above");
     MakeUnique(m_info.leads);
-    m_info.uVpb = bUnits ? 0 : options.uVpb;
+    m_info.uVpb = hasUnits ? 0 : options.uVpb;
     m_values.resize(m_columns.size());
 }
 
-/// Reads everything once.
+/// Reads the whole file once for its length, its range and its faults, then begins anew.
 void CsvRecord::Survey(const RecordOptions& options) {
     double lowestUv = std::numeric_limits<double>::max(), highestUv = std::numeric_limits<double>::lowest();
     double lastTime = 0;

@@ -18,7 +18,8 @@
 #include <vector>
 
 #include "host/record/Calibration.h"
-#include "host/record/OpenRecord.h"
+#include "host/record/FrameSource.h"
+#include "host/record/RecordOptions.h"
 
 class CsvRecord : public FrameSource {
 public:

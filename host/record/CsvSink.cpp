@@ -10,10 +10,10 @@ namespace {
 
 constexpr double kFinestUVpb = 1e-6;
 constexpr int kMostDecimals = 9;  // a thousandth of the finest scale
-// Of one value: the sign, 309 digits of the largest double, the point, the decimals.
+// Characters of one value: the sign, 309 digits of the largest double, the point, the decimals.
 constexpr std::size_t kLongestValue = 1 + 309 + 1 + kMostDecimals;
 
-/// Decimals of the shortest digits that tell the scale.
+/// Decimals of the shortest text that reads back as the scale.
 int DecimalsOf(double uVpb) {
     char text[1100];  // the longest double in plain digits takes 1077
     const std::string digits(text,
@@ -23,7 +23,7 @@ int DecimalsOf(double uVpb) {
     return std::min(static_cast<int>(digits.size() - point - 1), kMostDecimals);
 }
 
-/// A separator or a quote in a name would end it early: blanks stand in their place.
+/// Blanks for separators and quotes, which would end the name early.
 std::string ColumnName(const std::string& lead) {
     std::string name = OneLine(lead);
     std::replace_if(

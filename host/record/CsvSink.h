@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/record/FrameSink.h"
+#include "host/record/FrameSource.h"
 
 class CsvSink : public FrameSink {
 public:

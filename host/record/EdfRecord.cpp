@@ -26,7 +26,7 @@ constexpr long long kUnknownRecords = -1;
 struct Lead {
     int signal = 0;  // as EDFlib counts
     double uvPerUnit = 0;
-    double offset = 0;  // units of the file that stand for 0 uV, with the other sign
+    double offset = 0;  // minus the digital value of 0 uV
     std::vector<int> block;
     SampleScaler scaler;
 
@@ -39,7 +39,7 @@ std::string Trimmed(std::string text) {
     return OneLine(text);
 }
 
-/// A number in a field of the header; nothing where there is none.
+/// The number in a field of the header; nothing if the field holds none.
 std::optional<long long> HeaderNumber(const std::string& header, std::size_t from, std::size_t width) {
     const std::string field = Trimmed(header.substr(from, width));
     long long value = 0;
@@ -48,8 +48,8 @@ std::optional<long long> HeaderNumber(const std::string& header, std::size_t fro
     return value;
 }
 
-/// EDFlib only says that a file has errors: what is wrong with most of them is its length. Returns the number
-/// of signals, those of annotations included.
+/// Refuses a file of the wrong length, the usual fault, for which EDFlib only says that the file has errors.
+/// Returns the number of signals, annotation signals included.
 long long CheckLength(const InputFile& input) {
     const std::string& path = input.Path();
     std::ifstream file = input.Stream();
@@ -110,7 +110,7 @@ std::string LeadName(const std::string& label) {
     return isNamed ? Trimmed(label.substr(kKindLetters)) : label;
 }
 
-/// Whether a field says nothing: EDF+ writes "X" for what is not known or not to be known.
+/// True if a field says nothing: EDF+ writes "X" for what is unknown or anonymised.
 bool IsBlank(const std::string& field) {
     return field.find_first_not_of("X ") == std::string::npos || field == "Startdate X X X X";
 }
@@ -136,7 +136,7 @@ struct EdfRecord::State {
     State(const State&) = delete;
     State& operator=(const State&) = delete;
 
-    InputFile input;  // open as long as EDFlib's, which tells its files apart by their names
+    InputFile input;  // stays open: EDFlib tells its files apart by name
     std::string path;
     int handle = -1;
     std::vector<Lead> leads;
@@ -159,7 +159,7 @@ void EdfRecord::State::ReadBlocks() {
     }
 }
 
-/// The levels between which the leads lie. Reads everything, and begins anew.
+/// The levels between which the leads lie, uV. Reads the whole file, then begins anew.
 std::vector<double> EdfRecord::State::UsedExtremes() {
     std::vector<double> extremesUv(2 * leads.size());
     const long long frames = framesLeft;
@@ -237,7 +237,7 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
     std::snprintf(started, sizeof started, "%04d-%02d-%02d %02d:%02d:%02d", header->startdate_year,
                   header->startdate_month, header->startdate_day, header->starttime_hour,
                   header->starttime_minute, header->starttime_second);
-    // The moment that EDF+ sets where the true one is not to be known.
+    // EDF+ writes this moment for a start that is anonymised.
     if (m_info.started = started; m_info.started == "1985-01-01 00:00:00") m_info.started.clear();
     if (const long long hidden = signals - header->edfsignals; hidden > 0)
         m_state->description.push_back("annotations: " + std::to_string(hidden) + " signal" +

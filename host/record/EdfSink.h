@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "host/record/FrameSink.h"
+#include "host/record/FrameSource.h"
 #include "host/support/PendingFile.h"
 
 class EdfSink : public FrameSink {

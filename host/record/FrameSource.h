@@ -15,7 +15,7 @@ struct SourceInfo {
     std::vector<std::string> remarks;  // what the file says of patient and recording, one line each
     int framesPerMark = 1;             // frames that an annotation of the recording counts as one
 
-    /// In how many steps a second the annotations of the recording count.
+    /// Steps per second in which the annotations of the recording count.
     double AnnotationHz() const { return static_cast<double>(fs) / framesPerMark; }
 };
 
@@ -26,9 +26,9 @@ public:
     virtual const SourceInfo& Info() const = 0;
     /// Fills `frame` with one sample per lead, Info().leads.size() in all. False at the end of the source:
     /// `frame` is then unspecified.
-    virtual bool Read(short* frame) = 0;
-    /// What the reader had to say about its data so far (an early end, samples clipped), one line each, empty
-    /// when all is well. Complete once Read has returned false.
+    [[nodiscard]] virtual bool Read(short* frame) = 0;
+    /// Faults of the data found so far (an early end, samples clipped), one line each; empty if all is well.
+    /// Complete once Read has returned false.
     virtual std::vector<std::string> Warnings() const { return {}; }
     /// How the file holds its signals (format, gains, units, signals left out), one line each, for people.
     virtual std::vector<std::string> Describe() const { return {}; }

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Some leads of a source, in an order of their own.
+/// Chosen leads of a source, in the order in which they were named.
 class LeadSelection : public FrameSource {
 public:
     LeadSelection(std::unique_ptr<FrameSource> source, const std::string& path,

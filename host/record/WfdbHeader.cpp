@@ -22,7 +22,7 @@ constexpr int kMaxSignals = 256;
 constexpr int kMaxSegments = 100000;
 constexpr int kMaxSkewFrames = 10000;
 constexpr int kMaxSamplesPerFrame = 2000;
-// Half a year at 2000 Hz. The samples of all segments together are then still a count of 63 bits.
+// Most frames of a segment: half a year at 2000 Hz. The sum over all segments then fits into 63 bits.
 constexpr long long kMaxFrames = 40'000'000'000;
 constexpr int kMaxResolutionBits = 32;
 constexpr long long kMaxCount = std::numeric_limits<long long>::max();
@@ -208,8 +208,8 @@ std::optional<int> ParseGain(LineParser& line, WfdbSignal& signal) {
     return baseline;
 }
 
-/// Takes the optional fields of a signal line, as far as they go: each stands only where the one before it
-/// does. Returns the baseline as ParseGain does.
+/// Takes the optional fields of a signal line, each of which needs the one before it. Returns the baseline as
+/// ParseGain does.
 std::optional<int> ParseCalibration(LineParser& line, WfdbSignal& signal) {
     if (!line.NextField()) return {};
     const std::optional<int> baseline = ParseGain(line, signal);
@@ -220,7 +220,7 @@ std::optional<int> ParseCalibration(LineParser& line, WfdbSignal& signal) {
     if (!line.NextField()) return baseline;
     line.WholeInteger("initial value");
     if (!line.NextField()) return baseline;
-    // Written signed by some and unsigned by others: the same 16 bits.
+    // Some programs write the checksum signed, others unsigned: the 16 bits are the same.
     signal.checksum = static_cast<std::uint16_t>(line.WholeInteger("checksum", INT16_MIN, UINT16_MAX));
     if (!line.NextField()) return baseline;
     line.WholeInteger("block size");

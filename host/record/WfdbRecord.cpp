@@ -61,7 +61,7 @@ public:
     }
 
     const std::string& Path() const { return m_path; }
-    /// Frames of so many samples that the file holds entirely.
+    /// How many whole frames of so many samples the file holds.
     long long Frames(long long samples) const {
         const long long bitsPerFrame = samples * m_format.bits;
         const long long frames = bitsPerFrame > 0 ? m_bytes * 8 / bitsPerFrame : 0;
@@ -122,7 +122,7 @@ private:
     int m_pairHigh = -1;       // high bits of the second sample of a pair; -1: a pair begins
 };
 
-/// The sample on the common scale. One that is not valid repeats the one before, at the start the baseline.
+/// The sample on the common scale. An invalid sample repeats the one before it, at the start the baseline.
 short Convert(Signal& signal, int stored, double uVpb) {
     if (stored == signal.format.Lowest()) {
         ++signal.invalid;
@@ -183,7 +183,7 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
     }
 }
 
-/// The levels between which the ECG signals lie. Reads everything, and begins anew.
+/// The levels between which the ECG signals lie, uV. Reads all files, then begins anew.
 std::vector<double> WfdbRecord::State::UsedExtremes() {
     struct Range {
         int lowest = std::numeric_limits<int>::max(), highest = std::numeric_limits<int>::min();

@@ -13,8 +13,8 @@ namespace {
 
 constexpr const char* kGap = "~";
 constexpr std::size_t kMostWarnings = 20;
-// An electrode that is changed, a night in another room. Each frame of a gap is analysed and exported as any
-// other, and a header of one line can announce years of them.
+// Longest gaps in all: an electrode is changed, or a night is spent in another room. Each frame of a gap is
+// analysed and exported like any other, and a header of one line can announce years of them.
 constexpr int kMostGapHours = 6;
 constexpr long long kSecondsPerHour = 3600;
 

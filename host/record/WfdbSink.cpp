@@ -6,6 +6,7 @@
 
 #include "host/record/StartTime.h"
 #include "host/support/HostError.h"
+#include "host/support/Units.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ std::string ShortestDigits(double value) {
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
-/// " hh:mm:ss[ dd/mm/yyyy]" as the end of a record line; nothing where the start is not known.
+/// End of a record line, " hh:mm:ss[ dd/mm/yyyy]"; empty if the start is not known.
 std::string StartFields(const std::string& started) {
     const std::optional<StartTime> start = ParseStartTime(started);
     if (!start) return {};
@@ -53,7 +54,6 @@ void WfdbSink::Write(const short* frame) {
 }
 
 void WfdbSink::WriteHeader() {
-    constexpr double kUvPerMv = 1000;
     std::ostream& out = m_header.Stream();
     out << m_name << " " << std::to_string(m_sum.size()) << " " << std::to_string(m_info.fs) << " "
         << std::to_string(m_frames) << StartFields(m_info.started) << "\n";

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/record/FrameSink.h"
+#include "host/record/FrameSource.h"
 #include "host/support/PendingFile.h"
 
 class WfdbSink : public FrameSink {

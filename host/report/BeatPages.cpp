@@ -5,7 +5,6 @@
 #include <cmath>
 #include <limits>
 
-#include "host/report/Pages.h"
 #include "host/support/Text.h"
 
 namespace {
@@ -14,18 +13,18 @@ constexpr double kStrongMm = 5;
 constexpr double kMarginMm = 1;  // between a beat and the edge of its paper
 constexpr double kWidestBeatMm = 30;
 
-// Enlarged: squares of 40 ms and 0.1 mV from so long before Q on.
+// The enlarged beat: squares of 40 ms and 0.1 mV, beginning this long before Q.
 constexpr double kBeforeQMs = 60;
 constexpr double kSquareMs = 40;
 constexpr double kZeroSquares = 5;  // above the PR level
 constexpr double kEnlargedSquares = 10;
 
-// What there is about the papers of a lead.
+// Space above and below the papers of a lead.
 constexpr double kAboveMm = 5.2, kBelowMm = 10.2;
 constexpr double kCellGapMm = 2;
 constexpr double kTallestPaperMm = 60;
 
-// Whole squares of five at both scales.
+// Height of the papers: a whole number of strong squares at both scales.
 double ChoosePaperHeight(const Box& cell) {
     constexpr double kStep = 2 * kEnlargedSquares;
     return std::min(kTallestPaperMm, std::floor((cell.height - kAboveMm - kBelowMm) / kStep) * kStep);
@@ -54,7 +53,7 @@ std::array<Mark, 4> ListMarks(const StressResult& result) {
     return {{{"Q", at.q}, {"R", at.r}, {"J", at.j}, {"ST", STPointMs(result)}}};
 }
 
-// A beat's height above its PR level at a time, NaN outside.
+// Height of a beat above its PR level at a time, uV; NaN outside the beat.
 double HeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms) {
     const auto sample = static_cast<std::ptrdiff_t>(std::lround(ms * result.source.fs / 1000));
     if (sample < 0 || sample >= static_cast<std::ptrdiff_t>(beatUv.size()))
@@ -89,16 +88,16 @@ void DrawTicks(Canvas& canvas, const StressResult& result, const EcgPaper& paper
     for (std::size_t i = 0; i < marks.size(); ++i) {
         const double x = paper.X(marks[i].ms);
         if (!(x >= area.x && x <= area.Right())) continue;
-        const bool bAbove = i % 2 == 1, bToTheLeft = i < 2;
-        const double edge = bAbove ? area.y : area.Bottom();
-        canvas.DrawLine({x, edge + (bAbove ? kTickMm : -kTickMm)}, {x, edge + (bAbove ? -kTickMm : kTickMm)},
-                        {kAccent, 0.25});
-        canvas.DrawText({x + (bToTheLeft ? -0.4 : 0.4), bAbove ? area.y - 0.5 : area.Bottom() + 2.1},
-                        marks[i].name, {6, true, kAccent, bToTheLeft ? Align::Right : Align::Left});
+        const bool isAbove = i % 2 == 1, isToTheLeft = i < 2;
+        const double edge = isAbove ? area.y : area.Bottom();
+        canvas.DrawLine({x, edge + (isAbove ? kTickMm : -kTickMm)},
+                        {x, edge + (isAbove ? -kTickMm : kTickMm)}, {kAccent, 0.25});
+        canvas.DrawText({x + (isToTheLeft ? -0.4 : 0.4), isAbove ? area.y - 0.5 : area.Bottom() + 2.1},
+                        marks[i].name, {6, true, kAccent, isToTheLeft ? Align::Right : Align::Left});
     }
 }
 
-// As much of the beat as `room` holds.
+// Draws as much of the beat as `room` holds.
 void DrawEnlarged(Canvas& canvas, const StressResult& result, std::size_t lead, const Box& room) {
     const double squareMm = room.height / kEnlargedSquares;  // so many times as large as on paper
     const PaperScale scale{kUsualScale.mmPerSecond * squareMm, kUsualScale.mmPerMv * squareMm};
@@ -134,9 +133,9 @@ void DrawFigures(Canvas& canvas, Point at, double widthMm, const std::string& wh
 void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell,
                    const PaperScale& scale) {
     const StressResult& result = findings.result;
-    const bool bWorst = findings.worstLead == lead;
+    const bool isWorst = findings.worstLead == lead;
     const Box paperBox{cell.x, cell.y + kAboveMm, BeatPaperMm(result), ChoosePaperHeight(cell)};
-    canvas.DrawText({cell.x, cell.y + 3.1}, result.source.leads[lead], {9, true, bWorst ? kAccent : kInk},
+    canvas.DrawText({cell.x, cell.y + 3.1}, result.source.leads[lead], {9, true, isWorst ? kAccent : kInk},
                     cell.width);
 
     const EcgPaper paper = PlaceBeat(paperBox, scale, FindBeatRange(result, lead));

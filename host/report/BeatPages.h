@@ -3,16 +3,21 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include "host/report/EcgPaper.h"
 #include "host/report/Findings.h"
+#include "host/report/PageParts.h"
 
-/// The usual scale, or half the gain where a lead's beats do not fit into `heightMm` otherwise. A lead that
-/// fits neither way has no say: it is cut.
+/// Adds its pages to `pages`. The findings must outlive them.
+void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages);
+
+/// The usual scale, or half the gain if the beats of a lead fit into `heightMm` only so. A lead that fits at
+/// neither gain is ignored here and cut when it is drawn.
 PaperScale ChooseBeatScale(const StressResult& result, double heightMm);
-/// Lowest and highest of both beats of a lead, uV above their PR levels.
+/// Lowest and highest value of the beats of a lead, uV above their PR levels.
 TraceRange FindBeatRange(const StressResult& result, std::size_t lead);
-/// Paper on which such a range stands in the middle, as far as 0 uV on a strong line of the grid allows.
+/// Paper with `range` in its middle, as nearly as keeping 0 uV on a strong grid line allows.
 EcgPaper PlaceBeat(const Box& box, const PaperScale& scale, const TraceRange& range);
-/// Width of paper for the averaged beat, whole 5 mm.
+/// Width of the paper for the averaged beat, in whole 5 mm.
 double BeatPaperMm(const StressResult& result);

@@ -28,9 +28,9 @@ struct FreeOptions {
 std::string SetMinus(const std::string& text) {
     std::string set;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool bBefore = i == 0 || text[i - 1] == ' ' || text[i - 1] == '(';
-        const bool bFigure = i + 1 < text.size() && text[i + 1] >= '0' && text[i + 1] <= '9';
-        set += text[i] == '-' && bBefore && bFigure ? "−" : text.substr(i, 1);
+        const bool startsWord = i == 0 || text[i - 1] == ' ' || text[i - 1] == '(';
+        const bool precedesFigure = i + 1 < text.size() && text[i + 1] >= '0' && text[i + 1] <= '9';
+        set += text[i] == '-' && startsWord && precedesFigure ? "−" : text.substr(i, 1);
     }
     return set;
 }
@@ -121,12 +121,12 @@ void Canvas::DrawLines(const std::vector<Point>& ends, const Pen& pen) {
 }
 
 void Canvas::DrawPath(const std::vector<Point>& points, const Pen& pen) {
-    bool bPenDown = false;
+    bool isPenDown = false;
     for (const Point& point : points) {
-        const bool bDraws = std::isfinite(point.x) && std::isfinite(point.y);
-        if (bDraws && bPenDown) cairo_line_to(m_context, point.x, point.y);
-        if (bDraws && !bPenDown) cairo_move_to(m_context, point.x, point.y);
-        bPenDown = bDraws;
+        const bool isDrawn = std::isfinite(point.x) && std::isfinite(point.y);
+        if (isDrawn && isPenDown) cairo_line_to(m_context, point.x, point.y);
+        if (isDrawn && !isPenDown) cairo_move_to(m_context, point.x, point.y);
+        isPenDown = isDrawn;
     }
     Stroke(pen);
 }

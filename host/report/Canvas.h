@@ -19,14 +19,14 @@ constexpr double PointsToMm(double points) { return points * kMmPerInch / kPoint
 struct Colour {
     double red = 0, green = 0, blue = 0;  // 0..1
 };
-// Told apart in grey print too: by lightness, and beats also by their dashes.
+// These colours differ in lightness, and beats also in their dashes: grey print tells them apart too.
 constexpr Colour kInk{0.10, 0.11, 0.13};
 constexpr Colour kMuted{0.37, 0.40, 0.44};
 constexpr Colour kRule{0.80, 0.82, 0.84};
 constexpr Colour kShade{0.945, 0.950, 0.957};
 constexpr Colour kDeepShade{0.895, 0.905, 0.917};
 constexpr Colour kBlue{0.00, 0.45, 0.70};
-constexpr Colour kAccent{0.72, 0.27, 0.00};  // what the eye is to find first
+constexpr Colour kAccent{0.72, 0.27, 0.00};  // for what the eye should find first
 constexpr Colour kWhite{1, 1, 1};
 
 struct Point {
@@ -54,7 +54,8 @@ struct TextStyle {
     Align align = Align::Left;
 };
 
-/// With a minus sign for each hyphen that stands before a figure and after a space, a bracket or nothing.
+/// `text` with a minus sign for each hyphen that stands before a figure and after a space, a bracket or
+/// nothing.
 std::string SetMinus(const std::string& text);
 
 class Canvas {
@@ -62,23 +63,23 @@ public:
     /// Draws on a context whose unit is the millimetre; takes no ownership, and is not to outlive it.
     explicit Canvas(cairo_t* context);
 
-    /// One line whose baseline begins, is centred or ends at `at`; longer than `widthMm`, above 0, it ends in
-    /// an ellipsis. Returns its width.
+    /// Draws one line whose baseline begins, is centred or ends at `at`. Text wider than `widthMm` ends in an
+    /// ellipsis; 0 sets no limit. Returns the width drawn, mm.
     double DrawText(Point at, const std::string& text, const TextStyle& style, double widthMm = 0);
     double MeasureText(const std::string& text, const TextStyle& style);
-    /// Words broken into at most `lines` lines from the top of `at` on; an ellipsis stands for the rest.
-    /// Returns the height used.
+    /// Draws words broken into at most `lines` lines, the first below `at`; an ellipsis stands for the rest.
+    /// Returns the height used, mm.
     double DrawParagraph(Point at, double widthMm, int lines, const std::string& text,
                          const TextStyle& style);
 
     void DrawLine(Point from, Point to, const Pen& pen);
-    /// Through the points; one that is not finite interrupts the line.
+    /// Draws a line through the points; a point that is not finite interrupts it.
     void DrawPath(const std::vector<Point>& points, const Pen& pen);
-    /// Pairs of points, each a line of its own.
+    /// Draws a separate line from each even point to the next.
     void DrawLines(const std::vector<Point>& ends, const Pen& pen);
     void FillBox(const Box& box, const Colour& colour);
     void DrawBox(const Box& box, const Pen& pen);
-    /// A disc, or with a pen a ring filled with white.
+    /// A disc; a ring is filled with white.
     void FillDisc(Point centre, double radiusMm, const Colour& colour);
     void DrawRing(Point centre, double radiusMm, const Pen& pen);
 

@@ -15,17 +15,17 @@ constexpr int kFinePerStrong = 5;
 constexpr double kTraceColumnMm = 0.08;  // finer than a printer of 300 dots per inch
 
 // The vertical and horizontal lines of the grid that are, or are not, multiples of five squares.
-std::vector<Point> GridLines(const Box& box, double squareMm, bool bStrong) {
+std::vector<Point> GridLines(const Box& box, double squareMm, bool isStrong) {
     std::vector<Point> ends;
     const int columns = static_cast<int>(std::floor(box.width / squareMm + 1e-6));
     const int rows = static_cast<int>(std::floor(box.height / squareMm + 1e-6));
     for (int i = 0; i <= columns; ++i) {
-        if ((i % kFinePerStrong == 0) != bStrong) continue;
+        if ((i % kFinePerStrong == 0) != isStrong) continue;
         ends.push_back({box.x + i * squareMm, box.y});
         ends.push_back({box.x + i * squareMm, box.Bottom()});
     }
     for (int i = 0; i <= rows; ++i) {
-        if ((i % kFinePerStrong == 0) != bStrong) continue;
+        if ((i % kFinePerStrong == 0) != isStrong) continue;
         ends.push_back({box.x, box.y + i * squareMm});
         ends.push_back({box.Right(), box.y + i * squareMm});
     }
@@ -41,12 +41,12 @@ std::string DescribeScale(const PaperScale& scale) {
 
 TraceRange FindRange(const std::vector<float>& uV) {
     TraceRange range;
-    bool bAny = false;
+    bool isStarted = false;
     for (const float value : uV) {
         if (!std::isfinite(value)) continue;
-        range.lowestUv = bAny ? std::min<double>(range.lowestUv, value) : value;
-        range.highestUv = bAny ? std::max<double>(range.highestUv, value) : value;
-        bAny = true;
+        range.lowestUv = isStarted ? std::min<double>(range.lowestUv, value) : value;
+        range.highestUv = isStarted ? std::max<double>(range.highestUv, value) : value;
+        isStarted = true;
     }
     return range;
 }

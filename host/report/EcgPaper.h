@@ -14,17 +14,17 @@ constexpr PaperScale kUsualScale{};
 constexpr PaperScale kHalfGainScale{25, 5};
 constexpr PaperScale kQuarterGainScale{25, 2.5};
 
-/// As the captions have it: "25 mm/s, 10 mm/mV".
+/// The scale as captions show it: "25 mm/s, 10 mm/mV".
 std::string DescribeScale(const PaperScale& scale);
 
-/// The least and the greatest of a trace, uV; both 0 where it has no finite sample.
+/// The lowest and the highest value of a trace, uV; both 0 if it has no finite sample.
 struct TraceRange {
     double lowestUv = 0, highestUv = 0;
 };
 TraceRange FindRange(const std::vector<float>& uV);
 
-/// The same course with at most two points, the lowest and the highest, per column of `columnMm`; points must
-/// not go back in x. One that is not finite stays, as a gap.
+/// Thins a course to at most two points, the lowest and the highest, per column of `columnMm`. Points must
+/// not go back in x; points that are not finite stay, as gaps.
 std::vector<Point> ThinPoints(const std::vector<Point>& points, double columnMm);
 
 class EcgPaper {
@@ -37,9 +37,9 @@ public:
     double X(double ms) const { return m_box.x + (ms - m_startMs) * m_scale.mmPerSecond / 1000; }
     double Y(double uV) const { return m_zeroY - uV * m_scale.mmPerMv / 1000; }
 
-    /// Squares of `squareMm` and of five times that, counted from the upper left corner.
+    /// Draws squares of `squareMm` and of five times that, counted from the upper left corner.
     void DrawGrid(Canvas& canvas, double squareMm = 1) const;
-    /// The samples, `fs` a second from time 0 on, less `zeroUv`; cut at the edges of the paper.
+    /// Draws the samples, `fs` per second from time 0 on, with `zeroUv` on the zero line; cut at the edges.
     void DrawTrace(Canvas& canvas, const std::vector<float>& uV, double zeroUv, int fs, const Pen& pen) const;
 
 private:

@@ -3,25 +3,21 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 
-#include "host/report/TrendPlot.h"
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
 
-constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
-constexpr double kUvPerMv = 1000;
 constexpr double kUvPerMm = 100;  // of paper at the usual 10 mm/mV
 constexpr double kMmPerMv = 10;
 constexpr double kLatestRateSeconds = 15;
-constexpr double kStageEndSeconds = 60;  // a stage is told by the medians of its last minute
 
 constexpr int kLowRiskDuke = 5;
 constexpr int kHighRiskDuke = -11;
 
-constexpr std::array kPwcRates{130, 150, 170};        // beats/min
-constexpr std::array kPwcNeededRates{120, 130, 150};  // the heart rate has to rise above, for each of them
+constexpr std::array kPwcNeededRates{120, 130,
+                                     150};  // that the heart rate has to exceed for each of kPwcRates
 
 std::string Join(const std::vector<std::string>& words, const char* between) {
     std::string joined;
@@ -53,12 +49,12 @@ std::string DescribeMissingPwc(const Findings& findings, std::size_t index) {
                           std::to_string(kPwcNeededRates[index]));
 }
 
-// "9.00 − 5 × 2.16 − 4 × 0 = -1.80, cut to -1": with as many decimals as it takes for the figures shown to
-// give the score, which comes of the exact ones.
+// "9.00 − 5 × 2.16 − 4 × 0 = -1.80, cut to -1". The score comes from the exact figures: those shown get as
+// many decimals as they need to give the same score.
 std::string ShowDuke(const ExerciseSummary& exercise) {
     constexpr int kLeastDecimals = 2, kMostDecimals = 6;
     const int angina = exercise.angina.value_or(0);
-    const double minutes = std::trunc(*exercise.exerciseSeconds) / 60;
+    const double minutes = std::trunc(*exercise.exerciseSeconds) / kSecondsPerMinute;
     const double mm = std::abs(exercise.stDeviationMv) * kMmPerMv;
     for (int decimals = kLeastDecimals;; ++decimals) {
         const double unit = std::pow(10, -decimals);
@@ -103,12 +99,12 @@ std::string Counted(std::size_t count, const std::string& noun) {
 }
 
 std::string LongClock(double seconds) {
-    constexpr long kSecondsPerHour = 3600;
     if (std::isnan(seconds)) return "-";
+    constexpr auto kPerHour = static_cast<long>(kSecondsPerHour);
     const long whole = std::lround(std::isfinite(seconds) ? std::max(0.0, seconds) : 0.0);
-    if (whole < kSecondsPerHour) return Clock(static_cast<double>(whole));
-    const std::string rest = Clock(static_cast<double>(whole % kSecondsPerHour));
-    return std::to_string(whole / kSecondsPerHour) + (rest.size() < 5 ? ":0" : ":") + rest;
+    if (whole < kPerHour) return Clock(static_cast<double>(whole));
+    const std::string rest = Clock(static_cast<double>(whole % kPerHour));
+    return std::to_string(whole / kPerHour) + (rest.size() < 5 ? ":0" : ":") + rest;
 }
 
 double RateAt(const StressResult& result, double seconds) {
@@ -146,7 +142,8 @@ std::vector<Fact> ListFacts(const Findings& findings) {
     std::vector<Fact> facts;
     facts.push_back({"Record", source.name});
     facts.push_back({"Started", source.started.empty() ? "not known" : source.started});
-    facts.push_back({"Length", LongClock(result.seconds) + (result.seconds < 3600 ? " min:s" : " h:min:s")});
+    facts.push_back(
+        {"Length", LongClock(result.seconds) + (result.seconds < kSecondsPerHour ? " min:s" : " h:min:s")});
     facts.push_back({"Leads", std::to_string(source.leads.size()) + ": " + Join(source.leads, ", ")});
     facts.push_back({"Sampling", std::to_string(source.fs) + " Hz, " +
                                      Number(source.uVpb, source.uVpb < 10 ? 2 : 0) + " µV per unit"});
@@ -173,10 +170,11 @@ std::vector<Fact> ListResults(const Findings& findings) {
     } else {
         results.push_back({"Largest ST change", MissingBecause("no ST was measured")});
     }
-    results.push_back({"Exercise time", exercise.exerciseSeconds
-                                            ? LongClock(*exercise.exerciseSeconds) +
-                                                  (*exercise.exerciseSeconds < 3600 ? " min:s" : "")
-                                            : "not given"});
+    results.push_back(
+        {"Exercise time", exercise.exerciseSeconds
+                              ? LongClock(*exercise.exerciseSeconds) +
+                                    (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
+                              : "not given"});
     results.push_back({"Angina", DescribeAngina(exercise)});
     results.push_back(DescribeDuke(findings));
     for (std::size_t i = 0; i < kPwcRates.size(); ++i)
@@ -278,7 +276,7 @@ ReportTable MakeLeadTable(const Findings& findings) {
                        {"Latest level", "µV"}},
                       {},
                       findings.worstLead};
-    if (result.seconds >= 3600) table.columns[7].unit = "h:min:s";
+    if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
         std::vector<std::string> row{result.source.leads[lead]};
         if (findings.leads.empty()) {

@@ -2,13 +2,15 @@
 // part, the terminal.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "host/report/ReportDrawing.h"
+#include "host/report/ReportData.h"
+#include "host/results/Summaries.h"
 
-/// What all pages draw on. References are to the report's data.
+/// The figures and texts that all pages draw on. References are to the report's data.
 struct Findings {
     explicit Findings(const ReportData& data);
 
@@ -26,8 +28,8 @@ struct Fact {
 struct ReportTable {
     struct Column {
         std::string heading, unit;
-        double width = 1;    // in parts, of whatever the table has
-        bool bText = false;  // set to the left; figures are set to the right
+        double width = 1;     // in parts, of whatever the table has
+        bool isText = false;  // set to the left; figures are set to the right
     };
     std::string title;
     std::vector<Column> columns;
@@ -39,7 +41,7 @@ struct ReportTable {
 /// Source: Mark et al., Ann Intern Med 1987; 106: 793-800, and N Engl J Med 1991; 325: 849-853.
 const char* DukeRisk(int score);
 
-/// Only on a treadmill with the stages of Bruce does a score stand without this remark.
+/// Remark beside every Duke score that is not from a treadmill with the stages of Bruce.
 constexpr const char* kDukeRemark = "made for the Bruce treadmill protocol";
 /// "none (index 0)", or "not given (counted as 0)".
 std::string DescribeAngina(const ExerciseSummary& exercise);
@@ -48,9 +50,9 @@ std::string DescribeBeats(const StressResult& result);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 
-/// Of the recording and how it was analysed.
+/// Facts of the recording and of how it was analysed.
 std::vector<Fact> ListFacts(const Findings& findings);
-/// Peak, largest ST change and indices; with the reason where there is none.
+/// Peak heart rate, largest ST change and indices; the reason stands in place of a missing figure.
 std::vector<Fact> ListResults(const Findings& findings);
 /// What a reader should know before relying on the figures; empty when all is well.
 std::vector<std::string> ListWarnings(const Findings& findings);
@@ -58,15 +60,15 @@ std::vector<std::string> ListWarnings(const Findings& findings);
 std::vector<std::string> ListMethods(const Findings& findings);
 /// Heart rate and the worst lead's ST at the end of each stage; no rows without stages.
 ReportTable MakeStageTable(const Findings& findings);
-/// ST of every lead.
+/// First level, largest change and latest level of ST, a row per lead.
 ReportTable MakeLeadTable(const Findings& findings);
 
 /// The last heart rate at or before `seconds`, NaN where there is none in the 15 s before.
 double RateAt(const StressResult& result, double seconds);
 /// Where ST is measured, milliseconds from the start of the averaged beat.
 double STPointMs(const StressResult& result);
-/// From which ST is counted in an averaged beat: its mean between 20 and 8 ms before Q, uV; 0 without
-/// samples.
+/// PR level of an averaged beat, from which its ST is counted: the mean between 20 and 8 ms before Q, uV; 0
+/// without samples.
 double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv);
 /// "12:05", from an hour on "3:12:05".
 std::string LongClock(double seconds);

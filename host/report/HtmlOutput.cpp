@@ -101,8 +101,9 @@ void WriteTable(std::ostream& out, const ReportTable& table) {
     if (table.rows.empty()) return;
     out << "<h2>" << Escape(table.title) << "</h2>\n<div class=\"scroll\"><table>\n<thead><tr>";
     for (const ReportTable::Column& column : table.columns)
-        out << "<th scope=\"col\"" << (column.bText ? " class=\"text\"" : "") << ">" << Escape(column.heading)
-            << "<small>" << (column.unit.empty() ? "&nbsp;" : Escape(column.unit)) << "</small></th>";
+        out << "<th scope=\"col\"" << (column.isText ? " class=\"text\"" : "") << ">"
+            << Escape(column.heading) << "<small>" << (column.unit.empty() ? "&nbsp;" : Escape(column.unit))
+            << "</small></th>";
     out << "</tr></thead>\n<tbody>\n";
     for (std::size_t row = 0; row < table.rows.size(); ++row) {
         out << (table.emphasised == row ? "<tr class=\"worst\">" : "<tr>");

@@ -8,8 +8,9 @@
 
 void WritePdf(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);
 
-/// Below each other at 150 dots per inch, which the file states; one page at a time is held.
+/// Writes the pages below each other at 150 dots per inch, which the file states. Holds one page at a time.
 void WritePng(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);
 
-/// Pages as inline SVG, then every table as text. Refers to nothing outside itself and holds no script.
+/// Writes pages as inline SVG, then every table as text. The file refers to nothing outside itself and holds
+/// no script.
 void WriteHtml(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);

@@ -1,58 +1,15 @@
-// Pages: what stands on which page of a report.
+// Pages: what stands on which page of a report, in order, and the frame about each.
 #pragma once
 
-#include <functional>
-#include <string>
+#include <cstddef>
 #include <vector>
 
 #include "host/report/Canvas.h"
-#include "host/report/EcgPaper.h"
 #include "host/report/Findings.h"
-
-// A4 in landscape.
-constexpr double kPageWidthMm = 297;
-constexpr double kPageHeightMm = 210;
-/// What heading and foot leave to the contents of a page.
-constexpr Box kContents{12, 22, 273, 176};
-
-struct ReportPage {
-    std::string title;
-    std::function<void(Canvas&)> draw;  // the contents
-};
+#include "host/report/PageParts.h"
 
 /// In order. The findings must outlive the pages.
 std::vector<ReportPage> LayOutPages(const Findings& findings);
 /// White paper, heading, contents and foot.
 void DrawPage(Canvas& canvas, const std::vector<ReportPage>& pages, std::size_t index,
               const Findings& findings);
-
-// The parts of a report, each of which adds its pages.
-void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages);
-void AddTrendPages(const Findings& findings, std::vector<ReportPage>& pages);
-void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages);
-void AddStripPages(const Findings& findings, std::vector<ReportPage>& pages);
-void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages);
-
-constexpr double kCaptionMm = 5.5;
-/// One line at the foot of the contents, of which it takes kCaptionMm.
-void DrawCaption(Canvas& canvas, const std::string& text);
-
-/// Leads side by side, column by column as in a printed electrocardiogram: I, II, III stand below each other.
-struct LeadGrid {
-    std::size_t columns = 1, rows = 1;
-    /// The place of the lead that is `index` on its page, above the caption.
-    Box Cell(std::size_t index, double gapMm) const;
-};
-constexpr std::size_t kLeadsPerGrid = 12;
-/// For 1 to kLeadsPerGrid leads.
-LeadGrid ChooseGrid(std::size_t leads);
-
-/// The title of one of several pages: " (leads 13 to 24 of 30)", empty where there is one.
-std::string NameSpan(const char* what, std::size_t first, std::size_t count, std::size_t all);
-
-constexpr double kRowMm = 4.3;     // height of a table's row
-constexpr double kHeadRowsMm = 9;  // and of its headings
-/// The rows from `first` on as far as `box` has room, headings above; returns the row after the last drawn.
-std::size_t DrawTable(Canvas& canvas, const Box& box, const ReportTable& table, std::size_t first = 0);
-/// Labels and values below each other; a value takes up to `lines` lines. Returns the height used.
-double DrawFacts(Canvas& canvas, const Box& box, double labelMm, int lines, const std::vector<Fact>& facts);

@@ -7,7 +7,7 @@
 void WritePdf(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings) {
     const Surface surface(cairo_pdf_surface_create_for_stream(AppendToStream, &out, MmToPoints(kPageWidthMm),
                                                               MmToPoints(kPageHeightMm)));
-    // What every reader and printer still in use understands.
+    // Every reader and printer still in use understands this version.
     cairo_pdf_surface_restrict_to_version(surface.get(), CAIRO_PDF_VERSION_1_4);
     cairo_pdf_surface_set_metadata(surface.get(), CAIRO_PDF_METADATA_TITLE,
                                    OneLine("Exercise ECG report: " + findings.result.source.name).c_str());

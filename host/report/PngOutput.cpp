@@ -35,8 +35,8 @@ public:
     void End() { Require(Finish()); }
 
 private:
-    static void Require(bool bDone) {
-        if (!bDone) throw std::runtime_error("the picture cannot be written");
+    static void Require(bool isDone) {
+        if (!isDone) throw std::runtime_error("the picture cannot be written");
     }
     // The stream remembers that it failed, so nothing has to be reported into libpng.
     static void WriteData(png_structp png, png_bytep data, png_size_t length) {

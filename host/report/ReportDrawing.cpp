@@ -33,7 +33,7 @@ void WriteReport(PendingFile& file, const ReportData& data) {
     try {
         kind.write(file.Stream(), LayOutPages(findings), findings);
     } catch (const std::runtime_error& error) {
-        file.Check();  // a full disk is told as such
+        file.Check();  // a full disk gets its own message
         throw HostError(file.Path(), std::string("the report cannot be drawn: ") + error.what());
     }
 }

@@ -14,15 +14,8 @@
 
 #include <string>
 
-#include "host/results/Exercise.h"
-#include "host/results/Trends.h"
+#include "host/report/ReportData.h"
 #include "host/support/PendingFile.h"
-
-/// Views: both outlive the call that is given them.
-struct ReportData {
-    const StressResult& result;
-    const ExerciseSummary& exercise;
-};
 
 /// The ending of `path` decides; another than the three above throws HostError. Callers that compute for long
 /// ask first.

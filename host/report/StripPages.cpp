@@ -3,21 +3,19 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/report/Pages.h"
-#include "host/report/TrendPlot.h"
 #include "host/support/Text.h"
 
 namespace {
 
 constexpr double kStrongMm = 5;
 constexpr double kTitleMm = 8;     // above the papers of a block
-constexpr double kPaperGapMm = 3;  // between its two papers
+constexpr double kPaperGapMm = 3;  // between the two papers of a block
 constexpr double kBlockGapMm = 6;
 constexpr std::size_t kMostLeadsPerBlock = 6;
 constexpr double kLeastPitchMm = 25, kUsualPitchMm = 28, kTallestPitchMm = 56;
 
 constexpr PaperScale kScales[] = {kUsualScale, kHalfGainScale, kQuarterGainScale};
-// Lowest to highest. It fills a lane even at the smallest gain.
+// Largest peak-to-peak amplitude taken for ECG, uV; it fills a lane even at the smallest gain.
 constexpr double kMostUv = 9000;
 constexpr int kColumnMs = 40;       // 1 mm of paper
 constexpr double kClearMm = 0.5;    // between a trace and its neighbour or the edge
@@ -30,7 +28,7 @@ constexpr double kWidestNameMm = 14;
 constexpr double kNameAboveMm = 2.1, kNameBelowMm = 0.6;  // its baseline
 constexpr double kNameOffMm = 2;                          // its line, at least
 
-// As much as there is, and nothing of a lead that is not there.
+// The trace of a lead; empty if the strip does not have the lead.
 const std::vector<float>& TraceOf(const std::vector<std::vector<float>>& leads, std::size_t lead) {
     static const std::vector<float> kNone;
     return lead < leads.size() ? leads[lead] : kNone;
@@ -51,7 +49,7 @@ struct Excursion {
 
 std::vector<Excursion> ListExcursions(const std::vector<float>& uV, int fs) {
     std::vector<Excursion> columns;
-    if (!HasSay(uV)) return columns;
+    if (!IsPlausible(uV)) return columns;
     const double middleUv = MiddleUv(uV);
     for (std::size_t i = 0; i < uV.size(); ++i) {
         if (!std::isfinite(uV[i])) continue;
@@ -76,11 +74,11 @@ double FindGapUv(const std::vector<Excursion>& upper, const std::vector<Excursio
     return mostUv;
 }
 
-// The gap above each line, and last the one below all. Where no trace has a say there is none to squeeze:
-// they ask for the smallest gain.
+// The gap above each line, and last the one below all, uV. A block without any plausible trace asks for the
+// smallest gain: it has no others to squeeze.
 std::vector<double> ListGapsUv(const Strip& strip, std::size_t firstLead, std::size_t leads, int fs) {
     std::vector<double> gapsUv(leads + 1);
-    bool bAnySay = false, bAllSay = true;
+    bool isAnyPlausible = false, areAllPlausible = true;
     for (const auto* rows : {&strip.rawUv, &strip.cleanUv}) {
         std::vector<Excursion> upper;
         for (std::size_t i = 0; i <= leads; ++i) {
@@ -88,18 +86,18 @@ std::vector<double> ListGapsUv(const Strip& strip, std::size_t firstLead, std::s
             if (i < leads) {
                 const std::vector<float>& uV = TraceOf(*rows, firstLead + i);
                 lower = ListExcursions(uV, fs);
-                bAnySay |= !lower.empty();
-                bAllSay &= HasSay(uV);
+                isAnyPlausible |= !lower.empty();
+                areAllPlausible &= IsPlausible(uV);
             }
             gapsUv[i] = std::max(gapsUv[i], FindGapUv(upper, lower));
             upper = std::move(lower);
         }
     }
-    if (!bAnySay && !bAllSay) gapsUv.assign(leads + 1, kMostUv);
+    if (!isAnyPlausible && !areAllPlausible) gapsUv.assign(leads + 1, kMostUv);
     return gapsUv;
 }
 
-// The lines at a gain, none where they do not fit.
+// The lines at one gain; empty if they do not fit.
 std::vector<double> FitLines(const std::vector<double>& gapsUv, double pitchMm, const PaperScale& scale) {
     const std::size_t leads = gapsUv.size() - 1;
     const auto gapMm = [&](std::size_t i) {
@@ -127,22 +125,22 @@ StripLines FitLines(const std::vector<double>& gapsUv, double pitchMm) {
     return {kQuarterGainScale, FitLines(std::vector<double>(gapsUv.size()), pitchMm, kQuarterGainScale)};
 }
 
-// From half way to the line above to half way to the line below.
+// The part of the paper from half way to the line above to half way to the line below.
 Box OwnPart(const Box& paper, const StripLines& lines, std::size_t i) {
     const double top = i == 0 ? 0 : (lines.mm[i - 1] + lines.mm[i]) / 2;
     const double bottom = i + 1 < lines.mm.size() ? (lines.mm[i] + lines.mm[i + 1]) / 2 : paper.height;
     return {paper.x, paper.y + top, paper.width, bottom - top};
 }
 
-// What the trace covers left of `right`.
+// The stretch of height that the trace covers to the left of `right`.
 Cover FindCover(const EcgPaper& line, const std::vector<float>& uV, int fs, double right) {
     const double middleUv = MiddleUv(uV);
     Cover cover;
     for (std::size_t i = 0; i < uV.size() && line.X(static_cast<double>(i) * 1000 / fs) <= right; ++i) {
         if (!std::isfinite(uV[i])) continue;
         const double y = std::clamp(line.Y(uV[i] - middleUv), line.Area().y, line.Area().Bottom());
-        const bool bFirst = cover.lowest < cover.highest;
-        cover = {bFirst ? y : std::min(cover.highest, y), bFirst ? y : std::max(cover.lowest, y)};
+        const bool isFirst = cover.lowest < cover.highest;
+        cover = {isFirst ? y : std::min(cover.highest, y), isFirst ? y : std::max(cover.lowest, y)};
     }
     return cover;
 }
@@ -154,7 +152,7 @@ void DrawPaper(Canvas& canvas, const StressResult& result, const std::vector<std
     std::vector<EcgPaper> papers;
     for (std::size_t i = 0; i < lines.mm.size(); ++i) {
         const std::vector<float>& uV = TraceOf(rows, firstLead + i);
-        papers.emplace_back(HasSay(uV) ? box : OwnPart(box, lines, i), lines.scale, box.y + lines.mm[i]);
+        papers.emplace_back(IsPlausible(uV) ? box : OwnPart(box, lines, i), lines.scale, box.y + lines.mm[i]);
         papers.back().DrawTrace(canvas, uV, MiddleUv(uV), fs, pen);
     }
     for (std::size_t i = 0; i < papers.size(); ++i) {
@@ -228,7 +226,7 @@ double MiddleUv(const std::vector<float>& uV) {
     return *middle;
 }
 
-bool HasSay(const std::vector<float>& uV) {
+bool IsPlausible(const std::vector<float>& uV) {
     const TraceRange range = FindRange(uV);
     return range.highestUv - range.lowestUv <= kMostUv;
 }
@@ -245,7 +243,7 @@ double PlaceName(const Box& part, double line, const std::vector<Cover>& covers)
                    return cover.highest <= cover.lowest && cover.highest <= bottom && cover.lowest >= top;
                });
     };
-    const auto steps = static_cast<int>(part.height);  // of a millimetre
+    const auto steps = static_cast<int>(part.height);  // of 1 mm
     for (int step = 0; step < steps; ++step) {
         const double mm = kNameOffMm + step;
         for (const double y : {line - mm, line + kNameAboveMm + mm})
@@ -270,7 +268,7 @@ StripLayout PlanStrips(const std::vector<Strip>& strips, std::size_t leads, int 
     const std::size_t neededRows = (strips.size() * layout.groups + layout.columns - 1) / layout.columns;
     layout.rows = std::clamp<std::size_t>(neededRows, 1, mostRows);
     const double blockHeight = (kContents.height + kBlockGapMm) / static_cast<double>(layout.rows);
-    // Whole squares, so that every line lies alike on the grid.
+    // Pitches are whole squares, so that every line lies alike on the grid.
     const double tallest =
         std::min(kTallestPitchMm, std::floor((blockHeight - kBlockGapMm - kTitleMm) / count));
     layout.pitchMm = std::min(kUsualPitchMm, tallest);

@@ -1,9 +1,9 @@
-// The first page: facts of the record, heart rate over the stages, stages and results in figures.
+#include "host/report/SummaryPage.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 
-#include "host/report/Pages.h"
 #include "host/report/TrendPlot.h"
 #include "host/support/Text.h"
 
@@ -56,10 +56,11 @@ void MarkPeak(Canvas& canvas, const TrendPlot& plot, const ExerciseSummary& exer
         "30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds);
     TextStyle style{7.5, true, kAccent};
     const double width = canvas.MeasureText(label, style);
-    const bool bLeft = peak.x + 2.5 + width > plot.Area().Right();
-    style.align = bLeft ? Align::Right : Align::Left;
+    const bool isToTheLeft = peak.x + 2.5 + width > plot.Area().Right();
+    style.align = isToTheLeft ? Align::Right : Align::Left;
     canvas.DrawRing(peak, 0.9, {kAccent, 0.4});
-    canvas.DrawText({peak.x + (bLeft ? -2.5 : 2.5), std::max(peak.y - 1.8, plot.Area().y + 3)}, label, style);
+    canvas.DrawText({peak.x + (isToTheLeft ? -2.5 : 2.5), std::max(peak.y - 1.8, plot.Area().y + 3)}, label,
+                    style);
 }
 
 void DrawHeartRate(Canvas& canvas, const Findings& findings, const Box& box) {
@@ -92,7 +93,7 @@ void DrawStageTable(Canvas& canvas, const Findings& findings, const Box& box) {
     }
     canvas.DrawText({box.x + 16, box.y}, "heart rate and ST: medians of the last minute", kSmall);
     Box area{box.x, box.y + kTableBelowTitleMm, box.width, box.height - kTableBelowTitleMm};
-    // The last row is for telling of those that have no room.
+    // Keeps one row for "and N more stages".
     if (kHeadRowsMm + static_cast<double>(table.rows.size()) * kRowMm > area.height) area.height -= kRowMm;
     const std::size_t next = DrawTable(canvas, area, table);
     if (next < table.rows.size())
@@ -112,11 +113,11 @@ void DrawResults(Canvas& canvas, const Findings& findings, const Box& box) {
     canvas.DrawText({box.x, y}, "Warnings", {9, true, kAccent});
     y += 1.5;
     for (std::size_t i = 0; i < warnings.size(); ++i) {
-        const bool bLast = y + 10 > box.Bottom() && i + 1 < warnings.size();
+        const bool isLast = y + 10 > box.Bottom() && i + 1 < warnings.size();
         const std::string text =
-            bLast ? "and " + std::to_string(warnings.size() - i) + " more, on the last page" : warnings[i];
+            isLast ? "and " + std::to_string(warnings.size() - i) + " more, on the last page" : warnings[i];
         y += 0.8 + canvas.DrawParagraph({box.x, y}, box.width, 2, text, {7, false, kInk});
-        if (bLast) break;
+        if (isLast) break;
     }
 }
 

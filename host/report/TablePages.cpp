@@ -1,7 +1,6 @@
-// The last pages: ST of every lead in figures, and how the figures were made.
-#include <memory>
+#include "host/report/TablePages.h"
 
-#include "host/report/Pages.h"
+#include <memory>
 
 namespace {
 
@@ -16,7 +15,7 @@ void DrawIndices(Canvas& canvas, const Findings& findings, double top) {
     DrawFacts(canvas, {kContents.Right() - width, top + 4.6, width, 0}, 20, 1, {middle, results.end()});
 }
 
-// Warnings first; what has no room is left to the HTML.
+// Warnings stand first; notes that have no room stand in the HTML only.
 void DrawNotes(Canvas& canvas, const Findings& findings, double top) {
     double y = top;
     const auto draw = [&](const char* title, const Colour& colour, const std::vector<std::string>& notes) {
@@ -45,20 +44,20 @@ void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages) {
     const auto table = std::make_shared<const ReportTable>(MakeLeadTable(findings));
     const std::size_t leads = table->rows.size();
     std::size_t first = 0;
-    bool bNotesDrawn = false;
-    while (!bNotesDrawn) {
-        const bool bLast = leads - first <= kRowsWithNotes;
+    bool areNotesDrawn = false;
+    while (!areNotesDrawn) {
+        const bool isLast = leads - first <= kRowsWithNotes;
         const std::size_t count = std::min(leads - first, kRowsPerPage);
         pages.push_back(
             {count == 0 ? "Results and notes" : "ST per lead" + NameSpan("leads", first, count, leads),
-             [&findings, table, first, count, bLast](Canvas& canvas) {
+             [&findings, table, first, count, isLast](Canvas& canvas) {
                  if (count > 0) DrawTable(canvas, kContents, *table, first);
                  const double tableMm = count > 0 ? kHeadRowsMm + static_cast<double>(count) * kRowMm + 4 : 0;
-                 if (!bLast) return;
+                 if (!isLast) return;
                  DrawIndices(canvas, findings, kContents.y + tableMm);
                  DrawNotes(canvas, findings, kContents.y + tableMm + kIndicesMm);
              }});
         first += count;
-        bNotesDrawn = bLast;
+        areNotesDrawn = isLast;
     }
 }

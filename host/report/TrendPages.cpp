@@ -1,22 +1,22 @@
-// ST level over time: one plot per lead, all on one scale of time and of millivolts.
+#include "host/report/TrendPages.h"
+
 #include <algorithm>
 #include <cmath>
 
-#include "host/report/Pages.h"
 #include "host/report/TrendPlot.h"
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
 
-constexpr double kUvPerMv = 1000;
-// A lead that is off must not flatten the others: readings beyond this have no say in the scale, and are
-// drawn at the edge where they lie beyond that.
+// Readings beyond this do not widen the scale, so that a lead that is off does not flatten the others; they
+// are drawn at the edge of the plot.
 constexpr double kMostMv = 1.5;
 constexpr double kLeastMv = 0.2;
 constexpr double kStepMv = 0.1;  // a millimetre of ECG paper
 constexpr int kMostSteps = 10;
 
-// The same for every lead.
+// One axis for all leads.
 ValueAxis ChooseLevelAxis(const StressResult& result) {
     double lowest = -kLeastMv, highest = kLeastMv;
     for (const STReading& beat : result.beats) {
@@ -33,7 +33,7 @@ ValueAxis ChooseLevelAxis(const StressResult& result) {
 void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell,
                    const ValueAxis& levels) {
     const StressResult& result = findings.result;
-    const bool bWorst = findings.worstLead == lead;
+    const bool isWorst = findings.worstLead == lead;
     const Box area{cell.x + 9, cell.y + 6, cell.width - 10, cell.height - 12};
     const TimeAxis time = ChooseTimeAxis(result.seconds, static_cast<int>(area.width / 7));
     const TrendPlot plot(area, time, levels);
@@ -43,22 +43,22 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
     std::vector<TrendPoint> readings;
     for (const STReading& beat : result.beats)
         readings.push_back({beat.seconds, beat.levelUv[lead] / kUvPerMv});
-    plot.DrawCourse(canvas, readings, {bWorst ? kAccent : kBlue, bWorst ? 0.55 : 0.35});
+    plot.DrawCourse(canvas, readings, {isWorst ? kAccent : kBlue, isWorst ? 0.55 : 0.35});
 
-    const Colour colour = bWorst ? kAccent : kInk;
+    const Colour colour = isWorst ? kAccent : kInk;
     const double nameMm = canvas.DrawText({area.x, area.y - 1.6}, result.source.leads[lead],
                                           {9, true, colour}, area.width * 0.4);
     std::string caption = "no ST was measured";
     if (!findings.leads.empty() && std::isfinite(findings.leads[lead].levelUv)) {
         const LeadSummary& s = findings.leads[lead];
-        caption = (bWorst ? "largest of all: " : "largest change ") + Number(s.changeUv, 0) + " µV at " +
+        caption = (isWorst ? "largest of all: " : "largest change ") + Number(s.changeUv, 0) + " µV at " +
                   LongClock(s.seconds);
         canvas.DrawRing({plot.X(s.seconds), plot.Y(std::clamp(s.levelUv / kUvPerMv, levels.from, levels.to))},
                         0.7, {colour, 0.3});
     }
     canvas.DrawText({area.Right(), area.y - 1.6}, caption,
-                    {6.5, bWorst, bWorst ? kAccent : kMuted, Align::Right}, area.width - nameMm - 3);
-    if (bWorst) canvas.DrawBox(area, {kAccent, 0.5});
+                    {6.5, isWorst, isWorst ? kAccent : kMuted, Align::Right}, area.width - nameMm - 3);
+    if (isWorst) canvas.DrawBox(area, {kAccent, 0.5});
 }
 
 }  // namespace

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 
 #include "host/report/EcgPaper.h"
+#include "host/results/Summaries.h"
 #include "host/support/Text.h"
 
 namespace {
@@ -90,8 +90,8 @@ TimeAxis ChooseTimeAxis(double seconds, int mostSteps) {
     return axis;
 }
 
-void TrendPlot::DrawStages(Canvas& canvas, const std::vector<Stage>& stages, bool bNames) const {
-    bool bDeep = false;
+void TrendPlot::DrawStages(Canvas& canvas, const std::vector<Stage>& stages, bool withNames) const {
+    bool isDeep = false;
     for (std::size_t i = 0; i < stages.size(); ++i) {
         const double end = i + 1 < stages.size() ? stages[i + 1].startSeconds : m_time.seconds;
         const double left = X(std::clamp(stages[i].startSeconds, 0.0, m_time.seconds));
@@ -99,10 +99,10 @@ void TrendPlot::DrawStages(Canvas& canvas, const std::vector<Stage>& stages, boo
         if (!(right > left)) continue;
         const Box band{left, m_box.y, right - left, m_box.height};
         if (!stages[i].watts || *stages[i].watts > 0) {
-            canvas.FillBox(band, bDeep ? kDeepShade : kShade);
-            bDeep = !bDeep;
+            canvas.FillBox(band, isDeep ? kDeepShade : kShade);
+            isDeep = !isDeep;
         }
-        if (!bNames || band.width < kNarrowestNameMm) continue;
+        if (!withNames || band.width < kNarrowestNameMm) continue;
         const double room = band.width - 1;
         const Point centre{band.x + band.width / 2, m_box.y - 1.4};
         const std::string power = DescribePower(stages[i]);
@@ -112,7 +112,7 @@ void TrendPlot::DrawStages(Canvas& canvas, const std::vector<Stage>& stages, boo
     }
 }
 
-void TrendPlot::DrawAxes(Canvas& canvas, double points, bool bTimeFigures, bool bValueFigures) const {
+void TrendPlot::DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bool withValueFigures) const {
     const Pen grid{kRule, 0.12};
     std::vector<Point> lines;
     const int values = static_cast<int>(std::lround((m_values.to - m_values.from) / m_values.step));
@@ -120,7 +120,7 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool bTimeFigures, bool 
         const double value = m_values.from + i * m_values.step;
         lines.push_back({m_box.x, Y(value)});
         lines.push_back({m_box.Right(), Y(value)});
-        if (bValueFigures)
+        if (withValueFigures)
             canvas.DrawText({m_box.x - kFigureGapMm, Y(value) + HalfCapitalMm(points)},
                             Number(value, m_values.decimals), {points, false, kMuted, Align::Right});
     }
@@ -130,7 +130,7 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool bTimeFigures, bool 
         const double seconds = i * m_time.stepSeconds;
         ticks.push_back({X(seconds), m_box.Bottom()});
         ticks.push_back({X(seconds), m_box.Bottom() + 0.9});
-        if (bTimeFigures)
+        if (withTimeFigures)
             canvas.DrawText({X(seconds), m_box.Bottom() + 1.4 + 2 * HalfCapitalMm(points)},
                             Number(seconds / m_time.unitSeconds, 0), {points, false, kMuted, Align::Centre});
     }
@@ -142,7 +142,6 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool bTimeFigures, bool 
 }
 
 void TrendPlot::DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readings, const Pen& pen) const {
-    constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
     std::vector<Point> points;
     for (std::size_t i = 0; i < readings.size(); ++i) {
         const TrendPoint& reading = readings[i];
@@ -154,17 +153,7 @@ void TrendPlot::DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readin
         points.push_back({X(reading.seconds), y});
     }
     const ClipTo clip(canvas, m_box);
-    const bool bDense = static_cast<double>(readings.size()) > kDensePerMm * m_box.width;
-    canvas.DrawPath(ThinPoints(points, kColumnMm), bDense ? Pen{Paled(pen.colour), 0.25} : pen);
-    if (bDense) canvas.DrawPath(TakeMedians(points), pen);
-}
-
-std::string NameStage(const Stage& stage, std::size_t index) {
-    return stage.name.empty() ? std::to_string(index + 1) : stage.name;
-}
-
-std::string DescribePower(const Stage& stage) {
-    if (!stage.watts || *stage.watts <= 0) return "";
-    const std::string power = Number(*stage.watts, 0) + " W";
-    return power == stage.name ? "" : power;
+    const bool isDense = static_cast<double>(readings.size()) > kDensePerMm * m_box.width;
+    canvas.DrawPath(ThinPoints(points, kColumnMm), isDense ? Pen{Paled(pen.colour), 0.25} : pen);
+    if (isDense) canvas.DrawPath(TakeMedians(points), pen);
 }

@@ -16,7 +16,7 @@ struct ValueAxis {
 /// both values.
 ValueAxis ChooseValueAxis(double lowest, double highest, double leastStep, int mostSteps);
 
-/// From 0 on. Seconds for the shortest, hours for the longest, else minutes.
+/// A time axis from 0 on, in seconds for the shortest tests, hours for the longest, otherwise minutes.
 struct TimeAxis {
     double seconds = 1;      // its length
     double stepSeconds = 1;  // from tick to tick
@@ -41,10 +41,10 @@ public:
         return m_box.Bottom() - (value - m_values.from) / (m_values.to - m_values.from) * m_box.height;
     }
 
-    /// Work is shaded, in turns; with names above the plot where they have room.
-    void DrawStages(Canvas& canvas, const std::vector<Stage>& stages, bool bNames) const;
-    /// Lines of the ticks and their figures, of `points` size.
-    void DrawAxes(Canvas& canvas, double points, bool bTimeFigures, bool bValueFigures) const;
+    /// Shades every other stage of work; writes the names above the plot if they have room.
+    void DrawStages(Canvas& canvas, const std::vector<Stage>& stages, bool withNames) const;
+    /// Draws the lines of the ticks and their figures, in `points` size.
+    void DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bool withValueFigures) const;
     /// In order of time; a pause of more than half a minute interrupts the line where it can be seen. What
     /// lies beyond the axis is drawn at its edge. Very many readings are drawn as their spread and their
     /// median.
@@ -57,7 +57,3 @@ private:
     TimeAxis m_time;
     ValueAxis m_values;
 };
-
-/// The stage's name or number; and its power, empty where there is none or where the name says it.
-std::string NameStage(const Stage& stage, std::size_t index);
-std::string DescribePower(const Stage& stage);

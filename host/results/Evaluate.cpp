@@ -5,28 +5,16 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "host/report/Report.h"
+#include "host/results/Summaries.h"
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
 
-constexpr double kWindowSeconds = 0.15 + 1e-6;  // and what times in binary are off
-constexpr std::ptrdiff_t kIntervals = 5;        // of the reference heart rate
-constexpr double kSecondsPerMinute = 60.0;
-constexpr double kMsPerSecond = 1000.0;
-constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
+constexpr double kWindowSeconds = 0.15 + 1e-6;  // 150 ms as EC57 sets it, plus floating-point slack
 
 double Part(int part, int rest) {
     return part + rest > 0 ? static_cast<double>(part) / (part + rest) : kNothing;
-}
-
-// The reference heart rate at a time; NaN before the second beat.
-double ReferenceBpm(const std::vector<double>& beats, double seconds) {
-    const auto end = std::upper_bound(beats.begin(), beats.end(), seconds);
-    const auto first = end - std::min(kIntervals + 1, end - beats.begin());
-    std::vector<double> intervals;
-    for (auto beat = first; beat != end && beat + 1 != end; ++beat) intervals.push_back(*(beat + 1) - *beat);
-    return kSecondsPerMinute / Median(std::move(intervals));
 }
 
 // The spans are in order of time and apart from each other.
@@ -83,26 +71,8 @@ BeatScore ScoreBeats(const std::vector<double>& foundSeconds, const std::vector<
     return score;
 }
 
-Reference ReferenceFrom(const std::vector<Annotation>& annotations, double annotationHz) {
-    Reference reference;
-    bool inFibrillation = false;
-    for (const Annotation& annotation : annotations) {
-        const double seconds = static_cast<double>(annotation.sample) / annotationHz;
-        if (IsBeat(annotation.code)) reference.beatSeconds.push_back(seconds);
-        if (annotation.code == kFibrillationStart && !inFibrillation)
-            reference.fibrillation.push_back({seconds, std::numeric_limits<double>::infinity()});
-        if (annotation.code == kFibrillationEnd && inFibrillation)
-            reference.fibrillation.back().toSeconds = seconds;
-        else if (annotation.code == kFibrillationEnd && reference.beatSeconds.empty())
-            reference.fibrillation.push_back({-std::numeric_limits<double>::infinity(), seconds});
-        if (annotation.code == kFibrillationStart || annotation.code == kFibrillationEnd)
-            inFibrillation = annotation.code == kFibrillationStart;
-    }
-    return reference;
-}
-
-Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& found,
-                    const Reference& reference, double skipSeconds) {
+Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& found, const Truth& truth,
+                    double skipSeconds) {
     std::vector<double> foundSeconds;
     for (const Annotation& beat : found)
         foundSeconds.push_back(static_cast<double>(beat.sample) / result.source.fs);
@@ -110,17 +80,14 @@ Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& f
     StressResult counted;
     counted.source = result.source;
     std::vector<Span> uncounted{{-std::numeric_limits<double>::infinity(), skipSeconds}};
-    for (const Span& span : reference.fibrillation)
+    for (const Span& span : truth.fibrillation)
         if (span.toSeconds > skipSeconds)
             uncounted.push_back({std::max(span.fromSeconds, skipSeconds), span.toSeconds});
     const auto isCounted = [&](const auto& reading) { return !LiesIn(uncounted, reading.seconds); };
     std::copy_if(result.rates.begin(), result.rates.end(), std::back_inserter(counted.rates), isCounted);
     std::copy_if(result.beats.begin(), result.beats.end(), std::back_inserter(counted.beats), isCounted);
-    const Truth beatsAlone{
-        [&](double seconds) { return ReferenceBpm(reference.beatSeconds, seconds); }, {}, {}};
-    return {result.source.name, result.source.leads,
-            ScoreBeats(foundSeconds, reference.beatSeconds, uncounted),
-            CompareWithTruth(counted, reference.truth ? *reference.truth : beatsAlone)};
+    return {result.source.name, result.source.leads, ScoreBeats(foundSeconds, truth.beatSeconds, uncounted),
+            CompareWithTruth(counted, truth)};
 }
 
 void PrintEvaluation(std::ostream& out, const Evaluation& evaluation) {

@@ -8,21 +8,20 @@
 #include <string_view>
 
 #include "core/stress/ExerciseIndices.h"
+#include "host/results/Summaries.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
 
-constexpr double kSecondsPerMinute = 60.0;
-constexpr double kUvPerMv = 1000.0;
 constexpr double kPeakWindowSeconds = 30;  // the peak heart rate is the highest median over this long
-// Readings come with the beats: a window is whole where its first one is no farther from its start than this.
+// Readings come with the beats: a window is whole if its first reading is at most this far from its start.
 constexpr double kLongestIntervalSeconds = 2;
-constexpr double kStageEndSeconds = 60;  // a stage's heart rate is the median over its last minute
 constexpr double kMostWatts = 2000;
 constexpr double kLatestStartSeconds = 7 * 24 * 3600.0;
-constexpr double kSlackSeconds = 1;  // a doctor's times are told to the second
+constexpr double kSlackSeconds = 1;  // times given by hand are rounded to the second
 constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
 
 constexpr std::array kProtocols{ProtocolPlan{"bruce", 180, 7, 0}, ProtocolPlan{"bicycle", 120, 16, 25},
@@ -84,7 +83,7 @@ void FindPeak(const StressResult& result, ExerciseSummary& summary) {
         firsts.push_back(first);
         longestSeconds = std::max(longestSeconds, rates[last].seconds - rates[first].seconds);
     }
-    // The few readings after the start or a pause are no half minute, and likely to be wrong.
+    // A few readings after the start or a pause make no half minute, and are likely to be wrong.
     const double wholeSeconds = std::min(longestSeconds, kPeakWindowSeconds - kLongestIntervalSeconds);
     for (std::size_t last = 0; last < rates.size(); ++last) {
         if (rates[last].seconds - rates[firsts[last]].seconds < wholeSeconds) continue;
@@ -251,4 +250,14 @@ ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOpti
                       static_cast<short>(options.angina.value_or(0)));
     FindPowers(result, summary);
     return summary;
+}
+
+std::string NameStage(const Stage& stage, std::size_t index) {
+    return stage.name.empty() ? std::to_string(index + 1) : stage.name;
+}
+
+std::string DescribePower(const Stage& stage) {
+    if (!stage.watts || *stage.watts <= 0) return "";
+    const std::string power = Number(*stage.watts, 0) + " W";
+    return power == stage.name ? "" : power;
 }

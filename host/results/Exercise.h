@@ -1,4 +1,4 @@
-// Exercise: what the doctor knows of a test (stages, angina, exercise time) and the indices that come of it.
+// Exercise: what the doctor knows of a test (stages, angina, exercise time), and the indices made from it.
 #pragma once
 
 #include <array>
@@ -6,12 +6,17 @@
 #include <string>
 #include <vector>
 
-#include "host/results/Trends.h"
+#include "host/results/StressResult.h"
+
+/// The figures of a stage are medians over this long before its end.
+constexpr double kStageEndSeconds = 60;
+/// Heart rates at which the physical working capacity is given, beats/min.
+constexpr std::array kPwcRates{130, 150, 170};
 
 /// One stage of a test, from its start to that of the next.
 struct Stage {
     double startSeconds = 0;
-    std::optional<double> watts;  // 0 at rest; none where it is not known, as on a treadmill
+    std::optional<double> watts;  // 0 at rest; empty if not known, as on a treadmill
     std::string name;
 };
 
@@ -25,16 +30,16 @@ struct ExerciseSummary {
     std::vector<Stage> stages;  // those that begin before the end of the recording
     std::optional<int> angina;  // as in ExerciseOptions
     std::optional<double> exerciseSeconds;
-    /// Highest median over a whole half minute, or over what there is of a shorter recording; NaN without
-    /// heart rate. And the end of that half minute.
+    /// Highest median over a whole half minute, or over the whole of a shorter recording, and the end of that
+    /// stretch; NaN without heart rate.
     double peakBpm = 0;
     double peakSeconds = 0;
-    /// The largest ST change of any lead but aVR against its first level, in mV (0.1 mV is 1 mm on ECG paper;
-    /// negative is a depression); and the lead.
+    /// Largest ST change of any lead but aVR from its first level, mV (0.1 mV is 1 mm on ECG paper; a
+    /// depression is negative), and its lead.
     double stDeviationMv = 0;
     std::string stLead;
-    std::optional<int> duke;  // with an exercise time; angina that is not given counts 0
-    std::array<std::optional<double>, 3> pwcWatts;  // at 130, 150 and 170 beats per minute
+    std::optional<int> duke;  // empty without an exercise time; angina that is not given counts 0
+    std::array<std::optional<double>, kPwcRates.size()> pwcWatts;  // at kPwcRates
 };
 
 /// Reads "start power" lines: seconds, min:s or h:min:s, and watts; further words name the stage; '#'
@@ -45,28 +50,34 @@ struct ProtocolPlan {
     const char* name;
     double stageSeconds;
     int stages;
-    double wattsPerStage;  // more each stage; 0 where the power is not known
+    double wattsPerStage;  // added by each stage; 0 if the power is not known
 };
-/// The stage counted from 0, with its name.
+/// Stage number `stage` of the plan, from 0 on, with its name.
 Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds);
 
 /// "bruce" (treadmill, stages of 3 minutes), "bicycle" (25 W more every 2 minutes), "ramp" (10 W more every
 /// minute).
 const std::vector<std::string>& ProtocolNames();
-/// The plan of one of these.
+/// The plan of one of ProtocolNames.
 const ProtocolPlan& FindProtocol(const std::string& name);
 /// Rest up to `startSeconds`, the stages of the protocol, and recovery from `endSeconds` on, infinity for
 /// never. The last stage goes on beyond the protocol's end.
 std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds);
 
-/// From the first stage with work to the first after it without, or to the end of the recording; nothing
-/// where there is no work.
+/// The stretch from the first stage with work to the first stage without work after it, or to the end of the
+/// recording; nothing if there is no work.
 std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingSeconds);
 
-/// Whether the stages are named as those of the Bruce protocol, for which the Duke score is made.
+/// True if the stages are named like those of the Bruce protocol, for which the Duke score is made.
 bool IsBruce(const std::vector<Stage>& stages);
 
-/// What of the exercise does not fit a recording of this length, or leaves figures unknown; a phrase each.
+/// Warnings, a phrase each, about exercise that does not fit a recording of this length or leaves figures
+/// unknown.
 std::vector<std::string> CheckExercise(const ExerciseOptions& options, double recordingSeconds);
 
 ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options);
+
+/// The name of a stage or, where it has none, its number from 1 on.
+std::string NameStage(const Stage& stage, std::size_t index);
+/// The power of a stage, "50 W"; empty where there is none or where the name says it.
+std::string DescribePower(const Stage& stage);

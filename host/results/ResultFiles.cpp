@@ -3,13 +3,13 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "host/results/Summaries.h"
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr double kMsPerMinute = 60000.0;
 
 void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double>& firsts) {
     const auto cell = [&](double value, int decimals) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "host/results/Exercise.h"
-#include "host/results/Trends.h"
+#include "host/results/StressResult.h"
 #include "host/support/PendingFile.h"
 
 /// Comma-separated trends, one row per folded beat, or, with `everySeconds` above 0, the first beat of every
@@ -10,7 +10,7 @@
 /// index. Units are in the column names; a figure that is not known is empty. The caller commits.
 void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everySeconds);
 
-/// What the member "schema" of a result says.
+/// Value of the member "schema" of a result.
 inline constexpr const char* kResultSchema = "qzstress-result-1";
 
 /// Everything that the analysis found, as JSON with the schema kResultSchema (docs/schema). The caller

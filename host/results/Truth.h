@@ -1,51 +1,26 @@
-// Truth of a simulated test as a JSON file: what an analysis of its recording should find.
-//
-// Schema "qzstress-truth-1": facts of the recording, the options of the simulation, the stages, every beat
-// (times of Q and J from its R) and, at regular times, the heart rate that the course asks for and the ST
-// level and slope of a sinus beat in each lead.
+// Truth: what an analysis should have found, as annotations, a file or a simulation know it.
 #pragma once
 
-#include <iosfwd>
-#include <string>
+#include <cstddef>
+#include <functional>
 #include <vector>
 
-#include "host/results/Evaluate.h"
-#include "host/results/Exercise.h"
-#include "host/simulate/SimulatedTest.h"
-#include "host/support/PendingFile.h"
+#include "host/record/Annotations.h"
+#include "host/results/StressResult.h"
 
-struct TruthOptions {
-    int postJms = 60;         // ST is taken this long after J + 6 ms, above 0
-    double everySeconds = 1;  // from one row of the course to the next
+/// Functions are of the time in seconds, with leads in source order; they answer NaN where the value is not
+/// known, and may be empty.
+struct Truth {
+    std::vector<double> beatSeconds;  // R of every beat, ascending
+    std::vector<Span> fibrillation;   // without beats to find, in order of time
+    std::function<double(double seconds)> bpm;
+    std::function<double(std::size_t lead, double seconds)> levelUv;
+    std::function<double(std::size_t lead, double seconds)> slopeUvPerMs;
+
+    /// Heart rate at a time: that of `bpm` or, where it is empty, of the median of the last five intervals
+    /// between beats; NaN before the second beat.
+    double BpmAt(double seconds) const;
 };
 
-/// For a test that has been read to its end. The caller commits.
-void WriteTruth(PendingFile& file, const SimulatedTest& test, const TruthOptions& options = {});
-
-/// A truth as it was read. Between the rows of the course values run straight, before the first and after the
-/// last they stay. Leads are counted as the file has them.
-struct RecordedTruth {
-    struct Row {
-        double seconds = 0, bpm = 0;
-        std::vector<double> levelUv, slopeUvPerMs;  // per lead
-    };
-
-    std::string file;  // for messages
-    int fs = 0;        // of the recording
-    double seconds = 0;
-    int postJms = 0;  // ST was taken this long after J + 6 ms
-    std::vector<std::string> leads;
-    std::vector<Stage> stages;
-    std::vector<SimulatedBeat> beats;  // ascending
-    std::vector<Row> course;           // at least one, ascending
-
-    double Bpm(double atSeconds) const;
-    double LevelUv(std::size_t lead, double atSeconds) const;
-    double SlopeUvPerMs(std::size_t lead, double atSeconds) const;
-    /// For a recording with these leads, matched by name, case ignored. Throws HostError where the truth does
-    /// not know one of them. The result refers to this object.
-    Reference ReferenceFor(const SourceInfo& info) const;
-};
-
-/// Throws HostError for a file that is no such truth, naming what was expected where.
-RecordedTruth ReadTruth(const std::string& path);
+/// The beats of an annotated recording and its stretches of ventricular flutter or fibrillation.
+Truth TruthFrom(const std::vector<Annotation>& annotations, double annotationHz);

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "host/record/Annotations.h"
-#include "host/record/FrameSink.h"
-#include "host/results/Truth.h"
+#include "host/record/CreateRecord.h"
+#include "host/simulate/TruthFile.h"
 #include "host/support/HostError.h"
 #include "host/support/Interrupt.h"
 #include "host/support/PendingFile.h"

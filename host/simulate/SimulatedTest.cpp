@@ -5,6 +5,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "host/record/Calibration.h"
+
 namespace {
 
 constexpr double kRestRate = 70, kPeakRate = 170, kRecoveredRate = 85;   // beats per minute
@@ -134,8 +136,9 @@ SimulatedTest::SimulatedTest(const SimulatedTestOptions& options) : m_options(op
     // Written so that a NaN is refused too.
     const auto within = [](double value, double low, double high) { return value >= low && value <= high; };
     constexpr double kMostSeconds = 1e7, kMostUv = 1e6;
-    if (options.fs < 100 || options.fs > 2000)
-        throw std::invalid_argument("simulation: fs outside 100..2000");
+    if (options.fs < kLowestFs || options.fs > kHighestFs)
+        throw std::invalid_argument("simulation: fs outside " + std::to_string(kLowestFs) + ".." +
+                                    std::to_string(kHighestFs));
     if (!within(options.uVpb, 1e-3, 1e6)) throw std::invalid_argument("simulation: uVpb outside 0.001..1e6");
     if (!within(options.seconds, 1e-3, kMostSeconds) || !within(options.ectopySeconds, 0, kMostSeconds))
         throw std::invalid_argument("simulation: a time outside its range");

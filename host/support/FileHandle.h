@@ -9,7 +9,7 @@
 class FileHandle {
 public:
     FileHandle() = default;
-    /// As `open` answers: below 0 is none.
+    /// Takes what `open` returned; a value below 0 is no file.
     explicit FileHandle(int value) : m_value(value) {}
     ~FileHandle() {
         if (m_value >= 0) close(m_value);
@@ -22,8 +22,8 @@ public:
 
     bool IsOpen() const { return m_value >= 0; }
     int Value() const { return m_value; }
-    /// A name that opens this very file again, whatever stands under its own name by now: for streams, and
-    /// for libraries that open files themselves. Valid while the object lives.
+    /// A name under which streams and libraries open this very file again, even if its own name now belongs
+    /// to another file. Valid while the object lives.
     std::string Name() const { return "/proc/self/fd/" + std::to_string(m_value); }
 
 private:

@@ -19,9 +19,9 @@ public:
 
     const std::string& Path() const { return m_path; }
     long long Bytes() const { return m_bytes; }
-    /// From the first byte on; outlives this object.
+    /// A stream from the first byte on; it outlives this object.
     std::ifstream Stream() const { return std::ifstream(m_handle.Name(), std::ios::binary); }
-    /// For libraries that open files themselves; valid while this object lives.
+    /// Name for libraries that open files themselves; valid while this object lives.
     std::string OpenName() const { return m_handle.Name(); }
 
 private:
@@ -30,9 +30,9 @@ private:
     long long m_bytes = 0;
 };
 
-/// The longest text that is read at once: headers, lists of records, tables of stages.
+/// Longest text that is read at once, bytes: headers, lists of records, tables of stages.
 inline constexpr long long kMostTextBytes = 4 << 20;
 
-/// The whole text. "/dev/stdin" is the standard input; everything else goes through InputFile. Throws
-/// HostError for a longer text, before it is read, and for one with zero bytes.
+/// Reads a whole text. "/dev/stdin" is the standard input; everything else goes through InputFile. Throws
+/// HostError for a text longer than `mostBytes`, before reading it, and for a text with zero bytes in it.
 std::string ReadText(const std::string& path, long long mostBytes = kMostTextBytes);

@@ -1,13 +1,12 @@
-// Interrupt: the wish of the user, or of the system, that the program comes to its end (SIGINT, SIGTERM,
-// SIGHUP).
+// Interrupt: notes that the user or the system asks the program to end (SIGINT, SIGTERM, SIGHUP).
 #pragma once
 
 #include <array>
 #include <csignal>
 
-/// While one lives the signals do no more than be noted and end a wait: whoever works for long asks now and
-/// then, so that results are kept and no unfinished file is left behind. A signal that the program was
-/// started to ignore, as nohup has it, stays ignored.
+/// While an object lives, these signals are only noted and end a wait. Long work asks IsAsked now and then,
+/// so that results are kept and no unfinished file is left behind. A signal that was ignored when the program
+/// started, as under nohup, stays ignored.
 class Interrupt {
 public:
     Interrupt();
@@ -15,7 +14,7 @@ public:
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;
 
-    /// Whether one has come since the program began.
+    /// True if a signal has come since the program began.
     static bool IsAsked();
 
 private:

@@ -19,12 +19,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Five seconds in all: a run holds the lock for a few renamings.
+// Waits 5 s at most for the lock, which another run holds for a few renamings.
 constexpr int kLockAttempts = 200;
 constexpr std::chrono::milliseconds kLockWait{25};
 
-/// The folder, locked against other runs. One that a stranger keeps locked, or that knows no locks, is taken
-/// without.
+/// Opens the folder and locks it against other runs; without a lock if it is held too long or the file system
+/// has none.
 FileHandle LockedFolder(const std::string& folder) {
     FileHandle handle(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     for (int i = 0; i < kLockAttempts && flock(handle.Value(), LOCK_EX | LOCK_NB) != 0; ++i) {
@@ -34,8 +34,8 @@ FileHandle LockedFolder(const std::string& folder) {
     return handle;
 }
 
-/// The owner and the rights of the file that is to be replaced. Where the group cannot be kept, it gets no
-/// rights: it would be another one's.
+/// Gives the file the owner and the rights of the file that it replaces. If the group cannot be kept, the
+/// group gets no rights: it would be another group.
 bool TakeRights(int handle, const std::string& replaced) {
     struct stat before {};
     if (stat(replaced.c_str(), &before) != 0) return true;
@@ -46,7 +46,7 @@ bool TakeRights(int handle, const std::string& replaced) {
     return fchmod(handle, rights) == 0;
 }
 
-/// What the shell has opened for the program: it is not the program's to replace, even where it is a file.
+/// True for what the shell has opened for the program: it must not be replaced, even if it is a file.
 bool IsOpenAlready(const std::string& path) {
     const std::string name = fs::absolute(path).lexically_normal().string();
     return name == "/dev/stdout" || name == "/dev/stderr" || name.starts_with("/dev/fd/") ||
@@ -56,7 +56,7 @@ bool IsOpenAlready(const std::string& path) {
 }  // namespace
 
 PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
-    // A folder of that name would let everything be written and refuse the renaming at the end.
+    // A folder of this name would only refuse the renaming at the end, after all the work.
     std::error_code unknown;
     const fs::file_status before = fs::status(m_path, unknown);
     if (fs::is_directory(before))
@@ -94,7 +94,7 @@ void PendingFile::CreateTemporary() {
     m_openName = m_temporary.Name();
 }
 
-void PendingFile::Spare(const std::vector<std::string>& files) {
+void PendingFile::RefuseOverwriting(const std::vector<std::string>& files) {
     for (const std::string& path : files)
         if (Targets().count(CanonicalName(path)) > 0)
             throw HostError(path, "is read from, and cannot be written to as well");
@@ -142,7 +142,7 @@ void PendingFile::Rename() {
 }
 
 void PendingFile::CommitAll(const std::vector<PendingFile*>& files) {
-    std::set<std::string> folders;  // in one order for all runs: two never wait for each other
+    std::set<std::string> folders;  // sorted: two runs never wait for each other
     for (PendingFile* file : files) {
         file->Complete();
         if (file->m_temporary.IsOpen()) folders.insert(file->TargetFolder());
@@ -150,6 +150,6 @@ void PendingFile::CommitAll(const std::vector<PendingFile*>& files) {
     std::vector<FileHandle> locked;
     for (const std::string& folder : folders) locked.push_back(LockedFolder(folder));
     for (PendingFile* file : files) file->Rename();
-    // The names are on the disk too. A file system that cannot promise that is no reason to fail.
+    // Brings the names to the disk too; a file system that cannot promise that is no reason to fail.
     for (const FileHandle& folder : locked) fsync(folder.Value());
 }

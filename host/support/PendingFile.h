@@ -5,8 +5,8 @@
 //
 // Of two runs that write to one name each result is whole, and the later one stays. Without Commit nothing is
 // left behind, and a file that had the name before stays as it was. A name that is a link to a file stands
-// for that file: it is replaced and the link stays. What is no file, as a pipe, and what the shell has
-// opened, as /dev/stdout, is written straight to.
+// for that file: it is replaced and the link stays. A pipe, and a file that the shell has opened
+// (/dev/stdout), is written directly.
 #pragma once
 
 #include <fstream>
@@ -27,23 +27,22 @@ public:
     /// The final name as it was given, for messages.
     const std::string& Path() const { return m_path; }
     std::ostream& Stream() { return m_stream; }
-    /// Throws HostError where something could not be written so far: long outputs ask now and then, so that
-    /// a full disk ends them early.
+    /// Throws HostError if something could not be written so far. Long outputs call this now and then, so
+    /// that a full disk ends them early.
     void Check() const;
-    /// For libraries that open files themselves: the name to write to. Call CloseStream before.
+    /// Name to write to for libraries that open files themselves. Call CloseStream before.
     const std::string& OpenName() const { return m_openName; }
-    /// Throws as Check does; no more is to be written to the stream.
+    /// Closes the stream, to which nothing may be written any more. Throws like Check.
     void CloseStream();
-    /// Throws HostError where anything could not be written.
+    /// Gives the file its name. Throws HostError if anything could not be written.
     void Commit() { CommitAll({this}); }
-    /// Files that belong together, in the order in which they get their names. All are complete before the
-    /// first has its name, and no other run names its files in these folders meanwhile: files of two runs do
-    /// not mix. Throws as Commit does.
+    /// Commits files that belong together, in this order. All are complete before the first gets its name,
+    /// and no other run names files in these folders meanwhile: files of two runs do not mix. Throws like
+    /// Commit.
     static void CommitAll(const std::vector<PendingFile*>& files);
 
-    /// Throws HostError where one of these, files that are read, is pending in this process: it would be
-    /// lost.
-    static void Spare(const std::vector<std::string>& files);
+    /// Throws HostError if one of these inputs is also an output of this process: it would be lost.
+    static void RefuseOverwriting(const std::vector<std::string>& files);
 
 private:
     static std::string CanonicalName(const std::string& path);
@@ -57,7 +56,7 @@ private:
 
     std::string m_path;           // as it was given
     std::string m_target;         // the file of that name, links followed
-    std::string m_temporaryPath;  // empty where it is written straight to, and after Commit
+    std::string m_temporaryPath;  // empty for a pipe or an open file, and after Commit
     FileHandle m_temporary;
     std::string m_openName;
     std::ofstream m_stream;

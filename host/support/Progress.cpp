@@ -12,19 +12,18 @@ namespace {
 
 constexpr std::chrono::milliseconds kRedraw{100};
 constexpr int kBarWidth = 40;
-constexpr int kFramesPerLook = 256;  // the clock is not read at every frame
 
 }  // namespace
 
 ProgressBar::ProgressBar(std::string label, double total, bool enabled)
-    : m_label(std::move(label)), m_total(total), m_bEnabled(enabled && isatty(STDERR_FILENO) == 1) {}
+    : m_label(std::move(label)), m_total(total), m_isEnabled(enabled && isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {
-    if (m_bEnabled) std::cerr << "\r\x1b[K" << std::flush;
+    if (m_isEnabled) std::cerr << "\r\x1b[K" << std::flush;
 }
 
 void ProgressBar::Show(double done) {
-    if (!m_bEnabled) return;
+    if (!m_isEnabled) return;
     const auto now = std::chrono::steady_clock::now();
     if (now - m_shown < kRedraw) return;
     m_shown = now;
@@ -37,11 +36,4 @@ void ProgressBar::Show(double done) {
     } else {
         std::cerr << Number(done, 0) << std::flush;
     }
-}
-
-AnalysisProgress::AnalysisProgress(const SourceInfo& info, bool enabled)
-    : m_bar(info.name, static_cast<double>(info.frames) / info.fs, enabled), m_fs(info.fs) {}
-
-void AnalysisProgress::OnFrame(const short* /*frame*/) {
-    if (++m_frames % kFramesPerLook == 0) m_bar.Show(static_cast<double>(m_frames) / m_fs);
 }

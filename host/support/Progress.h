@@ -1,15 +1,13 @@
-// Progress: how far a long run has come, on stderr, where that is a terminal.
+// Progress: how far a long run has come, on stderr if that is a terminal.
 #pragma once
 
 #include <chrono>
 #include <string>
 
-#include "host/analysis/StressAnalysis.h"
-
 class ProgressBar {
 public:
-    /// `total` is what Show counts up to; 0 or less shows the count alone. Not `enabled` or no terminal:
-    /// nothing is printed.
+    /// `total` is what Show counts up to; 0 or less shows the count alone. Prints nothing if not `enabled` or
+    /// if stderr is no terminal.
     ProgressBar(std::string label, double total, bool enabled);
     ~ProgressBar();  // wipes the line
     ProgressBar(const ProgressBar&) = delete;
@@ -21,18 +19,6 @@ public:
 private:
     std::string m_label;
     double m_total;
-    bool m_bEnabled;
+    bool m_isEnabled;
     std::chrono::steady_clock::time_point m_shown{};
-};
-
-/// A bar over the frames of a source.
-class AnalysisProgress : public AnalysisObserver {
-public:
-    AnalysisProgress(const SourceInfo& info, bool enabled);
-    void OnFrame(const short* frame) override;
-
-private:
-    ProgressBar m_bar;
-    double m_fs;
-    long long m_frames = 0;
 };

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Bytes of the UTF-8 character that `text` begins with; 0 where it begins with none.
+/// Bytes of the UTF-8 character that `text` begins with; 0 if it begins with none.
 std::size_t CharacterLength(std::string_view text) {
     const auto byte = [&](std::size_t i) {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : static_cast<unsigned char>(0);
@@ -18,7 +18,7 @@ std::size_t CharacterLength(std::string_view text) {
     const std::size_t length = lead < 0xC2 || lead > 0xF4 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     for (std::size_t i = 1; i < length; ++i)
         if ((byte(i) & 0xC0) != 0x80) return 0;
-    // Longer than it need be, half of a pair of UTF-16, or beyond U+10FFFF.
+    // No character: an overlong form, half of a UTF-16 pair, or beyond U+10FFFF.
     const bool isNone = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
                         (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);
     return isNone ? 0 : length;
@@ -64,9 +64,9 @@ std::string Number(double value, int decimals) {
     if (std::isnan(value)) return "-";
     char text[64];
     std::snprintf(text, sizeof text, "%.*f", decimals, value);
-    const bool bNegativeZero =
+    const bool isNegativeZero =
         text[0] == '-' && std::string(text).find_first_not_of("-0.") == std::string::npos;
-    return bNegativeZero ? text + 1 : text;
+    return isNegativeZero ? text + 1 : text;
 }
 
 std::string Clock(double seconds) {

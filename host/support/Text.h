@@ -9,21 +9,21 @@
 
 /// One line of valid UTF-8: a space for every control character, U+FFFD for every byte that is no UTF-8.
 std::string OneLine(std::string_view text);
-/// Characters of a text of OneLine.
+/// Number of characters of a text from OneLine.
 std::size_t CountCharacters(std::string_view text);
-/// Up to `count` of them from `first` on.
+/// Up to `count` characters of such a text from number `first` on.
 std::string_view Characters(std::string_view text, std::size_t first, std::size_t count);
 
-/// With so many decimals; "-" for NaN, never a negative zero.
+/// `value` with so many decimals; "-" for NaN, never a negative zero.
 std::string Number(double value, int decimals);
 /// Minutes and seconds, "12:05", rounded to the second; negative times are 0:00, NaN is "-".
 std::string Clock(double seconds);
 /// A field of CSV that begins with one of these is a formula to a spreadsheet.
 inline constexpr std::string_view kFormulaStarts = "=+-@\t\r";
-/// As a field of CSV, quoted where it has to be. One that a spreadsheet would take for a formula gets an
+/// `text` as a field of CSV, quoted if needed. A field that a spreadsheet would take for a formula gets an
 /// apostrophe in front.
 std::string CsvField(const std::string& text);
 bool EqualIgnoringCase(const std::string& a, const std::string& b);
-/// Puts the lowest free number from 2 on behind every name that one before it has, case ignored: "ECG", "ECG"
-/// and "ecg" become "ECG", "ECG 2" and "ecg 3". The first of a name keeps it.
+/// Makes names unique, case ignored: a repeated name gets the lowest free number from 2 on. "ECG", "ECG" and
+/// "ecg" become "ECG", "ECG 2" and "ecg 3".
 void MakeUnique(std::vector<std::string>& names);

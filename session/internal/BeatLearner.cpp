@@ -181,8 +181,8 @@ void BeatLearner::Advance(std::size_t count, Stage next) {
 void BeatLearner::End(std::optional<LearnedBeat> learned) {
     const auto rank = [](const LearnedBeat& beat) { return std::pair{beat.confident, beat.beatsUsed}; };
     if (learned && (!m_best || rank(*learned) > rank(*m_best))) m_best = std::move(learned);
-    const bool bEnough = m_choice == 0 && m_best && m_best->confident;
-    m_stage = bEnough || m_choice == m_chn ? Stage::Done : Stage::Choose;
+    const bool isEnough = m_choice == 0 && m_best && m_best->confident;
+    m_stage = isEnough || m_choice == m_chn ? Stage::Done : Stage::Choose;
     m_piece = 0;
     ++m_choice;
 }
@@ -275,7 +275,7 @@ void BeatLearner::PlaceBeat(int detection) {
     if (inside && (m_all.empty() || place > m_all.back())) m_all.push_back(place);
 }
 
-// Beat `beat` with those before it.
+// Compares beat `beat` with those before it.
 void BeatLearner::CompareBeat(std::size_t beat) {
     if (beat == 0) m_peers.assign(m_all.size(), {});
     for (std::size_t b = 0; beat < m_all.size() && b <= beat; ++b) {
@@ -318,14 +318,14 @@ std::optional<std::size_t> BeatLearner::FindTypical() const {
     if (!typical) return std::nullopt;
     for (const std::size_t i : m_peers[*typical]) isTaken[i] = true;
     const std::optional<std::size_t> other = withMostPeers();
-    const bool bPremature = other &&
-                            kMostPerNormalBeat * m_peers[*other].size() >= m_peers[*typical].size() &&
-                            intervalAhead(*typical) < kPremature * intervalAhead(*other);
-    return bPremature ? other : typical;
+    const bool isPremature = other &&
+                             kMostPerNormalBeat * m_peers[*other].size() >= m_peers[*typical].size() &&
+                             intervalAhead(*typical) < kPremature * intervalAhead(*other);
+    return isPremature ? other : typical;
 }
 
-// What is like the typical beat, once aligned with it, is clean; this is repeated with the average of the
-// clean beats.
+// Beats that are like the typical beat, once aligned with it, are clean; a second pass repeats this with the
+// average of the clean beats.
 void BeatLearner::AlignBeat(int beat) {
     double bestLikeness = 0;
     int bestPlace = beat;
@@ -336,8 +336,8 @@ void BeatLearner::AlignBeat(int beat) {
             bestPlace = beat + lag;
         }
     }
-    const bool bAnother = m_clean.empty() || bestPlace > m_clean.back();  // not one beat found twice
-    if (bAnother && bestLikeness >= kAlike) m_clean.push_back(bestPlace);
+    const bool isAnother = m_clean.empty() || bestPlace > m_clean.back();  // not one beat found twice
+    if (isAnother && bestLikeness >= kAlike) m_clean.push_back(bestPlace);
 }
 
 void BeatLearner::EndAlignment() {
@@ -466,10 +466,10 @@ void BeatLearner::Conclude() {
     m_learned.beatsFound = static_cast<int>(m_all.size());
     m_learned.beatsUsed = static_cast<int>(m_beats.size());
     m_learned.likeness = UpperMedian(std::move(m_likeness));
-    const bool bStandsOut = Delineate();
+    const bool standsOut = Delineate();
     const int qrs = m_learned.posJ - m_learned.posQ;
     if (qrs < Samples(kNarrowestQrsMs) || qrs > Samples(kWidestQrsMs)) return End(std::nullopt);
-    m_learned.confident = bStandsOut && m_learned.beatsUsed >= kConfidentBeats && HalvesAgree();
+    m_learned.confident = standsOut && m_learned.beatsUsed >= kConfidentBeats && HalvesAgree();
     End(std::move(m_learned));
 }
 
@@ -536,7 +536,7 @@ std::vector<double> BeatLearner::AverageLead(std::size_t lead, const Positions& 
     return average;
 }
 
-// False where the signal does not come to rest before or after the QRS: Q or J is then a guess.
+// False if the signal does not come to rest before or after the QRS: Q or J is then a guess.
 bool BeatLearner::Delineate() {
     LearnedBeat& beat = m_learned;
     const int half = std::max(1, Samples(kVelocityMs));
@@ -562,7 +562,7 @@ bool BeatLearner::Delineate() {
     for (int i = searchFrom; i <= searchTo; ++i) peak = std::max(peak, at(i));
 
     // From the outermost fast place of the QRS outward to where the beat has come to rest; step is -1 or 1.
-    bool bRests = true;
+    bool isAtRest = true;
     const auto restFrom = [&](int outermost, int step) {
         const int width = std::max(1, Samples(kQuietWidthMs));
         double quiet = peak;
@@ -578,7 +578,7 @@ bool BeatLearner::Delineate() {
             stillFor = at(outermost + step * i) < threshold ? stillFor + 1 : 0;
             if (stillFor == rest) return outermost + step * (i - rest + 1);
         }
-        bRests = false;
+        isAtRest = false;
         return outermost + step * Samples(kWidestMs);
     };
     int first = searchFrom;
@@ -589,7 +589,7 @@ bool BeatLearner::Delineate() {
     // this is. Its beginning is softer than the end, and readers put the onset about as much earlier.
     beat.posQ = static_cast<short>(restFrom(first, -1));
     beat.posJ = static_cast<short>(restFrom(last, +1) - half);
-    return bRests;
+    return isAtRest;
 }
 
 }  // namespace qz

@@ -12,7 +12,7 @@
 // others, or more, it is of the kind that comes later after the beat before it: ectopic beats are premature.
 //
 // A lead that is off or noisy is found by its beats being unlike each other; it is averaged like the others
-// but has no say in anything. Where too few leads agree on beats, each lead is tried alone.
+// but decides nothing. Where too few leads agree on beats, each lead is tried alone.
 //
 // Spatial velocity is the length of the vector of all leads' slopes; the search outward from the steepest
 // place to a fraction of its slope follows Laguna, Jane, Caminal, "Automatic detection of wave boundaries in
@@ -112,16 +112,16 @@ private:
     int m_fs;
     std::size_t m_chn;
     Stage m_stage = Stage::Done;
-    std::size_t m_piece = 0;  // of the stage
+    std::size_t m_piece = 0;  // next piece of the stage
     std::vector<short> m_frames;
     std::vector<Positions> m_detections;  // per lead
     std::vector<double> m_scale;          // per lead: its effective slope
     std::size_t m_choice = 0;             // 0: all leads together; n: lead n - 1 alone
-    std::optional<LearnedBeat> m_best;    // of the choices so far
+    std::optional<LearnedBeat> m_best;    // best beat of the choices so far
 
     // Of the present choice.
     Positions m_detected;                           // beats as the detectors tell them
-    std::vector<bool> m_trusted;                    // leads that have a say
+    std::vector<bool> m_trusted;                    // leads that count in decisions
     Positions m_all;                                // steepest places of all beats
     std::vector<Beat> m_shapes;                     // of m_all
     std::vector<std::vector<std::size_t>> m_peers;  // of each of m_all: those it is like, itself among them

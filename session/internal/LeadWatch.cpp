@@ -17,7 +17,7 @@ constexpr double kSameSeconds = 1;
 // Beats are judged some 90 s late at the most, where those that a template was learned from are matched.
 constexpr double kKeptSeconds = 120;
 constexpr std::size_t kMostSpans = static_cast<std::size_t>(kKeptSeconds / kSameSeconds) + 2;
-constexpr std::size_t kMostEvents = 4;  // of a lead at once
+constexpr std::size_t kMostEvents = 4;  // events of a lead at once
 
 int WindowFrames(int fs) { return fs / kWindowsPerSecond; }
 
@@ -46,17 +46,17 @@ LeadWatch::LeadWatch(int fs, std::size_t chn, double uVpb)
 
 void LeadWatch::Take(const short* frame) {
     const std::size_t chn = m_leads.size();
-    short* const oldest = &m_ring[m_next];  // and the place of the new one
+    short* const oldest = &m_ring[m_next];  // overwritten by the new frame
     const short* const older = &m_ring[(m_next + m_window) % m_ring.size()];
     const short* const newer = &m_ring[(m_next + 2 * m_window) % m_ring.size()];
-    // Not before, as the first sample of a recording may be far from the rest.
-    const bool bFilled = static_cast<std::size_t>(m_frames) * chn >= m_ring.size();
+    // Waits for full windows: the first sample of a recording may be far from the rest.
+    const bool isFilled = static_cast<std::size_t>(m_frames) * chn >= m_ring.size();
     const double now = Seconds(m_frames);
     for (std::size_t i = 0; i < chn; ++i) {
         Lead& lead = m_leads[i];
         LookForLine(i, frame[i]);
         lead.change += frame[i] - newer[i] - older[i] + oldest[i];
-        if (bFilled && std::abs(lead.change) > m_jumpChange) Mark(i, now);
+        if (isFilled && std::abs(lead.change) > m_jumpChange) Mark(i, now);
         oldest[i] = frame[i];
         if (lead.isDisturbed && now - lead.disturbed.back().toSeconds > kSameSeconds) {
             lead.isDisturbed = false;
@@ -112,7 +112,7 @@ void LeadWatch::Tell(LeadEvent::Kind kind, std::size_t lead, double seconds) {
     m_news.push_back(event);
 }
 
-/// Makes room for one more span: those of long ago go.
+/// Makes room for one more span by forgetting those of long ago.
 void LeadWatch::Forget(std::vector<Span>& spans) const {
     const double kept = Seconds(m_frames) - kKeptSeconds;
     const auto recent =

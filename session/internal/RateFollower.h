@@ -1,7 +1,7 @@
 // RateFollower: the heart rate over all leads from conditioned frames, from the first seconds on.
 //
-// The detectors take two seconds to find their threshold and a beat more to answer. They are therefore shown
-// the first four seconds once before, of which the answers are not told, and then these seconds again.
+// The detectors take two seconds to find their threshold and a beat more to answer. They therefore see the
+// first four seconds twice; the answers of the first time are dropped.
 //
 // Allocates in the constructor and, a few bytes once per beat, for the steadied interval. One object belongs
 // to one thread.

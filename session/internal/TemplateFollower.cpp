@@ -40,12 +40,12 @@ void TemplateFollower::Start(const LearnedBeat& beat) {
                                           kConditionedUvPerUnit, false, kCorrelationWindowMs);
     for (std::vector<CLowpassFilter2>* smoothers : {&m_levelSmoothers, &m_slopeSmoothers, &m_zeroSmoothers})
         smoothers->assign(m_chn, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
-    m_bFirstLevels = m_bFirstSlopes = m_bFirstZeros = true;
+    m_areFirstLevels = m_areFirstSlopes = m_areFirstZeros = true;
 
     std::vector<std::vector<short>> rows;
     std::vector<short*> templ;
     for (const std::size_t lead : m_order) rows.push_back(beat.rows[lead]);
-    if (m_bLastInverted) {
+    if (m_isLastInverted) {
         for (short& sample : rows.back()) sample = static_cast<short>(-sample);
     }
     for (std::vector<short>& row : rows) templ.push_back(row.data());
@@ -77,16 +77,16 @@ void TemplateFollower::OrderLeads(const LearnedBeat& beat) {
             inverted = c;
         }
     }
-    m_bLastInverted = bestUpright < kPreferUpright * bestInverted;
+    m_isLastInverted = bestUpright < kPreferUpright * bestInverted;
     std::iota(m_order.begin(), m_order.end(), std::size_t{0});
-    const std::size_t decisive = m_bLastInverted ? inverted : upright;
+    const std::size_t decisive = m_isLastInverted ? inverted : upright;
     m_order.erase(m_order.begin() + static_cast<std::ptrdiff_t>(decisive));
     m_order.push_back(decisive);
 }
 
 bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
     for (std::size_t c = 0; c < m_chn; ++c) m_frame[c] = frame[m_order[c]];
-    if (m_bLastInverted) m_frame.back() = static_cast<short>(-m_frame.back());
+    if (m_isLastInverted) m_frame.back() = static_cast<short>(-m_frame.back());
     short** templ = m_match->match(m_frame.data());
     if (templ == nullptr) return false;
 
@@ -94,8 +94,8 @@ bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
         m_levels[c] = m_match->uvSTvalue(static_cast<short>(c), -1);
         m_slopes[c] = m_match->STslope(static_cast<short>(c), -1);
     }
-    SmoothTrend(m_levels, m_levelSmoothers, m_bFirstLevels);
-    SmoothTrend(m_slopes, m_slopeSmoothers, m_bFirstSlopes);
+    SmoothTrend(m_levels, m_levelSmoothers, m_areFirstLevels);
+    SmoothTrend(m_slopes, m_slopeSmoothers, m_areFirstSlopes);
     const int prFrom = std::max(0, m_posQ - Samples(kPrBeforeMs));
     const int prTo = m_posQ + Samples(kPrAfterMs);
     const int jPoint = m_posJ + Samples(kSTOffsetMs);
@@ -105,14 +105,14 @@ bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
                             (prTo - prFrom + 1);
         const double jUv = kConditionedUvPerUnit * templ[c][jPoint];
         const double engineZeroUv = jUv - m_match->JuV(static_cast<short>(c));
-        if (m_bFirstZeros) m_zeroSmoothers[c].InitialValue(engineZeroUv - prUv);
+        if (m_areFirstZeros) m_zeroSmoothers[c].InitialValue(engineZeroUv - prUv);
         const double missedUv = m_zeroSmoothers[c].Filter(engineZeroUv - prUv);
         const std::size_t lead = m_order[c];
         event.levelUv[lead] = Sign(c) * static_cast<float>(m_levels[c] + missedUv);
         event.slopeUvPerMs[lead] = Sign(c) * m_slopes[c];
         event.jUv[lead] = Sign(c) * static_cast<float>(jUv - prUv);
     }
-    m_bFirstZeros = false;
+    m_areFirstZeros = false;
     return true;
 }
 

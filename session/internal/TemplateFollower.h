@@ -37,7 +37,7 @@ public:
     /// Takes a conditioned frame. True where a beat has been folded into the averaged one; `event` then has
     /// its levels and slopes. Its arrays have room for all leads.
     bool Match(const short* frame, BeatEvent& event);
-    /// The R of a beat that has just been folded in lies so many frames back.
+    /// Frames since the R of the beat that has just been folded in.
     int SamplesSinceR() const { return m_length - 1 - m_posR; }
 
     /// The averaged beat as it is now, microvolts, [lead][sample], and where its points are.
@@ -47,7 +47,7 @@ public:
 private:
     void OrderLeads(const LearnedBeat& beat);
     float Sign(std::size_t engineLead) const {
-        return m_bLastInverted && engineLead + 1 == m_chn ? -1.0F : 1.0F;
+        return m_isLastInverted && engineLead + 1 == m_chn ? -1.0F : 1.0F;
     }
     int Samples(int ms) const { return ms * m_fs / 1000; }
 
@@ -55,15 +55,15 @@ private:
     std::size_t m_chn;
     int m_postJms;
     std::vector<std::size_t> m_order;                        // source lead of each engine lead
-    bool m_bLastInverted = false;                            // the engine's last lead is upside down
+    bool m_isLastInverted = false;                           // the engine's last lead is upside down
     std::vector<short> m_frame;                              // in the engine's order
     short m_length = 0, m_posR = 0, m_posQ = 0, m_posJ = 0;  // as the engine keeps them, in samples
     std::unique_ptr<CZatMatch> m_match;                      // made anew by Start; null before
     // One per engine lead: smoothers of levels and slopes, and of what is added to the levels, alike, so that
     // it is as late as they are.
     std::vector<CLowpassFilter2> m_levelSmoothers, m_slopeSmoothers, m_zeroSmoothers;
-    bool m_bFirstLevels = true, m_bFirstSlopes = true,
-         m_bFirstZeros = true;    // they still need their first value
+    bool m_areFirstLevels = true, m_areFirstSlopes = true,
+         m_areFirstZeros = true;  // they still need their first value
     std::vector<short> m_levels;  // in the engine's order
     std::vector<float> m_slopes;  // likewise
 };

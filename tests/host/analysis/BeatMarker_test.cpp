@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "host/analysis/Exporter.h"
+#include "host/analysis/StressAnalysis.h"
 #include "host/results/Evaluate.h"
 #include "host/simulate/SimulatedTest.h"
 #include "tests/support/Beats.h"

@@ -7,7 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "host/results/Accuracy.h"
+#include "host/results/Summaries.h"
 #include "host/simulate/SimulatedTest.h"
+#include "host/simulate/TruthFile.h"
 #include "tests/support/Folder.h"
 
 namespace {
@@ -16,10 +19,7 @@ namespace {
 StressResult ExpectAccurate(const SimulatedTestOptions& simulation, const StressOptions& options) {
     SimulatedTest test(simulation);
     StressResult result = StressAnalysis(test, options).Run();
-    const Accuracy accuracy = CompareWithTruth(
-        result, {[&](double seconds) { return test.TrueHeartRate(seconds); },
-                 [&](int lead, double seconds) { return test.TrueSTuV(lead, seconds, options.postJms); },
-                 [&](int lead, double seconds) { return test.TrueSTslope(lead, seconds, options.postJms); }});
+    const Accuracy accuracy = CompareWithTruth(result, TruthOf(test, options.postJms));
     EXPECT_LT(accuracy.bpm.median, 2.0);
     for (std::size_t i = 0; i < accuracy.levelUv.size(); ++i) {
         EXPECT_LT(accuracy.levelUv[i].median, 25.0) << test.Info().leads[i];

@@ -6,7 +6,7 @@
 
 #include "host/record/Annotations.h"
 #include "host/record/Calibration.h"
-#include "host/results/Truth.h"
+#include "host/simulate/TruthFile.h"
 #include "host/support/Text.h"
 #include "tests/support/Folder.h"
 #include "tests/support/Frames.h"

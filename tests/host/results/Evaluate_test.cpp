@@ -36,8 +36,8 @@ TEST(ScoreBeats, LeavesOutWhatIsSkippedAndKnowsNoRateOfNothing) {
     EXPECT_EQ(ScoreBeats({}, {1}, {}).missed, 1);
 }
 
-TEST(ReferenceFrom, TakesBeatsAndTheStretchesOfFibrillation) {
-    const Reference reference = ReferenceFrom(
+TEST(TruthFrom, TakesBeatsAndTheStretchesOfFibrillation) {
+    const Truth reference = TruthFrom(
         {{0, 28, "(N"}, {100, 1, ""}, {200, 32, ""}, {240, 5, ""}, {300, 33, ""}, {400, 32, ""}}, 100);
     EXPECT_THAT(reference.beatSeconds, testing::ElementsAre(1, 2.4));
     ASSERT_EQ(reference.fibrillation.size(), 2U);
@@ -59,7 +59,7 @@ StressResult TwoLeads() {
 }
 
 TEST(Evaluate, ComparesTheHeartRateWithTheLastFiveIntervalsWhereOnlyBeatsAreKnown) {
-    Reference reference;
+    Truth reference;
     for (int beat = 0; beat <= 10; ++beat) reference.beatSeconds.push_back(beat);
     std::vector<Annotation> found;
     for (int beat = 0; beat <= 10; ++beat) found.push_back({beat * 100 + 3, 1, ""});
@@ -77,19 +77,20 @@ TEST(Evaluate, FollowsAChangeOfTheReferenceRateWithItsThirdInterval) {
     for (const auto& [seconds, bpm] : {std::pair{5.1, 60.0}, {5.6, 120.0}}) {
         StressResult result;
         result.rates = {{seconds, 0}};
-        Reference reference;
+        Truth reference;
         reference.beatSeconds = {0, 1, 2, 3, 4, 4.5, 5, 5.5};
         EXPECT_EQ(Evaluate(result, {}, reference, 0).accuracy.bpm.maximum, bpm) << seconds;
     }
 }
 
 TEST(Evaluate, ComparesSTPerLeadWhereTheTruthKnowsItAndNotBeforeTheSkip) {
-    Reference reference;
-    reference.truth = Truth{[](double) { return 60.0; },
-                            [](int lead, double seconds) {
-                                return seconds < 6 ? 1000.0 : lead == 0 ? 14 : -20;
-                            },
-                            [](int, double) { return std::nan(""); }};
+    const Truth reference{{},
+                          {},
+                          [](double) { return 60.0; },
+                          [](std::size_t lead, double seconds) {
+                              return seconds < 6 ? 1000.0 : lead == 0 ? 14 : -20;
+                          },
+                          [](std::size_t, double) { return std::nan(""); }};
     const Accuracy accuracy = Evaluate(TwoLeads(), {}, reference, 5.5).accuracy;
     EXPECT_DOUBLE_EQ(accuracy.bpm.maximum, 2);
     ASSERT_EQ(accuracy.levelUv.size(), 2U);

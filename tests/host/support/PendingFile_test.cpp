@@ -55,7 +55,7 @@ TEST(PendingFile, FollowsLinksWritesStraightToPipesAndRefusesASecondOfOneName) {
         PendingFile file(folder.Path("link"));
         EXPECT_THAT(RefusalOf([&] { PendingFile again(folder.Path("./a")); }), HasSubstr("two outputs"));
         EXPECT_THAT(RefusalOf([&] {
-                        PendingFile::Spare({folder.Path("none"), folder.Path("a")});
+                        PendingFile::RefuseOverwriting({folder.Path("none"), folder.Path("a")});
                     }),
                     HasSubstr("/a: is read from"));
         file.Stream() << "after";
@@ -63,7 +63,7 @@ TEST(PendingFile, FollowsLinksWritesStraightToPipesAndRefusesASecondOfOneName) {
     }
     EXPECT_TRUE(std::filesystem::is_symlink(folder.Path("link")));
     EXPECT_EQ(folder.Bytes("a"), "after");
-    EXPECT_EQ(RefusalOf([&] { PendingFile::Spare({folder.Path("a")}); }), "");
+    EXPECT_EQ(RefusalOf([&] { PendingFile::RefuseOverwriting({folder.Path("a")}); }), "");
 
     PendingFile first(folder.Path("first")), second(folder.Path("second"));
     std::filesystem::create_directory(folder.Path("second"));

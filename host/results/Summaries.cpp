@@ -1,32 +1,11 @@
-#include "host/results/Trends.h"
+#include "host/results/Summaries.h"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <string>
+#include <utility>
 
-#include "host/support/Text.h"
-
-namespace {
-
-constexpr double kSecondsPerMinute = 60.0;
-constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
-
-ErrorSize SizeOf(std::vector<double> errors) {
-    std::erase_if(errors, [](double error) { return std::isnan(error); });
-    for (double& error : errors) error = std::abs(error);
-    ErrorSize size{Median(errors), kNothing};
-    if (!errors.empty()) size.maximum = *std::max_element(errors.begin(), errors.end());
-    return size;
-}
-
-}  // namespace
-
-std::string DescribeLearning(const StressResult& result) {
-    const LearnedBeat& learned = result.learned;
-    return std::to_string(learned.beatsUsed) + " of " + std::to_string(learned.beatsFound) + " beats in " +
-           Number(learned.fromSeconds, 0) + " s" +
-           (learned.record == result.source.name ? "" : " of " + learned.record);
-}
+#include "host/support/Units.h"
 
 double Median(std::vector<double> values) {
     std::erase_if(values, [](double value) { return std::isnan(value); });
@@ -130,23 +109,4 @@ std::vector<LeadExtremes> FindExtremes(const StressResult& result) {
         extremes.push_back(found);
     }
     return extremes;
-}
-
-Accuracy CompareWithTruth(const StressResult& result, const Truth& truth) {
-    Accuracy accuracy;
-    std::vector<double> errors;
-    for (const RateReading& rate : result.rates) errors.push_back(rate.bpm - truth.bpm(rate.seconds));
-    accuracy.bpm = SizeOf(std::move(errors));
-    if (!truth.levelUv) return accuracy;
-    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
-        const int index = static_cast<int>(lead);
-        std::vector<double> levelErrors, slopeErrors;
-        for (const STReading& beat : result.beats) {
-            levelErrors.push_back(beat.levelUv[lead] - truth.levelUv(index, beat.seconds));
-            slopeErrors.push_back(beat.slopeUvPerMs[lead] - truth.slopeUvPerMs(index, beat.seconds));
-        }
-        accuracy.levelUv.push_back(SizeOf(std::move(levelErrors)));
-        accuracy.slopeUvPerMs.push_back(SizeOf(std::move(slopeErrors)));
-    }
-    return accuracy;
 }

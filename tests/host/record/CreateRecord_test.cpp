@@ -1,4 +1,4 @@
-#include "host/record/FrameSink.h"
+#include "host/record/CreateRecord.h"
 
 #include <edflib.h>
 #include <gmock/gmock.h>

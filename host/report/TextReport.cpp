@@ -1,4 +1,4 @@
-#include "host/report/Report.h"
+#include "host/report/TextReport.h"
 
 #include <algorithm>
 #include <array>
@@ -6,31 +6,16 @@
 #include <vector>
 
 #include "host/report/Findings.h"
+#include "host/results/Summaries.h"
 #include "host/support/Text.h"
+#include "host/support/TextTable.h"
 
 namespace {
 
 constexpr std::size_t kLeadsPerTable = 12;
-constexpr int kTimeWidth = 6;
 constexpr int kRateWidth = 10;
 constexpr int kLeadWidth = 6;
 constexpr int kSlopeWidth = 7;  // "uV/ms" and a gap
-constexpr int kFigureWidth = 13;
-
-// Right-aligned. A figure that is too long widens its column rather than lose a digit.
-std::string Cell(const std::string& text, int width) {
-    const auto wanted = static_cast<std::size_t>(width);
-    const std::size_t count = CountCharacters(text);
-    return std::string(wanted > count ? wanted - count : 0, ' ') + text;
-}
-
-// A lead's name; of a long one the start and the last two letters, where names differ, with a gap beside it.
-std::string NameCell(const std::string& lead, int width) {
-    const auto room = static_cast<std::size_t>(width - 1);
-    const std::size_t count = CountCharacters(lead);
-    if (count <= room) return Cell(lead, width);
-    return Cell(std::string(Characters(lead, 0, room - 2)).append(Characters(lead, count - 2, 2)), width);
-}
 
 // One quantity of all leads over time.
 struct Quantity {
@@ -101,10 +86,9 @@ void PrintExercise(std::ostream& out, const ExerciseSummary& exercise) {
         out << "Duke score " << *exercise.duke << ": exercise " << Clock(*exercise.exerciseSeconds)
             << " min:s, angina " << DescribeAngina(exercise)
             << (IsBruce(exercise.stages) ? "" : std::string("\n  ") + kDukeRemark) << "\n";
-    constexpr std::array kRates{130, 150, 170};
-    for (std::size_t i = 0; i < kRates.size(); ++i) {
+    for (std::size_t i = 0; i < kPwcRates.size(); ++i) {
         if (exercise.pwcWatts[i])
-            out << "PWC" << kRates[i] << " " << Number(*exercise.pwcWatts[i], 0) << " W\n";
+            out << "PWC" << kPwcRates[i] << " " << Number(*exercise.pwcWatts[i], 0) << " W\n";
     }
 }
 
@@ -126,21 +110,4 @@ void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSu
     PrintExtremes(out, result);
     out << "\nBeats: " << DescribeBeats(result) << "\n";
     PrintExercise(out, exercise);
-}
-
-void PrintAccuracy(std::ostream& out, const std::vector<std::string>& leads, const Accuracy& accuracy) {
-    out << "  heart rate: error median " << Number(accuracy.bpm.median, 2) << " beats/min, largest "
-        << Number(accuracy.bpm.maximum, 2) << " beats/min\n";
-    if (accuracy.levelUv.empty()) return;
-    out << Cell("lead", kTimeWidth) << Cell("ST level", kFigureWidth) << Cell("ST level", kFigureWidth)
-        << Cell("ST slope", kFigureWidth) << Cell("ST slope", kFigureWidth) << "\n"
-        << Cell("", kTimeWidth) << Cell("median uV", kFigureWidth) << Cell("largest uV", kFigureWidth)
-        << Cell("med. uV/ms", kFigureWidth) << Cell("larg. uV/ms", kFigureWidth) << "\n";
-    for (std::size_t lead = 0; lead < accuracy.levelUv.size(); ++lead) {
-        out << NameCell(leads[lead], kTimeWidth)
-            << Cell(Number(accuracy.levelUv[lead].median, 1), kFigureWidth)
-            << Cell(Number(accuracy.levelUv[lead].maximum, 1), kFigureWidth)
-            << Cell(Number(accuracy.slopeUvPerMs[lead].median, 3), kFigureWidth)
-            << Cell(Number(accuracy.slopeUvPerMs[lead].maximum, 3), kFigureWidth) << "\n";
-    }
 }

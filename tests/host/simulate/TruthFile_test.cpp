@@ -1,4 +1,4 @@
-#include "host/results/Truth.h"
+#include "host/simulate/TruthFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -73,15 +73,14 @@ TEST(Truth, MakesAReferenceForTheLeadsOfARecording) {
     ReadToTheEnd(test);
     WriteWhole(folder.Path("t.json"), [&](PendingFile& file) { WriteTruth(file, test); });
     const RecordedTruth truth = ReadTruth(folder.Path("t.json"));
-    const Reference reference = truth.ReferenceFor({"r", 250, 1, {"ii", "V5"}, 0, "", {}});
-    ASSERT_TRUE(reference.truth);
-    EXPECT_EQ(reference.truth->levelUv(0, 40.5), truth.LevelUv(2, 40.5));
-    EXPECT_EQ(reference.truth->slopeUvPerMs(1, 40.5), truth.SlopeUvPerMs(0, 40.5));
-    EXPECT_EQ(reference.truth->bpm(40.5), truth.Bpm(40.5));
+    const Truth reference = truth.For({"r", 250, 1, {"ii", "V5"}, 0, "", {}});
+    EXPECT_EQ(reference.levelUv(0, 40.5), truth.LevelUv(2, 40.5));
+    EXPECT_EQ(reference.slopeUvPerMs(1, 40.5), truth.SlopeUvPerMs(0, 40.5));
+    EXPECT_EQ(reference.bpm(40.5), truth.Bpm(40.5));
     EXPECT_EQ(reference.beatSeconds.size(), truth.beats.size());
     EXPECT_EQ(reference.beatSeconds[1], static_cast<double>(truth.beats[1].r) / 500);
     EXPECT_THAT(RefusalOf([&] {
-                    truth.ReferenceFor({"r", 250, 1, {"V1"}, 0, "", {}});
+                    truth.For({"r", 250, 1, {"V1"}, 0, "", {}});
                 }),
                 HasSubstr("t.json: expected the lead V1 of r"));
 }

@@ -1,0 +1,11 @@
+// ReportData: what a report is made of.
+#pragma once
+
+#include "host/results/Exercise.h"
+#include "host/results/StressResult.h"
+
+/// Views: both outlive the call that is given them.
+struct ReportData {
+    const StressResult& result;
+    const ExerciseSummary& exercise;
+};

@@ -1,0 +1,297 @@
+#include "host/simulate/TruthFile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "host/support/HostError.h"
+#include "host/support/InputFile.h"
+#include "host/support/Text.h"
+#include "host/support/Units.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char* kSchema = "qzstress-truth-1";
+
+/// `value` rounded to 1 / perUnit: digits without meaning would fill the file.
+double Rounded(double value, double perUnit) { return std::round(value * perUnit) / perUnit; }
+
+Json RecordJson(const SourceInfo& info) {
+    return {{"name", info.name},           {"leads", info.leads},
+            {"sampling_rate_hz", info.fs}, {"uv_per_unit", info.uVpb},
+            {"frames", info.frames},       {"length_s", static_cast<double>(info.frames) / info.fs}};
+}
+
+Json SimulationJson(const SimulatedTestOptions& options) {
+    Json leadOff = Json::array();
+    for (const SimulatedLeadOff& off : options.leadOff)
+        leadOff.push_back({{"lead", off.lead},
+                           {"start_s", off.startSeconds},
+                           {"length_s", off.seconds},
+                           {"rails", off.rails}});
+    return {{"protocol", NameOf(options.protocol)},
+            {"seed", options.seed},
+            {"mains_hz", options.mainsHz},
+            {"mains_uv", options.mainsUv},
+            {"muscle_uv", options.muscleUv},
+            {"wander_uv", options.wanderUv},
+            {"motion_uv", options.motionUv},
+            {"ectopy_s", options.ectopySeconds},
+            {"st_depression_uv", options.stDepressionUv},
+            {"lead_off", leadOff}};
+}
+
+Json StagesJson(const std::vector<Stage>& stages) {
+    Json all = Json::array();
+    for (const Stage& stage : stages)
+        all.push_back({{"start_s", stage.startSeconds},
+                       {"power_w", stage.watts ? Json(*stage.watts) : Json()},
+                       {"name", stage.name}});
+    return all;
+}
+
+Json BeatJson(const SimulatedBeat& beat, int fs) {
+    return {{"sample", beat.r},           {"time_s", static_cast<double>(beat.r) / fs},
+            {"rr_ms", beat.rrMs},         {"type", beat.type == SimulatedBeatType::Sinus ? "N" : "V"},
+            {"q_onset_ms", beat.onsetMs}, {"j_ms", beat.jMs}};
+}
+
+Json RowJson(const SimulatedTest& test, double seconds, int postJms) {
+    constexpr double kRateParts = 1000, kLevelParts = 100, kSlopeParts = 1e5;
+    std::vector<double> levels, slopes;
+    for (int lead = 0; lead < static_cast<int>(test.Info().leads.size()); ++lead) {
+        levels.push_back(Rounded(test.TrueSTuV(lead, seconds, postJms), kLevelParts));
+        slopes.push_back(Rounded(test.TrueSTslope(lead, seconds, postJms), kSlopeParts));
+    }
+    return {{"time_s", seconds},
+            {"heart_rate_per_min", Rounded(test.TrueHeartRate(seconds), kRateParts)},
+            {"level_uv", levels},
+            {"slope_uv_per_ms", slopes}};
+}
+
+/// A value in a JSON file that knows its place there, so that every refusal names it.
+class Field {
+public:
+    Field(const std::string& file, std::string place, const Json& value)
+        : m_file(file), m_place(std::move(place)), m_value(value) {}
+
+    [[noreturn]] void Fail(const std::string& message) const {
+        throw HostError(m_file, (m_place.empty() ? "" : m_place + ": ") + message);
+    }
+    Field operator[](const char* key) const {
+        if (!m_value.is_object() || !m_value.contains(key))
+            Fail("expected an object with \"" + std::string(key) + "\"");
+        return {m_file, m_place.empty() ? key : m_place + "." + key, m_value[key]};
+    }
+    /// The elements of an array, as `take` makes them of their fields.
+    template <typename Take>
+    auto Each(Take take) const {
+        if (!m_value.is_array()) Fail("expected an array");
+        std::vector<decltype(take(*this))> all;
+        for (std::size_t i = 0; i < m_value.size(); ++i)
+            all.push_back(take(Field(m_file, m_place + "[" + std::to_string(i) + "]", m_value[i])));
+        return all;
+    }
+    bool IsNull() const { return m_value.is_null(); }
+    std::string Text() const {
+        if (!m_value.is_string()) Fail("expected a text");
+        return OneLine(m_value.get<std::string>());
+    }
+    double Number(double lowest, double highest) const {
+        const double value = m_value.is_number() ? m_value.get<double>() : std::nan("");
+        if (!(value >= lowest && value <= highest)) {
+            Fail("expected a number of " + ::Number(lowest, 0) + " to " + ::Number(highest, 0));
+        }
+        return value;
+    }
+    template <typename Integer>
+    Integer Whole(Integer lowest, Integer highest) const {
+        const double value = Number(static_cast<double>(lowest), static_cast<double>(highest));
+        if (value != std::floor(value)) Fail("expected a whole number");
+        return static_cast<Integer>(value);
+    }
+
+private:
+    const std::string& m_file;
+    std::string m_place;  // as in "beats[3].rr_ms", empty for the whole
+    const Json& m_value;
+};
+
+// Bounds beyond any valid truth.
+constexpr double kMostSeconds = 1e8, kMostUv = 1e7;
+constexpr long long kMostFrames = 1LL << 48;
+
+SimulatedBeat TakeBeat(const Field& field) {
+    constexpr double kMostMs = 1e6;
+    SimulatedBeat beat;
+    beat.r = field["sample"].Whole(0LL, kMostFrames);
+    beat.rrMs = field["rr_ms"].Number(0, kMostSeconds * kMsPerSecond);
+    beat.onsetMs = field["q_onset_ms"].Number(-kMostMs, kMostMs);
+    beat.jMs = field["j_ms"].Number(-kMostMs, kMostMs);
+    const std::string type = field["type"].Text();
+    if (type != "N" && type != "V")
+        field["type"].Fail("expected N or V, found \"" + type.substr(0, 20) + "\"");
+    beat.type = type == "N" ? SimulatedBeatType::Sinus : SimulatedBeatType::Ectopic;
+    return beat;
+}
+
+Stage TakeStage(const Field& field) {
+    Stage stage{field["start_s"].Number(0, kMostSeconds), {}, field["name"].Text()};
+    constexpr double kMostWatts = 1e5;
+    if (!field["power_w"].IsNull()) stage.watts = field["power_w"].Number(0, kMostWatts);
+    return stage;
+}
+
+RecordedTruth::Row TakeRow(const Field& field, std::size_t leads) {
+    constexpr double kMostBpm = 1000;
+    const auto values = [&](const char* key) {
+        std::vector<double> all = field[key].Each([](const Field& f) { return f.Number(-kMostUv, kMostUv); });
+        if (all.size() != leads)
+            field[key].Fail("expected " + std::to_string(leads) + " values, one per lead, found " +
+                            std::to_string(all.size()));
+        return all;
+    };
+    return {field["time_s"].Number(0, kMostSeconds), field["heart_rate_per_min"].Number(0, kMostBpm),
+            values("level_uv"), values("slope_uv_per_ms")};
+}
+
+/// Fails at the first element that is not later than the one before.
+template <typename Element, typename Time>
+void NeedAscending(const Field& field, const std::vector<Element>& elements, Time time) {
+    for (std::size_t i = 1; i < elements.size(); ++i)
+        if (time(elements[i]) <= time(elements[i - 1]))
+            field.Fail("expected ascending times, which element " + std::to_string(i) + " breaks");
+}
+
+Json ParseJson(const std::string& path) {
+    constexpr long long kMostBytes = 64 << 20;            // a day of twelve leads has 40 MB
+    constexpr int kDeepest = 8, kMostParts = 10'000'000;  // twice what that day has
+    const std::string text = ReadText(path, kMostBytes);
+    int parts = 0;
+    try {
+        return Json::parse(text, [&](int depth, Json::parse_event_t, const Json&) {
+            if (depth > kDeepest || ++parts > kMostParts)
+                throw HostError(path,
+                                "expected JSON of a truth, found far more brackets or values than one has");
+            return true;
+        });
+    } catch (const Json::exception& error) {
+        // The message holds what was read last, which may be the whole file.
+        constexpr std::size_t kShown = 200;
+        throw HostError(path, "expected JSON: " + std::string(error.what()).substr(0, kShown));
+    }
+}
+
+/// `value` at a time, on the straight line between the rows before and after it.
+template <typename Value>
+double Interpolate(const std::vector<RecordedTruth::Row>& rows, double seconds, Value value) {
+    const auto after =
+        std::upper_bound(rows.begin(), rows.end(), seconds,
+                         [](double s, const RecordedTruth::Row& row) { return s < row.seconds; });
+    if (after == rows.begin()) return value(rows.front());
+    if (after == rows.end()) return value(rows.back());
+    const auto before = after - 1;
+    const double part = (seconds - before->seconds) / (after->seconds - before->seconds);
+    return value(*before) + part * (value(*after) - value(*before));
+}
+
+std::vector<double> BeatSeconds(const std::vector<SimulatedBeat>& beats, int fs) {
+    std::vector<double> seconds;
+    for (const SimulatedBeat& beat : beats) seconds.push_back(static_cast<double>(beat.r) / fs);
+    return seconds;
+}
+
+}  // namespace
+
+void WriteTruth(PendingFile& file, const SimulatedTest& test, const TruthOptions& options) {
+    std::ostream& out = file.Stream();
+    const SourceInfo& info = test.Info();
+    const Json head = {{"schema", kSchema},
+                       {"record", RecordJson(info)},
+                       {"simulation", SimulationJson(test.Options())},
+                       {"stages", StagesJson(test.Stages())},
+                       {"st_measured_ms_after_j", kSTOffsetMs + options.postJms}};
+    std::string text = head.dump(1);
+    text.resize(text.rfind('\n'));
+    out << text << ",\n \"beats\": [";
+    // Rows are written one by one: those of a day would fill 100 MB of memory.
+    const char* separator = "\n  ";
+    for (const SimulatedBeat& beat : test.Beats()) {
+        out << separator << BeatJson(beat, info.fs).dump();
+        separator = ",\n  ";
+    }
+    out << "\n ],\n \"course\": [";
+    separator = "\n  ";
+    const double length = static_cast<double>(info.frames) / info.fs;
+    for (long long row = 0; static_cast<double>(row) * options.everySeconds <= length; ++row) {
+        out << separator
+            << RowJson(test, static_cast<double>(row) * options.everySeconds, options.postJms).dump();
+        separator = ",\n  ";
+    }
+    out << "\n ]\n}\n";
+}
+
+RecordedTruth ReadTruth(const std::string& path) {
+    constexpr int kMostFs = 1000000, kMostPostJms = 1000;
+    const Json json = ParseJson(path);
+    const Field all(path, "", json);
+    if (all["schema"].Text() != kSchema) all["schema"].Fail("expected \"" + std::string(kSchema) + "\"");
+    RecordedTruth truth;
+    truth.file = path;
+    truth.fs = all["record"]["sampling_rate_hz"].Whole(1, kMostFs);
+    truth.seconds = all["record"]["length_s"].Number(0, kMostSeconds);
+    truth.leads = all["record"]["leads"].Each([](const Field& field) { return field.Text(); });
+    truth.postJms =
+        all["st_measured_ms_after_j"].Whole(kSTOffsetMs, kSTOffsetMs + kMostPostJms) - kSTOffsetMs;
+    truth.stages = all["stages"].Each(TakeStage);
+    truth.beats = all["beats"].Each(TakeBeat);
+    const std::size_t leads = truth.leads.size();
+    truth.course = all["course"].Each([leads](const Field& field) { return TakeRow(field, leads); });
+    if (truth.course.empty()) all["course"].Fail("expected at least one row");
+    NeedAscending(all["beats"], truth.beats, [](const SimulatedBeat& beat) { return beat.r; });
+    NeedAscending(all["course"], truth.course, [](const RecordedTruth::Row& row) { return row.seconds; });
+    return truth;
+}
+
+double RecordedTruth::Bpm(double atSeconds) const {
+    return Interpolate(course, atSeconds, [](const Row& row) { return row.bpm; });
+}
+
+double RecordedTruth::LevelUv(std::size_t lead, double atSeconds) const {
+    return Interpolate(course, atSeconds, [lead](const Row& row) { return row.levelUv[lead]; });
+}
+
+double RecordedTruth::SlopeUvPerMs(std::size_t lead, double atSeconds) const {
+    return Interpolate(course, atSeconds, [lead](const Row& row) { return row.slopeUvPerMs[lead]; });
+}
+
+Truth RecordedTruth::For(const SourceInfo& info) const {
+    std::vector<std::size_t> known;  // lead of the truth for each of the recording
+    for (const std::string& lead : info.leads) {
+        const auto found = std::find_if(leads.begin(), leads.end(), [&](const std::string& name) {
+            return EqualIgnoringCase(name, lead);
+        });
+        if (found == leads.end()) throw HostError(file, "expected the lead " + lead + " of " + info.name);
+        known.push_back(static_cast<std::size_t>(found - leads.begin()));
+    }
+    return {BeatSeconds(beats, fs),
+            {},
+            [this](double at) { return Bpm(at); },
+            [this, known](std::size_t lead, double at) { return LevelUv(known[lead], at); },
+            [this, known](std::size_t lead, double at) { return SlopeUvPerMs(known[lead], at); }};
+}
+
+Truth TruthOf(const SimulatedTest& test, int postJms) {
+    return {BeatSeconds(test.Beats(), test.Info().fs),
+            {},
+            [&test](double at) { return test.TrueHeartRate(at); },
+            [&test, postJms](std::size_t lead, double at) {
+                return test.TrueSTuV(static_cast<int>(lead), at, postJms);
+            },
+            [&test, postJms](std::size_t lead, double at) {
+                return test.TrueSTslope(static_cast<int>(lead), at, postJms);
+            }};
+}

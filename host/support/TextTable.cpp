@@ -1,0 +1,16 @@
+#include "host/support/TextTable.h"
+
+#include "host/support/Text.h"
+
+std::string Cell(const std::string& text, int width) {
+    const auto wanted = static_cast<std::size_t>(width);
+    const std::size_t count = CountCharacters(text);
+    return std::string(wanted > count ? wanted - count : 0, ' ') + text;
+}
+
+std::string NameCell(const std::string& lead, int width) {
+    const auto room = static_cast<std::size_t>(width - 1);
+    const std::size_t count = CountCharacters(lead);
+    if (count <= room) return Cell(lead, width);
+    return Cell(std::string(Characters(lead, 0, room - 2)).append(Characters(lead, count - 2, 2)), width);
+}
