@@ -15,7 +15,7 @@ using namespace qz;
 
 namespace {
 
-constexpr std::size_t kLeadII = 1, kLeadV1 = 6;
+constexpr std::size_t kLeadII = 1;
 
 // The first seconds of a simulated test after conditioning, leads interleaved.
 std::vector<short> ConditionedRest(const SimulatedTestOptions& options, double seconds) {
