@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <memory>
 #include <new>
@@ -26,6 +27,8 @@
 namespace {
 
 constexpr std::size_t kMostLeads = 24, kLongestRow = 3000;
+/// An input may make every frame dear, as with mains of tens of kHz at a sample a second: it ends after this.
+constexpr std::clock_t kLongestInput = 2 * CLOCKS_PER_SEC;
 
 /// Takes numbers off the front of the bytes; 0 once they are used up.
 class Bytes {
@@ -289,7 +292,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Bytes bytes(data, size);
     Objects objects;
     std::uint32_t noise = 1;
-    while (!bytes.Empty()) {
+    const std::clock_t begun = std::clock();
+    const auto late = [begun] { return std::clock() - begun > kLongestInput; };
+    while (!bytes.Empty() && !late()) {
         short frame[kMostLeads + 2] = {};
         switch (bytes.Byte() % 8) {
             case 0:
@@ -307,7 +312,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             default: {  // frames: a wave that repeats, with noise
                 const int frames = bytes.Byte() * 4, period = bytes.Byte() * 2 + 1, height = bytes.Any();
                 const auto count = static_cast<std::size_t>(bytes.Byte()) % kMostLeads;
-                for (int n = 0; n < frames; ++n) {
+                for (int n = 0; n < frames && !late(); ++n) {
                     for (std::size_t lead = 0; lead < kMostLeads; ++lead) {
                         noise = noise * 1664525U + 1013904223U;
                         const int wave = height * std::max(0, 20 - std::abs(n % period - 30)) / 20;

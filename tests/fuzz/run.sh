@@ -65,10 +65,15 @@ printf "$engine$frames$template$frames$engine$frames\4\0$frames" | seed library 
 printf '\0\1\10\1\62\0\1\62\0\1\2\0\1\1\2'"$frames"'\4\3\1\0\1'"$frames" | seed library filters
 printf '\3\0\1\2\0\1\3\0\1\4\0\1\6'"$frames"'\3\2\1\2\0\1\3\0\1\4\0\1\0\5'"$frames" | seed library classes
 
-for program in library wfdb edf csv annotations; do
+# Ordinary options, then a minute of a wave with its events fetched now and then.
+session='\0\0\0\0\0\0\0\0\1'
+wave='\5\372\226\20\0\5\372\226\20\0\5\372\226\20\0\5\372\226\20\0\0\377'
+printf "$session$wave$wave\1\77\77$wave" | seed session wave
+
+for program in session library wfdb edf csv annotations; do
     [ -x "$programs/fuzz_$program" ] || continue  # a build without the host has the library's alone
     longest=4096
-    [ $program != library ] || longest=300  # each byte may be a thousand frames
+    case $program in library | session) longest=300 ;; esac  # each byte may be a thousand frames
     "$programs/fuzz_$program" -max_total_time="$seconds" -max_len="$longest" -timeout=120 -rss_limit_mb=1024 -verbosity=1 \
         -print_final_stats=1 $program > $program.log 2>&1 || { tail -40 $program.log; exit 1; }
     echo "$program: $(sed -n 's/^stat::number_of_executed_units: *//p' $program.log) executions without a fault"
