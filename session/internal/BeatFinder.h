@@ -1,0 +1,150 @@
+// BeatFinder: finds the beats of a signal on all of its leads at once, and needs none of them in particular.
+//
+//   frame -> some 250 per second -> per lead: band of the QRS, 5 to 20 Hz, and its envelope; slope, 8 to 40
+//   Hz
+//         -> fused over the leads, each in units of its own beats: a usual beat is about 1
+//         -> the highest place within 0.2 s to both sides is a candidate, judged 0.3 s after it
+//         -> against a threshold between noise and beats; no T wave; after a long pause, searched back
+//
+// What a lead weighs follows from how far its beats stand out from what lies between them, and from how calm
+// it is: a lead that is flat, noisy, or has T waves as high as its QRS hardly counts, so that it does not
+// spoil what a better one tells. What is usual is the median of the last eight beats. Where the fused
+// envelope does not come to rest, candidates that come early, or are unlike the beats before on all leads,
+// have to stand out more.
+//
+// Thresholds between running levels of signal and noise, the search back and the slope against T waves follow
+// Pan, Tompkins, "A real-time QRS detection algorithm", IEEE Trans Biomed Eng 1985; 32: 230-236.
+//
+// A beat is known 0.6 s after it as a rule, and 2 s after it where it was searched back; those of the first
+// four seconds are known once these have passed. Allocates in the constructor. One object belongs to one
+// thread.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+namespace qz {
+
+class BeatFinder {
+public:
+    /// fs: samples per second, 100 to 10000; chn: leads, 1 or more; uVpb: microvolts per unit of the frames.
+    BeatFinder(int fs, std::size_t chn, double uVpb);
+
+    /// Takes the next frame, as recorded. Returns the beats that have become known, in order of time, each as
+    /// the number of the frame in the middle of its QRS; valid until the next call.
+    const std::vector<long long>& Take(const short* frame);
+    /// There are no more frames: the beats that are still to be told.
+    const std::vector<long long>& Finish();
+
+    /// What a lead counts for at present, from 0 for nothing to 36.
+    double Weight(std::size_t lead) const { return m_leads[lead].weight; }
+
+private:
+    static constexpr std::size_t kMemory = 8;  // beats
+    // The latest values.
+    class Latest {
+    public:
+        void Fill(double value) { m_values.fill(value); }
+        void Add(double value);
+        double Median() const;
+        /// The newest but `back`.
+        double Newest(std::size_t back) const {
+            return m_values[(m_next + 2 * kMemory - 1 - back) % kMemory];
+        }
+
+    private:
+        std::array<double, kMemory> m_values{};
+        std::size_t m_next = 0;
+    };
+    // One row of samples per place, the newest few seconds.
+    class Ring {
+    public:
+        Ring(std::size_t places, std::size_t width)
+            : m_places(places), m_width(width), m_values(places * width) {}
+        float* Row(long long place) { return &m_values[Slot(place)]; }
+        const float* Row(long long place) const { return &m_values[Slot(place)]; }
+        long long Places() const { return static_cast<long long>(m_places); }
+
+    private:
+        // Places ahead of the first one are those that come later.
+        std::size_t Slot(long long place) const {
+            return static_cast<std::size_t>(place + Places()) % m_places * m_width;
+        }
+        std::size_t m_places, m_width;
+        std::vector<float> m_values;
+    };
+    struct Lead {
+        // Of the last beats: envelope at the beat, its largest value since the beat before, slope at the
+        // beat.
+        Latest sizes, between, slopes;
+        double size = 0, noise = 0, slope = 0;  // what is usual of these
+        double floor = 0;                       // of the envelope
+        double weight = 0;
+    };
+    struct Candidate {
+        long long place = 0;
+        double height = 0;  // of the fused envelope
+    };
+
+    void TakePlace();
+    void Convolve(const Ring& from, const std::vector<double>& taps, long long centre);
+    void TakeEnvelope(long long centre);
+    void Start();
+    void Step(long long place);
+    void MeasureFloors(long long end);
+    void Weigh(Lead& lead) const;
+    void Fuse(long long place);
+    bool IsCandidate(long long place) const;
+    void Judge(const Candidate& candidate);
+    void SearchBack(long long now);
+    void Awaken(long long now);
+    void Accept(long long place);
+    void LearnLeads(long long place);
+    void LearnShape(long long place);
+    double Threshold(long long place) const;
+    double Caution(long long place) const;
+    bool IsTWave(const Candidate& candidate) const;
+    double Slope(long long place) const;
+    struct Fit {
+        double likeness = -1;
+        long long shift = 0;
+    };
+    Fit Compare(long long place) const;
+    double Largest(const Ring& ring, std::size_t lead, long long from, long long to) const;
+    double Fused(long long place) const { return static_cast<double>(*m_fused.Row(place)); }
+    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
+
+    std::size_t m_chn;
+    int m_step;     // frames to a place: their mean is looked at
+    double m_rate;  // places per second
+    double m_uVpb;
+    long long m_frames = 0;
+    std::vector<short> m_first;  // frame, taken off all
+    std::vector<double> m_sum;   // of the frames to the next place
+    int m_summed = 0;
+
+    std::vector<double> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
+    std::vector<double> m_sums;                               // one per lead, of Convolve
+    Ring m_signal, m_band, m_energy, m_envelope, m_slope;     // per lead
+    Ring m_fused;
+    long long m_taken = 0;  // places with a signal
+    long long m_ready = 0;  // places with an envelope
+
+    bool m_isStarted = false;
+    std::vector<Lead> m_leads;
+    Latest m_rrs;                       // places
+    double m_fusedFloor = 0;            // of the fused envelope
+    double m_noisePeak = 0;             // running mean of rejected candidates
+    double m_noiseSpread = 0;           // running mean of how far they are from it
+    std::vector<Candidate> m_rejected;  // that can still be searched back
+    std::vector<double> m_shape;        // running mean of the beats' bands, [place][lead]
+    bool m_hasShape = false;
+    long long m_lastBeat = -1;
+    double m_lastSlope = 0;
+    long long m_lastAwakening = 0;
+    std::vector<long long> m_beats;  // told last
+    std::vector<float> m_sorted;
+};
+
+}  // namespace qz
