@@ -72,8 +72,7 @@ public final class OCqzLearnedBeat {
         var beat = qzs_beat(
             length: Int16(truncatingIfNeeded: length), posR: posR, posQ: posQ, posJ: posJ,
             beats_found: beatsFound, beats_used: beatsUsed, stretch_seconds: stretchSeconds,
-            likeness: likeness,
-            usable: usable, confident: confident)
+            likeness: likeness, usable: usable, confident: confident)
         return withUnsafePointer(to: &beat) { beat in
             flat.withUnsafeBufferPointer { flat in
                 options.beat = beat
@@ -144,8 +143,7 @@ public final class OCqzSession {
         let length = Int(beat.length)
         return OCqzLearnedBeat(
             (0..<leads).map { Array(flat[$0 * length..<($0 + 1) * length]) }, posR: beat.posR,
-            posQ: beat.posQ,
-            posJ: beat.posJ, beatsFound: beat.beats_found, beatsUsed: beat.beats_used,
+            posQ: beat.posQ, posJ: beat.posJ, beatsFound: beat.beats_found, beatsUsed: beat.beats_used,
             stretchSeconds: beat.stretch_seconds, likeness: beat.likeness, usable: beat.usable,
             confident: beat.confident)
     }
