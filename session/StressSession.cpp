@@ -14,6 +14,7 @@
 #include "session/internal/RateFollower.h"
 #include "session/internal/SignalConditioner.h"
 #include "session/internal/TemplateFollower.h"
+#include "session/internal/Units.h"
 
 namespace qz {
 
@@ -42,7 +43,6 @@ constexpr double kReachAheadSeconds = 1.2;
 constexpr double kReachBackSeconds = 1.5;
 
 constexpr std::size_t kMostLeads = 64;
-constexpr double kMsPerSecond = 1000.0;
 constexpr std::size_t kKeptRates = static_cast<std::size_t>(kKeptSeconds) * 5;  // at 300 beats/min
 constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
 
