@@ -186,14 +186,18 @@ void CZatMatch::ZeroV() {
 double* CZatMatch::rxy(const short* frame) {
     Barrier();
     if (frame == nullptr) return nullptr;
-    CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), frame, m_pRxy.get());
+    Correlate(frame);
     return m_pRxy.get();
+}
+
+void CZatMatch::Correlate(const short* frame) {
+    CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), frame, m_pRxy.get());
 }
 
 short** CZatMatch::match(const short* frame) {
     Barrier();
     if (frame == nullptr || m_chn == 0 || m_pTemplRxy[0]->Length() == 0) return nullptr;
-    rxy(frame);
+    Correlate(frame);
     // Where channel 0's next sample goes, that is where the oldest one stands; all rings advance together.
     const int pos = m_pTemplRxy[0]->RingPos();
 

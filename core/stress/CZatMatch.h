@@ -147,6 +147,7 @@ private:
     bool MixesLeads(const short* const* templ) const;
     int FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const;
     int FindSteepestUpstroke(const short* const* templ, int len, int posMax, int posQ) const;
+    void Correlate(const short* frame);
     Vote CountMatches() const;
     bool SearchPeak(const Vote& vote, int pos);
     void FollowPeak(const Vote& vote, int pos);
