@@ -26,7 +26,8 @@ TemplateFollower::TemplateFollower(int fs, std::size_t chn, int postJms)
     : m_fs(fs), m_chn(chn), m_postJms(postJms), m_order(chn), m_frame(chn), m_levels(chn), m_slopes(chn) {}
 
 bool TemplateFollower::Reaches(const LearnedBeat& beat) const {
-    return beat.posJ + MsToSamples(kSTOffsetMs, m_fs) + MsToSamples(m_postJms, m_fs) < beat.length;
+    return beat.posQ - MsToSamples(TemplGeometry::kZeroWidthMs, m_fs) >= 1 &&
+           beat.posJ + MsToSamples(kSTOffsetMs, m_fs) + MsToSamples(m_postJms, m_fs) < beat.length;
 }
 
 void TemplateFollower::Start(const LearnedBeat& beat) {

@@ -28,7 +28,8 @@ public:
     /// fs: samples per second; chn: leads; ST is measured postJms after J + 6 ms.
     TemplateFollower(int fs, std::size_t chn, int postJms);
 
-    /// True if the averaged beat goes on to the ST point.
+    /// True if the averaged beat begins before what the engine takes for Q and goes on to the ST point. The
+    /// engine measures no level on others.
     bool Reaches(const LearnedBeat& beat) const;
     /// Starts anew with this averaged beat, which Reaches: nothing of an earlier one stays.
     void Start(const LearnedBeat& beat);
