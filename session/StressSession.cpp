@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/FloatingPoint.h"
 #include "session/internal/BeatLearner.h"
 #include "session/internal/FrameRing.h"
 #include "session/internal/LeadWatch.h"
