@@ -1,8 +1,10 @@
 #include "api/qzFilters.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "api/internal/ReleasedByCall.h"
+#include "core/Arithmetic.h"
 #include "core/filters/CMultiChannelLowpass2.h"
 #include "core/filters/CMultiChannelSmoothEx.h"
 #include "core/filters/CQuorlMultiNotchFilter.h"
@@ -47,6 +49,24 @@ void qzFilters_filters(short* data) {
 }
 
 short qzFilters_Leads() { return g_bChain ? g_chn : short{-1}; }
+
+int qzFilters_DelaySamples() {
+    if (!g_bChain) return -1;
+    int delay = 0;
+    if (g_bLpass) delay += TruncateToInt(std::round(g_pLpass->DelaySamples()));
+    if (g_bNotch) delay += g_pNotch->DelaySamples();
+    if (g_bSmooth) delay += g_pSmooth->DelaySamples();
+    return delay;
+}
+
+int qzFilters_SettlingSamples() {
+    if (!g_bChain) return -1;
+    int settling = 0;
+    if (g_bLpass) settling += g_pLpass->SettlingSamples();
+    if (g_bNotch) settling += g_pNotch->SettlingSamples();
+    if (g_bSmooth) settling += g_pSmooth->SettlingSamples();
+    return settling;
+}
 
 void qzFilters_destroy() { qzFiltersDestroy(); }
 

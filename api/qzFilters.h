@@ -32,6 +32,11 @@ QZ_API void qzFilters_switch(bool onOffLpass, bool onOffNotch, bool onOffSmooth)
 QZ_API void qzFilters_filters(short* data);
 /// The leads of the chain, which may have no stage; -1 without a chain.
 QZ_API short qzFilters_Leads();
+/// Samples by which a filtered frame is late, and after which nothing of the chain's start is left in it:
+/// those of the stages that are on, together. The low-pass counts with its delay at low frequencies, to the
+/// nearest sample, and until a step is within 1.5 % of its height. -1 without a chain.
+QZ_API int qzFilters_DelaySamples();
+QZ_API int qzFilters_SettlingSamples();
 /// Releases the chain, which otherwise lives as long as the process. Harmless without one. The two names do
 /// the same.
 QZ_API void qzFilters_destroy();

@@ -13,7 +13,6 @@
 #include "core/stress/CZatMidRR.h"
 #include "core/stress/STtrend.h"
 
-static constexpr short kCorrelationWindowMs = 280;
 static constexpr short kAveragedBeats = 5;
 static constexpr short kNoBeat = -1;
 static constexpr short kNothing = -1;  // leads or samples of what is not there
@@ -73,7 +72,7 @@ bool qzStressECGLib_create(short fs, short chn, double uVpb) {
     g_uVpb = uVpb;
     try {
         g_hr.Create(kAveragedBeats);
-        g_match.Create(fs, chn, uVpb, g_mutex_lock, kCorrelationWindowMs);
+        g_match.Create(fs, chn, uVpb, g_mutex_lock, CZatMatch::kUsualWindowMs);
         g_STslope.Create(results);
         g_STuv.Create(results);
         g_ST.Create(results);

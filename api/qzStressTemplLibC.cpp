@@ -213,6 +213,10 @@ bool qzc_filters_create(std::int16_t fs, std::int16_t chn, std::int16_t freq_lpa
 
 std::int16_t qzc_filters_leads() { return qzFilters_Leads(); }
 
+std::int32_t qzc_filters_delay_samples() { return qzFilters_DelaySamples(); }
+
+std::int32_t qzc_filters_settling_samples() { return qzFilters_SettlingSamples(); }
+
 void qzc_filters_switch(bool lpass, bool notch, bool smooth) { qzFilters_switch(lpass, notch, smooth); }
 
 bool qzc_filters_filters(std::int16_t* frame, std::size_t count) {

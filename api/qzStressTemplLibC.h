@@ -101,6 +101,10 @@ QZ_API bool qzc_filters_create(int16_t fs, int16_t chn, int16_t freq_lpass, int1
                                int16_t smooth);
 /* The leads of the chain, which may have no stage; -1 without a chain. */
 QZ_API int16_t qzc_filters_leads(void);
+/* Delay and settling time of the stages that are on, samples, see qzFilters_DelaySamples; -1 without a chain.
+ */
+QZ_API int32_t qzc_filters_delay_samples(void);
+QZ_API int32_t qzc_filters_settling_samples(void);
 QZ_API void qzc_filters_switch(bool lpass, bool notch, bool smooth);
 /* Filters one frame in place. False, and the frame stays as it is, without a chain and with another number of
  * leads. */

@@ -9,12 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "core/stress/TemplGeometry.h"
+
 namespace qz {
 
 /// ST is measured this long after J plus the post-J time: where the engine reads its J level.
-constexpr int kSTOffsetMs = 6;
+constexpr int kSTOffsetMs = TemplGeometry::kJOffsetMs;
 /// The post-J time, ms: the usual one, the earliest and the latest.
-constexpr int kUsualPostJms = 60, kEarliestPostJms = 10, kLatestPostJms = 200;
+constexpr int kUsualPostJms = TemplGeometry::kDefaultPostJms, kEarliestPostJms = 10, kLatestPostJms = 200;
 /// Microvolts per unit of conditioned frames and of averaged beats.
 constexpr double kConditionedUvPerUnit = 1.0;
 

@@ -8,12 +8,14 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/FloatingPoint.h"
 #include "session/internal/BeatLearner.h"
 #include "session/internal/FrameRing.h"
 #include "session/internal/LeadWatch.h"
 #include "session/internal/RateFollower.h"
 #include "session/internal/SignalConditioner.h"
 #include "session/internal/TemplateFollower.h"
+#include "session/internal/Units.h"
 
 namespace qz {
 
@@ -42,7 +44,6 @@ constexpr double kReachAheadSeconds = 1.2;
 constexpr double kReachBackSeconds = 1.5;
 
 constexpr std::size_t kMostLeads = 64;
-constexpr double kMsPerSecond = 1000.0;
 constexpr std::size_t kKeptRates = static_cast<std::size_t>(kKeptSeconds) * 5;  // at 300 beats/min
 constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
 

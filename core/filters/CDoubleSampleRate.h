@@ -33,6 +33,8 @@ public:
     short* GetOutputs() { return m_outputs.data(); }
     /// Outputs per input: 2.
     int GetNumbers() const { return 2; }
+    /// Delay in input samples.
+    int DelaySamples() const { return 1; }
 
 private:
     bool IsIsolatedStep(short x) const;

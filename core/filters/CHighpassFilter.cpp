@@ -25,6 +25,8 @@ void CHighpassFilter::Init(double fc, int fs) {
     m_section.Fill(0);
 }
 
+int CHighpassFilter::SettlingSamples() const { return TruncateToInt(m_section.SettlingSamples()); }
+
 void CHighpassFilter::InitialValue(double v) { m_section.Fill(v); }
 
 double CHighpassFilter::Filter(double x) {

@@ -22,6 +22,9 @@ public:
     /// decays to 0 and not into slow denormal numbers. The int form truncates its result toward zero.
     double Filter(double x);
     int Filter(int x);
+    /// Samples until the answer to a step has fallen below 3 %; 0 for coefficients that are not finite. There
+    /// is no delay well above the corner.
+    int SettlingSamples() const;
 
 private:
     DirectForm1 m_section;  // coefficients and delay line

@@ -24,6 +24,8 @@ double CLowpassFilter2::DelaySamples() const {
     return 1.0 / (kSqrt2 * std::tan(DirectForm1::kPi * m_fc / m_fs));
 }
 
+int CLowpassFilter2::SettlingSamples() const { return TruncateToInt(m_section.SettlingSamples()); }
+
 void CLowpassFilter2::InitialValue(double v) { m_section.Fill(v); }
 
 double CLowpassFilter2::Filter(double x) {

@@ -30,6 +30,8 @@ public:
     int Filter(int x);
     /// The delay at low frequencies in samples: 1 / (sqrt(2) tan(pi fc / fs)).
     double DelaySamples() const;
+    /// Samples until the answer to a step is within 1.5 % of its height; 0 for unstable coefficients.
+    int SettlingSamples() const;
 
 private:
     DirectForm1 m_section;  // coefficients and delay line

@@ -25,6 +25,8 @@ public:
     short** GetData();
     /// Frames out per frame in: 2.
     int GetNumbers() const { return 2; }
+    /// Delay in input samples.
+    int DelaySamples() const { return 1; }
 
 private:
     std::vector<CDoubleSampleRate> m_channels;

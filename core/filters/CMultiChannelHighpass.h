@@ -17,6 +17,8 @@ public:
     void Init(double fc, int fs);
     /// One frame of chn samples. Results are truncated toward zero and stored with 16-bit wrapping.
     void Filter(short* frame);
+    /// The settling time of each lead, see CHighpassFilter; 0 for an empty bank.
+    int SettlingSamples() const { return m_filters.empty() ? 0 : m_filters.front().SettlingSamples(); }
 
 private:
     std::vector<CHighpassFilter> m_filters;  // one per lead

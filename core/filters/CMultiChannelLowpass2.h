@@ -15,6 +15,9 @@ public:
     void Init(double fc, int fs);
     /// One frame of chn samples. Results are truncated toward zero and stored with 16-bit wrapping.
     void Filter(short* frame);
+    /// Delay and settling time of each lead, see CLowpassFilter2; 0 for an empty bank.
+    double DelaySamples() const { return m_filters.empty() ? 0 : m_filters.front().DelaySamples(); }
+    int SettlingSamples() const { return m_filters.empty() ? 0 : m_filters.front().SettlingSamples(); }
 
 private:
     std::vector<CLowpassFilter2> m_filters;  // one per lead

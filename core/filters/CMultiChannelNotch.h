@@ -19,6 +19,8 @@ public:
     CMultiChannelNotch(double f0, int fs, double Q, int chn);
     /// One frame of chn samples. Results are truncated toward zero and stored with 16-bit wrapping.
     void Filter(short* frame);
+    /// The settling time of each lead, see CNotchFilter; 0 for an empty bank.
+    int SettlingSamples() const { return m_filters.empty() ? 0 : m_filters.front().SettlingSamples(); }
 
 private:
     std::vector<CNotchFilter> m_filters;  // one per lead

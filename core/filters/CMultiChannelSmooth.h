@@ -16,8 +16,9 @@ public:
     void Init();
     /// One frame of chn samples; results are stored with 16-bit wrapping.
     void Smooth(short* frame);
-    /// The delay of each lead, samples; 0 for an empty bank.
+    /// Delay and settling time of each lead, see CSmoothFilter; 0 for an empty bank.
     int DelaySamples() const { return m_filters.empty() ? 0 : m_filters.front().DelaySamples(); }
+    int SettlingSamples() const { return m_filters.empty() ? 0 : m_filters.front().SettlingSamples(); }
 
 private:
     std::vector<CSmoothFilter> m_filters;  // one per lead

@@ -10,12 +10,6 @@ void CMultiChannelSmoothEx::Init() {
     for (CMultiChannelSmooth& stage : m_stages) stage.Init();
 }
 
-int CMultiChannelSmoothEx::DelaySamples() const {
-    int delay = 0;
-    for (const CMultiChannelSmooth& stage : m_stages) delay += stage.DelaySamples();
-    return delay;
-}
-
 void CMultiChannelSmoothEx::Smooth(short* frame) {
     for (CMultiChannelSmooth& stage : m_stages) stage.Smooth(frame);
 }

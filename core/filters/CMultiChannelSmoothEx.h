@@ -17,9 +17,12 @@ public:
     void Init();
     /// One frame of chn samples, through every stage in turn.
     void Smooth(short* frame);
-    /// The delay of all stages together, samples.
-    int DelaySamples() const;
+    /// Delay and settling time of all stages together, samples; 0 for an empty bank.
+    int DelaySamples() const { return Stages() * m_stages.front().DelaySamples(); }
+    int SettlingSamples() const { return Stages() * m_stages.front().SettlingSamples(); }
 
 private:
-    std::vector<CMultiChannelSmooth> m_stages;
+    int Stages() const { return static_cast<int>(m_stages.size()); }
+
+    std::vector<CMultiChannelSmooth> m_stages;  // one or three, all alike
 };

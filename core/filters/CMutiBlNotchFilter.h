@@ -18,6 +18,9 @@ public:
     /// One frame of chn samples. The 16-bit form stores its results with wrapping.
     void Filter(int* frame);
     void Filter(short* frame);
+    /// Delay and settling time of each lead, see CBlNotchFilter; 0 for an empty bank.
+    int DelaySamples() const { return m_filters.empty() ? 0 : m_filters.front().DelaySamples(); }
+    int SettlingSamples() const { return m_filters.empty() ? 0 : m_filters.front().SettlingSamples(); }
 
 private:
     std::vector<CBlNotchFilter> m_filters;  // one per lead

@@ -14,6 +14,8 @@ void CNotchFilter::Init(double f0, int fs, double Q) {
     m_section.Fill(0);
 }
 
+int CNotchFilter::SettlingSamples() const { return TruncateToInt(m_section.SettlingSamples()); }
+
 double CNotchFilter::Filter(double x) {
     const double y = m_section.Output(x);
     m_section.Shift(x, y);

@@ -18,6 +18,9 @@ public:
     /// One step, in the unit of the input; the int form truncates its result toward zero.
     double Filter(double x);
     int Filter(int x);
+    /// Samples until the ringing after a step has fallen to 1 %; 0 for unstable coefficients. Away from f0
+    /// there is no delay.
+    int SettlingSamples() const;
 
 private:
     DirectForm1 m_section;  // coefficients and delay line

@@ -31,10 +31,11 @@ public:
     int SettlingSamples() const { return OfInput(m_comb.SettlingSamples()); }
 
 private:
-    /// Samples of the comb as samples of the input, which the resampling delays by one.
+    /// Samples of the comb as samples of the input, which the resampling delays too.
     int OfInput(int samples) const {
-        return m_bResample ? 1 + static_cast<int>(static_cast<long long>(samples) * m_fs / m_combFs)
-                           : samples;
+        if (!m_bResample) return samples;
+        return m_interpolator.DelaySamples() +
+               static_cast<int>(static_cast<long long>(samples) * m_fs / m_combFs);
     }
 
     int m_freq = 0;            // mains frequency, Hz

@@ -38,6 +38,8 @@ public:
     int Smooth(int x);
     /// The output shows the input so many samples ago; 0 where it passes through.
     int DelaySamples() const { return m_length - m_length / 2 + m_delay; }
+    /// So many samples after a reset the rings are full; 0 likewise.
+    int SettlingSamples() const { return m_length; }
 
 private:
     static constexpr int kOneTwoOne = 0;  // the half-width that stands for the 1-2-1 kernel

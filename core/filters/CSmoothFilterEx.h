@@ -20,7 +20,14 @@ public:
     void Init(int fs);
     /// One sample in, one smoothed sample out, in the unit of the input.
     int Smooth(int x);
+    /// Delay and settling time of the three stages together, samples; 0 where the input passes through.
+    int DelaySamples() const { return m_stages.empty() ? 0 : Stages() * m_stages.front().DelaySamples(); }
+    int SettlingSamples() const {
+        return m_stages.empty() ? 0 : Stages() * m_stages.front().SettlingSamples();
+    }
 
 private:
+    int Stages() const { return static_cast<int>(m_stages.size()); }
+
     std::vector<CSmoothFilter> m_stages;  // empty until Init
 };

@@ -6,6 +6,8 @@
 // The owner computes the coefficients.
 #pragma once
 
+#include <cmath>
+
 // As core/FloatingPoint.h has it, for this header alone: hosts include it too, and their options are their
 // own.
 #if defined(__GNUC__) && !defined(__clang__)
@@ -29,6 +31,13 @@ struct DirectForm1 {
 #pragma clang fp contract(off) reassociate(off)
 #endif
         return b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2;
+    }
+    /// Samples until the share of the slower pole has fallen to 1 %: 3 % of a step at the most is then still
+    /// dying away. 0 without a pole, and where it never falls. No output depends on it.
+    double SettlingSamples() const {
+        const double d = a1 * a1 / 4 - a2;
+        const double pole = d < 0 ? std::sqrt(a2) : std::abs(a1) / 2 + std::sqrt(d);
+        return !(pole > 0 && pole < 1) ? 0 : std::ceil(std::log(0.01) / std::log(pole));
     }
     /// Takes x and its output y into the delay line.
     void Shift(double x, double y) {

@@ -25,6 +25,8 @@ public:
     short CalculateReturnValues(short x);
     /// The outputs of the last call, at least one slot; owned here, valid until the next Init.
     short* GetData() { return m_output.data(); }
+    /// Delay in input samples.
+    int DelaySamples() const { return 1; }
 
 private:
     int m_inRate = 0, m_outRate = 0;  // samples per second

@@ -7,8 +7,6 @@
 #include "core/Arithmetic.h"
 
 static constexpr int kMaxTemplateMs = 800;
-static constexpr int kJOffsetMs = 6;
-static constexpr int kZeroWidthMs = 12;
 static constexpr std::size_t kSetTemplLeads = 12;
 static constexpr int kOldWeight = 9;  // of the template against 1 of the new beat
 static constexpr float kMsPerMinute = 60000.0F;
@@ -24,12 +22,12 @@ void CZatMatch::Create(short fs, short chn, double uVpb, bool bMutex, short winM
     // m_winLen is never set, so that every window of at least one sample starts afresh.
     if (MsToSamples(winMs, fs) != m_winLen || chn != m_chn) Delete();
     const std::size_t leads = ElementCount(chn);
-    m_jOffset = WrapToSample(MsToSamples(kJOffsetMs, fs));
-    m_zeroWidth = WrapToSample(MsToSamples(kZeroWidthMs, fs));
+    m_geometry.jOffset = WrapToSample(MsToSamples(TemplGeometry::kJOffsetMs, fs));
+    m_geometry.zeroWidth = WrapToSample(MsToSamples(TemplGeometry::kZeroWidthMs, fs));
     m_bMutex = bMutex;
     m_fs = fs;
     if (m_pTempl) return;
-    m_templLen = m_posR = m_posQ = m_posJ = 0;
+    m_geometry.length = m_geometry.posR = m_geometry.posQ = m_geometry.posJ = 0;
     try {
         m_pTempl = std::make_unique<short*[]>(leads);
         m_pRxy = std::make_unique<double[]>(leads);
@@ -52,10 +50,8 @@ short CZatMatch::Init() {
     m_dPeakRxy = 0;
     m_peakPos = m_waitLen = 0;
     m_bMutex = false;
-    m_fs = m_templLen = 0;
-    m_posR = m_posQ = m_posJ = 0;
-    m_postJms = CZatTemplRxy::kDefaultPostJms;
-    m_jOffset = m_zeroWidth = 0;
+    m_fs = 0;
+    m_geometry = {};
     return 0;
 }
 
@@ -107,11 +103,11 @@ short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ
         start = std::max(start, 0);
         len = WrapToSample(maxLen);
     }
-    posR = m_posR = WrapToSample(R - start);
-    posQ = m_posQ = WrapToSample(posQ - start - m_zeroWidth);
-    posJ = m_posJ = WrapToSample(posJ - start);
-    m_postJms = postJms;
-    m_templLen = len;
+    posR = m_geometry.posR = WrapToSample(R - start);
+    posQ = m_geometry.posQ = WrapToSample(posQ - start - m_geometry.zeroWidth);
+    posJ = m_geometry.posJ = WrapToSample(posJ - start);
+    m_geometry.postJms = postJms;
+    m_geometry.length = len;
     try {
         std::vector<short> copies;
         if (mixed)
@@ -120,12 +116,11 @@ short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ
         for (std::size_t c = 0; c < Leads(); ++c) {
             const short* beat =
                 copies.empty() ? templ[c] + start : copies.data() + c * static_cast<std::size_t>(len);
-            m_pTempl[c] = m_pTemplRxy[c]->InitTempl(beat, m_templLen, m_posR, m_posQ, m_posJ, m_postJms,
-                                                    m_zeroWidth, m_jOffset);
+            m_pTempl[c] = m_pTemplRxy[c]->TakeTempl(beat, m_geometry);
         }
     } catch (...) {
         // Leads of different lengths would be no template: none has one then.
-        m_templLen = 0;
+        m_geometry.length = 0;
         m_bTempl = false;
         for (CZatTemplRxy* lead : m_pTemplRxy) lead->DeleteTempl();
         std::fill_n(m_pTempl.get(), Leads(), nullptr);
@@ -134,7 +129,7 @@ short** CZatMatch::InitTempl(short** templ, short& len, short& posR, short& posQ
     m_bTempl = true;
     m_dPeakRxy = 0;
     m_peakPos = 0;
-    m_waitLen = m_templLen - m_posR - (m_chn > 0 ? m_pTemplRxy[0]->WindowLength() / 2 : 0);
+    m_waitLen = m_geometry.length - m_geometry.posR - (m_chn > 0 ? m_pTemplRxy[0]->WindowLength() / 2 : 0);
     return m_pTempl.get();
 }
 
@@ -145,7 +140,7 @@ bool CZatMatch::MixesLeads(const short* const* templ) const {
     for (std::size_t c = 0; c < Leads(); ++c)
         for (std::size_t other = 0; other < Leads(); ++other)
             if (other != c && !before(templ[c], m_pTempl[other]) &&
-                before(templ[c], m_pTempl[other] + m_templLen))
+                before(templ[c], m_pTempl[other] + m_geometry.length))
                 return true;
     return false;
 }
@@ -191,20 +186,24 @@ void CZatMatch::ZeroV() {
 double* CZatMatch::rxy(const short* frame) {
     Barrier();
     if (frame == nullptr) return nullptr;
-    CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), frame, m_pRxy.get());
+    Correlate(frame);
     return m_pRxy.get();
+}
+
+void CZatMatch::Correlate(const short* frame) {
+    CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), frame, m_pRxy.get());
 }
 
 short** CZatMatch::match(const short* frame) {
     Barrier();
     if (frame == nullptr || m_chn == 0 || m_pTemplRxy[0]->Length() == 0) return nullptr;
-    rxy(frame);
+    Correlate(frame);
     // Where channel 0's next sample goes, that is where the oldest one stands; all rings advance together.
     const int pos = m_pTemplRxy[0]->RingPos();
 
     if (m_bMatched) {
         int passed = pos - m_peakPos;
-        if (passed < 0) passed += m_templLen;
+        if (passed < 0) passed += m_geometry.length;
         if (passed < m_waitLen) return nullptr;
         FoldBeat(pos);
         m_bMatched = false;
@@ -255,7 +254,8 @@ void CZatMatch::FollowPeak(const Vote& vote, int pos) {
 /// so that its fiducial point stays at R, and renews what is measured on it.
 void CZatMatch::FoldBeat(int pos) {
     const int posMax = AverageBeat(pos);
-    Realign(FindSteepestUpstroke(m_pTempl.get(), m_templLen, posMax, m_posQ) - m_posR);
+    Realign(FindSteepestUpstroke(m_pTempl.get(), m_geometry.length, posMax, m_geometry.posQ) -
+            m_geometry.posR);
     for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->AdoptTempl();
 }
 
@@ -263,15 +263,16 @@ void CZatMatch::FoldBeat(int pos) {
 /// Deliberate: it is sought while the average is made, so that a sample is compared with a later one as that
 /// stood before this beat.
 int CZatMatch::AverageBeat(int pos) {
-    int R = std::clamp<int>(m_posR, 0, m_templLen - 1);
+    const int length = m_geometry.length, posQ = m_geometry.posQ, posJ = m_geometry.posJ;
+    int R = std::clamp<int>(m_geometry.posR, 0, length - 1);
     for (std::size_t c = 0; c < Leads(); ++c) {
         short* t = m_pTempl[c];
         const short* ring = m_pTemplRxy[c]->Ring();
         int slot = pos;
-        for (int i = 0; i < m_templLen; ++i) {
+        for (int i = 0; i < length; ++i) {
             t[i] = WrapToSample((ring[slot] + kOldWeight * t[i]) / (kOldWeight + 1));
-            if (m_posQ < i && i < m_posJ && t[i] > t[R]) R = i;
-            if (++slot == m_templLen) slot = 0;
+            if (posQ < i && i < posJ && t[i] > t[R]) R = i;
+            if (++slot == length) slot = 0;
         }
     }
     return R;
@@ -280,45 +281,46 @@ int CZatMatch::AverageBeat(int pos) {
 /// Shifts every lead by `shift` samples toward its beginning (negative: toward its end).
 /// Deliberate: the vacated end keeps its old samples.
 void CZatMatch::Realign(int shift) {
-    if (shift <= -m_templLen || shift >= m_templLen) return;
+    const int length = m_geometry.length;
+    if (shift <= -length || shift >= length) return;
     for (std::size_t c = 0; c < Leads(); ++c) {
         short* t = m_pTempl[c];
         if (shift > 0)
-            std::copy(t + shift, t + m_templLen, t);
+            std::copy(t + shift, t + length, t);
         else if (shift < 0)
-            std::copy_backward(t, t + m_templLen + shift, t + m_templLen);
+            std::copy_backward(t, t + length + shift, t + length);
     }
 }
 
 short CZatMatch::SetPostJms(short ms) {
     Barrier();
-    m_postJms = ms;
+    m_geometry.postJms = ms;
     for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->SetPostJms(ms);
     return m_chn;
 }
 
 short CZatMatch::GetPos(short& posR, short& posQ, short& posJ, short& postJms) {
     Barrier();
-    posR = m_posR;
-    posQ = m_posQ;
-    posJ = m_posJ;
-    postJms = m_postJms;
-    return m_templLen;
+    posR = m_geometry.posR;
+    posQ = m_geometry.posQ;
+    posJ = m_geometry.posJ;
+    postJms = m_geometry.postJms;
+    return m_geometry.length;
 }
 
 short CZatMatch::SetPos(short posQ, short posJ) {
     Barrier();
-    m_posQ = posQ;
-    m_posJ = posJ;
+    m_geometry.posQ = posQ;
+    m_geometry.posJ = posJ;
     for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->SetPos(posQ, posJ);
     return m_chn;
 }
 
 short CZatMatch::SetPos(short posR, short posQ, short posJ) {
     Barrier();
-    m_posR = posR;
-    m_posQ = posQ;
-    m_posJ = posJ;
+    m_geometry.posR = posR;
+    m_geometry.posQ = posQ;
+    m_geometry.posJ = posJ;
     for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->SetPos(posR, posQ, posJ);
     return m_chn;
 }
@@ -345,6 +347,12 @@ short CZatMatch::RuV(short ch) {
     Barrier();
     const CZatTemplRxy* lead = Lead(ch);
     return lead != nullptr ? lead->RuV() : short{0};
+}
+
+short CZatMatch::ZeroUv(short ch) {
+    Barrier();
+    const CZatTemplRxy* lead = Lead(ch);
+    return lead != nullptr ? lead->ZeroUv() : short{0};
 }
 
 short CZatMatch::uvDeltaSTvalue(short ch, short ms) {

@@ -12,10 +12,10 @@
 // (the steepest upstroke before the QRS maximum) lies at R again.
 //
 // Locking: with bMutex, every public method waits for whoever holds Mutex() and then goes on without holding
-// it. Exempt are the constructors, Init, the pure conversions (STHRindex, Samples2ms, ms2Samples), Templ and
-// Mutex itself; Create and the destructor wait where they release leads. So holding the mutex delays the
-// calls that begin meanwhile; one that is already under way is not waited for. Otherwise one object belongs
-// to one thread.
+// it. Exempt are the constructors, Init, the pure conversions (STHRindex, Samples2ms, ms2Samples), Templ,
+// TemplLength, Geometry and Mutex itself; Create and the destructor wait where they release leads. So holding
+// the mutex delays the calls that begin meanwhile; one that is already under way is not waited for. Otherwise
+// one object belongs to one thread.
 //
 // A lead index outside the leads measures 0. Create and InitTempl allocate, the rest does not.
 #pragma once
@@ -28,6 +28,7 @@
 
 #include "core/Export.h"
 #include "core/stress/CZatTemplRxy.h"
+#include "core/stress/TemplGeometry.h"
 
 /// What STvalues measures on one lead.
 struct STrecord {
@@ -43,6 +44,9 @@ static_assert(sizeof(STrecord) == 16 && offsetof(STrecord, STuV) == 4 && offseto
 
 class QZ_API CZatMatch {
 public:
+    /// The correlation window that the flat engine and the sessions use.
+    static constexpr short kUsualWindowMs = 280;
+
     /// No leads; every answer is 0 or null.
     CZatMatch() = default;
     /// As Create.
@@ -78,7 +82,10 @@ public:
     /// The template array, null before Create; without the lock.
     short** Templ() const { return m_pTempl.get(); }
     /// Samples per lead of the template; -1 while there is none; without the lock.
-    short TemplLength() const { return m_bTempl ? m_templLen : short{-1}; }
+    short TemplLength() const { return m_bTempl ? m_geometry.length : short{-1}; }
+    /// Where the template has its points, as kept. From Create on it tells jOffset, zeroWidth (by which
+    /// InitTempl moves Q) and ZeroShare() of the rate. Without the lock.
+    const TemplGeometry& Geometry() const { return m_geometry; }
     /// Overwrites the measurement copies of the first 12 leads, of those that there are, with templ's samples
     /// (the template's length each). Matching templates, zero levels and the correlation stay. A null templ
     /// or lead is left out. Returns the leads.
@@ -108,6 +115,7 @@ public:
     short uvSTvalue(short ch, short ms);
     short JuV(short ch);
     short RuV(short ch);
+    short ZeroUv(short ch);
     /// Changes against the template handed to InitTempl, uV, wrapped to 16 bits.
     short uvDeltaSTvalue(short ch, short ms);
     short JuVDelta(short ch);
@@ -139,6 +147,7 @@ private:
     bool MixesLeads(const short* const* templ) const;
     int FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const;
     int FindSteepestUpstroke(const short* const* templ, int len, int posMax, int posQ) const;
+    void Correlate(const short* frame);
     Vote CountMatches() const;
     bool SearchPeak(const Vote& vote, int pos);
     void FollowPeak(const Vote& vote, int pos);
@@ -154,15 +163,11 @@ private:
     int m_waitLen = 0;                  // samples from there until the whole beat is in the ring
     bool m_bMutex = false;              // use the barrier
     std::mutex m_mutex;
-    short m_fs = 0;                            // samples per second
-    short m_winLen = 0;                        // compared by Create, never set
-    short m_chn = 0;                           // leads
-    short m_templLen = 0;                      // samples
-    bool m_bTempl = false;                     // a template has been handed in, if only one without samples
-    short m_posR = 0, m_posQ = 0, m_posJ = 0;  // template indices; Q lies 12 ms before the host's
-    short m_postJms = CZatTemplRxy::kDefaultPostJms;
-    short m_jOffset = 0;    // 6 ms in samples: the J point is read so long after J
-    short m_zeroWidth = 0;  // 12 ms in samples: width of the zero level, and the shift of Q
+    short m_fs = 0;            // samples per second
+    short m_winLen = 0;        // compared by Create, never set
+    short m_chn = 0;           // leads
+    bool m_bTempl = false;     // a template has been handed in, if only one without samples
+    TemplGeometry m_geometry;  // of the template; InitTempl hands it to the leads
 
     // One element per lead; empty or null before Create.
     std::vector<std::unique_ptr<CZatTemplRxy>> m_leads;

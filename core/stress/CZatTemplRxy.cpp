@@ -35,9 +35,8 @@ short CZatTemplRxy::Init() {
     Delete();
     DeleteTempl();
     m_fs = 0;
-    m_posR = m_posQ = m_posJ = 0;
-    m_postJms = kDefaultPostJms;
-    m_jOffset = m_zeroWidth = m_zero = 0;
+    m_geometry = {};
+    m_zero = 0;
     m_uVpb = 0;
     m_bFull = false;
     m_prev = 0;
@@ -54,7 +53,7 @@ void CZatTemplRxy::Delete() {
 }
 
 void CZatTemplRxy::DeleteTempl() {
-    m_templLen = 0;
+    m_geometry.length = 0;
     m_ringPos = 0;
     m_STuv0 = m_JuV0 = m_zero = 0;
     m_templ.clear();
@@ -64,8 +63,12 @@ void CZatTemplRxy::DeleteTempl() {
 
 short* CZatTemplRxy::InitTempl(const short* templ, short len, short posR, short posQ, short posJ,
                                short postJms, short zeroWidth, short jOffset) {
+    return TakeTempl(templ, {len, posR, posQ, posJ, postJms, jOffset, zeroWidth});
+}
+
+short* CZatTemplRxy::TakeTempl(const short* templ, const TemplGeometry& geometry) {
     if (templ == nullptr) return nullptr;
-    const auto length = static_cast<std::size_t>(std::max(len, short{0}));
+    const auto length = static_cast<std::size_t>(std::max(geometry.length, short{0}));
     if (length != m_templ.size()) {
         // Built before anything is given up: a host may hand in the template that it got from here.
         std::vector<short> beat(templ, templ + length), meas(length), ring(length);
@@ -77,12 +80,9 @@ short* CZatTemplRxy::InitTempl(const short* templ, short len, short posR, short 
     }
     std::copy(m_templ.begin(), m_templ.end(), m_meas.begin());
     std::copy(m_templ.begin(), m_templ.end(), m_ring.begin());
-    SetPos(posR, posQ, posJ);
-    m_postJms = postJms;
-    m_zeroWidth = zeroWidth;
-    m_jOffset = jOffset;
-    m_templLen = static_cast<short>(length);
-    m_winStart = m_posR - m_winLen / 2;
+    m_geometry = geometry;
+    m_geometry.length = static_cast<short>(length);
+    m_winStart = geometry.posR - m_winLen / 2;
     m_ringPos = 0;
     ZeroV();
     Average();
@@ -91,7 +91,7 @@ short* CZatTemplRxy::InitTempl(const short* templ, short len, short posR, short 
     return Templ();
 }
 
-void CZatTemplRxy::SetMeasurementCopy(const short* samples) { m_meas.assign(samples, samples + m_templLen); }
+void CZatTemplRxy::SetMeasurementCopy(const short* samples) { m_meas.assign(samples, samples + Length()); }
 
 void CZatTemplRxy::AdoptTempl() {
     m_meas = m_templ;
@@ -99,17 +99,13 @@ void CZatTemplRxy::AdoptTempl() {
     Average();
 }
 
-/// Mean of the samples around Q.
-/// Deliberate: 2 (width / 4) samples are summed and divided by width / 2; the two agree only where the width
-/// is a multiple of 4. At 500 Hz (width 6) two samples are summed and divided by 3; at 250 Hz (width 3)
-/// nothing is summed and the level is 0. The sum is 16-bit and wraps. Under 167 Hz (width below 2) there is
-/// no divisor, and the level is 0.
+/// The share of the level around Q that TemplGeometry tells of. The sum is 16-bit and wraps.
 double CZatTemplRxy::ZeroV() {
-    const int half = m_zeroWidth / 4;
-    const int divisor = m_zeroWidth / 2;
+    const int reach = m_geometry.ZeroReach();
+    const int divisor = m_geometry.ZeroDivisor();
     m_zero = 0;
     if (divisor == 0) return 0;
-    for (int i = m_posQ - half; i < m_posQ + half; ++i)
+    for (int i = m_geometry.posQ - reach; i < m_geometry.posQ + reach; ++i)
         if (IsInside(i)) m_zero = WrapToSample(m_zero + m_meas[static_cast<std::size_t>(i)]);
     m_zero = WrapToSample(m_zero / divisor);
     return m_zero;
@@ -161,7 +157,7 @@ void CZatTemplRxy::rxy(CZatTemplRxy* const* leads, std::size_t count, const shor
 /// Stores the next sample and its difference to the one before. True once a template's length of samples has
 /// been stored.
 bool CZatTemplRxy::Take(short sample) {
-    if (m_winLen == 0 || m_templLen == 0) return false;
+    if (m_winLen == 0 || Length() == 0) return false;
     double* slot = m_diffRing.data() + m_diffPos;
     slot[0] = slot[m_winLen] = sample - m_prev;
     m_dDiffSum += slot[0];
@@ -169,7 +165,7 @@ bool CZatTemplRxy::Take(short sample) {
     if (++m_diffPos == m_winLen) m_diffPos = 0;
 
     m_ring[static_cast<std::size_t>(m_ringPos)] = sample;
-    if (++m_ringPos == m_templLen) {
+    if (++m_ringPos == Length()) {
         m_ringPos = 0;
         m_bFull = true;
     }
@@ -211,29 +207,33 @@ void CZatTemplRxy::Correlate(CZatTemplRxy* const* leads, double* correlations) {
 }
 
 void CZatTemplRxy::SetPos(short posR, short posQ, short posJ) {
-    m_posR = posR;
+    m_geometry.posR = posR;
     SetPos(posQ, posJ);
 }
 
 void CZatTemplRxy::SetPos(short posQ, short posJ) {
-    m_posQ = posQ;
-    m_posJ = posJ;
+    m_geometry.posQ = posQ;
+    m_geometry.posJ = posJ;
 }
 
-short CZatTemplRxy::uvSTvalue(short ms) const { return m_posQ < 1 ? short{0} : LevelUv(STPoint(ms)); }
+short CZatTemplRxy::ZeroUv() const { return TruncateToSample(m_zero * m_uVpb); }
 
-short CZatTemplRxy::JuV() const { return m_posQ < 1 ? short{0} : LevelUv(JPoint()); }
+short CZatTemplRxy::uvSTvalue(short ms) const {
+    return m_geometry.posQ < 1 ? short{0} : LevelUv(STPoint(ms));
+}
+
+short CZatTemplRxy::JuV() const { return m_geometry.posQ < 1 ? short{0} : LevelUv(m_geometry.JPoint()); }
 
 float CZatTemplRxy::STslope(short ms) const {
-    if (m_posJ < 1 || !IsInside(JPoint()) || !IsInside(STPoint(ms))) return 0;
-    const int rise =
-        m_meas[static_cast<std::size_t>(STPoint(ms))] - m_meas[static_cast<std::size_t>(JPoint())];
-    return static_cast<float>(rise * m_uVpb / (ms < 0 ? m_postJms : ms));
+    const int from = m_geometry.JPoint(), to = STPoint(ms);
+    if (m_geometry.posJ < 1 || !IsInside(from) || !IsInside(to)) return 0;
+    const int rise = m_meas[static_cast<std::size_t>(to)] - m_meas[static_cast<std::size_t>(from)];
+    return static_cast<float>(rise * m_uVpb / (ms < 0 ? m_geometry.postJms : ms));
 }
 
 short CZatTemplRxy::RuV() const {
-    const int first = std::max<int>(m_posQ, 0);
-    const int end = std::min(m_posJ, m_templLen);
+    const int first = std::max<int>(m_geometry.posQ, 0);
+    const int end = std::min(m_geometry.posJ, m_geometry.length);
     int highest = 0;
     for (int i = first; i < end; ++i) highest = std::max<int>(highest, m_meas[static_cast<std::size_t>(i)]);
     return TruncateToSample((highest - m_zero) * m_uVpb);
@@ -245,7 +245,7 @@ short CZatTemplRxy::LevelUv(int index) const {
     return TruncateToSample((m_meas[static_cast<std::size_t>(index)] - m_zero) * m_uVpb);
 }
 
-int CZatTemplRxy::JPoint() const { return m_posJ + m_jOffset; }
-
 /// The ST point `ms` after the J point; a negative ms stands for the stored post-J time.
-int CZatTemplRxy::STPoint(int ms) const { return JPoint() + MsToSamples(ms < 0 ? m_postJms : ms, m_fs); }
+int CZatTemplRxy::STPoint(int ms) const {
+    return m_geometry.JPoint() + MsToSamples(ms < 0 ? m_geometry.postJms : ms, m_fs);
+}

@@ -4,7 +4,7 @@
 // The template exists twice: the matching template, which CZatMatch averages new beats into and hands to the
 // host, and the measurement copy, which the correlation and the measurements read.
 //
-//   template  |------|==========R==========|--------------|   index 0 .. m_templLen - 1
+//   template  |------|==========R==========|--------------|   index 0 .. Length() - 1
 //               Q ...^ window: m_winLen first differences, centred on R     ... J ... ST point
 //
 // rxy is the squared correlation coefficient of the last m_winLen first differences of the signal with those
@@ -23,10 +23,11 @@
 #include <vector>
 
 #include "core/Export.h"
+#include "core/stress/TemplGeometry.h"
 
 class QZ_API CZatTemplRxy {
 public:
-    static constexpr short kDefaultPostJms = 60;
+    static constexpr short kDefaultPostJms = TemplGeometry::kDefaultPostJms;
 
     /// No rate, no template: every answer is 0.
     CZatTemplRxy() = default;
@@ -59,6 +60,8 @@ public:
     /// only where the length changes; where memory runs out (std::bad_alloc) nothing has changed.
     short* InitTempl(const short* templ, short len, short posR, short posQ, short posJ, short postJms,
                      short zeroWidth, short jOffset);
+    /// The same, with all of it in one record.
+    short* TakeTempl(const short* templ, const TemplGeometry& geometry);
     /// Replaces the measurement copy by len() samples; nothing is recomputed.
     void SetMeasurementCopy(const short* samples);
     /// Takes the matching template over into the measurement copy and renews the zero level and the
@@ -80,6 +83,8 @@ public:
     static void rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
                     double* correlations);
 
+    /// The zero level, which all levels are measured against, in uV.
+    short ZeroUv() const;
     /// ST level in uV against the zero level, ms after the J point (negative: the stored post-J time);
     /// 0 where Q is below 1. As all uV results truncated toward zero and wrapped to 16 bits.
     short uvSTvalue(short ms) const;
@@ -95,14 +100,14 @@ public:
     short ReferenceSTuV() const { return m_STuv0; }
     short ReferenceJuV() const { return m_JuV0; }
     /// Milliseconds from the J point to the ST point.
-    void SetPostJms(short ms) { m_postJms = ms; }
+    void SetPostJms(short ms) { m_geometry.postJms = ms; }
     /// Moves the measuring positions; zero level and correlation window stay where they are.
     void SetPos(short posR, short posQ, short posJ);
     void SetPos(short posQ, short posJ);
 
     /// The matching template, len() samples, owned here; null while there is none.
     short* Templ() { return m_templ.empty() ? nullptr : m_templ.data(); }
-    int Length() const { return m_templLen; }
+    int Length() const { return m_geometry.length; }
     int WindowLength() const { return m_winLen; }
     /// The ring of the last Length() samples: where the next one goes (the oldest one stands there), and the
     /// slots themselves.
@@ -116,26 +121,22 @@ private:
     template <std::size_t N>
     static void Correlate(CZatTemplRxy* const* leads, double* correlations);
     void Centre(double mean);
-    bool IsInside(int index) const { return index >= 0 && index < m_templLen; }
+    bool IsInside(int index) const { return index >= 0 && index < Length(); }
     short LevelUv(int index) const;
-    int JPoint() const;
     int STPoint(int ms) const;
 
-    short m_STuv0 = 0;                         // uV, reference ST level
-    short m_JuV0 = 0;                          // uV, reference J level
-    short m_fs = 0;                            // samples per second
-    short m_winLen = 0;                        // correlation window, samples
-    short m_templLen = 0;                      // samples
-    short m_posR = 0, m_posQ = 0, m_posJ = 0;  // template indices; Q lies 12 ms before the host's
-    short m_postJms = kDefaultPostJms;
-    short m_jOffset = 0;    // from J to the J point, samples
-    short m_zeroWidth = 0;  // of the zero level, samples
-    short m_zero = 0;       // zero (isoelectric) level, sample units
-    double m_uVpb = 0;      // microvolts per unit
+    short m_STuv0 = 0;   // uV, reference ST level
+    short m_JuV0 = 0;    // uV, reference J level
+    short m_fs = 0;      // samples per second
+    short m_winLen = 0;  // correlation window, samples
+    // Of this lead: a host may move one alone, among those that CZatMatch::SetTempl hands out.
+    TemplGeometry m_geometry;
+    short m_zero = 0;   // zero (isoelectric) level, sample units
+    double m_uVpb = 0;  // microvolts per unit
 
     std::vector<short> m_templ;  // matching template
     std::vector<short> m_meas;   // measurement copy
-    std::vector<short> m_ring;   // the last m_templLen samples of the signal
+    std::vector<short> m_ring;   // the last Length() samples of the signal
     int m_ringPos = 0;           // slot of m_ring that is written next
     bool m_bFull = false;        // m_ring has filled once
     short m_prev = 0;            // the sample before

@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include "core/FloatingPoint.h"
 #include "core/detect/CrtRRdetect.h"
 
 namespace qz {

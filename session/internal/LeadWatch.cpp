@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "core/FloatingPoint.h"
+
 namespace qz {
 
 namespace {

@@ -1,5 +1,6 @@
 #include "session/internal/RateFollower.h"
 
+#include "core/FloatingPoint.h"
 #include "core/stress/STtrend.h"
 #include "session/internal/SignalConditioner.h"
 

@@ -55,8 +55,7 @@ SignalConditioner::SignalConditioner(int fs, std::size_t chn, double uVpb, const
     }
     if (options.lowpassHz != 0) {
         m_lowpass.emplace(options.lowpassHz, m_fs, leads);
-        m_delaySamples +=
-            static_cast<int>(std::lround(CLowpassFilter2(options.lowpassHz, m_fs).DelaySamples()));
+        m_delaySamples += static_cast<int>(std::lround(m_lowpass->DelaySamples()));
     }
     if (options.smooth != 0) {
         m_smoother.emplace(m_fs, leads, options.smooth != 1);

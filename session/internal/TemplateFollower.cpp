@@ -3,27 +3,22 @@
 #include <algorithm>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "core/Arithmetic.h"
 #include "core/stress/STtrend.h"
-#include "session/internal/SignalConditioner.h"
+#include "session/internal/Units.h"
 
 namespace qz {
 
 namespace {
 
-constexpr int kQBeforeMs = 12;  // the engine's Q lies this long before the onset
-
 // The PR level: the mean from 8 ms before to 4 ms after the engine's Q.
 constexpr int kPrBeforeMs = 8;
 constexpr int kPrAfterMs = 4;
 
-constexpr short kCorrelationWindowMs = 280;
-
 // An upright lead is preferred over an inverted one unless its R stands out less than half as much.
 constexpr double kPreferUpright = 0.5;
-
-constexpr double kMsPerSecond = 1000.0;
 
 }  // namespace
 
@@ -31,13 +26,15 @@ TemplateFollower::TemplateFollower(int fs, std::size_t chn, int postJms)
     : m_fs(fs), m_chn(chn), m_postJms(postJms), m_order(chn), m_frame(chn), m_levels(chn), m_slopes(chn) {}
 
 bool TemplateFollower::Reaches(const LearnedBeat& beat) const {
-    return beat.posJ + Samples(kSTOffsetMs) + Samples(m_postJms) < beat.length;
+    return beat.posQ - MsToSamples(TemplGeometry::kZeroWidthMs, m_fs) >= 1 &&
+           beat.posJ + MsToSamples(kSTOffsetMs, m_fs) + MsToSamples(m_postJms, m_fs) < beat.length;
 }
 
 void TemplateFollower::Start(const LearnedBeat& beat) {
+    m_match.reset();
     OrderLeads(beat);
-    m_match = std::make_unique<CZatMatch>(static_cast<short>(m_fs), static_cast<short>(m_chn),
-                                          kConditionedUvPerUnit, false, kCorrelationWindowMs);
+    auto match = std::make_unique<CZatMatch>(static_cast<short>(m_fs), static_cast<short>(m_chn),
+                                             kConditionedUvPerUnit, false, CZatMatch::kUsualWindowMs);
     for (std::vector<CLowpassFilter2>* smoothers : {&m_levelSmoothers, &m_slopeSmoothers, &m_zeroSmoothers})
         smoothers->assign(m_chn, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
     m_areFirstLevels = m_areFirstSlopes = m_areFirstZeros = true;
@@ -49,13 +46,12 @@ void TemplateFollower::Start(const LearnedBeat& beat) {
         for (short& sample : rows.back()) sample = static_cast<short>(-sample);
     }
     for (std::vector<short>& row : rows) templ.push_back(row.data());
-    m_length = beat.length;
-    m_posR = 0;  // the matcher places R itself
-    m_posQ = beat.posQ;
-    m_posJ = beat.posJ;
-    m_match->InitTempl(templ.data(), m_length, m_posR, m_posQ, m_posJ, static_cast<short>(m_postJms));
+    short length = beat.length, posQ = beat.posQ, posJ = beat.posJ;
+    short posR = 0;  // the matcher places R itself
+    match->InitTempl(templ.data(), length, posR, posQ, posJ, static_cast<short>(m_postJms));
     std::fill(m_frame.begin(), m_frame.end(), short{0});
-    for (int i = 0; i < m_length; ++i) m_match->match(m_frame.data());
+    for (int i = 0; i < length; ++i) match->match(m_frame.data());
+    m_match = std::move(match);
 }
 
 void TemplateFollower::OrderLeads(const LearnedBeat& beat) {
@@ -90,23 +86,24 @@ bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
     short** templ = m_match->match(m_frame.data());
     if (templ == nullptr) return false;
 
+    const STrecord* const records = m_match->STvalues(0);
     for (std::size_t c = 0; c < m_chn; ++c) {
-        m_levels[c] = m_match->uvSTvalue(static_cast<short>(c), -1);
-        m_slopes[c] = m_match->STslope(static_cast<short>(c), -1);
+        m_levels[c] = records[c].STuV;
+        m_slopes[c] = records[c].STslope;
     }
     SmoothTrend(m_levels, m_levelSmoothers, m_areFirstLevels);
     SmoothTrend(m_slopes, m_slopeSmoothers, m_areFirstSlopes);
-    const int prFrom = std::max(0, m_posQ - Samples(kPrBeforeMs));
-    const int prTo = m_posQ + Samples(kPrAfterMs);
-    const int jPoint = m_posJ + Samples(kSTOffsetMs);
+    const TemplGeometry& at = m_match->Geometry();
+    const int prFrom = std::max(0, at.posQ - MsToSamples(kPrBeforeMs, m_fs));
+    const int prTo = at.posQ + MsToSamples(kPrAfterMs, m_fs);
     for (std::size_t c = 0; c < m_chn; ++c) {
         const double prUv = kConditionedUvPerUnit *
                             std::accumulate(templ[c] + prFrom, templ[c] + prTo + 1, 0.0) /
                             (prTo - prFrom + 1);
-        const double jUv = kConditionedUvPerUnit * templ[c][jPoint];
-        const double engineZeroUv = jUv - m_match->JuV(static_cast<short>(c));
-        if (m_areFirstZeros) m_zeroSmoothers[c].InitialValue(engineZeroUv - prUv);
-        const double missedUv = m_zeroSmoothers[c].Filter(engineZeroUv - prUv);
+        const double jUv = kConditionedUvPerUnit * templ[c][at.JPoint()];
+        const double zeroUv = m_match->ZeroUv(static_cast<short>(c));
+        if (m_areFirstZeros) m_zeroSmoothers[c].InitialValue(zeroUv - prUv);
+        const double missedUv = m_zeroSmoothers[c].Filter(zeroUv - prUv);
         const std::size_t lead = m_order[c];
         event.levelUv[lead] = Sign(c) * static_cast<float>(m_levels[c] + missedUv);
         event.slopeUvPerMs[lead] = Sign(c) * m_slopes[c];
@@ -122,15 +119,19 @@ std::vector<std::vector<float>> TemplateFollower::BeatUv() const {
     short** templ = m_match->Templ();
     for (std::size_t c = 0; c < m_chn; ++c) {
         const float uVpb = Sign(c) * static_cast<float>(kConditionedUvPerUnit);
-        for (int i = 0; i < m_length; ++i) rows[m_order[c]].push_back(uVpb * static_cast<float>(templ[c][i]));
+        std::vector<float>& row = rows[m_order[c]];
+        for (int i = 0; i < m_match->TemplLength(); ++i)
+            row.push_back(uVpb * static_cast<float>(templ[c][i]));
     }
     return rows;
 }
 
 BeatPositionsMs TemplateFollower::Positions() const {
+    if (!HasBeat()) return {};
+    const TemplGeometry& at = m_match->Geometry();
     const double msPerSample = kMsPerSecond / m_fs;
-    return {m_length * msPerSample, (m_posQ + Samples(kQBeforeMs)) * msPerSample, m_posR * msPerSample,
-            m_posJ * msPerSample};
+    return {at.length * msPerSample, (at.posQ + at.zeroWidth) * msPerSample, at.posR * msPerSample,
+            at.posJ * msPerSample};
 }
 
 }  // namespace qz

@@ -7,8 +7,8 @@
 // - Of all leads the last decides where R is found again after each beat, by its maximum and its steepest
 //   upstroke between Q and J. The leads are handed over with the one last whose R stands out most, upside
 //   down where no lead has an upright QRS, and the results are put back in order.
-// - Its zero level is a fraction of the PR level at most rates (two thirds at 500 Hz, none at 250 Hz). What
-//   it missed is measured on the averaged beat and added to its ST level.
+// - Its zero level is a share of the PR level at most rates (TemplGeometry::ZeroShare). What it missed is
+//   measured on the averaged beat and added to its ST level.
 //
 // Only the constructor, Start and BeatUv allocate. One object belongs to one thread.
 #pragma once
@@ -28,17 +28,18 @@ public:
     /// fs: samples per second; chn: leads; ST is measured postJms after J + 6 ms.
     TemplateFollower(int fs, std::size_t chn, int postJms);
 
-    /// True if the averaged beat goes on to the ST point.
+    /// True if the averaged beat begins before what the engine takes for Q and goes on to the ST point. The
+    /// engine measures no level on others.
     bool Reaches(const LearnedBeat& beat) const;
-    /// Starts anew with this averaged beat, which reaches the ST point: nothing of an earlier one stays.
+    /// Starts anew with this averaged beat, which Reaches: nothing of an earlier one stays.
     void Start(const LearnedBeat& beat);
     /// True once Start has been called.
-    bool HasBeat() const { return m_length > 0; }
+    bool HasBeat() const { return m_match != nullptr; }
     /// Takes a conditioned frame. True where a beat has been folded into the averaged one; `event` then has
     /// its levels and slopes. Its arrays have room for all leads.
     bool Match(const short* frame, BeatEvent& event);
-    /// Frames since the R of the beat that has just been folded in.
-    int SamplesSinceR() const { return m_length - 1 - m_posR; }
+    /// Frames since the R of the beat that Match has just folded in.
+    int SamplesSinceR() const { return m_match->Geometry().length - 1 - m_match->Geometry().posR; }
 
     /// The averaged beat as it is now, microvolts, [lead][sample], and where its points are.
     std::vector<std::vector<float>> BeatUv() const;
@@ -49,16 +50,14 @@ private:
     float Sign(std::size_t engineLead) const {
         return m_isLastInverted && engineLead + 1 == m_chn ? -1.0F : 1.0F;
     }
-    int Samples(int ms) const { return ms * m_fs / 1000; }
 
     int m_fs;
     std::size_t m_chn;
     int m_postJms;
-    std::vector<std::size_t> m_order;                        // source lead of each engine lead
-    bool m_isLastInverted = false;                           // the engine's last lead is upside down
-    std::vector<short> m_frame;                              // in the engine's order
-    short m_length = 0, m_posR = 0, m_posQ = 0, m_posJ = 0;  // as the engine keeps them, in samples
-    std::unique_ptr<CZatMatch> m_match;                      // made anew by Start; null before
+    std::vector<std::size_t> m_order;    // source lead of each engine lead
+    bool m_isLastInverted = false;       // the engine's last lead is upside down
+    std::vector<short> m_frame;          // in the engine's order
+    std::unique_ptr<CZatMatch> m_match;  // made anew by Start; null before
     // One per engine lead: smoothers of levels and slopes, and of what is added to the levels, alike, so that
     // it is as late as they are.
     std::vector<CLowpassFilter2> m_levelSmoothers, m_slopeSmoothers, m_zeroSmoothers;

@@ -43,6 +43,29 @@ TEST_F(qzFilters, PassesFramesWithoutAChainOrStageAndFreezesAStageThatIsOff) {
     }
 }
 
+TEST_F(qzFilters, TellsDelayAndSettlingTimeOfTheStagesThatAreOn) {
+    EXPECT_EQ(qzFilters_DelaySamples() & qzFilters_SettlingSamples(), -1);
+    const struct {
+        short freqLpass, freqNotch, smooth;
+        int delayMs, settlingMs;  // as README.md has them
+    } stages[] = {{40, 0, 0, 6, 26}, {0, 50, 0, 740, 1500}, {0, 0, 1, 24, 30}, {0, 0, 2, 72, 90}};
+    for (const auto& [freqLpass, freqNotch, smooth, delayMs, settlingMs] : stages) {
+        ASSERT_TRUE(qzFilters_create(500, 2, freqLpass, freqNotch, smooth));
+        EXPECT_EQ(2 * qzFilters_DelaySamples(), delayMs);
+        EXPECT_EQ(2 * qzFilters_SettlingSamples(), settlingMs);
+    }
+    ASSERT_TRUE(qzFilters_create(500, 2, 40, 50, 2));
+    EXPECT_EQ(2 * qzFilters_DelaySamples(), 6 + 740 + 72);
+    qzFilters_switch(true, false, false);
+    EXPECT_EQ(2 * qzFilters_SettlingSamples(), 26);
+    short frame[2] = {};
+    for (int i = 0; i < 13; ++i) {
+        frame[0] = 10000;
+        qzFilters_filters(frame);
+    }
+    EXPECT_NEAR(frame[0], 10000, 150) << "settled";
+}
+
 TEST_F(qzFilters, NoArgumentDoesHarm) {
     qzFilters_filters(nullptr);
     for (const short chn : {short{0}, short{-1}, short{-32768}}) {

@@ -16,6 +16,7 @@
 #include "api/qzFilters.h"
 #include "api/qzStressECGLib.h"
 #include "core/stress/ExerciseIndices.h"
+#include "session/StressSession.h"
 #include "tests/digest/Runs.h"
 
 namespace {
@@ -93,6 +94,50 @@ void RunIndices(Hash& hash) {
     }
 }
 
+/// Takes everything that a session tells.
+struct Listener : qz::SessionObserver {
+    explicit Listener(Hash& all) : hash(all) {}
+    void OnConditioned(const short* uV, double seconds) override { hash.Add(seconds).AddAll(uV, kLeads); }
+    void OnInterval(const qz::IntervalEvent& interval) override { hash.Add(interval.seconds, interval.bpm); }
+    void OnBeat(const qz::BeatEvent& beat) override {
+        hash.Add(beat.seconds, beat.bpm);
+        for (const auto* values : {&beat.levelUv, &beat.slopeUvPerMs, &beat.jUv})
+            hash.AddAll(values->data(), values->size());
+    }
+    void OnLead(const qz::LeadEvent& event) override {
+        hash.Add(static_cast<int>(event.kind), event.lead, event.seconds, event.voidFromSeconds);
+    }
+    void OnLearned(const qz::LearnedBeat& beat, double fromSeconds, bool again) override {
+        hash.Add(beat.posR, beat.posQ, beat.posJ, beat.fromSeconds, beat.beatsFound, beat.beatsUsed,
+                 beat.likeness, beat.confident, fromSeconds, again);
+        for (const Samples& row : beat.rows) hash.AddAll(row.data(), row.size());
+        for (const bool usable : beat.usable) hash.Add(usable);
+    }
+    void OnNotLearned(const std::string& why) override { hash.Add(why.size()); }
+
+    Hash& hash;
+};
+
+/// With the comb and without it. One lead is off for a while.
+void RunSession(int fs, const qz::ConditioningOptions& conditioning, Hash& hash) {
+    qz::SessionOptions options;
+    options.fs = fs;
+    options.uVpb = 2.5;
+    options.leads.resize(kLeads);
+    options.conditioning = conditioning;
+    Listener listener(hash);
+    qz::StressSession session(options, listener);
+    Samples frames = Heart(fs);
+    for (std::size_t i = 0; i < frames.size(); i += kWide) {
+        if (i > frames.size() / 2 && i < frames.size() * 2 / 3) frames[i + 4] = 300;
+        session.Push(&frames[i], 1);
+    }
+    session.Finish();
+    for (const auto& row : session.Template()) hash.AddAll(row.data(), row.size());
+    const qz::BeatPositionsMs at = session.Positions();
+    hash.Add(at.length, at.q, at.r, at.j);
+}
+
 Hashes RunAll() {
     Hashes hashes;
     ForEachClass([&hashes]<typename T>(Class<T> of, int fs, auto... arguments) {
@@ -107,6 +152,8 @@ Hashes RunAll() {
     qzStressECGLib_destroy();
     RunDoubler(hashes["qzDfs"]);
     RunIndices(hashes["ExerciseIndices"]);
+    RunSession(500, {50, 40, 0}, hashes["StressSession"]);
+    RunSession(360, {60, 75, 2}, hashes["StressSession"]);
     return hashes;
 }
 

@@ -86,11 +86,15 @@ TEST(TemplateFollower, MatchesBy280MsAroundR) {
     }
 }
 
-TEST(TemplateFollower, ReachesWhereTheRowGoesOnToTheSTPoint) {
-    const LearnedBeat beat = BeatOf(MakeTemplate(kFs, 1, kLength, kR));
+TEST(TemplateFollower, ReachesWhereTheRowHoldsQAndTheSTPoint) {
+    LearnedBeat beat = BeatOf(MakeTemplate(kFs, 1, kLength, kR));
     const int lastMs = (kLength - kJ) * kMsPerSample - kSTOffsetMs;
     EXPECT_TRUE(TemplateFollower(kFs, 1, lastMs - kMsPerSample).Reaches(beat));
     EXPECT_FALSE(TemplateFollower(kFs, 1, lastMs).Reaches(beat));
+    for (const auto& [posQ, bReaches] : {std::pair{6, false}, {7, true}}) {  // the engine's Q is 6 earlier
+        beat.posQ = static_cast<short>(posQ);
+        EXPECT_EQ(TemplateFollower(kFs, 1, 60).Reaches(beat), bReaches) << posQ;
+    }
 }
 
 TEST(RateFollower, TellsRatesOfTheFirstSecondsSteadiedOverFive) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -46,6 +47,21 @@ TEST(DirectForm1, PrimedAtALevelTheLowpassStaysThereAndTheHighpassDecaysFromIt) 
     // The rounding of the coefficients moves the level by a few parts in 1e16.
     for (int i = 0; i < 1000; ++i) EXPECT_NEAR(lowpass.Filter(1000.25), 1000.25, 1e-9);
     EXPECT_NEAR(highpass.Filter(1000.0), 980.14, 0.005);  // -(a1 + a2) * 1000
+}
+
+TEST(DirectForm1, SettlesWhenItsFiltersSay) {
+    const auto expectSettles = [](auto filter, double end) {
+        std::vector<double> off;
+        for (int i = 0; i < 1 << 16; ++i) off.push_back(std::abs(filter.Filter(1.0) - end));
+        const auto settled = off.begin() + filter.SettlingSamples();
+        const double most = *std::max_element(off.begin(), off.end());
+        EXPECT_LT(*std::max_element(settled, off.end()), 0.03 * most);
+        EXPECT_GT(*std::max_element(off.begin() + filter.SettlingSamples() / 2, settled), 0.03 * most);
+    };
+    for (const double fc : {5.0, 40.0}) expectSettles(CLowpassFilter2(fc, 500), 1);
+    for (const double fc : {0.05, 0.5}) expectSettles(CHighpassFilter(fc, 500), 0);
+    for (const double q : {2.0, 10.0}) expectSettles(CNotchFilter(50, 500, q), 1);
+    EXPECT_EQ(CLowpassFilter2(300, 500).SettlingSamples() | CLowpassFilter2().SettlingSamples(), 0);
 }
 
 TEST(DirectForm1, OnlyTheHighpassConstructorRaisesTheCorner) {

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/stress/CZatMatch.h"
 #include "tests/support/Beats.h"
 
 using Row = std::vector<short>;
@@ -65,6 +66,19 @@ TEST(CZatTemplRxy, TakesTheZeroLevelFromFewerSamplesThanItDividesBy) {
                  {500, constant(-4), 20, -2}};                     // which truncates toward zero: -8 / 3
     for (const auto& [fs, row, q, level] : cases) {
         EXPECT_EQ(TaughtLead(fs, 1.0, row, q, 90).ZeroV(), level) << fs << " Hz";
+    }
+    for (const auto& [fs, share] : {std::pair{166, 0.0},
+                                    {333, 0},
+                                    {334, 1},
+                                    {499, 1},
+                                    {500, 2 / 3.0},
+                                    {666, 2 / 3.0},
+                                    {667, 1},
+                                    {900, 0.8},
+                                    {1000, 1}}) {
+        const CZatMatch engine(static_cast<short>(fs), 1, 1.0, false, 280);
+        EXPECT_DOUBLE_EQ(engine.Geometry().ZeroShare(), share) << fs << " Hz";
+        EXPECT_EQ(TaughtLead(fs, 2.0, constant(3000)).ZeroUv(), std::lround(6000 * share)) << fs << " Hz";
     }
 }
 

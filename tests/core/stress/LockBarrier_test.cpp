@@ -66,6 +66,7 @@ struct BarrierTest : testing::Test {
                 {"uvDeltaSTvalue", [this] { engine->uvDeltaSTvalue(0, -1); }},
                 {"JuVDelta", [this] { engine->JuVDelta(0); }},
                 {"RuV", [this] { engine->RuV(0); }},
+                {"ZeroUv", [this] { engine->ZeroUv(0); }},
                 {"STvalues", [this] { engine->STvalues(800); }},
                 {"GetSTvalues", [this] { engine->GetSTvalues(); }},
                 {"a lead that is not there", [this] { engine->JuV(99); }},
