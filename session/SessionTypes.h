@@ -65,11 +65,14 @@ struct BeatPositionsMs {
     double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned
 };
 
-/// A heart-rate answer: an interval between two beats has ended, as the leads' detectors voted.
+/// A beat was found, whether it matches the averaged one or not. Known up to 2 s later, 4 s at the start.
+/// What there is none of is NaN.
 struct IntervalEvent {
-    double seconds = 0;  // when it was told, one beat after its beat
-    double bpm =
-        std::numeric_limits<double>::quiet_NaN();  // steadied over five; NaN: not to be shown as a rate
+    double seconds = 0;                                      // of its QRS
+    double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; none after 4 s without
+    double bpm = std::numeric_limits<double>::quiet_NaN();   // heart rate: of the median of the last five RR
+    double votedBpm =
+        std::numeric_limits<double>::quiet_NaN();  // heart rate as a majority of the leads' detectors has it
 };
 
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead

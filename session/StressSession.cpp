@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "core/FloatingPoint.h"
+#include "session/internal/BeatFinder.h"
 #include "session/internal/BeatLearner.h"
 #include "session/internal/FrameRing.h"
 #include "session/internal/LeadWatch.h"
@@ -72,6 +73,13 @@ const SessionOptions& Checked(const SessionOptions& options) {
     return options;
 }
 
+/// Appends to values that have room for kKeptRates; forgets the older half of them where they are full.
+template <typename Value>
+void Keep(std::vector<Value>& values, const Value& value) {
+    if (values.size() == kKeptRates) values.erase(values.begin(), values.begin() + kKeptRates / 2);
+    values.push_back(value);
+}
+
 /// Where memory runs out, a beat may be missed; the session goes on.
 template <typename Call>
 void WithoutMemoryFailures(Call call) {
@@ -107,7 +115,7 @@ private:
 
     void TakeConditioned();
     void TellLeads();
-    void TellIntervals(const std::vector<IntervalEvent>& intervals);
+    void TellBeats(const std::vector<long long>& frames);
     void Advance();
     void Gather();
     void BeginLearning(Phase phase, long long from, long long to);
@@ -131,6 +139,7 @@ private:
     std::size_t m_chn;
     SignalConditioner m_conditioner;
     LeadWatch m_watch;
+    BeatFinder m_finder;
     RateFollower m_rate;
     TemplateFollower m_follower;
     BeatLearner m_learner;
@@ -156,6 +165,7 @@ private:
 
     BeatEvent m_beat;                    // the last one told
     bool m_isBeatTold = false;           // m_beat is one that has been told
+    std::vector<long long> m_found;      // frames of the input in which beats were found lately
     std::vector<IntervalEvent> m_rates;  // the latest ones that are shown
     std::vector<int> m_beatsToTrust;     // per lead: beats until it has ST again
 };
@@ -167,7 +177,8 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_chn(options.leads.size()),
       m_conditioner(m_fs, m_chn, options.uVpb, options.conditioning),
       m_watch(m_fs, m_chn, options.uVpb),
-      m_rate(m_fs, m_chn, m_conditioner.DelaySamples()),
+      m_finder(m_fs, m_chn, options.uVpb),
+      m_rate(m_fs, m_chn),
       m_follower(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
       m_kept(m_chn, static_cast<std::size_t>(kKeptSeconds) * static_cast<std::size_t>(m_fs)),
@@ -177,6 +188,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
     m_beat.levelUv.resize(m_chn);
     m_beat.slopeUvPerMs.resize(m_chn);
     m_beat.jUv.resize(m_chn);
+    m_found.reserve(kKeptRates);
     m_rates.reserve(kKeptRates);
     m_nextMatch = m_conditioner.SettlingSamples();
 }
@@ -186,6 +198,7 @@ void StressSession::Impl::TakeFrame(const short* frame) {
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
     m_watch.Take(m_raw.data());
+    TellBeats(m_finder.Take(m_raw.data()));
     TakeConditioned();
 }
 
@@ -193,11 +206,11 @@ void StressSession::Impl::TakeFrame(const short* frame) {
 void StressSession::Impl::Finish() {
     if (m_hasEnded) return;
     for (int i = 0; m_framesIn > 0 && i < m_conditioner.DelaySamples(); ++i) TakeConditioned();
+    TellBeats(m_finder.Finish());
     m_hasEnded = true;
     if (m_phase == Phase::Gather) Gather();
     if (m_phase == Phase::Learn || m_phase == Phase::Relearn) Learn(std::numeric_limits<long long>::max());
     MatchKept(std::numeric_limits<long long>::max());
-    TellIntervals(m_rate.Finish());
     m_watch.Finish();
     TellLeads();
 }
@@ -210,7 +223,7 @@ void StressSession::Impl::TakeConditioned() {
     const long long index = m_kept.End();
     m_kept.Push(m_conditioned.data());
     if (index >= m_conditioner.DelaySamples()) m_observer.OnConditioned(m_conditioned.data(), Seconds(index));
-    if (index >= m_conditioner.SettlingSamples()) TellIntervals(m_rate.Take(m_conditioned.data(), index));
+    if (index >= m_conditioner.SettlingSamples()) m_rate.Take(m_conditioned.data());
     Advance();
 }
 
@@ -226,14 +239,12 @@ void StressSession::Impl::TellLeads() {
     }
 }
 
-void StressSession::Impl::TellIntervals(const std::vector<IntervalEvent>& intervals) {
-    for (const IntervalEvent& interval : intervals) {
+void StressSession::Impl::TellBeats(const std::vector<long long>& frames) {
+    for (const long long frame : frames) {
+        const IntervalEvent interval = m_rate.TakeBeat(frame);
         ++m_foundSinceMatch;
-        if (!std::isnan(interval.bpm)) {
-            if (m_rates.size() == kKeptRates)
-                m_rates.erase(m_rates.begin(), m_rates.begin() + kKeptRates / 2);
-            m_rates.push_back(interval);
-        }
+        Keep(m_found, frame);
+        if (!std::isnan(interval.bpm)) Keep(m_rates, interval);
         m_observer.OnInterval(interval);
     }
 }
@@ -263,7 +274,12 @@ void StressSession::Impl::BeginLearning(Phase phase, long long from, long long t
     m_phase = phase;
     m_stretchEnd = to;
     m_learnsSince = m_kept.End();
-    m_learner.Begin(m_kept.Copy(from, to));
+    std::vector<int> beats;
+    for (const long long frame : m_found) {
+        const long long index = frame + m_conditioner.DelaySamples();
+        if (index >= from && index < to) beats.push_back(static_cast<int>(index - from));
+    }
+    m_learner.Begin(m_kept.Copy(from, to), std::move(beats), m_finder.ClearLeads());
 }
 
 void StressSession::Impl::Learn(long long pieces) {

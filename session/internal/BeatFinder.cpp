@@ -45,6 +45,7 @@ constexpr double kMostOut = 6;       // how far a beat stands out counts up to t
 constexpr double kLeastOut = 0.15;   // and from this on
 constexpr double kCalmFloor = 0.12;  // of a beat
 constexpr double kLeastCalm = 0.03;
+constexpr double kClear = 0.05;    // of the best lead's weight
 constexpr double kMostOfLead = 3;  // beats that one lead can show at once
 constexpr double kChange = 1.5;    // three beats in a row that differ so much are the new usual ones
 
@@ -160,6 +161,14 @@ const std::vector<long long>& BeatFinder::Finish() {
     if (!m_isStarted && m_taken > 0) Start();
     while (!m_beats.empty() && m_beats.back() >= m_frames) m_beats.pop_back();
     return m_beats;
+}
+
+std::vector<bool> BeatFinder::ClearLeads() const {
+    double best = 0;
+    for (const Lead& lead : m_leads) best = std::max(best, lead.weight);
+    std::vector<bool> clear;
+    for (const Lead& lead : m_leads) clear.push_back(lead.weight > 0 && lead.weight >= kClear * best);
+    return clear;
 }
 
 void BeatFinder::TakePlace() {

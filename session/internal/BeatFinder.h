@@ -37,8 +37,8 @@ public:
     /// There are no more frames: the beats that are still to be told.
     const std::vector<long long>& Finish();
 
-    /// What a lead counts for at present, from 0 for nothing to 36.
-    double Weight(std::size_t lead) const { return m_leads[lead].weight; }
+    /// Per lead whether it counts for at least a twentieth of what the best one does. Allocates.
+    std::vector<bool> ClearLeads() const;
 
 private:
     static constexpr std::size_t kMemory = 8;  // beats

@@ -7,18 +7,15 @@
 #include <utility>
 
 #include "core/FloatingPoint.h"
-#include "core/detect/CrtRRdetect.h"
+#include "session/internal/BeatFinder.h"
 
 namespace qz {
 
 namespace {
 
-// Detection.
-constexpr int kRunInMs = 4000;       // played to the detectors first, so that they know the first beat
-constexpr int kGroupMs = 160;        // detections of different leads this close are of one beat
-constexpr int kDetectorLagMs = 200;  // the detectors answer at most this long after the steepest place
-constexpr int kDetectorLeadMs = 60;  // and at most this long before it
-constexpr int kSlopeMs = 10;         // span of the slope that places a beat
+// Place.
+constexpr int kFoundNearMs = 80;  // of the steepest place
+constexpr int kSlopeMs = 10;      // span of the slope that places a beat
 
 // Likeness: correlation of the QRS and the start of ST.
 constexpr int kLikeBeforeMs = 100;         // of the steepest place
@@ -104,37 +101,41 @@ double MedianInterval(const std::vector<int>& positions) {
 
 }  // namespace
 
-void BeatLearner::Begin(std::vector<short> frames) {
+void BeatLearner::Begin(std::vector<short> frames, std::vector<int> beats, std::vector<bool> clear) {
     m_frames = std::move(frames);
-    m_detections.assign(m_chn, {});
+    m_found = std::move(beats);
+    m_trusted = std::move(clear);
     m_scale.assign(m_chn, 0);
-    m_choice = 0;
-    m_best.reset();
-    m_stage = Stage::Detect;
+    m_all.clear();
+    m_shapes.clear();
+    m_result.reset();
     m_piece = 0;
+    m_stage = static_cast<int>(m_found.size()) < kFewestBeats ? Stage::Done : Stage::Scale;
 }
 
 std::optional<LearnedBeat> BeatLearner::Learn(std::vector<short> frames) {
-    Begin(std::move(frames));
+    BeatFinder finder(m_fs, m_chn, kConditionedUvPerUnit);
+    std::vector<int> beats;
+    const auto keep = [&](const std::vector<long long>& found) {
+        for (const long long frame : found) beats.push_back(static_cast<int>(frame));
+    };
+    for (std::size_t at = 0; at < frames.size(); at += m_chn) keep(finder.Take(&frames[at]));
+    keep(finder.Finish());
+    Begin(std::move(frames), std::move(beats), finder.ClearLeads());
     while (Work()) {
     }
-    return m_best;
+    return m_result;
 }
 
 bool BeatLearner::Work() {
     switch (m_stage) {
-        case Stage::Detect:
-            DetectLead(m_piece);
-            Advance(m_chn, Stage::Scale);
-            break;
         case Stage::Scale:
             ScaleLead(m_piece);
-            Advance(m_chn, Stage::Choose);
+            Advance(m_chn, Stage::Place);
             break;
-        case Stage::Choose: Choose(); break;
         case Stage::Place:
-            PlaceBeat(m_detected[m_piece]);
-            Advance(m_detected.size(), Stage::Shape);
+            PlaceBeat(m_found[m_piece]);
+            Advance(m_found.size(), Stage::Shape);
             break;
         case Stage::Shape:
             if (m_piece < m_all.size()) m_shapes.push_back(Shape(m_all[m_piece]));
@@ -180,23 +181,8 @@ void BeatLearner::Advance(std::size_t count, Stage next) {
 }
 
 void BeatLearner::End(std::optional<LearnedBeat> learned) {
-    const auto rank = [](const LearnedBeat& beat) { return std::pair{beat.confident, beat.beatsUsed}; };
-    if (learned && (!m_best || rank(*learned) > rank(*m_best))) m_best = std::move(learned);
-    const bool isEnough = m_choice == 0 && m_best && m_best->confident;
-    m_stage = isEnough || m_choice == m_chn ? Stage::Done : Stage::Choose;
-    m_piece = 0;
-    ++m_choice;
-}
-
-void BeatLearner::DetectLead(std::size_t lead) {
-    const int count = FrameCount();
-    const int runIn = std::min(count, Samples(kRunInMs));
-    CrtRRdetect detector(m_fs, 0);  // the signal is free of mains
-    const auto sample = [&](int i) { return m_frames[static_cast<std::size_t>(i) * m_chn + lead]; };
-    for (int i = 0; i < runIn; ++i) detector.QRSdetect(sample(i));
-    for (int i = 0; i < count; ++i) {
-        if (detector.QRSdetect(sample(i)) > 0) m_detections[lead].push_back(i);
-    }
+    m_result = std::move(learned);
+    m_stage = Stage::Done;
 }
 
 int BeatLearner::Slope(int frame, std::size_t lead) const {
@@ -212,52 +198,15 @@ void BeatLearner::ScaleLead(std::size_t lead) {
     m_scale[lead] = std::sqrt(squares / std::max(1, FrameCount() - span));
 }
 
-void BeatLearner::Choose() {
-    std::vector<bool> active(m_chn);
-    for (std::size_t c = 0; c < m_chn; ++c) active[c] = m_detections[c].size() >= 2;
-    if (m_choice == 0) {
-        m_detected = Vote();
-        m_trusted = active;
-    } else {
-        m_detected = m_detections[m_choice - 1];
-        m_trusted.assign(m_chn, false);
-        m_trusted[m_choice - 1] = active[m_choice - 1];
-    }
-    m_all.clear();
-    m_shapes.clear();
-    if (static_cast<int>(m_detected.size()) < kFewestBeats) return End(std::nullopt);
-    m_stage = Stage::Place;
-    m_piece = 0;
-}
-
-// A beat is where a majority of the leads that detect anything agree; its time is their median.
-BeatLearner::Positions BeatLearner::Vote() const {
-    std::vector<int> all;
-    std::size_t voters = 0;
-    for (const Positions& lead : m_detections) {
-        if (lead.size() < 2) continue;
-        ++voters;
-        all.insert(all.end(), lead.begin(), lead.end());
-    }
-    std::sort(all.begin(), all.end());
-    Positions beats;
-    for (std::size_t first = 0; first < all.size();) {
-        std::size_t next = first + 1;
-        while (next < all.size() && all[next] - all[first] < Samples(kGroupMs)) ++next;
-        if (next - first > voters / 2) beats.push_back(all[first + (next - first) / 2]);
-        first = next;
-    }
-    return beats;
-}
-
-// The detectors answer late, and not equally late: the beat is at the steepest place just before, the leads'
-// slopes counted in units of their own effective slope, so that a large lead does not outvote the rest.
-// Beats whose row or whose search would leave the stretch are left out.
-void BeatLearner::PlaceBeat(int detection) {
+// The steepest place near where a beat was found, the leads' slopes counted in units of their own effective
+// slope, so that a large lead does not outvote the rest. Beats whose row or whose search would leave the
+// stretch are left out.
+void BeatLearner::PlaceBeat(int found) {
     const int span = std::max(1, Samples(kSlopeMs));
     const int margin = Samples(kAlignMs);
-    const int from = std::max(detection - Samples(kDetectorLagMs), span);
-    const int to = std::min(detection + Samples(kDetectorLeadMs), FrameCount() - 1);
+    // The slope at a place is that of the span up to it.
+    const int from = std::max(found - Samples(kFoundNearMs) + span / 2, span);
+    const int to = std::min(found + Samples(kFoundNearMs) + span / 2, FrameCount() - 1);
     double steepest = 0;
     int place = from;
     for (int i = from; i <= to; ++i) {

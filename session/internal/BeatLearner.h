@@ -1,7 +1,6 @@
 // BeatLearner: learns the first averaged beat, which a matcher has to be handed before it can match.
 //
-//   stretch of conditioned signal
-//     -> beats: one library detector per lead, a majority within 160 ms is a beat
+//   stretch of conditioned signal and the beats that were found in it
 //     -> position of each: steepest place over all leads, then best correlation with the most typical beat
 //     -> clean beats: like the typical one on most leads, and from P to T not far from the average
 //     -> per lead the beats that it shows, where it was off or disturbed for a while
@@ -12,7 +11,7 @@
 // others, or more, it is of the kind that comes later after the beat before it: ectopic beats are premature.
 //
 // A lead that is off or noisy is found by its beats being unlike each other; it is averaged like the others
-// but decides nothing. Where too few leads agree on beats, each lead is tried alone.
+// but decides nothing.
 //
 // Spatial velocity is the length of the vector of all leads' slopes; the search outward from the steepest
 // place to a fraction of its slope follows Laguna, Jane, Caminal, "Automatic detection of wave boundaries in
@@ -39,16 +38,18 @@ public:
     /// fs: samples per second, 100 or more; chn: leads, 1 or more.
     BeatLearner(int fs, std::size_t chn) : m_fs(fs), m_chn(chn) {}
 
-    /// Begins with a stretch of signal: the leads interleaved, about 1 uV per unit. Gives up an earlier one.
-    void Begin(std::vector<short> frames);
+    /// Begins with a stretch of signal: the leads interleaved, about 1 uV per unit; the frames in which beats
+    /// were found, each within 80 ms of the steepest place of its QRS; and per lead whether the beats stand
+    /// out in it. Gives up an earlier stretch.
+    void Begin(std::vector<short> frames, std::vector<int> beats, std::vector<bool> clear);
     /// Gives up the stretch.
     void Cancel() { m_stage = Stage::Done; }
     /// Does one piece of the work. False once there is none left, and before Begin.
     bool Work();
     /// What has been learned, once Work has returned false: nothing where fewer than kFewestBeats clean beats
     /// are found, or fewer than a third of all, or where the average has no QRS of 40 to 200 ms.
-    const std::optional<LearnedBeat>& Result() const { return m_best; }
-    /// All of it at once.
+    const std::optional<LearnedBeat>& Result() const { return m_result; }
+    /// All of it at once, with the beats that a BeatFinder finds.
     std::optional<LearnedBeat> Learn(std::vector<short> frames);
 
 private:
@@ -58,12 +59,9 @@ private:
     struct Window {
         int before = 0, length = 0, step = 1;
     };
-    // The order of the work. From Choose on it is done for each choice of leads: all together, then each
-    // alone.
+    // The order of the work.
     enum class Stage {
-        Detect,   // lead by lead: where its detector finds beats
         Scale,    // lead by lead: its effective slope
-        Choose,   // the next choice of leads, and the beats that they agree on
         Place,    // beat by beat: its steepest place
         Shape,    // beat by beat: its normalized QRS
         Compare,  // beat by beat: those it is like
@@ -78,10 +76,8 @@ private:
         Done,
     };
 
-    void DetectLead(std::size_t lead);
     void ScaleLead(std::size_t lead);
-    void Choose();
-    void PlaceBeat(int detection);
+    void PlaceBeat(int found);
     void CompareBeat(std::size_t beat);
     void AlignBeat(int beat);
     void EndAlignment();
@@ -93,10 +89,9 @@ private:
     void Conclude();
     /// Ends a stage of `count` pieces after the last of them.
     void Advance(std::size_t count, Stage next);
-    /// The present choice gives no beat, or this one.
+    /// The stretch gives no beat, or this one.
     void End(std::optional<LearnedBeat> learned);
 
-    Positions Vote() const;
     std::optional<std::size_t> FindTypical() const;
     bool HalvesAgree() const;
     bool Delineate();
@@ -114,14 +109,11 @@ private:
     Stage m_stage = Stage::Done;
     std::size_t m_piece = 0;  // next piece of the stage
     std::vector<short> m_frames;
-    std::vector<Positions> m_detections;  // per lead
-    std::vector<double> m_scale;          // per lead: its effective slope
-    std::size_t m_choice = 0;             // 0: all leads together; n: lead n - 1 alone
-    std::optional<LearnedBeat> m_best;    // best beat of the choices so far
+    Positions m_found;            // beats as they were found
+    std::vector<bool> m_trusted;  // leads that count in decisions
+    std::vector<double> m_scale;  // per lead: its effective slope
+    std::optional<LearnedBeat> m_result;
 
-    // Of the present choice.
-    Positions m_detected;                           // beats as the detectors tell them
-    std::vector<bool> m_trusted;                    // leads that count in decisions
     Positions m_all;                                // steepest places of all beats
     std::vector<Beat> m_shapes;                     // of m_all
     std::vector<std::vector<std::size_t>> m_peers;  // of each of m_all: those it is like, itself among them
