@@ -211,6 +211,11 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
 void RunEvaluate(const EvaluateOptions& options) {
     const std::unique_ptr<FrameSource> source = OpenRecord(options.record, options.reading);
     const SourceInfo& info = source->Info();
+    std::vector<std::vector<QrsMark>> marks;  // [file]
+    for (const std::string& file : options.fiducials) {
+        const std::vector<Annotation> annotations = ReadAnnotations(file);
+        marks.push_back(QrsMarksFrom(annotations, StepsPerSecond(annotations, info.AnnotationHz())));
+    }
     Truth truth;
     std::optional<RecordedTruth> recorded;
     if (std::filesystem::path(options.reference).extension() == ".json") {
@@ -220,16 +225,24 @@ void RunEvaluate(const EvaluateOptions& options) {
                                                    " ms after J + 6 ms; --post-j " +
                                                    std::to_string(recorded->postJms) + " is expected");
         truth = recorded->For(info);
-    } else {
-        const std::vector<Annotation> marks = ReadAnnotations(options.reference);
-        truth = TruthFrom(marks, StepsPerSecond(marks, info.AnnotationHz()));
-        if (truth.beatSeconds.empty()) throw HostError(options.reference, "holds no beats to compare with");
+    } else if (!options.reference.empty()) {
+        const std::vector<Annotation> annotations = ReadAnnotations(options.reference);
+        truth = TruthFrom(annotations, StepsPerSecond(annotations, info.AnnotationHz()));
+        // The marks number the leads of the file.
+        if (!options.reading.leads.empty()) truth.st.clear();
     }
+    if (options.reference.empty())
+        truth = TruthFrom(CombineLeads(marks));
+    else
+        truth.qrs = CombineLeads(marks);
+    const std::string& reference = options.reference.empty() ? options.fiducials.front() : options.reference;
+    if (truth.beats.empty()) throw HostError(reference, "holds no beats to compare with");
     InterruptWatch interrupt;
     std::optional<PendingFile> json;
     if (!options.json.empty()) json.emplace(options.json);
     PendingFile::RefuseOverwriting(source->Files());
     PendingFile::RefuseOverwriting({options.reference});
+    PendingFile::RefuseOverwriting(options.fiducials);
     AnalysisProgress progress(info, !options.quiet);
     BeatMarker marker(info);
     const StressResult result =
