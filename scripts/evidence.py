@@ -60,9 +60,10 @@ class Row:
 
     def __init__(self, name, gross, by_record, unit="%", is_bad_low=True):
         known = [(value, record) for record, value in by_record.items() if value is not None]
+        faulty = [pair for pair in known if pair[0] != (100 if is_bad_low else 0)]
         show = lambda value: f"{value:.{2 if unit == '%' else 1}f}"
         badness = lambda pair: pair[0] if is_bad_low else -abs(pair[0])
-        worst = ", ".join(f"{record} {show(value)}" for value, record in sorted(known, key=badness)[:WORST])
+        worst = ", ".join(f"{record} {show(value)}" for value, record in sorted(faulty, key=badness)[:WORST])
         average = show(mean(value for value, _ in known)) if known else "-"
         self.text = f"| {name}, {unit} | {gross} | {average} | {worst} |"
 
@@ -124,6 +125,18 @@ def print_database(name, scored):
         rows.append(offset_row(what, {record: score["hand_marks"][key] for record, score in scores.items()}))
     print("| figure | gross | average of the records | the five worst |\n|---|---|---|---|")
     print("\n".join(row.text for row in rows if row) + "\n")
+    figures = lambda score: [part for part in (score["beats"]["sensitivity"], score["beats"]["positive_predictivity"])
+                             if part is not None]
+    for fault, is_faulty in (
+            ("beats found or right below 95 %", lambda score: min(figures(score), default=0) < 0.95),
+            ("wrong heart rate in more than 10 % of the time",
+             lambda score: 9 * score["heart_rate_shown"]["wrong_s"]
+             > score["heart_rate_shown"]["right_s"] + score["heart_rate_shown"]["none_s"]),
+            ("less than 80 % of the normal beats folded", lambda score: (score["normal_beats"]["folded_part"] or 0) < 0.8),
+            ("more than 30 s without ST", lambda score: (score["normal_beats"]["longest_hole_s"] or 0) > 30)):
+        faulty = [record for record, score in scores.items() if is_faulty(score)]
+        print(f"- {fault}: {len(faulty)} records" + (": " + ", ".join(faulty) if faulty else ""))
+    print()
     print_st_changes(scores)
 
 
@@ -143,6 +156,33 @@ def print_st_changes(scores):
     spread = math.sqrt(sum((error - bias) ** 2 for error in errors) / max(len(errors) - 1, 1))
     print(f"\n{len(errors)} of {len(changes)} measured: error {bias:.0f} uV in the mean, SD {spread:.0f} uV, "
           f"{median(abs(error) for error in errors):.0f} uV in the median of the magnitudes.\n")
+
+
+def print_unmarked(program, records, folder):
+    """What can be seen without marks: that there is an answer, and that it is believable."""
+    def one(record):
+        out = Path(folder, record.parent.name + "-" + record.name + ".json")
+        failure = run(program, "analyze", str(record), *mains_option(record.name), "--json", str(out))
+        return record.name, failure or json.loads(out.read_text())
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        answers = list(pool.map(one, records))
+    print(f"## Without marks: {len(records)} records\n")
+    for name, answer in answers:
+        if isinstance(answer, str):
+            print(f"- **{name} failed**: {answer.removeprefix('qzstress: ')}")
+    known = {name: answer for name, answer in answers if not isinstance(answer, str)}
+    rates = {name: [rate["heart_rate_per_min"] for rate in answer["heart_rate"]] for name, answer in known.items()}
+    medians = {name: median(shown) for name, shown in rates.items() if shown}
+    for what, names in (
+            ("no heart rate", [name for name, shown in rates.items() if not shown]),
+            ("median heart rate below 40 or above 150", [f"{name} {rate:.0f}" for name, rate in medians.items()
+                                                         if not 40 <= rate <= 150]),
+            ("beats folded for less than half of the intervals", [name for name, answer in known.items()
+                                                                  if 2 * answer["beats_folded"] < answer["beats_found"]]),
+            ("averaged beat not sure", [name for name, answer in known.items()
+                                        if not answer["averaged_beat"]["confident"]])):
+        print(f"- {what}: {len(names)} records" + (": " + ", ".join(names) if names else ""))
+    print()
 
 
 def read_212(record):
@@ -296,10 +336,12 @@ def main():
     program, folder = sys.argv[1], Path(sys.argv[2])
     with_noise = "--noise" in sys.argv
     records = sorted(header.with_suffix("") for header in folder.rglob("*.hea"))
-    databases = defaultdict(list)
+    databases, unmarked = defaultdict(list), []
     for record in records:
         if references(record):
             databases[record.parent.name].append(record)
+        elif record.name not in NOISES:
+            unmarked.append(record)
     version = subprocess.run([program, "--version"], capture_output=True, text=True).stdout.strip()
     print(f"""# Evidence
 
@@ -316,6 +358,8 @@ minutes as well. Gross is the figure over all beats or seconds of a database, th
     with tempfile.TemporaryDirectory() as work:
         for name, chosen in databases.items():
             print_database(name, evaluate_all(program, chosen, work))
+        if unmarked:
+            print_unmarked(program, unmarked, work)
         if with_noise:
             print_noise(program, records, work)
     print("""## What these figures cannot tell
