@@ -1,8 +1,10 @@
 #include "api/qzSessionC.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <limits>
 #include <new>
@@ -12,11 +14,14 @@
 #include <vector>
 
 #include "session/StressSession.h"
+#include "session/internal/FrameRing.h"
 
 namespace {
 
-constexpr std::size_t kMostWaiting = 256;  // events
-constexpr std::size_t kUsableBits = 64;    // of qzs_beat; no session has more leads
+constexpr std::size_t kMostWaiting = 256;       // events
+constexpr std::size_t kMostConditioned = 4096;  // frames that wait
+constexpr std::size_t kUsableBits = 64;         // of qzs_beat; no session has more leads
+constexpr double kMsPerSecond = 1000.0;
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 struct WaitingEvent {
@@ -25,10 +30,34 @@ struct WaitingEvent {
     std::string text;      // of QZS_NOT_LEARNED
 };
 
-/// Turns what a session tells into events that wait, without an exception.
+/// Conditioned frames that wait. They are numbered from 0 on, without a gap; frame n is that of n / fs
+/// seconds.
+class ConditionedQueue {
+public:
+    /// Allocates room for `room` frames, the most that may ever wait.
+    ConditionedQueue(std::size_t chn, int fs, std::size_t room) : m_chn(chn), m_fs(fs), m_frames(chn, room) {}
+    void Add(const short* frame) { m_frames.Push(frame); }
+    std::size_t Waiting() const { return static_cast<std::size_t>(m_frames.End() - m_oldest); }
+    double OldestSeconds() const { return static_cast<double>(m_oldest) / m_fs; }
+    /// Fetches the oldest `count` of those that wait.
+    void Fetch(short* frames, std::size_t count) {
+        for (; count > 0; --count) frames = std::copy_n(m_frames.Frame(m_oldest++), m_chn, frames);
+    }
+
+private:
+    std::size_t m_chn;
+    int m_fs;
+    qz::FrameRing m_frames;
+    long long m_oldest = 0;  // number of the frame to be fetched next
+};
+
+/// Turns what a session tells into events and frames that wait, without an exception.
 class EventQueue : public qz::SessionObserver {
 public:
-    void OnConditioned(const short*, double seconds) override { m_now = seconds; }
+    void OnConditioned(const short* uV, double seconds) override {
+        m_now = seconds;
+        if (conditioned) conditioned->Add(uV);
+    }
     void OnInterval(const qz::IntervalEvent& interval) override {
         Add(Event(QZS_INTERVAL, interval.seconds, interval.bpm));
     }
@@ -39,11 +68,16 @@ public:
         Add(Event(QZS_NOT_LEARNED, m_now, kNone), nullptr, &why);
     }
 
-    bool IsFull() const { return m_waiting.size() >= kMostWaiting; }
+    bool IsFull() const {
+        return m_waiting.size() >= kMostWaiting ||
+               (conditioned && conditioned->Waiting() >= kMostConditioned);
+    }
     /// Makes the next event the one fetched last; null where none waits.
     const qzs_event* Next();
     const std::optional<WaitingEvent>& Last() const { return m_last; }
     const std::optional<qz::LearnedBeat>& Learned() const { return m_learned; }
+
+    std::optional<ConditionedQueue> conditioned;  // empty: nobody wants them
 
 private:
     static qzs_event Event(std::int32_t kind, double seconds, double bpm) {
@@ -129,9 +163,33 @@ qz::SessionOptions SessionOptionsOf(const qzs_options& from) {
     return options;
 }
 
-std::string RefusalOf(const qzs_options* options) {
-    if (options == nullptr || options->size != sizeof(qzs_options))
-        return "the options are not those of this version of the library";
+qzs_options Defaults() {
+    const qz::ConditioningOptions conditioning;
+    const auto narrow = [](int value) { return static_cast<std::int16_t>(value); };
+    qzs_options options = {};
+    options.uv_per_unit = 1;
+    options.mains_hz = narrow(conditioning.mainsHz);
+    options.lowpass_hz = narrow(conditioning.lowpassHz);
+    options.smooth = narrow(conditioning.smooth);
+    options.postJms = narrow(qz::SessionOptions().postJms);
+    return options;
+}
+
+/// True for the size of the struct today, and before `conditioned` was appended.
+bool IsSizeOfOptions(std::size_t size) {
+    return size == sizeof(qzs_options) || size == offsetof(qzs_options, conditioned);
+}
+
+/// The options of a program of any version: what its struct does not have is the default.
+std::optional<qzs_options> Complete(const qzs_options* options) {
+    if (options == nullptr || !IsSizeOfOptions(options->size)) return std::nullopt;
+    qzs_options complete = Defaults();
+    std::memcpy(&complete, options, options->size);
+    return complete;
+}
+
+std::string RefusalOf(const std::optional<qzs_options>& options) {
+    if (!options) return "the options are not those of this version of the library";
     return qz::StressSession::Refusal(SessionOptionsOf(*options));
 }
 
@@ -157,8 +215,12 @@ Result WithoutExceptions(Result otherwise, Call call) {
 }  // namespace
 
 struct qzs_session {
-    explicit qzs_session(const qz::SessionOptions& options)
-        : leads(options.leads.size()), session(options, events) {}
+    qzs_session(const qz::SessionOptions& options, bool conditioned)
+        : leads(options.leads.size()), session(options, events) {
+        const long delay = std::lround(session.DelayMs() * options.fs / kMsPerSecond);
+        if (conditioned)  // Finish brings as many frames as the filters delay
+            events.conditioned.emplace(leads, options.fs, kMostConditioned + static_cast<std::size_t>(delay));
+    }
 
     std::size_t leads;
     EventQueue events;
@@ -167,26 +229,24 @@ struct qzs_session {
 };
 
 bool qzs_options_init(qzs_options* options, std::size_t size) {
-    if (options == nullptr || size != sizeof(qzs_options)) return false;
-    const qz::ConditioningOptions conditioning;
-    const auto narrow = [](int value) { return static_cast<std::int16_t>(value); };
-    *options = {};
+    if (options == nullptr || !IsSizeOfOptions(size)) return false;
+    const qzs_options defaults = Defaults();
+    std::memcpy(options, &defaults, size);
     options->size = size;
-    options->uv_per_unit = 1;
-    options->mains_hz = narrow(conditioning.mainsHz);
-    options->lowpass_hz = narrow(conditioning.lowpassHz);
-    options->smooth = narrow(conditioning.smooth);
-    options->postJms = narrow(qz::SessionOptions().postJms);
     return true;
 }
 
 std::size_t qzs_refusal(const qzs_options* options, char* text, std::size_t size) {
-    return WithoutExceptions(std::size_t{0}, [&] { return CopyText(RefusalOf(options), text, size); });
+    return WithoutExceptions(std::size_t{0},
+                             [&] { return CopyText(RefusalOf(Complete(options)), text, size); });
 }
 
 qzs_session* qzs_create(const qzs_options* options) {
     return WithoutExceptions(static_cast<qzs_session*>(nullptr), [&] {
-        return RefusalOf(options).empty() ? new qzs_session(SessionOptionsOf(*options)) : nullptr;
+        const std::optional<qzs_options> complete = Complete(options);
+        return RefusalOf(complete).empty()
+                   ? new qzs_session(SessionOptionsOf(*complete), complete->conditioned)
+                   : nullptr;
     });
 }
 
@@ -227,6 +287,18 @@ bool qzs_event_values(const qzs_session* session, float* level, float* slope, fl
 std::size_t qzs_event_text(const qzs_session* session, char* text, std::size_t size) {
     const bool bEvent = session != nullptr && session->events.Last();
     return CopyText(bEvent ? session->events.Last()->text : std::string(), text, size);
+}
+
+std::size_t qzs_conditioned(qzs_session* session, std::int16_t* frames, std::size_t count,
+                            double* first_seconds) {
+    if (session == nullptr || !session->events.conditioned) return 0;
+    ConditionedQueue& queue = *session->events.conditioned;
+    const std::size_t waiting = queue.Waiting();
+    if (first_seconds != nullptr && waiting > 0) *first_seconds = queue.OldestSeconds();
+    if (frames == nullptr) return waiting;
+    const std::size_t fetched = std::min(count, waiting);
+    queue.Fetch(frames, fetched);
+    return fetched;
 }
 
 std::size_t qzs_template(const qzs_session* session, float* uv, std::size_t count) {

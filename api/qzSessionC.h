@@ -9,9 +9,10 @@
  * ms. What there is none of is NaN. Results are copied into the caller's memory; every array comes with its
  * number of elements.
  *
- * Events wait in the session until they are fetched. While 256 of them wait, qzs_push takes no more frames,
- * so that memory stays bounded and no event is lost. qzs_finish takes no heed of that: it adds at most what
- * 90 s of signal bring, once.
+ * Events wait in the session until they are fetched, and so do conditioned frames where the options ask for
+ * them. While 256 events or 4096 conditioned frames wait, qzs_push takes no more frames, so that memory stays
+ * bounded and nothing is lost. qzs_finish takes no heed of that: it adds at most the events that 90 s of
+ * signal bring, and the conditioned frames that the filters still hold, once.
  *
  * Failure is a result: false, 0 or null, as said at each function. Every function may be given null. None
  * throws.
@@ -51,7 +52,7 @@ typedef struct qzs_beat {
 } qzs_beat;
 
 typedef struct qzs_options {
-    size_t size;        /* of this struct; qzs_options_init sets it */
+    size_t size;        /* of this struct as the program knows it; qzs_options_init sets it */
     int16_t fs;         /* samples per second and lead, 100 to 10000; 0 until set */
     int16_t leads;      /* 1 to 64; 0 until set */
     double uv_per_unit; /* microvolts per unit of the frames; 1 */
@@ -64,6 +65,7 @@ typedef struct qzs_options {
     const qzs_beat* beat;
     const int16_t* beat_rows; /* leads times beat->length samples */
     size_t beat_count;        /* their number */
+    bool conditioned;         /* conditioned frames are kept for qzs_conditioned; false */
 } qzs_options;
 
 /* Numbers of events are fixed. Later libraries may have more kinds: pass over those that are unknown. */
@@ -92,8 +94,10 @@ typedef struct qzs_positions {
     double length, q, r, j;
 } qzs_positions;
 
-/* Sets every field to its default, above, where `size` is sizeof(qzs_options); false and nothing otherwise:
- * the program was compiled with the header of another version. */
+/* Sets every field to its default, above; `size` is sizeof(qzs_options). A program that was compiled with an
+ * earlier header hands in the size of that: later versions only append fields, and those that it does not
+ * know are neither read nor written, but count as their defaults. False and nothing for any other size, as is
+ * that of a later header. */
 QZ_API bool qzs_options_init(qzs_options* options, size_t size);
 /* Why qzs_create would refuse, one line for people. Copies as much as `size` bytes hold, a final 0 among
  * them. Returns the number of bytes of the whole line without the 0; 0 where the options are fine. */
@@ -103,9 +107,9 @@ QZ_API qzs_session* qzs_create(const qzs_options* options);
 /* Releases the session. Harmless for null. */
 QZ_API void qzs_free(qzs_session* session);
 
-/* Takes up to `count` frames and returns how many it took: fewer than `count` when the waiting events are to
- * be fetched first, and at least one of them where none wait. 0 for null and after qzs_finish. Results do not
- * depend on how a signal is cut into calls. */
+/* Takes up to `count` frames and returns how many it took: fewer than `count` when the waiting events or
+ * conditioned frames are to be fetched first, and at least one of them where nothing waits. 0 for null and
+ * after qzs_finish. Results do not depend on how a signal is cut into calls. */
 QZ_API size_t qzs_push(qzs_session* session, const int16_t* frames, size_t count);
 /* The signal has ended: brings the events that the filters still hold. Once; later calls do nothing. */
 QZ_API void qzs_finish(qzs_session* session);
@@ -122,6 +126,14 @@ QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event);
 QZ_API bool qzs_event_values(const qzs_session* session, float* level, float* slope, float* j, size_t count);
 /* The line of a QZS_NOT_LEARNED fetched last, as qzs_refusal gives its line; 0 for every other event. */
 QZ_API size_t qzs_event_text(const qzs_session* session, char* text, size_t size);
+
+/* Fetches up to `count` of the waiting conditioned frames, oldest first: one sample per lead, in lead order,
+ * one microvolt per unit. Returns how many it fetched; with null frames it fetches none and returns how many
+ * wait. `first_seconds`, which may be null, is set to the time of the oldest one, and stays as it is where
+ * none waits. They follow each other without a gap from 0 s on, the first of them once the filters are
+ * filled: after qzs_finish there have been as many as frames were taken. None wait unless the options ask for
+ * them. */
+QZ_API size_t qzs_conditioned(qzs_session* session, int16_t* frames, size_t count, double* first_seconds);
 
 /* The averaged beat as it is now, microvolts: rows of one lead each, one after the other. Copies it where
  * `count` elements are enough. Returns its number of samples; 0 while there is none. */

@@ -71,6 +71,12 @@ void OCReadArray(NSArray *array, T *values, std::size_t count) {
     }
 }
 
+/// Row c of an array of rows; nil, that is no samples, where it is no array.
+inline NSArray *OCRow(NSArray *rows, std::size_t c) {
+    id row = [rows objectAtIndex:c];
+    return [row isKindOfClass:[NSArray class]] ? row : nil;
+}
+
 /// Buffer to array, in place: the first `count` elements. A shorter array is extended.
 template <typename T>
 void OCWriteArray(const T *values, std::size_t count, NSMutableArray *array) {

@@ -9,10 +9,33 @@ static_assert(OCqzEventInterval == int{QZS_INTERVAL} && OCqzEventBeat == int{QZS
               OCqzEventLearned == int{QZS_LEARNED} && OCqzEventNotLearned == int{QZS_NOT_LEARNED});
 
 /// A new array, which the caller owns.
-static NSMutableArray *NewArray(const float *values, std::size_t count) {
+template <typename T>
+static NSMutableArray *NewArray(const T *values, std::size_t count) {
     NSMutableArray *const array = [[NSMutableArray alloc] initWithCapacity:count];
     OCWriteArray(values, count, array);
     return array;
+}
+
+/// One array per lead of values that stand row after row.
+template <typename T>
+static NSArray *Rows(const std::vector<T> &values, std::size_t leads) {
+    const std::size_t length = values.size() / leads;
+    NSMutableArray *rows = [NSMutableArray arrayWithCapacity:leads];
+    for (std::size_t lead = 0; lead < leads; ++lead)
+        [rows addObject:OC_HANDED_OUT(NewArray(values.data() + lead * length, length))];
+    return rows;
+}
+
+/// The samples of all rows, row after row; none where the rows are not of one length.
+static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
+    const std::size_t leads = [rows count], length = leads > 0 ? [OCRow(rows, 0) count] : 0;
+    std::vector<short> samples(leads * length);
+    for (std::size_t lead = 0; lead < leads; ++lead) {
+        NSArray *const row = OCRow(rows, lead);
+        if ([row count] != length) return {};
+        OCReadArray(row, samples.data() + lead * length, length);
+    }
+    return samples;
 }
 
 @implementation OCqzSessionEvent
@@ -54,6 +77,42 @@ static NSMutableArray *NewArray(const float *values, std::size_t count) {
 
 @end
 
+@implementation OCqzLearnedBeat
+
+@synthesize rows, posR, posQ, posJ, beatsFound, beatsUsed, stretchSeconds, likeness, usable, confident;
+
+- (instancetype)init:(NSArray *)theRows
+                posR:(short)r
+                posQ:(short)q
+                posJ:(short)j
+          beatsFound:(int)found
+           beatsUsed:(int)used
+      stretchSeconds:(double)seconds
+            likeness:(double)correlation
+              usable:(unsigned long long)usableLeads
+           confident:(BOOL)isConfident {
+    self = [super init];
+    if (self == nil) return nil;
+    rows = [theRows copy];
+    posR = r;
+    posQ = q;
+    posJ = j;
+    beatsFound = found;
+    beatsUsed = used;
+    stretchSeconds = seconds;
+    likeness = correlation;
+    usable = usableLeads;
+    confident = isConfident;
+    return self;
+}
+
+- (void)dealloc {
+    OC_LET_GO(rows);
+    OC_SUPER_DEALLOC();
+}
+
+@end
+
 @implementation OCqzSession
 
 - (instancetype)init:(short)fs
@@ -64,6 +123,28 @@ static NSMutableArray *NewArray(const float *values, std::size_t count) {
               smooth:(short)smooth
              postJms:(short)postJms
              relearn:(BOOL)relearn {
+    return [self init:fs
+                  chn:chn
+                 uVpb:uVpb
+                mains:mains
+              lowpass:lowpass
+               smooth:smooth
+              postJms:postJms
+              relearn:relearn
+                 beat:nil
+          conditioned:NO];
+}
+
+- (instancetype)init:(short)fs
+                 chn:(short)chn
+                uVpb:(double)uVpb
+               mains:(short)mains
+             lowpass:(short)lowpass
+              smooth:(short)smooth
+             postJms:(short)postJms
+             relearn:(BOOL)relearn
+                beat:(OCqzLearnedBeat *)beat
+         conditioned:(BOOL)conditioned {
     self = [super init];
     qzs_options options;
     qzs_options_init(&options, sizeof options);
@@ -75,6 +156,25 @@ static NSMutableArray *NewArray(const float *values, std::size_t count) {
     options.smooth = smooth;
     options.postJms = postJms;
     options.relearn = relearn;
+    options.conditioned = conditioned;
+    const std::vector<short> rows = Samples([beat rows]);
+    qzs_beat handedIn;
+    if (beat != nil) {
+        const std::size_t length = rows.size() / std::max<std::size_t>([[beat rows] count], 1);
+        handedIn = {static_cast<short>(length),
+                    [beat posR],
+                    [beat posQ],
+                    [beat posJ],
+                    [beat beatsFound],
+                    [beat beatsUsed],
+                    [beat stretchSeconds],
+                    [beat likeness],
+                    [beat usable],
+                    static_cast<bool>([beat confident])};
+        options.beat = &handedIn;
+        options.beat_rows = rows.data();
+        options.beat_count = rows.size();
+    }
     qzs_session *const made = qzs_create(&options);
     if (made == nullptr) {
         OC_LET_GO(self);
@@ -108,15 +208,19 @@ static NSMutableArray *NewArray(const float *values, std::size_t count) {
     return OC_HANDED_OUT(result);
 }
 
+- (NSArray *)conditioned:(double *)firstSeconds {
+    const std::size_t waiting = qzs_conditioned(session, nullptr, 0, nullptr);
+    if (waiting == 0) return nil;
+    std::vector<short> frames(waiting * OCCount(chnum));
+    qzs_conditioned(session, frames.data(), waiting, firstSeconds);
+    return OC_HANDED_OUT(NewArray(frames.data(), frames.size()));
+}
+
 - (NSArray *)getTempl {
     std::vector<float> uV(qzs_template(session, nullptr, 0));
     if (uV.empty()) return nil;
     qzs_template(session, uV.data(), uV.size());
-    const std::size_t length = uV.size() / OCCount(chnum);
-    NSMutableArray *rows = [NSMutableArray arrayWithCapacity:OCCount(chnum)];
-    for (std::size_t at = 0; at < uV.size(); at += length)
-        [rows addObject:OC_HANDED_OUT(NewArray(uV.data() + at, length))];
-    return rows;
+    return Rows(uV, OCCount(chnum));
 }
 
 - (NSArray *)getPos {
@@ -125,6 +229,24 @@ static NSMutableArray *NewArray(const float *values, std::size_t count) {
     const float values[] = {static_cast<float>(ms.length), static_cast<float>(ms.q), static_cast<float>(ms.r),
                             static_cast<float>(ms.j)};
     return OC_HANDED_OUT(NewArray(values, 4));
+}
+
+- (OCqzLearnedBeat *)learnedBeat {
+    std::vector<short> samples(qzs_learned_beat(session, nullptr, nullptr, 0));
+    if (samples.empty()) return nil;
+    qzs_beat learned;
+    qzs_learned_beat(session, &learned, samples.data(), samples.size());
+    OCqzLearnedBeat *beat = [[OCqzLearnedBeat alloc] init:Rows(samples, OCCount(chnum))
+                                                     posR:learned.posR
+                                                     posQ:learned.posQ
+                                                     posJ:learned.posJ
+                                               beatsFound:learned.beats_found
+                                                beatsUsed:learned.beats_used
+                                           stretchSeconds:learned.stretch_seconds
+                                                 likeness:learned.likeness
+                                                   usable:learned.usable
+                                                confident:learned.confident];
+    return OC_HANDED_OUT(beat);
 }
 
 - (double)delayMs {

@@ -9,12 +9,6 @@ static const std::size_t kPositions = 4;
 static const std::size_t kPwcRates = 3;
 static const std::size_t kFewestStages = 3;  // with fewer there is no PWC
 
-/// Row c of a template; nil, that is no samples, where it is no array.
-static NSArray *OC_NULLABLE Row(NSArray *templ, std::size_t c) {
-    id row = [templ objectAtIndex:c];
-    return [row isKindOfClass:[NSArray class]] ? row : nil;
-}
-
 /// Writes one value per lead into a result array that has one for each. Nil where it has not.
 template <typename T>
 static NSArray *OC_NULLABLE RefillTrend(bool (*read)(T *, std::size_t), short chn,
@@ -78,10 +72,10 @@ static NSArray *OC_NULLABLE RefillTempl(OCqzStressTemplLib *self) {
 - (NSArray *)restTempl:(NSArray *)templ posQ:(short)posQ posJ:(short)posJ postJms:(short)postJms {
     const std::size_t leads = OCCount(m_chnum);
     if ([templ count] < leads) return nil;
-    short kept = leads > 0 ? static_cast<short>([Row(templ, leads - 1) count]) : short{0};
+    short kept = leads > 0 ? static_cast<short>([OCRow(templ, leads - 1) count]) : short{0};
     const std::size_t length = OCCount(kept);
     std::vector<short> samples(leads * length);
-    for (std::size_t c = 0; c < leads; ++c) OCReadArray(Row(templ, c), samples.data() + c * length, length);
+    for (std::size_t c = 0; c < leads; ++c) OCReadArray(OCRow(templ, c), samples.data() + c * length, length);
     if (!qzc_stress_init_templ(samples.data(), leads, length, posQ, posJ, postJms, &kept)) return nil;
 
     m_length = kept;

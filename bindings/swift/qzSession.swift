@@ -60,6 +60,47 @@ public struct qzSessionEvent {
     }
 }
 
+/// An averaged beat as a `qzSession` has learned it: plain values, to be kept, and handed in to another session of the
+/// same leads and rate.
+public struct qzLearnedBeat: Codable, Sendable {
+    /// One row of samples per lead, all of one length, 1 uV per unit.
+    public var rows: [[Int16]]
+    /// Steepest place, onset and end of the QRS: indices into a row.
+    public var posR: Int16
+    public var posQ: Int16
+    public var posJ: Int16
+    /// In the stretch that it was learned from, and in the average.
+    public var beatsFound: Int32
+    public var beatsUsed: Int32
+    /// Length of that stretch.
+    public var stretchSeconds: Double
+    /// Median correlation of a used beat with the average, 0 to 1.
+    public var likeness: Double
+    /// Bit i: the beats of lead i are alike.
+    public var usable: UInt64
+    /// False: ST values may be off.
+    public var confident: Bool
+
+    fileprivate init(_ beat: OCqzLearnedBeat) {
+        rows = elements(beat.rows) ?? []
+        posR = beat.posR
+        posQ = beat.posQ
+        posJ = beat.posJ
+        beatsFound = beat.beatsFound
+        beatsUsed = beat.beatsUsed
+        stretchSeconds = beat.stretchSeconds
+        likeness = beat.likeness
+        usable = beat.usable
+        confident = beat.confident
+    }
+
+    fileprivate var wrapped: OCqzLearnedBeat {
+        OCqzLearnedBeat(
+            rows, posR: posR, posQ: posQ, posJ: posJ, beatsFound: beatsFound, beatsUsed: beatsUsed,
+            stretchSeconds: stretchSeconds, likeness: likeness, usable: usable, confident: confident)
+    }
+}
+
 /// One stress test from raw frames to heart rates and ST values. It conditions the signal, learns the first averaged
 /// beat from it, and measures ST on the average of all beats that match.
 ///
@@ -81,14 +122,27 @@ public final class qzSession: NSObject {
     /// matched for half a minute.
     ///
     /// Nil for arguments out of range.
-    public init?(
+    public convenience init?(
         fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
         postJms: Int16 = 60, relearn: Bool = false
+    ) {
+        self.init(
+            fs: fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, postJms: postJms,
+            relearn: relearn, beat: nil)
+    }
+
+    /// The same with a first averaged beat, nil for one that the session learns, and with `conditioned` frames that
+    /// are kept to be fetched.
+    ///
+    /// Nil also for a beat that does not fit the leads and the rate.
+    public init?(
+        fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
+        postJms: Int16 = 60, relearn: Bool = false, beat: qzLearnedBeat?, conditioned: Bool = false
     ) {
         guard
             let session = OCqzSession(
                 fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, postJms: postJms,
-                relearn: relearn)
+                relearn: relearn, beat: beat?.wrapped, conditioned: conditioned)
         else { return nil }
         self.session = session
         super.init()
@@ -97,8 +151,8 @@ public final class qzSession: NSObject {
     // MARK: Signal
 
     /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken. Returns
-    /// how many frames it took: fewer than there are when 256 events wait to be fetched first, and at least one where
-    /// none wait. 0 after `finish`.
+    /// how many frames it took: fewer than there are when 256 events or 4096 conditioned frames wait to be fetched first,
+    /// and at least one where nothing waits. 0 after `finish`.
     @discardableResult
     public func push(data: [Int16]) -> Int { session.push(data) }
 
@@ -113,9 +167,20 @@ public final class qzSession: NSObject {
     /// The next event, each kind in order of time; nil where none waits.
     public func nextEvent() -> qzSessionEvent? { session.nextEvent().map { qzSessionEvent($0) } }
 
+    /// All waiting conditioned frames, in the form that `push` takes, 1 uV per unit, and the time of the first of them;
+    /// nil where none wait. They follow each other without a gap from 0 s on.
+    public func conditioned() -> (frames: [Int16], firstSeconds: Double)? {
+        var firstSeconds = 0.0
+        let frames = withUnsafeMutablePointer(to: &firstSeconds) { session.conditioned($0) }
+        return frames.map { (elements($0) ?? [], firstSeconds) }
+    }
+
     /// The averaged beat as it is now, one row of microvolts per lead; empty before there is one.
     public func getTempl() -> [[Float]] { elements(session.getTempl()) ?? [] }
 
     /// Its points: length, Q, R and J, ms from its start; empty before there is one.
     public func getPos() -> [Float] { elements(session.getPos()) ?? [] }
+
+    /// The averaged beat that was learned last, or handed in, as it was then; nil before there is one.
+    public func learnedBeat() -> qzLearnedBeat? { session.learnedBeat().map { qzLearnedBeat($0) } }
 }

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -128,6 +130,64 @@ TEST(qzSessionC, TakesOverTheBeatOfAnotherSession) {
     EXPECT_EQ(qzs_create(&options), nullptr);
 }
 
+TEST(qzSessionC, KeepsTheConditionedFramesOfTheClassUntilTheyAreFetched) {
+    struct : qz::SessionObserver {
+        void OnConditioned(const short* uV, double time) override {
+            frames.insert(frames.end(), uV, uV + kLeads);
+            seconds.push_back(time);
+        }
+        std::vector<short> frames;
+        std::vector<double> seconds;
+    } told;
+    Recording recording = BeatTrain(kFs, kLeads).Noise(8, 4).Beats(500, 60).Record();
+    qz::SessionOptions same;
+    same.fs = kFs;
+    same.leads.resize(kLeads);
+    qz::StressSession reference(same, told);
+    reference.Push(recording.samples.data(), recording.Frames());
+    reference.Finish();
+
+    qzs_options options = Options();
+    options.conditioned = true;
+    qzs_session* const session = qzs_create(&options);
+    std::vector<short> fetched;
+    const auto fetch = [&](std::size_t count) {
+        std::vector<short> frames(count * kLeads);
+        double seconds = -1;
+        const std::size_t before = fetched.size() / kLeads;
+        frames.resize(kLeads * qzs_conditioned(session, frames.data(), count, &seconds));
+        EXPECT_EQ(seconds, before < told.seconds.size() ? told.seconds[before] : -1);
+        fetched.insert(fetched.end(), frames.begin(), frames.end());
+    };
+    const auto waiting = [&] { return qzs_conditioned(session, nullptr, 9, nullptr); };
+    const auto delay = static_cast<std::size_t>(qzs_delay_ms(session) * kFs / 1000);
+    std::size_t fed = qzs_push(session, recording.Frame(0), recording.Frames());
+    EXPECT_TRUE(fed == delay + 4096 && waiting() == 4096);
+    fetch(1500);
+    EXPECT_EQ(qzs_push(session, recording.Frame(fed), recording.Frames() - fed), 1500U);
+    fed += 1500;
+    const std::size_t left = recording.Frames() - fed;
+    fetch(left);
+    EXPECT_TRUE(qzs_push(session, recording.Frame(fed), left) == left && waiting() == 4096);
+    qzs_finish(session);
+    fetch(9999);
+    fetch(1);  // none waits
+    EXPECT_EQ(fetched, told.frames);
+    qzs_free(session);
+}
+
+TEST(qzSessionC, ServesProgramsThatKnowFewerOptions) {
+    qzs_options older;
+    std::memset(&older, 0x55, sizeof older);
+    EXPECT_TRUE(qzs_options_init(&older, offsetof(qzs_options, conditioned)) && older.postJms == 60);
+    EXPECT_EQ(*reinterpret_cast<const char*>(&older.conditioned), 0x55);
+    older.fs = kFs;
+    older.leads = kLeads;
+    qzs_session* const session = qzs_create(&older);
+    EXPECT_EQ(qzs_push(session, Beats(5).Frame(0), 5000), 5000U) << "no conditioned frames fill it";
+    qzs_free(session);
+}
+
 TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
     qzs_options options = Options(), unset = Options(), older = Options();
     unset.fs = 0;
@@ -144,11 +204,11 @@ TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
     for (qzs_session* session : {static_cast<qzs_session*>(nullptr), qzs_create(&options)}) {
         const bool bThere = session != nullptr;
         qzs_event event;
-        EXPECT_FALSE(qzs_push(session, nullptr, 5) > 0 || qzs_next_event(session, nullptr) ||
-                     qzs_next_event(session, &event) ||
-                     qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
-                     qzs_get_positions(session, nullptr) || qzs_template(session, nullptr, 9) > 0 ||
-                     qzs_learned_beat(session, nullptr, nullptr, 0) > 0);
+        EXPECT_FALSE(
+            qzs_push(session, nullptr, 5) > 0 || qzs_next_event(session, nullptr) ||
+            qzs_next_event(session, &event) || qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
+            qzs_conditioned(session, nullptr, 9, nullptr) > 0 || qzs_get_positions(session, nullptr) ||
+            qzs_template(session, nullptr, 9) > 0 || qzs_learned_beat(session, nullptr, nullptr, 0) > 0);
         qzs_finish(session);
         EXPECT_EQ(qzs_next_event(session, &event), bThere);
         EXPECT_EQ(qzs_event_text(session, text, sizeof text) > 0, bThere);

@@ -9,6 +9,7 @@
 #include "tests/support/Beats.h"
 
 #include "api/qzFilterBanksC.h"
+#include "api/qzSessionC.h"
 #import "bindings/objc/OCqzConversions.h"
 #import "bindings/objc/include/OCqz.h"
 
@@ -208,6 +209,19 @@ static OCqzSession *Session(short chn) {
                               relearn:NO] autorelease];
 }
 
+static OCqzSession *Session(short chn, OCqzLearnedBeat *beat) {
+    return [[[OCqzSession alloc] init:kFs
+                                  chn:chn
+                                 uVpb:1
+                                mains:50
+                              lowpass:40
+                               smooth:0
+                              postJms:60
+                              relearn:NO
+                                 beat:beat
+                          conditioned:YES] autorelease];
+}
+
 // What their events tell is compared by the examples.
 TEST_F(OCqz, HasSessionsOfItsOwn) {
     OCqzSession *session = Session(2), *empty = Session(1);
@@ -224,4 +238,56 @@ TEST_F(OCqz, HasSessionsOfItsOwn) {
     EXPECT_GT(beats, 40);
     EXPECT_TRUE([[session getTempl] count] == 2 && [[session getPos] count] == 4 && [session delayMs] > 0);
     EXPECT_TRUE([[[empty nextEvent] text] length] > 0 && [empty nextEvent] == nil);
+}
+
+TEST_F(OCqz, HandsALearnedBeatOnAndConditionedFramesOut) {
+    const Row samples = BeatTrain(kFs, 2).Noise(5, 1).Beats(700, 10).Record().samples;
+    qzs_options options;
+    qzs_options_init(&options, sizeof options);
+    options.fs = kFs;
+    options.leads = 2;
+    options.conditioned = true;
+    qzs_session *const plain = qzs_create(&options);
+    qzs_push(plain, samples.data(), samples.size() / 2);
+    Row conditioned(2 * qzs_conditioned(plain, nullptr, 0, nullptr));
+    qzs_conditioned(plain, conditioned.data(), conditioned.size() / 2, nullptr);
+    qzs_free(plain);
+
+    OCqzLearnedBeat *beat = nil, *again = nil;
+    for (int k = 0; k < 2; ++k) {
+        OCqzSession *session = Session(2, beat);
+        [session push:Frame(samples)];
+        double seconds = -1;
+        EXPECT_EQ(Samples([session conditioned:&seconds]), conditioned);
+        EXPECT_TRUE(seconds == 0 && [session conditioned:&seconds] == nil);
+        EXPECT_EQ([session learnedBeat] == nil, k == 0) << "10 s have not passed";
+        [session finish];
+        (k == 0 ? beat : again) = [session learnedBeat];
+    }
+    EXPECT_TRUE([[again rows] isEqual:[beat rows]] && [[[beat rows] objectAtIndex:1] count] > 100);
+    const auto values = [](OCqzLearnedBeat *of) {
+        return std::vector<double>{[of stretchSeconds],
+                                   [of likeness],
+                                   1.0 * [of posR],
+                                   1.0 * [of posQ],
+                                   1.0 * [of posJ],
+                                   1.0 * [of beatsFound],
+                                   1.0 * [of beatsUsed],
+                                   [of confident] ? 1.0 : 0.0,
+                                   [of usable] == 3 ? 1.0 : 0.0};
+    };
+    EXPECT_EQ(values(again), values(beat));
+    EXPECT_TRUE([beat posQ] < [beat posR] && [beat posR] < [beat posJ] && [beat usable] == 3);
+    NSArray *rows = Array({[[beat rows] objectAtIndex:0], OddFrame()});
+    OCqzLearnedBeat *odd = [[[OCqzLearnedBeat alloc] init:rows
+                                                     posR:30
+                                                     posQ:20
+                                                     posJ:60
+                                               beatsFound:9
+                                                beatsUsed:9
+                                           stretchSeconds:10
+                                                 likeness:1
+                                                   usable:3
+                                                confident:YES] autorelease];
+    EXPECT_TRUE(Session(2, odd) == nil);
 }

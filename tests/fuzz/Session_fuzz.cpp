@@ -44,7 +44,9 @@ qzs_session* Create(Bytes& bytes, qzs_beat& beat, std::vector<std::int16_t>& row
     options.lowpass_hz = bytes.Or(40);
     options.smooth = bytes.Or(0);
     options.postJms = bytes.Or(60);
-    options.relearn = bytes.Byte() % 2;
+    const int switches = bytes.Byte();
+    options.relearn = switches % 2;
+    options.conditioned = switches / 2 % 2;
     if (bytes.Byte() % 4 == 0) {
         beat.length = bytes.Or(200);
         beat.posR = bytes.Or(80);
@@ -82,6 +84,18 @@ void Fetch(qzs_session* session, int count, double& lastBeat) {
     }
 }
 
+/// Fetches up to so many conditioned frames and returns how many; their times never go back.
+std::size_t FetchConditioned(qzs_session* session, std::size_t count, double& last) {
+    const std::size_t waiting = qzs_conditioned(session, nullptr, 0, nullptr);
+    count = std::min(count, waiting);
+    std::vector<std::int16_t> frames((count + 1) * kMostLeads);
+    double seconds = -1;
+    Demand(qzs_conditioned(session, frames.data(), count, &seconds) == count);
+    Demand(waiting > 0 ? seconds >= last : seconds == -1);
+    last = std::max(seconds, last);
+    return count;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -89,7 +103,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     qzs_beat beat{};
     std::vector<std::int16_t> rows;
     qzs_session* session = Create(bytes, beat, rows);
-    double lastBeat = -1e9;
+    double lastBeat = -1e9, lastFrame = 0;
+    std::size_t taken = 0, conditioned = 0;
     std::uint32_t noise = 1;
     std::vector<std::int16_t> frames;
     for (int fed = 0; !bytes.Empty() && fed < kMostFrames;) switch (bytes.Byte() % 8) {
@@ -107,6 +122,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             case 2:
                 if (bytes.Byte() > 250) qzs_finish(session);
                 break;
+            case 3:
+                conditioned +=
+                    FetchConditioned(session, static_cast<std::size_t>(bytes.Byte()) * 16, lastFrame);
+                break;
             default: {  // a wave that repeats, with noise, or lines and jumps
                 const int count = bytes.Byte() * 8, period = bytes.Byte() + 100, height = bytes.Byte() * 64;
                 const bool line = bytes.Byte() > 240;
@@ -119,13 +138,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                        : height * std::max(0, 10 - std::abs(at - 20)) / 10 +
                                                              static_cast<int>(noise >> 28));
                 }
-                Demand(qzs_push(session, frames.data(), static_cast<std::size_t>(count)) <=
-                       static_cast<std::size_t>(count));
+                const std::size_t pushed = qzs_push(session, frames.data(), static_cast<std::size_t>(count));
+                Demand(pushed <= static_cast<std::size_t>(count));
+                taken += pushed;
                 fed += count;
             }
         }
     if (data != nullptr && size % 2) qzs_finish(session);
     Fetch(session, 100000, lastBeat);
+    conditioned += FetchConditioned(session, taken, lastFrame);
+    Demand(conditioned <= taken && qzs_conditioned(session, nullptr, 0, nullptr) == 0);
     qzs_free(session);
     return 0;
 }

@@ -1,3 +1,4 @@
+import Foundation
 import Testing
 import qzAPI
 @testable import qzStressTemplLib
@@ -147,6 +148,31 @@ extension Bindings {
             }
             #expect(beats > 60 && session.getTempl().count == Int(leads) && session.getPos().count == 4)
             #expect(empty.nextEvent()?.kind == qzSessionEvent.notLearned && empty.delayMs() > 0)
+        }
+
+        @Test func aSessionHandsItsLearnedBeatOnAndConditionedFramesOut() throws {
+            let signal = Array(minute[..<4000].joined())
+            var beats: [qzLearnedBeat] = [], kept: [Data] = [], conditioned: [[Int16]] = []
+            let keeper = JSONEncoder()
+            keeper.outputFormatting = .sortedKeys
+            for _ in 0..<2 {
+                let session = try #require(
+                    qzSession(fs: fs, chn: leads, uVpb: 1, beat: beats.last, conditioned: true))
+                #expect(session.push(data: signal) == 4000)
+                let first = try #require(session.conditioned())
+                #expect((session.learnedBeat() == nil) == beats.isEmpty)  // 10 s have not passed
+                session.finish()
+                let rest = try #require(session.conditioned())
+                #expect(first.firstSeconds == 0 && session.conditioned() == nil)
+                #expect(Int(rest.firstSeconds * Double(fs)) == first.frames.count / Int(leads))
+                conditioned.append(first.frames + rest.frames)
+                kept.append(try keeper.encode(session.learnedBeat()))
+                beats.append(try JSONDecoder().decode(qzLearnedBeat.self, from: kept.last!))
+            }
+            #expect(kept[0] == kept[1] && beats[0].rows.count == Int(leads) && beats[0].posQ < beats[0].posJ)
+            #expect(conditioned[0] == conditioned[1] && conditioned[0].count == signal.count)
+            beats[0].rows[1].removeLast()
+            #expect(qzSession(fs: fs, chn: leads, uVpb: 1, beat: beats[0]) == nil)
         }
 
         @Test func theInitialisersCreateThroughTheOverride() {

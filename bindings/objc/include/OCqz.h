@@ -12,8 +12,8 @@
 // not an NSArray as one without samples; a nil array counts as an empty one.
 //
 // Results. A result array belongs to its object. Every call that returns it returns the same array, refilled
-// in place: copy it to keep it. The arrays of an OCqzSession and its events are new each time. The scalar
-// results are plain numbers.
+// in place: copy it to keep it. The arrays of an OCqzSession, its events and its beats are new each
+// time. The scalar results are plain numbers.
 //
 // Sharing. The process has one engine, one chain, one doubler and one many-lead detector, and all objects of
 // one of the first four classes work on the same one, whichever interface has built it: creating rebuilds it

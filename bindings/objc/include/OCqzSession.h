@@ -51,6 +51,43 @@ enum {
 @property(nonatomic, readonly) NSString *OC_NULLABLE text;  ///< of OCqzEventNotLearned, for people; else nil
 @end
 
+/// An averaged beat as a session has learned it: plain values, to be kept, and handed in to another session
+/// of the same leads and rate. It does not change.
+@interface OCqzLearnedBeat : NSObject {
+@private
+    NSArray *rows;
+    short posR, posQ, posJ;
+    int beatsFound, beatsUsed;
+    double stretchSeconds, likeness;
+    unsigned long long usable;
+    BOOL confident;
+}
+/// From values that were kept, see the properties.
+- (instancetype)init:(NSArray *)rows
+                posR:(short)posR
+                posQ:(short)posQ
+                posJ:(short)posJ
+          beatsFound:(int)beatsFound
+           beatsUsed:(int)beatsUsed
+      stretchSeconds:(double)stretchSeconds
+            likeness:(double)likeness
+              usable:(unsigned long long)usable
+           confident:(BOOL)confident
+    NS_SWIFT_NAME(init(_:posR:posQ:posJ:beatsFound:beatsUsed:stretchSeconds:likeness:usable:confident:));
+
+@property(nonatomic, readonly) NSArray *rows;  ///< an array of samples per lead, of one length, 1 uV per unit
+@property(nonatomic, readonly) short posR;     ///< steepest place of the QRS, index into a row
+@property(nonatomic, readonly) short posQ;     ///< onset of the QRS, index into a row
+@property(nonatomic, readonly) short posJ;     ///< end of the QRS, index into a row
+@property(nonatomic, readonly) int beatsFound;         ///< in the stretch that it was learned from
+@property(nonatomic, readonly) int beatsUsed;          ///< in the average
+@property(nonatomic, readonly) double stretchSeconds;  ///< length of that stretch
+@property(nonatomic, readonly)
+    double likeness;  ///< median correlation of a used beat with the average, 0 to 1
+@property(nonatomic, readonly) unsigned long long usable;  ///< bit i: the beats of lead i are alike
+@property(nonatomic, readonly) BOOL confident;             ///< NO: ST values may be off
+@end
+
 @interface OCqzSession : NSObject {
 @private
     struct qzs_session *OC_NULLABLE session;  // null after a plain init, which takes no frames
@@ -75,20 +112,42 @@ enum {
                          postJms:(short)postJms
                          relearn:(BOOL)relearn
     NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:relearn:));
+/// The same, and:
+/// @param beat         The first averaged beat; nil: the session learns it.
+/// @param conditioned  Whether conditioned frames are kept to be fetched.
+/// @return Nil also for a beat that does not fit the leads and the rate.
+- (instancetype OC_NULLABLE)init:(short)fs
+                             chn:(short)chn
+                            uVpb:(double)uVpb
+                           mains:(short)mains
+                         lowpass:(short)lowpass
+                          smooth:(short)smooth
+                         postJms:(short)postJms
+                         relearn:(BOOL)relearn
+                            beat:(OCqzLearnedBeat *OC_NULLABLE)beat
+                     conditioned:(BOOL)conditioned
+    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:relearn:beat:conditioned:));
 
 /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken.
-/// @return How many frames it took: fewer than there are when 256 events wait to be fetched first, and at
-/// least one where none wait. 0 after finish.
+/// @return How many frames it took: fewer than there are when 256 events or 4096 conditioned frames wait to
+/// be fetched first, and at least one where nothing waits. 0 after finish.
 - (NSInteger)push:(NSArray *)frames;
 /// The signal has ended: brings the events that the filters still hold. Once.
 - (void)finish;
 /// The next event, each kind in order of time; nil where none waits.
 - (OCqzSessionEvent *OC_NULLABLE)nextEvent;
+/// All waiting conditioned frames, in the form that push takes, 1 uV per unit. They follow each other without
+/// a gap from 0 s on.
+/// @param firstSeconds  Set to the time of the first of them, where it is not null.
+/// @return Nil where none wait.
+- (NSArray *OC_NULLABLE)conditioned:(double *OC_NULLABLE)firstSeconds;
 
 /// The averaged beat as it is now, one array of microvolts per lead; nil before there is one.
 - (NSArray *OC_NULLABLE)getTempl;
 /// Its points: length, Q, R and J, ms from its start; nil before there is one.
 - (NSArray *OC_NULLABLE)getPos;
+/// The averaged beat that was learned last, or handed in, as it was then; nil before there is one.
+- (OCqzLearnedBeat *OC_NULLABLE)learnedBeat;
 /// The delay of the filters, which is taken off all times, ms.
 - (double)delayMs;
 

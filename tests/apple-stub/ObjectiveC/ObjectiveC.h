@@ -15,6 +15,7 @@ __attribute__((objc_root_class))
 + (instancetype)alloc;
 + (Class)class;
 - (instancetype)init;
+- (id)copy;
 - (BOOL)isKindOfClass:(Class)aClass;
 - (BOOL)respondsToSelector:(SEL)selector;
 - (void)dealloc;

@@ -34,6 +34,56 @@ public final class OCqzSessionEvent {
     }
 }
 
+/// An averaged beat as a session has learned it.
+public final class OCqzLearnedBeat {
+    public let rows: [Any]
+    public let posR: Int16
+    public let posQ: Int16
+    public let posJ: Int16
+    public let beatsFound: Int32
+    public let beatsUsed: Int32
+    public let stretchSeconds: Double
+    public let likeness: Double
+    public let usable: UInt64
+    public let confident: Bool
+
+    public init(
+        _ rows: [Any], posR: Int16, posQ: Int16, posJ: Int16, beatsFound: Int32, beatsUsed: Int32,
+        stretchSeconds: Double, likeness: Double, usable: UInt64, confident: Bool
+    ) {
+        self.rows = rows
+        self.posR = posR
+        self.posQ = posQ
+        self.posJ = posJ
+        self.beatsFound = beatsFound
+        self.beatsUsed = beatsUsed
+        self.stretchSeconds = stretchSeconds
+        self.likeness = likeness
+        self.usable = usable
+        self.confident = confident
+    }
+
+    /// Makes a session of options that get this beat; nil where they are refused.
+    fileprivate func create(_ options: qzs_options) -> OpaquePointer? {
+        let rows = rows.map { samples($0 as! [Any]) }
+        let length = rows.first?.count ?? 0
+        let flat = rows.allSatisfy { $0.count == length } ? Array(rows.joined()) : []
+        var options = options
+        var beat = qzs_beat(
+            length: Int16(truncatingIfNeeded: length), posR: posR, posQ: posQ, posJ: posJ,
+            beats_found: beatsFound, beats_used: beatsUsed, stretch_seconds: stretchSeconds,
+            likeness: likeness, usable: usable, confident: confident)
+        return withUnsafePointer(to: &beat) { beat in
+            flat.withUnsafeBufferPointer { flat in
+                options.beat = beat
+                options.beat_rows = flat.baseAddress
+                options.beat_count = flat.count
+                return qzs_create(&options)
+            }
+        }
+    }
+}
+
 /// The session class: every object is a session of its own.
 public final class OCqzSession {
     private let session: OpaquePointer
@@ -41,7 +91,7 @@ public final class OCqzSession {
 
     public init?(
         _ fs: Int16, chn: Int16, uVpb: Double, mains: Int16, lowpass: Int16, smooth: Int16, postJms: Int16,
-        relearn: Bool
+        relearn: Bool, beat: OCqzLearnedBeat?, conditioned: Bool
     ) {
         var options = qzs_options()
         qzs_options_init(&options, MemoryLayout<qzs_options>.size)
@@ -53,7 +103,8 @@ public final class OCqzSession {
         options.smooth = smooth
         options.postJms = postJms
         options.relearn = relearn
-        guard let session = qzs_create(&options) else { return nil }
+        options.conditioned = conditioned
+        guard let session = beat == nil ? qzs_create(&options) : beat!.create(options) else { return nil }
         self.session = session
         leads = Int(chn)
     }
@@ -66,6 +117,13 @@ public final class OCqzSession {
         guard qzs_next_event(session, &event) else { return nil }
         return OCqzSessionEvent(event, of: session, leads: leads)
     }
+    public func conditioned(_ firstSeconds: UnsafeMutablePointer<Double>?) -> [Any]? {
+        let waiting = qzs_conditioned(session, nil, 0, nil)
+        if waiting == 0 { return nil }
+        var frames = [Int16](repeating: 0, count: waiting * leads)
+        qzs_conditioned(session, &frames, waiting, firstSeconds)
+        return frames
+    }
 
     public func getTempl() -> [Any]? {
         var uV = [Float](repeating: 0, count: qzs_template(session, nil, 0))
@@ -77,6 +135,17 @@ public final class OCqzSession {
     public func getPos() -> [Any]? {
         var ms = qzs_positions()
         return qzs_get_positions(session, &ms) ? [ms.length, ms.q, ms.r, ms.j].map { Float($0) } : nil
+    }
+    public func learnedBeat() -> OCqzLearnedBeat? {
+        var beat = qzs_beat()
+        var flat = [Int16](repeating: 0, count: qzs_learned_beat(session, nil, nil, 0))
+        if qzs_learned_beat(session, &beat, &flat, flat.count) == 0 { return nil }
+        let length = Int(beat.length)
+        return OCqzLearnedBeat(
+            (0..<leads).map { Array(flat[$0 * length..<($0 + 1) * length]) }, posR: beat.posR,
+            posQ: beat.posQ, posJ: beat.posJ, beatsFound: beat.beats_found, beatsUsed: beat.beats_used,
+            stretchSeconds: beat.stretch_seconds, likeness: beat.likeness, usable: beat.usable,
+            confident: beat.confident)
     }
     public func delayMs() -> Double { qzs_delay_ms(session) }
 }
