@@ -78,7 +78,7 @@ void StressAnalysis::OnConditioned(const short* uV, double seconds) {
 void StressAnalysis::OnInterval(const qz::IntervalEvent& interval) {
     m_result.beatsFound.push_back(interval.seconds);
     if (std::isnan(interval.bpm)) return;
-    m_result.rates.push_back({interval.seconds, interval.bpm});
+    m_result.rates.push_back({interval.seconds, interval.bpm, interval.votedBpm});
     for (AnalysisObserver* observer : m_observers) observer->OnRate(m_result.rates.back());
 }
 
@@ -196,5 +196,5 @@ void StressAnalysis::Finish() {
     else if (2 * m_result.beats.size() < m_result.beatsFound.size())
         m_result.warnings.push_back("only " + std::to_string(m_result.beats.size()) + " of " +
                                     std::to_string(m_result.beatsFound.size()) +
-                                    " heart-rate intervals have a beat that matched; ST values may be off");
+                                    " beats match the averaged one; ST values may be off");
 }

@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "host/analysis/AnalysisProgress.h"
-#include "host/analysis/BeatMarker.h"
 #include "host/analysis/Exporter.h"
 #include "host/analysis/Monitor.h"
 #include "host/record/OpenRecord.h"
@@ -61,7 +60,6 @@ public:
     Outputs(const AnalyzeOptions& options, const SourceInfo& info) : m_options(options) {
         if (!options.report.empty()) CheckReportName(options.report);
         if (!options.exported.empty()) m_exporter.emplace(options.exported, info, options.doubled);
-        if (!options.annotations.empty()) m_marker.emplace(info);
         const std::pair<std::optional<PendingFile>*, const std::string*> files[] = {
             {&m_annotations, &options.annotations},
             {&m_csv, &options.csv},
@@ -73,12 +71,11 @@ public:
 
     void Observe(std::vector<AnalysisObserver*>& observers) {
         if (m_exporter) observers.push_back(&*m_exporter);
-        if (m_marker) observers.push_back(&*m_marker);
     }
 
     void Write(const StressResult& result, const ExerciseSummary& exercise) {
         if (m_annotations)
-            WriteAnnotations(*m_annotations, m_marker->Annotations(result.source.AnnotationHz()));
+            WriteAnnotations(*m_annotations, BeatAnnotations(result, result.source.AnnotationHz()));
         if (m_csv) WriteTrendsCsv(*m_csv, result, m_options.csvEverySeconds);
         if (m_report) WriteReport(*m_report, {result, exercise});
         if (m_json) WriteResultJson(*m_json, result, exercise);
@@ -92,7 +89,6 @@ public:
 private:
     const AnalyzeOptions& m_options;
     std::optional<Exporter> m_exporter;
-    std::optional<BeatMarker> m_marker;
     std::optional<PendingFile> m_annotations, m_csv, m_report, m_json;
 };
 
@@ -211,6 +207,11 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
 void RunEvaluate(const EvaluateOptions& options) {
     const std::unique_ptr<FrameSource> source = OpenRecord(options.record, options.reading);
     const SourceInfo& info = source->Info();
+    std::vector<std::vector<QrsMark>> marks;  // [file]
+    for (const std::string& file : options.fiducials) {
+        const std::vector<Annotation> annotations = ReadAnnotations(file);
+        marks.push_back(QrsMarksFrom(annotations, StepsPerSecond(annotations, info.AnnotationHz())));
+    }
     Truth truth;
     std::optional<RecordedTruth> recorded;
     if (std::filesystem::path(options.reference).extension() == ".json") {
@@ -220,23 +221,30 @@ void RunEvaluate(const EvaluateOptions& options) {
                                                    " ms after J + 6 ms; --post-j " +
                                                    std::to_string(recorded->postJms) + " is expected");
         truth = recorded->For(info);
-    } else {
-        const std::vector<Annotation> marks = ReadAnnotations(options.reference);
-        truth = TruthFrom(marks, StepsPerSecond(marks, info.AnnotationHz()));
-        if (truth.beatSeconds.empty()) throw HostError(options.reference, "holds no beats to compare with");
+    } else if (!options.reference.empty()) {
+        const std::vector<Annotation> annotations = ReadAnnotations(options.reference);
+        truth = TruthFrom(annotations, StepsPerSecond(annotations, info.AnnotationHz()));
+        // The marks number the leads of the file.
+        if (!options.reading.leads.empty()) truth.st.clear();
     }
+    if (options.reference.empty())
+        truth = TruthFrom(CombineLeads(marks));
+    else
+        truth.qrs = CombineLeads(marks);
+    const std::string& reference = options.reference.empty() ? options.fiducials.front() : options.reference;
+    if (truth.beats.empty()) throw HostError(reference, "holds no beats to compare with");
     InterruptWatch interrupt;
     std::optional<PendingFile> json;
     if (!options.json.empty()) json.emplace(options.json);
     PendingFile::RefuseOverwriting(source->Files());
     PendingFile::RefuseOverwriting({options.reference});
+    PendingFile::RefuseOverwriting(options.fiducials);
     AnalysisProgress progress(info, !options.quiet);
-    BeatMarker marker(info);
-    const StressResult result =
-        StressAnalysis(*source, options.analysis, {&interrupt, &progress, &marker}).Run();
+    const StressResult result = StressAnalysis(*source, options.analysis, {&interrupt, &progress}).Run();
     if (result.interrupted) throw HostError(options.record, "interrupted; nothing is scored");
     PrintWarnings(result);
-    const Evaluation evaluation = Evaluate(result, marker.Annotations(info.fs), truth, options.skipSeconds);
+    const Evaluation evaluation =
+        Evaluate(result, BeatAnnotations(result, info.fs), truth, options.skipSeconds);
     if (json) {
         WriteEvaluationJson(*json, evaluation);
         json->Commit();

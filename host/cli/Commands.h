@@ -34,8 +34,9 @@ struct EvaluateOptions {
     std::string record;
     RecordOptions reading;
     StressOptions analysis;
-    std::string reference;   // annotation file, or the truth of a simulated test (.json)
-    double skipSeconds = 0;  // stretch at the start that does not count; EC57 leaves out 300 s
+    std::string reference;  // annotation file, or the truth of a simulated test (.json); may be empty
+    std::vector<std::string> fiducials;  // files of QRS marks by hand, one or one for each lead; may be empty
+    double skipSeconds = 0;              // stretch at the start that does not count; EC57 leaves out 300 s
     std::string json;
     bool quiet = false;
 };

@@ -207,8 +207,12 @@ private:
     void AddEvaluate() {
         CLI::App& command = *m_app.add_subcommand("evaluate", "Score the answers against a reference");
         AddFile(command, "RECORD", m_evaluate.record, "WFDB header, EDF, BDF or CSV file")->required();
-        AddFile(command, "--ann", m_evaluate.reference, "WFDB annotations, or the truth.json of a simulation")
-            ->required();
+        AddFile(command, "--ann", m_evaluate.reference,
+                "WFDB annotations, or the truth.json of a simulation");
+        AddList(command, "--fiducials", m_evaluate.fiducials,
+                "WFDB annotations of QRS onsets and ends by hand; one file, or one for each lead")
+            ->check(kNamed)
+            ->type_name("FILE");
         command
             .add_option("--skip", m_evaluate.skipSeconds, "Seconds at the start that do not count; EC57: 300")
             ->check(kNotNegative)
@@ -218,7 +222,11 @@ private:
         AddReading(command, m_evaluate.reading);
         AddAnalysis(command, m_evaluate.analysis);
         command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --mains 60 --skip 300");
-        command.callback([this] { RunEvaluate(m_evaluate); });
+        command.callback([this] {
+            if (m_evaluate.reference.empty() && m_evaluate.fiducials.empty())
+                throw CLI::RequiredError("--ann or --fiducials");
+            RunEvaluate(m_evaluate);
+        });
     }
 
     void AddBatch() {

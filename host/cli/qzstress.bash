@@ -48,7 +48,7 @@ _qzstress() {
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off" ;;
         info) options=$reading ;;
-        evaluate) options="$reading $analysis --ann --skip --json --quiet" ;;
+        evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet" ;;
         batch) options="--out --jobs --timeout --quiet --" ;;
         esac
         COMPREPLY=($(compgen -W "$options --help" -- "$word"))

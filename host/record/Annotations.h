@@ -19,7 +19,9 @@ struct Annotation {
 };
 
 constexpr int kNormalBeat = 1, kVentricularBeat = 5;  // codes
+constexpr int kSTChange = 18;                         // its text tells of which kind
 constexpr int kFibrillationStart = 32, kFibrillationEnd = 33;
+constexpr int kWaveStart = 39, kWaveEnd = 40;
 
 /// True if the code marks a QRS complex.
 bool IsBeat(int code);

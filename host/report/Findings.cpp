@@ -90,8 +90,8 @@ std::string DescribeAngina(const ExerciseSummary& exercise) {
 }
 
 std::string DescribeBeats(const StressResult& result) {
-    return std::to_string(result.beats.size()) + " averaged; " +
-           Counted(result.beatsFound.size(), "heart-rate interval");
+    return std::to_string(result.beats.size()) + " of " + std::to_string(result.beatsFound.size()) +
+           " averaged";
 }
 
 std::string Counted(std::size_t count, const std::string& noun) {

@@ -7,122 +7,155 @@
 
 #include "host/results/Summaries.h"
 #include "host/support/Text.h"
-#include "host/support/Units.h"
 
 namespace {
 
-constexpr double kWindowSeconds = 0.15 + 1e-6;  // 150 ms as EC57 sets it, plus floating-point slack
+using Json = nlohmann::ordered_json;
 
-double Part(int part, int rest) {
-    return part + rest > 0 ? static_cast<double>(part) / (part + rest) : kNothing;
+std::string Percent(double part) { return Number(part * 100, 2) + " %"; }
+
+void PrintHits(std::ostream& out, const char* what, const Hits& hits) {
+    out << "  " << what << ": " << hits.right << " right, " << hits.missed << " missed, " << hits.extra
+        << " extra; sensitivity " << Percent(hits.Sensitivity()) << ", positive predictivity "
+        << Percent(hits.PositivePredictivity());
 }
 
-// The spans are in order of time and apart from each other.
-bool LiesIn(const std::vector<Span>& spans, double seconds) {
-    const auto after = std::upper_bound(spans.begin(), spans.end(), seconds,
-                                        [](double s, const Span& span) { return s < span.fromSeconds; });
-    return after != spans.begin() && seconds < (after - 1)->toSeconds;
+void PrintOffset(std::ostream& out, const char* what, const OffsetSize& size) {
+    out << what << " mean " << Number(size.meanMs, 1) << " ms, SD " << Number(size.sdMs, 1) << " ms ("
+        << size.count << " beats)";
 }
 
-struct Pair {
-    std::size_t found = 0, reference = 0;
-    double offset = 0;  // seconds, found less reference
-};
+Json Value(double number) { return std::isnan(number) ? Json() : Json(number); }
 
-// All that are near enough, the nearest first.
-std::vector<Pair> PossiblePairs(const std::vector<double>& found, const std::vector<double>& reference) {
-    std::vector<Pair> pairs;
-    std::size_t first = 0;
-    for (std::size_t f = 0; f < found.size(); ++f) {
-        while (first < reference.size() && found[f] - reference[first] > kWindowSeconds) ++first;
-        for (std::size_t r = first; r < reference.size() && reference[r] - found[f] <= kWindowSeconds; ++r)
-            pairs.push_back({f, r, found[f] - reference[r]});
-    }
-    std::stable_sort(pairs.begin(), pairs.end(),
-                     [](const Pair& a, const Pair& b) { return std::abs(a.offset) < std::abs(b.offset); });
-    return pairs;
+Json HitsJson(const Hits& hits) {
+    return {{"right", hits.right},
+            {"missed", hits.missed},
+            {"extra", hits.extra},
+            {"sensitivity", Value(hits.Sensitivity())},
+            {"positive_predictivity", Value(hits.PositivePredictivity())}};
 }
 
-}  // namespace
-
-double BeatScore::Sensitivity() const { return Part(right, missed); }
-double BeatScore::PositivePredictivity() const { return Part(right, extra); }
-
-BeatScore ScoreBeats(const std::vector<double>& foundSeconds, const std::vector<double>& referenceSeconds,
-                     const std::vector<Span>& uncounted) {
-    BeatScore score;
-    std::vector<double> offsets;
-    std::vector<bool> foundPaired(foundSeconds.size()), referencePaired(referenceSeconds.size());
-    for (const Pair& pair : PossiblePairs(foundSeconds, referenceSeconds)) {
-        if (foundPaired[pair.found] || referencePaired[pair.reference]) continue;
-        foundPaired[pair.found] = referencePaired[pair.reference] = true;
-        if (LiesIn(uncounted, referenceSeconds[pair.reference])) continue;
-        ++score.right;
-        offsets.push_back(pair.offset * kMsPerSecond);
-    }
-    const auto countAlone = [&](const std::vector<double>& beats, const std::vector<bool>& paired) {
-        int alone = 0;
-        for (std::size_t i = 0; i < beats.size(); ++i) alone += !paired[i] && !LiesIn(uncounted, beats[i]);
-        return alone;
-    };
-    score.extra = countAlone(foundSeconds, foundPaired);
-    score.missed = countAlone(referenceSeconds, referencePaired);
-    score.offsetMs = Median(std::move(offsets));
-    return score;
+Json OffsetJson(const OffsetSize& size) {
+    return {{"beats", size.count}, {"mean_ms", Value(size.meanMs)}, {"sd_ms", Value(size.sdMs)}};
 }
 
-Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& found, const Truth& truth,
-                    double skipSeconds) {
-    std::vector<double> foundSeconds;
-    for (const Annotation& beat : found)
-        foundSeconds.push_back(static_cast<double>(beat.sample) / result.source.fs);
-
-    StressResult counted;
-    counted.source = result.source;
-    std::vector<Span> uncounted{{-std::numeric_limits<double>::infinity(), skipSeconds}};
-    for (const Span& span : truth.fibrillation)
-        if (span.toSeconds > skipSeconds)
-            uncounted.push_back({std::max(span.fromSeconds, skipSeconds), span.toSeconds});
-    const auto isCounted = [&](const auto& reading) { return !LiesIn(uncounted, reading.seconds); };
-    std::copy_if(result.rates.begin(), result.rates.end(), std::back_inserter(counted.rates), isCounted);
-    std::copy_if(result.beats.begin(), result.beats.end(), std::back_inserter(counted.beats), isCounted);
-    return {result.source.name, result.source.leads, ScoreBeats(foundSeconds, truth.beatSeconds, uncounted),
-            CompareWithTruth(counted, truth)};
-}
-
-void PrintEvaluation(std::ostream& out, const Evaluation& evaluation) {
-    const BeatScore& beats = evaluation.beats;
-    out << evaluation.record << " against its reference\n"
-        << "  beats: " << beats.right << " right, " << beats.missed << " missed, " << beats.extra
-        << " extra; sensitivity " << Number(beats.Sensitivity() * 100, 2) << " %, positive predictivity "
-        << Number(beats.PositivePredictivity() * 100, 2) << " %; found " << Number(beats.offsetMs, 0)
-        << " ms after the reference in the median\n";
-    PrintAccuracy(out, evaluation.leads, evaluation.accuracy);
-}
-
-void WriteEvaluationJson(PendingFile& file, const Evaluation& evaluation) {
-    using Json = nlohmann::ordered_json;
-    const auto value = [](double number) { return std::isnan(number) ? Json() : Json(number); };
-    const BeatScore& beats = evaluation.beats;
+Json LeadsJson(const Evaluation& evaluation) {
     const Accuracy& accuracy = evaluation.accuracy;
     Json leads = Json::array();
     for (std::size_t lead = 0; lead < accuracy.levelUv.size(); ++lead)
         leads.push_back({{"name", evaluation.leads[lead]},
-                         {"st_level_error_median_uv", value(accuracy.levelUv[lead].median)},
-                         {"st_level_error_largest_uv", value(accuracy.levelUv[lead].maximum)},
-                         {"st_slope_error_median_uv_per_ms", value(accuracy.slopeUvPerMs[lead].median)},
-                         {"st_slope_error_largest_uv_per_ms", value(accuracy.slopeUvPerMs[lead].maximum)}});
+                         {"st_level_error_median_uv", Value(accuracy.levelUv[lead].median)},
+                         {"st_level_error_largest_uv", Value(accuracy.levelUv[lead].maximum)},
+                         {"st_slope_error_median_uv_per_ms", Value(accuracy.slopeUvPerMs[lead].median)},
+                         {"st_slope_error_largest_uv_per_ms", Value(accuracy.slopeUvPerMs[lead].maximum)}});
+    return leads;
+}
+
+}  // namespace
+
+Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& found, const Truth& truth,
+                    double skipSeconds) {
+    std::vector<MarkedBeat> foundBeats;
+    for (const Annotation& beat : found)
+        foundBeats.push_back({static_cast<double>(beat.sample) / result.source.fs, beat.code});
+
+    std::vector<Span> uncounted{{-std::numeric_limits<double>::infinity(), skipSeconds}};
+    for (const Span& span : truth.uncounted)
+        if (span.toSeconds > skipSeconds)
+            uncounted.push_back({std::max(span.fromSeconds, skipSeconds), span.toSeconds});
+    const auto copyCounted = [&](const auto& from, auto& to) {
+        std::copy_if(from.begin(), from.end(), std::back_inserter(to),
+                     [&](const auto& timed) { return !LiesIn(uncounted, timed.seconds); });
+    };
+    StressResult counted;
+    counted.source = result.source;
+    copyCounted(result.rates, counted.rates);
+    copyCounted(result.beats, counted.beats);
+    std::vector<QrsMark> marks;
+    copyCounted(truth.qrs, marks);
+    std::vector<STChange> changes = CompareSTChanges(result, truth.st);
+    std::erase_if(changes, [&](const STChange& change) { return change.seconds < skipSeconds; });
+
+    Evaluation evaluation{result.source.name,
+                          result.source.leads,
+                          ScoreBeats(TimesOf(foundBeats), TimesOf(truth.beats), uncounted),
+                          std::nullopt,
+                          ScoreRate(result, truth, uncounted),
+                          ScoreFolding(result.beats, truth.beats, uncounted),
+                          ScoreFiducials(result, marks),
+                          std::move(changes),
+                          CompareWithTruth(counted, truth)};
+    if (truth.classesKnown) evaluation.classes = ScoreClasses(foundBeats, truth.beats, uncounted);
+    return evaluation;
+}
+
+void PrintEvaluation(std::ostream& out, const Evaluation& evaluation) {
+    const BeatScore& beats = evaluation.beats;
+    const RateScore& rate = evaluation.rate;
+    const FoldingScore& folding = evaluation.folding;
+    const FiducialScore& fiducials = evaluation.fiducials;
+    out << evaluation.record << " against its reference\n";
+    PrintHits(out, "beats", beats);
+    out << "; found " << Number(beats.offsetMs, 0) << " ms after the reference in the median\n";
+    if (evaluation.classes) {
+        PrintHits(out, "ventricular beats", evaluation.classes->ventricular);
+        PrintHits(out << "\n", "supraventricular beats", evaluation.classes->supraventricular);
+        out << "\n";
+    }
+    out << "  heart rate shown: right in " << Percent(rate.Part()) << " of "
+        << rate.right + rate.wrong + rate.none << " s, wrong " << rate.wrong << " s, none " << rate.none
+        << " s\n  normal beats: " << folding.folded << " of " << folding.normal << " folded, "
+        << Percent(folding.Part()) << "; longest hole without ST " << Number(folding.holeSeconds, 1)
+        << " s, from " << Clock(folding.holeFromSeconds) << " min:s\n";
+    if (fiducials.marked > 0) {
+        PrintOffset(out << "  hand marks of " << fiducials.marked << " beats: QRS onset", "",
+                    fiducials.onset);
+        PrintOffset(out, "; J", fiducials.end);
+        out << "\n";
+    }
+    for (const STChange& change : evaluation.stChanges)
+        out << "  ST change of " << evaluation.leads[change.lead] << " at " << Clock(change.seconds)
+            << " min:s: marked " << Number(change.markedUv, 0) << " uV, measured "
+            << Number(change.measuredUv, 0) << " uV\n";
+    PrintAccuracy(out, evaluation.leads, evaluation.accuracy);
+}
+
+void WriteEvaluationJson(PendingFile& file, const Evaluation& evaluation) {
+    const RateScore& rate = evaluation.rate;
+    const FoldingScore& folding = evaluation.folding;
+    const FiducialScore& fiducials = evaluation.fiducials;
+    Json beats = HitsJson(evaluation.beats), classes, changes = Json::array();
+    beats["offset_median_ms"] = Value(evaluation.beats.offsetMs);
+    if (evaluation.classes)
+        classes = {{"ventricular", HitsJson(evaluation.classes->ventricular)},
+                   {"supraventricular", HitsJson(evaluation.classes->supraventricular)}};
+    for (const STChange& change : evaluation.stChanges)
+        changes.push_back({{"lead", evaluation.leads[change.lead]},
+                           {"time_s", change.seconds},
+                           {"marked_uv", change.markedUv},
+                           {"measured_uv", Value(change.measuredUv)}});
     const Json all = {{"schema", "qzstress-evaluation-1"},
                       {"record", evaluation.record},
-                      {"beats",
-                       {{"right", beats.right},
-                        {"missed", beats.missed},
-                        {"extra", beats.extra},
-                        {"sensitivity", value(beats.Sensitivity())},
-                        {"positive_predictivity", value(beats.PositivePredictivity())},
-                        {"offset_median_ms", value(beats.offsetMs)}}},
-                      {"heart_rate_error_median_per_min", value(accuracy.bpm.median)},
-                      {"heart_rate_error_largest_per_min", value(accuracy.bpm.maximum)},
-                      {"leads", leads}};
+                      {"beats", beats},
+                      {"classes", classes},
+                      {"heart_rate_shown",
+                       {{"right_s", rate.right},
+                        {"wrong_s", rate.wrong},
+                        {"none_s", rate.none},
+                        {"right_part", Value(rate.Part())}}},
+                      {"normal_beats",
+                       {{"reference", folding.normal},
+                        {"folded", folding.folded},
+                        {"folded_part", Value(folding.Part())},
+                        {"longest_hole_s", Value(folding.holeSeconds)},
+                        {"longest_hole_from_s", Value(folding.holeFromSeconds)}}},
+                      {"hand_marks",
+                       {{"beats", fiducials.marked},
+                        {"qrs_onset", OffsetJson(fiducials.onset)},
+                        {"j", OffsetJson(fiducials.end)}}},
+                      {"st_changes", changes},
+                      {"heart_rate_error_median_per_min", Value(evaluation.accuracy.bpm.median)},
+                      {"heart_rate_error_largest_per_min", Value(evaluation.accuracy.bpm.maximum)},
+                      {"leads", LeadsJson(evaluation)}};
     file.Stream() << all.dump(1, ' ', false, Json::error_handler_t::replace) << '\n';
 }

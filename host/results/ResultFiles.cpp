@@ -162,7 +162,9 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
         out << "\n ]";
     };
     writeRows("heart_rate", result.rates, [](const RateReading& rate) {
-        return Json{{"time_s", rate.seconds}, {"heart_rate_per_min", rate.bpm}};
+        return Json{{"time_s", rate.seconds},
+                    {"heart_rate_per_min", rate.bpm},
+                    {"voted_heart_rate_per_min", Value(rate.votedBpm)}};
     });
     writeRows("st", result.beats, [](const STReading& beat) {
         return Json{{"time_s", beat.seconds},

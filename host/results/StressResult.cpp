@@ -1,5 +1,7 @@
 #include "host/results/StressResult.h"
 
+#include <cmath>
+
 #include "host/support/Text.h"
 
 std::string DescribeLearning(const StressResult& result) {
@@ -7,4 +9,11 @@ std::string DescribeLearning(const StressResult& result) {
     return std::to_string(learned.beatsUsed) + " of " + std::to_string(learned.beatsFound) + " beats in " +
            Number(learned.fromSeconds, 0) + " s" +
            (learned.record == result.source.name ? "" : " of " + learned.record);
+}
+
+std::vector<Annotation> BeatAnnotations(const StressResult& result, double perSecond) {
+    std::vector<Annotation> annotations;
+    for (const double seconds : result.beatsFound)
+        annotations.push_back({std::llround(seconds * perSecond), kNormalBeat, ""});
+    return annotations;
 }

@@ -5,9 +5,11 @@
 // five more, it follows a change some ten seconds late at rest.
 #pragma once
 
+#include <limits>
 #include <string>
 #include <vector>
 
+#include "host/record/Annotations.h"
 #include "host/record/FrameSource.h"
 #include "session/SessionTypes.h"
 
@@ -22,7 +24,8 @@ struct Span {
 
 struct RateReading {
     double seconds = 0;
-    double bpm = 0;  // beats per minute
+    double bpm = 0;  // of the median of the last five intervals, beats per minute
+    double votedBpm = std::numeric_limits<double>::quiet_NaN();  // as the leads' detectors vote; NaN: none
 };
 
 /// The state of the averaged beat after one more beat, one value per lead in source order; NaN where the lead
@@ -65,9 +68,11 @@ struct StressResult {
     std::vector<STReading> beats;  // one for each beat folded in
     // Of each lead, when it was off, and when its baseline jumped or left the range; in order of time.
     std::vector<std::vector<Span>> off, disturbed;
-    std::vector<double> beatsFound;  // seconds of every heart-rate answer, one beat after its beat
+    std::vector<double> beatsFound;  // seconds of every beat's QRS
     std::vector<std::string> warnings;
 };
 
 /// What the averaged beat was learned from: "11 of 12 beats in 10 s", and of which recording if of another.
 std::string DescribeLearning(const StressResult& result);
+/// The beats found, at `perSecond` steps per second.
+std::vector<Annotation> BeatAnnotations(const StressResult& result, double perSecond);

@@ -198,10 +198,12 @@ double Interpolate(const std::vector<RecordedTruth::Row>& rows, double seconds, 
     return value(*before) + part * (value(*after) - value(*before));
 }
 
-std::vector<double> BeatSeconds(const std::vector<SimulatedBeat>& beats, int fs) {
-    std::vector<double> seconds;
-    for (const SimulatedBeat& beat : beats) seconds.push_back(static_cast<double>(beat.r) / fs);
-    return seconds;
+std::vector<MarkedBeat> MarkedBeats(const std::vector<SimulatedBeat>& beats, int fs) {
+    std::vector<MarkedBeat> marked;
+    for (const SimulatedBeat& beat : beats)
+        marked.push_back({static_cast<double>(beat.r) / fs,
+                          beat.type == SimulatedBeatType::Sinus ? kNormalBeat : kVentricularBeat});
+    return marked;
 }
 
 }  // namespace
@@ -277,7 +279,7 @@ Truth RecordedTruth::For(const SourceInfo& info) const {
         if (found == leads.end()) throw HostError(file, "expected the lead " + lead + " of " + info.name);
         known.push_back(static_cast<std::size_t>(found - leads.begin()));
     }
-    return {BeatSeconds(beats, fs),
+    return {MarkedBeats(beats, fs),
             {},
             [this](double at) { return Bpm(at); },
             [this, known](std::size_t lead, double at) { return LevelUv(known[lead], at); },
@@ -285,7 +287,7 @@ Truth RecordedTruth::For(const SourceInfo& info) const {
 }
 
 Truth TruthOf(const SimulatedTest& test, int postJms) {
-    return {BeatSeconds(test.Beats(), test.Info().fs),
+    return {MarkedBeats(test.Beats(), test.Info().fs),
             {},
             [&test](double at) { return test.TrueHeartRate(at); },
             [&test, postJms](std::size_t lead, double at) {

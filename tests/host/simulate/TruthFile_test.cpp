@@ -77,8 +77,8 @@ TEST(Truth, MakesAReferenceForTheLeadsOfARecording) {
     EXPECT_EQ(reference.levelUv(0, 40.5), truth.LevelUv(2, 40.5));
     EXPECT_EQ(reference.slopeUvPerMs(1, 40.5), truth.SlopeUvPerMs(0, 40.5));
     EXPECT_EQ(reference.bpm(40.5), truth.Bpm(40.5));
-    EXPECT_EQ(reference.beatSeconds.size(), truth.beats.size());
-    EXPECT_EQ(reference.beatSeconds[1], static_cast<double>(truth.beats[1].r) / 500);
+    EXPECT_EQ(reference.beats.size(), truth.beats.size());
+    EXPECT_EQ(reference.beats[1].seconds, static_cast<double>(truth.beats[1].r) / 500);
     EXPECT_THAT(RefusalOf([&] {
                     truth.For({"r", 250, 1, {"V1"}, 0, "", {}});
                 }),
