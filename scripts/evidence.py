@@ -135,7 +135,7 @@ def print_database(name, scored):
             ("less than 80 % of the normal beats folded", lambda score: (score["normal_beats"]["folded_part"] or 0) < 0.8),
             ("more than 30 s without ST", lambda score: (score["normal_beats"]["longest_hole_s"] or 0) > 30)):
         faulty = [record for record, score in scores.items() if is_faulty(score)]
-        print(f"- {fault}: {len(faulty)} records" + (": " + ", ".join(faulty) if faulty else ""))
+        print(f"- {fault}: " + (", ".join(faulty) or "none"))
     print()
     print_st_changes(scores)
 
@@ -181,7 +181,7 @@ def print_unmarked(program, records, folder):
                                                                   if 2 * answer["beats_folded"] < answer["beats_found"]]),
             ("averaged beat not sure", [name for name, answer in known.items()
                                         if not answer["averaged_beat"]["confident"]])):
-        print(f"- {what}: {len(names)} records" + (": " + ", ".join(names) if names else ""))
+        print(f"- {what}: " + (", ".join(names) or "none"))
     print()
 
 
@@ -294,10 +294,11 @@ def print_noise(program, records, folder):
     if lacking:
         print("Not run: there is no record " + ", ".join(lacking) + ".\n")
         return
-    print("Signal power is an eighth of the squared QRS height, noise power the squared rms in a second; the noise begins "
-          "at minute 5 and is there for two minutes of four. Sensitivity and positive predictivity are of all from minute "
-          "5 on, records " + " and ".join(NOISE_RECORDS) + " together. The ST error is against the same beats without "
-          "noise, in the noisy minutes, both leads; folded are beats there, of those without noise.\n")
+    print(f"""Signal power is an eighth of the squared QRS height, noise power the squared rms in a second, each lead by itself. The noise
+begins at minute 5 and is there for two minutes of four. Sensitivity, positive predictivity and heart rate are of all from
+minute 5 on, records {" and ".join(NOISE_RECORDS)} together. The ST error is that against the same beats without noise, in the noisy
+minutes, both leads; folded are the beats there, of those without noise.
+""")
     jobs = defaultdict(list)
     with ThreadPoolExecutor(os.cpu_count()) as pool:
         for name in NOISE_RECORDS:
