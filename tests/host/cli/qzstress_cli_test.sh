@@ -80,6 +80,8 @@ cmp "$work/first.dat" "$work/sim.dat" || fail "the same seed gives another signa
     --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" >"$work/out" || fail "analyze with results"
 for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || fail "no $file"; done
 "$program" evaluate "$work/sim" --ann "$work/r.atr" | grep -q 'sensitivity 100' || fail "own annotations"
+"$program" evaluate "$work/sim" --fiducials "$work/r.atr,$work/r.atr" | grep -q 'hand marks' || fail "--fiducials"
+expect_refusal 2 '--ann or --fiducials' evaluate "$work/sim"
 "$program" info "$work/clean" | grep -q '1000 Hz' || fail "the exported signal has not twice the rate"
 "$program" analyze "$work/clean" --mains 0 --lowpass 0 --quiet || fail "the exported signal cannot be analysed"
 expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --csv "$work/r.csv" --export "$work/e.edf" \
