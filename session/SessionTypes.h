@@ -70,7 +70,7 @@ struct BeatPositionsMs {
 struct IntervalEvent {
     double seconds = 0;                                      // of its QRS
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; none after 4 s without
-    double bpm = std::numeric_limits<double>::quiet_NaN();   // heart rate: of the median of the last five RR
+    double bpm = std::numeric_limits<double>::quiet_NaN();   // heart rate
     double votedBpm =
         std::numeric_limits<double>::quiet_NaN();  // heart rate as a majority of the leads' detectors has it
 };
@@ -78,12 +78,13 @@ struct IntervalEvent {
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
 /// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
 struct BeatEvent {
-    double seconds = 0;  // of its R
+    double seconds = 0;                                      // of its R
     double bpm =
         std::numeric_limits<double>::quiet_NaN();  // heart rate shown at that time; NaN before the first
     std::vector<float> levelUv;       // ST level against the PR segment, smoothed over some beats
     std::vector<float> slopeUvPerMs;  // ST slope from J + 6 ms to the ST point, smoothed likewise
     std::vector<float> jUv;           // level of the J point against the PR segment
+    double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
 };
 
 /// What has happened to a lead.

@@ -46,7 +46,9 @@ constexpr double kReachBackSeconds = 1.5;
 
 constexpr std::size_t kMostLeads = 64;
 constexpr std::size_t kKeptRates = static_cast<std::size_t>(kKeptSeconds) * 5;  // at 300 beats/min
+constexpr double kSameBeatSeconds = 0.15;  // R of a matched beat and the middle of its QRS are closer
 constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 std::string BeatRefusal(const SessionOptions& options) {
     const LearnedBeat& beat = *options.beat;
@@ -115,7 +117,7 @@ private:
 
     void TakeConditioned();
     void TellLeads();
-    void TellBeats(const std::vector<long long>& frames);
+    void TellBeats(long long shown);
     void Advance();
     void Gather();
     void BeginLearning(Phase phase, long long from, long long to);
@@ -127,7 +129,7 @@ private:
     void MatchKept(long long most);
     void Match(long long index);
     void LeaveOutBadLeads();
-    double RateAt(double seconds) const;
+    void TellRate(BeatEvent& beat) const;
     double Seconds(long long index) const {
         return static_cast<double>(index - m_conditioner.DelaySamples()) / m_fs;
     }
@@ -165,6 +167,7 @@ private:
 
     BeatEvent m_beat;                    // the last one told
     bool m_isBeatTold = false;           // m_beat is one that has been told
+    std::vector<long long> m_toTell;     // frames of the input in which beats were found
     std::vector<long long> m_found;      // frames of the input in which beats were found lately
     std::vector<IntervalEvent> m_rates;  // the latest ones that are shown
     std::vector<int> m_beatsToTrust;     // per lead: beats until it has ST again
@@ -188,6 +191,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
     m_beat.levelUv.resize(m_chn);
     m_beat.slopeUvPerMs.resize(m_chn);
     m_beat.jUv.resize(m_chn);
+    m_toTell.reserve(kKeptRates);
     m_found.reserve(kKeptRates);
     m_rates.reserve(kKeptRates);
     m_nextMatch = m_conditioner.SettlingSamples();
@@ -198,15 +202,17 @@ void StressSession::Impl::TakeFrame(const short* frame) {
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
     m_watch.Take(m_raw.data());
-    TellBeats(m_finder.Take(m_raw.data()));
+    const std::vector<long long>& found = m_finder.Take(m_raw.data());
+    m_toTell.insert(m_toTell.end(), found.begin(), found.end());
     TakeConditioned();
 }
 
 // The last frame is repeated until the filters have given out everything.
 void StressSession::Impl::Finish() {
     if (m_hasEnded) return;
+    const std::vector<long long>& found = m_finder.Finish();
+    m_toTell.insert(m_toTell.end(), found.begin(), found.end());
     for (int i = 0; m_framesIn > 0 && i < m_conditioner.DelaySamples(); ++i) TakeConditioned();
-    TellBeats(m_finder.Finish());
     m_hasEnded = true;
     if (m_phase == Phase::Gather) Gather();
     if (m_phase == Phase::Learn || m_phase == Phase::Relearn) Learn(std::numeric_limits<long long>::max());
@@ -223,6 +229,7 @@ void StressSession::Impl::TakeConditioned() {
     const long long index = m_kept.End();
     m_kept.Push(m_conditioned.data());
     if (index >= m_conditioner.DelaySamples()) m_observer.OnConditioned(m_conditioned.data(), Seconds(index));
+    TellBeats(index - m_conditioner.DelaySamples());
     if (index >= m_conditioner.SettlingSamples()) m_rate.Take(m_conditioned.data());
     Advance();
 }
@@ -239,12 +246,14 @@ void StressSession::Impl::TellLeads() {
     }
 }
 
-void StressSession::Impl::TellBeats(const std::vector<long long>& frames) {
-    for (const long long frame : frames) {
-        const IntervalEvent interval = m_rate.TakeBeat(frame);
+// Beats are told when the frames up to them have been shown.
+void StressSession::Impl::TellBeats(long long shown) {
+    while (!m_toTell.empty() && m_toTell.front() <= shown) {
+        const IntervalEvent interval = m_rate.TakeBeat(m_toTell.front());
         ++m_foundSinceMatch;
-        Keep(m_found, frame);
+        Keep(m_found, m_toTell.front());
         if (!std::isnan(interval.bpm)) Keep(m_rates, interval);
+        m_toTell.erase(m_toTell.begin());
         m_observer.OnInterval(interval);
     }
 }
@@ -350,7 +359,7 @@ void StressSession::Impl::MatchKept(long long most) {
 void StressSession::Impl::Match(long long index) {
     if (!m_follower.Match(m_kept.Frame(index), m_beat)) return;
     m_beat.seconds = Seconds(index - m_follower.SamplesSinceR());
-    m_beat.bpm = RateAt(m_beat.seconds);
+    TellRate(m_beat);
     m_isBeatTold = true;
     LeaveOutBadLeads();
     m_foundSinceMatch = 0;
@@ -373,12 +382,15 @@ void StressSession::Impl::LeaveOutBadLeads() {
     }
 }
 
-// The heart rate shown at a time, NaN before the first.
-double StressSession::Impl::RateAt(double seconds) const {
+// The heart rate shown at the time of a beat, and its RR where it is one of those found.
+void StressSession::Impl::TellRate(BeatEvent& beat) const {
     const auto after =
-        std::upper_bound(m_rates.begin(), m_rates.end(), seconds,
+        std::upper_bound(m_rates.begin(), m_rates.end(), beat.seconds + kSameBeatSeconds,
                          [](double time, const IntervalEvent& rate) { return time < rate.seconds; });
-    return after == m_rates.begin() ? std::numeric_limits<double>::quiet_NaN() : (after - 1)->bpm;
+    beat.bpm = beat.rrMs = kNaN;
+    if (after == m_rates.begin()) return;
+    beat.bpm = (after - 1)->bpm;
+    if ((after - 1)->seconds > beat.seconds - kSameBeatSeconds) beat.rrMs = (after - 1)->rrMs;
 }
 
 SessionObserver::~SessionObserver() = default;

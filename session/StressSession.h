@@ -1,7 +1,7 @@
 // StressSession: one stress test from raw frames to heart rate and ST values, as its frames come.
 //
-//   frames -> conditioning -> +-> detectors of all leads, vote --------------------> OnInterval
-//      |                      +-> [learns the first averaged beat] -> matching ----> OnBeat
+//   frames -> conditioning -----> [learns the first averaged beat] -> matching ----> OnBeat
+//      +-> beats, found on all leads at once --------------------------------------> OnInterval
 //      +-> leads that are off or disturbed ----------------------------------------> OnLead
 //
 // The session learns the first averaged beat from the first 10 to 60 s, or is given one; from then on every

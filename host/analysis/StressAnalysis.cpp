@@ -83,7 +83,7 @@ void StressAnalysis::OnInterval(const qz::IntervalEvent& interval) {
 }
 
 void StressAnalysis::OnBeat(const qz::BeatEvent& beat) {
-    STReading reading{beat.seconds, beat.bpm, beat.levelUv, beat.slopeUvPerMs};
+    STReading reading{beat.seconds, beat.bpm, beat.levelUv, beat.slopeUvPerMs, beat.rrMs};
     KeepFarthest(reading);
     m_result.beats.push_back(std::move(reading));
     for (AnalysisObserver* observer : m_observers) observer->OnBeat(m_result.beats.back());

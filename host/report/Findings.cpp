@@ -211,8 +211,8 @@ std::vector<std::string> ListMethods(const Findings& findings) {
         "First level: median of the first half minute of readings. Largest change: where the level was "
         "farthest from that. ST/HR index: level then, divided by the heart rate then.");
     methods.push_back(
-        "Peak heart rate: highest median over 30 s, with their end. Averaged beats are found by matching, "
-        "heart-rate intervals by detectors of the QRS; they are counted apart.");
+        "Peak heart rate: highest median over 30 s, with their end. Beats are found on all leads together; "
+        "those that match the averaged beat are averaged.");
     std::string duke = "Duke treadmill score: exercise minutes − 5 × ST deviation in mm − 4 × angina index";
     if (exercise.duke) duke += " = " + ShowDuke(exercise);
     methods.push_back(

@@ -45,7 +45,7 @@ const char* DukeRisk(int score);
 constexpr const char* kDukeRemark = "made for the Bruce treadmill protocol";
 /// "none (index 0)", or "not given (counted as 0)".
 std::string DescribeAngina(const ExerciseSummary& exercise);
-/// "50 averaged; 42 heart-rate intervals".
+/// "42 of 50 averaged".
 std::string DescribeBeats(const StressResult& result);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);

@@ -16,7 +16,7 @@ void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double
         out << ',' << (std::isnan(value) ? "" : Number(value, decimals));
     };
     out << Number(beat.seconds, 3);
-    cell(kMsPerMinute / beat.bpm, 0);
+    cell(beat.rrMs, 0);
     cell(beat.bpm, 1);
     for (std::size_t lead = 0; lead < firsts.size(); ++lead) {
         cell(beat.levelUv[lead], 0);

@@ -24,7 +24,7 @@ struct Span {
 
 struct RateReading {
     double seconds = 0;
-    double bpm = 0;  // of the median of the last five intervals, beats per minute
+    double bpm = 0;                                              // from the mean interval, beats per minute
     double votedBpm = std::numeric_limits<double>::quiet_NaN();  // as the leads' detectors vote; NaN: none
 };
 
@@ -35,6 +35,7 @@ struct STReading {
     double bpm = 0;  // heart rate shown at that time; NaN before the first
     std::vector<float> levelUv;
     std::vector<float> slopeUvPerMs;
+    double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
 };
 
 /// A stretch of signal as recorded and as conditioned, in step, [lead][sample] in microvolts.

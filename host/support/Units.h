@@ -4,5 +4,4 @@
 constexpr double kMsPerSecond = 1000.0;
 constexpr double kSecondsPerMinute = 60.0;
 constexpr double kSecondsPerHour = 3600.0;
-constexpr double kMsPerMinute = 60000.0;
 constexpr double kUvPerMv = 1000.0;

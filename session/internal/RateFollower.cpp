@@ -4,15 +4,16 @@
 #include <limits>
 
 #include "core/stress/STtrend.h"
+#include "session/internal/Units.h"
 
 namespace qz {
 
 namespace {
 
 constexpr short kVotedBeats = 5;
-constexpr double kMsPerMinute = 60000.0;
-constexpr double kPauseMs =
-    4000;  // what is longer is no interval between two beats: leads were off, or noisy
+constexpr long long kPauseSeconds = 4;  // what is longer is no interval: leads were off, or noisy
+constexpr std::size_t kAlikeIntervals = 5;
+constexpr long long kRateSeconds = 10;
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
@@ -25,30 +26,33 @@ RateFollower::RateFollower(int fs, std::size_t chn)
 
 void RateFollower::Take(const short* conditioned) {
     const short rrMs = SteadyRRms(m_detector.QRSdetect(conditioned), m_fs, m_votedRr);
-    if (rrMs >= 0) m_votedBpm = rrMs > 0 ? kMsPerMinute / rrMs : kNothing;
+    if (rrMs >= 0) m_votedBpm = rrMs > 0 ? kMsPerSecond * kSecondsPerMinute / rrMs : kNothing;
 }
 
 IntervalEvent RateFollower::TakeBeat(long long frame) {
+    const auto beat = [this](std::size_t number) { return m_beats[number % kMostBeats]; };
     IntervalEvent event;
     event.seconds = static_cast<double>(frame) / m_fs;
-    const double rrMs = m_lastBeat < 0 ? kNothing : static_cast<double>(frame - m_lastBeat) * 1000 / m_fs;
-    if (rrMs <= kPauseMs) {
-        event.rrMs = m_rrMs[m_count++ % kIntervals] = rrMs;
-        event.bpm = kMsPerMinute / MedianRrMs();
-        event.votedBpm = m_votedBpm;
-    } else {
-        m_count = 0;
+    if (m_count > 0 && frame - beat(m_count - 1) > kPauseSeconds * m_fs) m_count = 0;
+    m_beats[m_count++ % kMostBeats] = frame;
+    if (m_count == 1) return event;
+    event.rrMs = static_cast<double>(frame - beat(m_count - 2)) * kMsPerSecond / m_fs;
+    const auto interval = [&](std::size_t number) { return beat(number + 1) - beat(number); };
+    // The newest intervals alone where they are alike, so that a rate that changes is followed at once.
+    std::size_t first = m_count - 2;
+    long long shortest = interval(first), longest = shortest;
+    while (first > 0 && m_count - first <= kAlikeIntervals) {
+        --first;
+        shortest = std::min(shortest, interval(first));
+        longest = std::max(longest, interval(first));
     }
-    m_lastBeat = frame;
+    if (20 * (longest - shortest) > longest)
+        while (first > 0 && m_count - first < kMostBeats && frame - beat(first) < kRateSeconds * m_fs)
+            --first;
+    const auto intervals = static_cast<double>(m_count - 1 - first);
+    event.bpm = intervals * kSecondsPerMinute * m_fs / static_cast<double>(frame - beat(first));
+    event.votedBpm = m_votedBpm;
     return event;
-}
-
-double RateFollower::MedianRrMs() const {
-    std::array<double, kIntervals> sorted = m_rrMs;
-    const std::size_t known = std::min(m_count, kIntervals);
-    const auto end = sorted.begin() + static_cast<std::ptrdiff_t>(known);
-    std::sort(sorted.begin(), end);
-    return (sorted[(known - 1) / 2] + sorted[known / 2]) / 2;
 }
 
 }  // namespace qz

@@ -22,13 +22,11 @@ public:
     IntervalEvent TakeBeat(long long frame);
 
 private:
-    static constexpr std::size_t kIntervals = 5;
-    double MedianRrMs() const;
+    static constexpr std::size_t kMostBeats = 64;  // in 10 s: beats are at least 0.2 s apart
 
     int m_fs;
-    long long m_lastBeat = -1;
-    std::array<double, kIntervals> m_rrMs{};  // the latest, in a ring
-    std::size_t m_count = 0;                  // of intervals since the last pause
+    std::array<long long, kMostBeats> m_beats{};  // frames of the latest since the last pause, in a ring
+    std::size_t m_count = 0;
     CMultirtRRdetect m_detector;
     CZatMidRR m_votedRr;
     double m_votedBpm;

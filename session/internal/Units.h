@@ -3,6 +3,6 @@
 
 namespace qz {
 
-constexpr double kMsPerSecond = 1000.0;
+constexpr double kMsPerSecond = 1000.0, kSecondsPerMinute = 60.0;
 
 }  // namespace qz

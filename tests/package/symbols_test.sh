@@ -25,5 +25,5 @@ names "$3" | comm -23 "$work/declared" - >"$work/missing"
 
 # C linkage, the what-string, the name that programs load.
 [ "$(nm -D --defined-only "$2" | grep -cE ' (T qzc_|R qzStressTemplLibVersion)')" -ge 30 ]
-strings "$2" | grep -qxF '@(#)PROGRAM:qzStressTemplLib  PROJECT:qzStressTemplLib-1'
+strings "$2" | grep -q '@(#)PROGRAM:qzStressTemplLib  PROJECT:qzStressTemplLib-1$'  # other text may lie before it
 objdump -p "$2" | grep -q 'SONAME *libqzStressTemplLib.so.1$'

@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "session/internal/RateFollower.h"
 #include "tests/support/Beats.h"
 
 using namespace qz;
@@ -95,17 +94,4 @@ TEST(TemplateFollower, ReachesWhereTheRowHoldsQAndTheSTPoint) {
         beat.posQ = static_cast<short>(posQ);
         EXPECT_EQ(TemplateFollower(kFs, 1, 60).Reaches(beat), bReaches) << posQ;
     }
-}
-
-TEST(RateFollower, TellsRatesOfTheFirstSecondsSteadiedOverFive) {
-    Recording recording = BeatTrain(kFs, 1).Noise(4, 1).Beats(800, 15).Beats(600, 8).Record();
-    RateFollower follower(kFs, 1, 0);
-    std::vector<double> bpm;
-    for (std::size_t i = 0; i < recording.Frames(); ++i)
-        for (const IntervalEvent& event : follower.Take(recording.Frame(i), static_cast<long long>(i)))
-            bpm.push_back(event.bpm);
-    ASSERT_EQ(bpm.size(), 24U);
-    EXPECT_TRUE(std::isnan(bpm[0]) && std::isnan(bpm[1])) << "one of the run-in, and the first beat";
-    for (std::size_t i = 2; i < bpm.size(); ++i)
-        EXPECT_NEAR(bpm[i], i < 20 ? 75 : 100, 1) << i;  // the sixth of the faster beats; three are told
 }

@@ -161,7 +161,7 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.29 − 4 × 0 = 5.55, cut to 5."));
     EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
-    EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 averaged; 0 heart-rate intervals</dd>"));
+    EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 of 0 averaged</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>PWC130</dt><dd>not computed: needs 3 stages"));
     ExerciseSummary bruce = SummarizeExercise(result, {ProtocolStages("bruce", 0, 480), {}, 2});
     bruce.duke = 0;  // of 0.39998 mm; 0.40 mm would give -1

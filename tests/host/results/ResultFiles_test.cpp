@@ -17,8 +17,11 @@ protected:
         m_result.learned.usable = {true, false};
         m_result.firstBeatUv = m_result.latestBeatUv = {{1, 2}, {3, 4}};
         for (int i = 0; i < 7; ++i)
-            m_result.beats.push_back(
-                {10.0 + i, i == 0 ? std::nan("") : 60, {50.F - static_cast<float>(i), 8}, {0.25F, 0}});
+            m_result.beats.push_back({10.0 + i,
+                                      i == 0 ? std::nan("") : 60,
+                                      {50.F - static_cast<float>(i), 8},
+                                      {0.25F, 0},
+                                      i == 0 ? std::nan("") : 990});
         m_result.rates = {{11, 60}};
         m_result.off = {{}, {{2, 5}}};
         m_result.disturbed.resize(2);
@@ -34,7 +37,7 @@ TEST_F(ResultFilesTest, CsvHasARowPerBeatOrPerStretchAndLeavesUnknownFiguresEmpt
                                     "I_sthr_uv_min,\"a,b_st_uv\",\"a,b_slope_uv_per_ms\",\"a,b_change_uv\","
                                     "\"a,b_sthr_uv_min\"\n"
                                     "10.000,,,50,0.250,3,,8,0.000,0,\n"
-                                    "11.000,1000,60.0,49,0.250,2,0.817,8,0.000,0,0.133\n"));
+                                    "11.000,990,60.0,49,0.250,2,0.817,8,0.000,0,0.133\n"));
     WriteWhole(m_folder.Path("b.csv"), [&](PendingFile& file) { WriteTrendsCsv(file, m_result, 3); });
     const std::string every = m_folder.Bytes("b.csv");
     EXPECT_EQ(std::count(every.begin(), every.end(), '\n'), 4);

@@ -1,0 +1,135 @@
+// Beats and rates where the truth is known: trains of beats with what disturbs them beside them.
+#include "session/internal/BeatFinder.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "session/internal/RateFollower.h"
+#include "tests/support/Beats.h"
+
+using namespace qz;
+
+namespace {
+
+// A recording whose leads can be replaced: interleaved frames, and where its beats are.
+struct Train {
+    Recording recording;
+    std::vector<double> beats;  // seconds of R
+    int fs = 250;
+
+    Train(int rate, std::size_t leads, const std::vector<int>& intervalsMs) : fs(rate) {
+        BeatTrain train(rate, leads);
+        train.Noise(6, 1);
+        double at = 0;
+        for (const int ms : intervalsMs) {
+            train.Beats(ms, 1);
+            beats.push_back(at += ms / 1000.0);
+        }
+        recording = train.Pause(1500).Record();
+    }
+    short& At(std::size_t frame, std::size_t lead) {
+        return recording.samples[frame * recording.leads + lead];
+    }
+    double Seconds(std::size_t frame) const { return static_cast<double>(frame) / fs; }
+};
+
+std::vector<double> Find(Train& train) {
+    BeatFinder finder(train.fs, train.recording.leads, 1);
+    std::vector<double> found;
+    const auto keep = [&](const std::vector<long long>& frames, std::size_t now) {
+        for (const long long frame : frames) {
+            found.push_back(static_cast<double>(frame) / train.fs);
+            EXPECT_LE(found.back(), train.Seconds(now));
+            EXPECT_GT(found.back(), train.Seconds(now) - (train.Seconds(now) > 5 ? 2 : 5)) << "late";
+        }
+    };
+    for (std::size_t i = 0; i < train.recording.Frames(); ++i) keep(finder.Take(train.recording.Frame(i)), i);
+    keep(finder.Finish(), train.recording.Frames());
+    return found;
+}
+
+/// Each beat from the `first` on once, within 60 ms of its R, and nothing else.
+void ExpectAll(Train& train, std::size_t first = 0) {
+    std::vector<double> found = Find(train),
+                        expected(train.beats.begin() + static_cast<long>(first), train.beats.end());
+    while (!found.empty() && found.front() < expected.front() - 0.1) found.erase(found.begin());
+    ASSERT_EQ(found.size(), expected.size());
+    for (std::size_t i = 0; i < found.size(); ++i) EXPECT_NEAR(found[i], expected[i], 0.06) << i;
+}
+
+TEST(BeatFinder, FindsTheBeatsOfEveryRateFromTheFirstOn) {
+    for (const int fs : {100, 250, 257, 360, 500, 1000})
+        for (const int ms : {330, 600, 1400}) {
+            SCOPED_TRACE(std::to_string(fs) + " Hz, " + std::to_string(ms) + " ms");
+            Train train(fs, 3, std::vector<int>(12, ms));
+            ExpectAll(train);
+        }
+}
+
+TEST(BeatFinder, FollowsEarlyBeatsPausesAndBeatsThatBecomeSmall) {
+    std::vector<int> intervals(30, 800);
+    intervals[9] = 450;
+    intervals[10] = 1150;
+    intervals[20] = 2600;
+    Train train(360, 2, intervals);
+    for (std::size_t i = 0; i < train.recording.Frames(); ++i)
+        if (train.Seconds(i) > 13)
+            for (const std::size_t lead : {0U, 1U})
+                train.At(i, lead) = static_cast<short>(train.At(i, lead) / 3);
+    ExpectAll(train);
+}
+
+TEST(BeatFinder, IsNotDisturbedByALeadThatIsBad) {
+    enum Kind { Flat, Noise, LargeT, OffAtFirst };
+    for (const Kind kind : {Flat, Noise, LargeT, OffAtFirst}) {
+        SCOPED_TRACE(kind);
+        Train train(250, 2, std::vector<int>(40, 852));
+        const std::vector<short> noise = RandomSamples(3, train.recording.Frames(), 1500);
+        for (std::size_t i = 0; i < train.recording.Frames(); ++i) {
+            short& sample = train.At(i, 1);
+            const double sinceR = std::fmod(train.Seconds(i) - 0.852, 0.852);
+            switch (kind) {
+                case Flat: sample = -7; break;
+                case Noise: sample = noise[i]; break;
+                case LargeT:
+                    sample = static_cast<short>(1500 * std::exp(-0.5 * std::pow((sinceR - 0.3) / 0.03, 2)));
+                    break;
+                case OffAtFirst:
+                    if (train.Seconds(i) < 9) train.At(i, 0) = sample = 20;
+                    break;
+            }
+        }
+        // What lies between the beats of a lead is known after five of them.
+        ExpectAll(train, kind == OffAtFirst ? 14 : kind == LargeT ? 8 : 0);
+    }
+}
+
+TEST(BeatFinder, FindsNothingWhereThereIsNothing) {
+    for (const short level : {short{0}, short{-32768}}) {
+        BeatFinder finder(250, 2, 1);
+        const short frame[] = {level, level};
+        for (int i = 0; i < 5000; ++i) ASSERT_TRUE(finder.Take(frame).empty());
+        EXPECT_TRUE(finder.Finish().empty());
+    }
+    EXPECT_TRUE(BeatFinder(250, 2, 1).Finish().empty());
+}
+
+TEST(RateFollower, TellsFiveAlikeIntervalsOrTenSecondsAndStartsAnewAfterFour) {
+    RateFollower follower(500, 1);
+    long long frame = 1000;
+    EXPECT_TRUE(std::isnan(follower.TakeBeat(frame).rrMs));
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(follower.TakeBeat(frame += 500).bpm, 60);
+    EXPECT_EQ(follower.TakeBeat(frame += 476).rrMs, 952);
+    EXPECT_NEAR(follower.TakeBeat(frame += 476).bpm, 60 * 5 * 500 / (3 * 500.0 + 2 * 476), 1e-9);
+    EXPECT_NEAR(follower.TakeBeat(frame += 474).bpm, 60 * 11 * 500 / (8 * 500.0 + 2 * 476 + 474), 1e-9);
+    EXPECT_EQ(follower.TakeBeat(frame += 2000).rrMs, 4000);
+    const IntervalEvent late = follower.TakeBeat(frame += 2001);
+    EXPECT_TRUE(std::isnan(late.rrMs) && std::isnan(late.bpm));
+    EXPECT_EQ(follower.TakeBeat(frame += 500).bpm, 60);
+}
+
+}  // namespace
