@@ -10,12 +10,12 @@
 
 #include "core/FloatingPoint.h"
 #include "session/internal/BeatFinder.h"
+#include "session/internal/BeatFollower.h"
 #include "session/internal/BeatLearner.h"
 #include "session/internal/FrameRing.h"
 #include "session/internal/LeadWatch.h"
 #include "session/internal/RateFollower.h"
 #include "session/internal/SignalConditioner.h"
-#include "session/internal/TemplateFollower.h"
 #include "session/internal/Units.h"
 
 namespace qz {
@@ -100,7 +100,7 @@ public:
     void TakeFrame(const short* frame);
     void Finish();
 
-    const TemplateFollower& Follower() const { return m_follower; }
+    const BeatFollower& Follower() const { return m_follower; }
     const SignalConditioner& Conditioner() const { return m_conditioner; }
     double DelayMs() const { return m_conditioner.DelaySamples() * kMsPerSecond / m_fs; }
     long long FramesIn() const { return m_framesIn; }
@@ -143,7 +143,7 @@ private:
     LeadWatch m_watch;
     BeatFinder m_finder;
     RateFollower m_rate;
-    TemplateFollower m_follower;
+    BeatFollower m_follower;
     BeatLearner m_learner;
 
     // Conditioned frames are numbered as they leave the conditioner: frame n shows frame n - delay of the
@@ -425,9 +425,7 @@ void StressSession::Finish() noexcept {
 
 std::vector<std::vector<float>> StressSession::Template() const { return m_impl->Follower().BeatUv(); }
 
-BeatPositionsMs StressSession::Positions() const {
-    return m_impl->Follower().HasBeat() ? m_impl->Follower().Positions() : BeatPositionsMs{};
-}
+BeatPositionsMs StressSession::Positions() const { return m_impl->Follower().Positions(); }
 
 double StressSession::DelayMs() const { return m_impl->DelayMs(); }
 
