@@ -22,7 +22,8 @@ namespace qz {
 
 namespace {
 
-// Learning is first tried on the first stretch, then on one a step longer each time, up to the longest.
+// Learning is first tried on the first stretch, then on one a step longer each time, up to the longest; then
+// anew with the signal after that.
 constexpr int kFirstStretchSeconds = 10;
 constexpr int kMoreSeconds = 5;
 constexpr int kLongestStretchSeconds = 60;
@@ -312,9 +313,13 @@ void StressSession::Impl::EndLearning() {
     m_phase = Phase::Gather;
     m_stretchSeconds += kMoreSeconds;
     if (!isLast) return;
+    m_nextMatch = m_stretchEnd;
+    m_stretchSeconds = kFirstStretchSeconds;
+    if (!m_hasEnded) return;
     m_phase = Phase::Give;
-    m_observer.OnNotLearned("not enough beats to learn from: the first " +
-                            std::to_string((m_stretchEnd - m_nextMatch) / m_fs) + " s have fewer than " +
+    m_observer.OnNotLearned("not enough beats to learn from: no stretch of " +
+                            std::to_string(kFirstStretchSeconds) + " to " +
+                            std::to_string(kLongestStretchSeconds) + " s has " +
                             std::to_string(BeatLearner::kFewestBeats) + " clean ones that are alike");
 }
 

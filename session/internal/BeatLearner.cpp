@@ -28,7 +28,7 @@ constexpr double kUsableLead = 0.7;        // a beat against the average, in a l
 constexpr double kNoisy = 2.5;             // of the median deviation from the average
 constexpr std::size_t kFewestOfFound = 3;  // with fewer than a third of the beats alike it is no ECG
 constexpr int kComparedHz = 250;           // beats are compared at about this rate
-constexpr double kMatching = 0.9;          // of the beats that the best lead matches
+constexpr double kMatching = 0.9;          // part of its beats that a lead matches, of that of the best one
 constexpr double kHalvesAgree = 0.95;      // correlation of two averages of half the beats each
 
 // Of two kinds of beats the premature one has intervals ahead that are shorter by this factor, and is ectopic
@@ -454,9 +454,13 @@ void BeatLearner::MatchSecond() {
 
 // The matching of all usable leads goes by majority: one that matches less often would cost the others beats.
 void BeatLearner::KeepMatchingLeads() {
-    const int most = *std::max_element(m_matches.begin(), m_matches.end());
+    const auto part = [&](std::size_t lead) {
+        return std::min(1.0, m_matches[lead] / static_cast<double>(m_beatsOfLead[lead].size()));
+    };
+    double most = 0;
+    for (std::size_t c = 0; c < m_chn; ++c) most = std::max(most, part(c));
     for (std::size_t c = 0; c < m_chn; ++c)
-        m_learned.usable[c] = m_learned.usable[c] && m_matches[c] >= kMatching * most;
+        m_learned.usable[c] = m_learned.usable[c] && part(c) >= kMatching * most;
     End(std::move(m_learned));
 }
 
