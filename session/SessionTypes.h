@@ -65,7 +65,7 @@ struct BeatPositionsMs {
     double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned
 };
 
-/// A beat was found, whether it matches the averaged one or not. Known up to 2 s later, 4 s at the start.
+/// A beat was found, whether it matches the averaged one or not. Known up to 2.3 s later, 4.3 s at the start.
 /// What there is none of is NaN.
 struct IntervalEvent {
     double seconds = 0;                                      // of its QRS
@@ -78,7 +78,7 @@ struct IntervalEvent {
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
 /// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
 struct BeatEvent {
-    double seconds = 0;                                      // of its R
+    double seconds = 0;  // of its R
     double bpm =
         std::numeric_limits<double>::quiet_NaN();  // heart rate shown at that time; NaN before the first
     std::vector<float> levelUv;       // ST level against the PR segment, smoothed over some beats
