@@ -28,7 +28,8 @@ namespace qz {
 
 class BeatFinder {
 public:
-    /// fs: samples per second, 100 to 10000; chn: leads, 1 or more; uVpb: microvolts per unit of the frames.
+    /// fs: samples per second, 100 to 10000; chn: leads, 1 or more; uVpb: microvolts per unit of the frames,
+    /// above 0; more than 1e9 count as 1e9.
     BeatFinder(int fs, std::size_t chn, double uVpb);
 
     /// Takes the next frame, as recorded. Returns the beats that have become known, in order of time, each as

@@ -139,7 +139,7 @@ TEST(BeatFinder, FindsNothingWhereThereIsNothing) {
     EXPECT_TRUE(BeatFinder(250, 2, 1).Finish().empty());
     Train train(250, 2, std::vector<int>(30, 800));
     EXPECT_TRUE(Find(train, 1e-3).empty());  // below 1 uV
-    EXPECT_EQ(Find(train, 0.02).size(), 30U);
+    for (const double uVpb : {0.02, 1e300}) EXPECT_EQ(Find(train, uVpb).size(), 30U);
 }
 
 TEST(RateFollower, TellsFiveAlikeIntervalsOrTenSecondsAndStartsAnewAfterFour) {
