@@ -59,14 +59,14 @@ public:
         if (conditioned) conditioned->Add(uV);
     }
     void OnInterval(const qz::IntervalEvent& interval) override {
-        Add(Event(QZS_INTERVAL, interval.seconds, interval.bpm));
+        Add(Event(QZS_INTERVAL, interval.seconds, interval.bpm, interval.rrMs));
     }
-    void OnBeat(const qz::BeatEvent& beat) override { Add(Event(QZS_BEAT, beat.seconds, beat.bpm), &beat); }
+    void OnBeat(const qz::BeatEvent& beat) override {
+        Add(Event(QZS_BEAT, beat.seconds, beat.bpm, beat.rrMs), &beat);
+    }
     void OnLead(const qz::LeadEvent& event) override;
     void OnLearned(const qz::LearnedBeat& beat, double fromSeconds, bool again) override;
-    void OnNotLearned(const std::string& why) override {
-        Add(Event(QZS_NOT_LEARNED, m_now, kNone), nullptr, &why);
-    }
+    void OnNotLearned(const std::string& why) override { Add(Event(QZS_NOT_LEARNED, m_now), nullptr, &why); }
 
     bool IsFull() const {
         return m_waiting.size() >= kMostWaiting ||
@@ -80,8 +80,8 @@ public:
     std::optional<ConditionedQueue> conditioned;  // empty: nobody wants them
 
 private:
-    static qzs_event Event(std::int32_t kind, double seconds, double bpm) {
-        return {kind, -1, seconds, bpm, kNone, false};
+    static qzs_event Event(std::int32_t kind, double seconds, double bpm = kNone, double rrMs = kNone) {
+        return {kind, -1, seconds, bpm, kNone, false, rrMs};
     }
     void Add(const qzs_event& event, const qz::BeatEvent* values = nullptr,
              const std::string* text = nullptr);
@@ -100,7 +100,7 @@ void EventQueue::Add(const qzs_event& event, const qz::BeatEvent* values, const 
 }
 
 void EventQueue::OnLead(const qz::LeadEvent& told) {
-    qzs_event event = Event(QZS_LEAD_OFF, told.seconds, kNone);
+    qzs_event event = Event(QZS_LEAD_OFF, told.seconds);
     switch (told.kind) {
         case qz::LeadEvent::Kind::Off: event.void_from_seconds = told.voidFromSeconds; break;
         case qz::LeadEvent::Kind::On: event.kind = QZS_LEAD_ON; break;
@@ -117,7 +117,7 @@ void EventQueue::OnLearned(const qz::LearnedBeat& beat, double fromSeconds, bool
     } catch (const std::bad_alloc&) {
         m_learned.reset();  // nothing to be kept, rather than half of it
     }
-    qzs_event event = Event(QZS_LEARNED, fromSeconds, kNone);
+    qzs_event event = Event(QZS_LEARNED, fromSeconds);
     event.again = again;
     Add(event);
 }

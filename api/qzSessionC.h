@@ -70,13 +70,15 @@ typedef struct qzs_options {
 
 /* Numbers of events are fixed. Later libraries may have more kinds: pass over those that are unknown. */
 enum {
-    QZS_INTERVAL = 1,  /* an interval between two beats has ended: bpm, NaN where it is no rate to be shown */
-    QZS_BEAT = 2,      /* a beat has been folded into the averaged one: qzs_event_values; seconds of its R */
-    QZS_LEAD_OFF = 3,  /* the signal of `lead` is a line, as that of a loose electrode: void_from_seconds */
-    QZS_LEAD_ON = 4,   /* the line has ended */
-    QZS_DISTURBED = 5, /* the level of `lead` jumps */
-    QZS_CALM = 6,      /* it has not done so for a second; seconds of the last of it */
-    QZS_LEARNED = 7,   /* an averaged beat is there: matching begins with the signal at `seconds` */
+    /* A beat was found, whether it matches the averaged one or not: bpm and rr_ms; seconds of the middle of
+     * its QRS. Known up to 2.3 s later, 4.3 s at the start. */
+    QZS_INTERVAL = 1,
+    QZS_BEAT = 2,       /* a beat has been folded into the averaged one: qzs_event_values; seconds of its R */
+    QZS_LEAD_OFF = 3,   /* the signal of `lead` is a line, as that of a loose electrode: void_from_seconds */
+    QZS_LEAD_ON = 4,    /* the line has ended */
+    QZS_DISTURBED = 5,  /* the level of `lead` jumps */
+    QZS_CALM = 6,       /* it has not done so for a second; seconds of the last of it */
+    QZS_LEARNED = 7,    /* an averaged beat is there: matching begins with the signal at `seconds` */
     QZS_NOT_LEARNED = 8 /* there are no ST values to the end of the signal: qzs_event_text says why */
 };
 
@@ -84,9 +86,10 @@ typedef struct qzs_event {
     int32_t kind;             /* QZS_... */
     int32_t lead;             /* of the four kinds about a lead; else -1 */
     double seconds;           /* when it was, see the kinds */
-    double bpm;               /* heart rate of an interval, or that shown at the time of a beat; else NaN */
+    double bpm;               /* heart rate at an interval, or that shown at the time of a beat; else NaN */
     double void_from_seconds; /* of QZS_LEAD_OFF: what was told of the lead for beats after this is void */
     bool again;               /* of QZS_LEARNED: in place of an earlier averaged beat */
+    double rr_ms; /* of an interval or a beat, from the one found before, NaN after 4 s; else NaN */
 } qzs_event;
 
 /* Where an averaged beat has its points, ms from its start; q is the onset of the QRS. */

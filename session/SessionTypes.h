@@ -66,7 +66,7 @@ struct BeatPositionsMs {
     double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned
 };
 
-/// A beat was found, whether it matches the averaged one or not. Known up to 2 s later, 4 s at the start.
+/// A beat was found, whether it matches the averaged one or not. Known up to 2.3 s later, 4.3 s at the start.
 /// What there is none of is NaN.
 struct IntervalEvent {
     double seconds = 0;                                      // of its QRS

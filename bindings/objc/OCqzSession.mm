@@ -40,7 +40,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
 
 @implementation OCqzSessionEvent
 
-@synthesize kind, lead, seconds, bpm, voidFromSeconds, again, level, slope, j, text;
+@synthesize kind, lead, seconds, bpm, rrMs, voidFromSeconds, again, level, slope, j, text;
 
 /// `event` has just been fetched from `session`, which has `leads` leads.
 - (instancetype)init:(const qzs_event &)event
@@ -52,6 +52,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     lead = event.lead;
     seconds = event.seconds;
     bpm = event.bpm;
+    rrMs = event.rr_ms;
     voidFromSeconds = event.void_from_seconds;
     again = event.again;
     std::vector<float> values(3 * leads);

@@ -10,7 +10,8 @@ import OCqz
 public struct qzSessionEvent {
     /// What the event is; pass over those that are not among these.
     public let kind: Int
-    /// An interval between two beats has ended: `bpm`, NaN where it is no rate to be shown.
+    /// A beat was found, whether it matches the averaged one or not: `bpm` and `rrMs`; `seconds` of the middle of its
+    /// QRS. Known up to 2.3 s later, 4.3 s at the start.
     public static let interval = 1
     /// A beat has been folded into the averaged one: `level`, `slope` and `j`; `seconds` of its R.
     public static let beat = 2
@@ -30,8 +31,10 @@ public struct qzSessionEvent {
     /// Of the four kinds about a lead; else -1.
     public let lead: Int
     public let seconds: Double
-    /// Beats/min of an interval, or what was shown at the time of a beat; else NaN.
+    /// Heart rate at an interval, or that shown at the time of a beat, beats/min; else NaN.
     public let bpm: Double
+    /// Of `interval` and `beat`, ms from the beat found before, NaN after 4 s without; else NaN.
+    public let rrMs: Double
     /// Of `leadOff`: what was told of the lead for beats after this is void.
     public let voidFromSeconds: Double
     /// Of `learned`: in place of an earlier averaged beat.
@@ -51,6 +54,7 @@ public struct qzSessionEvent {
         lead = Int(event.lead)
         seconds = event.seconds
         bpm = event.bpm
+        rrMs = event.rrMs
         voidFromSeconds = event.voidFromSeconds
         again = event.again
         level = elements(event.level) ?? []

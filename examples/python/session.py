@@ -18,7 +18,7 @@ class Options(Structure):  # the structs and functions of api/qzSessionC.h
 
 class Event(Structure):
     _fields_ = [("kind", c_int32), ("lead", c_int32), ("seconds", c_double), ("bpm", c_double),
-                ("void_from_seconds", c_double), ("again", c_bool)]
+                ("void_from_seconds", c_double), ("again", c_bool), ("rr_ms", c_double)]
 
 
 INTERVAL, BEAT = 1, 2

@@ -14,6 +14,7 @@ namespace {
 constexpr int kPlacesPerSecond = 250;  // at least, where there are so many frames
 constexpr double kKeptSeconds = 8;
 constexpr std::size_t kMostBeats = 64;  // that become known at once, in the first seconds
+constexpr double kMostUvPerUnit = 1e9;  // so that energies are within the range of float
 
 // Filters, all without distortion of phase. 20 Hz keeps muscle noise out where it is as large as the beats.
 constexpr double kBandLowHz = 5, kBandHighHz = 20, kBandHalfSeconds = 0.2;
@@ -119,7 +120,7 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
     : m_chn(chn),
       m_step(std::max(1, fs / kPlacesPerSecond)),
       m_rate(static_cast<double>(fs) / m_step),
-      m_uVpb(uVpb),
+      m_uVpb(std::min(uVpb, kMostUvPerUnit)),
       m_first(chn),
       m_sum(chn),
       m_bandTaps(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds))),

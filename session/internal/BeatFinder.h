@@ -15,9 +15,9 @@
 // Thresholds between running levels of signal and noise, the search back and the slope against T waves follow
 // Pan, Tompkins, "A real-time QRS detection algorithm", IEEE Trans Biomed Eng 1985; 32: 230-236.
 //
-// A beat is known 0.6 s after it as a rule, and 2 s after it where it was searched back; those of the first
-// four seconds are known once these have passed. Allocates in the constructor. One object belongs to one
-// thread.
+// A beat is known 0.6 s after it as a rule, and up to 2.3 s after it where it was searched back; those of the
+// first four seconds are known once these have passed, 4.3 s after the start. Allocates in the constructor.
+// One object belongs to one thread.
 #pragma once
 
 #include <array>
@@ -28,7 +28,8 @@ namespace qz {
 
 class BeatFinder {
 public:
-    /// fs: samples per second, 100 to 10000; chn: leads, 1 or more; uVpb: microvolts per unit of the frames.
+    /// fs: samples per second, 100 to 10000; chn: leads, 1 or more; uVpb: microvolts per unit of the frames,
+    /// above 0; more than 1e9 count as 1e9.
     BeatFinder(int fs, std::size_t chn, double uVpb);
 
     /// Takes the next frame, as recorded. Returns the beats that have become known, in order of time, each as

@@ -40,9 +40,11 @@ bool Same(const Log& a, const Log& b) {
 }
 
 struct Witness : qz::SessionObserver {
-    void OnInterval(const qz::IntervalEvent& interval) override { Add({1, interval.seconds, interval.bpm}); }
+    void OnInterval(const qz::IntervalEvent& interval) override {
+        Add({1, interval.seconds, interval.bpm, interval.rrMs});
+    }
     void OnBeat(const qz::BeatEvent& beat) override {
-        Add({2, beat.seconds, beat.bpm});
+        Add({2, beat.seconds, beat.bpm, beat.rrMs});
         for (const auto* values : {&beat.levelUv, &beat.slopeUvPerMs, &beat.jUv})
             log.insert(log.end(), values->begin(), values->end());
     }
@@ -66,6 +68,7 @@ bool Fetch(qzs_session* session, Log& log) {
     EXPECT_EQ(qzs_event_values(session, values, values + kLeads, values + 2 * kLeads, kLeads),
               event.kind == QZS_BEAT);
     log.push_back(event.lead >= 0 ? event.lead : event.kind == QZS_LEARNED ? event.again : event.bpm);
+    if (event.kind == QZS_INTERVAL || event.kind == QZS_BEAT) log.push_back(event.rr_ms);
     if (event.kind == QZS_LEAD_OFF) log.push_back(event.void_from_seconds);
     if (event.kind == QZS_BEAT) log.insert(log.end(), values, values + 3 * kLeads);
     return true;

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ struct Train {
     Recording recording;
     std::vector<double> beats;  // seconds of R
     int fs = 250;
+    std::vector<bool> clear;  // leads, as Find has them
 
     Train(int rate, std::size_t leads, const std::vector<int>& intervalsMs) : fs(rate) {
         BeatTrain train(rate, leads);
@@ -29,7 +31,7 @@ struct Train {
             train.Beats(ms, 1);
             beats.push_back(at += ms / 1000.0);
         }
-        recording = train.Pause(1500).Record();
+        recording = train.Pause(-380).Record();  // 0.12 s after the last R
     }
     short& At(std::size_t frame, std::size_t lead) {
         return recording.samples[frame * recording.leads + lead];
@@ -37,8 +39,8 @@ struct Train {
     double Seconds(std::size_t frame) const { return static_cast<double>(frame) / fs; }
 };
 
-std::vector<double> Find(Train& train) {
-    BeatFinder finder(train.fs, train.recording.leads, 1);
+std::vector<double> Find(Train& train, double uVpb = 1) {
+    BeatFinder finder(train.fs, train.recording.leads, uVpb);
     std::vector<double> found;
     const auto keep = [&](const std::vector<long long>& frames, std::size_t now) {
         for (const long long frame : frames) {
@@ -49,6 +51,7 @@ std::vector<double> Find(Train& train) {
     };
     for (std::size_t i = 0; i < train.recording.Frames(); ++i) keep(finder.Take(train.recording.Frame(i)), i);
     keep(finder.Finish(), train.recording.Frames());
+    train.clear = finder.ClearLeads();
     return found;
 }
 
@@ -56,7 +59,7 @@ std::vector<double> Find(Train& train) {
 void ExpectAll(Train& train, std::size_t first = 0) {
     std::vector<double> found = Find(train),
                         expected(train.beats.begin() + static_cast<long>(first), train.beats.end());
-    while (!found.empty() && found.front() < expected.front() - 0.1) found.erase(found.begin());
+    while (first > 0 && !found.empty() && found.front() < expected.front() - 0.1) found.erase(found.begin());
     ASSERT_EQ(found.size(), expected.size());
     for (std::size_t i = 0; i < found.size(); ++i) EXPECT_NEAR(found[i], expected[i], 0.06) << i;
 }
@@ -66,6 +69,7 @@ TEST(BeatFinder, FindsTheBeatsOfEveryRateFromTheFirstOn) {
         for (const int ms : {330, 600, 1400}) {
             SCOPED_TRACE(std::to_string(fs) + " Hz, " + std::to_string(ms) + " ms");
             Train train(fs, 3, std::vector<int>(12, ms));
+            for (short& sample : train.recording.samples) sample = static_cast<short>(sample + 20000);
             ExpectAll(train);
         }
 }
@@ -76,10 +80,12 @@ TEST(BeatFinder, FollowsEarlyBeatsPausesAndBeatsThatBecomeSmall) {
     intervals[10] = 1150;
     intervals[20] = 2600;
     Train train(360, 2, intervals);
-    for (std::size_t i = 0; i < train.recording.Frames(); ++i)
-        if (train.Seconds(i) > 13)
-            for (const std::size_t lead : {0U, 1U})
-                train.At(i, lead) = static_cast<short>(train.At(i, lead) / 3);
+    for (std::size_t i = 0; i < train.recording.Frames(); ++i) {
+        const double at = train.Seconds(i);
+        const int smaller = at > 13 ? 5 : std::abs(at - train.beats[9]) < 0.1 ? 2 : 1;
+        for (const std::size_t lead : {0U, 1U})
+            train.At(i, lead) = static_cast<short>(train.At(i, lead) / smaller);
+    }
     ExpectAll(train);
 }
 
@@ -105,6 +111,21 @@ TEST(BeatFinder, IsNotDisturbedByALeadThatIsBad) {
         }
         // What lies between the beats of a lead is known after five of them.
         ExpectAll(train, kind == OffAtFirst ? 14 : kind == LargeT ? 8 : 0);
+        EXPECT_EQ(train.clear, (std::vector<bool>{true, kind == OffAtFirst}));
+    }
+}
+
+TEST(BeatFinder, FindsBeatsThroughNoiseOfTheirBandOnAllLeads) {
+    for (unsigned seed = 1; seed <= 7; ++seed) {
+        SCOPED_TRACE(seed);
+        Train train(250, 2, std::vector<int>(60, 700));
+        for (const unsigned lead : {0U, 1U}) {
+            const std::vector<short> noise = RandomSamples(seed + 10 * lead, train.recording.Frames(), 800);
+            for (std::size_t i = 8; i < noise.size(); ++i)
+                train.At(i, lead) =
+                    static_cast<short>(train.At(i, lead) + std::accumulate(&noise[i - 8], &noise[i], 0) / 8);
+        }
+        ExpectAll(train, 6);
     }
 }
 
@@ -116,6 +137,9 @@ TEST(BeatFinder, FindsNothingWhereThereIsNothing) {
         EXPECT_TRUE(finder.Finish().empty());
     }
     EXPECT_TRUE(BeatFinder(250, 2, 1).Finish().empty());
+    Train train(250, 2, std::vector<int>(30, 800));
+    EXPECT_TRUE(Find(train, 1e-3).empty());  // below 1 uV
+    for (const double uVpb : {0.02, 1e300}) EXPECT_EQ(Find(train, uVpb).size(), 30U);
 }
 
 TEST(RateFollower, TellsFiveAlikeIntervalsOrTenSecondsAndStartsAnewAfterFour) {

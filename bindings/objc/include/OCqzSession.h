@@ -16,7 +16,9 @@ struct qzs_session;
 
 /// What an event tells of. Later libraries may have more kinds: pass over those that are unknown.
 enum {
-    OCqzEventInterval = 1,  ///< an interval between two beats has ended: bpm, NaN where it is no rate to show
+    /// A beat was found, whether it matches the averaged one or not: bpm and rrMs; seconds of the middle of
+    /// its QRS. Known up to 2.3 s later, 4.3 s at the start.
+    OCqzEventInterval = 1,
     OCqzEventBeat = 2,  ///< a beat has been folded into the averaged one: level, slope, j; seconds of its R
     OCqzEventLeadOff = 3,  ///< the signal of a lead is a line, as that of a loose electrode: voidFromSeconds
     OCqzEventLeadOn = 4,   ///< the line has ended
@@ -30,7 +32,7 @@ enum {
 @interface OCqzSessionEvent : NSObject {
 @private
     int kind, lead;
-    double seconds, bpm, voidFromSeconds;
+    double seconds, bpm, rrMs, voidFromSeconds;
     BOOL again;
     NSArray *OC_NULLABLE level, *OC_NULLABLE slope, *OC_NULLABLE j;
     NSString *OC_NULLABLE text;
@@ -38,8 +40,10 @@ enum {
 @property(nonatomic, readonly) int kind;        ///< OCqzEvent...
 @property(nonatomic, readonly) int lead;        ///< of the four kinds about a lead; else -1
 @property(nonatomic, readonly) double seconds;  ///< when it was, see the kinds
-/// Heart rate of an interval, or that shown at the time of a beat; else NaN.
+/// Heart rate at an interval, or that shown at the time of a beat; else NaN.
 @property(nonatomic, readonly) double bpm;
+/// Of an interval or a beat, ms from the beat found before, NaN after 4 s without; else NaN.
+@property(nonatomic, readonly) double rrMs;
 /// Of OCqzEventLeadOff: what was told of the lead for beats after this is void.
 @property(nonatomic, readonly) double voidFromSeconds;
 @property(nonatomic, readonly) BOOL again;  ///< of OCqzEventLearned: in place of an earlier averaged beat

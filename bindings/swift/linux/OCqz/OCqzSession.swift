@@ -6,6 +6,7 @@ public final class OCqzSessionEvent {
     public let lead: Int32
     public let seconds: Double
     public let bpm: Double
+    public let rrMs: Double
     public let voidFromSeconds: Double
     public let again: Bool
     public let level: [Any]?
@@ -19,6 +20,7 @@ public final class OCqzSessionEvent {
         lead = event.lead
         seconds = event.seconds
         bpm = event.bpm
+        rrMs = event.rr_ms
         voidFromSeconds = event.void_from_seconds
         again = event.again
         var values = [[Float]](repeating: [Float](repeating: 0, count: leads), count: 3)
