@@ -47,7 +47,7 @@ typedef struct qzs_beat {
     int32_t beats_used;       /* in the average */
     double stretch_seconds;   /* length of that stretch */
     double likeness;          /* median correlation of a used beat with the average, 0 to 1 */
-    uint64_t usable;          /* bit i: the beats of lead i are alike */
+    uint64_t usable;          /* bit i: the beats of lead i are alike and match; others match alone */
     bool confident;           /* false: ST values may be off */
 } qzs_beat;
 
@@ -77,7 +77,7 @@ enum {
     QZS_DISTURBED = 5, /* the level of `lead` jumps */
     QZS_CALM = 6,      /* it has not done so for a second; seconds of the last of it */
     QZS_LEARNED = 7,   /* an averaged beat is there: matching begins with the signal at `seconds` */
-    QZS_NOT_LEARNED = 8 /* there will be no ST values: qzs_event_text says why */
+    QZS_NOT_LEARNED = 8 /* there are no ST values to the end of the signal: qzs_event_text says why */
 };
 
 typedef struct qzs_event {

@@ -47,7 +47,8 @@ struct LearnedBeat {
     int beatsFound = 0;                    // in that stretch
     int beatsUsed = 0;                     // in the average
     double likeness = 0;                   // median correlation of a used beat with the average, 0..1
-    std::vector<bool> usable;              // per lead: its beats are alike
+    std::vector<bool> usable;              // per lead: its beats are alike, and match about as often as the
+                                           // best lead's; such leads match together, each other one alone
     /// At least 8 beats are in it, the averages of odd and even beats agree, and the QRS stands out from what
     /// is before and after it. Where it is not confident, ST values may be off.
     bool confident = false;

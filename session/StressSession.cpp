@@ -10,19 +10,20 @@
 
 #include "core/FloatingPoint.h"
 #include "session/internal/BeatFinder.h"
+#include "session/internal/BeatFollower.h"
 #include "session/internal/BeatLearner.h"
 #include "session/internal/FrameRing.h"
 #include "session/internal/LeadWatch.h"
 #include "session/internal/RateFollower.h"
 #include "session/internal/SignalConditioner.h"
-#include "session/internal/TemplateFollower.h"
 #include "session/internal/Units.h"
 
 namespace qz {
 
 namespace {
 
-// Learning is first tried on the first stretch, then on one a step longer each time, up to the longest.
+// Learning is first tried on the first stretch, then on one a step longer each time, up to the longest; then
+// anew with the signal after that.
 constexpr int kFirstStretchSeconds = 10;
 constexpr int kMoreSeconds = 5;
 constexpr int kLongestStretchSeconds = 60;
@@ -101,7 +102,7 @@ public:
     void TakeFrame(const short* frame);
     void Finish();
 
-    const TemplateFollower& Follower() const { return m_follower; }
+    const BeatFollower& Follower() const { return m_follower; }
     const SignalConditioner& Conditioner() const { return m_conditioner; }
     double DelayMs() const { return m_conditioner.DelaySamples() * kMsPerSecond / m_fs; }
     long long FramesIn() const { return m_framesIn; }
@@ -144,7 +145,7 @@ private:
     LeadWatch m_watch;
     BeatFinder m_finder;
     RateFollower m_rate;
-    TemplateFollower m_follower;
+    BeatFollower m_follower;
     BeatLearner m_learner;
 
     // Conditioned frames are numbered as they leave the conditioner: frame n shows frame n - delay of the
@@ -313,9 +314,13 @@ void StressSession::Impl::EndLearning() {
     m_phase = Phase::Gather;
     m_stretchSeconds += kMoreSeconds;
     if (!isLast) return;
+    m_nextMatch = m_stretchEnd;
+    m_stretchSeconds = kFirstStretchSeconds;
+    if (!m_hasEnded) return;
     m_phase = Phase::Give;
-    m_observer.OnNotLearned("not enough beats to learn from: the first " +
-                            std::to_string((m_stretchEnd - m_nextMatch) / m_fs) + " s have fewer than " +
+    m_observer.OnNotLearned("not enough beats to learn from: no stretch of " +
+                            std::to_string(kFirstStretchSeconds) + " to " +
+                            std::to_string(kLongestStretchSeconds) + " s has " +
                             std::to_string(BeatLearner::kFewestBeats) + " clean ones that are alike");
 }
 
@@ -426,9 +431,7 @@ void StressSession::Finish() noexcept {
 
 std::vector<std::vector<float>> StressSession::Template() const { return m_impl->Follower().BeatUv(); }
 
-BeatPositionsMs StressSession::Positions() const {
-    return m_impl->Follower().HasBeat() ? m_impl->Follower().Positions() : BeatPositionsMs{};
-}
+BeatPositionsMs StressSession::Positions() const { return m_impl->Follower().Positions(); }
 
 double StressSession::DelayMs() const { return m_impl->DelayMs(); }
 

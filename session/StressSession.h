@@ -40,7 +40,8 @@ public:
     /// An averaged beat has been learned, or taken over from the options: matching begins with the signal at
     /// fromSeconds. `again`: it takes the place of an earlier one.
     virtual void OnLearned(const LearnedBeat& /*beat*/, double /*fromSeconds*/, bool /*again*/) {}
-    /// No averaged beat could be learned: there will be heart rates, but no ST values. For people, one line.
+    /// No averaged beat could be learned to the end of the signal, or ST cannot be measured on it: there are
+    /// heart rates, but no ST values. For people, one line.
     virtual void OnNotLearned(const std::string& /*why*/) {}
 };
 

@@ -24,7 +24,7 @@ public struct qzSessionEvent {
     public static let calm = 6
     /// An averaged beat is there: matching begins with the signal at `seconds`.
     public static let learned = 7
-    /// There will be no ST values: `text` says why.
+    /// There are no ST values to the end of the signal: `text` says why.
     public static let notLearned = 8
 
     /// Of the four kinds about a lead; else -1.

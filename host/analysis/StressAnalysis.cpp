@@ -74,7 +74,7 @@ StressResult StressAnalysis::Run() {
     m_result.postJms = m_options.postJms;
 
     std::vector<short> frame(m_chn);
-    while (!m_notLearned) {
+    while (true) {
         m_result.interrupted = IsStopped();
         if (m_result.interrupted || !ReadFrame(frame.data())) break;
         m_strips.TakeRaw(frame.data());
@@ -82,10 +82,9 @@ StressResult StressAnalysis::Run() {
         m_session.Push(frame.data(), 1);
     }
     m_session.Finish();
-    if (m_notLearned)
-        throw HostError(m_source.Info().name, m_result.interrupted
-                                                  ? "interrupted before an averaged beat was learned"
-                                                  : *m_notLearned);
+    if (m_notLearned && m_result.interrupted)
+        throw HostError(m_source.Info().name, "interrupted before an averaged beat was learned");
+    if (m_notLearned && m_result.beatsFound.empty()) throw HostError(m_source.Info().name, *m_notLearned);
     Finish();
     return std::move(m_result);
 }
@@ -176,6 +175,7 @@ void StressAnalysis::KeepFarthest(const STReading& reading) {
 // A beat learned later may have another length: it is shifted so that its J falls on the J of the first.
 std::vector<std::vector<float>> StressAnalysis::BeatsAtFirstPositions() const {
     std::vector<std::vector<float>> beats = m_session.Template();
+    beats.resize(m_chn);
     const long shift = std::lround((m_session.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         const std::vector<float> row = std::exchange(beats[lead], {});
@@ -201,6 +201,11 @@ void StressAnalysis::WarnOfBadLeads(const std::string& what, const std::vector<s
 }
 
 void StressAnalysis::Finish() {
+    if (m_notLearned) {
+        m_result.learned.usable.assign(m_chn, false);
+        m_result.firstBeatUv.resize(m_chn);
+        m_result.warnings.push_back(*m_notLearned + "; the beats found may be noise");
+    }
     m_result.seconds = static_cast<double>(m_session.Frames()) / m_fs;
     m_result.strips = m_strips.Finish();
     m_result.latestBeatUv = BeatsAtFirstPositions();
@@ -226,9 +231,9 @@ void StressAnalysis::Finish() {
     if (m_chn == 1)
         m_result.warnings.emplace_back("one lead only: without a second one noise cannot be told from beats");
     for (std::string& warning : m_source.Warnings()) m_result.warnings.push_back(std::move(warning));
-    if (m_result.beats.empty())
+    if (m_result.beats.empty() && !m_notLearned)
         m_result.warnings.emplace_back("no beat matched the averaged one: there are no ST values");
-    else if (2 * m_result.beats.size() < m_result.beatsFound.size())
+    else if (!m_notLearned && 2 * m_result.beats.size() < m_result.beatsFound.size())
         m_result.warnings.push_back("only " + std::to_string(m_result.beats.size()) + " of " +
                                     std::to_string(m_result.beatsFound.size()) +
                                     " beats match the averaged one; ST values may be off");

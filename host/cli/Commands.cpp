@@ -102,7 +102,9 @@ StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options
     StressOptions learning = options;
     learning.stripSeconds.clear();
     InterruptWatch interrupt;
-    return StressAnalysis(beginning, learning, {&interrupt}).Run();
+    StressResult result = StressAnalysis(beginning, learning, {&interrupt}).Run();
+    if (result.learned.rows.empty()) throw HostError(info.name, result.warnings.front());
+    return result;
 }
 
 // Where strips begin if the user names no times: at the start, the middle and the end of the work, and at the

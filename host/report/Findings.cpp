@@ -192,7 +192,8 @@ std::vector<std::string> ListWarnings(const Findings& findings) {
          ++lead)
         if (!result.learned.usable[lead]) unusable.push_back(result.source.leads[lead]);
     if (!unusable.empty())
-        warnings.push_back("too noisy or off while the averaged beat was learned: " + Join(unusable, ", "));
+        warnings.push_back("matched alone, as noisy, unlike or off while the averaged beat was learned: " +
+                           Join(unusable, ", "));
     for (const double seconds : result.relearnedSeconds) relearned.push_back(LongClock(seconds));
     if (!relearned.empty())
         warnings.push_back("no beats matched for long, and a new averaged beat was learned, at " +

@@ -48,6 +48,10 @@ void PrintTrend(std::ostream& out, const StressResult& result, const std::vector
 void PrintLearned(std::ostream& out, const StressResult& result) {
     const LearnedBeat& learned = result.learned;
     const BeatPositionsMs& at = result.positions;
+    if (learned.rows.empty()) {
+        out << "Averaged beat: none\n";
+        return;
+    }
     out << "Averaged beat: learned from " << DescribeLearning(result) << ", correlation "
         << Number(learned.likeness, 3) << "\n"
         << "  Q onset " << Number(at.q, 0) << " ms, R upstroke " << Number(at.r, 0) << " ms, J point "
@@ -57,7 +61,8 @@ void PrintLearned(std::ostream& out, const StressResult& result) {
     for (std::size_t lead = 0; lead < learned.usable.size(); ++lead) {
         if (!learned.usable[lead]) unusable += " " + result.source.leads[lead];
     }
-    if (!unusable.empty()) out << "  Leads too noisy or off while learning:" << unusable << "\n";
+    if (!unusable.empty())
+        out << "  Leads matched alone, as noisy, unlike or off while learning:" << unusable << "\n";
 }
 
 void PrintExtremes(std::ostream& out, const StressResult& result) {

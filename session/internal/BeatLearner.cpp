@@ -28,6 +28,7 @@ constexpr double kUsableLead = 0.7;        // a beat against the average, in a l
 constexpr double kNoisy = 2.5;             // of the median deviation from the average
 constexpr std::size_t kFewestOfFound = 3;  // with fewer than a third of the beats alike it is no ECG
 constexpr int kComparedHz = 250;           // beats are compared at about this rate
+constexpr double kMatching = 0.9;          // part of its beats that a lead matches, of that of the best one
 constexpr double kHalvesAgree = 0.95;      // correlation of two averages of half the beats each
 
 // Of two kinds of beats the premature one has intervals ahead that are shorter by this factor, and is ectopic
@@ -169,6 +170,7 @@ bool BeatLearner::Work() {
             Advance(m_beats.size(), Stage::Conclude);
             break;
         case Stage::Conclude: Conclude(); break;
+        case Stage::Match: MatchSecond(); break;
         case Stage::Done: return false;
     }
     return m_stage != Stage::Done;
@@ -420,6 +422,45 @@ void BeatLearner::Conclude() {
     const int qrs = m_learned.posJ - m_learned.posQ;
     if (qrs < Samples(kNarrowestQrsMs) || qrs > Samples(kWidestQrsMs)) return End(std::nullopt);
     m_learned.confident = standsOut && m_learned.beatsUsed >= kConfidentBeats && HalvesAgree();
+    m_matches.assign(m_chn, 0);
+    m_matcher.reset();
+    m_stage = Stage::Match;
+    m_piece = 0;
+}
+
+// Piece by piece through the stretch for one lead after the other; those that are not usable anyway are left
+// out.
+void BeatLearner::MatchSecond() {
+    while (m_piece < m_chn && !m_learned.usable[m_piece]) ++m_piece;
+    if (m_piece >= m_chn || !TemplateFollower::Reaches(m_learned, m_fs, kEarliestPostJms))
+        return KeepMatchingLeads();
+    if (!m_matcher) {
+        m_matcher.emplace(m_fs, std::vector{m_piece}, kEarliestPostJms);
+        m_matcher->Start(m_learned);
+        m_matchedFrames = 0;
+    }
+    BeatEvent event;
+    event.levelUv.resize(m_chn);
+    event.slopeUvPerMs.resize(m_chn);
+    event.jUv.resize(m_chn);
+    for (const int end = std::min(m_matchedFrames + m_fs, FrameCount()); m_matchedFrames < end;
+         ++m_matchedFrames)
+        m_matches[m_piece] +=
+            m_matcher->Match(&m_frames[static_cast<std::size_t>(m_matchedFrames) * m_chn], event);
+    if (m_matchedFrames < FrameCount()) return;
+    m_matcher.reset();
+    ++m_piece;
+}
+
+// The matching of all usable leads goes by majority: one that matches less often would cost the others beats.
+void BeatLearner::KeepMatchingLeads() {
+    const auto part = [&](std::size_t lead) {
+        return std::min(1.0, m_matches[lead] / static_cast<double>(m_beatsOfLead[lead].size()));
+    };
+    double most = 0;
+    for (std::size_t c = 0; c < m_chn; ++c) most = std::max(most, part(c));
+    for (std::size_t c = 0; c < m_chn; ++c)
+        m_learned.usable[c] = m_learned.usable[c] && part(c) >= kMatching * most;
     End(std::move(m_learned));
 }
 

@@ -6,6 +6,7 @@
 //     -> per lead the beats that it shows, where it was off or disturbed for a while
 //     -> average: mean of the middle half of these, sample by sample
 //     -> Q onset and J point: where the spatial velocity leaves and regains the quiet of PR and ST
+//     -> usable leads: those that alone match nearly as many beats of the stretch as the best one does
 //
 // The typical beat is the one that most others are like. Where ectopic beats are nearly as many as the
 // others, or more, it is of the kind that comes later after the beat before it: ectopic beats are premature.
@@ -26,6 +27,7 @@
 #include <vector>
 
 #include "session/SessionTypes.h"
+#include "session/internal/TemplateFollower.h"
 
 namespace qz {
 
@@ -73,6 +75,7 @@ private:
         Average,  // lead by lead: their average
         Liken,    // beat by beat: how like the average it is
         Conclude,
+        Match,  // lead by lead, second by second: how many beats it matches alone
         Done,
     };
 
@@ -87,6 +90,8 @@ private:
     void PrepareAverage();
     void LikenBeat(int beat);
     void Conclude();
+    void MatchSecond();
+    void KeepMatchingLeads();
     /// Ends a stage of `count` pieces after the last of them.
     void Advance(std::size_t count, Stage next);
     /// The stretch gives no beat, or this one.
@@ -127,6 +132,9 @@ private:
     Beat m_average;                                 // over m_window
     std::vector<double> m_likeness;                 // of each of m_beats
     LearnedBeat m_learned;
+    std::optional<TemplateFollower> m_matcher;  // of one lead
+    int m_matchedFrames = 0;                    // in this lead
+    std::vector<int> m_matches;                 // beats that each lead has matched alone
 };
 
 }  // namespace qz

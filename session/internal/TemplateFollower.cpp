@@ -22,12 +22,18 @@ constexpr double kPreferUpright = 0.5;
 
 }  // namespace
 
-TemplateFollower::TemplateFollower(int fs, std::size_t chn, int postJms)
-    : m_fs(fs), m_chn(chn), m_postJms(postJms), m_order(chn), m_frame(chn), m_levels(chn), m_slopes(chn) {}
+TemplateFollower::TemplateFollower(int fs, std::vector<std::size_t> leads, int postJms)
+    : m_fs(fs),
+      m_order(std::move(leads)),
+      m_chn(m_order.size()),
+      m_postJms(postJms),
+      m_frame(m_chn),
+      m_levels(m_chn),
+      m_slopes(m_chn) {}
 
-bool TemplateFollower::Reaches(const LearnedBeat& beat) const {
-    return beat.posQ - MsToSamples(TemplGeometry::kZeroWidthMs, m_fs) >= 1 &&
-           beat.posJ + MsToSamples(kSTOffsetMs, m_fs) + MsToSamples(m_postJms, m_fs) < beat.length;
+bool TemplateFollower::Reaches(const LearnedBeat& beat, int fs, int postJms) {
+    return beat.posQ - MsToSamples(TemplGeometry::kZeroWidthMs, fs) >= 1 &&
+           beat.posJ + MsToSamples(kSTOffsetMs, fs) + MsToSamples(postJms, fs) < beat.length;
 }
 
 void TemplateFollower::Start(const LearnedBeat& beat) {
@@ -56,28 +62,25 @@ void TemplateFollower::Start(const LearnedBeat& beat) {
 
 void TemplateFollower::OrderLeads(const LearnedBeat& beat) {
     double bestUpright = 0, bestInverted = 0;
-    std::size_t upright = 0, inverted = 0;
-    for (std::size_t c = 0; c < m_chn; ++c) {
-        if (!beat.usable[c]) continue;
-        const auto first = beat.rows[c].begin() + beat.posQ;
-        const auto last = beat.rows[c].begin() + beat.posJ;
+    auto upright = m_order.begin(), inverted = m_order.begin();
+    for (auto lead = m_order.begin(); lead != m_order.end(); ++lead) {
+        const auto first = beat.rows[*lead].begin() + beat.posQ;
+        const auto last = beat.rows[*lead].begin() + beat.posJ;
         const auto [lowest, highest] = std::minmax_element(first, last + 1);
         const double standsOut = *highest - std::max(*first, *last);
         const double hangsDown = std::min(*first, *last) - *lowest;
         if (standsOut > bestUpright) {
             bestUpright = standsOut;
-            upright = c;
+            upright = lead;
         }
         if (hangsDown > bestInverted) {
             bestInverted = hangsDown;
-            inverted = c;
+            inverted = lead;
         }
     }
     m_isLastInverted = bestUpright < kPreferUpright * bestInverted;
-    std::iota(m_order.begin(), m_order.end(), std::size_t{0});
-    const std::size_t decisive = m_isLastInverted ? inverted : upright;
-    m_order.erase(m_order.begin() + static_cast<std::ptrdiff_t>(decisive));
-    m_order.push_back(decisive);
+    const auto decisive = m_isLastInverted ? inverted : upright;
+    std::rotate(decisive, decisive + 1, m_order.end());
 }
 
 bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
@@ -113,17 +116,13 @@ bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
     return true;
 }
 
-std::vector<std::vector<float>> TemplateFollower::BeatUv() const {
-    if (!HasBeat()) return {};
-    std::vector<std::vector<float>> rows(m_chn);
+void TemplateFollower::CopyBeat(std::vector<std::vector<float>>& rows) const {
     short** templ = m_match->Templ();
     for (std::size_t c = 0; c < m_chn; ++c) {
         const float uVpb = Sign(c) * static_cast<float>(kConditionedUvPerUnit);
-        std::vector<float>& row = rows[m_order[c]];
         for (int i = 0; i < m_match->TemplLength(); ++i)
-            row.push_back(uVpb * static_cast<float>(templ[c][i]));
+            rows[m_order[c]].push_back(uVpb * static_cast<float>(templ[c][i]));
     }
-    return rows;
 }
 
 BeatPositionsMs TemplateFollower::Positions() const {

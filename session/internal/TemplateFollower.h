@@ -1,5 +1,5 @@
-// TemplateFollower: a template matcher with leads in source order, upright as they are, and ST levels against
-// the PR segment.
+// TemplateFollower: a template matcher for some or all leads of a frame, in source order, upright as they
+// are, and ST levels against the PR segment.
 //
 // Three things about the matcher are looked after here:
 // - It sees each lead's first sample as a step from zero, which would lower every later correlation: it is
@@ -10,7 +10,7 @@
 // - Its zero level is a share of the PR level at most rates (TemplGeometry::ZeroShare). What it missed is
 //   measured on the averaged beat and added to its ST level.
 //
-// Only the constructor, Start and BeatUv allocate. One object belongs to one thread.
+// Only the constructor, Start and CopyBeat allocate. One object belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -25,24 +25,26 @@ namespace qz {
 
 class TemplateFollower {
 public:
-    /// fs: samples per second; chn: leads; ST is measured postJms after J + 6 ms.
-    TemplateFollower(int fs, std::size_t chn, int postJms);
+    /// fs: samples per second; `leads`: indices into a frame, one at least; ST is measured postJms after
+    /// J + 6 ms.
+    TemplateFollower(int fs, std::vector<std::size_t> leads, int postJms);
 
     /// True if the averaged beat begins before what the engine takes for Q and goes on to the ST point. The
     /// engine measures no level on others.
-    bool Reaches(const LearnedBeat& beat) const;
+    static bool Reaches(const LearnedBeat& beat, int fs, int postJms);
     /// Starts anew with this averaged beat, which Reaches: nothing of an earlier one stays.
     void Start(const LearnedBeat& beat);
     /// True once Start has been called.
     bool HasBeat() const { return m_match != nullptr; }
     /// Takes a conditioned frame. True where a beat has been folded into the averaged one; `event` then has
-    /// its levels and slopes. Its arrays have room for all leads.
+    /// the levels and slopes of these leads. Its arrays have room for all leads of the frame.
     bool Match(const short* frame, BeatEvent& event);
     /// Frames since the R of the beat that Match has just folded in.
     int SamplesSinceR() const { return m_match->Geometry().length - 1 - m_match->Geometry().posR; }
 
-    /// The averaged beat as it is now, microvolts, [lead][sample], and where its points are.
-    std::vector<std::vector<float>> BeatUv() const;
+    /// Writes the averaged beat as it is now, microvolts, [lead][sample], for these leads.
+    void CopyBeat(std::vector<std::vector<float>>& rows) const;
+    /// Where its points are; all 0 before Start.
     BeatPositionsMs Positions() const;
 
 private:
@@ -52,9 +54,9 @@ private:
     }
 
     int m_fs;
-    std::size_t m_chn;
+    std::vector<std::size_t> m_order;  // lead of the frame for each lead of the engine
+    std::size_t m_chn;                 // of these
     int m_postJms;
-    std::vector<std::size_t> m_order;    // source lead of each engine lead
     bool m_isLastInverted = false;       // the engine's last lead is upside down
     std::vector<short> m_frame;          // in the engine's order
     std::unique_ptr<CZatMatch> m_match;  // made anew by Start; null before

@@ -49,7 +49,7 @@ TEST(TemplateFollower, MeasuresJPlus6MsAgainst12MsOfPRSegment) {
         for (int i = kQ - 20; i < kQ; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
         for (int i = kJ; i < kJ + 20; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
         rows[0][static_cast<std::size_t>(kQ + atMs / kMsPerSample)] += 70;
-        TemplateFollower follower(kFs, 1, 60);
+        TemplateFollower follower(kFs, {0}, 60);
         return Told(follower, BeatOf(rows), rows.Rows())->jUv[0];
     };
     const int j = (kJ - kQ) * kMsPerSample;
@@ -67,7 +67,7 @@ TEST(TemplateFollower, PrefersAnUprightLeadOfHalfTheHeightOfAnInvertedOne) {
             rows[0][at] = Wrapped(Truncated(BeatShape((i - kR) / 500.0, {0.3, 0, 1.0 * upright})));
             rows[1][at] = Wrapped(Truncated(-BeatShape((i - kR - 10) / 500.0, {0.3, 0, 1000})));
         }
-        TemplateFollower follower(kFs, 2, 60);
+        TemplateFollower follower(kFs, {0, 1}, 60);
         follower.Start(BeatOf(rows));
         EXPECT_NEAR(follower.Positions().r, (bUpright ? kR : kR + 10) * kMsPerSample, 8) << upright;
         EXPECT_NEAR(follower.Positions().q, kQ * kMsPerSample, 1e-9);
@@ -80,7 +80,7 @@ TEST(TemplateFollower, MatchesBy280MsAroundR) {
         TemplateRows heard = averaged;  // with a block of 40 ms
         for (int i = 0; i < 20; ++i)
             heard[0][static_cast<std::size_t>(kR + fromMs / kMsPerSample + i)] -= 800;
-        TemplateFollower follower(kFs, 1, 60);
+        TemplateFollower follower(kFs, {0}, 60);
         EXPECT_EQ(Told(follower, BeatOf(averaged), heard.Rows()).has_value(), bMatches) << fromMs;
     }
 }
@@ -88,10 +88,10 @@ TEST(TemplateFollower, MatchesBy280MsAroundR) {
 TEST(TemplateFollower, ReachesWhereTheRowHoldsQAndTheSTPoint) {
     LearnedBeat beat = BeatOf(MakeTemplate(kFs, 1, kLength, kR));
     const int lastMs = (kLength - kJ) * kMsPerSample - kSTOffsetMs;
-    EXPECT_TRUE(TemplateFollower(kFs, 1, lastMs - kMsPerSample).Reaches(beat));
-    EXPECT_FALSE(TemplateFollower(kFs, 1, lastMs).Reaches(beat));
+    EXPECT_TRUE(TemplateFollower::Reaches(beat, kFs, lastMs - kMsPerSample));
+    EXPECT_FALSE(TemplateFollower::Reaches(beat, kFs, lastMs));
     for (const auto& [posQ, bReaches] : {std::pair{6, false}, {7, true}}) {  // the engine's Q is 6 earlier
         beat.posQ = static_cast<short>(posQ);
-        EXPECT_EQ(TemplateFollower(kFs, 1, 60).Reaches(beat), bReaches) << posQ;
+        EXPECT_EQ(TemplateFollower::Reaches(beat, kFs, 60), bReaches) << posQ;
     }
 }

@@ -23,7 +23,7 @@ enum {
     OCqzEventDisturbed = 5,  ///< the level of a lead jumps
     OCqzEventCalm = 6,       ///< it has not done so for a second; seconds of the last of it
     OCqzEventLearned = 7,    ///< an averaged beat is there: matching begins with the signal at `seconds`
-    OCqzEventNotLearned = 8  ///< there will be no ST values: text says why
+    OCqzEventNotLearned = 8  ///< no ST values to the end of the signal: text says why
 };
 
 /// One event. It does not change, and does not need its session.
@@ -84,7 +84,7 @@ enum {
 @property(nonatomic, readonly) double stretchSeconds;  ///< length of that stretch
 @property(nonatomic, readonly)
     double likeness;  ///< median correlation of a used beat with the average, 0 to 1
-@property(nonatomic, readonly) unsigned long long usable;  ///< bit i: the beats of lead i are alike
+@property(nonatomic, readonly) unsigned long long usable;  ///< bit i: the beats of lead i are alike and match
 @property(nonatomic, readonly) BOOL confident;             ///< NO: ST values may be off
 @end
 
