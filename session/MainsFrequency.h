@@ -23,7 +23,6 @@ constexpr int kMainsSeconds = 10;
 /// it is enough, as its electrode may be the only one that takes it up.
 ///
 /// Any thread; allocates nothing.
-[[nodiscard]] QZ_API int MeasureMainsHz(const short* frames, std::size_t count, std::size_t leads,
-                                        int fs) noexcept;
+QZ_API int MeasureMainsHz(const short* frames, std::size_t count, std::size_t leads, int fs) noexcept;
 
 }  // namespace qz
