@@ -26,12 +26,6 @@ def run(program, *arguments):
     return done.stderr.strip().splitlines()[-1] if done.returncode != 0 else ""
 
 
-def mains_option(name):
-    """American recordings have 60 Hz; the usual 50 Hz are right for the others."""
-    is_american = name.isdigit() and len(name) == 3 or name.startswith("sel") and not name.startswith("sele")
-    return ["--mains", "60"] if is_american else []
-
-
 def references(record):
     """The options that name the annotations of a record; empty without any."""
     beats, marks = record.with_suffix(".atr"), record.with_suffix(".q1c")
@@ -48,8 +42,7 @@ def evaluate_all(program, records, folder):
     """Scores by record, and messages of the records that failed."""
     def one(record):
         out = Path(folder, record.parent.name + "-" + record.name + ".json")
-        failure = run(program, "evaluate", str(record), *references(record), *mains_option(record.name),
-                      "--json", str(out))
+        failure = run(program, "evaluate", str(record), *references(record), "--json", str(out))
         return record, failure or json.loads(out.read_text())
     with ThreadPoolExecutor(os.cpu_count()) as pool:
         return list(pool.map(one, records))
@@ -162,7 +155,7 @@ def print_unmarked(program, records, folder):
     """What can be seen without marks: that there is an answer, and that it is believable."""
     def one(record):
         out = Path(folder, record.parent.name + "-" + record.name + ".json")
-        failure = run(program, "analyze", str(record), *mains_option(record.name), "--json", str(out))
+        failure = run(program, "analyze", str(record), "--json", str(out))
         return record.name, failure or json.loads(out.read_text())
     with ThreadPoolExecutor(os.cpu_count()) as pool:
         answers = list(pool.map(one, records))
@@ -244,7 +237,7 @@ def is_noisy(second):
 def st_by_beat(program, record, folder):
     """ST of every lead at every folded beat, by the time in seconds."""
     out = Path(folder, record.name + ".csv")
-    if run(program, "analyze", str(record), *mains_option(record.name[:3]), "--csv", str(out)):
+    if run(program, "analyze", str(record), "--csv", str(out)):
         return {}
     with open(out, newline="") as file:
         return {float(row["time_s"]): [float(value) if value else None for key, value in row.items() if key.endswith("_st_uv")]
@@ -274,7 +267,7 @@ def noisy_run(program, clean, header, signals, noises, gains, noise_name, level,
 
     out = record.with_suffix(".json")
     failure = run(program, "evaluate", str(record), "--ann", str(clean.with_suffix(".atr")), "--skip", "300",
-                  *mains_option(clean.name), "--json", str(out))
+                  "--json", str(out))
     score = {} if failure else json.loads(out.read_text())
     st = st_by_beat(program, record, folder)
     record.with_suffix(".dat").unlink()

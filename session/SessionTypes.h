@@ -29,6 +29,9 @@ struct ConditioningOptions {
     int mainsHz = 50;    // 50, 60 or 0 for none
     int lowpassHz = 40;  // cutoff of the low-pass, from 1 to below fs / 2; 0 for none
     int smooth = 0;      // strength of the adaptive smoother: 0 none, 1 or 2
+    // The comb of the library's filter chain instead of notch and high-pass: for mains of 50 Hz at a multiple
+    // of 50 Hz. It takes out every harmonic of the mains, delays by 740 ms and shifts ST.
+    bool comb = false;
 };
 
 /// A first averaged beat, which the matching begins with: learned by a session, or handed in by its host.

@@ -9,8 +9,26 @@
 #include "host/support/HostError.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
+#include "session/MainsFrequency.h"
 
 namespace {
+
+// The frames in which the mains are looked for; fewer where the source is shorter.
+std::vector<short> ReadAhead(FrameSource& source) {
+    const std::size_t chn = source.Info().leads.size();
+    std::vector<short> frames, frame(chn);
+    for (int left = qz::kMainsSeconds * source.Info().fs; left > 0 && source.Read(frame.data()); --left)
+        frames.insert(frames.end(), frame.begin(), frame.end());
+    return frames;
+}
+
+// The options with the mains frequency that is to be taken out.
+StressOptions WithMains(StressOptions options, int measuredHz) {
+    if (options.measureMains)
+        options.conditioner.mainsHz =
+            options.conditioner.comb ? qz::ConditioningOptions{}.mainsHz : measuredHz;
+    return options;
+}
 
 qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& options) {
     qz::SessionOptions session;
@@ -31,9 +49,12 @@ qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& opt
 StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options,
                                std::vector<AnalysisObserver*> observers)
     : m_source(source),
-      m_options(options),
       m_observers(std::move(observers)),
-      m_session(OptionsFor(source.Info(), options), *this),
+      m_ahead(ReadAhead(source)),
+      m_measuredMainsHz(qz::MeasureMainsHz(m_ahead.data(), m_ahead.size() / source.Info().leads.size(),
+                                           source.Info().leads.size(), source.Info().fs)),
+      m_options(WithMains(options, m_measuredMainsHz)),
+      m_session(OptionsFor(source.Info(), m_options), *this),
       m_strips(source.Info(), options.stripSeconds),
       m_fs(source.Info().fs),
       m_chn(source.Info().leads.size()) {
@@ -44,14 +65,18 @@ StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options
 
 StressResult StressAnalysis::Run() {
     m_result.source = m_source.Info();
-    m_result.conditioning = m_session.Conditioning();
+    m_result.conditioning =
+        (m_options.measureMains && m_options.conditioner.mainsHz == 0 ? "no mains found, " : "") +
+        m_session.Conditioning();
+    m_result.mainsHz = m_options.conditioner.mainsHz;
+    m_result.measuredMainsHz = m_measuredMainsHz;
     m_result.delayMs = m_session.DelayMs();
     m_result.postJms = m_options.postJms;
 
     std::vector<short> frame(m_chn);
     while (true) {
         m_result.interrupted = IsStopped();
-        if (m_result.interrupted || !m_source.Read(frame.data())) break;
+        if (m_result.interrupted || !ReadFrame(frame.data())) break;
         m_strips.TakeRaw(frame.data());
         for (AnalysisObserver* observer : m_observers) observer->OnFrame(frame.data());
         m_session.Push(frame.data(), 1);
@@ -62,6 +87,13 @@ StressResult StressAnalysis::Run() {
     if (m_notLearned && m_result.beatsFound.empty()) throw HostError(m_source.Info().name, *m_notLearned);
     Finish();
     return std::move(m_result);
+}
+
+bool StressAnalysis::ReadFrame(short* frame) {
+    if (m_aheadTaken == m_ahead.size()) return m_source.Read(frame);
+    std::copy_n(m_ahead.begin() + static_cast<std::ptrdiff_t>(m_aheadTaken), m_chn, frame);
+    m_aheadTaken += m_chn;
+    return true;
 }
 
 bool StressAnalysis::IsStopped() const {
@@ -191,6 +223,9 @@ void StressAnalysis::Finish() {
         m_result.warnings.push_back(std::to_string(missing) +
                                     (missing == 1 ? " strip begins" : " strips begin") +
                                     " after the end of the recording");
+    if (m_result.mainsHz != 0 && m_measuredMainsHz != 0 && m_measuredMainsHz != m_result.mainsHz)
+        m_result.warnings.push_back("the mains are of " + std::to_string(m_measuredMainsHz) + " Hz, but " +
+                                    std::to_string(m_result.mainsHz) + " Hz is taken out");
     WarnOfBadLeads("off", m_result.off);
     WarnOfBadLeads("disturbed by jumps of the baseline", m_result.disturbed);
     if (m_chn == 1)

@@ -17,6 +17,9 @@
 
 struct StressOptions {
     qz::ConditioningOptions conditioner;
+    /// The mains frequency is that which the first seconds of the source show, none where they show none;
+    /// with the comb it is 50 Hz all the same. conditioner.mainsHz counts only where this is false.
+    bool measureMains = true;
     int postJms = qz::kUsualPostJms;    // ST is measured this long after J + 6 ms
     bool relearn = false;               // learns a new averaged beat if none has matched for half a minute
     const LearnedBeat* beat = nullptr;  // the first averaged beat; null learns it from the source
@@ -25,8 +28,8 @@ struct StressOptions {
 
 class StressAnalysis : private qz::SessionObserver {
 public:
-    /// Keeps references to the source and the observers. Throws HostError for options that do not fit the
-    /// source.
+    /// Keeps references to the source and the observers, and reads the first seconds of the source. Throws
+    /// HostError for options that do not fit the source.
     StressAnalysis(FrameSource& source, const StressOptions& options,
                    std::vector<AnalysisObserver*> observers = {});
 
@@ -42,14 +45,18 @@ private:
     void OnNotLearned(const std::string& why) override;
 
     bool IsStopped() const;
+    bool ReadFrame(short* frame);
     void KeepFarthest(const STReading& reading);
     std::vector<std::vector<float>> BeatsAtFirstPositions() const;
     void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
     void Finish();
 
     FrameSource& m_source;
-    StressOptions m_options;
     std::vector<AnalysisObserver*> m_observers;
+    std::vector<short> m_ahead;    // frames read before the session was begun, for their mains
+    std::size_t m_aheadTaken = 0;  // samples of them that the session has
+    int m_measuredMainsHz;         // 0: none stands out
+    StressOptions m_options;       // with the mains frequency that is taken out
     qz::StressSession m_session;
     StripRecorder m_strips;
     StressResult m_result;

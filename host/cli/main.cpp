@@ -61,9 +61,18 @@ void AddReading(CLI::App& command, RecordOptions& options) {
 }
 
 void AddAnalysis(CLI::App& command, StressOptions& options) {
-    command.add_option("--mains", options.conditioner.mainsHz, "Mains frequency in Hz, 0 for none")
-        ->check(CLI::IsMember({0, 50, 60}))
-        ->capture_default_str();
+    command
+        .add_option_function<std::string>(
+            "--mains",
+            [&options](const std::string& mains) {
+                options.measureMains = mains == "auto";
+                if (!options.measureMains) options.conditioner.mainsHz = std::stoi(mains);
+            },
+            "Mains frequency in Hz, 0 for none; auto: that which the first 10 s show")
+        ->check(CLI::IsMember({"auto", "0", "50", "60"}))
+        ->default_str("auto");
+    command.add_flag("--comb", options.conditioner.comb,
+                     "Comb against 50 Hz instead of a notch: takes out harmonics too, and shifts ST");
     command
         .add_option("--lowpass", options.conditioner.lowpassHz, "Cutoff of the low-pass in Hz, 0 for none")
         ->check(kNotNegative)
@@ -170,7 +179,7 @@ private:
         command.footer(
             "Examples:\n"
             "  qzstress analyze --report report.html           the simulated test, with its report\n"
-            "  qzstress analyze rec/s1 --mains 60 --csv s1.csv\n"
+            "  qzstress analyze rec/s1 --csv s1.csv\n"
             "  qzstress analyze test.edf --stages stages.txt --angina 1 --report test.pdf\n"
             "  qzstress analyze test.csv --fs 500 --realtime 4");
         command.callback([this, &command] {
@@ -221,7 +230,7 @@ private:
         command.add_flag("--quiet", m_evaluate.quiet, "No table on stdout, no progress bar");
         AddReading(command, m_evaluate.reading);
         AddAnalysis(command, m_evaluate.analysis);
-        command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --mains 60 --skip 300");
+        command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --skip 300");
         command.callback([this] {
             if (m_evaluate.reference.empty() && m_evaluate.fiducials.empty())
                 throw CLI::RequiredError("--ann or --fiducials");
@@ -248,7 +257,7 @@ private:
                            "After --: handed on to every analyze");
         command.footer(
             "Example:\n"
-            "  qzstress batch records --out results -- --mains 60 --relearn");
+            "  qzstress batch records --out results -- --relearn");
         command.callback([this] {
             RefuseOutputs(m_batch.analyzeArguments);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;

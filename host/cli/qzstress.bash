@@ -2,7 +2,7 @@
 _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit"
-    local analysis="--mains --lowpass --smooth --post-j --relearn"
+    local analysis="--mains --comb --lowpass --smooth --post-j --relearn"
     local i
     COMPREPLY=()
 
@@ -22,7 +22,7 @@ _qzstress() {
         return
     fi
     case $before in
-    --mains) values="0 50 60" ;;
+    --mains) values="auto 0 50 60" ;;
     --smooth | --angina) values="0 1 2" ;;
     --protocol)
         values="bruce bicycle ramp"

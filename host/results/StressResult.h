@@ -54,6 +54,8 @@ struct FarthestBeat {
 struct StressResult {
     SourceInfo source;
     std::string conditioning;  // filters in words
+    int mainsHz = 0;           // taken out; 0: none
+    int measuredMainsHz = 0;   // stands out in the first seconds of the source; 0: none
     double delayMs = 0;        // of the filters, taken off all times
     double seconds = 0;        // length of what was read of the source
     bool interrupted = false;  // an observer ended the analysis, not the source

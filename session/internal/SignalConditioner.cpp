@@ -37,6 +37,9 @@ std::string SignalConditioner::Refusal(int fs, const ConditioningOptions& option
     if (2 * options.mainsHz >= fs)
         return "a mains filter for " + text(options.mainsHz) + " Hz needs more than " +
                text(2 * options.mainsHz) + " samples per second, here are " + text(fs) + "; 0 leaves it out";
+    if (options.comb && (options.mainsHz != 50 || fs % options.mainsHz != 0))
+        return "the comb is for mains of 50 Hz at a multiple of 50 samples per second, not for " +
+               text(options.mainsHz) + " Hz at " + text(fs);
     if (options.lowpassHz < 0 || options.lowpassHz >= (fs + 1) / 2)
         return "the low-pass must lie from 1 to below " + text(fs / 2) + " Hz, or be 0 for none, not " +
                text(options.lowpassHz);
@@ -48,8 +51,7 @@ std::string SignalConditioner::Refusal(int fs, const ConditioningOptions& option
 SignalConditioner::SignalConditioner(int fs, std::size_t chn, double uVpb, const ConditioningOptions& options)
     : m_fs(fs), m_uVpb(uVpb), m_starts(chn) {
     const int leads = static_cast<int>(chn);
-    const bool comb = options.mainsHz == 50 && m_fs % options.mainsHz == 0;
-    if (!comb) {
+    if (!options.comb) {
         m_drift.assign(chn, CHighpassFilter(kDriftCornerHz, m_fs));
         if (options.mainsHz != 0) m_notch.assign(chn, CNotchFilter(options.mainsHz, m_fs, kNotchQ));
     }
@@ -62,13 +64,13 @@ SignalConditioner::SignalConditioner(int fs, std::size_t chn, double uVpb, const
         m_delaySamples += m_smoother->DelaySamples();
     }
     m_settlingSamples = m_delaySamples;
-    if (comb) {
+    if (options.comb) {
         m_comb.emplace(options.mainsHz, m_fs, leads);
         m_delaySamples += m_comb->DelaySamples();
         m_settlingSamples += m_comb->SettlingSamples();
     }
 
-    if (comb)
+    if (options.comb)
         m_description = "comb for " + std::to_string(options.mainsHz) + " Hz mains and drift";
     else
         m_description =

@@ -7,11 +7,13 @@
 // that no electrode offset has to settle first. Where a lead is then out of range for a second more than
 // within it, as with an electrode that was off at the start or is fixed anew, it begins anew with the sample
 // it has then. Then
-// - mains of 50 Hz at a multiple of 50 Hz: the comb of the library's filter chain, which takes out every
-//   harmonic of the mains and the drift together;
-// - any other mains, or a rate at which the comb would have to resample (it is no comb for 60 Hz, and leaves
-//   a third of 50 Hz at 360 Hz): a notch, and a high-pass of 0.05 Hz against drift;
-// - no mains: the high-pass alone.
+// - a high-pass of 0.05 Hz takes out drift, and a notch the mains, where there are any: together they leave
+// ST
+//   as it is, within a few microvolts;
+// - by choice the comb of the library's filter chain does both, and takes out every harmonic of the mains. It
+// is
+//   for mains of 50 Hz at a multiple of 50 Hz: at other rates it would have to resample (at 360 Hz it leaves
+//   a third of 50 Hz), and it is no comb for 60 Hz.
 // Comb and high-pass take the mean over some beats off each beat, more at a higher rate: as it is the same
 // for the PR segment and the ST segment, an ST level measured against the PR segment is free of it. The comb
 // also leaves a hundredth of each QRS every 20 ms around it; at a rate that stays the same these add up to 20

@@ -152,7 +152,7 @@ Hashes RunAll() {
     qzStressECGLib_destroy();
     RunDoubler(hashes["qzDfs"]);
     RunIndices(hashes["ExerciseIndices"]);
-    RunSession(500, {50, 40, 0}, hashes["StressSession"]);
+    RunSession(500, {50, 40, 0, true}, hashes["StressSession"]);
     RunSession(360, {60, 75, 2}, hashes["StressSession"]);
     return hashes;
 }

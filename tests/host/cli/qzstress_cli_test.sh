@@ -29,6 +29,7 @@ head -c 5000 /dev/zero >"$work/flat.dat"
 expect_refusal 1 'not enough beats' analyze "$work/flat"
 expect_refusal 1 'low-pass' analyze "$work/flat" --lowpass 125
 expect_refusal 2 mains analyze --mains 55
+expect_refusal 1 'comb is for' analyze --mains 60 --comb
 expect_refusal 2 smooth analyze --smooth 3
 expect_refusal 2 post-j analyze --post-j 0
 expect_refusal 2 lowpass analyze --lowpass -5
@@ -84,6 +85,7 @@ for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || 
 expect_refusal 2 '--ann or --fiducials' evaluate "$work/sim"
 "$program" info "$work/clean" | grep -q '1000 Hz' || fail "the exported signal has not twice the rate"
 "$program" analyze "$work/clean" --mains 0 --lowpass 0 --quiet || fail "the exported signal cannot be analysed"
+"$program" analyze "$work/sim" --mains 60 --quiet 2>&1 | grep -q 'mains are of 50 Hz' || fail "wrong mains are not told"
 expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --csv "$work/r.csv" --export "$work/e.edf" \
     --json "$work/no/r.json"
 expect_refusal 1 'two outputs' analyze "$work/sim" --csv "$work/one" --json "$work/./one"
