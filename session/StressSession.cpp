@@ -39,6 +39,7 @@ constexpr int kKeptSeconds = kLongestStretchSeconds + 30;
 constexpr int kPiecesPerFrame = 4;
 constexpr int kMostDoublings = 12;
 constexpr int kMatchesPerFrame = 16;
+constexpr double kMatchedAfterSeconds = 0.3;
 
 // A disturbance this long after an R, or this long before it, changes the beat: the ST segment is part of it,
 // and the comb reaches far. Without the comb a beat is told half a second after its R, and a disturbance that
@@ -129,6 +130,7 @@ private:
     void LookForRelearning();
     void Follow(const LearnedBeat& beat, long long from, bool again);
     void MatchKept(long long most);
+    long long MatchEnd() const;
     void Match(long long index);
     void LeaveOutBadLeads();
     void TellRate(BeatEvent& beat) const;
@@ -325,7 +327,7 @@ void StressSession::Impl::EndLearning() {
 }
 
 void StressSession::Impl::LookForRelearning() {
-    if (!m_options.relearn || m_nextMatch < m_kept.End() || m_nextMatch - 1 < m_relearnDue ||
+    if (!m_options.relearn || m_nextMatch < MatchEnd() || m_nextMatch - 1 < m_relearnDue ||
         m_foundSinceMatch < BeatLearner::kConfidentBeats)
         return;
     BeginLearning(Phase::Relearn, m_nextMatch - FramesOf(kNoMatchSeconds), m_nextMatch);
@@ -359,7 +361,13 @@ void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool a
 
 void StressSession::Impl::MatchKept(long long most) {
     if (!m_follower.HasBeat()) return;
-    for (; most > 0 && m_nextMatch < m_kept.End(); --most) Match(m_nextMatch++);
+    for (const long long end = MatchEnd(); most > 0 && m_nextMatch < end; --most) Match(m_nextMatch++);
+}
+
+// Frames from here on wait: a beat that matches is to have its RR, which is known a little later than its
+// end.
+long long StressSession::Impl::MatchEnd() const {
+    return m_hasEnded ? m_kept.End() : m_kept.End() - static_cast<long long>(kMatchedAfterSeconds * m_fs);
 }
 
 void StressSession::Impl::Match(long long index) {

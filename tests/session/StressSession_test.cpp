@@ -243,7 +243,7 @@ void ExpectReach(bool comb, double aheadSeconds) {
 
 TEST(StressSession, ADisturbanceReachesFrom1200MsBeforeTo1500MsAfterAnd50BeatsOn) {
     ExpectReach(true, 1.2);
-    ExpectReach(false, 0.45);
+    ExpectReach(false, 0.75);
 }
 
 TEST(StressSession, LearnsFrom10SecondsOrFiveMoreAtATimeUpTo60) {
