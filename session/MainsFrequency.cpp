@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+#include "core/FloatingPoint.h"
+
 namespace qz {
 
 namespace {

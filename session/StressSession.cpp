@@ -42,7 +42,7 @@ constexpr int kMatchesPerFrame = 16;
 constexpr double kMatchedAfterSeconds = 0.3;
 
 // A disturbance this long after an R, or this long before it, changes the beat: the ST segment is part of it,
-// and the comb reaches far. Without the comb a beat is told half a second after its R, and a disturbance that
+// and the comb reaches far. Without the comb a beat is told 0.8 s after its R, and a disturbance that
 // comes later is not in it.
 constexpr double kReachAheadSeconds = 1.2;
 constexpr double kReachBackSeconds = 1.5;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "core/FloatingPoint.h"
 #include "core/stress/STtrend.h"
 #include "session/internal/Units.h"
 
