@@ -4,12 +4,15 @@
 #include <utility>
 
 #include "core/Arithmetic.h"
+#include "core/FloatingPoint.h"
 
 namespace qz {
 
 namespace {
 
-constexpr int kLongestAloneSeconds = 10;
+constexpr std::size_t kFewestTogether = 3;  // leads with a majority
+constexpr int kFreshSeconds = 10;
+constexpr double kToldAfterSeconds = 0.1;  // within this all leads have folded a beat in
 constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
 
 }  // namespace
@@ -21,32 +24,44 @@ BeatFollower::BeatFollower(int fs, std::size_t chn, int postJms) : m_fs(fs), m_c
 }
 
 void BeatFollower::Start(const LearnedBeat& beat) {
-    m_groups.clear();
-    std::vector<std::size_t> together, alone;
-    for (std::size_t lead = 0; lead < m_chn; ++lead) (beat.usable[lead] ? together : alone).push_back(lead);
-    if (together.empty()) std::swap(together, alone);
-    m_lastFolded.assign(alone.size(), std::numeric_limits<int>::min());
-    m_frames = 0;
-    std::vector<TemplateFollower> groups;
-    groups.emplace_back(m_fs, std::move(together), m_postJms);
-    for (const std::size_t lead : alone) groups.emplace_back(m_fs, std::vector{lead}, m_postJms);
-    for (TemplateFollower& group : groups) group.Start(beat);
-    m_alone = std::move(alone);
+    std::vector<std::size_t> usable, other;
+    for (std::size_t lead = 0; lead < m_chn; ++lead) (beat.usable[lead] ? usable : other).push_back(lead);
+    if (usable.empty()) std::swap(usable, other);
+    std::vector<Group> groups;
+    const auto add = [&](std::vector<std::size_t> leads, bool tells) {
+        groups.push_back({TemplateFollower(m_fs, leads, m_postJms), std::move(leads), tells, -1});
+        groups.back().matcher.Start(beat);
+    };
+    if (usable.size() >= kFewestTogether)
+        add(std::move(usable), true);
+    else
+        for (const std::size_t lead : usable) add({lead}, true);
+    for (const std::size_t lead : other) add({lead}, false);
     m_groups = std::move(groups);
+    m_frames = 0;
+    m_firstFold = -1;
 }
 
 bool BeatFollower::Match(const short* frame, BeatEvent& event) {
     ++m_frames;
-    for (std::size_t i = 0; i < m_alone.size(); ++i)
-        if (m_groups[i + 1].Match(frame, m_own)) m_lastFolded[i] = m_frames;
-    if (!m_groups.front().Match(frame, event)) return false;
-    for (std::size_t i = 0; i < m_alone.size(); ++i) {
-        const std::size_t lead = m_alone[i];
-        const bool isFresh =
-            m_frames - m_lastFolded[i] <= static_cast<long long>(kLongestAloneSeconds) * m_fs;
-        event.levelUv[lead] = isFresh ? m_own.levelUv[lead] : kNothing;
-        event.slopeUvPerMs[lead] = isFresh ? m_own.slopeUvPerMs[lead] : kNothing;
-        event.jUv[lead] = isFresh ? m_own.jUv[lead] : kNothing;
+    for (Group& group : m_groups) {
+        if (!group.matcher.Match(frame, m_own)) continue;
+        group.lastFolded = m_frames;
+        if (!group.tells || m_firstFold >= 0) continue;
+        m_firstFold = m_frames;
+        m_r = m_frames - group.matcher.SamplesSinceR();
+    }
+    if (m_firstFold < 0 || m_frames - m_firstFold < static_cast<long long>(kToldAfterSeconds * m_fs)) return false;
+    m_firstFold = -1;
+    m_toldR = m_r;
+    for (const Group& group : m_groups) {
+        const bool isFresh = group.lastFolded >= 0 &&
+                             m_frames - group.lastFolded <= static_cast<long long>(kFreshSeconds) * m_fs;
+        for (const std::size_t lead : group.leads) {
+            event.levelUv[lead] = isFresh ? m_own.levelUv[lead] : kNothing;
+            event.slopeUvPerMs[lead] = isFresh ? m_own.slopeUvPerMs[lead] : kNothing;
+            event.jUv[lead] = isFresh ? m_own.jUv[lead] : kNothing;
+        }
     }
     return true;
 }
@@ -54,7 +69,7 @@ bool BeatFollower::Match(const short* frame, BeatEvent& event) {
 std::vector<std::vector<float>> BeatFollower::BeatUv() const {
     if (!HasBeat()) return {};
     std::vector<std::vector<float>> rows(m_chn);
-    for (const TemplateFollower& group : m_groups) group.CopyBeat(rows);
+    for (const Group& group : m_groups) group.matcher.CopyBeat(rows);
     return rows;
 }
 
