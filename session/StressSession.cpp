@@ -29,14 +29,15 @@ constexpr int kMoreSeconds = 5;
 constexpr int kLongestStretchSeconds = 60;
 
 // Where beats do not match, another averaged beat is learned from them: from a short stretch where they are
-// many, else from a longer one where they come between others; after a failure later each time.
+// many, else from a longer one where they come between others; after a failure later, and from a longer one.
 struct RelearnRule {
     int seconds, fewestBeats;
 };
 constexpr RelearnRule kRelearnRules[] = {{10, 6}, {30, 10}};
 constexpr int kFewestOfFound = 3;  // with fewer than a third of the beats it is not worth while
+constexpr int kLongestRelearnSeconds = 30;
 constexpr int kFirstRelearnWaitSeconds = 5;
-constexpr int kLongestRelearnWaitSeconds = 80;
+constexpr int kLongestRelearnWaitSeconds = 20;
 
 // Conditioned frames are kept for the longest stretch and for the time in which a beat is learned from it.
 constexpr int kKeptSeconds = kLongestStretchSeconds + 30;
@@ -143,6 +144,7 @@ private:
     void MatchKept(long long most);
     long long MatchEnd() const;
     void TellBeat(long long r);
+    void MarkMatched(long long r);
     bool IsGood(std::size_t lead, double beatSeconds) const;
     void TellRate(BeatEvent& beat) const;
     double Seconds(long long index) const {
@@ -178,6 +180,7 @@ private:
 
     long long m_relearnDue = 0;        // frame from which on to look whether beats match
     long long m_relearnWait = 0;       // frames to the next attempt after one that fails
+    long long m_relearnStretch = 0;    // frames that the next attempt takes at the least
     bool m_isRelearnedMore = false;    // the beats being learned from are more than the others
     const IsGoodLead m_isGood;         // asked by the matching
 
@@ -355,7 +358,8 @@ void StressSession::Impl::LookForRelearning() {
         }
         if (unmatched < rule.fewestBeats || kFewestOfFound * unmatched < matched + unmatched) continue;
         m_isRelearnedMore = unmatched > matched;
-        return BeginLearning(Phase::Relearn, std::max(from, m_firstMatch), now);
+        const long long begin = now - std::max(FramesOf(rule.seconds), m_relearnStretch);
+        return BeginLearning(Phase::Relearn, std::max(begin, m_firstMatch), now);
     }
 }
 
@@ -364,8 +368,10 @@ void StressSession::Impl::EndRelearning() {
     const std::optional<LearnedBeat>& beat = m_learner.Result();
     if (beat && beat->confident && m_shapes.Reaches(*beat)) {
         m_relearnWait = FramesOf(kFirstRelearnWaitSeconds);
+        m_relearnStretch = 0;
         return Follow(*beat, m_stretchBegin, true);
     }
+    m_relearnStretch = std::min(m_stretchEnd - m_stretchBegin + FramesOf(kMoreSeconds), FramesOf(kLongestRelearnSeconds));
     m_relearnDue = m_stretchEnd + m_relearnWait;
     m_relearnWait = std::min(2 * m_relearnWait, FramesOf(kLongestRelearnWaitSeconds));
 }
@@ -390,6 +396,7 @@ void StressSession::Impl::MatchKept(long long most) {
     for (const long long end = MatchEnd(); most > 0 && m_shapes.Next() < end; --most) {
         const std::optional<long long> r =
             m_shapes.Match(m_kept.Frame(m_shapes.Next()), m_isGood, m_beat);
+        if (const std::optional<long long> folded = m_shapes.LastFold()) MarkMatched(*folded);
         if (r) TellBeat(*r);
     }
 }
@@ -403,13 +410,16 @@ void StressSession::Impl::TellBeat(long long r) {
     m_beat.seconds = Seconds(r);
     TellRate(m_beat);
     m_isBeatTold = true;
+    m_observer.OnBeat(m_beat);
+}
+
+void StressSession::Impl::MarkMatched(long long r) {
     const auto near = static_cast<long long>(kSameBeatSeconds * m_fs);
     for (auto found = m_found.rbegin(); found != m_found.rend(); ++found) {
         const long long index = found->frame + m_conditioner.DelaySamples();
         if (index < r - near) break;
         if (index <= r + near) found->isMatched = true;
     }
-    m_observer.OnBeat(m_beat);
 }
 
 // Whether nothing has disturbed the lead where it would change a beat.

@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t kFewestTogether = 3;  // leads with a majority
 constexpr int kFreshSeconds = 10;
+constexpr short kRenewedBeats = 6;         // of what was before a seventh is left
 constexpr double kToldAfterSeconds = 0.1;  // within this all leads have folded a beat in
 constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
 
@@ -52,7 +53,7 @@ bool BeatFollower::Match(const short* frame, const IsGoodLead& isGood, BeatEvent
     m_firstFold = -1;
     m_toldR = m_r;
     for (std::size_t lead = 0; lead < m_leads.size(); ++lead) {
-        const bool isKnown = m_leads[lead].beats == TemplateFollower::kUsualOldWeight &&
+        const bool isKnown = m_leads[lead].beats >= kRenewedBeats &&
                              m_frames - m_leads[lead].lastFold <= static_cast<long long>(kFreshSeconds) * m_fs &&
                              isGood(lead, SamplesSinceR());
         event.levelUv[lead] = isKnown ? m_own.levelUv[lead] : kNothing;

@@ -63,12 +63,14 @@ long long BeatShapes::Next() const {
 std::optional<long long> BeatShapes::Match(const short* frame, const IsGoodLead& isGood, BeatEvent& event) {
     const long long index = Next();
     std::optional<long long> told;
+    m_lastFold.reset();
     for (std::size_t i = 0; i < m_shapes.size(); ++i) {
         Shape& shape = m_shapes[i];
         if (shape.next != index) continue;
         ++shape.next;
         if (!shape.follower.Match(frame, isGood, m_found)) continue;
         shape.lastBeat = index - shape.follower.SamplesSinceR();
+        m_lastFold = shape.lastBeat;
         if (const std::optional<long long> r = TakeBeat(i, index, event)) told = r;
     }
     if (!told && m_waitingR && index >= m_waitingUntil) told = Tell(event);

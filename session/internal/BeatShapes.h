@@ -36,6 +36,9 @@ public:
     long long Next() const;
     /// Takes conditioned frame Next(). The frame of the R of a beat that is to be told; `event` has its values.
     std::optional<long long> Match(const short* frame, const IsGoodLead& isGood, BeatEvent& event);
+    /// The frame of the R of a beat that the last call of Match has folded into a shape, told or not.
+    const std::optional<long long>& LastFold() const { return m_lastFold; }
+
     /// A bad beat has been folded into this lead: the next ones take the place of what there is.
     void Renew(std::size_t lead);
 
@@ -64,6 +67,7 @@ private:
     std::size_t m_dominant = 0;  // index of m_shapes
     int m_learned = 0;           // shapes so far
     BeatEvent m_found;           // values of the shape that matches
+    std::optional<long long> m_lastFold;  // frame
     // A beat that waits for the dominant shape to have it too.
     std::optional<long long> m_waitingR;  // frame
     long long m_waitingUntil = 0;         // frame
