@@ -33,10 +33,10 @@ constexpr int kLongestStretchSeconds = 60;
 struct RelearnRule {
     int seconds, fewestBeats;
 };
-constexpr RelearnRule kRelearnRules[] = {{10, 6}, {30, 10}};
+constexpr RelearnRule kRelearnRules[] = {{10, 7}, {30, 10}};
 constexpr int kFewestOfFound = 3;  // with fewer than a third of the beats it is not worth while
 constexpr int kLongestRelearnSeconds = 30;
-constexpr int kFirstRelearnWaitSeconds = 5;
+constexpr int kFirstRelearnWaitSeconds = 2;
 constexpr int kLongestRelearnWaitSeconds = 20;
 
 // Conditioned frames are kept for the longest stretch and for the time in which a beat is learned from it.
@@ -172,17 +172,17 @@ private:
     bool m_hasEnded = false;  // Finish was called
 
     Phase m_phase = Phase::Gather;
-    int m_stretchSeconds = kFirstStretchSeconds;  // to learn from next
+    int m_stretchSeconds = kFirstStretchSeconds;     // to learn from next
     long long m_stretchBegin = 0, m_stretchEnd = 0;  // frames being learned from
-    long long m_learnsSince = 0;                  // frame with which the present learning began
-    std::optional<LearnedBeat> m_learned;         // the best so far, while it is not confident
-    long long m_firstMatch = 0;                   // frame from which on there is something to match
+    long long m_learnsSince = 0;                     // frame with which the present learning began
+    std::optional<LearnedBeat> m_learned;            // the best so far, while it is not confident
+    long long m_firstMatch = 0;                      // frame from which on there is something to match
 
-    long long m_relearnDue = 0;        // frame from which on to look whether beats match
-    long long m_relearnWait = 0;       // frames to the next attempt after one that fails
-    long long m_relearnStretch = 0;    // frames that the next attempt takes at the least
-    bool m_isRelearnedMore = false;    // the beats being learned from are more than the others
-    const IsGoodLead m_isGood;         // asked by the matching
+    long long m_relearnDue = 0;      // frame from which on to look whether beats match
+    long long m_relearnWait = 0;     // frames to the next attempt after one that fails
+    long long m_relearnStretch = 0;  // frames that the next attempt takes at the least
+    bool m_isRelearnedMore = false;  // the beats being learned from are more than the others
+    const IsGoodLead m_isGood;       // asked by the matching
 
     BeatEvent m_beat;                    // the last one told
     bool m_isBeatTold = false;           // m_beat is one that has been told
@@ -238,6 +238,7 @@ void StressSession::Impl::Finish() {
     if (m_phase == Phase::Gather) Gather();
     if (m_phase == Phase::Learn || m_phase == Phase::Relearn) Learn(std::numeric_limits<long long>::max());
     MatchKept(std::numeric_limits<long long>::max());
+    while (const std::optional<long long> r = m_shapes.Finish(m_isGood, m_beat)) TellBeat(*r);
     m_watch.Finish();
     TellLeads();
 }
@@ -359,7 +360,7 @@ void StressSession::Impl::LookForRelearning() {
         if (unmatched < rule.fewestBeats || kFewestOfFound * unmatched < matched + unmatched) continue;
         m_isRelearnedMore = unmatched > matched;
         const long long begin = now - std::max(FramesOf(rule.seconds), m_relearnStretch);
-        return BeginLearning(Phase::Relearn, std::max(begin, m_firstMatch), now);
+        return BeginLearning(Phase::Relearn, std::max(begin, m_firstMatch), m_kept.End());
     }
 }
 
@@ -371,7 +372,8 @@ void StressSession::Impl::EndRelearning() {
         m_relearnStretch = 0;
         return Follow(*beat, m_stretchBegin, true);
     }
-    m_relearnStretch = std::min(m_stretchEnd - m_stretchBegin + FramesOf(kMoreSeconds), FramesOf(kLongestRelearnSeconds));
+    m_relearnStretch =
+        std::min(m_stretchEnd - m_stretchBegin + FramesOf(kMoreSeconds), FramesOf(kLongestRelearnSeconds));
     m_relearnDue = m_stretchEnd + m_relearnWait;
     m_relearnWait = std::min(2 * m_relearnWait, FramesOf(kLongestRelearnWaitSeconds));
 }
@@ -394,8 +396,7 @@ void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool a
 void StressSession::Impl::MatchKept(long long most) {
     if (!m_shapes.HasBeat()) return;
     for (const long long end = MatchEnd(); most > 0 && m_shapes.Next() < end; --most) {
-        const std::optional<long long> r =
-            m_shapes.Match(m_kept.Frame(m_shapes.Next()), m_isGood, m_beat);
+        const std::optional<long long> r = m_shapes.Match(m_kept.Frame(m_shapes.Next()), m_isGood, m_beat);
         if (const std::optional<long long> folded = m_shapes.LastFold()) MarkMatched(*folded);
         if (r) TellBeat(*r);
     }
@@ -425,9 +426,10 @@ void StressSession::Impl::MarkMatched(long long r) {
 // Whether nothing has disturbed the lead where it would change a beat.
 bool StressSession::Impl::IsGood(std::size_t lead, double beatSeconds) const {
     const double filterSeconds = DelayMs() / kMsPerSecond;
-    const double swing = m_options.conditioning.comb ? 0 : kSwingSeconds;
-    return m_watch.IsGood(lead, {beatSeconds - kBeatBackSeconds - filterSeconds - swing,
-                                 beatSeconds + kBeatAheadSeconds + filterSeconds});
+    return m_watch.IsGood(
+        lead,
+        {beatSeconds - kBeatBackSeconds - filterSeconds, beatSeconds + kBeatAheadSeconds + filterSeconds},
+        m_options.conditioning.comb ? 0 : kSwingSeconds);
 }
 
 // The heart rate shown at the time of a beat, and its RR where it is one of those found.

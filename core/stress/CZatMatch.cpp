@@ -286,7 +286,8 @@ int CZatMatch::AverageBeat(int pos) {
         const int oldWeight = m_oldWeights[c];
         int slot = pos;
         for (int i = 0; i < length; ++i) {
-            if (oldWeight != kLeaveOut) t[i] = WrapToSample((ring[slot] + oldWeight * t[i]) / (oldWeight + 1));
+            if (oldWeight != kLeaveOut)
+                t[i] = WrapToSample((ring[slot] + oldWeight * t[i]) / (oldWeight + 1));
             if (posQ < i && i < posJ && t[i] > t[R]) R = i;
             if (++slot == length) slot = 0;
         }

@@ -23,7 +23,8 @@ short SmoothTrend(short value, CLowpassFilter2& smoother, bool first) {
 
 template <typename T>
 static void SmoothAll(std::vector<T>& values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
-    for (std::size_t i = 0; i < smoothers.size(); ++i) values[i] = SmoothTrend(values[i], smoothers[i], first);
+    for (std::size_t i = 0; i < smoothers.size(); ++i)
+        values[i] = SmoothTrend(values[i], smoothers[i], first);
     first = false;
 }
 

@@ -50,21 +50,32 @@ bool BeatFollower::Match(const short* frame, const IsGoodLead& isGood, BeatEvent
     }
     if (m_firstFold < 0 || m_frames - m_firstFold < static_cast<long long>(kToldAfterSeconds * m_fs))
         return false;
+    Tell(isGood, event);
+    return true;
+}
+
+bool BeatFollower::Finish(const IsGoodLead& isGood, BeatEvent& event) {
+    if (m_firstFold < 0) return false;
+    Tell(isGood, event);
+    return true;
+}
+
+void BeatFollower::Tell(const IsGoodLead& isGood, BeatEvent& event) {
     m_firstFold = -1;
     m_toldR = m_r;
     for (std::size_t lead = 0; lead < m_leads.size(); ++lead) {
-        const bool isKnown = m_leads[lead].beats >= kRenewedBeats &&
-                             m_frames - m_leads[lead].lastFold <= static_cast<long long>(kFreshSeconds) * m_fs &&
-                             isGood(lead, SamplesSinceR());
+        const bool isKnown =
+            m_leads[lead].beats >= kRenewedBeats &&
+            m_frames - m_leads[lead].lastFold <= static_cast<long long>(kFreshSeconds) * m_fs &&
+            isGood(lead, SamplesSinceR());
         event.levelUv[lead] = isKnown ? m_own.levelUv[lead] : kNothing;
         event.slopeUvPerMs[lead] = isKnown ? m_own.slopeUvPerMs[lead] : kNothing;
         event.jUv[lead] = isKnown ? m_own.jUv[lead] : kNothing;
     }
-    return true;
 }
 
-// What of a lead's averaged beat is of the past counts as much as the first beat, so that a noisy one does not
-// take its place.
+// What of a lead's averaged beat is of the past counts as much as the first beat, so that a noisy one does
+// not take its place.
 void BeatFollower::Weigh(Group& group, const IsGoodLead& isGood) {
     for (const std::size_t index : group.leads) {
         Lead& lead = m_leads[index];

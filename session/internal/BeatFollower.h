@@ -1,10 +1,10 @@
 // BeatFollower: follows an averaged beat on all leads of a frame.
 //
 // Three leads or more that were usable when the beat was learned are matched together, by majority: a beat
-// that these fold in is told. One or two know no majority: each is matched alone, and a beat that either folds
-// in is told. The other leads are matched alone too, so that a bad one neither keeps the rest from matching
-// nor goes without values where it is good. A lead that is matched alone has the values of its own last beat,
-// while that is not more than 10 s ago.
+// that these fold in is told. One or two know no majority: each is matched alone, and a beat that either
+// folds in is told. The other leads are matched alone too, so that a bad one neither keeps the rest from
+// matching nor goes without values where it is good. A lead that is matched alone has the values of its own
+// last beat, while that is not more than 10 s ago.
 //
 // Of a beat only the good leads are folded in. Where a lead has had none for 10 s its averaged beat is of the
 // past: it is renewed by the next beats, which count more at first, and has no values until it is.
@@ -31,10 +31,12 @@ public:
     BeatFollower(int fs, std::size_t chn, int postJms, const LearnedBeat& beat);
 
     /// Takes a conditioned frame. True where a beat has been folded into the averaged one, 0.1 s after the
-    /// first lead has: `event` then has the levels and slopes, NaN for leads without. Its arrays have room for
-    /// all leads.
+    /// first lead has: `event` then has the levels and slopes, NaN for leads without. Its arrays have room
+    /// for all leads.
     bool Match(const short* frame, const IsGoodLead& isGood, BeatEvent& event);
-    /// Frames since the R of the beat that Match has just told.
+    /// There are no more frames: true where a beat was still to be told, as of Match.
+    bool Finish(const IsGoodLead& isGood, BeatEvent& event);
+    /// Frames since the R of the beat that has just been told.
     long long SamplesSinceR() const { return m_frames - m_toldR; }
     /// A bad beat has been folded into this lead: the next ones take the place of what there is.
     void Renew(std::size_t lead) { m_leads[lead].beats = 0; }
@@ -56,6 +58,7 @@ private:
         bool isFolded = false;   // into it at the last fold of its group
     };
 
+    void Tell(const IsGoodLead& isGood, BeatEvent& event);
     void Weigh(Group& group, const IsGoodLead& isGood);
 
     int m_fs;

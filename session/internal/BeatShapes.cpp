@@ -44,7 +44,10 @@ void BeatShapes::Add(const LearnedBeat& beat, long long from, bool isDominant) {
     }
     m_shapes.push_back(std::move(shape));
     if (m_waitingR && *m_waitingR >= from) m_waitingR.reset();
-    if (isDominant) m_dominant = m_shapes.size() - 1;
+    if (!isDominant) return;
+    m_dominant = m_shapes.size() - 1;
+    for (std::size_t i = 0; i < m_dominant; ++i)
+        m_shapes[i].share = std::min(m_shapes[i].share, kShareOfOther);
 }
 
 // The dominant shape stays so, where it is not the one that is given up.
@@ -80,6 +83,16 @@ std::optional<long long> BeatShapes::Match(const short* frame, const IsGoodLead&
     });
     if (silent != m_shapes.end()) GiveUp(silent);
     return told;
+}
+
+std::optional<long long> BeatShapes::Finish(const IsGoodLead& isGood, BeatEvent& event) {
+    for (std::size_t i = 0; i < m_shapes.size(); ++i) {
+        Shape& shape = m_shapes[i];
+        if (!shape.follower.Finish(isGood, m_found)) continue;
+        shape.lastBeat = shape.next - 1 - shape.follower.SamplesSinceR();
+        if (const std::optional<long long> r = TakeBeat(i, shape.next, event)) return r;
+    }
+    return m_waitingR ? Tell(event) : std::nullopt;
 }
 
 // The beat that shape `i` has found waits; the one that waited is told, unless it is the same.

@@ -2,8 +2,8 @@
 // comes and goes.
 //
 // Each shape has a BeatFollower of its own. The dominant one, which most of the latest beats are like, gives
-// the values; beats of another shape are told without. A shape without a beat for two minutes is given up, and
-// where there are three already, the rarest of them makes room for a new one.
+// the values; beats of another shape are told without. A shape without a beat for two minutes is given up,
+// and where there are three already, the rarest of them makes room for a new one.
 //
 // A new shape may begin with frames that the others have been given already: Next tells which frame is due.
 // Beats are told in order of time, each once, as the dominant shape has it where several fold it in.
@@ -27,15 +27,19 @@ public:
 
     /// True if ST can be measured on the averaged beat.
     bool Reaches(const LearnedBeat& beat) const { return TemplateFollower::Reaches(beat, m_fs, m_postJms); }
-    /// Follows this averaged beat too, which Reaches, from frame `from` on, at once as the dominant one or not.
+    /// Follows this averaged beat too, which Reaches, from frame `from` on, at once as the dominant one or
+    /// not.
     void Add(const LearnedBeat& beat, long long from, bool isDominant);
     /// True once Add has been called.
     bool HasBeat() const { return !m_shapes.empty(); }
 
     /// The number of the frame that Match is to be given.
     long long Next() const;
-    /// Takes conditioned frame Next(). The frame of the R of a beat that is to be told; `event` has its values.
+    /// Takes conditioned frame Next(). The frame of the R of a beat that is to be told; `event` has its
+    /// values.
     std::optional<long long> Match(const short* frame, const IsGoodLead& isGood, BeatEvent& event);
+    /// There are no more frames: as Match, again and again until there is no beat to be told.
+    std::optional<long long> Finish(const IsGoodLead& isGood, BeatEvent& event);
     /// The frame of the R of a beat that the last call of Match has folded into a shape, told or not.
     const std::optional<long long>& LastFold() const { return m_lastFold; }
 
@@ -49,7 +53,7 @@ public:
 
 private:
     struct Shape {
-        int number = 0;          // in order of learning
+        int number = 0;  // in order of learning
         BeatFollower follower;
         long long next = 0;      // frame
         long long lastBeat = 0;  // frame of its R
@@ -64,9 +68,9 @@ private:
     std::size_t m_chn;
     int m_postJms;
     std::vector<Shape> m_shapes;
-    std::size_t m_dominant = 0;  // index of m_shapes
-    int m_learned = 0;           // shapes so far
-    BeatEvent m_found;           // values of the shape that matches
+    std::size_t m_dominant = 0;           // index of m_shapes
+    int m_learned = 0;                    // shapes so far
+    BeatEvent m_found;                    // values of the shape that matches
     std::optional<long long> m_lastFold;  // frame
     // A beat that waits for the dominant shape to have it too.
     std::optional<long long> m_waitingR;  // frame

@@ -23,11 +23,7 @@ constexpr double kPreferUpright = 0.5;
 }  // namespace
 
 TemplateFollower::TemplateFollower(int fs, std::vector<std::size_t> leads, int postJms)
-    : m_fs(fs),
-      m_order(std::move(leads)),
-      m_chn(m_order.size()),
-      m_postJms(postJms),
-      m_frame(m_chn) {}
+    : m_fs(fs), m_order(std::move(leads)), m_chn(m_order.size()), m_postJms(postJms), m_frame(m_chn) {}
 
 bool TemplateFollower::Reaches(const LearnedBeat& beat, int fs, int postJms) {
     return beat.posQ - MsToSamples(TemplGeometry::kZeroWidthMs, fs) >= 1 &&

@@ -72,8 +72,8 @@ private:
     // One per engine lead: smoothers of levels and slopes, and of what is added to the levels, alike, so that
     // it is as late as they are.
     std::vector<CLowpassFilter2> m_levelSmoothers, m_slopeSmoothers, m_zeroSmoothers;
-    std::vector<bool> m_areFirst;       // these still need their first value
-    std::vector<short> m_oldWeights;    // in the engine's order
+    std::vector<bool> m_areFirst;     // these still need their first value
+    std::vector<short> m_oldWeights;  // in the engine's order
 };
 
 }  // namespace qz
