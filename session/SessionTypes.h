@@ -88,6 +88,16 @@ struct BeatEvent {
     int shape = 0;  // which averaged beat it is like: their number in the order of learning
 };
 
+/// How good the signal has been lately, told every kQualitySeconds, one value per lead from 0, nothing to be
+/// measured, to 1, clean: the worst of how far the beats stand out from what lies between them, of how calm
+/// it is there, and of how like each other the beats are; 0 where the lead was off or disturbed, and until
+/// beats have been found.
+struct QualityEvent {
+    double seconds = 0;  // up to which it is
+    std::vector<float> quality;
+};
+constexpr int kQualitySeconds = 2;
+
 /// What has happened to a lead.
 struct LeadEvent {
     enum class Kind {

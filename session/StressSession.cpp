@@ -133,6 +133,7 @@ private:
     void TakeConditioned();
     void TellLeads();
     void TellBeats(long long shown);
+    void TellQuality();
     void Advance();
     void Gather();
     void BeginLearning(Phase phase, long long from, long long to);
@@ -184,6 +185,7 @@ private:
     bool m_isRelearnedMore = false;  // the beats being learned from are more than the others
     const IsGoodLead m_isGood;       // asked by the matching
 
+    QualityEvent m_quality;              // the last one told
     BeatEvent m_beat;                    // the last one told
     bool m_isBeatTold = false;           // m_beat is one that has been told
     std::vector<long long> m_toTell;     // frames of the input in which beats were found
@@ -208,6 +210,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_isGood([this](std::size_t lead, long long samplesSinceR) {
           return IsGood(lead, Seconds(m_shapes.Next() - samplesSinceR));
       }) {
+    m_quality.quality.resize(m_chn);
     m_beat.levelUv.resize(m_chn);
     m_beat.slopeUvPerMs.resize(m_chn);
     m_beat.jUv.resize(m_chn);
@@ -226,6 +229,7 @@ void StressSession::Impl::TakeFrame(const short* frame) {
     const std::vector<long long>& found = m_finder.Take(m_raw.data());
     m_toTell.insert(m_toTell.end(), found.begin(), found.end());
     TakeConditioned();
+    if (m_framesIn % FramesOf(kQualitySeconds) == 0) TellQuality();
 }
 
 // The last frame is repeated until the filters have given out everything.
@@ -276,6 +280,16 @@ void StressSession::Impl::TellBeats(long long shown) {
         m_toTell.erase(m_toTell.begin());
         m_observer.OnInterval(interval);
     }
+}
+
+void StressSession::Impl::TellQuality() {
+    m_quality.seconds = static_cast<double>(m_framesIn) / m_fs;
+    const Span span{m_quality.seconds - kQualitySeconds, m_quality.seconds};
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        const bool isGood = m_finder.HasBeats() && m_watch.IsGood(lead, span, 0);
+        m_quality.quality[lead] = isGood ? static_cast<float>(m_finder.Quality(lead)) : 0.0F;
+    }
+    m_observer.OnQuality(m_quality);
 }
 
 void StressSession::Impl::Advance() {

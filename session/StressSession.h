@@ -3,12 +3,13 @@
 //   frames -> conditioning -----> [learns the first averaged beat] -> matching ----> OnBeat
 //      +-> beats, found on all leads at once --------------------------------------> OnInterval
 //      +-> leads that are off or disturbed ----------------------------------------> OnLead
+//      +-> how good the signal of each lead is -------------------------------------> OnQuality
 //
 // The session learns the first averaged beat from the first 10 to 60 s, or is given one; from then on every
 // beat that matches is folded into it, and ST is measured on it. The frames that it learned from are matched
 // too, afterwards, some with each new frame, so that nothing is lost. Where beats do not match, it learns
-// another averaged beat from them, within 10 s where they are most of the beats. Up to three are followed side
-// by side, as of a bundle branch block that comes and goes; ST is that of the dominant one.
+// another averaged beat from them, within 10 s where they are most of the beats. Up to three are followed
+// side by side, as of a bundle branch block that comes and goes; ST is that of the dominant one.
 //
 // Work per frame is bounded: learning is cut into small pieces, of which a few are done with each frame.
 // Memory is bounded: 90 s of conditioned frames are kept. Allocates in the constructor, while it learns a
@@ -38,6 +39,7 @@ public:
     virtual void OnInterval(const IntervalEvent& /*interval*/) {}
     virtual void OnBeat(const BeatEvent& /*beat*/) {}
     virtual void OnLead(const LeadEvent& /*event*/) {}
+    virtual void OnQuality(const QualityEvent& /*event*/) {}
     /// An averaged beat has been learned, or taken over from the options: matching begins with the signal at
     /// fromSeconds. `again`: it takes the place of an earlier one.
     virtual void OnLearned(const LearnedBeat& /*beat*/, double /*fromSeconds*/, bool /*again*/) {}

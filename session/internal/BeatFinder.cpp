@@ -65,6 +65,12 @@ constexpr double kCautionSpreads = 2;
 constexpr double kLeastAlike = 0.3;  // to count for the shape
 constexpr double kShapeShare = 1.0 / 8;
 
+// Quality: between these figures of a lead it goes from 0 to 1.
+constexpr double kGoodDistance = 0.7;                 // of a beat from what lies between them; from 0 on
+constexpr double kRestless = 0.5;                     // floor as a part of a beat; down to kCalmFloor
+constexpr double kUnlike = 0.5, kGoodLikeness = 0.9;  // of its beats
+constexpr double kLikenessShare = 1.0 / 4;
+
 // Search back and pauses.
 constexpr double kPause = 1.5;  // intervals without a beat
 constexpr double kSearchedSeconds = 1.75, kBeforeNextSeconds = 0.3;
@@ -442,6 +448,8 @@ void BeatFinder::LearnShape(long long place) {
     Fit fit;
     if (m_hasShape) {
         fit = Compare(place);
+        for (std::size_t c = 0; c < m_chn; ++c)
+            m_leads[c].likeness += kLikenessShare * (Likeness(c, place + fit.shift) - m_leads[c].likeness);
         if (fit.likeness < kLeastAlike) return;
     }
     const double share = m_hasShape ? kShapeShare : 1;
@@ -458,25 +466,40 @@ void BeatFinder::LearnShape(long long place) {
 // The best mean correlation of the leads with the shape, a little to the left or right.
 BeatFinder::Fit BeatFinder::Compare(long long place) const {
     Fit best;
-    const long long half = Places(kShapeHalfSeconds), most = Places(kShapeShiftSeconds);
+    const long long most = Places(kShapeShiftSeconds);
     for (long long shift = -most; shift <= most; ++shift) {
         double sum = 0, weights = 0;
         for (std::size_t c = 0; c < m_chn; ++c) {
             if (m_leads[c].weight <= 0) continue;
-            double xy = 0, xx = 0, yy = 0;
-            for (long long k = -half; k <= half; ++k) {
-                const double x = static_cast<double>(m_band.Row(place + shift + k)[c]);
-                const double y = m_shape[static_cast<std::size_t>(k + half) * m_chn + c];
-                xy += x * y;
-                xx += x * x;
-                yy += y * y;
-            }
-            if (xx > 0 && yy > 0) sum += m_leads[c].weight * xy / std::sqrt(xx * yy);
+            sum += m_leads[c].weight * Likeness(c, place + shift);
             weights += m_leads[c].weight;
         }
         if (weights > 0 && sum / weights > best.likeness) best = {sum / weights, shift};
     }
     return best;
+}
+
+// The correlation of a lead with its shape; 0 where either is flat.
+double BeatFinder::Likeness(std::size_t lead, long long place) const {
+    const long long half = Places(kShapeHalfSeconds);
+    double xy = 0, xx = 0, yy = 0;
+    for (long long k = -half; k <= half; ++k) {
+        const double x = static_cast<double>(m_band.Row(place + k)[lead]);
+        const double y = m_shape[static_cast<std::size_t>(k + half) * m_chn + lead];
+        xy += x * y;
+        xx += x * x;
+        yy += y * y;
+    }
+    return xx > 0 && yy > 0 ? xy / std::sqrt(xx * yy) : 0;
+}
+
+double BeatFinder::Quality(std::size_t index) const {
+    const Lead& lead = m_leads[index];
+    if (lead.size < kLeastUv) return 0;
+    const double standsOut = (1 - lead.noise / lead.size) / kGoodDistance;
+    const double calm = (kRestless - lead.floor / lead.size) / (kRestless - kCalmFloor);
+    const double alike = (lead.likeness - kUnlike) / (kGoodLikeness - kUnlike);
+    return std::clamp(std::min({standsOut, calm, alike}), 0.0, 1.0);
 }
 
 }  // namespace qz

@@ -38,6 +38,12 @@ public:
     /// There are no more frames: the beats that are still to be told.
     const std::vector<long long>& Finish();
 
+    /// True once a beat has been found.
+    bool HasBeats() const { return m_lastBeat >= 0; }
+    /// How well the lead shows beats, from 0 to 1: the worst of how far they stand out from what lies between
+    /// them, of how calm it is, and of how like each other they are. What fuses the leads is made of the
+    /// same.
+    double Quality(std::size_t lead) const;
     /// Per lead whether it counts for at least a twentieth of what the best one does. Allocates.
     std::vector<bool> ClearLeads() const;
 
@@ -82,6 +88,7 @@ private:
         double size = 0, noise = 0, slope = 0;  // what is usual of these
         double floor = 0;                       // of the envelope
         double weight = 0;
+        double likeness = 1;  // of its latest beats with their running mean, -1 to 1
     };
     struct Candidate {
         long long place = 0;
@@ -112,6 +119,7 @@ private:
         long long shift = 0;
     };
     Fit Compare(long long place) const;
+    double Likeness(std::size_t lead, long long place) const;
     double Largest(const Ring& ring, std::size_t lead, long long from, long long to) const;
     double Fused(long long place) const { return static_cast<double>(*m_fused.Row(place)); }
     long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
