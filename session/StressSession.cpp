@@ -55,6 +55,8 @@ constexpr double kDecidedAfterSeconds = 0.8;  // after its R a beat has been tol
 constexpr double kBeatAheadSeconds = 0.42, kBeatBackSeconds = 0.3;
 constexpr double kSwingSeconds = 3;
 
+constexpr int kFirstQualitySeconds = 6;  // the first beats are known before
+
 constexpr std::size_t kMostLeads = 64;
 constexpr std::size_t kKeptRates = static_cast<std::size_t>(kKeptSeconds) * 5;  // at 300 beats/min
 constexpr double kSameBeatSeconds = 0.15;  // R of a matched beat and the middle of its QRS are closer
@@ -283,6 +285,7 @@ void StressSession::Impl::TellBeats(long long shown) {
 }
 
 void StressSession::Impl::TellQuality() {
+    if (!m_finder.HasBeats() && m_framesIn < FramesOf(kFirstQualitySeconds)) return;
     m_quality.seconds = static_cast<double>(m_framesIn) / m_fs;
     const Span span{m_quality.seconds - kQualitySeconds, m_quality.seconds};
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
