@@ -5,6 +5,7 @@
 // Memory grows by the trends alone. Any number of analyses may run at once.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +25,7 @@ struct StressOptions {
     bool relearn = false;               // learns a new averaged beat if none has matched for half a minute
     const LearnedBeat* beat = nullptr;  // the first averaged beat; null learns it from the source
     std::vector<double> stripSeconds;   // starts of the strips
+    std::optional<ReferenceStretch> reference;  // empty: the first half minute of ST values
 };
 
 class StressAnalysis : private qz::SessionObserver {
@@ -46,7 +48,8 @@ private:
 
     bool IsStopped() const;
     bool ReadFrame(short* frame);
-    void KeepFarthest(const STReading& reading);
+    void KeepBeats(const STReading& reading);
+    void FinishBeats();
     std::vector<std::vector<float>> BeatsAtFirstPositions() const;
     void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
     void Finish();
@@ -62,7 +65,10 @@ private:
     StressResult m_result;
     int m_fs;
     std::size_t m_chn;
-    long long m_framesShown = 0;              // conditioned
-    std::vector<double> m_firstLevelsUv;      // per lead; empty in the first half minute of readings
-    std::optional<std::string> m_notLearned;  // why there is no averaged beat
+    long long m_framesShown = 0;                         // conditioned
+    std::ptrdiff_t m_beatSamples = 0;                    // length of the first learned beat
+    std::vector<BeatThen> m_lowest, m_highest;           // per lead
+    std::vector<std::vector<double>> m_referenceSumsUv;  // of the averaged beats in the reference
+    std::vector<int> m_referenceBeats;                   // per lead, in these sums
+    std::optional<std::string> m_notLearned;             // why there is no averaged beat
 };

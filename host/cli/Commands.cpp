@@ -17,6 +17,7 @@
 #include "host/report/ReportDrawing.h"
 #include "host/report/TextReport.h"
 #include "host/results/Evaluate.h"
+#include "host/results/Reference.h"
 #include "host/results/ResultFiles.h"
 #include "host/simulate/SimulatedTest.h"
 #include "host/simulate/TruthFile.h"
@@ -149,6 +150,8 @@ bool Analyze(AnalyzeOptions options) {
     if (options.analysis.stripSeconds.empty() && !options.report.empty())
         options.analysis.stripSeconds = DefaultStrips(info, options.exercise.stages);
 
+    options.analysis.reference = ChooseReference(options.reference, options.exercise.stages);
+
     InterruptWatch interrupt;
     Outputs outputs(options, info);
     PendingFile::RefuseOverwriting(source->Files());
@@ -176,6 +179,8 @@ bool Analyze(AnalyzeOptions options) {
     if (!result.interrupted)
         for (std::string& warning : CheckExercise(options.exercise, result.seconds))
             warnings.push_back(std::move(warning));
+    for (std::string& warning : CheckReference(result, options.exercise.stages))
+        warnings.push_back(std::move(warning));
     result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
     const ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
     PrintWarnings(result);

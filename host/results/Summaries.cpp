@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "host/results/Reference.h"
 #include "host/support/Units.h"
 
 double Median(std::vector<double> values) {
@@ -15,21 +16,18 @@ double Median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
-std::vector<double> FirstMedians(const StressResult& result, LeadValues values) {
-    std::vector<double> firsts;
-    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
-        std::vector<double> first;
-        double until = kNothing;  // seconds
-        for (const STReading& beat : result.beats) {
-            const double value = (beat.*values)[lead];
-            if (beat.seconds > until) break;
-            if (std::isnan(value)) continue;
-            if (first.empty()) until = beat.seconds + kFirstSeconds;
-            first.push_back(value);
+double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
+    constexpr double kFromMs = 20, kToMs = 8;  // before Q
+    const double msPerSample = kMsPerSecond / result.source.fs;
+    double sum = 0, count = 0, ms = 0;
+    for (const float uV : beatUv) {
+        if (ms >= result.positions.q - kFromMs && ms <= result.positions.q - kToMs && std::isfinite(uV)) {
+            sum += uV;
+            ++count;
         }
-        firsts.push_back(Median(std::move(first)));
+        ms += msPerSample;
     }
-    return firsts;
+    return count > 0 ? sum / count : 0;
 }
 
 double STHRindex(double levelUv, double bpm) { return bpm > 0 ? levelUv / bpm : kNothing; }
@@ -73,13 +71,13 @@ std::vector<MinuteRow> SummarizeMinutes(const StressResult& result) {
 std::vector<LeadSummary> SummarizeLeads(const StressResult& result) {
     std::vector<LeadSummary> leads;
     if (result.beats.empty()) return leads;
-    for (const double firstUv : FirstMedians(result, &STReading::levelUv)) {
-        LeadSummary summary{firstUv, kNothing, kNothing, kNothing, kNothing, kNothing, kNothing};
+    for (const double referenceUv : MeasureReference(result).levelUv) {
+        LeadSummary summary{referenceUv, kNothing, kNothing, kNothing, kNothing, kNothing, kNothing};
         const std::size_t lead = leads.size();
         for (const STReading& beat : result.beats) {
-            const double levelUv = beat.levelUv[lead], changeUv = levelUv - firstUv;
-            if (std::isnan(levelUv) || std::abs(changeUv) <= std::abs(summary.changeUv)) continue;
-            summary = {firstUv,     changeUv,
+            const double levelUv = beat.levelUv[lead], changeUv = levelUv - referenceUv;
+            if (std::isnan(changeUv) || std::abs(changeUv) <= std::abs(summary.changeUv)) continue;
+            summary = {referenceUv, changeUv,
                        levelUv,     beat.slopeUvPerMs[lead],
                        beat.bpm,    STHRindex(levelUv, beat.bpm),
                        beat.seconds};
