@@ -43,8 +43,8 @@ using Time = std::chrono::steady_clock::time_point;
 constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};
 constexpr const char* kTableHeading =
     "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
-    "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,duke,pwc130_w,"
-    "pwc150_w,pwc170_w,warnings";
+    "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,reference_from_s,"
+    "reference_to_s,duke,pwc130_w,pwc150_w,pwc170_w,warnings";
 
 struct Task {
     std::string record;
@@ -154,6 +154,9 @@ std::string TableRow(const std::string& record, const Json& result) {
             << ',' << Figure(worst->at("slope_then_uv_per_ms"), 3);
     else
         out << ",,,";
+    const Json& reference = result.at("reference");
+    for (const char* end : {"from_s", "to_s"})
+        out << ',' << (reference.is_null() ? "" : Figure(reference.at(end), 1));
     out << ',' << Figure(exercise.at("duke"), 0) << ',' << Figure(exercise.at("pwc130_w"), 1) << ','
         << Figure(exercise.at("pwc150_w"), 1) << ',' << Figure(exercise.at("pwc170_w"), 1) << ','
         << result.at("warnings").size() << '\n';

@@ -122,12 +122,12 @@ void DrawEnlarged(Canvas& canvas, const StressResult& result, std::size_t lead, 
 // "reference", "9:51" or "latest" with its kind of line and its figures.
 void DrawFigures(Canvas& canvas, Point at, double widthMm, const std::string& which, const Pen& pen,
                  double levelUv, double slopeUvPerMs) {
-    constexpr double kSampleMm = 5;
+    constexpr double kSampleMm = 5, kNameMm = 12.5;
     canvas.DrawLine({at.x, at.y - 0.8}, {at.x + kSampleMm, at.y - 0.8}, pen);
     canvas.DrawText({at.x + kSampleMm + 1.2, at.y}, which, {6.5, false, kMuted});
-    canvas.DrawText({at.x + kSampleMm + 10, at.y},
+    canvas.DrawText({at.x + kSampleMm + kNameMm, at.y},
                     "ST " + Number(levelUv, 0) + " µV,  slope " + Number(slopeUvPerMs, 2) + " µV/ms",
-                    {7, false, kInk}, widthMm - kSampleMm - 10);
+                    {7, false, kInk}, widthMm - kSampleMm - kNameMm);
 }
 
 void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell,

@@ -71,7 +71,7 @@ std::string DescribeDuke(const ExerciseSummary& exercise) {
     if (duke.risk != nullptr) return text + ", " + duke.risk + " risk";
     text += ", no class of risk: ";
     if (!IsBruce(exercise.stages)) text += kDukeRemark;
-    if (!exercise.angina) text += IsBruce(exercise.stages) ? "angina not given" : ", and angina not given";
+    if (!exercise.angina) text += IsBruce(exercise.stages) ? "angina not given" : ", angina not given";
     return text;
 }
 
@@ -279,18 +279,18 @@ ReportTable MakeStageTable(const Findings& findings) {
 ReportTable MakeLeadTable(const Findings& findings) {
     const StressResult& result = findings.result;
     ReportTable table{"ST per lead",
-                      {{"Lead", "", 1.1, true},
-                       {"Reference level", "µV", 1.1},
-                       {"Largest change", "µV", 1.2},
-                       {"Largest change", "mm", 1.2},
+                      {{"Lead", "", 0.9, true},
+                       {"Reference", "µV"},
+                       {"Largest change", "µV", 1.4},
+                       {"Largest change", "mm", 1.4},
                        {"Level then", "µV"},
                        {"Slope then", "µV/ms"},
-                       {"Heart rate then", "beats/min", 1.3},
-                       {"When", "min:s"},
-                       {"STHRindex then", "µV/(beats/min)", 1.2},
-                       {"ST/HR index", "µV/(beats/min)", 1.2},
-                       {"ST/HR slope", "µV/(beats/min)", 1.2},
-                       {"Latest level", "µV"}},
+                       {"Heart rate then", "beats/min", 1.45},
+                       {"When", "min:s", 0.8},
+                       {"STHRindex", "µV/(beats/min)", 1.25},
+                       {"ST/HR index", "µV/(beats/min)", 1.25},
+                       {"ST/HR slope", "µV/(beats/min)", 1.25},
+                       {"Latest level", "µV", 1.1}},
                       {},
                       findings.worstLead};
     if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";

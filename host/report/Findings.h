@@ -39,7 +39,7 @@ struct ReportTable {
 };
 
 /// Stands in the place of a risk where the stages are not those of Bruce.
-constexpr const char* kDukeRemark = "made for the Bruce treadmill protocol";
+constexpr const char* kDukeRemark = "not the Bruce protocol";
 /// "-1.8, moderate risk", or why there is no class of risk.
 std::string DescribeDuke(const ExerciseSummary& exercise);
 /// "horizontal ST depression of 2.2 mm in V5 at 9:51 (stage 3)", and whether it is below 1 mm.

@@ -34,7 +34,9 @@ double FindRecoveredBpm(const StressResult& result, double referenceBpm) {
 
 std::string DescribeStretch(const StressResult& result) {
     const Span& span = result.reference.span;
-    return Clock(span.fromSeconds) + " to " + Clock(std::min(span.toSeconds, result.seconds)) + " min:s";
+    const bool isWithin = span.fromSeconds < result.seconds;
+    return Clock(span.fromSeconds) + " to " +
+           Clock(isWithin ? std::min(span.toSeconds, result.seconds) : span.toSeconds) + " min:s";
 }
 
 }  // namespace

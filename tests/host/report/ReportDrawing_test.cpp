@@ -160,8 +160,8 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(html,
                 HasSubstr("<dt>Reference</dt><dd>0:00 to 0:30 min:s, first half minute of ST values: 30 "
                           "beats, 62 beats/min</dd>"));
-    EXPECT_THAT(html, HasSubstr("<dt>Duke score</dt><dd>7.0, no class of risk: made for the Bruce treadmill "
-                                "protocol, and angina not given</dd>"));
+    EXPECT_THAT(html, HasSubstr("<dt>Duke score</dt><dd>7.0, no class of risk: not the Bruce protocol, "
+                                "angina not given</dd>"));
     EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.00 − 4 × 0 = 7.00, cut to 7."));
     EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
