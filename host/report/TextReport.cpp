@@ -90,7 +90,7 @@ void PrintExercise(std::ostream& out, const StressResult& result, const Exercise
     if (exercise.sthrIndexLead) out << "ST/HR index " << DescribeSTHRIndex(result, exercise) << "\n";
     if (exercise.sthrSlopeLead) out << "ST/HR slope " << DescribeSTHRSlope(result, exercise) << "\n";
     if (exercise.duke)
-        out << "Duke score " << DescribeDuke(exercise) << ": exercise " << Clock(*exercise.exerciseSeconds)
+        out << "Duke score " << DescribeDuke(exercise) << "\n  exercise " << Clock(*exercise.exerciseSeconds)
             << " min:s, angina " << DescribeAngina(exercise) << "\n  " << DescribeDukeST(result, exercise)
             << "\n";
     for (std::size_t i = 0; i < kPwcRates.size(); ++i) {
