@@ -54,6 +54,7 @@ StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options
     : m_source(source),
       m_observers(std::move(observers)),
       m_ahead(ReadAhead(source)),
+      m_nextAhead(m_ahead.begin()),
       m_measuredMainsHz(qz::MeasureMainsHz(m_ahead.data(), m_ahead.size() / source.Info().leads.size(),
                                            source.Info().leads.size(), source.Info().fs)),
       m_options(WithMains(options, m_measuredMainsHz)),
@@ -99,9 +100,8 @@ StressResult StressAnalysis::Run() {
 }
 
 bool StressAnalysis::ReadFrame(short* frame) {
-    if (m_aheadTaken == m_ahead.size()) return m_source.Read(frame);
-    std::copy_n(m_ahead.begin() + static_cast<std::ptrdiff_t>(m_aheadTaken), m_chn, frame);
-    m_aheadTaken += m_chn;
+    if (m_nextAhead == m_ahead.end()) return m_source.Read(frame);
+    for (std::size_t lead = 0; lead < m_chn; ++lead) frame[lead] = *m_nextAhead++;
     return true;
 }
 
@@ -233,7 +233,7 @@ void StressAnalysis::Finish() {
         m_result.learned.usable.assign(m_chn, false);
         m_result.warnings.push_back(*m_notLearned + "; the beats found may be noise");
     }
-    m_result.seconds = static_cast<double>(m_session.Frames()) / m_fs;
+    m_result.seconds = m_result.source.SecondsOf(m_session.Frames());
     m_result.strips = m_strips.Finish();
     FinishBeats();
     for (std::vector<Span>& spans : m_result.off)

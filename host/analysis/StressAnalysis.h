@@ -56,10 +56,10 @@ private:
 
     FrameSource& m_source;
     std::vector<AnalysisObserver*> m_observers;
-    std::vector<short> m_ahead;    // frames read before the session was begun, for their mains
-    std::size_t m_aheadTaken = 0;  // samples of them that the session has
-    int m_measuredMainsHz;         // 0: none stands out
-    StressOptions m_options;       // with the mains frequency that is taken out
+    std::vector<short> m_ahead;  // frames read before the session was begun, for their mains
+    std::vector<short>::const_iterator m_nextAhead;  // the first sample of them that the session lacks
+    int m_measuredMainsHz;                           // 0: none stands out
+    StressOptions m_options;                         // with the mains frequency that is taken out
     qz::StressSession m_session;
     StripRecorder m_strips;
     StressResult m_result;

@@ -235,8 +235,8 @@ void GiveUpLateOnes(std::map<pid_t, Running>& running, double timeoutSeconds) {
 void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::size_t total,
               std::vector<std::string>& failed) {
     const std::string program = fs::read_symlink("/proc/self/exe").string();
-    const std::size_t jobs = options.jobs > 0 ? static_cast<std::size_t>(options.jobs)
-                                              : std::max(1U, std::thread::hardware_concurrency());
+    const std::size_t jobs =
+        options.jobs > 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
     ProgressBar bar("batch", static_cast<double>(total), !options.quiet);
     std::map<pid_t, Running> running;
     std::size_t next = 0, done = total - open.size();
@@ -316,7 +316,7 @@ void AddSegments(const fs::path& header, std::set<fs::path>& segments) {
 }
 
 // Runs the batch and writes its table. Returns how many records failed.
-int RunRecords(const BatchOptions& options) {
+std::size_t RunRecords(const BatchOptions& options) {
     const bool isFolder = fs::is_directory(options.input);
     const fs::path table = fs::path(options.outFolder) / "results.csv";
     const std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
@@ -345,7 +345,7 @@ int RunRecords(const BatchOptions& options) {
     file.Stream() << kTableHeading << '\n';
     for (const Task& task : tasks) file.Stream() << task.row;
     file.Commit();
-    return static_cast<int>(failures.lines.size());
+    return failures.lines.size();
 }
 
 }  // namespace
@@ -370,7 +370,7 @@ std::vector<std::string> FindRecords(const std::string& folder) {
     return records;
 }
 
-int RunBatch(const BatchOptions& options) {
+std::size_t RunBatch(const BatchOptions& options) {
     // Where SIGCHLD is ignored, as a parent may have left it, the status of a process is lost.
     std::signal(SIGCHLD, SIG_DFL);
     const Interrupt interrupt;

@@ -37,7 +37,7 @@ void PrintTrend(std::ostream& out, const StressResult& result, const std::vector
         for (std::size_t lead = first; lead < end; ++lead) out << Cell(quantity.unit, quantity.width);
         out << "\n";
         for (const MinuteRow& row : rows) {
-            out << Cell(Clock(row.minute * 60.0), kTimeWidth) << Cell(Number(row.bpm, 1), kRateWidth);
+            out << Cell(Clock(row.fromSeconds), kTimeWidth) << Cell(Number(row.bpm, 1), kRateWidth);
             for (std::size_t lead = first; lead < end; ++lead)
                 out << Cell(Number((row.*quantity.values)[lead], quantity.decimals), quantity.width);
             out << "\n";

@@ -238,9 +238,7 @@ const ProtocolPlan& FindProtocol(const std::string& name) {
 Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds) {
     const double watts = (stage + 1) * plan.wattsPerStage;
     if (watts > 0) return {startSeconds, watts, Number(watts, 0) + " W"};
-    return {startSeconds,
-            {},
-            "Bruce " + std::to_string(stage + 1) + ", " + kBruceStages[static_cast<std::size_t>(stage)]};
+    return {startSeconds, {}, "Bruce " + std::to_string(stage + 1) + ", " + kBruceStages.begin()[stage]};
 }
 
 std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds) {

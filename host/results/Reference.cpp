@@ -25,7 +25,7 @@ double FindRecoveredBpm(const StressResult& result, double referenceBpm) {
     const double limit = kRecoveredShare * referenceBpm;
     double before = kNothing;
     for (const MinuteRow& row : SummarizeMinutes(result)) {
-        if (row.minute * kSecondsPerMinute < result.reference.span.toSeconds) continue;
+        if (row.fromSeconds < result.reference.span.toSeconds) continue;
         if (before < limit && row.bpm < limit) return std::max(before, row.bpm);
         before = row.bpm;
     }
@@ -67,7 +67,7 @@ Reference MeasureReference(const StressResult& result) {
             levels.push_back(beat.levelUv[lead]);
             slopes.push_back(beat.slopeUvPerMs[lead]);
         }
-        reference.beats.push_back(static_cast<int>(levels.size()));
+        reference.beats.push_back(levels.size());
         reference.levelUv.push_back(Median(std::move(levels)));
         reference.slopeUvPerMs.push_back(Median(std::move(slopes)));
     }

@@ -18,7 +18,7 @@ ReferenceStretch FirstReadings(double firstSeconds);
 /// Medians over the reference; per lead in source order. NaN where there is no value in it.
 struct Reference {
     std::vector<double> levelUv, slopeUvPerMs;
-    std::vector<int> beats;  // with an ST value in the lead
+    std::vector<std::size_t> beats;  // with an ST value in the lead
     double bpm = 0;
 };
 Reference MeasureReference(const StressResult& result);

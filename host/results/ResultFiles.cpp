@@ -77,7 +77,7 @@ Json ReferenceJson(const StressResult& result) {
 }
 
 Json LeadsJson(const StressResult& result, const ExerciseSummary& exercise) {
-    const std::vector<int> referenceBeats = MeasureReference(result).beats;
+    const std::vector<std::size_t> referenceBeats = MeasureReference(result).beats;
     Json leads = Json::array();
     const std::vector<LeadSummary> summaries = SummarizeLeads(result);
     const std::vector<LeadExtremes> extremes = FindExtremes(result);

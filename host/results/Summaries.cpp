@@ -33,37 +33,24 @@ double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
 double STHRindex(double levelUv, double bpm) { return bpm > 0 ? levelUv / bpm : kNothing; }
 
 std::vector<MinuteRow> SummarizeMinutes(const StressResult& result) {
-    struct Readings {
-        std::vector<double> bpm;
-        std::vector<std::vector<double>> levelUv, slopeUvPerMs;  // [lead]
-    };
-    const std::size_t leads = result.source.leads.size();
-    const int minutes = std::max(1, static_cast<int>(std::ceil(result.seconds / kSecondsPerMinute)));
-    std::vector<Readings> readings(static_cast<std::size_t>(minutes));
-    for (Readings& minute : readings) {
-        minute.levelUv.resize(leads);
-        minute.slopeUvPerMs.resize(leads);
-    }
-    const auto at = [&](double seconds) -> Readings& {
-        const int minute = static_cast<int>(std::floor(seconds / kSecondsPerMinute));
-        return readings[static_cast<std::size_t>(std::clamp(minute, 0, minutes - 1))];
-    };
-    for (const RateReading& rate : result.rates) at(rate.seconds).bpm.push_back(rate.bpm);
-    for (const STReading& beat : result.beats) {
-        Readings& minute = at(beat.seconds);
-        for (std::size_t lead = 0; lead < leads; ++lead) {
-            minute.levelUv[lead].push_back(beat.levelUv[lead]);
-            minute.slopeUvPerMs[lead].push_back(beat.slopeUvPerMs[lead]);
-        }
-    }
     std::vector<MinuteRow> rows;
-    for (Readings& minute : readings) {
-        MinuteRow row{static_cast<int>(rows.size()), Median(std::move(minute.bpm)), {}, {}};
-        for (std::size_t lead = 0; lead < leads; ++lead) {
-            row.levelUv.push_back(Median(std::move(minute.levelUv[lead])));
-            row.slopeUvPerMs.push_back(Median(std::move(minute.slopeUvPerMs[lead])));
+    auto rate = result.rates.begin();
+    auto beat = result.beats.begin();
+    for (double from = 0; rows.empty() || from < result.seconds; from += kSecondsPerMinute) {
+        const bool isLast = from + kSecondsPerMinute >= result.seconds;
+        const auto isWithin = [&](double seconds) { return isLast || seconds < from + kSecondsPerMinute; };
+        std::vector<double> bpm;
+        std::vector<std::vector<double>> levels(result.source.leads.size()), slopes(levels.size());
+        for (; rate != result.rates.end() && isWithin(rate->seconds); ++rate) bpm.push_back(rate->bpm);
+        for (; beat != result.beats.end() && isWithin(beat->seconds); ++beat) {
+            for (std::size_t lead = 0; lead < levels.size(); ++lead) {
+                levels[lead].push_back(beat->levelUv[lead]);
+                slopes[lead].push_back(beat->slopeUvPerMs[lead]);
+            }
         }
-        rows.push_back(std::move(row));
+        MinuteRow& row = rows.emplace_back(MinuteRow{from, Median(std::move(bpm)), {}, {}});
+        for (std::vector<double>& values : levels) row.levelUv.push_back(Median(std::move(values)));
+        for (std::vector<double>& values : slopes) row.slopeUvPerMs.push_back(Median(std::move(values)));
     }
     return rows;
 }

@@ -19,7 +19,7 @@ double STHRindex(double levelUv, double bpm);
 
 /// Medians over one minute; NaN where nothing was measured in it.
 struct MinuteRow {
-    int minute = 0;  // from `minute` to `minute` + 1 minutes
+    double fromSeconds = 0;
     double bpm = 0;
     std::vector<double> levelUv;
     std::vector<double> slopeUvPerMs;

@@ -38,7 +38,7 @@ TEST(Reference, IsThatAskedForOrRestOrTheFirstHalfMinute) {
     StressResult result = TenMinutes(70, 70, 0);
     const Reference first = MeasureReference(result);
     EXPECT_EQ(first.levelUv[0], 14.5) << "of 0 to 29 s";
-    EXPECT_THAT(first.beats, ElementsAre(30, 0));
+    EXPECT_THAT(first.beats, ElementsAre(30U, 0U));
     EXPECT_EQ(DescribeReference(result),
               "0:00 to 0:30 min:s, first half minute of ST values: 30 beats, 70 beats/min");
     result.reference = *ChooseReference(Span{500, 9000}, {});
