@@ -40,7 +40,6 @@ qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& opt
     session.leads = source.leads;
     session.conditioning = options.conditioner;
     session.postJms = options.postJms;
-    session.relearn = options.relearn;
     if (options.beat != nullptr) session.beat = *options.beat;
     if (const std::string refusal = qz::StressSession::Refusal(session); !refusal.empty())
         throw HostError(source.name, refusal);
@@ -223,9 +222,7 @@ void StressAnalysis::WarnOfBadLeads(const std::string& what, const std::vector<s
         if (spans[lead].size() > 1) text += ", " + std::to_string(spans[lead].size()) + " times";
         text += ")";
     }
-    if (!text.empty())
-        m_result.warnings.push_back(what + ": " + text + "; no ST of these leads until " +
-                                    std::to_string(qz::kBeatsToTrust) + " beats after");
+    if (!text.empty()) m_result.warnings.push_back(what + ": " + text + "; no ST of these leads meanwhile");
 }
 
 void StressAnalysis::Finish() {

@@ -83,7 +83,6 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
     command.add_option("--post-j", options.postJms, "ST is measured this many ms after J + 6 ms")
         ->check(CLI::Range(qz::kEarliestPostJms, qz::kLatestPostJms))
         ->capture_default_str();
-    command.add_flag("--relearn", options.relearn, "Learn a new averaged beat where none matches for long");
 }
 
 // Reads LEAD:START:SECONDS.
@@ -275,7 +274,7 @@ private:
                            "After --: handed on to every analyze");
         command.footer(
             "Example:\n"
-            "  qzstress batch records --out results -- --relearn");
+            "  qzstress batch records --out results -- --mains 60");
         command.callback([this] {
             RefuseOutputs(m_batch.analyzeArguments);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
