@@ -69,6 +69,15 @@ struct BeatPositionsMs {
     double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned
 };
 
+/// What kind of beat it is, as far as its shape and its time tell. Paced beats are classed as others are: what
+/// is usual for the patient is normal. A fusion beat is of the class that it resembles more.
+enum class BeatClass {
+    Normal,            // of a usual shape, or of another that tells too little
+    Supraventricular,  // not ventricular, but early in a regular rhythm
+    Ventricular,       // of an unusual shape, and wide, early, or followed by a pause
+    Unclassified,      // it would be ventricular, but noise may have made its shape
+};
+
 /// A beat was found, whether it matches the averaged one or not. Known up to 2.3 s later, 4.3 s at the start.
 /// What there is none of is NaN.
 struct IntervalEvent {
@@ -77,6 +86,7 @@ struct IntervalEvent {
     double bpm = std::numeric_limits<double>::quiet_NaN();   // heart rate
     double votedBpm =
         std::numeric_limits<double>::quiet_NaN();  // heart rate as a majority of the leads' detectors has it
+    BeatClass beatClass = BeatClass::Normal;
 };
 
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
@@ -89,6 +99,7 @@ struct BeatEvent {
     std::vector<float> slopeUvPerMs;  // ST slope from J + 6 ms to the ST point, smoothed likewise
     std::vector<float> jUv;           // level of the J point against the PR segment
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
+    BeatClass beatClass = BeatClass::Unclassified;           // Unclassified also if it is none of those found
 };
 
 /// What has happened to a lead.

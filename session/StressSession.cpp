@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "core/FloatingPoint.h"
+#include "session/internal/BeatClasser.h"
 #include "session/internal/BeatFinder.h"
 #include "session/internal/BeatFollower.h"
 #include "session/internal/BeatLearner.h"
@@ -39,11 +40,12 @@ constexpr int kKeptSeconds = kLongestStretchSeconds + 30;
 constexpr int kPiecesPerFrame = 4;
 constexpr int kMostDoublings = 12;
 constexpr int kMatchesPerFrame = 16;
-constexpr double kMatchedAfterSeconds = 0.3;
+// A beat is folded in when its last frames are this old: its RR and its class are known then, unless it was
+// searched back.
+constexpr double kMatchedAfterSeconds = 1.5;
 
 // A disturbance this long after an R, or this long before it, changes the beat: the ST segment is part of it,
-// and the comb reaches far. Without the comb a beat is told 0.8 s after its R, and a disturbance that
-// comes later is not in it.
+// and the comb reaches far. Without the comb a beat is told 2 s after its R.
 constexpr double kReachAheadSeconds = 1.2;
 constexpr double kReachBackSeconds = 1.5;
 
@@ -134,6 +136,7 @@ private:
     void Match(long long index);
     void LeaveOutBadLeads();
     void TellRate(BeatEvent& beat) const;
+    BeatClass ClassAt(double seconds) const;
     double Seconds(long long index) const {
         return static_cast<double>(index - m_conditioner.DelaySamples()) / m_fs;
     }
@@ -146,6 +149,7 @@ private:
     SignalConditioner m_conditioner;
     LeadWatch m_watch;
     BeatFinder m_finder;
+    BeatClasser m_classer;
     RateFollower m_rate;
     BeatFollower m_follower;
     BeatLearner m_learner;
@@ -171,10 +175,10 @@ private:
 
     BeatEvent m_beat;                    // the last one told
     bool m_isBeatTold = false;           // m_beat is one that has been told
-    std::vector<long long> m_toTell;     // frames of the input in which beats were found
-    std::vector<long long> m_found;      // frames of the input in which beats were found lately
-    std::vector<IntervalEvent> m_rates;  // the latest ones that are shown
-    std::vector<int> m_beatsToTrust;     // per lead: beats until it has ST again
+    std::vector<BeatClasser::Beat> m_toTell;  // beats found, frames being those of the input
+    std::vector<BeatClasser::Beat> m_found;   // the same, those that have been told lately
+    std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
+    std::vector<int> m_beatsToTrust;          // per lead: beats until it has ST again
 };
 
 StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observer)
@@ -185,6 +189,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_conditioner(m_fs, m_chn, options.uVpb, options.conditioning),
       m_watch(m_fs, m_chn, options.uVpb),
       m_finder(m_fs, m_chn, options.uVpb),
+      m_classer(m_finder),
       m_rate(m_fs, m_chn),
       m_follower(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
@@ -206,7 +211,7 @@ void StressSession::Impl::TakeFrame(const short* frame) {
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
     m_watch.Take(m_raw.data());
-    const std::vector<long long>& found = m_finder.Take(m_raw.data());
+    const std::vector<BeatClasser::Beat>& found = m_classer.Take(m_finder.Take(m_raw.data()));
     m_toTell.insert(m_toTell.end(), found.begin(), found.end());
     TakeConditioned();
 }
@@ -214,7 +219,7 @@ void StressSession::Impl::TakeFrame(const short* frame) {
 // The last frame is repeated until the filters have given out everything.
 void StressSession::Impl::Finish() {
     if (m_hasEnded) return;
-    const std::vector<long long>& found = m_finder.Finish();
+    const std::vector<BeatClasser::Beat>& found = m_classer.Finish(m_finder.Finish());
     m_toTell.insert(m_toTell.end(), found.begin(), found.end());
     for (int i = 0; m_framesIn > 0 && i < m_conditioner.DelaySamples(); ++i) TakeConditioned();
     m_hasEnded = true;
@@ -252,8 +257,9 @@ void StressSession::Impl::TellLeads() {
 
 // Beats are told when the frames up to them have been shown.
 void StressSession::Impl::TellBeats(long long shown) {
-    while (!m_toTell.empty() && m_toTell.front() <= shown) {
-        const IntervalEvent interval = m_rate.TakeBeat(m_toTell.front());
+    while (!m_toTell.empty() && m_toTell.front().frame <= shown) {
+        IntervalEvent interval = m_rate.TakeBeat(m_toTell.front().frame);
+        interval.beatClass = m_toTell.front().beatClass;
         ++m_foundSinceMatch;
         Keep(m_found, m_toTell.front());
         if (!std::isnan(interval.bpm)) Keep(m_rates, interval);
@@ -288,8 +294,8 @@ void StressSession::Impl::BeginLearning(Phase phase, long long from, long long t
     m_stretchEnd = to;
     m_learnsSince = m_kept.End();
     std::vector<int> beats;
-    for (const long long frame : m_found) {
-        const long long index = frame + m_conditioner.DelaySamples();
+    for (const BeatClasser::Beat& beat : m_found) {
+        const long long index = beat.frame + m_conditioner.DelaySamples();
         if (index >= from && index < to) beats.push_back(static_cast<int>(index - from));
     }
     m_learner.Begin(m_kept.Copy(from, to), std::move(beats), m_finder.ClearLeads());
@@ -374,6 +380,7 @@ void StressSession::Impl::Match(long long index) {
     if (!m_follower.Match(m_kept.Frame(index), m_beat)) return;
     m_beat.seconds = Seconds(index - m_follower.SamplesSinceR());
     TellRate(m_beat);
+    m_beat.beatClass = ClassAt(m_beat.seconds);
     m_isBeatTold = true;
     LeaveOutBadLeads();
     m_foundSinceMatch = 0;
@@ -405,6 +412,17 @@ void StressSession::Impl::TellRate(BeatEvent& beat) const {
     if (after == m_rates.begin()) return;
     beat.bpm = (after - 1)->bpm;
     if ((after - 1)->seconds > beat.seconds - kSameBeatSeconds) beat.rrMs = (after - 1)->rrMs;
+}
+
+// The class of the beat that was found at this time; unclassified where there is none.
+BeatClass StressSession::Impl::ClassAt(double seconds) const {
+    const auto found = std::lower_bound(m_found.begin(), m_found.end(), (seconds - kSameBeatSeconds) * m_fs,
+                                        [](const BeatClasser::Beat& beat, double frame) {
+                                            return static_cast<double>(beat.frame) < frame;
+                                        });
+    const bool isThere = found != m_found.end() &&
+                         static_cast<double>(found->frame) < (seconds + kSameBeatSeconds) * m_fs;
+    return isThere ? found->beatClass : BeatClass::Unclassified;
 }
 
 SessionObserver::~SessionObserver() = default;
