@@ -69,8 +69,8 @@ struct BeatPositionsMs {
     double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned
 };
 
-/// What kind of beat it is, as far as its shape and its time tell. Paced beats are classed as others are: what
-/// is usual for the patient is normal. A fusion beat is of the class that it resembles more.
+/// What kind of beat it is, as far as its shape and its time tell. Paced beats are classed as others are:
+/// what is usual for the patient is normal. A fusion beat is of the class that it resembles more.
 enum class BeatClass {
     Normal,            // of a usual shape, or of another that tells too little
     Supraventricular,  // not ventricular, but early in a regular rhythm
@@ -107,8 +107,9 @@ struct LeadEvent {
     enum class Kind {
         Off,        // its signal is a line, as that of a loose electrode; known two seconds late
         On,         // the line has ended
-        Disturbed,  // its level jumps by more than 3 mV within 0.2 s, or leaves what can be conditioned
-        Calm,       // it has done neither for a second
+        Disturbed,  // its level jumps by more than 3 mV within 0.2 s and stays away for 0.6 s, or leaves what
+                    // can be conditioned
+        Calm,  // it has done neither for a second
     };
     Kind kind = Kind::Off;
     std::size_t lead = 0;

@@ -173,8 +173,8 @@ private:
     long long m_relearnDue = 0;   // frame from which on to learn again, unless a beat matches before
     long long m_relearnWait = 0;  // frames to the next attempt after one that fails
 
-    BeatEvent m_beat;                    // the last one told
-    bool m_isBeatTold = false;           // m_beat is one that has been told
+    BeatEvent m_beat;                         // the last one told
+    bool m_isBeatTold = false;                // m_beat is one that has been told
     std::vector<BeatClasser::Beat> m_toTell;  // beats found, frames being those of the input
     std::vector<BeatClasser::Beat> m_found;   // the same, those that have been told lately
     std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
@@ -416,12 +416,11 @@ void StressSession::Impl::TellRate(BeatEvent& beat) const {
 
 // The class of the beat that was found at this time; unclassified where there is none.
 BeatClass StressSession::Impl::ClassAt(double seconds) const {
-    const auto found = std::lower_bound(m_found.begin(), m_found.end(), (seconds - kSameBeatSeconds) * m_fs,
-                                        [](const BeatClasser::Beat& beat, double frame) {
-                                            return static_cast<double>(beat.frame) < frame;
-                                        });
-    const bool isThere = found != m_found.end() &&
-                         static_cast<double>(found->frame) < (seconds + kSameBeatSeconds) * m_fs;
+    const auto found = std::lower_bound(
+        m_found.begin(), m_found.end(), (seconds - kSameBeatSeconds) * m_fs,
+        [](const BeatClasser::Beat& beat, double frame) { return static_cast<double>(beat.frame) < frame; });
+    const bool isThere =
+        found != m_found.end() && static_cast<double>(found->frame) < (seconds + kSameBeatSeconds) * m_fs;
     return isThere ? found->beatClass : BeatClass::Unclassified;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/report/ReportData.h"
+#include "host/results/Ectopy.h"
 #include "host/results/Summaries.h"
 
 /// The figures and texts that all pages draw on. References are to the report's data.
@@ -47,6 +48,9 @@ constexpr const char* kDukeRemark = "made for the Bruce treadmill protocol";
 std::string DescribeAngina(const ExerciseSummary& exercise);
 /// "42 of 50 averaged".
 std::string DescribeBeats(const StressResult& result);
+/// "12 ventricular (0.6 %), 2 couplets, 1 run (longest 4 beats, fastest 132/min at 3:20); 3
+/// supraventricular".
+std::string DescribeEctopy(const BeatCounts& counts);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 

@@ -20,11 +20,12 @@ constexpr double kWaitSeconds = 1.8, kToldAfterSeconds = 0.6;
 constexpr std::size_t kMostWaiting = 64;
 
 // Shapes.
-constexpr std::size_t kFirstBeats = 8;  // the first normal shape is one of these
-constexpr double kSame = 0.9;           // correlation
-constexpr double kShare = 1.0 / 16;     // of a new beat in its shape
+constexpr std::size_t kFirstBeats = 8;                   // the first normal shape is one of these
+constexpr double kEarlyPenalty = 2, kMostPenalty = 0.5;  // correlation
+constexpr double kSame = 0.9;                            // correlation
+constexpr double kShare = 1.0 / 16;                      // of a new beat in its shape
 constexpr int kProvenBeats = 12, kKnownBeats = 4;
-constexpr double kOnTime = 0.12, kEarly = 0.1;             // parts of an interval
+constexpr double kOnTime = 0.12, kEarly = 0.1;                                 // parts of an interval
 constexpr double kMostlyOnTime = 0.7, kMostlyEarly = 0.6, kSeldomEarly = 0.3;  // parts of the beats
 constexpr double kWorthBeats = 50, kWorthSeconds = 10, kNormalWorth = 4;
 
@@ -94,7 +95,8 @@ void BeatClasser::Start() {
     for (std::size_t i = 0; i < count; ++i) {
         CutOut(m_waiting[i]);
         m_shapes[i].rows = Row(m_shifts / 2);
-        if (i > 0) m_rrs[m_rrCount++] = static_cast<double>(m_waiting[i] - m_waiting[i - 1]);
+        // Means of two, as long and short intervals take turns in bigeminy.
+        if (i > 1) m_rrs[m_rrCount++] = static_cast<double>(m_waiting[i] - m_waiting[i - 2]) / 2;
     }
     std::size_t best = 0;
     double most = -1;
@@ -103,11 +105,7 @@ void BeatClasser::Start() {
         double typical = 0;
         for (std::size_t j = 0; j < count; ++j) typical += std::max(Compare(m_shapes[j]).likeness, 0.0);
         typical /= static_cast<double>(count);
-        if (i > 0 && i + 1 < count) {
-            const auto before = static_cast<double>(m_waiting[i] - m_waiting[i - 1]);
-            const auto after = static_cast<double>(m_waiting[i + 1] - m_waiting[i]);
-            typical -= std::clamp(2 * (after - before) / (after + before), 0.0, 0.5);
-        }
+        typical -= std::clamp(kEarlyPenalty * EarlyAtStart(i, count), 0.0, kMostPenalty);
         if (typical > most) {
             most = typical;
             best = i;
@@ -118,6 +116,16 @@ void BeatClasser::Start() {
     m_known = 1;
 }
 
+// How early one of the first beats is, in mean intervals; the first of all is as early as the next one is
+// late.
+double BeatClasser::EarlyAtStart(std::size_t beat, std::size_t count) const {
+    if (count < 2) return 0;
+    const double mean =
+        static_cast<double>(m_waiting[count - 1] - m_waiting.front()) / static_cast<double>(count - 1);
+    if (beat > 0) return 1 - static_cast<double>(m_waiting[beat] - m_waiting[beat - 1]) / mean;
+    return static_cast<double>(m_waiting[1] - m_waiting.front()) / mean - 1;
+}
+
 void BeatClasser::CutOut(long long place) {
     const auto places = m_length + m_shifts - 1;
     const long long oldest = std::max(0LL, m_finder.Taken() - m_finder.Kept()), newest = m_finder.Taken() - 1;
@@ -125,7 +133,8 @@ void BeatClasser::CutOut(long long place) {
     for (std::size_t k = 0; k < places; ++k) {
         std::fill(m_sums.begin(), m_sums.end(), 0.0);
         for (std::size_t i = 0; i < m_taps.size(); ++i) {
-            const float* row = m_finder.Signal(std::clamp(first + static_cast<long long>(k + i), oldest, newest));
+            const float* row =
+                m_finder.Signal(std::clamp(first + static_cast<long long>(k + i), oldest, newest));
             const double tap = m_taps[i];
             for (std::size_t c = 0; c < m_chn; ++c) m_sums[c] += tap * static_cast<double>(row[c]);
         }
@@ -168,7 +177,8 @@ BeatClasser::Fit BeatClasser::Compare(const Shape& shape) {
         weights += weight;
         const float* y = &shape.rows[c * m_length];
         double yy = 0;
-        for (std::size_t k = 0; k < m_length; ++k) yy += static_cast<double>(y[k]) * static_cast<double>(y[k]);
+        for (std::size_t k = 0; k < m_length; ++k)
+            yy += static_cast<double>(y[k]) * static_cast<double>(y[k]);
         for (std::size_t shift = 0; shift < m_shifts; ++shift) {
             const float* x = &m_cut[c * (m_length + m_shifts - 1) + shift];
             const double xx = m_energies[c * m_shifts + shift];
@@ -191,7 +201,8 @@ double BeatClasser::WidthSeconds(std::size_t shift) const {
         const double energy = m_energies[c * m_shifts + shift], weight = m_finder.Weight(c);
         if (weight <= 0 || energy <= 0) continue;
         double sum = 0;
-        for (std::size_t k = 0; k < m_length; ++k) sum += std::abs(static_cast<double>(rows[c * m_length + k]));
+        for (std::size_t k = 0; k < m_length; ++k)
+            sum += std::abs(static_cast<double>(rows[c * m_length + k]));
         width += weight * sum * sum / energy;
         weights += weight;
     }
@@ -247,8 +258,7 @@ void BeatClasser::ClassifyNext(long long nextRr) {
     if (isKnown && !m_shapes[shape].isNormal)
         evidence += kEarlyShapeWeight * m_shapes[shape].early *
                     std::min(static_cast<double>(m_shapes[shape].beats) / kKnownBeats, 1.0);
-    const double noise =
-        kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyFloor - 1, 0.0, kMostNoisy);
+    const double noise = kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyFloor - 1, 0.0, kMostNoisy);
     BeatClass kind = BeatClass::Normal;
     if (evidence > noise)
         kind = BeatClass::Ventricular;
@@ -264,10 +274,10 @@ void BeatClasser::ClassifyNext(long long nextRr) {
 
 // Within a run each beat is as early as the one before it.
 bool BeatClasser::IsEarlyNormal(const Timing& timing) const {
-    if (timing.early <= kEarlyNormal) return false;
+    if (timing.early <= kEarlyNormal || m_rrCount < kRegularRrs) return false;
     const double usual = UsualRr();
     int irregular = 0;
-    for (std::size_t i = 1; i <= std::min(m_rrCount, kRegularRrs); ++i)
+    for (std::size_t i = 1; i <= kRegularRrs; ++i)
         if (std::abs(m_rrs[(m_rrCount - i) % kKeptRrs] / usual - 1) > kRegular) ++irregular;
     if (irregular > kMostIrregularRrs) return false;
     if (m_lastKind == BeatClass::Supraventricular) return m_run < kLongestRun;
@@ -287,19 +297,22 @@ std::size_t BeatClasser::TakeInto(std::size_t shape, bool isKnown, const Fit& fi
     ++own.beats;
     const double share = std::max(1.0 / own.beats, kShare);
     for (std::size_t i = 0; i < rows.size(); ++i)
-        own.rows[i] += static_cast<float>(share * (static_cast<double>(rows[i]) - static_cast<double>(own.rows[i])));
+        own.rows[i] +=
+            static_cast<float>(share * (static_cast<double>(rows[i]) - static_cast<double>(own.rows[i])));
     return shape;
 }
 
 // Rare shapes go first, and those of long ago; the last normal one stays.
 std::size_t BeatClasser::LeastWanted(long long place) const {
-    const auto normals = std::count_if(m_shapes.begin(), m_shapes.end(), [](const Shape& s) { return s.isNormal; });
+    const auto normals =
+        std::count_if(m_shapes.begin(), m_shapes.end(), [](const Shape& s) { return s.isNormal; });
     std::size_t least = 0;
     double leastWorth = -1;
     for (std::size_t i = 0; i < m_known; ++i) {
         const Shape& shape = m_shapes[i];
         if (shape.isNormal && normals == 1) continue;
-        const double worth = std::min<double>(shape.beats, kWorthBeats) * (shape.isNormal ? kNormalWorth : 1) /
+        const double worth = std::min<double>(shape.beats, kWorthBeats) *
+                             (shape.isNormal ? kNormalWorth : 1) /
                              (kWorthSeconds + static_cast<double>(place - shape.last) / m_rate);
         if (leastWorth >= 0 && worth >= leastWorth) continue;
         leastWorth = worth;
@@ -310,7 +323,7 @@ std::size_t BeatClasser::LeastWanted(long long place) const {
 
 void BeatClasser::LearnTiming(Shape& shape, const Timing& timing) {
     const double share = std::max(1.0 / shape.beats, kShare);
-    const bool isEarly = timing.early > std::max(kEarly, timing.irregular);
+    const bool isEarly = timing.early > std::max(kEarly, timing.irregular / 2);
     const bool isOnTime = std::abs(timing.early) < kOnTime;
     shape.early += share * ((isEarly ? 1 : 0) - shape.early);
     shape.onTime += share * ((isOnTime ? 1 : 0) - shape.onTime);
@@ -332,7 +345,8 @@ void BeatClasser::LearnTiming(Shape& shape, const Timing& timing) {
 
 void BeatClasser::LearnInterval(long long place, BeatClass kind) {
     const long long rr = m_last >= 0 ? place - m_last : 0;
-    const bool isVentricular = kind == BeatClass::Ventricular, wasVentricular = m_lastKind == BeatClass::Ventricular;
+    const bool isVentricular = kind == BeatClass::Ventricular,
+               wasVentricular = m_lastKind == BeatClass::Ventricular;
     double interval = 0;
     const bool isEarly = kind == BeatClass::Supraventricular;
     m_run = isEarly ? m_run + 1 : 0;

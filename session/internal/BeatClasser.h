@@ -68,6 +68,7 @@ private:
     void Await(const std::vector<long long>& found);
     void ClassifyNext(long long nextRr);
     void Start();
+    double EarlyAtStart(std::size_t beat, std::size_t count) const;
     void CutOut(long long place);
     std::vector<float> Row(std::size_t shift) const;
     Fit Compare(const Shape& shape);
@@ -85,12 +86,12 @@ private:
     double m_rate;  // places per second
     std::size_t m_chn;
     std::vector<double> m_taps;
-    std::size_t m_length;  // of a shape, places
-    std::size_t m_shifts;  // how many of it are in what is cut out
-    std::vector<float> m_cut;                 // [lead][place]
-    std::vector<double> m_energies;           // [lead][shift], of the cut out less its mean
-    std::vector<double> m_sums, m_likeness;   // [lead], [shift]
-    std::vector<Shape> m_shapes;              // the first m_known of them are in use
+    std::size_t m_length;                    // of a shape, places
+    std::size_t m_shifts;                    // how many of it are in what is cut out
+    std::vector<float> m_cut;                // [lead][place]
+    std::vector<double> m_energies;          // [lead][shift], of the cut out less its mean
+    std::vector<double> m_sums, m_likeness;  // [lead], [shift]
+    std::vector<Shape> m_shapes;             // the first m_known of them are in use
     std::size_t m_known = 0;
     std::vector<long long> m_waiting;  // places of beats
     std::vector<Beat> m_classed;       // told last

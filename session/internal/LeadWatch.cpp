@@ -15,6 +15,7 @@ constexpr double kFlatUv = 5, kJumpUv = 3000;
 constexpr int kFlatSeconds = 2;  // the quiet between beats is shorter
 constexpr int kWindowsPerSecond = 10;
 constexpr std::size_t kRingWindows = 3;  // the old one, the one between, the new one
+constexpr double kBackSeconds = 0.6;  // a wide beat and its T wave are over so long after its steepest place
 constexpr double kSameSeconds = 1;
 // Beats are judged some 90 s late at the most, where those that a template was learned from are matched.
 constexpr double kKeptSeconds = 120;
@@ -57,9 +58,10 @@ void LeadWatch::Take(const short* frame) {
     for (std::size_t i = 0; i < chn; ++i) {
         Lead& lead = m_leads[i];
         LookForLine(i, frame[i]);
-        lead.change += frame[i] - newer[i] - older[i] + oldest[i];
-        if (isFilled && std::abs(lead.change) > m_jumpChange) Mark(i, now);
+        lead.newSum += frame[i] - newer[i];
+        lead.oldSum += older[i] - oldest[i];
         oldest[i] = frame[i];
+        if (isFilled) LookForJump(i, now);
         if (lead.isDisturbed && now - lead.disturbed.back().toSeconds > kSameSeconds) {
             lead.isDisturbed = false;
             Tell(LeadEvent::Kind::Calm, i, lead.disturbed.back().toSeconds);
@@ -67,6 +69,25 @@ void LeadWatch::Take(const short* frame) {
     }
     m_next = (m_next + chn) % m_ring.size();
     ++m_frames;
+}
+
+// A level that has come back when a wide beat would be over was that of a beat.
+void LeadWatch::LookForJump(std::size_t index, double now) {
+    Lead& lead = m_leads[index];
+    const bool isJumping = std::abs(lead.newSum - lead.oldSum) > m_jumpChange;
+    if (isJumping && lead.isDisturbed) return Mark(index, now);
+    if (isJumping && !lead.isJumping) {
+        lead.isJumping = true;
+        lead.jumpSeconds = now;
+        lead.sumBefore = lead.oldSum;
+    }
+    if (lead.isJumping && now - lead.jumpSeconds >= kBackSeconds) JudgeJump(index);
+}
+
+void LeadWatch::JudgeJump(std::size_t index) {
+    Lead& lead = m_leads[index];
+    lead.isJumping = false;
+    if (2 * std::abs(lead.newSum - lead.sumBefore) > m_jumpChange) Mark(index, lead.jumpSeconds);
 }
 
 void LeadWatch::LookForLine(std::size_t index, short sample) {
@@ -91,6 +112,8 @@ void LeadWatch::LookForLine(std::size_t index, short sample) {
 void LeadWatch::Disturb(std::size_t lead) { Mark(lead, Seconds(m_frames - 1)); }
 
 void LeadWatch::Finish() {
+    for (std::size_t i = 0; i < m_leads.size(); ++i)
+        if (m_leads[i].isJumping) JudgeJump(i);
     for (std::size_t i = 0; i < m_leads.size(); ++i)
         if (m_leads[i].isDisturbed) Tell(LeadEvent::Kind::Calm, i, m_leads[i].disturbed.back().toSeconds);
 }

@@ -1,9 +1,12 @@
 // LeadWatch: when the signal of a lead was not that of the heart.
 //
 //   off         a line: it moves by less than 5 uV for two seconds, as that of a loose electrode
-//   disturbed   its level jumps by more than 3 mV within 0.2 s, or whoever conditions it cannot follow
+//   disturbed   its level jumps by more than 3 mV within 0.2 s and stays away, or whoever conditions it
+//   cannot
+//               follow
 //
-// Levels are means of 0.1 s: a QRS complex comes back to its own. Disturbances within a second are one.
+// Levels are means of 0.1 s: a narrow QRS complex comes back to its own within one. A wide one does so later:
+// a jump of which 0.6 s after it less than half is left is none. Disturbances within a second are one.
 //
 // What is more than two minutes past is forgotten. Allocates in the constructor. One object belongs to one
 // thread.
@@ -44,13 +47,18 @@ private:
     struct Lead {
         short lowest = 0, highest = 0;  // since it last moved
         long long flatFrom = 0;         // frame since which it has not moved
-        int change = 0;                 // from the sum over a window to that over the one after the next
+        int newSum = 0, oldSum = 0;     // of the newest window and of the last but one before it
+        int sumBefore = 0;              // of the window before what may be a jump
+        double jumpSeconds = 0;         // when that was
+        bool isJumping = false;         // and not yet judged
         bool isOff = false;
         bool isDisturbed = false;          // and not yet calm for a second
         std::vector<Span> off, disturbed;  // of the last two minutes, in order of time
     };
 
     void LookForLine(std::size_t lead, short sample);
+    void LookForJump(std::size_t lead, double now);
+    void JudgeJump(std::size_t lead);
     void Mark(std::size_t lead, double seconds);
     void Tell(LeadEvent::Kind kind, std::size_t lead, double seconds);
     void Forget(std::vector<Span>& spans) const;
@@ -59,7 +67,7 @@ private:
     int m_fs;
     double m_flatUnits;         // what a line moves by at the most, in units of the frames
     std::size_t m_window;       // of a mean, samples of all leads
-    double m_jumpChange;        // of a jump, as Lead::change
+    double m_jumpChange;        // of a jump, from Lead::oldSum to newSum
     std::vector<short> m_ring;  // the latest frames, three windows, interleaved
     std::size_t m_next = 0;     // in the ring
     long long m_frames = 0;
