@@ -107,7 +107,7 @@ struct LeadEvent {
     enum class Kind {
         Off,        // its signal is a line, as that of a loose electrode; known two seconds late
         On,         // the line has ended
-        Disturbed,  // its level jumps by more than 3 mV within 0.2 s and stays away for 0.6 s, or leaves what
+        Disturbed,  // its level jumps by more than 3 mV within 0.2 s and stays away for 0.4 s, or leaves what
                     // can be conditioned
         Calm,  // it has done neither for a second
     };

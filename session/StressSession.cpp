@@ -45,7 +45,7 @@ constexpr int kMatchesPerFrame = 16;
 constexpr double kMatchedAfterSeconds = 1.5;
 
 // A disturbance this long after an R, or this long before it, changes the beat: the ST segment is part of it,
-// and the comb reaches far. Without the comb a beat is told 2 s after its R.
+// and the comb reaches far.
 constexpr double kReachAheadSeconds = 1.2;
 constexpr double kReachBackSeconds = 1.5;
 

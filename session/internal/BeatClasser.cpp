@@ -60,6 +60,7 @@ BeatClasser::BeatClasser(const BeatFinder& finder)
       m_energies(m_shifts * m_chn),
       m_sums(m_chn),
       m_likeness(m_shifts),
+      m_row(m_length * m_chn),
       m_shapes(std::max(kMostShapes, kFirstBeats)) {
     for (Shape& shape : m_shapes) shape.rows.resize(m_length * m_chn);
     m_waiting.reserve(kMostWaiting);
@@ -154,17 +155,17 @@ void BeatClasser::CutOut(long long place) {
 }
 
 // What was cut out from a shift on, each lead less its mean.
-std::vector<float> BeatClasser::Row(std::size_t shift) const {
-    std::vector<float> rows;
+const std::vector<float>& BeatClasser::Row(std::size_t shift) {
+    m_row.clear();
     for (std::size_t c = 0; c < m_chn; ++c) {
         const float* cut = &m_cut[c * (m_length + m_shifts - 1) + shift];
         double mean = 0;
         for (std::size_t k = 0; k < m_length; ++k) mean += static_cast<double>(cut[k]);
         mean /= static_cast<double>(m_length);
         for (std::size_t k = 0; k < m_length; ++k)
-            rows.push_back(static_cast<float>(static_cast<double>(cut[k]) - mean));
+            m_row.push_back(static_cast<float>(static_cast<double>(cut[k]) - mean));
     }
-    return rows;
+    return m_row;
 }
 
 // The best mean correlation of the leads, a little to the left or right.
@@ -194,9 +195,9 @@ BeatClasser::Fit BeatClasser::Compare(const Shape& shape) {
 }
 
 // How long a beat of even height would last that has the same sum and the same energy.
-double BeatClasser::WidthSeconds(std::size_t shift) const {
+double BeatClasser::WidthSeconds(std::size_t shift) {
     double width = 0, weights = 0;
-    const std::vector<float> rows = Row(shift);
+    const std::vector<float>& rows = Row(shift);
     for (std::size_t c = 0; c < m_chn; ++c) {
         const double energy = m_energies[c * m_shifts + shift], weight = m_finder.Weight(c);
         if (weight <= 0 || energy <= 0) continue;
@@ -286,11 +287,13 @@ bool BeatClasser::IsEarlyNormal(const Timing& timing) const {
 
 // The beat goes into its shape, or into a new one. Returns which.
 std::size_t BeatClasser::TakeInto(std::size_t shape, bool isKnown, const Fit& fit, long long place) {
-    const std::vector<float> rows = Row(isKnown ? fit.shift : m_shifts / 2);
+    const std::vector<float>& rows = Row(isKnown ? fit.shift : m_shifts / 2);
     if (!isKnown) {
         shape = m_known < kMostShapes ? m_known++ : LeastWanted(place);
-        m_shapes[shape] = Shape{};
-        m_shapes[shape].rows = rows;
+        Shape& renewed = m_shapes[shape];
+        renewed.beats = 0;
+        renewed.early = renewed.onTime = 0;
+        renewed.isNormal = false;
     }
     Shape& own = m_shapes[shape];
     own.last = place;

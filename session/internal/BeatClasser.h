@@ -70,9 +70,9 @@ private:
     void Start();
     double EarlyAtStart(std::size_t beat, std::size_t count) const;
     void CutOut(long long place);
-    std::vector<float> Row(std::size_t shift) const;
+    const std::vector<float>& Row(std::size_t shift);
     Fit Compare(const Shape& shape);
-    double WidthSeconds(std::size_t shift) const;
+    double WidthSeconds(std::size_t shift);
     double UsualRr() const;
     bool IsEarlyNormal(const Timing& timing) const;
     Timing TimingOf(long long place, long long nextRr) const;
@@ -91,6 +91,7 @@ private:
     std::vector<float> m_cut;                // [lead][place]
     std::vector<double> m_energies;          // [lead][shift], of the cut out less its mean
     std::vector<double> m_sums, m_likeness;  // [lead], [shift]
+    std::vector<float> m_row;                // of Row
     std::vector<Shape> m_shapes;             // the first m_known of them are in use
     std::size_t m_known = 0;
     std::vector<long long> m_waiting;  // places of beats

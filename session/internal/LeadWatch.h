@@ -1,12 +1,11 @@
 // LeadWatch: when the signal of a lead was not that of the heart.
 //
 //   off         a line: it moves by less than 5 uV for two seconds, as that of a loose electrode
-//   disturbed   its level jumps by more than 3 mV within 0.2 s and stays away, or whoever conditions it
-//   cannot
-//               follow
+//   disturbed   its level jumps by more than 3 mV within 0.2 s, or whoever conditions it cannot follow
 //
-// Levels are means of 0.1 s: a narrow QRS complex comes back to its own within one. A wide one does so later:
-// a jump of which 0.6 s after it less than half is left is none. Disturbances within a second are one.
+// Levels are means of 0.1 s: a narrow QRS complex comes back to its own within one. A wide one takes longer:
+// a jump is none if the level is again within 1.5 mV of that before the beat, from 0.5 s before the jump to
+// 0.4 s after it. Disturbances within a second are one.
 //
 // What is more than two minutes past is forgotten. Allocates in the constructor. One object belongs to one
 // thread.
@@ -45,12 +44,12 @@ public:
 
 private:
     struct Lead {
-        short lowest = 0, highest = 0;  // since it last moved
-        long long flatFrom = 0;         // frame since which it has not moved
-        int newSum = 0, oldSum = 0;     // of the newest window and of the last but one before it
-        int sumBefore = 0;              // of the window before what may be a jump
-        double jumpSeconds = 0;         // when that was
-        bool isJumping = false;         // and not yet judged
+        short lowest = 0, highest = 0;               // since it last moved
+        long long flatFrom = 0;                      // frame since which it has not moved
+        int newSum = 0, oldSum = 0, earlierSum = 0;  // of windows: the newest, 0.2 s and 0.5 s before it
+        int sumBefore = 0;                           // earlierSum at what may be a jump
+        double jumpSeconds = 0;                      // when that was
+        bool isJumping = false;                      // and not yet judged
         bool isOff = false;
         bool isDisturbed = false;          // and not yet calm for a second
         std::vector<Span> off, disturbed;  // of the last two minutes, in order of time

@@ -17,7 +17,8 @@ constexpr std::size_t kLeads = 2;
 
 // A letter per beat, each 800 ms after the one before unless said otherwise:
 //   n normal   v wide, 500 ms, and 1100 ms to the next   w the same shape, on time   r wide, 350 ms
-//   s normal shape, 550 ms      1 to 9 the normal shape 500 to 900 ms after the beat before, in steps of 50 ms
+//   s normal shape, 550 ms      1 to 9 the normal shape 500 to 900 ms after the beat before, in steps of 50
+//   ms
 std::string ClassesOf(const std::string& beats, int noise = 6) {
     BeatTrain train(kFs, kLeads);
     train.Noise(noise, 1);
@@ -64,8 +65,7 @@ TEST(BeatClasser, TellsBeatsByShapeAndTime) {
              {"bigeminy from the start", Times(15, "nv"), Times(15, "NV")},
              {"bigeminy that starts with the other", "v" + Times(15, "nv"), "V" + Times(15, "NV")},
              {"wide beats of the patient's own", Times(30, "w"), Times(30, "N")},
-             {"early beats of normal shape", Times(20, "n") + "snnnnssnnnn",
-              Times(20, "N") + "SNNNNSSNNNN"},
+             {"early beats of normal shape", Times(20, "n") + "snnnnssnnnn", Times(20, "N") + "SNNNNSSNNNN"},
              {"no rhythm", Times(6, "391748265"), Times(54, "N")},
          })
         EXPECT_EQ(ClassesOf(c.beats), c.classes) << c.what;
