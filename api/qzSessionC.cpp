@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <deque>
 #include <limits>
 #include <new>
@@ -59,10 +58,10 @@ public:
         if (conditioned) conditioned->Add(uV);
     }
     void OnInterval(const qz::IntervalEvent& interval) override {
-        Add(Event(QZS_INTERVAL, interval.seconds, interval.bpm, interval.rrMs));
+        Add(Event(QZS_INTERVAL, interval.seconds, interval.bpm, interval.rrMs, Number(interval.beatClass)));
     }
     void OnBeat(const qz::BeatEvent& beat) override {
-        Add(Event(QZS_BEAT, beat.seconds, beat.bpm, beat.rrMs), &beat);
+        Add(Event(QZS_BEAT, beat.seconds, beat.bpm, beat.rrMs, Number(beat.beatClass)), &beat);
     }
     void OnLead(const qz::LeadEvent& event) override;
     void OnLearned(const qz::LearnedBeat& beat, double fromSeconds, bool again) override;
@@ -80,8 +79,18 @@ public:
     std::optional<ConditionedQueue> conditioned;  // empty: nobody wants them
 
 private:
-    static qzs_event Event(std::int32_t kind, double seconds, double bpm = kNone, double rrMs = kNone) {
-        return {kind, -1, seconds, bpm, kNone, false, rrMs};
+    static qzs_event Event(std::int32_t kind, double seconds, double bpm = kNone, double rrMs = kNone,
+                           std::int32_t beatClass = 0) {
+        return {kind, -1, seconds, bpm, kNone, false, rrMs, beatClass};
+    }
+    static std::int32_t Number(qz::BeatClass beatClass) {
+        switch (beatClass) {
+            case qz::BeatClass::Normal: return QZS_NORMAL;
+            case qz::BeatClass::Supraventricular: return QZS_SUPRAVENTRICULAR;
+            case qz::BeatClass::Ventricular: return QZS_VENTRICULAR;
+            case qz::BeatClass::Unclassified: break;
+        }
+        return QZS_UNCLASSIFIED;
     }
     void Add(const qzs_event& event, const qz::BeatEvent* values = nullptr,
              const std::string* text = nullptr);
@@ -166,6 +175,7 @@ qzs_options Defaults() {
     const qz::ConditioningOptions conditioning;
     const auto narrow = [](int value) { return static_cast<std::int16_t>(value); };
     qzs_options options = {};
+    options.size = sizeof options;
     options.uv_per_unit = 1;
     options.mains_hz = narrow(conditioning.mainsHz);
     options.lowpass_hz = narrow(conditioning.lowpassHz);
@@ -174,21 +184,9 @@ qzs_options Defaults() {
     return options;
 }
 
-/// True for the size of the struct today, and before `conditioned` was appended.
-bool IsSizeOfOptions(std::size_t size) {
-    return size == sizeof(qzs_options) || size == offsetof(qzs_options, conditioned);
-}
-
-/// The options of a program of any version: what its struct does not have is the default.
-std::optional<qzs_options> Complete(const qzs_options* options) {
-    if (options == nullptr || !IsSizeOfOptions(options->size)) return std::nullopt;
-    qzs_options complete = Defaults();
-    std::memcpy(&complete, options, options->size);
-    return complete;
-}
-
-std::string RefusalOf(const std::optional<qzs_options>& options) {
-    if (!options) return "the options are not those of this version of the library";
+std::string RefusalOf(const qzs_options* options) {
+    if (options == nullptr || options->size != sizeof *options)
+        return "the options are not those of this version of the library";
     return qz::StressSession::Refusal(SessionOptionsOf(*options));
 }
 
@@ -228,24 +226,19 @@ struct qzs_session {
 };
 
 bool qzs_options_init(qzs_options* options, std::size_t size) {
-    if (options == nullptr || !IsSizeOfOptions(size)) return false;
-    const qzs_options defaults = Defaults();
-    std::memcpy(options, &defaults, size);
-    options->size = size;
+    if (options == nullptr || size != sizeof *options) return false;
+    *options = Defaults();
     return true;
 }
 
 std::size_t qzs_refusal(const qzs_options* options, char* text, std::size_t size) {
-    return WithoutExceptions(std::size_t{0},
-                             [&] { return CopyText(RefusalOf(Complete(options)), text, size); });
+    return WithoutExceptions(std::size_t{0}, [&] { return CopyText(RefusalOf(options), text, size); });
 }
 
 qzs_session* qzs_create(const qzs_options* options) {
     return WithoutExceptions(static_cast<qzs_session*>(nullptr), [&] {
-        const std::optional<qzs_options> complete = Complete(options);
-        return RefusalOf(complete).empty()
-                   ? new qzs_session(SessionOptionsOf(*complete), complete->conditioned)
-                   : nullptr;
+        return RefusalOf(options).empty() ? new qzs_session(SessionOptionsOf(*options), options->conditioned)
+                                          : nullptr;
     });
 }
 
@@ -265,8 +258,8 @@ void qzs_finish(qzs_session* session) {
     session->session.Finish();
 }
 
-bool qzs_next_event(qzs_session* session, qzs_event* event) {
-    if (session == nullptr || event == nullptr) return false;
+bool qzs_next_event(qzs_session* session, qzs_event* event, std::size_t size) {
+    if (session == nullptr || event == nullptr || size != sizeof *event) return false;
     const qzs_event* const next = session->events.Next();
     if (next != nullptr) *event = *next;
     return next != nullptr;

@@ -14,6 +14,9 @@
  * bounded and nothing is lost. qzs_finish takes no heed of that: it adds at most the events that 90 s of
  * signal bring, and the conditioned frames that the filters still hold, once.
  *
+ * Options and events have the size that this header gives them. A program that was compiled with another
+ * header is refused where its sizes differ.
+ *
  * Failure is a result: false, 0 or null, as said at each function. Every function may be given null. None
  * throws.
  *
@@ -52,7 +55,7 @@ typedef struct qzs_beat {
 } qzs_beat;
 
 typedef struct qzs_options {
-    size_t size;        /* of this struct as the program knows it; qzs_options_init sets it */
+    size_t size;        /* of this struct; qzs_options_init sets it */
     int16_t fs;         /* samples per second and lead, 100 to 10000; 0 until set */
     int16_t leads;      /* 1 to 64; 0 until set */
     double uv_per_unit; /* microvolts per unit of the frames; 1 */
@@ -70,16 +73,24 @@ typedef struct qzs_options {
 
 /* Numbers of events are fixed. Later libraries may have more kinds: pass over those that are unknown. */
 enum {
-    /* A beat was found, whether it matches the averaged one or not: bpm and rr_ms; seconds of the middle of
-     * its QRS. Known up to 2.3 s later, 4.3 s at the start. */
+    /* A beat was found, whether it matches the averaged one or not: bpm, rr_ms and beat_class; seconds of the
+     * middle of its QRS. Known up to 2.3 s later, 4.3 s at the start. */
     QZS_INTERVAL = 1,
     QZS_BEAT = 2,       /* a beat has been folded into the averaged one: qzs_event_values; seconds of its R */
     QZS_LEAD_OFF = 3,   /* the signal of `lead` is a line, as that of a loose electrode: void_from_seconds */
     QZS_LEAD_ON = 4,    /* the line has ended */
-    QZS_DISTURBED = 5,  /* the level of `lead` jumps */
+    QZS_DISTURBED = 5,  /* the level of `lead` jumps and stays away */
     QZS_CALM = 6,       /* it has not done so for a second; seconds of the last of it */
     QZS_LEARNED = 7,    /* an averaged beat is there: matching begins with the signal at `seconds` */
     QZS_NOT_LEARNED = 8 /* there are no ST values to the end of the signal: qzs_event_text says why */
+};
+
+/* Classes of beats. A beat that was folded in but not found is unclassified. */
+enum {
+    QZS_NORMAL = 1,
+    QZS_SUPRAVENTRICULAR = 2, /* early in a regular rhythm */
+    QZS_VENTRICULAR = 3,      /* of an unusual shape, and wide, early, or followed by a pause */
+    QZS_UNCLASSIFIED = 4      /* noise may have made what looks ventricular */
 };
 
 typedef struct qzs_event {
@@ -90,6 +101,7 @@ typedef struct qzs_event {
     double void_from_seconds; /* of QZS_LEAD_OFF: what was told of the lead for beats after this is void */
     bool again;               /* of QZS_LEARNED: in place of an earlier averaged beat */
     double rr_ms; /* of an interval or a beat, from the one found before, NaN after 4 s; else NaN */
+    int32_t beat_class; /* of an interval or a beat: QZS_NORMAL... (session/SessionTypes.h); else 0 */
 } qzs_event;
 
 /* Where an averaged beat has its points, ms from its start; q is the onset of the QRS. */
@@ -97,10 +109,8 @@ typedef struct qzs_positions {
     double length, q, r, j;
 } qzs_positions;
 
-/* Sets every field to its default, above; `size` is sizeof(qzs_options). A program that was compiled with an
- * earlier header hands in the size of that: later versions only append fields, and those that it does not
- * know are neither read nor written, but count as their defaults. False and nothing for any other size, as is
- * that of a later header. */
+/* Sets every field to its default, above; `size` is sizeof(qzs_options). False and nothing for any other
+ * size. */
 QZ_API bool qzs_options_init(qzs_options* options, size_t size);
 /* Why qzs_create would refuse, one line for people. Copies as much as `size` bytes hold, a final 0 among
  * them. Returns the number of bytes of the whole line without the 0; 0 where the options are fine. */
@@ -117,9 +127,9 @@ QZ_API size_t qzs_push(qzs_session* session, const int16_t* frames, size_t count
 /* The signal has ended: brings the events that the filters still hold. Once; later calls do nothing. */
 QZ_API void qzs_finish(qzs_session* session);
 
-/* Fetches the next event; each kind comes in order of time. False, and the event stays as it is, where none
- * waits. */
-QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event);
+/* Fetches the next event; each kind comes in order of time. `size` is sizeof(qzs_event). False, and the event
+ * stays as it is, where none waits and for any other size. */
+QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event, size_t size);
 /* One value per lead of the event fetched last; a null array is passed over. NaN where the lead is off or
  * disturbed, or was lately. False, and nothing changes, where that was no QZS_BEAT and where `count` is not
  * the number of leads.

@@ -64,6 +64,15 @@ struct BeatPositionsMs {
     double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned
 };
 
+/// What kind of beat it is, as far as its shape and its time tell. Paced beats are classed as others are:
+/// what is usual for the patient is normal. A fusion beat is of the class that it resembles more.
+enum class BeatClass {
+    Normal,            // of a usual shape, or of another that tells too little
+    Supraventricular,  // not ventricular, but early in a regular rhythm
+    Ventricular,       // of an unusual shape, and wide, early, or followed by a pause
+    Unclassified,      // it would be ventricular, but noise may have made its shape
+};
+
 /// A beat was found, whether it matches the averaged one or not. Known up to 2.3 s later, 4.3 s at the start.
 /// What there is none of is NaN.
 struct IntervalEvent {
@@ -72,6 +81,7 @@ struct IntervalEvent {
     double bpm = std::numeric_limits<double>::quiet_NaN();   // heart rate
     double votedBpm =
         std::numeric_limits<double>::quiet_NaN();  // heart rate as a majority of the leads' detectors has it
+    BeatClass beatClass = BeatClass::Normal;
 };
 
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
@@ -86,6 +96,7 @@ struct BeatEvent {
     std::vector<float> jUv;           // level of the J point against the PR segment
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
     int shape = 0;  // which averaged beat it is like: their number in the order of learning
+    BeatClass beatClass = BeatClass::Unclassified;  // Unclassified also if it is none of those found
 };
 
 /// How good the signal has been lately, told every kQualitySeconds, one value per lead from 0, nothing to be
@@ -103,7 +114,8 @@ struct LeadEvent {
     enum class Kind {
         Off,        // its signal is a line, as that of a loose electrode; known two seconds late
         On,         // the line has ended
-        Disturbed,  // its level jumps by more than 3 mV within 0.2 s, or leaves what can be conditioned
+        Disturbed,  // its level jumps by more than 3 mV within 0.2 s and stays away for 0.4 s, or leaves what
+                    // can be conditioned
         Calm,       // it has done neither for a second
     };
     Kind kind = Kind::Off;

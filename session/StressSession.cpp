@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "core/FloatingPoint.h"
+#include "session/internal/BeatClasser.h"
 #include "session/internal/BeatFinder.h"
 #include "session/internal/BeatLearner.h"
 #include "session/internal/BeatShapes.h"
@@ -46,8 +47,9 @@ constexpr int kKeptSeconds = kLongestStretchSeconds + 30;
 constexpr int kPiecesPerFrame = 4;
 constexpr int kMostDoublings = 12;
 constexpr int kMatchesPerFrame = 16;
-// Frames are matched this much later than they come: a beat is then known with its RR, and what disturbs it.
-constexpr double kMatchedAfterSeconds = 1.4;
+// Frames are matched this much later than they come: the RR and the class of a beat are then known, unless it
+// was searched back, and what disturbs it.
+constexpr double kMatchedAfterSeconds = 1.5;
 constexpr double kDecidedAfterSeconds = 0.8;  // after its R a beat has been told or does not match
 
 // What disturbs a lead between these times from an R changes the beat, but for the delay of the filters, by
@@ -127,9 +129,9 @@ private:
         Give,     // no averaged beat was to be had
     };
 
-    struct FoundBeat {
-        long long frame = 0;  // of the input
+    struct FoundBeat : BeatClasser::Beat {
         bool isMatched = false;
+        bool IsToMatch() const { return beatClass != BeatClass::Ventricular; }
     };
 
     void TakeConditioned();
@@ -150,6 +152,7 @@ private:
     void MarkMatched(long long r);
     bool IsGood(std::size_t lead, double beatSeconds) const;
     void TellRate(BeatEvent& beat) const;
+    BeatClass ClassAt(double seconds) const;
     double Seconds(long long index) const {
         return static_cast<double>(index - m_conditioner.DelaySamples()) / m_fs;
     }
@@ -162,6 +165,7 @@ private:
     SignalConditioner m_conditioner;
     LeadWatch m_watch;
     BeatFinder m_finder;
+    BeatClasser m_classer;
     RateFollower m_rate;
     BeatShapes m_shapes;
     BeatLearner m_learner;
@@ -187,12 +191,12 @@ private:
     bool m_isRelearnedMore = false;  // the beats being learned from are more than the others
     const IsGoodLead m_isGood;       // asked by the matching
 
-    QualityEvent m_quality;              // the last one told
-    BeatEvent m_beat;                    // the last one told
-    bool m_isBeatTold = false;           // m_beat is one that has been told
-    std::vector<long long> m_toTell;     // frames of the input in which beats were found
-    std::vector<FoundBeat> m_found;      // lately
-    std::vector<IntervalEvent> m_rates;  // the latest ones that are shown
+    QualityEvent m_quality;                   // the last one told
+    BeatEvent m_beat;                         // the last one told
+    bool m_isBeatTold = false;                // m_beat is one that has been told
+    std::vector<BeatClasser::Beat> m_toTell;  // beats found, frames being those of the input
+    std::vector<FoundBeat> m_found;           // the same, those that have been told lately
+    std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
 };
 
 StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observer)
@@ -203,6 +207,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_conditioner(m_fs, m_chn, options.uVpb, options.conditioning),
       m_watch(m_fs, m_chn, options.uVpb),
       m_finder(m_fs, m_chn, options.uVpb),
+      m_classer(m_finder),
       m_rate(m_fs, m_chn),
       m_shapes(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
@@ -228,7 +233,7 @@ void StressSession::Impl::TakeFrame(const short* frame) {
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
     m_watch.Take(m_raw.data());
-    const std::vector<long long>& found = m_finder.Take(m_raw.data());
+    const std::vector<BeatClasser::Beat>& found = m_classer.Take(m_finder.Take(m_raw.data()));
     m_toTell.insert(m_toTell.end(), found.begin(), found.end());
     TakeConditioned();
     if (m_framesIn % FramesOf(kQualitySeconds) == 0) TellQuality();
@@ -237,7 +242,7 @@ void StressSession::Impl::TakeFrame(const short* frame) {
 // The last frame is repeated until the filters have given out everything.
 void StressSession::Impl::Finish() {
     if (m_hasEnded) return;
-    const std::vector<long long>& found = m_finder.Finish();
+    const std::vector<BeatClasser::Beat>& found = m_classer.Finish(m_finder.Finish());
     m_toTell.insert(m_toTell.end(), found.begin(), found.end());
     for (int i = 0; m_framesIn > 0 && i < m_conditioner.DelaySamples(); ++i) TakeConditioned();
     m_hasEnded = true;
@@ -275,8 +280,9 @@ void StressSession::Impl::TellLeads() {
 
 // Beats are told when the frames up to them have been shown.
 void StressSession::Impl::TellBeats(long long shown) {
-    while (!m_toTell.empty() && m_toTell.front() <= shown) {
-        const IntervalEvent interval = m_rate.TakeBeat(m_toTell.front());
+    while (!m_toTell.empty() && m_toTell.front().frame <= shown) {
+        IntervalEvent interval = m_rate.TakeBeat(m_toTell.front().frame);
+        interval.beatClass = m_toTell.front().beatClass;
         Keep(m_found, {m_toTell.front(), false});
         if (!std::isnan(interval.bpm)) Keep(m_rates, interval);
         m_toTell.erase(m_toTell.begin());
@@ -324,7 +330,7 @@ void StressSession::Impl::BeginLearning(Phase phase, long long from, long long t
     std::vector<int> beats;
     for (const FoundBeat& beat : m_found) {
         const long long index = beat.frame + m_conditioner.DelaySamples();
-        if (index >= from && index < to && !(phase == Phase::Relearn && beat.isMatched))
+        if (index >= from && index < to && beat.IsToMatch() && !(phase == Phase::Relearn && beat.isMatched))
             beats.push_back(static_cast<int>(index - from));
     }
     m_learner.Begin(m_kept.Copy(from, to), std::move(beats), m_finder.ClearLeads());
@@ -372,7 +378,8 @@ void StressSession::Impl::LookForRelearning() {
         int matched = 0, unmatched = 0;
         for (const FoundBeat& beat : m_found) {
             const long long index = beat.frame + m_conditioner.DelaySamples();
-            if (index >= from && index < decided) ++(beat.isMatched ? matched : unmatched);
+            if (index >= from && index < decided && beat.IsToMatch())
+                ++(beat.isMatched ? matched : unmatched);
         }
         if (unmatched < rule.fewestBeats || kFewestOfFound * unmatched < matched + unmatched) continue;
         m_isRelearnedMore = unmatched > matched;
@@ -427,6 +434,7 @@ long long StressSession::Impl::MatchEnd() const {
 void StressSession::Impl::TellBeat(long long r) {
     m_beat.seconds = Seconds(r);
     TellRate(m_beat);
+    m_beat.beatClass = ClassAt(m_beat.seconds);
     m_isBeatTold = true;
     m_observer.OnBeat(m_beat);
 }
@@ -440,8 +448,10 @@ void StressSession::Impl::MarkMatched(long long r) {
     }
 }
 
-// Whether nothing has disturbed the lead where it would change a beat.
+// Whether the beat is one of those to be averaged, and nothing has disturbed the lead where it would change
+// it.
 bool StressSession::Impl::IsGood(std::size_t lead, double beatSeconds) const {
+    if (ClassAt(beatSeconds) == BeatClass::Ventricular) return false;
     const double filterSeconds = DelayMs() / kMsPerSecond;
     return m_watch.IsGood(
         lead,
@@ -458,6 +468,16 @@ void StressSession::Impl::TellRate(BeatEvent& beat) const {
     if (after == m_rates.begin()) return;
     beat.bpm = (after - 1)->bpm;
     if ((after - 1)->seconds > beat.seconds - kSameBeatSeconds) beat.rrMs = (after - 1)->rrMs;
+}
+
+// The class of the beat that was found at this time; unclassified where there is none.
+BeatClass StressSession::Impl::ClassAt(double seconds) const {
+    const auto found = std::lower_bound(
+        m_found.begin(), m_found.end(), (seconds - kSameBeatSeconds) * m_fs,
+        [](const BeatClasser::Beat& beat, double frame) { return static_cast<double>(beat.frame) < frame; });
+    const bool isThere =
+        found != m_found.end() && static_cast<double>(found->frame) < (seconds + kSameBeatSeconds) * m_fs;
+    return isThere ? found->beatClass : BeatClass::Unclassified;
 }
 
 SessionObserver::~SessionObserver() = default;

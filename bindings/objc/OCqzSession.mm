@@ -7,6 +7,8 @@ static_assert(OCqzEventInterval == int{QZS_INTERVAL} && OCqzEventBeat == int{QZS
               OCqzEventLeadOff == int{QZS_LEAD_OFF} && OCqzEventLeadOn == int{QZS_LEAD_ON} &&
               OCqzEventDisturbed == int{QZS_DISTURBED} && OCqzEventCalm == int{QZS_CALM} &&
               OCqzEventLearned == int{QZS_LEARNED} && OCqzEventNotLearned == int{QZS_NOT_LEARNED});
+static_assert(OCqzBeatNormal == int{QZS_NORMAL} && OCqzBeatSupraventricular == int{QZS_SUPRAVENTRICULAR} &&
+              OCqzBeatVentricular == int{QZS_VENTRICULAR} && OCqzBeatUnclassified == int{QZS_UNCLASSIFIED});
 
 /// A new array, which the caller owns.
 template <typename T>
@@ -40,7 +42,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
 
 @implementation OCqzSessionEvent
 
-@synthesize kind, lead, seconds, bpm, rrMs, voidFromSeconds, again, level, slope, j, text;
+@synthesize kind, lead, seconds, bpm, rrMs, beatClass, voidFromSeconds, again, level, slope, j, text;
 
 /// `event` has just been fetched from `session`, which has `leads` leads.
 - (instancetype)init:(const qzs_event &)event
@@ -53,6 +55,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     seconds = event.seconds;
     bpm = event.bpm;
     rrMs = event.rr_ms;
+    beatClass = event.beat_class;
     voidFromSeconds = event.void_from_seconds;
     again = event.again;
     std::vector<float> values(3 * leads);
@@ -204,7 +207,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
 
 - (OCqzSessionEvent *)nextEvent {
     qzs_event event;
-    if (!qzs_next_event(session, &event)) return nil;
+    if (!qzs_next_event(session, &event, sizeof event)) return nil;
     OCqzSessionEvent *result = [[OCqzSessionEvent alloc] init:event of:session leads:OCCount(chnum)];
     return OC_HANDED_OUT(result);
 }

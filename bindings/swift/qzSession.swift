@@ -10,8 +10,8 @@ import OCqz
 public struct qzSessionEvent {
     /// What the event is; pass over those that are not among these.
     public let kind: Int
-    /// A beat was found, whether it matches the averaged one or not: `bpm` and `rrMs`; `seconds` of the middle of its
-    /// QRS. Known up to 2.3 s later, 4.3 s at the start.
+    /// A beat was found, whether it matches the averaged one or not: `bpm`, `rrMs` and `beatClass`; `seconds` of the
+    /// middle of its QRS. Known up to 2.3 s later, 4.3 s at the start.
     public static let interval = 1
     /// A beat has been folded into the averaged one: `level`, `slope` and `j`; `seconds` of its R.
     public static let beat = 2
@@ -19,7 +19,7 @@ public struct qzSessionEvent {
     public static let leadOff = 3
     /// The line has ended.
     public static let leadOn = 4
-    /// The level of a lead jumps.
+    /// The level of a lead jumps and stays away.
     public static let disturbed = 5
     /// It has not done so for a second; `seconds` of the last of it.
     public static let calm = 6
@@ -35,6 +35,15 @@ public struct qzSessionEvent {
     public let bpm: Double
     /// Of `interval` and `beat`, ms from the beat found before, NaN after 4 s without; else NaN.
     public let rrMs: Double
+    /// Of `interval` and `beat`: one of the four below; else 0. A beat that was folded in but not found is unclassified.
+    public let beatClass: Int
+    public static let normal = 1
+    /// Early in a regular rhythm.
+    public static let supraventricular = 2
+    /// Of an unusual shape, and wide, early, or followed by a pause.
+    public static let ventricular = 3
+    /// Noise may have made what looks ventricular.
+    public static let unclassified = 4
     /// Of `leadOff`: what was told of the lead for beats after this is void.
     public let voidFromSeconds: Double
     /// Of `learned`: in place of an earlier averaged beat.
@@ -55,6 +64,7 @@ public struct qzSessionEvent {
         seconds = event.seconds
         bpm = event.bpm
         rrMs = event.rrMs
+        beatClass = Int(event.beatClass)
         voidFromSeconds = event.voidFromSeconds
         again = event.again
         level = elements(event.level) ?? []

@@ -19,7 +19,7 @@ static void PrintBeat(const qzs_session* session, const qzs_event* beat) {
 
 static void TakeEvents(qzs_session* session) {
     qzs_event event;
-    while (qzs_next_event(session, &event)) {
+    while (qzs_next_event(session, &event, sizeof event)) {
         if (event.kind == QZS_INTERVAL && event.bpm > 0) g_latest_bpm = event.bpm;
         if (event.kind == QZS_BEAT && ++g_beats % kLinesEvery == 0) PrintBeat(session, &event);
     }

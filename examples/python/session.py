@@ -18,7 +18,8 @@ class Options(Structure):  # the structs and functions of api/qzSessionC.h
 
 class Event(Structure):
     _fields_ = [("kind", c_int32), ("lead", c_int32), ("seconds", c_double), ("bpm", c_double),
-                ("void_from_seconds", c_double), ("again", c_bool), ("rr_ms", c_double)]
+                ("void_from_seconds", c_double), ("again", c_bool), ("rr_ms", c_double),
+                ("beat_class", c_int32)]
 
 
 INTERVAL, BEAT = 1, 2
@@ -26,7 +27,7 @@ lib = CDLL(sys.argv[1] if len(sys.argv) > 1 else "libqzStressTemplLib.so.1")
 lib.qzs_create.restype, lib.qzs_push.restype = c_void_p, c_size_t
 lib.qzs_options_init.argtypes = [POINTER(Options), c_size_t]
 lib.qzs_push.argtypes = [c_void_p, c_void_p, c_size_t]
-lib.qzs_next_event.restype, lib.qzs_next_event.argtypes = c_bool, [c_void_p, POINTER(Event)]
+lib.qzs_next_event.restype, lib.qzs_next_event.argtypes = c_bool, [c_void_p, POINTER(Event), c_size_t]
 lib.qzs_event_values.argtypes = [c_void_p] * 4 + [c_size_t]
 lib.qzs_finish.argtypes = lib.qzs_free.argtypes = [c_void_p]
 
@@ -42,7 +43,7 @@ beats, latest_bpm = 0, 0.0  # the rate of the intervals that are shown as one
 
 def take_events():
     global beats, latest_bpm
-    while lib.qzs_next_event(session, event):
+    while lib.qzs_next_event(session, event, sizeof(event)):
         if event.kind == INTERVAL and event.bpm > 0:
             latest_bpm = event.bpm
         beats += event.kind == BEAT

@@ -115,7 +115,7 @@ void StressAnalysis::OnConditioned(const short* uV, double seconds) {
 }
 
 void StressAnalysis::OnInterval(const qz::IntervalEvent& interval) {
-    m_result.beatsFound.push_back(interval.seconds);
+    m_result.beatsFound.push_back({interval.seconds, interval.beatClass});
     if (std::isnan(interval.bpm)) return;
     m_result.rates.push_back({interval.seconds, interval.bpm, interval.votedBpm});
     for (AnalysisObserver* observer : m_observers) observer->OnRate(m_result.rates.back());

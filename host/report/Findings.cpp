@@ -111,6 +111,20 @@ std::string DescribeBeats(const StressResult& result) {
            " averaged";
 }
 
+std::string DescribeEctopy(const BeatCounts& counts) {
+    const auto number = [](int count) { return static_cast<std::size_t>(count); };
+    std::string text = std::to_string(counts.ventricular) + " ventricular";
+    if (counts.ventricular > 0) text += " (" + Number(counts.VentricularPercent(), 1) + " %)";
+    if (counts.couplets > 0) text += ", " + Counted(number(counts.couplets), "couplet");
+    if (counts.runs > 0)
+        text += ", " + Counted(number(counts.runs), "run") + " (longest " +
+                Counted(counts.longestRun, "beat") + ", fastest " + Number(counts.fastestRunBpm, 0) +
+                "/min at " + LongClock(counts.fastestRunSeconds) + ")";
+    text += "; " + std::to_string(counts.supraventricular) + " supraventricular";
+    if (counts.unclassified > 0) text += "; " + std::to_string(counts.unclassified) + " unclassified";
+    return text;
+}
+
 std::string Counted(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -173,6 +187,9 @@ std::vector<Fact> ListResults(const Findings& findings) {
             {"Largest ST change",
              MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference")});
     }
+    results.push_back({"Ectopic beats", findings.result.beatsFound.empty()
+                                            ? MissingBecause("no beats were found")
+                                            : DescribeEctopy(CountBeats(findings.result, {}).front())});
     results.push_back(
         {"Exercise time", exercise.exerciseSeconds
                               ? LongClock(*exercise.exerciseSeconds) +
@@ -227,7 +244,9 @@ std::vector<std::string> ListMethods(const Findings& findings) {
         "aVL and V1.");
     methods.push_back(
         "Peak heart rate: highest median over 30 s, with their end. Beats are found on all leads together; "
-        "those that match the averaged beat are averaged.");
+        "those that match the averaged beat are averaged. Ventricular beats differ from the normal ones in "
+        "shape, width and time; supraventricular ones come early in a regular rhythm; three ventricular "
+        "beats in a row are a run.");
     std::string duke = "Duke treadmill score: exercise minutes − 5 × ST deviation in mm − 4 × angina index";
     if (exercise.duke) duke += " = " + ShowDuke(exercise);
     methods.push_back(
@@ -252,9 +271,11 @@ ReportTable MakeStageTable(const Findings& findings) {
                        {"Length", "min:s", 1.3},
                        {"Heart rate", "beats/min", 1.7},
                        {"ST" + lead, "µV", 1.5},
-                       {"Slope" + lead, "µV/ms", 1.7}},
+                       {"Slope" + lead, "µV/ms", 1.7},
+                       {"Ventricular", "beats", 1.7}},
                       {},
                       {}};
+    const std::vector<BeatCounts> counts = CountBeats(result, stages);
     for (std::size_t i = 0; i < stages.size(); ++i) {
         const double start = stages[i].startSeconds;
         const double end =
@@ -271,7 +292,8 @@ ReportTable MakeStageTable(const Findings& findings) {
         table.rows.push_back({NameStage(stages[i], i), stages[i].watts ? Number(*stages[i].watts, 0) : "-",
                               LongClock(start), end > start ? LongClock(end - start) : "-",
                               Number(Median(std::move(bpm)), 0), Number(Median(std::move(levels)), 0),
-                              Number(Median(std::move(slopes)), 2)});
+                              Number(Median(std::move(slopes)), 2),
+                              std::to_string(counts[i + 1].ventricular)});
     }
     return table;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/report/ReportData.h"
+#include "host/results/Ectopy.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 
@@ -52,6 +53,9 @@ std::string DescribeSTHRSlope(const StressResult& result, const ExerciseSummary&
 std::string DescribeAngina(const ExerciseSummary& exercise);
 /// "42 of 50 averaged".
 std::string DescribeBeats(const StressResult& result);
+/// "12 ventricular (0.6 %), 2 couplets, 1 run (longest 4 beats, fastest 132/min at 3:20); 3
+/// supraventricular".
+std::string DescribeEctopy(const BeatCounts& counts);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 

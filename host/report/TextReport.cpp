@@ -117,5 +117,8 @@ void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSu
     PrintTrend(out, result, rows, {slope.c_str(), "uV/ms", kSlopeWidth, 2, &MinuteRow::slopeUvPerMs});
     PrintExtremes(out, result);
     out << "\nBeats: " << DescribeBeats(result) << "\n";
+    for (const BeatCounts& counts : CountBeats(result, exercise.stages))
+        out << (counts.stretch.empty() ? "Ectopic beats" : "  " + counts.stretch) << ": "
+            << DescribeEctopy(counts) << "\n";
     PrintExercise(out, result, exercise);
 }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "host/results/Ectopy.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 #include "host/support/Text.h"
@@ -123,6 +124,29 @@ Json DukeJson(const StressResult& result, const ExerciseSummary& exercise) {
             {"st_stage", isThere && stage ? Json(NameStage(exercise.stages[*stage], *stage)) : Json()}};
 }
 
+Json CountsJson(const BeatCounts& counts) {
+    return {{"stretch", counts.stretch},
+            {"from_s", counts.fromSeconds},
+            {"to_s", counts.toSeconds},
+            {"beats", counts.beats},
+            {"supraventricular", counts.supraventricular},
+            {"supraventricular_percent", Value(counts.SupraventricularPercent())},
+            {"ventricular", counts.ventricular},
+            {"ventricular_percent", Value(counts.VentricularPercent())},
+            {"unclassified", counts.unclassified},
+            {"couplets", counts.couplets},
+            {"runs", counts.runs},
+            {"longest_run_beats", counts.longestRun},
+            {"fastest_run_per_min", Value(counts.fastestRunBpm)},
+            {"fastest_run_s", Value(counts.fastestRunSeconds)}};
+}
+
+Json BeatClassesJson(const StressResult& result, const std::vector<Stage>& stages) {
+    Json all = Json::array();
+    for (const BeatCounts& counts : CountBeats(result, stages)) all.push_back(CountsJson(counts));
+    return all;
+}
+
 Json ExerciseJson(const StressResult& result, const ExerciseSummary& exercise) {
     Json stages = Json::array();
     for (const Stage& stage : exercise.stages)
@@ -185,6 +209,7 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
                           {"exercise", ExerciseJson(result, exercise)},
                           {"beats_found", result.beatsFound.size()},
                           {"beats_folded", result.beats.size()},
+                          {"beat_classes", BeatClassesJson(result, exercise.stages)},
                           {"leads", LeadsJson(result, exercise)}};
     std::ostream& out = file.Stream();
     // File names and lead names need not be UTF-8.

@@ -4,6 +4,16 @@
 
 #include "host/support/Text.h"
 
+static int CodeOf(qz::BeatClass beatClass) {
+    switch (beatClass) {
+        case qz::BeatClass::Normal: return kNormalBeat;
+        case qz::BeatClass::Supraventricular: return kSupraventricularBeat;
+        case qz::BeatClass::Ventricular: return kVentricularBeat;
+        case qz::BeatClass::Unclassified: break;
+    }
+    return kUnclassifiedBeat;
+}
+
 std::string DescribeLearning(const StressResult& result) {
     const LearnedBeat& learned = result.learned;
     return std::to_string(learned.beatsUsed) + " of " + std::to_string(learned.beatsFound) + " beats in " +
@@ -13,7 +23,7 @@ std::string DescribeLearning(const StressResult& result) {
 
 std::vector<Annotation> BeatAnnotations(const StressResult& result, double perSecond) {
     std::vector<Annotation> annotations;
-    for (const double seconds : result.beatsFound)
-        annotations.push_back({std::llround(seconds * perSecond), kNormalBeat, ""});
+    for (const FoundBeat& beat : result.beatsFound)
+        annotations.push_back({std::llround(beat.seconds * perSecond), CodeOf(beat.beatClass), ""});
     return annotations;
 }

@@ -35,6 +35,12 @@ struct RateReading {
     double votedBpm = std::numeric_limits<double>::quiet_NaN();  // as the leads' detectors vote; NaN: none
 };
 
+/// A beat, whether it was folded in or not.
+struct FoundBeat {
+    double seconds = 0;  // of its QRS
+    qz::BeatClass beatClass = qz::BeatClass::Normal;
+};
+
 /// The state of the averaged beat after one more beat, one value per lead in source order; NaN where the lead
 /// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
 struct STReading {
@@ -80,11 +86,11 @@ struct StressResult {
     std::vector<STReading> beats;  // one for each beat folded in
     // Of each lead, when it was off, and when its baseline jumped or left the range; in order of time.
     std::vector<std::vector<Span>> off, disturbed;
-    std::vector<double> beatsFound;  // seconds of every beat's QRS
+    std::vector<FoundBeat> beatsFound;
     std::vector<std::string> warnings;
 };
 
 /// What the averaged beat was learned from: "11 of 12 beats in 10 s", and of which recording if of another.
 std::string DescribeLearning(const StressResult& result);
-/// The beats found, at `perSecond` steps per second.
+/// The beats found, at `perSecond` steps per second: N, S, V, or Q where unclassified.
 std::vector<Annotation> BeatAnnotations(const StressResult& result, double perSecond);

@@ -6,6 +6,7 @@
 
 #include "core/Arithmetic.h"
 #include "core/filters/DirectForm1.h"
+#include "session/internal/FilterTaps.h"
 
 namespace qz {
 
@@ -79,24 +80,6 @@ constexpr double kAsleepSeconds = 1.6, kAsleepRrs = 1.6, kAsleepAgainSeconds = 0
                  kAsleepSlope = 0.7;
 constexpr double kPeakOverFloor = 3;  // a signal that does not stand out from its floor has no beats
 
-// The ideal band-pass under a Hamming window, less what it would let through of a level.
-std::vector<double> BandPassTaps(double lowHz, double highHz, double rate, long long half) {
-    const double pi = DirectForm1::kPi;
-    std::vector<double> taps, window;
-    for (long long i = -half; i <= half; ++i) {
-        const double t = static_cast<double>(i) / rate;
-        const double ideal = i == 0
-                                 ? 2 * (highHz - lowHz)
-                                 : (std::sin(2 * pi * highHz * t) - std::sin(2 * pi * lowHz * t)) / (pi * t);
-        window.push_back(0.54 + 0.46 * std::cos(pi * static_cast<double>(i) / static_cast<double>(half)));
-        taps.push_back(ideal / rate * window.back());
-    }
-    const double excess =
-        std::accumulate(taps.begin(), taps.end(), 0.0) / std::accumulate(window.begin(), window.end(), 0.0);
-    for (std::size_t i = 0; i < taps.size(); ++i) taps[i] -= excess * window[i];
-    return taps;
-}
-
 std::vector<double> MeanTaps(long long half) {
     std::vector<double> taps;
     for (long long i = -half; i <= half; ++i)
@@ -106,8 +89,6 @@ std::vector<double> MeanTaps(long long half) {
     for (double& tap : taps) tap /= sum;
     return taps;
 }
-
-long long Half(const std::vector<double>& taps) { return static_cast<long long>(taps.size() / 2); }
 
 }  // namespace
 

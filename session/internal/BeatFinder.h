@@ -47,6 +47,21 @@ public:
     /// Per lead whether it counts for at least a twentieth of what the best one does. Allocates.
     std::vector<bool> ClearLeads() const;
 
+    /// The signal as it is looked at, for those who look at the beats found: places, some 250 per second, are
+    /// `FramesPerPlace` frames each. Leads are in uV, less the first frame.
+    int FramesPerPlace() const { return m_step; }
+    double PlacesPerSecond() const { return m_rate; }
+    std::size_t Leads() const { return m_chn; }
+    /// Places taken so far, those that repeat the last frame after the end among them.
+    long long Taken() const { return m_taken; }
+    const float* Signal(long long place) const { return m_signal.Row(place); }
+    /// Places that are kept.
+    long long Kept() const { return m_signal.Places(); }
+    /// What the lead counts for, 0 and more.
+    double Weight(std::size_t lead) const { return m_leads[lead].weight; }
+    /// The level below which the fused envelope is for two fifths of the latest 1.5 s, in usual beats: noise.
+    double Floor() const { return m_fusedFloor; }
+
 private:
     static constexpr std::size_t kMemory = 8;  // beats
     // The latest values.

@@ -14,7 +14,8 @@ namespace {
 constexpr double kFlatUv = 5, kJumpUv = 3000;
 constexpr int kFlatSeconds = 2;  // the quiet between beats is shorter
 constexpr int kWindowsPerSecond = 10;
-constexpr std::size_t kRingWindows = 3;  // the old one, the one between, the new one
+constexpr std::size_t kRingWindows = 6;  // the newest; the old one 0.2 s before it; the one 0.3 s before that
+constexpr double kBackSeconds = 0.4;     // after its steepest place a wide beat is over
 constexpr double kSameSeconds = 1;
 // Beats are judged some 90 s late at the most, where those that a template was learned from are matched.
 constexpr double kKeptSeconds = 120;
@@ -48,18 +49,22 @@ LeadWatch::LeadWatch(int fs, std::size_t chn, double uVpb)
 
 void LeadWatch::Take(const short* frame) {
     const std::size_t chn = m_leads.size();
-    short* const oldest = &m_ring[m_next];  // overwritten by the new frame
-    const short* const older = &m_ring[(m_next + m_window) % m_ring.size()];
-    const short* const newer = &m_ring[(m_next + 2 * m_window) % m_ring.size()];
+    const auto aged = [&](std::size_t windows) {
+        return &m_ring[(m_next + (kRingWindows - windows) * m_window) % m_ring.size()];
+    };
+    const short *const one = aged(1), *const two = aged(2), *const three = aged(3), *const five = aged(5);
+    short* const oldest = aged(kRingWindows);  // overwritten by the new frame
     // Waits for full windows: the first sample of a recording may be far from the rest.
     const bool isFilled = static_cast<std::size_t>(m_frames) * chn >= m_ring.size();
     const double now = Seconds(m_frames);
     for (std::size_t i = 0; i < chn; ++i) {
         Lead& lead = m_leads[i];
         LookForLine(i, frame[i]);
-        lead.change += frame[i] - newer[i] - older[i] + oldest[i];
-        if (isFilled && std::abs(lead.change) > m_jumpChange) Mark(i, now);
+        lead.newSum += frame[i] - one[i];
+        lead.oldSum += two[i] - three[i];
+        lead.earlierSum += five[i] - oldest[i];
         oldest[i] = frame[i];
+        if (isFilled) LookForJump(i, now);
         if (lead.isDisturbed && now - lead.disturbed.back().toSeconds > kSameSeconds) {
             lead.isDisturbed = false;
             Tell(LeadEvent::Kind::Calm, i, lead.disturbed.back().toSeconds);
@@ -67,6 +72,26 @@ void LeadWatch::Take(const short* frame) {
     }
     m_next = (m_next + chn) % m_ring.size();
     ++m_frames;
+}
+
+// A level that has come back when a wide beat would be over was that of a beat, whose QRS may be the old
+// level.
+void LeadWatch::LookForJump(std::size_t index, double now) {
+    Lead& lead = m_leads[index];
+    const bool isJumping = std::abs(lead.newSum - lead.oldSum) > m_jumpChange;
+    if (isJumping && lead.isDisturbed) return Mark(index, now);
+    if (isJumping && !lead.isJumping) {
+        lead.isJumping = true;
+        lead.jumpSeconds = now;
+        lead.sumBefore = lead.earlierSum;
+    }
+    if (lead.isJumping && now - lead.jumpSeconds >= kBackSeconds) JudgeJump(index);
+}
+
+void LeadWatch::JudgeJump(std::size_t index) {
+    Lead& lead = m_leads[index];
+    lead.isJumping = false;
+    if (2 * std::abs(lead.newSum - lead.sumBefore) > m_jumpChange) Mark(index, lead.jumpSeconds);
 }
 
 void LeadWatch::LookForLine(std::size_t index, short sample) {
@@ -91,6 +116,8 @@ void LeadWatch::LookForLine(std::size_t index, short sample) {
 void LeadWatch::Disturb(std::size_t lead) { Mark(lead, Seconds(m_frames - 1)); }
 
 void LeadWatch::Finish() {
+    for (std::size_t i = 0; i < m_leads.size(); ++i)
+        if (m_leads[i].isJumping) JudgeJump(i);
     for (std::size_t i = 0; i < m_leads.size(); ++i)
         if (m_leads[i].isDisturbed) Tell(LeadEvent::Kind::Calm, i, m_leads[i].disturbed.back().toSeconds);
 }

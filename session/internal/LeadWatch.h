@@ -3,7 +3,9 @@
 //   off         a line: it moves by less than 5 uV for two seconds, as that of a loose electrode
 //   disturbed   its level jumps by more than 3 mV within 0.2 s, or whoever conditions it cannot follow
 //
-// Levels are means of 0.1 s: a QRS complex comes back to its own. Disturbances within a second are one.
+// Levels are means of 0.1 s: a narrow QRS complex comes back to its own within one. A wide one takes longer:
+// a jump is none if the level is again within 1.5 mV of that before the beat, from 0.5 s before the jump to
+// 0.4 s after it. Disturbances within a second are one.
 //
 // What is more than two minutes past is forgotten. Allocates in the constructor. One object belongs to one
 // thread.
@@ -43,15 +45,20 @@ public:
 
 private:
     struct Lead {
-        short lowest = 0, highest = 0;  // since it last moved
-        long long flatFrom = 0;         // frame since which it has not moved
-        int change = 0;                 // from the sum over a window to that over the one after the next
+        short lowest = 0, highest = 0;               // since it last moved
+        long long flatFrom = 0;                      // frame since which it has not moved
+        int newSum = 0, oldSum = 0, earlierSum = 0;  // of windows: the newest, 0.2 s and 0.5 s before it
+        int sumBefore = 0;                           // earlierSum at what may be a jump
+        double jumpSeconds = 0;                      // when that was
+        bool isJumping = false;                      // and not yet judged
         bool isOff = false;
         bool isDisturbed = false;          // and not yet calm for a second
         std::vector<Span> off, disturbed;  // of the last two minutes, in order of time
     };
 
     void LookForLine(std::size_t lead, short sample);
+    void LookForJump(std::size_t lead, double now);
+    void JudgeJump(std::size_t lead);
     void Mark(std::size_t lead, double seconds);
     void Tell(LeadEvent::Kind kind, std::size_t lead, double seconds);
     void Forget(std::vector<Span>& spans) const;
@@ -60,7 +67,7 @@ private:
     int m_fs;
     double m_flatUnits;         // what a line moves by at the most, in units of the frames
     std::size_t m_window;       // of a mean, samples of all leads
-    double m_jumpChange;        // of a jump, as Lead::change
+    double m_jumpChange;        // of a jump, from Lead::oldSum to newSum
     std::vector<short> m_ring;  // the latest frames, three windows, interleaved
     std::size_t m_next = 0;     // in the ring
     long long m_frames = 0;

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -41,10 +40,10 @@ bool Same(const Log& a, const Log& b) {
 
 struct Witness : qz::SessionObserver {
     void OnInterval(const qz::IntervalEvent& interval) override {
-        Add({1, interval.seconds, interval.bpm, interval.rrMs});
+        Add({1, interval.seconds, interval.bpm, interval.rrMs, 1.0 + static_cast<int>(interval.beatClass)});
     }
     void OnBeat(const qz::BeatEvent& beat) override {
-        Add({2, beat.seconds, beat.bpm, beat.rrMs});
+        Add({2, beat.seconds, beat.bpm, beat.rrMs, 1.0 + static_cast<int>(beat.beatClass)});
         for (const auto* values : {&beat.levelUv, &beat.slopeUvPerMs, &beat.jUv})
             log.insert(log.end(), values->begin(), values->end());
     }
@@ -61,14 +60,15 @@ struct Witness : qz::SessionObserver {
 /// The next event in the same words; false where none waits.
 bool Fetch(qzs_session* session, Log& log) {
     qzs_event event;
-    if (!qzs_next_event(session, &event)) return false;
+    if (!qzs_next_event(session, &event, sizeof event)) return false;
     log.insert(log.end(), {event.kind + 0.0, event.seconds});
     float values[3 * kLeads];
     EXPECT_FALSE(qzs_event_values(session, values, nullptr, nullptr, kLeads + 1));
     EXPECT_EQ(qzs_event_values(session, values, values + kLeads, values + 2 * kLeads, kLeads),
               event.kind == QZS_BEAT);
     log.push_back(event.lead >= 0 ? event.lead : event.kind == QZS_LEARNED ? event.again : event.bpm);
-    if (event.kind == QZS_INTERVAL || event.kind == QZS_BEAT) log.push_back(event.rr_ms);
+    if (event.kind == QZS_INTERVAL || event.kind == QZS_BEAT)
+        log.insert(log.end(), {event.rr_ms, event.beat_class + 0.0});
     if (event.kind == QZS_LEAD_OFF) log.push_back(event.void_from_seconds);
     if (event.kind == QZS_BEAT) log.insert(log.end(), values, values + 3 * kLeads);
     return true;
@@ -179,18 +179,6 @@ TEST(qzSessionC, KeepsTheConditionedFramesOfTheClassUntilTheyAreFetched) {
     qzs_free(session);
 }
 
-TEST(qzSessionC, ServesProgramsThatKnowFewerOptions) {
-    qzs_options older;
-    std::memset(&older, 0x55, sizeof older);
-    EXPECT_TRUE(qzs_options_init(&older, offsetof(qzs_options, conditioned)) && older.postJms == 60);
-    EXPECT_EQ(*reinterpret_cast<const char*>(&older.conditioned), 0x55);
-    older.fs = kFs;
-    older.leads = kLeads;
-    qzs_session* const session = qzs_create(&older);
-    EXPECT_EQ(qzs_push(session, Beats(5).Frame(0), 5000), 5000U) << "no conditioned frames fill it";
-    qzs_free(session);
-}
-
 TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
     qzs_options options = Options(), unset = Options(), older = Options();
     unset.fs = 0;
@@ -207,13 +195,15 @@ TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
     for (qzs_session* session : {static_cast<qzs_session*>(nullptr), qzs_create(&options)}) {
         const bool bThere = session != nullptr;
         qzs_event event;
-        EXPECT_FALSE(
-            qzs_push(session, nullptr, 5) > 0 || qzs_next_event(session, nullptr) ||
-            qzs_next_event(session, &event) || qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
-            qzs_conditioned(session, nullptr, 9, nullptr) > 0 || qzs_get_positions(session, nullptr) ||
-            qzs_template(session, nullptr, 9) > 0 || qzs_learned_beat(session, nullptr, nullptr, 0) > 0);
+        EXPECT_FALSE(qzs_push(session, nullptr, 5) > 0 || qzs_next_event(session, nullptr, sizeof event) ||
+                     qzs_next_event(session, &event, sizeof event) ||
+                     qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
+                     qzs_conditioned(session, nullptr, 9, nullptr) > 0 ||
+                     qzs_get_positions(session, nullptr) || qzs_template(session, nullptr, 9) > 0 ||
+                     qzs_learned_beat(session, nullptr, nullptr, 0) > 0);
         qzs_finish(session);
-        EXPECT_EQ(qzs_next_event(session, &event), bThere);
+        EXPECT_FALSE(qzs_next_event(session, &event, sizeof event - 1));
+        EXPECT_EQ(qzs_next_event(session, &event, sizeof event), bThere);
         EXPECT_EQ(qzs_event_text(session, text, sizeof text) > 0, bThere);
         EXPECT_EQ(qzs_delay_ms(session) > 0, bThere);
         qzs_free(session);

@@ -234,7 +234,8 @@ TEST_F(OCqz, HasSessionsOfItsOwn) {
     int beats = 0;
     for (OCqzSessionEvent *event = [session nextEvent]; event != nil; event = [session nextEvent]) {
         EXPECT_TRUE([event text] == nil && ([event j] != nil) == ([event kind] == OCqzEventBeat));
-        beats += [[event j] count] == 2 && std::abs([event rrMs] - 700) < 20;
+        beats += [[event j] count] == 2 && std::abs([event rrMs] - 700) < 20 &&
+                 [event beatClass] == OCqzBeatNormal;
     }
     EXPECT_GT(beats, 40);
     EXPECT_TRUE([[session getTempl] count] == 2 && [[session getPos] count] == 4 && [session delayMs] > 0);

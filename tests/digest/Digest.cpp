@@ -98,7 +98,9 @@ void RunIndices(Hash& hash) {
 struct Listener : qz::SessionObserver {
     explicit Listener(Hash& all) : hash(all) {}
     void OnConditioned(const short* uV, double seconds) override { hash.Add(seconds).AddAll(uV, kLeads); }
-    void OnInterval(const qz::IntervalEvent& interval) override { hash.Add(interval.seconds, interval.bpm); }
+    void OnInterval(const qz::IntervalEvent& interval) override {
+        hash.Add(interval.seconds, interval.bpm, static_cast<int>(interval.beatClass));
+    }
     void OnBeat(const qz::BeatEvent& beat) override {
         hash.Add(beat.seconds, beat.bpm);
         for (const auto* values : {&beat.levelUv, &beat.slopeUvPerMs, &beat.jUv})

@@ -70,7 +70,7 @@ qzs_session* Create(Bytes& bytes, qzs_beat& beat, std::vector<std::int16_t>& row
 void Fetch(qzs_session* session, int count, double& lastBeat) {
     float values[3 * kMostLeads];
     char text[80];
-    for (qzs_event event; count > 0 && qzs_next_event(session, &event); --count) {
+    for (qzs_event event; count > 0 && qzs_next_event(session, &event, sizeof event); --count) {
         Demand(std::isfinite(event.seconds) || event.kind == QZS_NOT_LEARNED);
         bool told = false;
         for (std::size_t leads = 1; leads < kMostLeads; ++leads)

@@ -47,15 +47,21 @@ TEST(LeadWatch, ALeadIsOffThatMovesByLessThan5UvFor2Seconds) {
     }
 }
 
-TEST(LeadWatch, ALeadIsDisturbedWhoseLevelJumpsByMoreThan3MvWithin200Ms) {
+TEST(LeadWatch, ALeadIsDisturbedWhoseLevelJumpsBy3MvAndStaysAway) {
     struct Case {
         double units, inSeconds;  // rise of the level, evenly
+        double forSeconds;        // and back
         bool bDisturbed;
     };
-    for (const Case& c :
-         {Case{5990, 0, false}, {6010, 0, true}, {-6010, 0, true}, {29900, 1, false}, {30100, 1, true}}) {
+    for (const Case& c : {Case{5990, 0, 9, false},
+                          {6010, 0, 9, true},
+                          {-6010, 0, 9, true},
+                          {29900, 1, 9, false},
+                          {30100, 1, 9, true},
+                          {6100, 0, 0.43, false},  // a wide beat
+                          {6100, 0, 0.47, true}}) {
         const auto told = EventsOf(5, [&](double seconds) {
-            if (seconds < 2) return 0.0;
+            if (seconds < 2 || seconds >= 2 + c.forSeconds) return 0.0;
             return seconds >= 2 + c.inSeconds ? c.units : c.units * (seconds - 2) / c.inSeconds;
         });
         EXPECT_EQ(IsTold(Kind::Disturbed, told), c.bDisturbed) << c.units << " units in " << c.inSeconds;

@@ -16,22 +16,30 @@ struct qzs_session;
 
 /// What an event tells of. Later libraries may have more kinds: pass over those that are unknown.
 enum {
-    /// A beat was found, whether it matches the averaged one or not: bpm and rrMs; seconds of the middle of
-    /// its QRS. Known up to 2.3 s later, 4.3 s at the start.
+    /// A beat was found, whether it matches the averaged one or not: bpm, rrMs and beatClass; seconds of the
+    /// middle of its QRS. Known up to 2.3 s later, 4.3 s at the start.
     OCqzEventInterval = 1,
     OCqzEventBeat = 2,  ///< a beat has been folded into the averaged one: level, slope, j; seconds of its R
     OCqzEventLeadOff = 3,  ///< the signal of a lead is a line, as that of a loose electrode: voidFromSeconds
     OCqzEventLeadOn = 4,   ///< the line has ended
-    OCqzEventDisturbed = 5,  ///< the level of a lead jumps
+    OCqzEventDisturbed = 5,  ///< the level of a lead jumps and stays away
     OCqzEventCalm = 6,       ///< it has not done so for a second; seconds of the last of it
     OCqzEventLearned = 7,    ///< an averaged beat is there: matching begins with the signal at `seconds`
     OCqzEventNotLearned = 8  ///< no ST values to the end of the signal: text says why
 };
 
+/// Classes of beats. A beat that was folded in but not found is unclassified.
+enum {
+    OCqzBeatNormal = 1,
+    OCqzBeatSupraventricular = 2,  ///< early in a regular rhythm
+    OCqzBeatVentricular = 3,       ///< of an unusual shape, and wide, early, or followed by a pause
+    OCqzBeatUnclassified = 4       ///< noise may have made what looks ventricular
+};
+
 /// One event. It does not change, and does not need its session.
 @interface OCqzSessionEvent : NSObject {
 @private
-    int kind, lead;
+    int kind, lead, beatClass;
     double seconds, bpm, rrMs, voidFromSeconds;
     BOOL again;
     NSArray *OC_NULLABLE level, *OC_NULLABLE slope, *OC_NULLABLE j;
@@ -44,6 +52,7 @@ enum {
 @property(nonatomic, readonly) double bpm;
 /// Of an interval or a beat, ms from the beat found before, NaN after 4 s without; else NaN.
 @property(nonatomic, readonly) double rrMs;
+@property(nonatomic, readonly) int beatClass;  ///< of an interval or a beat: OCqzBeat...; else 0
 /// Of OCqzEventLeadOff: what was told of the lead for beats after this is void.
 @property(nonatomic, readonly) double voidFromSeconds;
 @property(nonatomic, readonly) BOOL again;  ///< of OCqzEventLearned: in place of an earlier averaged beat

@@ -7,6 +7,7 @@ public final class OCqzSessionEvent {
     public let seconds: Double
     public let bpm: Double
     public let rrMs: Double
+    public let beatClass: Int32
     public let voidFromSeconds: Double
     public let again: Bool
     public let level: [Any]?
@@ -21,6 +22,7 @@ public final class OCqzSessionEvent {
         seconds = event.seconds
         bpm = event.bpm
         rrMs = event.rr_ms
+        beatClass = event.beat_class
         voidFromSeconds = event.void_from_seconds
         again = event.again
         var values = [[Float]](repeating: [Float](repeating: 0, count: leads), count: 3)
@@ -116,7 +118,7 @@ public final class OCqzSession {
     public func finish() { qzs_finish(session) }
     public func nextEvent() -> OCqzSessionEvent? {
         var event = qzs_event()
-        guard qzs_next_event(session, &event) else { return nil }
+        guard qzs_next_event(session, &event, MemoryLayout<qzs_event>.size) else { return nil }
         return OCqzSessionEvent(event, of: session, leads: leads)
     }
     public func conditioned(_ firstSeconds: UnsafeMutablePointer<Double>?) -> [Any]? {

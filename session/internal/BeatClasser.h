@@ -1,0 +1,108 @@
+// BeatClasser: what kind of beat each of those is that BeatFinder finds.
+//
+//   beat -> cut out of all leads, 0.8 to 35 Hz, 0.12 s to both sides of its middle
+//        -> compared with the latest shapes of the recording, each lead weighed as the finder weighs it
+//        -> its interval and the next one, against the usual interval of normal beats
+//        -> ventricular where shape, width and time together tell so
+//
+// A shape is a running mean of beats that correlate with 0.9 or more; six are kept. The first normal one is
+// the most typical beat of the first seconds that does not come early, so that bigeminy from the start on is
+// understood. Another shape becomes normal after 12 beats most of which come on time, as those of a bundle
+// branch block do; a normal one whose beats come early is normal no more. The usual interval is the median of
+// the latest 12 between beats that are not ventricular; a pause after a ventricular beat counts half with
+// the interval before it. Where intervals differ by themselves, as in atrial fibrillation, a beat that comes
+// early tells less.
+//
+// The evidence is added up with weights that were fitted by logistic regression to the beats of annotated
+// recordings. A beat that would be ventricular but for the noise around it is unclassified.
+//
+// The class waits for the next beat, and at the most 1.8 s, so that it is known at once where the beat was
+// searched back. Allocates in the constructor. One object belongs to one thread.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "session/SessionTypes.h"
+#include "session/internal/BeatFinder.h"
+
+namespace qz {
+
+class BeatClasser {
+public:
+    struct Beat {
+        long long frame = 0;  // as found
+        BeatClass beatClass = BeatClass::Normal;
+    };
+
+    /// The finder is kept by reference: its signal and its weights are looked at.
+    explicit BeatClasser(const BeatFinder& finder);
+
+    /// Takes the beats that the finder has told with its newest frame. Returns those whose class has become
+    /// known, in order of time; valid until the next call.
+    const std::vector<Beat>& Take(const std::vector<long long>& found);
+    /// The same for what the finder tells at the end: the classes of all beats are known.
+    const std::vector<Beat>& Finish(const std::vector<long long>& found);
+
+private:
+    static constexpr std::size_t kMostShapes = 6;
+    static constexpr std::size_t kKeptRrs = 12;
+    struct Shape {
+        std::vector<float> rows;  // [lead][place], each row with a mean of 0
+        long long last = 0;       // place of the beat that it took in last
+        int beats = 0;
+        double early = 0, onTime = 0;  // part of its latest beats that came so
+        bool isNormal = false;
+    };
+    struct Fit {
+        double likeness = -1;
+        std::size_t shift = 0;  // where it begins in what was cut out
+    };
+    struct Timing {
+        double early = 0;      // part of the usual interval by which the beat comes too soon; late below 0
+        double pause = 0;      // the same by which the next one comes too late
+        double irregular = 0;  // median difference of the usual intervals from their median, part of it
+    };
+
+    void Await(const std::vector<long long>& found);
+    void ClassifyNext(long long nextRr);
+    void Start();
+    double EarlyAtStart(std::size_t beat, std::size_t count) const;
+    void CutOut(long long place);
+    const std::vector<float>& Row(std::size_t shift);
+    Fit Compare(const Shape& shape);
+    double WidthSeconds(std::size_t shift);
+    double UsualRr() const;
+    bool IsEarlyNormal(const Timing& timing) const;
+    Timing TimingOf(long long place, long long nextRr) const;
+    std::size_t TakeInto(std::size_t shape, bool isKnown, const Fit& fit, long long place);
+    std::size_t LeastWanted(long long place) const;
+    void LearnTiming(Shape& shape, const Timing& timing);
+    void LearnInterval(long long place, BeatClass kind);
+    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
+
+    const BeatFinder& m_finder;
+    double m_rate;  // places per second
+    std::size_t m_chn;
+    std::vector<double> m_taps;
+    std::size_t m_length;                    // of a shape, places
+    std::size_t m_shifts;                    // how many of it are in what is cut out
+    std::vector<float> m_cut;                // [lead][place]
+    std::vector<double> m_energies;          // [lead][shift], of the cut out less its mean
+    std::vector<double> m_sums, m_likeness;  // [lead], [shift]
+    std::vector<float> m_row;                // of Row
+    std::vector<Shape> m_shapes;             // the first m_known of them are in use
+    std::size_t m_known = 0;
+    std::vector<long long> m_waiting;  // places of beats
+    std::vector<Beat> m_classed;       // told last
+    std::array<double, kKeptRrs> m_rrs{};
+    std::size_t m_rrCount = 0;
+    long long m_last = -1, m_lastRr = 0;  // of the last beat; -1 and 0 before there is one
+    double m_lastEarly = 0;
+    BeatClass m_lastKind = BeatClass::Normal;
+    int m_run = 0;  // supraventricular beats in a row
+    bool m_isStarted = false;
+};
+
+}  // namespace qz
