@@ -37,8 +37,8 @@ constexpr double kInterpolated = 1.4;  // usual intervals around a ventricular b
 constexpr double kMostUnlike = 0.6, kMostTiming = 0.35, kMostIrregular = 0.2;
 constexpr double kUsualWidthSeconds = 0.12, kWidthUnitSeconds = 0.05, kLeastWide = -1, kMostWide = 1.5;
 constexpr double kNoisyFloor = 0.1, kMostNoisy = 1.5;  // usual beats
-constexpr double kUnlikeWeight = 6.24, kTimingWeight = 6.3, kWideWeight = 3.16, kEarlyShapeWeight = 2.4,
-                 kNormalShapeWeight = 2.6, kNoiseWeight = 2.1, kIrregularWeight = 0.6, kVentricular = 5.1;
+constexpr double kUnlikeWeight = 6.7, kTimingWeight = 7.4, kWideWeight = 2.4, kEarlyShapeWeight = 2.1,
+                 kNormalShapeWeight = 3.1, kNoiseWeight = 2.5, kIrregularWeight = 0.8, kVentricular = 5;
 
 // Supraventricular beats: so early, so much earlier than the beat before, and after five usual intervals of
 // which at the most one is farther from the median. A longer run of them is the rhythm itself.
