@@ -37,12 +37,12 @@ constexpr double kInterpolated = 1.4;  // usual intervals around a ventricular b
 constexpr double kMostUnlike = 0.6, kMostTiming = 0.35, kMostIrregular = 0.2;
 constexpr double kUsualWidthSeconds = 0.12, kWidthUnitSeconds = 0.05, kLeastWide = -1, kMostWide = 1.5;
 constexpr double kNoisyFloor = 0.1, kMostNoisy = 1.5;  // usual beats
-constexpr double kUnlikeWeight = 6.24, kTimingWeight = 6.3, kWideWeight = 3.16, kEarlyShapeWeight = 2.4,
-                 kNormalShapeWeight = 2.6, kNoiseWeight = 2.1, kIrregularWeight = 0.6, kVentricular = 5.1;
+constexpr double kUnlikeWeight = 6.7, kTimingWeight = 7.4, kWideWeight = 2.4, kEarlyShapeWeight = 2.1,
+                 kNormalShapeWeight = 3.1, kNoiseWeight = 2.5, kIrregularWeight = 0.8, kVentricular = 5;
 
 // Supraventricular beats: so early, so much earlier than the beat before, and after five usual intervals of
 // which at the most one is farther from the median. A longer run of them is the rhythm itself.
-constexpr double kEarlyNormal = 0.14, kEarlierThanLast = 0.1, kRegular = 0.12;
+constexpr double kEarlyNormal = 0.14, kEarlierThanLast = 0.1, kRegular = 0.1;
 constexpr std::size_t kRegularRrs = 5;
 constexpr int kMostIrregularRrs = 1;
 constexpr int kLongestRun = 12;
@@ -68,6 +68,7 @@ BeatClasser::BeatClasser(const BeatFinder& finder)
 }
 
 const std::vector<BeatClasser::Beat>& BeatClasser::Take(const std::vector<long long>& found) {
+    m_end = m_finder.Taken();
     Await(found);
     while (m_waiting.size() > 1) ClassifyNext(m_waiting[1] - m_waiting[0]);
     if (m_waiting.empty()) return m_classed;
@@ -115,6 +116,12 @@ void BeatClasser::Start() {
     std::swap(m_shapes[0].rows, m_shapes[best].rows);
     m_shapes[0].isNormal = true;
     m_known = 1;
+}
+
+// True if the recording neither begins nor ends within the beat.
+bool BeatClasser::IsWhole(long long place) const {
+    const long long reach = Places(kHalfSeconds + kShiftSeconds);
+    return place >= reach && place + reach < m_end;
 }
 
 // How early one of the first beats is, in mean intervals; the first of all is as early as the next one is
@@ -261,7 +268,7 @@ void BeatClasser::ClassifyNext(long long nextRr) {
                     std::min(static_cast<double>(m_shapes[shape].beats) / kKnownBeats, 1.0);
     const double noise = kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyFloor - 1, 0.0, kMostNoisy);
     BeatClass kind = BeatClass::Normal;
-    if (evidence > noise)
+    if (evidence > noise && IsWhole(place))
         kind = BeatClass::Ventricular;
     else if (evidence > 0)
         kind = BeatClass::Unclassified;

@@ -14,7 +14,8 @@
 // early tells less.
 //
 // The evidence is added up with weights that were fitted by logistic regression to the beats of annotated
-// recordings. A beat that would be ventricular but for the noise around it is unclassified.
+// recordings. A beat that would be ventricular but for the noise around it is unclassified, and so is one
+// that the beginning or the end of the recording cuts.
 //
 // The class waits for the next beat, and at the most 1.8 s, so that it is known at once where the beat was
 // searched back. Allocates in the constructor. One object belongs to one thread.
@@ -68,6 +69,7 @@ private:
     void Await(const std::vector<long long>& found);
     void ClassifyNext(long long nextRr);
     void Start();
+    bool IsWhole(long long place) const;
     double EarlyAtStart(std::size_t beat, std::size_t count) const;
     void CutOut(long long place);
     const std::vector<float>& Row(std::size_t shift);
@@ -98,6 +100,7 @@ private:
     std::vector<Beat> m_classed;       // told last
     std::array<double, kKeptRrs> m_rrs{};
     std::size_t m_rrCount = 0;
+    long long m_end = 0;                  // places of the recording so far
     long long m_last = -1, m_lastRr = 0;  // of the last beat; -1 and 0 before there is one
     double m_lastEarly = 0;
     BeatClass m_lastKind = BeatClass::Normal;

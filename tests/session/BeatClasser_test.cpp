@@ -19,7 +19,8 @@ constexpr std::size_t kLeads = 2;
 //   n normal   v wide, 500 ms, and 1100 ms to the next   w the same shape, on time   r wide, 350 ms
 //   s normal shape, 550 ms      1 to 9 the normal shape 500 to 900 ms after the beat before, in steps of 50
 //   ms
-std::string ClassesOf(const std::string& beats, int noise = 6) {
+// The recording ends so long after the last beat.
+std::string ClassesOf(const std::string& beats, int noise = 6, double endSeconds = 0.5) {
     BeatTrain train(kFs, kLeads);
     train.Noise(noise, 1);
     bool isAfterPause = false;
@@ -34,6 +35,7 @@ std::string ClassesOf(const std::string& beats, int noise = 6) {
     Recording recording = train.Record();
     BeatFinder finder(kFs, kLeads, 1);
     BeatClasser classer(finder);
+    const std::size_t frames = recording.Frames() - static_cast<std::size_t>((0.5 - endSeconds) * kFs);
     std::string classes;
     const auto keep = [&](const std::vector<BeatClasser::Beat>& classed, std::size_t now) {
         for (const BeatClasser::Beat& beat : classed) {
@@ -42,9 +44,8 @@ std::string ClassesOf(const std::string& beats, int noise = 6) {
                       now < 6 * kFs ? 4.4 : 2.3);
         }
     };
-    for (std::size_t i = 0; i < recording.Frames(); ++i)
-        keep(classer.Take(finder.Take(recording.Frame(i))), i);
-    keep(classer.Finish(finder.Finish()), recording.Frames());
+    for (std::size_t i = 0; i < frames; ++i) keep(classer.Take(finder.Take(recording.Frame(i))), i);
+    keep(classer.Finish(finder.Finish()), frames);
     return classes;
 }
 
@@ -76,9 +77,10 @@ TEST(BeatClasser, ANewShapeBecomesNormalAfterTwelveBeatsOnTime) {
     EXPECT_EQ(classes.substr(32), Times(18, "N"));
 }
 
-TEST(BeatClasser, NoiseLeavesUnclassifiedWhatLooksVentricular) {
-    const std::string classes = ClassesOf(Times(20, "n") + Times(10, "vnnnn"), 450);
-    EXPECT_NE(classes.find('Q'), std::string::npos) << classes;
+TEST(BeatClasser, NoiseAndTheEndLeaveUnclassifiedWhatLooksVentricular) {
+    EXPECT_EQ(ClassesOf(Times(20, "n") + "wnnnn"), Times(20, "N") + "VNNNN");
+    EXPECT_EQ(ClassesOf(Times(20, "n") + "wnnnn", 360), Times(20, "N") + "QNNNN");
+    EXPECT_EQ(ClassesOf(Times(20, "n") + "w", 6, 0.1), Times(20, "N") + "Q");
 }
 
 }  // namespace
