@@ -2,7 +2,7 @@
 _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit"
-    local analysis="--mains --comb --lowpass --smooth --post-j --relearn"
+    local analysis="--mains --comb --lowpass --smooth --post-j"
     local i
     COMPREPLY=()
 
