@@ -15,6 +15,7 @@
 #include "session/internal/FrameRing.h"
 #include "session/internal/LeadWatch.h"
 #include "session/internal/RateFollower.h"
+#include "session/internal/STMeter.h"
 #include "session/internal/SignalConditioner.h"
 #include "session/internal/Units.h"
 
@@ -149,6 +150,7 @@ private:
     RateFollower m_rate;
     BeatFollower m_follower;
     BeatLearner m_learner;
+    STMeter m_meter;
 
     // Conditioned frames are numbered as they leave the conditioner: frame n shows frame n - delay of the
     // input.
@@ -175,6 +177,7 @@ private:
     std::vector<long long> m_found;      // frames of the input in which beats were found lately
     std::vector<IntervalEvent> m_rates;  // the latest ones that are shown
     std::vector<int> m_beatsToTrust;     // per lead: beats until it has ST again
+    std::vector<bool> m_isGood;          // per lead: was neither off nor disturbed in the latest beat
 };
 
 StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observer)
@@ -188,13 +191,16 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_rate(m_fs, m_chn),
       m_follower(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
+      m_meter(m_fs, m_chn, options.stRateLimitBpm),
       m_kept(m_chn, static_cast<std::size_t>(kKeptSeconds) * static_cast<std::size_t>(m_fs)),
       m_raw(m_chn),
       m_conditioned(m_chn),
-      m_beatsToTrust(m_chn) {
+      m_beatsToTrust(m_chn),
+      m_isGood(m_chn) {
     m_beat.levelUv.resize(m_chn);
     m_beat.slopeUvPerMs.resize(m_chn);
     m_beat.jUv.resize(m_chn);
+    m_beat.st.resize(m_chn);
     m_toTell.reserve(kKeptRates);
     m_found.reserve(kKeptRates);
     m_rates.reserve(kKeptRates);
@@ -352,6 +358,7 @@ void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool a
         return;
     }
     m_follower.Start(beat);
+    m_meter.Start(beat);
     m_phase = Phase::Follow;
     m_nextMatch = std::max(from, m_kept.Begin());
     m_relearnDue = m_nextMatch + FramesOf(kNoMatchSeconds);
@@ -376,6 +383,7 @@ void StressSession::Impl::Match(long long index) {
     TellRate(m_beat);
     m_isBeatTold = true;
     LeaveOutBadLeads();
+    m_meter.Fold(m_kept, index - m_follower.SamplesSinceR(), m_isGood, m_beat);
     m_foundSinceMatch = 0;
     m_relearnDue = index + FramesOf(kNoMatchSeconds);
     m_relearnWait = FramesOf(kFirstRelearnWaitSeconds);
@@ -388,8 +396,9 @@ void StressSession::Impl::Match(long long index) {
 
 void StressSession::Impl::LeaveOutBadLeads() {
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
-        if (!m_watch.IsGood(lead, {m_beat.seconds - kReachBackSeconds, m_beat.seconds + kReachAheadSeconds}))
-            m_beatsToTrust[lead] = kBeatsToTrust;
+        m_isGood[lead] =
+            m_watch.IsGood(lead, {m_beat.seconds - kReachBackSeconds, m_beat.seconds + kReachAheadSeconds});
+        if (!m_isGood[lead]) m_beatsToTrust[lead] = kBeatsToTrust;
         if (m_beatsToTrust[lead] == 0) continue;
         --m_beatsToTrust[lead];
         m_beat.levelUv[lead] = m_beat.slopeUvPerMs[lead] = m_beat.jUv[lead] = kNothing;
@@ -416,6 +425,8 @@ std::string StressSession::Refusal(const SessionOptions& options) {
     if (options.postJms < kEarliestPostJms || options.postJms > kLatestPostJms)
         return "ST must be measured " + std::to_string(kEarliestPostJms) + " to " +
                std::to_string(kLatestPostJms) + " ms after J, not " + std::to_string(options.postJms);
+    if (!(options.stRateLimitBpm > 0))
+        return "the heart rate above which ST is measured earlier must be above 0";
     if (!(options.uVpb > 0) || std::isinf(options.uVpb)) return "the microvolts per unit must be above 0";
     std::string conditioning = SignalConditioner::Refusal(options.fs, options.conditioning);
     return conditioning.empty() && options.beat ? BeatRefusal(options) : conditioning;
