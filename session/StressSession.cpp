@@ -191,7 +191,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_rate(m_fs, m_chn),
       m_follower(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
-      m_meter(m_fs, m_chn, options.stRateLimitBpm),
+      m_meter(m_fs, m_chn, options.stRateLimitBpm, m_conditioner.SagPerSecond()),
       m_kept(m_chn, static_cast<std::size_t>(kKeptSeconds) * static_cast<std::size_t>(m_fs)),
       m_raw(m_chn),
       m_conditioned(m_chn),
@@ -384,6 +384,9 @@ void StressSession::Impl::Match(long long index) {
     m_isBeatTold = true;
     LeaveOutBadLeads();
     m_meter.Fold(m_kept, index - m_follower.SamplesSinceR(), m_isGood, m_beat);
+    const double delayRestMs = m_conditioner.DelayRest() * kMsPerSecond / m_fs;
+    m_beat.qMs -= delayRestMs;
+    m_beat.jMs -= delayRestMs;
     m_foundSinceMatch = 0;
     m_relearnDue = index + FramesOf(kNoMatchSeconds);
     m_relearnWait = FramesOf(kFirstRelearnWaitSeconds);

@@ -116,7 +116,7 @@ double RateAt(const StressResult& result, double seconds) {
     return std::prev(later)->bpm;
 }
 
-double STPointMs(const StressResult& result) { return result.positions.j + kSTOffsetMs + result.postJms; }
+double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
 
 double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
     constexpr double kFromMs = 20, kToMs = 8;  // before Q
@@ -150,7 +150,7 @@ std::vector<Fact> ListFacts(const Findings& findings) {
     facts.push_back({"Conditioning", result.conditioning.empty() ? "none" : result.conditioning});
     facts.push_back({"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"});
     facts.push_back({"Beats", DescribeBeats(result)});
-    facts.push_back({"ST point", "J + " + std::to_string(kSTOffsetMs + result.postJms) + " ms"});
+    facts.push_back({"ST point", result.stPoint.Describe()});
     facts.push_back({"Remarks", source.remarks.empty() ? "none" : Join(source.remarks, "; ")});
     return facts;
 }
@@ -205,8 +205,9 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     std::vector<std::string> methods;
     methods.push_back(
-        "ST level: height of the averaged beat " + std::to_string(kSTOffsetMs + findings.result.postJms) +
-        " ms after J above the PR level; slope: from J + 6 ms to there. The average follows a change "
+        "ST level: height of the averaged beat at " + findings.result.stPoint.Describe() +
+        " above the PR level; slope: from " + (findings.result.stPoint.postJms ? "J + 6 ms" : "J") +
+        " to there. There is none where that point lies on the T wave. The average follows a change "
         "some ten beats late. 100 µV are 0.1 mV or 1 mm of paper.");
     methods.push_back(
         "First level: median of the first half minute of readings. Largest change: where the level was "

@@ -25,8 +25,10 @@ constexpr int kQuietWidthMs = 20;     // as the calmest stretch of this width
 constexpr int kRestMs = 8;            // the slope has to stay low for this long
 constexpr int kWidestMs = 60;         // from the outermost fast place outward
 constexpr double kLeastPeak = 5;      // of the peak slope, of the quiet level: otherwise it is noise
-constexpr double kOnsetMs = -7.0;  // from where the slope leaves its rest to what readers take for the onset
-constexpr double kEndMs = 0.5;     // from where it is at rest again to what they take for the end
+constexpr int kAheadMs =
+    8;  // of three leads or more the latest counts as far as it is this far behind the next
+constexpr double kOnsetMs = -7.5;  // from where the slope leaves its rest to what readers take for the onset
+constexpr double kEndMs = 1.5;     // from where it is at rest again to what they take for the end
 
 }  // namespace
 
@@ -141,7 +143,9 @@ Delineation Delineator::Conclude(const std::vector<bool>& counts, double rMs) {
     const std::size_t ends = outermost(m_ends, std::greater<>());
     if (onsets == 0) return {rMs, rMs, false};
     const double onset = onsets > 2 ? mean(m_onsets) : m_onsets.front().place;
-    const double end = ends > 1 ? mean(m_ends) : m_ends.front().place;
+    const double end = ends > 2    ? std::min(m_ends[0].place, m_ends[1].place + kAheadMs)
+                       : ends == 2 ? mean(m_ends)
+                                   : m_ends.front().place;
     found.qMs = rMs + onset - kGridBeforeMs + kOnsetMs;
     found.jMs = rMs + end - kGridBeforeMs + kEndMs;
     found.isSure = isSure;

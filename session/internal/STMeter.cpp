@@ -38,10 +38,11 @@ int Samples(double ms, double hz) { return static_cast<int>(ms * hz / kMsPerSeco
 
 }  // namespace
 
-STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm)
+STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSecond)
     : m_fs(fs),
       m_chn(chn),
       m_rateLimitBpm(rateLimitBpm),
+      m_sagPerSecond(sagPerSecond),
       m_step(std::max(1, fs / kMeanHz)),
       m_hz(static_cast<double>(fs) / m_step),
       m_leads(chn),
@@ -55,7 +56,7 @@ void STMeter::Start(const LearnedBeat& beat) {
     const int after = Samples(std::min(1.0 * kAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
     m_length = m_before + after + 1;
     const auto length = static_cast<std::size_t>(m_length);
-    for (std::vector<double>* values : {&m_low, &m_lower, &m_high, &m_higher}) values->resize(length);
+    for (std::vector<double>* values : {&m_low, &m_lower, &m_high, &m_higher, &m_row}) values->resize(length);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         m_means[lead].resize(length);
         for (int i = 0; i < m_length; ++i)
@@ -63,6 +64,7 @@ void STMeter::Start(const LearnedBeat& beat) {
                 kConditionedUvPerUnit *
                 beat.rows[lead][static_cast<std::size_t>(r + (i - m_before) * m_step)];
         m_leads[lead].beats.fill(m_means[lead]);
+        m_leads[lead].moved.fill(0);
         m_leads[lead].count = kBeats;
         m_leads[lead].next = 0;
     }
@@ -151,6 +153,7 @@ void STMeter::FoldLead(const FrameRing& frames, long long first, std::size_t lea
         beat[at] = kConditionedUvPerUnit * frames.Frame(first + static_cast<long long>(i) * m_step)[lead];
         sum += beat[at] - mean[at];
     }
+    state.moved[state.next] = sum / m_length;
     for (double& value : beat) value -= sum / m_length;
     state.next = (state.next + 1) % kBeats;
     state.count = std::min(state.count + 1, kBeats);
@@ -212,8 +215,21 @@ void STMeter::FollowPositions() {
     follow(&Delineation::jMs);
 }
 
-STMeasure STMeter::Measure(std::size_t lead, double pointMs) const {
+void STMeter::GiveBackSag(std::size_t lead) {
+    const Lead& state = m_leads[lead];
     const std::vector<double>& mean = m_means[lead];
+    double movedUv = 0, taken = 0;
+    for (std::size_t b = 0; b < state.count; ++b)
+        movedUv += state.moved[b] / static_cast<double>(state.count);
+    for (std::size_t i = 0; i < mean.size(); ++i) {
+        taken += (mean[i] + movedUv) * m_sagPerSecond / m_hz;
+        m_row[i] = mean[i] + taken;
+    }
+}
+
+STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
+    GiveBackSag(lead);
+    const std::vector<double>& mean = m_row;
     double prUv = 0;
     int count = 0;
     for (double ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count)
