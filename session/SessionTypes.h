@@ -115,7 +115,7 @@ struct BeatEvent {
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
 
     // Measured beside the engine, at positions that follow the averaged beat as it changes.
-    std::vector<STMeasure> st;  // per lead
+    std::vector<STMeasure> st = {};  // per lead
     double stPointMs = 0;  // rate-adapted point after J: 80 ms; above the limit 60 ms, until 5/min below it
     double qMs = std::numeric_limits<double>::quiet_NaN();  // onset of the QRS, from `seconds`; negative
     double jMs = std::numeric_limits<double>::quiet_NaN();  // its end, from `seconds`

@@ -33,7 +33,7 @@ class BeatLearner {
 public:
     static constexpr int kFewestBeats = 5;     // with fewer there is no average
     static constexpr int kConfidentBeats = 8;  // with fewer the caller should wait for more signal
-    static constexpr int kNarrowestQrsMs = 40, kWidestQrsMs = 200;
+    static constexpr int kNarrowestQrsMs = 40, kWidestQrsMs = 240;
 
     /// fs: samples per second, 100 or more; chn: leads, 1 or more.
     BeatLearner(int fs, std::size_t chn) : m_fs(fs), m_chn(chn), m_delineator(chn) {}
@@ -47,7 +47,7 @@ public:
     /// Does one piece of the work. False once there is none left, and before Begin.
     bool Work();
     /// What has been learned, once Work has returned false: nothing where fewer than kFewestBeats clean beats
-    /// are found, or fewer than a third of all, or where the average has no QRS of 40 to 200 ms.
+    /// are found, or fewer than a third of all, or where the average has no QRS of 40 to 240 ms.
     const std::optional<LearnedBeat>& Result() const { return m_result; }
     /// All of it at once, with the beats that a BeatFinder finds.
     std::optional<LearnedBeat> Learn(std::vector<short> frames);

@@ -25,10 +25,10 @@ constexpr int kQuietWidthMs = 20;     // as the calmest stretch of this width
 constexpr int kRestMs = 8;            // the slope has to stay low for this long
 constexpr int kWidestMs = 60;         // from the outermost fast place outward
 constexpr double kLeastPeak = 5;      // of the peak slope, of the quiet level: otherwise it is noise
-constexpr int kAheadMs =
-    8;  // of three leads or more the latest counts as far as it is this far behind the next
+constexpr double kOnsetAheadMs = 24;  // the earliest of three leads or more is at most so far before the next
+constexpr double kEndAheadMs = 12;    // the latest of three or more is at most so far behind the next
 constexpr double kOnsetMs = -7.5;  // from where the slope leaves its rest to what readers take for the onset
-constexpr double kEndMs = 1.5;     // from where it is at rest again to what they take for the end
+constexpr double kEndMs = 2.0;     // from where it is at rest again to what they take for the end
 
 }  // namespace
 
@@ -135,17 +135,14 @@ Delineation Delineator::Conclude(const std::vector<bool>& counts, double rMs) {
         isSure = isSure && 2 * reached >= places.size();
         return reached > 0 ? reached : places.size();
     };
-    const auto mean = [](const std::vector<Rest>& places) {
-        return 0.5 * (places[0].place + places[1].place);
-    };
     Delineation found;
     const std::size_t onsets = outermost(m_onsets, std::less<>());
     const std::size_t ends = outermost(m_ends, std::greater<>());
     if (onsets == 0) return {rMs, rMs, false};
-    const double onset = onsets > 2 ? mean(m_onsets) : m_onsets.front().place;
-    const double end = ends > 2    ? std::min(m_ends[0].place, m_ends[1].place + kAheadMs)
-                       : ends == 2 ? mean(m_ends)
-                                   : m_ends.front().place;
+    double onset = m_onsets.front().place, end = m_ends.front().place;
+    if (onsets > 2) onset = std::max(onset, m_onsets[1].place - kOnsetAheadMs);
+    if (ends > 2) end = std::min(end, m_ends[1].place + kEndAheadMs);
+    if (ends == 2) end = 0.5 * (m_ends[0].place + m_ends[1].place);
     found.qMs = rMs + onset - kGridBeforeMs + kOnsetMs;
     found.jMs = rMs + end - kGridBeforeMs + kEndMs;
     found.isSure = isSure;

@@ -2,8 +2,8 @@
 //
 //   all leads  -> spatial velocity -> the QRS, from its first to its last fast place
 //   each lead  -> outward from its own fast places to where its slope has come to rest -> its onset and end
-//   the beat   -> onset: between the earliest two leads, of two leads the earlier one
-//                 end:   the latest lead, but at most 12 ms after the next; of two leads between them
+//   the beat   -> onset: that of the earliest lead; of three or more at most 24 ms before the next one's
+//                 end:   that of the latest lead, at most 12 ms after the next one's; of two between them
 //
 // Spatial velocity is the length of the vector of all leads' slopes. The search outward from the steepest
 // place to a fraction of its slope follows Laguna, Jane, Caminal, "Automatic detection of wave boundaries in
