@@ -374,7 +374,7 @@ minutes as well. Gross is the figure over all beats or seconds of a database, th
 - The marks of 10 s recordings (ludb) tell no classes: premature beats count as beats to fold, and the averaged beat is learned
   from the same 10 s. The seconds before the first heart rate are a tenth of all there.
 - Marked ST changes are in steps of 50 uV, 80 ms behind J (60 ms above 120 beats/min), from a reference level in the first half minute of the recording; of
-  an excerpt the level outside its episodes has to do, and ST is measured 66 ms behind J.
+  an excerpt the level outside its episodes has to do.
 - The trend follows ST some ten seconds late: short changes come out smaller than they are.
 - A missed beat, a hole and a wrong heart rate often have one cause; the tables count it three times.
 """)
