@@ -276,6 +276,15 @@ bool qzs_event_values(const qzs_session* session, float* level, float* slope, fl
     return true;
 }
 
+bool qzs_event_st(const qzs_session* session, float* level, double* point_ms, std::size_t count) {
+    if (!qzs_event_values(session, nullptr, nullptr, nullptr, count)) return false;
+    const qz::BeatEvent& values = session->events.Last()->values;
+    if (point_ms != nullptr) *point_ms = values.stPointMs;
+    for (std::size_t lead = 0; level != nullptr && lead < count; ++lead)
+        level[lead] = values.st[lead].levelUv;
+    return true;
+}
+
 std::size_t qzs_event_text(const qzs_session* session, char* text, std::size_t size) {
     const bool bEvent = session != nullptr && session->events.Last();
     return CopyText(bEvent ? session->events.Last()->text : std::string(), text, size);

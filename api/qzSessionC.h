@@ -100,7 +100,7 @@ typedef struct qzs_event {
     double bpm;               /* heart rate at an interval, or that shown at the time of a beat; else NaN */
     double void_from_seconds; /* of QZS_LEAD_OFF: what was told of the lead for beats after this is void */
     bool again;               /* of QZS_LEARNED: in place of an earlier averaged beat */
-    double rr_ms; /* of an interval or a beat, from the one found before, NaN after 4 s; else NaN */
+    double rr_ms;       /* of an interval or a beat, from the one found before, NaN after 4 s; else NaN */
     int32_t beat_class; /* of an interval or a beat: QZS_NORMAL... (session/SessionTypes.h); else 0 */
 } qzs_event;
 
@@ -137,6 +137,11 @@ QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event, size_t size);
  *   slope  ST slope from J + 6 ms to the ST point, smoothed likewise
  *   j      level of the J point against the PR segment */
 QZ_API bool qzs_event_values(const qzs_session* session, float* level, float* slope, float* j, size_t count);
+/* The ST level of each lead at the point that laboratories use, which *point_ms tells, ms after J: 80, and 60
+ * while the heart rate is above 145/min, until it is 5/min below. It is against the PR segment, at an onset
+ * and J that follow the averaged beat; NaN as above, and where that point lies on the T wave. A null pointer
+ * is passed over. False, and nothing changes, as above. */
+QZ_API bool qzs_event_st(const qzs_session* session, float* level, double* point_ms, size_t count);
 /* The line of a QZS_NOT_LEARNED fetched last, as qzs_refusal gives its line; 0 for every other event. */
 QZ_API size_t qzs_event_text(const qzs_session* session, char* text, size_t size);
 

@@ -117,6 +117,15 @@ def print_database(name, scored):
     rows.append(Row("longest hole without ST", f"{max(holes.values()):.1f}", holes, "s", False))
     for what, key in (("QRS onset less hand mark", "qrs_onset"), ("J less hand mark", "j")):
         rows.append(offset_row(what, {record: score["hand_marks"][key] for record, score in scores.items()}))
+    raw = {record: score["st_against_raw"] for record, score in scores.items() if score["st_against_raw"]}
+    if raw:
+        for uv in (15, 40):
+            rows.append(share_row(f"half minutes with ST within {uv} uV of the raw signal",
+                                  {record: (st[f"within_{uv}_uv"], st["half_minutes"]) for record, st in raw.items()}))
+        for what, key in (("median", "difference_median_uv"), ("95 % of it below", "difference_95_percent_uv")):
+            by_record = {record: st[key] for record, st in raw.items()}
+            rows.append(Row(f"ST less that of the raw signal, {what}", f"{median(by_record.values()):.1f} in the middle record",
+                            by_record, "uV", False))
     print("| figure | gross | average of the records | the five worst |\n|---|---|---|---|")
     print("\n".join(row.text for row in rows if row) + "\n")
     figures = lambda score: [part for part in (score["beats"]["sensitivity"], score["beats"]["positive_predictivity"])
@@ -392,7 +401,7 @@ minutes as well. Gross is the figure over all beats or seconds of a database, th
 - The marks of 10 s recordings (ludb) tell no classes: premature beats count as beats to fold, and the averaged beat is learned
   from the same 10 s. The seconds before the first heart rate are a tenth of all there.
 - Marked ST changes are in steps of 50 uV, 80 ms behind J (60 ms above 120 beats/min), from a reference level in the first half minute of the recording; of
-  an excerpt the level outside its episodes has to do, and ST is measured 66 ms behind J.
+  an excerpt the level outside its episodes has to do.
 - The trend follows ST some ten seconds late: short changes come out smaller than they are.
 - A missed beat, a hole and a wrong heart rate often have one cause; the tables count it three times.
 """)

@@ -20,6 +20,14 @@ constexpr int kUsualPostJms = TemplGeometry::kDefaultPostJms, kEarliestPostJms =
 /// Microvolts per unit of conditioned frames and of averaged beats.
 constexpr double kConditionedUvPerUnit = 1.0;
 
+/// The rate-adapted ST point: this long after J, and that long above the limit of the heart rate, ms; and the
+/// usual limit, beats/min.
+constexpr int kSTPointMs = 80, kFastSTPointMs = 60;
+constexpr double kUsualSTRateLimitBpm = 145;
+/// An ST slope from this on is upsloping, from its negative on downsloping, uV/ms (mV/s): 40 uV over 80 ms,
+/// less than half a millimetre on paper, are horizontal to a reader.
+constexpr double kHorizontalUvPerMs = 0.5;
+
 /// How the signal is conditioned before anything is measured on it.
 struct ConditioningOptions {
     int mainsHz = 50;    // 50, 60 or 0 for none
@@ -55,7 +63,8 @@ struct SessionOptions {
     double uVpb = 1;                 // microvolts per unit of the frames, the same for every lead
     std::vector<std::string> leads;  // lead names in frame order, 1 to 64; the session only counts them
     ConditioningOptions conditioning;
-    int postJms = kUsualPostJms;      // ST is measured this long after J + 6 ms; 10 to 200 ms
+    int postJms = kUsualPostJms;                   // ST is measured this long after J + 6 ms; 10 to 200 ms
+    double stRateLimitBpm = kUsualSTRateLimitBpm;  // ST is measured at J + 60 ms above it, else at J + 80 ms
     std::optional<LearnedBeat> beat;  // the first averaged beat; empty: the session learns it from the signal
 };
 
@@ -84,6 +93,21 @@ struct IntervalEvent {
     BeatClass beatClass = BeatClass::Normal;
 };
 
+enum class STShape { Unknown, Upsloping, Horizontal, Downsloping };
+
+/// ST of one lead in the mean of its latest ten beats, the two highest and the two lowest at each moment left
+/// out, against its PR level: the mean of the 12 ms that end 4 ms before the onset of the QRS. Where P runs
+/// into the QRS, at high heart rates, this is the PQ junction. NaN where nothing is measured: where levelUv
+/// of the beat is NaN, beyond the end of the averaged beat, and at points that lie on the T wave.
+struct STMeasure {
+    static constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
+    float jUv = kNothing, j20Uv = kNothing, j60Uv = kNothing, j80Uv = kNothing;  // J and 20, 60, 80 ms after
+    float levelUv = kNothing;                                                    // at the rate-adapted point
+    float slopeUvPerMs = kNothing;                                               // from J to there
+    STShape shape = STShape::Unknown;  // of that slope, by kHorizontalUvPerMs
+    bool isOnT = false;                // the rate-adapted point lies behind the steepest part of the T wave
+};
+
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
 /// is off or disturbed; where it has had no beat for 10 s, until the averaged beat is renewed by nine of
 /// them; and in a beat that is not like the shape that most of the latest ones have.
@@ -97,6 +121,12 @@ struct BeatEvent {
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
     int shape = 0;  // which averaged beat it is like: their number in the order of learning
     BeatClass beatClass = BeatClass::Unclassified;  // Unclassified also if it is none of those found
+
+    // Measured beside the engine, at positions that follow the averaged beat as it changes.
+    std::vector<STMeasure> st = {};  // per lead
+    double stPointMs = 0;  // rate-adapted point after J: 80 ms; above the limit 60 ms, until 5/min below it
+    double qMs = std::numeric_limits<double>::quiet_NaN();  // onset of the QRS, from `seconds`; negative
+    double jMs = std::numeric_limits<double>::quiet_NaN();  // its end, from `seconds`
 };
 
 /// How good the signal has been lately, told every kQualitySeconds, one value per lead from 0, nothing to be

@@ -16,6 +16,7 @@
 #include "session/internal/FrameRing.h"
 #include "session/internal/LeadWatch.h"
 #include "session/internal/RateFollower.h"
+#include "session/internal/STMeter.h"
 #include "session/internal/SignalConditioner.h"
 #include "session/internal/Units.h"
 
@@ -149,6 +150,7 @@ private:
     void MatchKept(long long most);
     long long MatchEnd() const;
     void TellBeat(long long r);
+    void MeasureST(long long r);
     void MarkMatched(long long r);
     bool IsGood(std::size_t lead, double beatSeconds) const;
     void TellRate(BeatEvent& beat) const;
@@ -169,6 +171,7 @@ private:
     RateFollower m_rate;
     BeatShapes m_shapes;
     BeatLearner m_learner;
+    STMeter m_meter;
 
     // Conditioned frames are numbered as they leave the conditioner: frame n shows frame n - delay of the
     // input.
@@ -194,6 +197,8 @@ private:
     QualityEvent m_quality;                   // the last one told
     BeatEvent m_beat;                         // the last one told
     bool m_isBeatTold = false;                // m_beat is one that has been told
+    int m_metered = -1;                       // the shape that m_meter measures; -1: none yet
+    std::vector<bool> m_goodLeads;            // in the beat told last
     std::vector<BeatClasser::Beat> m_toTell;  // beats found, frames being those of the input
     std::vector<FoundBeat> m_found;           // the same, those that have been told lately
     std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
@@ -211,16 +216,19 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_rate(m_fs, m_chn),
       m_shapes(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
+      m_meter(m_fs, m_chn, options.stRateLimitBpm, m_conditioner.SagPerSecond()),
       m_kept(m_chn, static_cast<std::size_t>(kKeptSeconds) * static_cast<std::size_t>(m_fs)),
       m_raw(m_chn),
       m_conditioned(m_chn),
       m_isGood([this](std::size_t lead, long long samplesSinceR) {
           return IsGood(lead, Seconds(m_shapes.Next() - samplesSinceR));
-      }) {
+      }),
+      m_goodLeads(m_chn) {
     m_quality.quality.resize(m_chn);
     m_beat.levelUv.resize(m_chn);
     m_beat.slopeUvPerMs.resize(m_chn);
     m_beat.jUv.resize(m_chn);
+    m_beat.st.resize(m_chn);
     m_toTell.reserve(kKeptRates);
     m_found.reserve(kKeptRates);
     m_rates.reserve(kKeptRates);
@@ -436,7 +444,22 @@ void StressSession::Impl::TellBeat(long long r) {
     TellRate(m_beat);
     m_beat.beatClass = ClassAt(m_beat.seconds);
     m_isBeatTold = true;
+    MeasureST(r);
     m_observer.OnBeat(m_beat);
+}
+
+// ST is that of the dominant shape; the meter begins anew with another one.
+void StressSession::Impl::MeasureST(long long r) {
+    m_beat.st.assign(m_chn, STMeasure{});
+    m_beat.stPointMs = m_beat.qMs = m_beat.jMs = kNaN;
+    if (m_beat.shape != m_shapes.Dominant()) return;
+    if (m_metered != m_beat.shape) m_meter.Start(m_shapes.DominantBeat());
+    m_metered = m_beat.shape;
+    for (std::size_t lead = 0; lead < m_chn; ++lead) m_goodLeads[lead] = IsGood(lead, m_beat.seconds);
+    m_meter.Fold(m_kept, r, m_goodLeads, m_beat);
+    const double delayRestMs = m_conditioner.DelayRest() * kMsPerSecond / m_fs;
+    m_beat.qMs -= delayRestMs;
+    m_beat.jMs -= delayRestMs;
 }
 
 void StressSession::Impl::MarkMatched(long long r) {
@@ -489,6 +512,8 @@ std::string StressSession::Refusal(const SessionOptions& options) {
     if (options.postJms < kEarliestPostJms || options.postJms > kLatestPostJms)
         return "ST must be measured " + std::to_string(kEarliestPostJms) + " to " +
                std::to_string(kLatestPostJms) + " ms after J, not " + std::to_string(options.postJms);
+    if (!(options.stRateLimitBpm > 0))
+        return "the heart rate above which ST is measured earlier must be above 0";
     if (!(options.uVpb > 0) || std::isinf(options.uVpb)) return "the microvolts per unit must be above 0";
     std::string conditioning = SignalConditioner::Refusal(options.fs, options.conditioning);
     return conditioning.empty() && options.beat ? BeatRefusal(options) : conditioning;

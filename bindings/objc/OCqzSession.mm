@@ -43,6 +43,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
 @implementation OCqzSessionEvent
 
 @synthesize kind, lead, seconds, bpm, rrMs, beatClass, voidFromSeconds, again, level, slope, j, text;
+@synthesize st, stPointMs;
 
 /// `event` has just been fetched from `session`, which has `leads` leads.
 - (instancetype)init:(const qzs_event &)event
@@ -64,6 +65,8 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
         level = NewArray(first, leads);
         slope = NewArray(first + leads, leads);
         j = NewArray(first + 2 * leads, leads);
+        qzs_event_st(session, first, &stPointMs, leads);
+        st = NewArray(first, leads);
     }
     std::vector<char> line(qzs_event_text(session, nullptr, 0) + 1);
     if (qzs_event_text(session, line.data(), line.size()) > 0)
@@ -75,6 +78,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     OC_LET_GO(level);
     OC_LET_GO(slope);
     OC_LET_GO(j);
+    OC_LET_GO(st);
     OC_LET_GO(text);
     OC_SUPER_DEALLOC();
 }

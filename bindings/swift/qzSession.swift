@@ -55,6 +55,11 @@ public struct qzSessionEvent {
     public let slope: [Float]
     /// Level of the J point against the PR segment, uV.
     public let j: [Float]
+    /// ST level of each lead, uV, at `stPointMs` after J: 80 ms, 60 ms while the heart rate is above 145/min, until it
+    /// is 5/min below. It is against the PR segment, at an onset and J that follow the averaged beat; NaN too where that
+    /// point lies on the T wave.
+    public let st: [Float]
+    public let stPointMs: Double
     /// Of `notLearned`, for people; else nil.
     public let text: String?
 
@@ -70,6 +75,8 @@ public struct qzSessionEvent {
         level = elements(event.level) ?? []
         slope = elements(event.slope) ?? []
         j = elements(event.j) ?? []
+        st = elements(event.st) ?? []
+        stPointMs = event.stPointMs
         text = event.text
     }
 }

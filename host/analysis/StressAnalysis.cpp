@@ -39,7 +39,8 @@ qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& opt
     session.uVpb = source.uVpb;
     session.leads = source.leads;
     session.conditioning = options.conditioner;
-    session.postJms = options.postJms;
+    session.postJms = options.stPoint.postJms.value_or(qz::kUsualPostJms);
+    session.stRateLimitBpm = options.stPoint.rateLimitBpm;
     if (options.beat != nullptr) session.beat = *options.beat;
     if (const std::string refusal = qz::StressSession::Refusal(session); !refusal.empty())
         throw HostError(source.name, refusal);
@@ -80,7 +81,7 @@ StressResult StressAnalysis::Run() {
     m_result.mainsHz = m_options.conditioner.mainsHz;
     m_result.measuredMainsHz = m_measuredMainsHz;
     m_result.delayMs = m_session.DelayMs();
-    m_result.postJms = m_options.postJms;
+    m_result.stPoint = m_options.stPoint;
 
     std::vector<short> frame(m_chn);
     while (true) {
@@ -122,7 +123,16 @@ void StressAnalysis::OnInterval(const qz::IntervalEvent& interval) {
 }
 
 void StressAnalysis::OnBeat(const qz::BeatEvent& beat) {
-    STReading reading{beat.seconds, beat.bpm, beat.levelUv, beat.slopeUvPerMs, beat.rrMs};
+    STReading reading{beat.seconds, beat.bpm, beat.levelUv, beat.slopeUvPerMs, beat.rrMs, beat.stPointMs,
+                      beat.qMs,     beat.jMs, beat.st};
+    if (m_options.stPoint.postJms) {
+        reading.stPointMs = m_options.stPoint.UsualMs();
+    } else {
+        for (std::size_t lead = 0; lead < m_chn; ++lead) {
+            reading.levelUv[lead] = beat.st[lead].levelUv;
+            reading.slopeUvPerMs[lead] = beat.st[lead].slopeUvPerMs;
+        }
+    }
     KeepBeats(reading);
     m_result.beats.push_back(std::move(reading));
     for (AnalysisObserver* observer : m_observers) observer->OnBeat(m_result.beats.back());
@@ -143,6 +153,7 @@ void StressAnalysis::OnLead(const qz::LeadEvent& event) {
     for (auto beat = m_result.beats.rbegin(); beat != m_result.beats.rend(); ++beat) {
         if (beat->seconds < event.voidFromSeconds) break;
         beat->levelUv[event.lead] = beat->slopeUvPerMs[event.lead] = std::numeric_limits<float>::quiet_NaN();
+        beat->st[event.lead] = {};
     }
 }
 

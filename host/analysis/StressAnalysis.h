@@ -21,7 +21,7 @@ struct StressOptions {
     /// The mains frequency is that which the first seconds of the source show, none where they show none;
     /// with the comb it is 50 Hz all the same. conditioner.mainsHz counts only where this is false.
     bool measureMains = true;
-    int postJms = qz::kUsualPostJms;            // ST is measured this long after J + 6 ms
+    STPointRule stPoint;
     const LearnedBeat* beat = nullptr;          // the first averaged beat; null learns it from the source
     std::vector<double> stripSeconds;           // starts of the strips
     std::optional<ReferenceStretch> reference;  // empty: the first half minute of ST values

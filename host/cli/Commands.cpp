@@ -190,7 +190,7 @@ bool Analyze(AnalyzeOptions options) {
         if (simulated != nullptr) {
             std::cout << "\nDistance from the truth of the simulation\n";
             PrintAccuracy(std::cout, info.leads,
-                          CompareWithTruth(result, TruthOf(*simulated, options.analysis.postJms)));
+                          CompareWithTruth(result, TruthOf(*simulated, options.analysis.stPoint)));
         }
         if (!options.report.empty()) std::cout << "\nReport: " << OneLine(options.report) << "\n";
     }
@@ -219,11 +219,13 @@ void RunEvaluate(const EvaluateOptions& options) {
         const std::vector<Annotation> annotations = ReadAnnotations(file);
         marks.push_back(QrsMarksFrom(annotations, StepsPerSecond(annotations, info.AnnotationHz())));
     }
+    StressOptions analysis = options.analysis;
     Truth truth;
     std::optional<RecordedTruth> recorded;
     if (std::filesystem::path(options.reference).extension() == ".json") {
         recorded = ReadTruth(options.reference);
-        if (recorded->postJms != options.analysis.postJms)
+        if (!analysis.stPoint.postJms) analysis.stPoint.postJms = recorded->postJms;
+        if (recorded->postJms != *analysis.stPoint.postJms)
             throw HostError(options.reference, "holds ST " + std::to_string(recorded->postJms) +
                                                    " ms after J + 6 ms; --post-j " +
                                                    std::to_string(recorded->postJms) + " is expected");
@@ -247,11 +249,12 @@ void RunEvaluate(const EvaluateOptions& options) {
     PendingFile::RefuseOverwriting({options.reference});
     PendingFile::RefuseOverwriting(options.fiducials);
     AnalysisProgress progress(info, !options.quiet);
-    const StressResult result = StressAnalysis(*source, options.analysis, {&interrupt, &progress}).Run();
+    const StressResult result = StressAnalysis(*source, analysis, {&interrupt, &progress}).Run();
     if (result.interrupted) throw HostError(options.record, "interrupted; nothing is scored");
     PrintWarnings(result);
-    const Evaluation evaluation =
-        Evaluate(result, BeatAnnotations(result, info.fs), truth, options.skipSeconds);
+    Evaluation evaluation = Evaluate(result, BeatAnnotations(result, info.fs), truth, options.skipSeconds);
+    const std::unique_ptr<FrameSource> raw = OpenRecord(options.record, options.reading);
+    evaluation.rawST = ScoreRawST(CompareWithRawST(*raw, result, options.skipSeconds));
     if (json) {
         WriteEvaluationJson(*json, evaluation);
         json->Commit();

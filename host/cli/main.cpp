@@ -80,8 +80,16 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
     command.add_option("--smooth", options.conditioner.smooth, "Strength of the smoother, 0 for none")
         ->check(CLI::IsMember({0, 1, 2}))
         ->capture_default_str();
-    command.add_option("--post-j", options.postJms, "ST is measured this many ms after J + 6 ms")
-        ->check(CLI::Range(qz::kEarliestPostJms, qz::kLatestPostJms))
+    auto* const postJ =
+        command
+            .add_option("--post-j", options.stPoint.postJms,
+                        "The ST level is that of the engine so many ms after J + 6 ms, not at J + 80 ms")
+            ->check(CLI::Range(qz::kEarliestPostJms, qz::kLatestPostJms));
+    command
+        .add_option("--st-rate-limit", options.stPoint.rateLimitBpm,
+                    "Heart rate above which the ST level is that at J + 60 ms")
+        ->check(kPositive)
+        ->excludes(postJ)
         ->capture_default_str();
 }
 

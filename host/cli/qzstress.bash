@@ -2,7 +2,7 @@
 _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit"
-    local analysis="--mains --comb --lowpass --smooth --post-j"
+    local analysis="--mains --comb --lowpass --smooth --post-j --st-rate-limit"
     local i
     COMPREPLY=()
 
@@ -33,7 +33,7 @@ _qzstress() {
         return
         ;;
     # Numbers and names of leads: neither a list nor files.
-    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --every | --strips | --reference | --exercise-seconds | --exercise-start | \
+    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
         --skip | --jobs | --timeout)
         return

@@ -147,7 +147,7 @@ double RateAt(const StressResult& result, double seconds) {
     return std::prev(later)->bpm;
 }
 
-double STPointMs(const StressResult& result) { return result.positions.j + kSTOffsetMs + result.postJms; }
+double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
 
 std::vector<Fact> ListFacts(const Findings& findings) {
     const StressResult& result = findings.result;
@@ -163,7 +163,7 @@ std::vector<Fact> ListFacts(const Findings& findings) {
     facts.push_back({"Conditioning", result.conditioning.empty() ? "none" : result.conditioning});
     facts.push_back({"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"});
     facts.push_back({"Beats", DescribeBeats(result)});
-    facts.push_back({"ST point", "J + " + std::to_string(kSTOffsetMs + result.postJms) + " ms"});
+    facts.push_back({"ST point", result.stPoint.Describe()});
     facts.push_back({"Reference", DescribeReference(result)});
     facts.push_back({"Remarks", source.remarks.empty() ? "none" : Join(source.remarks, "; ")});
     return facts;
@@ -228,8 +228,9 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     std::vector<std::string> methods;
     methods.push_back(
-        "ST level: height of the averaged beat " + std::to_string(kSTOffsetMs + findings.result.postJms) +
-        " ms after J above the PR level; slope: from J + 6 ms to there. The average follows a change "
+        "ST level: height of the averaged beat at " + findings.result.stPoint.Describe() +
+        " above the PR level; slope: from " + (findings.result.stPoint.postJms ? "J + 6 ms" : "J") +
+        " to there. There is none where that point lies on the T wave. The average follows a change "
         "some ten beats late. 100 µV are 0.1 mV or 1 mm of paper.");
     methods.push_back(
         "Reference: " + DescribeReference(findings.result) +

@@ -110,8 +110,7 @@ void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSu
     out << "Reference of ST changes: " << DescribeReference(result) << "\n";
 
     const std::vector<MinuteRow> rows = SummarizeMinutes(result);
-    const std::string level =
-        "ST level " + std::to_string(result.postJms) + " ms after J + 6 ms, median of the minute";
+    const std::string level = "ST level at " + result.stPoint.Describe() + ", median of the minute";
     const std::string slope = "ST slope up to there, median of the minute";
     PrintTrend(out, result, rows, {level.c_str(), "uV", kLeadWidth, 0, &MinuteRow::levelUv});
     PrintTrend(out, result, rows, {slope.c_str(), "uV/ms", kSlopeWidth, 2, &MinuteRow::slopeUvPerMs});

@@ -25,8 +25,9 @@ Accuracy CompareWithTruth(const StressResult& result, const Truth& truth) {
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
         std::vector<double> levelErrors, slopeErrors;
         for (const STReading& beat : result.beats) {
-            levelErrors.push_back(beat.levelUv[lead] - truth.levelUv(lead, beat.seconds));
-            slopeErrors.push_back(beat.slopeUvPerMs[lead] - truth.slopeUvPerMs(lead, beat.seconds));
+            levelErrors.push_back(beat.levelUv[lead] - truth.levelUv(lead, beat.seconds, beat.stPointMs));
+            slopeErrors.push_back(beat.slopeUvPerMs[lead] -
+                                  truth.slopeUvPerMs(lead, beat.seconds, beat.stPointMs));
         }
         accuracy.levelUv.push_back(SizeOf(std::move(levelErrors)));
         accuracy.slopeUvPerMs.push_back(SizeOf(std::move(slopeErrors)));

@@ -39,6 +39,16 @@ Json OffsetJson(const OffsetSize& size) {
     return {{"beats", size.count}, {"mean_ms", Value(size.meanMs)}, {"sd_ms", Value(size.sdMs)}};
 }
 
+Json RawSTJson(const Evaluation& evaluation) {
+    const RawSTScore& score = evaluation.rawST;
+    if (score.halfMinutes == 0) return {};
+    return {{"half_minutes", score.halfMinutes},        {"within_15_uv", score.within15Uv},
+            {"within_40_uv", score.within40Uv},         {"difference_median_uv", score.medianUv},
+            {"difference_95_percent_uv", score.mostUv}, {"worst_lead", evaluation.leads[score.worst.lead]},
+            {"worst_s", score.worst.fromSeconds},       {"worst_told_uv", score.worst.toldUv},
+            {"worst_raw_uv", score.worst.rawUv}};
+}
+
 Json LeadsJson(const Evaluation& evaluation) {
     const Accuracy& accuracy = evaluation.accuracy;
     Json leads = Json::array();
@@ -84,7 +94,8 @@ Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& f
                           ScoreFolding(result.beats, truth.beats, uncounted),
                           ScoreFiducials(result, marks),
                           std::move(changes),
-                          CompareWithTruth(counted, truth)};
+                          CompareWithTruth(counted, truth),
+                          {}};
     if (truth.classesKnown) evaluation.classes = ScoreClasses(foundBeats, truth.beats, uncounted);
     return evaluation;
 }
@@ -117,6 +128,13 @@ void PrintEvaluation(std::ostream& out, const Evaluation& evaluation) {
         out << "  ST change of " << evaluation.leads[change.lead] << " at " << Clock(change.seconds)
             << " min:s: marked " << Number(change.markedUv, 0) << " uV, measured "
             << Number(change.measuredUv, 0) << " uV\n";
+    const RawSTScore& rawST = evaluation.rawST;
+    if (rawST.halfMinutes > 0)
+        out << "  ST of " << rawST.halfMinutes << " half minutes against the raw signal: difference median "
+            << Number(rawST.medianUv, 0) << " uV, 95 % up to " << Number(rawST.mostUv, 0) << " uV; worst "
+            << evaluation.leads[rawST.worst.lead] << " from " << Clock(rawST.worst.fromSeconds)
+            << " min:s, told " << Number(rawST.worst.toldUv, 0) << " uV, raw " << Number(rawST.worst.rawUv, 0)
+            << " uV\n";
     PrintAccuracy(out, evaluation.leads, evaluation.accuracy);
 }
 
@@ -154,6 +172,7 @@ void WriteEvaluationJson(PendingFile& file, const Evaluation& evaluation) {
                         {"qrs_onset", OffsetJson(fiducials.onset)},
                         {"j", OffsetJson(fiducials.end)}}},
                       {"st_changes", changes},
+                      {"st_against_raw", RawSTJson(evaluation)},
                       {"heart_rate_error_median_per_min", Value(evaluation.accuracy.bpm.median)},
                       {"heart_rate_error_largest_per_min", Value(evaluation.accuracy.bpm.maximum)},
                       {"leads", LeadsJson(evaluation)}};

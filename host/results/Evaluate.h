@@ -11,6 +11,7 @@
 #include "host/results/BeatScores.h"
 #include "host/results/Fiducials.h"
 #include "host/results/RateScore.h"
+#include "host/results/RawST.h"
 #include "host/results/STChanges.h"
 #include "host/results/Truth.h"
 #include "host/support/PendingFile.h"
@@ -25,6 +26,7 @@ struct Evaluation {
     FiducialScore fiducials;
     std::vector<STChange> stChanges;
     Accuracy accuracy;  // of ST only where the truth knows it
+    RawSTScore rawST;   // left empty by Evaluate
 };
 
 /// Nothing before `skipSeconds` is counted.

@@ -68,14 +68,12 @@ std::vector<QrsMark> CombineLeads(const std::vector<std::vector<QrsMark>>& leads
 }
 
 FiducialScore ScoreFiducials(const StressResult& result, const std::vector<QrsMark>& marks) {
-    const double onsetMs = result.positions.q - result.positions.r;
-    const double endMs = result.positions.j - result.positions.r;
     std::vector<double> onsets, ends;
     for (const BeatPair& pair : PairBeats(TimesOf(result.beats), TimesOf(marks))) {
         const QrsMark& mark = marks[pair.reference];
-        const double seconds = result.beats[pair.found].seconds;
-        onsets.push_back((seconds - mark.onset) * kMsPerSecond + onsetMs);
-        ends.push_back((seconds - mark.end) * kMsPerSecond + endMs);
+        const STReading& beat = result.beats[pair.found];
+        onsets.push_back((beat.seconds - mark.onset) * kMsPerSecond + beat.qMs);
+        ends.push_back((beat.seconds - mark.end) * kMsPerSecond + beat.jMs);
     }
     for (std::vector<double>* offsets : {&onsets, &ends})
         std::erase_if(*offsets, [](double offset) { return std::isnan(offset); });

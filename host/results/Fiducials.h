@@ -1,7 +1,7 @@
 // Fiducials: onset and end of the QRS against marks that people have put by hand.
 //
-// The measured onset of a beat is its R and from there the Q onset of the averaged beat, the measured end the
-// J point likewise. Only beats that were folded in have them: the averaged beat is theirs alone.
+// The measured onset and end of a beat are those of the averaged beat as it was then, aligned with this one.
+// Only beats that were folded in have them: the averaged beat is theirs alone.
 #pragma once
 
 #include <vector>

@@ -36,6 +36,19 @@ void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double
 Json Value(double value) { return std::isnan(value) ? Json() : Json(value); }
 Json Value(const std::optional<double>& value) { return value ? Json(*value) : Json(); }
 
+// To a microvolt.
+Json Rounded(double value) { return std::isnan(value) ? Json() : Json(std::lround(value)); }
+
+Json ShapeName(qz::STShape shape) {
+    switch (shape) {
+        case qz::STShape::Unknown: break;
+        case qz::STShape::Upsloping: return "upsloping";
+        case qz::STShape::Horizontal: return "horizontal";
+        case qz::STShape::Downsloping: return "downsloping";
+    }
+    return {};
+}
+
 Json BeatJson(const StressResult& result) {
     const LearnedBeat& learned = result.learned;
     const BeatPositionsMs& at = result.positions;
@@ -58,7 +71,7 @@ Json BeatJson(const StressResult& result) {
             {"q_ms", at.q},
             {"r_ms", at.r},
             {"j_ms", at.j},
-            {"st_ms", at.j + kSTOffsetMs + result.postJms},
+            {"st_ms", at.j + result.stPoint.UsualMs()},
             {"first_uv", first},
             {"latest_uv", latest}};
 }
@@ -186,31 +199,34 @@ void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everyS
 
 void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise) {
     const SourceInfo& source = result.source;
-    const Json summary = {{"schema", kResultSchema},
-                          {"program", "qzstress " QZSTRESS_VERSION},
-                          {"interrupted", result.interrupted},
-                          {"record",
-                           {{"name", source.name},
-                            {"started", source.started},
-                            {"remarks", source.remarks},
-                            {"leads", source.leads},
-                            {"sampling_rate_hz", source.fs},
-                            {"uv_per_unit", source.uVpb},
-                            {"length_s", result.seconds}}},
-                          {"conditioning",
-                           {{"stages", result.conditioning},
-                            {"mains_hz", result.mainsHz},
-                            {"measured_mains_hz", result.measuredMainsHz},
-                            {"delay_ms", result.delayMs}}},
-                          {"st_measured_ms_after_j", kSTOffsetMs + result.postJms},
-                          {"warnings", result.warnings},
-                          {"averaged_beat", BeatJson(result)},
-                          {"reference", ReferenceJson(result)},
-                          {"exercise", ExerciseJson(result, exercise)},
-                          {"beats_found", result.beatsFound.size()},
-                          {"beats_folded", result.beats.size()},
-                          {"beat_classes", BeatClassesJson(result, exercise.stages)},
-                          {"leads", LeadsJson(result, exercise)}};
+    const Json summary = {
+        {"schema", kResultSchema},
+        {"program", "qzstress " QZSTRESS_VERSION},
+        {"interrupted", result.interrupted},
+        {"record",
+         {{"name", source.name},
+          {"started", source.started},
+          {"remarks", source.remarks},
+          {"leads", source.leads},
+          {"sampling_rate_hz", source.fs},
+          {"uv_per_unit", source.uVpb},
+          {"length_s", result.seconds}}},
+        {"conditioning",
+         {{"stages", result.conditioning},
+          {"mains_hz", result.mainsHz},
+          {"measured_mains_hz", result.measuredMainsHz},
+          {"delay_ms", result.delayMs}}},
+        {"st_point", result.stPoint.Describe()},
+        {"st_measured_ms_after_j", result.stPoint.UsualMs()},
+        {"st_rate_limit_per_min", result.stPoint.postJms ? Json() : Json(result.stPoint.rateLimitBpm)},
+        {"warnings", result.warnings},
+        {"averaged_beat", BeatJson(result)},
+        {"reference", ReferenceJson(result)},
+        {"exercise", ExerciseJson(result, exercise)},
+        {"beats_found", result.beatsFound.size()},
+        {"beats_folded", result.beats.size()},
+        {"beat_classes", BeatClassesJson(result, exercise.stages)},
+        {"leads", LeadsJson(result, exercise)}};
     std::ostream& out = file.Stream();
     // File names and lead names need not be UTF-8.
     std::string head = summary.dump(1, ' ', false, Json::error_handler_t::replace);
@@ -232,10 +248,22 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
                     {"voted_heart_rate_per_min", Value(rate.votedBpm)}};
     });
     writeRows("st", result.beats, [](const STReading& beat) {
-        return Json{{"time_s", beat.seconds},
-                    {"heart_rate_per_min", Value(beat.bpm)},
-                    {"level_uv", beat.levelUv},
-                    {"slope_uv_per_ms", beat.slopeUvPerMs}};
+        Json row{{"time_s", beat.seconds},
+                 {"heart_rate_per_min", Value(beat.bpm)},
+                 {"point_ms", beat.stPointMs},
+                 {"qrs_onset_ms", Value(beat.qMs)},
+                 {"j_ms", Value(beat.jMs)},
+                 {"level_uv", beat.levelUv},
+                 {"slope_uv_per_ms", beat.slopeUvPerMs}};
+        const std::pair<const char*, float qz::STMeasure::*> points[] = {{"j_uv", &qz::STMeasure::jUv},
+                                                                         {"j20_uv", &qz::STMeasure::j20Uv},
+                                                                         {"j60_uv", &qz::STMeasure::j60Uv},
+                                                                         {"j80_uv", &qz::STMeasure::j80Uv}};
+        for (const auto& [name, uV] : points)
+            for (const qz::STMeasure& st : beat.st) row[name].push_back(Rounded(st.*uV));
+        for (const qz::STMeasure& st : beat.st) row["shape"].push_back(ShapeName(st.shape));
+        for (const qz::STMeasure& st : beat.st) row["is_on_t"].push_back(st.isOnT);
+        return row;
     });
     out << "\n}\n";
 }

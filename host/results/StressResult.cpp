@@ -4,6 +4,13 @@
 
 #include "host/support/Text.h"
 
+std::string STPointRule::Describe() const {
+    const std::string usual = "J + " + Number(UsualMs(), 0) + " ms";
+    return postJms ? usual
+                   : usual + " (J + " + std::to_string(qz::kFastSTPointMs) + " ms above " +
+                         Number(rateLimitBpm, 0) + "/min)";
+}
+
 static int CodeOf(qz::BeatClass beatClass) {
     switch (beatClass) {
         case qz::BeatClass::Normal: return kNormalBeat;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,18 @@ struct ReferenceStretch {
     std::string why;  // in words why it is this one; empty without any ST value
 };
 
+/// Where the ST level is measured.
+struct STPointRule {
+    std::optional<int>
+        postJms;  // so long after J + 6 ms, as the engine does; empty: at the rate-adapted point
+    double rateLimitBpm = qz::kUsualSTRateLimitBpm;  // of that
+
+    /// After J, ms; below the limit.
+    double UsualMs() const { return postJms ? kSTOffsetMs + *postJms : qz::kSTPointMs; }
+    /// "J + 66 ms", "J + 80 ms (J + 60 ms above 145/min)".
+    std::string Describe() const;
+};
+
 struct RateReading {
     double seconds = 0;
     double bpm = 0;                                              // from the mean interval, beats per minute
@@ -45,10 +58,13 @@ struct FoundBeat {
 /// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
 struct STReading {
     double seconds = 0;
-    double bpm = 0;  // heart rate shown at that time; NaN before the first
-    std::vector<float> levelUv;
-    std::vector<float> slopeUvPerMs;
+    double bpm = 0;                   // heart rate shown at that time; NaN before the first
+    std::vector<float> levelUv;       // at the ST point
+    std::vector<float> slopeUvPerMs;  // from J to there, of the engine from J + 6 ms
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
+    double stPointMs = 0;                                    // the ST point, after J
+    double qMs = 0, jMs = 0;                                 // onset and end of the QRS, from `seconds`
+    std::vector<qz::STMeasure> st = {};                      // at the points of the field
 };
 
 /// A stretch of signal as recorded and as conditioned, in step, [lead][sample] in microvolts.
@@ -72,7 +88,7 @@ struct StressResult {
     double delayMs = 0;        // of the filters, taken off all times
     double seconds = 0;        // length of what was read of the source
     bool interrupted = false;  // an observer ended the analysis, not the source
-    int postJms = 0;           // ST is measured this long after J + 6 ms
+    STPointRule stPoint;
     LearnedBeat learned;
     BeatPositionsMs positions;
     ReferenceStretch reference;

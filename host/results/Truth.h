@@ -42,8 +42,9 @@ struct Truth {
     std::vector<MarkedBeat> beats;  // R of every beat, ascending
     std::vector<Span> uncounted;    // fibrillation, or beats without marks; in order of time, apart
     std::function<double(double seconds)> bpm = {};
-    std::function<double(std::size_t lead, double seconds)> levelUv = {};
-    std::function<double(std::size_t lead, double seconds)> slopeUvPerMs = {};
+    // At a point so long after J, in ms; the slope up to there.
+    std::function<double(std::size_t lead, double seconds, double pointMs)> levelUv = {};
+    std::function<double(std::size_t lead, double seconds, double pointMs)> slopeUvPerMs = {};
     bool classesKnown = true;       // the codes of the beats tell their class
     std::vector<QrsMark> qrs = {};  // ascending
     std::vector<MarkedST> st = {};  // per lead of the recording as far as there are marks

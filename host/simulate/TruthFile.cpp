@@ -282,18 +282,22 @@ Truth RecordedTruth::For(const SourceInfo& info) const {
     return {MarkedBeats(beats, fs),
             {},
             [this](double at) { return Bpm(at); },
-            [this, known](std::size_t lead, double at) { return LevelUv(known[lead], at); },
-            [this, known](std::size_t lead, double at) { return SlopeUvPerMs(known[lead], at); }};
+            [this, known](std::size_t lead, double at, double) { return LevelUv(known[lead], at); },
+            [this, known](std::size_t lead, double at, double) { return SlopeUvPerMs(known[lead], at); }};
 }
 
-Truth TruthOf(const SimulatedTest& test, int postJms) {
+Truth TruthOf(const SimulatedTest& test, const STPointRule& point) {
+    const double fromMs = point.postJms ? kSTOffsetMs : 0;
     return {MarkedBeats(test.Beats(), test.Info().fs),
             {},
             [&test](double at) { return test.TrueHeartRate(at); },
-            [&test, postJms](std::size_t lead, double at) {
-                return test.TrueSTuV(static_cast<int>(lead), at, postJms);
+            [&test](std::size_t lead, double at, double pointMs) {
+                return test.TrueSTuV(static_cast<int>(lead), at, pointMs - kSTOffsetMs);
             },
-            [&test, postJms](std::size_t lead, double at) {
-                return test.TrueSTslope(static_cast<int>(lead), at, postJms);
+            [&test, fromMs](std::size_t lead, double at, double pointMs) {
+                const auto levelUv = [&](double ms) {
+                    return test.TrueSTuV(static_cast<int>(lead), at, ms - kSTOffsetMs);
+                };
+                return (levelUv(pointMs) - levelUv(fromMs)) / (pointMs - fromMs);
             }};
 }

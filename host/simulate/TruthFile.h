@@ -43,13 +43,14 @@ struct RecordedTruth {
     double LevelUv(std::size_t lead, double atSeconds) const;
     double SlopeUvPerMs(std::size_t lead, double atSeconds) const;
     /// The truth for a recording with these leads, matched by name, case ignored. Throws HostError if the
-    /// file lacks one of them. The result refers to this object.
+    /// file lacks one of them. It knows ST at its own point alone, J + 6 ms + postJms. The result refers to
+    /// this object.
     Truth For(const SourceInfo& info) const;
 };
 
-/// The truth of a test that has been read to its end, for ST at J + 6 ms + `postJms`. The result refers to
-/// the test.
-Truth TruthOf(const SimulatedTest& test, int postJms);
+/// The truth of a test that has been read to its end. ST slopes are those from J to the point that is asked
+/// for, of the engine from J + 6 ms. The result refers to the test.
+Truth TruthOf(const SimulatedTest& test, const STPointRule& point);
 
 /// Throws HostError for a file that is no such truth, naming what was expected where.
 RecordedTruth ReadTruth(const std::string& path);

@@ -8,6 +8,7 @@
 
 #include "core/FloatingPoint.h"
 #include "session/internal/BeatFinder.h"
+#include "session/internal/Units.h"
 
 namespace qz {
 
@@ -41,18 +42,6 @@ constexpr std::size_t kMostPerNormalBeat = 2;
 constexpr int kBeforeMs = 300;
 constexpr int kAfterMs = 420;
 constexpr int kPastNextBeatMs = 50;  // the row of a fast rhythm ends this long after the next beat
-
-// Delineation.
-constexpr int kVelocityMs = 4;           // half-width of the slope
-constexpr int kQrsSearchBeforeMs = 100;  // of the steepest place
-constexpr int kQrsSearchAfterMs = 140;   // of it
-constexpr double kInsideQrs = 0.25;      // of the peak velocity: faster than any P or T wave
-constexpr double kOutsideQrs = 0.03;     // of the peak velocity, above the quiet level
-constexpr int kQuietFromMs = 10;         // the quiet level is looked for from here
-constexpr int kQuietToMs = 90;           // to here, outward of the QRS
-constexpr int kQuietWidthMs = 20;        // as the calmest stretch of this width
-constexpr int kRestMs = 8;               // the velocity has to stay low for this long
-constexpr int kWidestMs = 60;            // from kInsideQrs outward
 
 double UpperMedian(std::vector<double> values) {
     if (values.empty()) return 0;
@@ -529,58 +518,14 @@ std::vector<double> BeatLearner::AverageLead(std::size_t lead, const Positions& 
 
 // False if the signal does not come to rest before or after the QRS: Q or J is then a guess.
 bool BeatLearner::Delineate() {
-    LearnedBeat& beat = m_learned;
-    const int half = std::max(1, Samples(kVelocityMs));
-    const int length = beat.length;
-    std::vector<double> velocity(static_cast<std::size_t>(length));
-    for (int i = half; i < length - half; ++i) {
-        double squares = 0;
-        for (std::size_t c = 0; c < m_chn; ++c) {
-            if (!beat.usable[c]) continue;
-            const auto row = m_average[c].begin();
-            const double slope = row[i + half] - row[i - half];
-            squares += slope * slope;
-        }
-        velocity[static_cast<std::size_t>(i)] = std::sqrt(squares);
-    }
-    const auto at = [&](int i) {
-        return velocity[static_cast<std::size_t>(std::clamp(i, half, length - 1 - half))];
+    const double msPerSample = kMsPerSecond / m_fs;
+    const Delineation at = m_delineator.Find(m_average, m_fs, m_learned.usable, m_learned.posR * msPerSample);
+    const auto sample = [&](double ms) {
+        return static_cast<short>(std::clamp<long>(std::lround(ms / msPerSample), 0, m_learned.length - 1));
     };
-
-    const int searchFrom = beat.posR - Samples(kQrsSearchBeforeMs);
-    const int searchTo = beat.posR + Samples(kQrsSearchAfterMs);
-    double peak = 0;
-    for (int i = searchFrom; i <= searchTo; ++i) peak = std::max(peak, at(i));
-
-    // From the outermost fast place of the QRS outward to where the beat has come to rest; step is -1 or 1.
-    bool isAtRest = true;
-    const auto restFrom = [&](int outermost, int step) {
-        const int width = std::max(1, Samples(kQuietWidthMs));
-        double quiet = peak;
-        for (int from = Samples(kQuietFromMs); from + width <= Samples(kQuietToMs); ++from) {
-            double sum = 0;
-            for (int i = 0; i < width; ++i) sum += at(outermost + step * (from + i));
-            quiet = std::min(quiet, sum / width);
-        }
-        const double threshold = quiet + kOutsideQrs * peak;
-        const int rest = std::max(1, Samples(kRestMs));
-        int stillFor = 0;
-        for (int i = 1; i <= Samples(kWidestMs); ++i) {
-            stillFor = at(outermost + step * i) < threshold ? stillFor + 1 : 0;
-            if (stillFor == rest) return outermost + step * (i - rest + 1);
-        }
-        isAtRest = false;
-        return outermost + step * Samples(kWidestMs);
-    };
-    int first = searchFrom;
-    while (at(first) < kInsideQrs * peak) ++first;
-    int last = searchTo;
-    while (at(last) < kInsideQrs * peak) --last;
-    // The slope at a place looks `half` ahead and back and so is quiet `half` outside of the wave, whose end
-    // this is. Its beginning is softer than the end, and readers put the onset about as much earlier.
-    beat.posQ = static_cast<short>(restFrom(first, -1));
-    beat.posJ = static_cast<short>(restFrom(last, +1) - half);
-    return isAtRest;
+    m_learned.posQ = sample(at.qMs);
+    m_learned.posJ = sample(at.jMs);
+    return at.isSure;
 }
 
 }  // namespace qz

@@ -5,7 +5,7 @@
 //     -> clean beats: like the typical one on most leads, and from P to T not far from the average
 //     -> per lead the beats that it shows, where it was off or disturbed for a while
 //     -> average: mean of the middle half of these, sample by sample
-//     -> Q onset and J point: where the spatial velocity leaves and regains the quiet of PR and ST
+//     -> Q onset and J point: see Delineator
 //     -> usable leads: those that alone match nearly as many beats of the stretch as the best one does
 //
 // The typical beat is the one that most others are like. Where ectopic beats are nearly as many as the
@@ -14,9 +14,6 @@
 // A lead that is off or noisy is found by its beats being unlike each other; it is averaged like the others
 // but decides nothing.
 //
-// Spatial velocity is the length of the vector of all leads' slopes; the search outward from the steepest
-// place to a fraction of its slope follows Laguna, Jane, Caminal, "Automatic detection of wave boundaries in
-// multilead ECG signals", Comput Biomed Res 1994; 27: 45-60, applied to all leads at once.
 // The work is cut into pieces, so that a live signal does not wait for it: a piece is some work for one lead
 // or one beat, and takes a millisecond or two at 12 leads, 500 Hz and a stretch of 60 s. Allocates. One
 // object belongs to one thread.
@@ -27,6 +24,7 @@
 #include <vector>
 
 #include "session/SessionTypes.h"
+#include "session/internal/Delineator.h"
 #include "session/internal/TemplateFollower.h"
 
 namespace qz {
@@ -35,10 +33,10 @@ class BeatLearner {
 public:
     static constexpr int kFewestBeats = 5;     // with fewer there is no average
     static constexpr int kConfidentBeats = 8;  // with fewer the caller should wait for more signal
-    static constexpr int kNarrowestQrsMs = 40, kWidestQrsMs = 200;
+    static constexpr int kNarrowestQrsMs = 40, kWidestQrsMs = 240;
 
     /// fs: samples per second, 100 or more; chn: leads, 1 or more.
-    BeatLearner(int fs, std::size_t chn) : m_fs(fs), m_chn(chn) {}
+    BeatLearner(int fs, std::size_t chn) : m_fs(fs), m_chn(chn), m_delineator(chn) {}
 
     /// Begins with a stretch of signal: the leads interleaved, about 1 uV per unit; the frames in which beats
     /// were found, each within 80 ms of the steepest place of its QRS; and per lead whether the beats stand
@@ -49,7 +47,7 @@ public:
     /// Does one piece of the work. False once there is none left, and before Begin.
     bool Work();
     /// What has been learned, once Work has returned false: nothing where fewer than kFewestBeats clean beats
-    /// are found, or fewer than a third of all, or where the average has no QRS of 40 to 200 ms.
+    /// are found, or fewer than a third of all, or where the average has no QRS of 40 to 240 ms.
     const std::optional<LearnedBeat>& Result() const { return m_result; }
     /// All of it at once, with the beats that a BeatFinder finds.
     std::optional<LearnedBeat> Learn(std::vector<short> frames);
@@ -111,6 +109,7 @@ private:
 
     int m_fs;
     std::size_t m_chn;
+    Delineator m_delineator;
     Stage m_stage = Stage::Done;
     std::size_t m_piece = 0;  // next piece of the stage
     std::vector<short> m_frames;

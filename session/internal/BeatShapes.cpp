@@ -32,8 +32,8 @@ BeatShapes::BeatShapes(int fs, std::size_t chn, int postJms) : m_fs(fs), m_chn(c
 }
 
 void BeatShapes::Add(const LearnedBeat& beat, long long from, bool isDominant) {
-    Shape shape{m_learned++, BeatFollower(m_fs, m_chn, m_postJms, beat), from, from,
-                isDominant ? kShareOfDominant : kShareOfOther};
+    Shape shape{m_learned++, beat, BeatFollower(m_fs, m_chn, m_postJms, beat),
+                from,        from, isDominant ? kShareOfDominant : kShareOfOther};
     if (m_shapes.size() == kMostShapes) {
         auto rarest = m_shapes.begin() + (m_dominant == 0 && !isDominant ? 1 : 0);
         for (auto other = m_shapes.begin(); other != m_shapes.end(); ++other) {

@@ -46,6 +46,10 @@ public:
     /// A bad beat has been folded into this lead: the next ones take the place of what there is.
     void Renew(std::size_t lead);
 
+    /// The number of the dominant shape in the order of learning, and the averaged beat that it began with;
+    /// after Add.
+    int Dominant() const { return m_shapes[m_dominant].number; }
+    const LearnedBeat& DominantBeat() const { return m_shapes[m_dominant].learned; }
     /// The dominant averaged beat as it is now, microvolts, [lead][sample], and where its points are; empty,
     /// and all 0, before Add.
     std::vector<std::vector<float>> BeatUv() const;
@@ -53,7 +57,8 @@ public:
 
 private:
     struct Shape {
-        int number = 0;  // in order of learning
+        int number = 0;       // in order of learning
+        LearnedBeat learned;  // that it began with
         BeatFollower follower;
         long long next = 0;      // frame
         long long lastBeat = 0;  // frame of its R

@@ -58,6 +58,7 @@ SignalConditioner::SignalConditioner(int fs, std::size_t chn, double uVpb, const
     if (options.lowpassHz != 0) {
         m_lowpass.emplace(options.lowpassHz, m_fs, leads);
         m_delaySamples += static_cast<int>(std::lround(m_lowpass->DelaySamples()));
+        m_delayRest = m_lowpass->DelaySamples() - m_delaySamples;
     }
     if (options.smooth != 0) {
         m_smoother.emplace(m_fs, leads, options.smooth != 1);
@@ -78,6 +79,13 @@ SignalConditioner::SignalConditioner(int fs, std::size_t chn, double uVpb, const
             std::string("high-pass 0.05 Hz");
     if (options.lowpassHz != 0) m_description += ", low-pass " + std::to_string(options.lowpassHz) + " Hz";
     if (options.smooth != 0) m_description += ", smoother " + std::to_string(options.smooth);
+}
+
+double SignalConditioner::SagPerSecond() const {
+    if (m_drift.empty()) return 0;
+    CHighpassFilter highpass(kDriftCornerHz, m_fs);
+    const double first = highpass.Filter(1.0);
+    return (first - highpass.Filter(1.0)) / first * m_fs;
 }
 
 double SignalConditioner::LessStart(std::size_t lead, double uV) {

@@ -51,6 +51,11 @@ public:
 
     /// Conditioned frame n shows the input of frame n - DelaySamples().
     int DelaySamples() const { return m_delaySamples; }
+    /// How much later than that the low-pass really is, in samples, within half a sample.
+    double DelayRest() const { return m_delayRest; }
+    /// The share of a step by which the answer of the high-pass to it falls in a second at first; 0 with the
+    /// comb.
+    double SagPerSecond() const;
     /// Conditioned frames before this one still carry the start of the filters.
     int SettlingSamples() const { return m_settlingSamples; }
     /// Whether samples of a lead are or were lately held at +-15 mV of where the lead began.
@@ -76,6 +81,7 @@ private:
     std::optional<CQuorlMultiNotchFilter> m_comb;
     std::optional<CMultiChannelSmoothEx> m_smoother;
     int m_delaySamples = 0;
+    double m_delayRest = 0;
     int m_settlingSamples = 0;
     std::string m_description;
 };

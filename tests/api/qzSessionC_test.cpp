@@ -46,6 +46,8 @@ struct Witness : qz::SessionObserver {
         Add({2, beat.seconds, beat.bpm, beat.rrMs, 1.0 + static_cast<int>(beat.beatClass)});
         for (const auto* values : {&beat.levelUv, &beat.slopeUvPerMs, &beat.jUv})
             log.insert(log.end(), values->begin(), values->end());
+        for (const qz::STMeasure& st : beat.st) log.push_back(st.levelUv);
+        log.push_back(beat.stPointMs);
     }
     void OnLead(const qz::LeadEvent& event) override {
         Add({3.0 + static_cast<int>(event.kind), event.seconds, static_cast<double>(event.lead)});
@@ -62,15 +64,21 @@ bool Fetch(qzs_session* session, Log& log) {
     qzs_event event;
     if (!qzs_next_event(session, &event, sizeof event)) return false;
     log.insert(log.end(), {event.kind + 0.0, event.seconds});
-    float values[3 * kLeads];
+    float values[4 * kLeads];
+    double pointMs = 0;
     EXPECT_FALSE(qzs_event_values(session, values, nullptr, nullptr, kLeads + 1));
     EXPECT_EQ(qzs_event_values(session, values, values + kLeads, values + 2 * kLeads, kLeads),
               event.kind == QZS_BEAT);
+    EXPECT_EQ(qzs_event_st(session, values + 3 * kLeads, &pointMs, kLeads), event.kind == QZS_BEAT);
+    EXPECT_FALSE(qzs_event_st(session, values, &pointMs, kLeads - 1));
     log.push_back(event.lead >= 0 ? event.lead : event.kind == QZS_LEARNED ? event.again : event.bpm);
     if (event.kind == QZS_INTERVAL || event.kind == QZS_BEAT)
         log.insert(log.end(), {event.rr_ms, event.beat_class + 0.0});
     if (event.kind == QZS_LEAD_OFF) log.push_back(event.void_from_seconds);
-    if (event.kind == QZS_BEAT) log.insert(log.end(), values, values + 3 * kLeads);
+    if (event.kind == QZS_BEAT) {
+        log.insert(log.end(), values, values + 4 * kLeads);
+        log.push_back(pointMs);
+    }
     return true;
 }
 
@@ -198,6 +206,7 @@ TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
         EXPECT_FALSE(qzs_push(session, nullptr, 5) > 0 || qzs_next_event(session, nullptr, sizeof event) ||
                      qzs_next_event(session, &event, sizeof event) ||
                      qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
+                     qzs_event_st(session, nullptr, nullptr, 2) ||
                      qzs_conditioned(session, nullptr, 9, nullptr) > 0 ||
                      qzs_get_positions(session, nullptr) || qzs_template(session, nullptr, 9) > 0 ||
                      qzs_learned_beat(session, nullptr, nullptr, 0) > 0);

@@ -144,6 +144,7 @@ extension Bindings {
             while let event = session.nextEvent() {
                 let isBeat = event.kind == qzSessionEvent.beat
                 #expect(event.text == nil && event.j.count == (isBeat ? Int(leads) : 0))
+                #expect(event.st.count == event.j.count && event.stPointMs == (isBeat ? 80 : 0))
                 beats += isBeat && event.rrMs > 0 && event.beatClass == qzSessionEvent.normal ? 1 : 0
             }
             #expect(beats > 60 && session.getTempl().count == Int(leads) && session.getPos().count == 4)

@@ -36,7 +36,7 @@ StressResult MakeResult(std::size_t leads, double seconds) {
     for (std::size_t lead = 1; lead <= leads; ++lead)
         result.source.leads.push_back("L" + std::to_string(lead));
     result.seconds = seconds;
-    result.postJms = 60;
+    result.stPoint.postJms = 60;
     result.reference = {{0, 30}, "first half minute of ST values"};
     result.positions = {800, 200, 240, 290};
     result.learned.usable.assign(leads, true);

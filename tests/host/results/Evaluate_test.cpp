@@ -177,14 +177,14 @@ TEST(Fiducials, TakesOnsetsAndEndsWithoutTheOutlyingLead) {
     EXPECT_TRUE(CombineLeads({lead(960, 1050), {}, {}}).empty()) << "one lead of three";
 
     StressResult result;
-    result.positions = {600, 200, 240, 300};
-    result.beats = {{1.01, 60, {}, {}}, {2.01, 60, {}, {}}, {3.02, 60, {}, {}}};
+    for (const double seconds : {1.01, 2.01, 3.02})
+        result.beats.push_back({seconds, 60, {}, {}, 0, 80, seconds < 3 ? -40.0 : -45, 60});
     const FiducialScore score =
         ScoreFiducials(result, {{1, 0.96, 1.05}, {2, std::nan(""), 2.06}, {3, 2.96, 3.05}, {5, 4.96, 5.05}});
     EXPECT_EQ(score.marked, 4);
     EXPECT_EQ(score.onset.count, 2);
-    EXPECT_NEAR(score.onset.meanMs, 15, 1e-9);  // 10 and 20
-    EXPECT_NEAR(score.onset.sdMs, std::sqrt(50), 1e-9);
+    EXPECT_NEAR(score.onset.meanMs, 12.5, 1e-9);  // 10 and 15
+    EXPECT_NEAR(score.onset.sdMs, std::sqrt(12.5), 1e-9);
     EXPECT_NEAR(score.end.meanMs, 20, 1e-9);  // 20, 10 and 30
     EXPECT_NEAR(score.end.sdMs, 10, 1e-9);
 }
@@ -234,10 +234,10 @@ TEST(Evaluate, ComparesSTPerLeadWhereTheTruthKnowsItAndNotBeforeTheSkip) {
     const Truth reference{{},
                           {},
                           [](double) { return 60.0; },
-                          [](std::size_t lead, double seconds) {
+                          [](std::size_t lead, double seconds, double) {
                               return seconds < 6 ? 1000.0 : lead == 0 ? 14 : -20;
                           },
-                          [](std::size_t, double) { return std::nan(""); }};
+                          [](std::size_t, double, double) { return std::nan(""); }};
     const Accuracy accuracy = Evaluate(TwoLeads(), {}, reference, 5.5).accuracy;
     EXPECT_DOUBLE_EQ(accuracy.bpm.maximum, 2);
     ASSERT_EQ(accuracy.levelUv.size(), 2U);

@@ -74,8 +74,8 @@ TEST(Truth, MakesAReferenceForTheLeadsOfARecording) {
     WriteWhole(folder.Path("t.json"), [&](PendingFile& file) { WriteTruth(file, test); });
     const RecordedTruth truth = ReadTruth(folder.Path("t.json"));
     const Truth reference = truth.For({"r", 250, 1, {"ii", "V5"}, 0, "", {}});
-    EXPECT_EQ(reference.levelUv(0, 40.5), truth.LevelUv(2, 40.5));
-    EXPECT_EQ(reference.slopeUvPerMs(1, 40.5), truth.SlopeUvPerMs(0, 40.5));
+    EXPECT_EQ(reference.levelUv(0, 40.5, 86), truth.LevelUv(2, 40.5));
+    EXPECT_EQ(reference.slopeUvPerMs(1, 40.5, 86), truth.SlopeUvPerMs(0, 40.5));
     EXPECT_EQ(reference.bpm(40.5), truth.Bpm(40.5));
     EXPECT_EQ(reference.beats.size(), truth.beats.size());
     EXPECT_EQ(reference.beats[1].seconds, static_cast<double>(truth.beats[1].r) / 500);

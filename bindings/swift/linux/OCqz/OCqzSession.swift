@@ -13,6 +13,8 @@ public final class OCqzSessionEvent {
     public let level: [Any]?
     public let slope: [Any]?
     public let j: [Any]?
+    public let st: [Any]?
+    public let stPointMs: Double
     public let text: String?
 
     /// `event` has just been fetched from `session`.
@@ -33,6 +35,9 @@ public final class OCqzSessionEvent {
         level = isBeat ? values[0] : nil
         slope = isBeat ? values[1] : nil
         j = isBeat ? values[2] : nil
+        var pointMs = 0.0
+        st = isBeat && qzs_event_st(session, &values[0], &pointMs, leads) ? values[0] : nil
+        stPointMs = pointMs
         var line = [CChar](repeating: 0, count: qzs_event_text(session, nil, 0) + 1)
         text = qzs_event_text(session, &line, line.count) > 0 ? String(cString: line) : nil
     }

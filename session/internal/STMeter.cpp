@@ -1,0 +1,299 @@
+#include "session/internal/STMeter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "core/FloatingPoint.h"
+#include "session/internal/Units.h"
+
+namespace qz {
+
+namespace {
+
+constexpr int kMeanHz = 250;
+constexpr int kBeforeMs = 300, kAfterMs = 420;  // of R, as far as the averaged beat goes
+constexpr int kLagMs = 60;                      // between the R of the engine and that of the averaged beat
+constexpr int kAlignBeforeMs = 80, kAlignAfterMs = 100;  // of R: what beats are aligned by
+constexpr std::size_t kFewestBeats = 5;                  // in a mean that is measured
+
+constexpr double kPrBeforeMs = 16, kPrAfterMs = -4;  // of the onset
+constexpr double kPrStepMs = 4;
+constexpr double kRateSlackBpm = 500;
+
+// Positions are taken over where three in a row lie within the first, and their median is the second away
+// from those in force.
+constexpr double kAgreeMs = 12, kMovedMs = 5;
+
+// T wave.
+constexpr double kTFromMs = 20;     // after J
+constexpr double kTSearchMs = 320;  // after J
+constexpr double kTSlopeMs = 8;     // half-width of a slope
+constexpr double kLeastTUv = 200;   // from ST to the peak
+constexpr double kTSteeper = 2;     // than ST
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+int Samples(double ms, double hz) { return static_cast<int>(ms * hz / kMsPerSecond); }
+
+}  // namespace
+
+STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSecond)
+    : m_fs(fs),
+      m_chn(chn),
+      m_rateLimitBpm(rateLimitBpm),
+      m_sagPerSecond(sagPerSecond),
+      m_step(std::max(1, fs / kMeanHz)),
+      m_hz(static_cast<double>(fs) / m_step),
+      m_leads(chn),
+      m_means(chn),
+      m_counts(chn),
+      m_delineator(chn) {}
+
+void STMeter::Start(const LearnedBeat& beat) {
+    const int r = std::clamp(beat.posR, beat.posQ, beat.posJ);
+    m_before = Samples(std::min(1.0 * kBeforeMs, r * kMsPerSecond / m_fs), m_hz);
+    const int after = Samples(std::min(1.0 * kAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
+    m_length = m_before + after + 1;
+    const auto length = static_cast<std::size_t>(m_length);
+    for (std::vector<double>* values : {&m_low, &m_lower, &m_high, &m_higher, &m_row}) values->resize(length);
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        m_means[lead].resize(length);
+        for (int i = 0; i < m_length; ++i)
+            m_means[lead][static_cast<std::size_t>(i)] =
+                kConditionedUvPerUnit *
+                beat.rows[lead][static_cast<std::size_t>(r + (i - m_before) * m_step)];
+        m_leads[lead].beats.fill(m_means[lead]);
+        m_leads[lead].moved.fill(0);
+        m_leads[lead].count = kBeats;
+        m_leads[lead].next = 0;
+    }
+    m_usable = beat.usable;
+    if (std::count(m_usable.begin(), m_usable.end(), true) == 0) m_usable.assign(m_chn, true);
+    const double rMs = m_before * kMsPerSecond / m_hz;
+    m_at = m_delineator.Find(m_means, m_hz, m_usable, rMs);
+    if (!m_at.isSure) {
+        m_at.qMs = rMs + (beat.posQ - r) * kMsPerSecond / m_fs;
+        m_at.jMs = rMs + (beat.posJ - r) * kMsPerSecond / m_fs;
+    }
+    m_recentCount = m_foldsSince = 0;
+    m_isFast = false;
+}
+
+void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event) {
+    const int lag = FindLag(frames, r);
+    const long long first = r + lag - static_cast<long long>(m_before) * m_step;
+    const bool isThere =
+        first >= frames.Begin() && first + static_cast<long long>(m_length - 1) * m_step < frames.End();
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        m_counts[lead] = isGood[lead] && m_usable[lead];
+        if (!isGood[lead])
+            m_leads[lead].count = m_leads[lead].next = 0;
+        else if (isThere)
+            FoldLead(frames, first, lead);
+    }
+    if (++m_foldsSince >= kBeats) FollowPositions();
+
+    if (event.bpm > m_rateLimitBpm)
+        m_isFast = true;
+    else if (event.bpm < m_rateLimitBpm - kRateSlackBpm)
+        m_isFast = false;
+    event.stPointMs = m_isFast ? kFastSTPointMs : kSTPointMs;
+    const double toRMs = lag * kMsPerSecond / m_fs - m_before * kMsPerSecond / m_hz;
+    event.qMs = m_at.qMs + toRMs;
+    event.jMs = m_at.jMs + toRMs;
+    for (std::size_t lead = 0; lead < m_chn; ++lead)
+        event.st[lead] = std::isnan(event.levelUv[lead]) || m_leads[lead].count < kFewestBeats
+                             ? STMeasure{}
+                             : Measure(lead, event.stPointMs);
+}
+
+// The lag at which the slopes of the beat differ least from those of the mean, over all leads that are
+// usable.
+int STMeter::FindLag(const FrameRing& frames, long long r) const {
+    const int most = static_cast<int>(static_cast<long long>(kLagMs) * m_fs / 1000);
+    const int from = std::max(1, m_before - Samples(kAlignBeforeMs, m_hz));
+    const int to = std::min(m_length - 1, m_before + Samples(kAlignAfterMs, m_hz));
+    double least = std::numeric_limits<double>::infinity();
+    int best = 0;
+    for (int lag = -most; lag <= most; ++lag) {
+        const long long zero = r + lag - static_cast<long long>(m_before) * m_step;
+        if (zero + static_cast<long long>(from - 1) * m_step < frames.Begin() ||
+            zero + static_cast<long long>(to) * m_step >= frames.End())
+            continue;
+        double sum = 0;
+        for (int i = from; i <= to && sum < least; ++i) {
+            const short* const before = frames.Frame(zero + static_cast<long long>(i - 1) * m_step);
+            const short* const now = frames.Frame(zero + static_cast<long long>(i) * m_step);
+            for (std::size_t lead = 0; lead < m_chn; ++lead) {
+                if (!m_usable[lead]) continue;
+                const std::vector<double>& mean = m_means[lead];
+                const auto at = static_cast<std::size_t>(i);
+                const double difference =
+                    kConditionedUvPerUnit * (now[lead] - before[lead]) - mean[at] + mean[at - 1];
+                sum += difference * difference;
+            }
+        }
+        if (sum >= least) continue;
+        least = sum;
+        best = lag;
+    }
+    return best;
+}
+
+// The beat is moved to the level of the mean, so that drift does not sort the beats at one sample differently
+// from the next.
+void STMeter::FoldLead(const FrameRing& frames, long long first, std::size_t lead) {
+    Lead& state = m_leads[lead];
+    std::vector<double>& beat = state.beats[state.next];
+    const std::vector<double>& mean = m_means[lead];
+    double sum = 0;
+    for (int i = 0; i < m_length; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        beat[at] = kConditionedUvPerUnit * frames.Frame(first + static_cast<long long>(i) * m_step)[lead];
+        sum += beat[at] - mean[at];
+    }
+    state.moved[state.next] = sum / m_length;
+    for (double& value : beat) value -= sum / m_length;
+    state.next = (state.next + 1) % kBeats;
+    state.count = std::min(state.count + 1, kBeats);
+    Average(lead);
+}
+
+// Of five beats and more the highest and the lowest are left out, of ten the two highest and the two lowest.
+void STMeter::Average(std::size_t lead) {
+    const Lead& state = m_leads[lead];
+    std::vector<double>& mean = m_means[lead];
+    const std::size_t length = mean.size();
+    const auto infinity = std::numeric_limits<double>::infinity();
+    std::fill(mean.begin(), mean.end(), 0.0);
+    for (std::vector<double>* values : {&m_low, &m_lower})
+        std::fill(values->begin(), values->end(), infinity);
+    for (std::vector<double>* values : {&m_high, &m_higher})
+        std::fill(values->begin(), values->end(), -infinity);
+    for (std::size_t b = 0; b < state.count; ++b) {
+        const double* const beat = state.beats[b].data();
+        for (std::size_t i = 0; i < length; ++i) {
+            const double value = beat[i];
+            mean[i] += value;
+            m_low[i] = std::min(m_low[i], std::max(m_lower[i], value));
+            m_lower[i] = std::min(m_lower[i], value);
+            m_high[i] = std::max(m_high[i], std::min(m_higher[i], value));
+            m_higher[i] = std::max(m_higher[i], value);
+        }
+    }
+    const std::size_t tail = state.count == kBeats ? 2 : state.count >= kFewestBeats ? 1 : 0;
+    const double divisor = static_cast<double>(state.count - 2 * tail);
+    for (std::size_t i = 0; i < length; ++i) {
+        double sum = mean[i];
+        if (tail > 0) sum -= m_lower[i] + m_higher[i];
+        if (tail > 1) sum -= m_low[i] + m_high[i];
+        mean[i] = sum / divisor;
+    }
+}
+
+void STMeter::FollowPositions() {
+    m_foldsSince = 0;
+    if (std::count(m_counts.begin(), m_counts.end(), true) == 0) return;
+    const Delineation now = m_delineator.Find(m_means, m_hz, m_counts, m_before * kMsPerSecond / m_hz);
+    if (!now.isSure) {
+        m_recentCount = 0;
+        return;
+    }
+    std::rotate(m_recent.begin(), m_recent.begin() + 1, m_recent.end());
+    m_recent.back() = now;
+    if (++m_recentCount < m_recent.size()) return;
+    const auto follow = [this](double Delineation::*position) {
+        std::array<double, 3> sorted;
+        std::transform(m_recent.begin(), m_recent.end(), sorted.begin(),
+                       [position](const Delineation& one) { return one.*position; });
+        std::sort(sorted.begin(), sorted.end());
+        if (sorted.back() - sorted.front() <= kAgreeMs && std::abs(sorted[1] - m_at.*position) >= kMovedMs)
+            m_at.*position = sorted[1];
+    };
+    follow(&Delineation::qMs);
+    follow(&Delineation::jMs);
+}
+
+void STMeter::GiveBackSag(std::size_t lead) {
+    const Lead& state = m_leads[lead];
+    const std::vector<double>& mean = m_means[lead];
+    double movedUv = 0, taken = 0;
+    for (std::size_t b = 0; b < state.count; ++b)
+        movedUv += state.moved[b] / static_cast<double>(state.count);
+    for (std::size_t i = 0; i < mean.size(); ++i) {
+        taken += (mean[i] + movedUv) * m_sagPerSecond / m_hz;
+        m_row[i] = mean[i] + taken;
+    }
+}
+
+STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
+    GiveBackSag(lead);
+    const std::vector<double>& mean = m_row;
+    double prUv = 0;
+    int count = 0;
+    for (double ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count)
+        prUv += At(mean, m_at.qMs + ms);
+    prUv /= count;
+    const double steepestMs = SteepestOfT(mean);
+    const auto level = [&](double afterJms) {
+        const double ms = m_at.jMs + afterJms;
+        return static_cast<float>(ms > steepestMs ? kNaN : At(mean, ms) - prUv);
+    };
+    STMeasure st;
+    st.jUv = level(0);
+    st.j20Uv = level(20);
+    st.j60Uv = level(kFastSTPointMs);
+    st.j80Uv = level(kSTPointMs);
+    st.levelUv = level(pointMs);
+    st.slopeUvPerMs = static_cast<float>((st.levelUv - st.jUv) / pointMs);
+    st.isOnT = m_at.jMs + pointMs > steepestMs;
+    if (st.slopeUvPerMs >= kHorizontalUvPerMs)
+        st.shape = STShape::Upsloping;
+    else if (st.slopeUvPerMs <= -kHorizontalUvPerMs)
+        st.shape = STShape::Downsloping;
+    else if (!std::isnan(st.slopeUvPerMs))
+        st.shape = STShape::Horizontal;
+    return st;
+}
+
+// The steepest place before the peak of the T wave, milliseconds; infinite where there is no T wave.
+double STMeter::SteepestOfT(const std::vector<double>& mean) const {
+    constexpr double kNever = std::numeric_limits<double>::infinity();
+    const double stepMs = kMsPerSecond / m_hz;
+    const double fromMs = m_at.jMs + kTFromMs;
+    const double toMs = std::min(m_at.jMs + kTSearchMs, (m_length - 1) * stepMs - kTSlopeMs);
+    const double baseUv = At(mean, fromMs);
+    double peakUv = 0, peakMs = fromMs;
+    for (double ms = fromMs; ms <= toMs; ms += stepMs) {
+        const double uV = At(mean, ms) - baseUv;
+        if (std::abs(uV) <= std::abs(peakUv)) continue;
+        peakUv = uV;
+        peakMs = ms;
+    }
+    if (std::abs(peakUv) < kLeastTUv) return kNever;
+    const double sign = peakUv > 0 ? 1 : -1;
+    double steepest = 0, steepestMs = fromMs;
+    const auto slope = [&](double ms) {
+        return sign * (At(mean, ms + kTSlopeMs) - At(mean, ms - kTSlopeMs));
+    };
+    for (double ms = fromMs; ms <= peakMs; ms += stepMs) {
+        if (slope(ms) <= steepest) continue;
+        steepest = slope(ms);
+        steepestMs = ms;
+    }
+    double calmest = steepest;
+    for (double ms = fromMs; ms < steepestMs; ms += stepMs) calmest = std::min(calmest, std::abs(slope(ms)));
+    return kTSteeper * calmest <= steepest ? steepestMs : kNever;
+}
+
+// Between samples on a straight line; NaN beyond the mean.
+double STMeter::At(const std::vector<double>& mean, double ms) const {
+    const double at = ms * m_hz / kMsPerSecond;
+    if (at < 0 || at > m_length - 1) return kNaN;
+    const auto before = static_cast<std::size_t>(at);
+    const std::size_t after = std::min(before + 1, mean.size() - 1);
+    return mean[before] + (at - static_cast<double>(before)) * (mean[after] - mean[before]);
+}
+
+}  // namespace qz
