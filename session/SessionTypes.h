@@ -28,10 +28,6 @@ constexpr double kUsualSTRateLimitBpm = 145;
 /// less than half a millimetre on paper, are horizontal to a reader.
 constexpr double kHorizontalUvPerMs = 0.5;
 
-/// Beats after which a lead that was off or disturbed has ST again: the engine folds about a tenth of each
-/// beat in, so that less than 1 % of what was folded in meanwhile is left.
-constexpr int kBeatsToTrust = 50;
-
 /// How the signal is conditioned before anything is measured on it.
 struct ConditioningOptions {
     int mainsHz = 50;    // 50, 60 or 0 for none
@@ -69,7 +65,6 @@ struct SessionOptions {
     ConditioningOptions conditioning;
     int postJms = kUsualPostJms;                   // ST is measured this long after J + 6 ms; 10 to 200 ms
     double stRateLimitBpm = kUsualSTRateLimitBpm;  // ST is measured at J + 60 ms above it, else at J + 80 ms
-    bool relearn = false;             // a new averaged beat where none has matched for half a minute
     std::optional<LearnedBeat> beat;  // the first averaged beat; empty: the session learns it from the signal
 };
 
@@ -104,7 +99,8 @@ struct STMeasure {
 };
 
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
-/// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
+/// is off or disturbed; where it has had no beat for 10 s, until the averaged beat is renewed by nine of
+/// them; and in a beat that is not like the shape that most of the latest ones have.
 struct BeatEvent {
     double seconds = 0;  // of its R
     double bpm =
@@ -113,6 +109,7 @@ struct BeatEvent {
     std::vector<float> slopeUvPerMs;  // ST slope from J + 6 ms to the ST point, smoothed likewise
     std::vector<float> jUv;           // level of the J point against the PR segment
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
+    int shape = 0;  // which averaged beat it is like: their number in the order of learning
 
     // Measured beside the engine, at positions that follow the averaged beat as it changes.
     std::vector<STMeasure> st = {};  // per lead
