@@ -130,6 +130,10 @@ private:
         Give,     // no averaged beat was to be had
     };
 
+    struct ShapeMeter {
+        int shape = 0;  // its number
+        STMeter meter;
+    };
     struct FoundBeat : BeatClasser::Beat {
         bool isMatched = false;
         bool IsToMatch() const { return beatClass != BeatClass::Ventricular; }
@@ -150,8 +154,8 @@ private:
     void MatchKept(long long most);
     long long MatchEnd() const;
     void TellBeat(long long r);
-    void MeasureST(long long r);
     void MarkMatched(long long r);
+    void Measure(long long r);
     bool IsGood(std::size_t lead, double beatSeconds) const;
     void TellRate(BeatEvent& beat) const;
     BeatClass ClassAt(double seconds) const;
@@ -171,7 +175,6 @@ private:
     RateFollower m_rate;
     BeatShapes m_shapes;
     BeatLearner m_learner;
-    STMeter m_meter;
 
     // Conditioned frames are numbered as they leave the conditioner: frame n shows frame n - delay of the
     // input.
@@ -197,11 +200,11 @@ private:
     QualityEvent m_quality;                   // the last one told
     BeatEvent m_beat;                         // the last one told
     bool m_isBeatTold = false;                // m_beat is one that has been told
-    int m_metered = -1;                       // the shape that m_meter measures; -1: none yet
-    std::vector<bool> m_goodLeads;            // in the beat told last
     std::vector<BeatClasser::Beat> m_toTell;  // beats found, frames being those of the input
     std::vector<FoundBeat> m_found;           // the same, those that have been told lately
     std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
+    std::vector<ShapeMeter> m_meters;         // of the shapes that are followed
+    std::vector<bool> m_isGoodBeat;           // per lead: nothing has disturbed the latest beat
 };
 
 StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observer)
@@ -216,14 +219,13 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_rate(m_fs, m_chn),
       m_shapes(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
-      m_meter(m_fs, m_chn, options.stRateLimitBpm, m_conditioner.SagPerSecond()),
       m_kept(m_chn, static_cast<std::size_t>(kKeptSeconds) * static_cast<std::size_t>(m_fs)),
       m_raw(m_chn),
       m_conditioned(m_chn),
       m_isGood([this](std::size_t lead, long long samplesSinceR) {
           return IsGood(lead, Seconds(m_shapes.Next() - samplesSinceR));
       }),
-      m_goodLeads(m_chn) {
+      m_isGoodBeat(m_chn) {
     m_quality.quality.resize(m_chn);
     m_beat.levelUv.resize(m_chn);
     m_beat.slopeUvPerMs.resize(m_chn);
@@ -420,7 +422,12 @@ void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool a
         return;
     }
     const long long first = std::max(from, m_kept.Begin());
-    m_shapes.Add(beat, first, !again || m_isRelearnedMore);
+    const int shape = m_shapes.Add(beat, first, !again || m_isRelearnedMore);
+    m_meters.erase(std::remove_if(m_meters.begin(), m_meters.end(),
+                                  [this](const ShapeMeter& one) { return !m_shapes.Follows(one.shape); }),
+                   m_meters.end());
+    m_meters.push_back({shape, STMeter(m_fs, m_chn, m_options.stRateLimitBpm, m_conditioner.SagPerSecond())});
+    m_meters.back().meter.Start(beat);
     m_phase = Phase::Follow;
     m_observer.OnLearned(beat, Seconds(first), again);
 }
@@ -444,22 +451,20 @@ void StressSession::Impl::TellBeat(long long r) {
     TellRate(m_beat);
     m_beat.beatClass = ClassAt(m_beat.seconds);
     m_isBeatTold = true;
-    MeasureST(r);
+    Measure(r);
     m_observer.OnBeat(m_beat);
 }
 
-// ST is that of the dominant shape; the meter begins anew with another one.
-void StressSession::Impl::MeasureST(long long r) {
-    m_beat.st.assign(m_chn, STMeasure{});
-    m_beat.stPointMs = m_beat.qMs = m_beat.jMs = kNaN;
-    if (m_beat.shape != m_shapes.Dominant()) return;
-    if (m_metered != m_beat.shape) m_meter.Start(m_shapes.DominantBeat());
-    m_metered = m_beat.shape;
-    for (std::size_t lead = 0; lead < m_chn; ++lead) m_goodLeads[lead] = IsGood(lead, m_beat.seconds);
-    m_meter.Fold(m_kept, r, m_goodLeads, m_beat);
+// ST of the beat that is to be told, by the meter of its shape.
+void StressSession::Impl::Measure(long long r) {
+    for (std::size_t lead = 0; lead < m_chn; ++lead) m_isGoodBeat[lead] = IsGood(lead, m_beat.seconds);
     const double delayRestMs = m_conditioner.DelayRest() * kMsPerSecond / m_fs;
-    m_beat.qMs -= delayRestMs;
-    m_beat.jMs -= delayRestMs;
+    for (ShapeMeter& one : m_meters) {
+        if (one.shape != m_beat.shape) continue;
+        one.meter.Fold(m_kept, r, m_isGoodBeat, m_beat);
+        m_beat.qMs -= delayRestMs;
+        m_beat.jMs -= delayRestMs;
+    }
 }
 
 void StressSession::Impl::MarkMatched(long long r) {

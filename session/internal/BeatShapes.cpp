@@ -31,9 +31,9 @@ BeatShapes::BeatShapes(int fs, std::size_t chn, int postJms) : m_fs(fs), m_chn(c
     }
 }
 
-void BeatShapes::Add(const LearnedBeat& beat, long long from, bool isDominant) {
-    Shape shape{m_learned++, beat, BeatFollower(m_fs, m_chn, m_postJms, beat),
-                from,        from, isDominant ? kShareOfDominant : kShareOfOther};
+int BeatShapes::Add(const LearnedBeat& beat, long long from, bool isDominant) {
+    Shape shape{m_learned++, BeatFollower(m_fs, m_chn, m_postJms, beat), from, from,
+                isDominant ? kShareOfDominant : kShareOfOther};
     if (m_shapes.size() == kMostShapes) {
         auto rarest = m_shapes.begin() + (m_dominant == 0 && !isDominant ? 1 : 0);
         for (auto other = m_shapes.begin(); other != m_shapes.end(); ++other) {
@@ -44,10 +44,17 @@ void BeatShapes::Add(const LearnedBeat& beat, long long from, bool isDominant) {
     }
     m_shapes.push_back(std::move(shape));
     if (m_waitingR && *m_waitingR >= from) m_waitingR.reset();
-    if (!isDominant) return;
+    const int number = m_shapes.back().number;
+    if (!isDominant) return number;
     m_dominant = m_shapes.size() - 1;
     for (std::size_t i = 0; i < m_dominant; ++i)
         m_shapes[i].share = std::min(m_shapes[i].share, kShareOfOther);
+    return number;
+}
+
+bool BeatShapes::Follows(int number) const {
+    return std::any_of(m_shapes.begin(), m_shapes.end(),
+                       [number](const Shape& shape) { return shape.number == number; });
 }
 
 // The dominant shape stays so, where it is not the one that is given up.

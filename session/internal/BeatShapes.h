@@ -29,7 +29,10 @@ public:
     bool Reaches(const LearnedBeat& beat) const { return TemplateFollower::Reaches(beat, m_fs, m_postJms); }
     /// Follows this averaged beat too, which Reaches, from frame `from` on, at once as the dominant one or
     /// not.
-    void Add(const LearnedBeat& beat, long long from, bool isDominant);
+    /// Returns the number that its beats tell as their shape.
+    int Add(const LearnedBeat& beat, long long from, bool isDominant);
+    /// False for a shape that has been given up.
+    bool Follows(int number) const;
     /// True once Add has been called.
     bool HasBeat() const { return !m_shapes.empty(); }
 
@@ -46,10 +49,6 @@ public:
     /// A bad beat has been folded into this lead: the next ones take the place of what there is.
     void Renew(std::size_t lead);
 
-    /// The number of the dominant shape in the order of learning, and the averaged beat that it began with;
-    /// after Add.
-    int Dominant() const { return m_shapes[m_dominant].number; }
-    const LearnedBeat& DominantBeat() const { return m_shapes[m_dominant].learned; }
     /// The dominant averaged beat as it is now, microvolts, [lead][sample], and where its points are; empty,
     /// and all 0, before Add.
     std::vector<std::vector<float>> BeatUv() const;
@@ -57,8 +56,7 @@ public:
 
 private:
     struct Shape {
-        int number = 0;       // in order of learning
-        LearnedBeat learned;  // that it began with
+        int number = 0;  // in order of learning
         BeatFollower follower;
         long long next = 0;      // frame
         long long lastBeat = 0;  // frame of its R

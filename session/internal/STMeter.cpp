@@ -19,7 +19,7 @@ constexpr std::size_t kFewestBeats = 5;                  // in a mean that is me
 
 constexpr double kPrBeforeMs = 16, kPrAfterMs = -4;  // of the onset
 constexpr double kPrStepMs = 4;
-constexpr double kRateSlackBpm = 500;
+constexpr double kRateSlackBpm = 5;
 
 // Positions are taken over where three in a row lie within the first, and their median is the second away
 // from those in force.
