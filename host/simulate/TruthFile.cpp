@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/support/HostError.h"
+#include "host/support/IndexOf.h"
 #include "host/support/InputFile.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
@@ -62,7 +63,7 @@ Json BeatJson(const SimulatedBeat& beat, int fs) {
 Json RowJson(const SimulatedTest& test, double seconds, int postJms) {
     constexpr double kRateParts = 1000, kLevelParts = 100, kSlopeParts = 1e5;
     std::vector<double> levels, slopes;
-    for (int lead = 0; lead < static_cast<int>(test.Info().leads.size()); ++lead) {
+    for (std::size_t lead = 0; lead < test.Info().leads.size(); ++lead) {
         levels.push_back(Rounded(test.TrueSTuV(lead, seconds, postJms), kLevelParts));
         slopes.push_back(Rounded(test.TrueSTslope(lead, seconds, postJms), kSlopeParts));
     }
@@ -277,7 +278,7 @@ Truth RecordedTruth::For(const SourceInfo& info) const {
             return EqualIgnoringCase(name, lead);
         });
         if (found == leads.end()) throw HostError(file, "expected the lead " + lead + " of " + info.name);
-        known.push_back(static_cast<std::size_t>(found - leads.begin()));
+        known.push_back(IndexOf(leads, found));
     }
     return {MarkedBeats(beats, fs),
             {},
@@ -290,10 +291,6 @@ Truth TruthOf(const SimulatedTest& test, int postJms) {
     return {MarkedBeats(test.Beats(), test.Info().fs),
             {},
             [&test](double at) { return test.TrueHeartRate(at); },
-            [&test, postJms](std::size_t lead, double at) {
-                return test.TrueSTuV(static_cast<int>(lead), at, postJms);
-            },
-            [&test, postJms](std::size_t lead, double at) {
-                return test.TrueSTslope(static_cast<int>(lead), at, postJms);
-            }};
+            [&test, postJms](std::size_t lead, double at) { return test.TrueSTuV(lead, at, postJms); },
+            [&test, postJms](std::size_t lead, double at) { return test.TrueSTslope(lead, at, postJms); }};
 }
