@@ -159,14 +159,11 @@ void CheckWritable(const std::string& path, const Annotation& annotation, long l
 
 }  // namespace
 
-bool IsBeat(int code) {
-    return code >= 0 && code < static_cast<int>(kCodes.size()) &&
-           kCodes[static_cast<std::size_t>(code)].isBeat;
-}
+bool IsBeat(int code) { return code >= 0 && code < std::ssize(kCodes) && kCodes.begin()[code].isBeat; }
 
 std::string Mnemonic(int code) {
-    if (code < 0 || code >= static_cast<int>(kCodes.size())) return "?";
-    return kCodes[static_cast<std::size_t>(code)].letters;
+    if (code < 0 || code >= std::ssize(kCodes)) return "?";
+    return kCodes.begin()[code].letters;
 }
 
 double StepsPerSecond(const std::vector<Annotation>& annotations, double otherwise) {

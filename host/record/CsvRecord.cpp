@@ -70,7 +70,7 @@ void CsvRecord::Fail(const std::string& message) const {
 
 /// False at the end of the file.
 bool CsvRecord::ReadLine() {
-    m_file.getline(m_buffer.data(), static_cast<std::streamsize>(m_buffer.size()));
+    m_file.getline(m_buffer.data(), std::ssize(m_buffer));
     auto length = static_cast<std::size_t>(m_file.gcount());
     ++m_lineNumber;
     if (m_file.bad()) Fail("cannot be read");

@@ -63,7 +63,7 @@ long long CheckLength(const InputFile& input) {
         throw HostError(path, "expected an EDF header with 1 to " + std::to_string(EDFLIB_MAXSIGNALS) +
                                   " signals at byte 252, found " + Quote(Trimmed(header.substr(252, 4))));
     std::string rest(static_cast<std::size_t>(*signals * kSignalHeaderBytes), '\0');
-    if (!file.read(rest.data(), static_cast<std::streamsize>(rest.size())))
+    if (!file.read(rest.data(), std::ssize(rest)))
         throw HostError(path, "ends early: expected a header of " +
                                   std::to_string(kFixedHeaderBytes + *signals * kSignalHeaderBytes) +
                                   " bytes, found " + std::to_string(kFixedHeaderBytes + file.gcount()));

@@ -57,8 +57,9 @@ void EdfSink::Need(int answer, const char* what) const {
 
 void EdfSink::DescribeSignals(const SourceInfo& info) {
     const int handle = m_handle.value;
-    for (int lead = 0; lead < static_cast<int>(m_chn); ++lead) {
-        const std::string label = LabelOf(OneLine(info.leads[static_cast<std::size_t>(lead)]));
+    int lead = 0;
+    for (const std::string& name : info.leads) {
+        const std::string label = LabelOf(OneLine(name));
         const bool failed = edf_set_samplefrequency(handle, lead, info.fs) != 0 ||
                             edf_set_digital_minimum(handle, lead, kLowest) != 0 ||
                             edf_set_digital_maximum(handle, lead, kHighest) != 0 ||
@@ -67,6 +68,7 @@ void EdfSink::DescribeSignals(const SourceInfo& info) {
                             edf_set_physical_dimension(handle, lead, "uV") != 0 ||
                             edf_set_label(handle, lead, label.c_str()) != 0;
         if (failed) throw HostError(m_path, "EDF cannot describe the lead \"" + label + "\"");
+        ++lead;
     }
 }
 

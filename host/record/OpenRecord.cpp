@@ -9,6 +9,7 @@
 #include "host/record/EdfRecord.h"
 #include "host/record/WfdbSegments.h"
 #include "host/support/HostError.h"
+#include "host/support/IndexOf.h"
 #include "host/support/Text.h"
 
 namespace {
@@ -43,7 +44,7 @@ private:
         for (const std::string& lead : there) list += " " + lead;
         if (found == there.end())
             throw HostError(path, "lead " + Quote(name) + " is not one of its leads:" + list);
-        const auto lead = static_cast<std::size_t>(found - there.begin());
+        const auto lead = IndexOf(there, found);
         if (std::find(m_selected.begin(), m_selected.end(), lead) != m_selected.end())
             throw HostError(path, "lead " + Quote(name) + " is asked for twice, of its leads:" + list);
         m_selected.push_back(lead);

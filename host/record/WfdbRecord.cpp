@@ -100,7 +100,7 @@ public:
 private:
     int NextByte() {
         if (m_next == m_filled) {
-            m_stream.read(m_buffer.data(), static_cast<std::streamsize>(m_buffer.size()));
+            m_stream.read(m_buffer.data(), std::ssize(m_buffer));
             m_filled = static_cast<std::size_t>(m_stream.gcount());
             m_next = 0;
             if (m_filled == 0) throw HostError(m_path, "the signal file cannot be read to its end");

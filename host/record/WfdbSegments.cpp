@@ -6,6 +6,7 @@
 
 #include "host/record/Calibration.h"
 #include "host/support/HostError.h"
+#include "host/support/IndexOf.h"
 #include "host/support/InputFile.h"
 #include "host/support/Text.h"
 
@@ -26,7 +27,7 @@ bool HasNoEcg(const WfdbHeader& header) {
 std::size_t FindLead(const std::vector<std::string>& leads, const std::string& name) {
     const auto found = std::find_if(leads.begin(), leads.end(),
                                     [&](const std::string& lead) { return EqualIgnoringCase(lead, name); });
-    return static_cast<std::size_t>(found - leads.begin());
+    return IndexOf(leads, found);
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ void WfdbSink::Write(const short* frame) {
         m_bytes[2 * lead] = static_cast<char>(bits & 0xFF);
         m_bytes[2 * lead + 1] = static_cast<char>(bits >> 8);
     }
-    m_samples.Stream().write(m_bytes.data(), static_cast<std::streamsize>(m_bytes.size()));
+    m_samples.Stream().write(m_bytes.data(), std::ssize(m_bytes));
     m_samples.Check();
 }
 

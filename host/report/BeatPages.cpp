@@ -55,10 +55,9 @@ std::array<Mark, 4> ListMarks(const StressResult& result) {
 
 // Height of a beat above its PR level at a time, uV; NaN outside the beat.
 double HeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms) {
-    const auto sample = static_cast<std::ptrdiff_t>(std::lround(ms * result.source.fs / 1000));
-    if (sample < 0 || sample >= static_cast<std::ptrdiff_t>(beatUv.size()))
-        return std::numeric_limits<double>::quiet_NaN();
-    return beatUv[static_cast<std::size_t>(sample)] - PrLevelUv(result, beatUv);
+    const long sample = std::lround(ms * result.source.fs / 1000);
+    if (sample < 0 || sample >= std::ssize(beatUv)) return std::numeric_limits<double>::quiet_NaN();
+    return beatUv.begin()[sample] - PrLevelUv(result, beatUv);
 }
 
 void DrawBeats(Canvas& canvas, const StressResult& result, std::size_t lead, const EcgPaper& paper) {

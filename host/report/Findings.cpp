@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/results/STSlope.h"
+#include "host/support/IndexOf.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
@@ -61,8 +62,7 @@ Findings::Findings(const ReportData& data)
       reference(MeasureReference(data.result)) {
     const std::vector<std::string>& names = result.source.leads;
     const auto worst = std::find(names.begin(), names.end(), exercise.stLead);
-    if (!exercise.stLead.empty() && worst != names.end() && !leads.empty())
-        worstLead = static_cast<std::size_t>(worst - names.begin());
+    if (!exercise.stLead.empty() && worst != names.end() && !leads.empty()) worstLead = IndexOf(names, worst);
 }
 
 std::string DescribeDuke(const ExerciseSummary& exercise) {

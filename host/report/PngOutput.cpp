@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <csetjmp>
+#include <string_view>
 
 #include "host/report/Outputs.h"
 #include "host/report/Surface.h"
@@ -41,7 +42,7 @@ private:
     // The stream remembers that it failed, so nothing has to be reported into libpng.
     static void WriteData(png_structp png, png_bytep data, png_size_t length) {
         auto& out = *static_cast<std::ostream*>(png_get_io_ptr(png));
-        out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(length));
+        out << std::string_view(reinterpret_cast<const char*>(data), length);
     }
     static void Flush(png_structp /*png*/) {}
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/support/IndexOf.h"
 #include "host/support/Text.h"
 
 namespace {
@@ -176,7 +177,7 @@ std::string DescribeTime(const Findings& findings, const Strip& strip) {
                                    [&](const Stage& stage) { return stage.startSeconds > strip.seconds; });
     if (next != stages.begin()) {
         const Stage& stage = *std::prev(next);
-        text += ", " + NameStage(stage, static_cast<std::size_t>(std::prev(next) - stages.begin()));
+        text += ", " + NameStage(stage, IndexOf(stages, std::prev(next)));
         if (const std::string power = DescribePower(stage); !power.empty()) text += " " + power;
     }
     const double bpm = RateAt(findings.result, strip.seconds);
@@ -221,7 +222,7 @@ double MiddleUv(const std::vector<float>& uV) {
     std::copy_if(uV.begin(), uV.end(), std::back_inserter(finite),
                  [](float value) { return std::isfinite(value); });
     if (finite.empty()) return 0;
-    const auto middle = finite.begin() + static_cast<std::ptrdiff_t>(finite.size() / 2);
+    const auto middle = finite.begin() + std::ssize(finite) / 2;
     std::nth_element(finite.begin(), middle, finite.end());
     return *middle;
 }

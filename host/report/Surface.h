@@ -6,6 +6,7 @@
 #include <memory>
 #include <ostream>
 #include <stdexcept>
+#include <string_view>
 
 struct DestroySurface {
     void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
@@ -34,6 +35,6 @@ inline Context MakeContext(const Surface& surface, double unitsPerMm) {
 /// ends the program with an assertion.
 inline cairo_status_t AppendToStream(void* stream, const unsigned char* data, unsigned int length) {
     auto& out = *static_cast<std::ostream*>(stream);
-    out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(length));
+    out << std::string_view(reinterpret_cast<const char*>(data), length);
     return CAIRO_STATUS_SUCCESS;
 }

@@ -9,7 +9,7 @@ constexpr double kLineMm = 3.4;
 void DrawIndices(Canvas& canvas, const Findings& findings, double top) {
     canvas.DrawText({kContents.x, top + 3}, "Results and exercise indices", {9, true, kInk});
     const std::vector<Fact> results = ListResults(findings);
-    const auto middle = results.begin() + static_cast<std::ptrdiff_t>(results.size() + 1) / 2;
+    const auto middle = results.begin() + (std::ssize(results) + 1) / 2;
     const double width = kContents.width / 2 - 5;
     DrawFacts(canvas, {kContents.x, top + 4.6, width, 0}, 32, 1, {results.begin(), middle});
     DrawFacts(canvas, {kContents.Right() - width, top + 4.6, width, 0}, 20, 1, {middle, results.end()});

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "host/record/Calibration.h"
+#include "host/support/IndexOf.h"
 
 namespace {
 
@@ -174,7 +175,7 @@ void SimulatedTest::ChooseLeads() {
         const auto found = std::find(kLeadNames.begin(), kLeadNames.end(), lead);
         if (found == kLeadNames.end())
             throw std::invalid_argument("simulation: expected leads of I to aVF and V1 to V6, found " + lead);
-        m_leadOf.push_back(static_cast<std::size_t>(found - kLeadNames.begin()));
+        m_leadOf.push_back(IndexOf(kLeadNames, found));
         if (std::count(m_info.leads.begin(), m_info.leads.end(), lead) > 1)
             throw std::invalid_argument("simulation: expected every lead once, found twice " + lead);
     }
@@ -183,9 +184,8 @@ void SimulatedTest::ChooseLeads() {
         if (found == m_info.leads.end())
             throw std::invalid_argument("simulation: the lead that is off is not recorded: " + off.lead);
         const short sample = off.rails ? std::numeric_limits<short>::max() : short{0};
-        m_off.push_back({static_cast<std::size_t>(found - m_info.leads.begin()),
-                         off.startSeconds * m_options.fs, (off.startSeconds + off.seconds) * m_options.fs,
-                         sample});
+        m_off.push_back({IndexOf(m_info.leads, found), off.startSeconds * m_options.fs,
+                         (off.startSeconds + off.seconds) * m_options.fs, sample});
     }
 }
 
@@ -426,12 +426,12 @@ std::vector<std::string> SimulatedTest::Warnings() const {
     return {std::to_string(m_clipped) + " samples clipped to 16 bits"};
 }
 
-double SimulatedTest::TrueSTuV(int lead, double seconds, double postJms) const {
+double SimulatedTest::TrueSTuV(std::size_t lead, double seconds, double postJms) const {
     Modelled uV{};
     AddBeat(SinusForm(seconds), kJMs + kSTOffsetMs + postJms, uV);
-    return AllLeads(uV)[m_leadOf[static_cast<std::size_t>(lead)]];
+    return AllLeads(uV)[m_leadOf[lead]];
 }
 
-double SimulatedTest::TrueSTslope(int lead, double seconds, double postJms) const {
+double SimulatedTest::TrueSTslope(std::size_t lead, double seconds, double postJms) const {
     return (TrueSTuV(lead, seconds, postJms) - TrueSTuV(lead, seconds, 0)) / postJms;
 }

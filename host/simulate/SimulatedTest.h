@@ -23,6 +23,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -107,9 +108,9 @@ public:
     /// Microvolts of a sinus beat with its R at `seconds`, at J + 6 ms + `postJms`, above the PR segment. At
     /// high rates a late point lies on the T wave, as in the signal. Lead: from 0 in frame order; a lead that
     /// is off has the truth of the heart.
-    double TrueSTuV(int lead, double seconds, double postJms) const;
+    double TrueSTuV(std::size_t lead, double seconds, double postJms) const;
     /// Microvolts per millisecond from J + 6 ms to J + 6 ms + `postJms`, `postJms` above 0.
-    double TrueSTslope(int lead, double seconds, double postJms) const;
+    double TrueSTslope(std::size_t lead, double seconds, double postJms) const;
     /// The beats whose R has been read, oldest first. Read invalidates iterators.
     const std::vector<SimulatedBeat>& Beats() const { return m_beats; }
 

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/support/HostError.h"
+#include "host/support/IndexOf.h"
 #include "host/support/InputFile.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
@@ -62,7 +63,7 @@ Json BeatJson(const SimulatedBeat& beat, int fs) {
 Json RowJson(const SimulatedTest& test, double seconds, int postJms) {
     constexpr double kRateParts = 1000, kLevelParts = 100, kSlopeParts = 1e5;
     std::vector<double> levels, slopes;
-    for (int lead = 0; lead < static_cast<int>(test.Info().leads.size()); ++lead) {
+    for (std::size_t lead = 0; lead < test.Info().leads.size(); ++lead) {
         levels.push_back(Rounded(test.TrueSTuV(lead, seconds, postJms), kLevelParts));
         slopes.push_back(Rounded(test.TrueSTslope(lead, seconds, postJms), kSlopeParts));
     }
@@ -277,7 +278,7 @@ Truth RecordedTruth::For(const SourceInfo& info) const {
             return EqualIgnoringCase(name, lead);
         });
         if (found == leads.end()) throw HostError(file, "expected the lead " + lead + " of " + info.name);
-        known.push_back(static_cast<std::size_t>(found - leads.begin()));
+        known.push_back(IndexOf(leads, found));
     }
     return {MarkedBeats(beats, fs),
             {},
@@ -292,12 +293,10 @@ Truth TruthOf(const SimulatedTest& test, const STPointRule& point) {
             {},
             [&test](double at) { return test.TrueHeartRate(at); },
             [&test](std::size_t lead, double at, double pointMs) {
-                return test.TrueSTuV(static_cast<int>(lead), at, pointMs - kSTOffsetMs);
+                return test.TrueSTuV(lead, at, pointMs - kSTOffsetMs);
             },
             [&test, fromMs](std::size_t lead, double at, double pointMs) {
-                const auto levelUv = [&](double ms) {
-                    return test.TrueSTuV(static_cast<int>(lead), at, ms - kSTOffsetMs);
-                };
+                const auto levelUv = [&](double ms) { return test.TrueSTuV(lead, at, ms - kSTOffsetMs); };
                 return (levelUv(pointMs) - levelUv(fromMs)) / (pointMs - fromMs);
             }};
 }

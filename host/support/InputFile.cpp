@@ -49,7 +49,7 @@ std::string ReadText(const std::string& path, long long mostBytes) {
     do {
         stream.read(block, sizeof block);
         text.append(block, static_cast<std::size_t>(stream.gcount()));
-        if (static_cast<long long>(text.size()) > mostBytes) refuse("more");
+        if (std::ssize(text) > mostBytes) refuse("more");
     } while (stream);
     if (stream.bad()) throw HostError(path, "cannot be read to its end");
     if (text.find('\0') != std::string::npos) refuse("a zero byte");

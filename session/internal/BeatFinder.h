@@ -21,6 +21,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
@@ -137,7 +138,7 @@ private:
     double Likeness(std::size_t lead, long long place) const;
     double Largest(const Ring& ring, std::size_t lead, long long from, long long to) const;
     double Fused(long long place) const { return static_cast<double>(*m_fused.Row(place)); }
-    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
+    long long Places(double seconds) const { return std::llround(seconds * m_rate); }
 
     std::size_t m_chn;
     int m_step;     // frames to a place: their mean is looked at

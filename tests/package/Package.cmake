@@ -38,4 +38,5 @@ if(QZ_INSTALL AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
     add_test(NAME installed_library
         COMMAND sh ${package}/install_test.sh ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}
             ${CMAKE_CXX_COMPILER})
+    set_tests_properties(installed_library PROPERTIES COST 10)
 endif()

@@ -258,14 +258,14 @@ TEST(BeatPages, BeatsStandWithinTheirPaperOnAStrongLine) {
 }
 
 std::vector<Strip> Strips(std::size_t count, std::size_t leads, double seconds, float qrsUv) {
-    const auto rows = Rows(leads, static_cast<std::size_t>(seconds * 500), qrsUv);
+    const auto rows = Rows(leads, static_cast<std::size_t>(seconds * 100), qrsUv);
     return std::vector<Strip>(count, {0, rows, rows});
 }
 
 TEST(StripPages, BlocksLieApartWithinThePage) {
     for (std::size_t leads = 1; leads <= 64; ++leads) {
         for (const double seconds : {0.0, 2.5, 5.0, 12.0}) {
-            const StripLayout layout = PlanStrips(Strips(1 + leads % 4, leads, seconds, 9000), leads, 500);
+            const StripLayout layout = PlanStrips(Strips(1 + leads % 4, leads, seconds, 9000), leads, 100);
             EXPECT_GE(layout.groups * layout.leadsPerBlock, leads);
             EXPECT_LT((layout.groups - 1) * layout.leadsPerBlock, leads);
             const std::size_t last = layout.columns * layout.rows - 1;
@@ -276,10 +276,10 @@ TEST(StripPages, BlocksLieApartWithinThePage) {
             EXPECT_GE(layout.pitchMm, 25);
         }
     }
-    const StripLayout twelve = PlanStrips(Strips(4, 12, 2.5, 900), 12, 500);
+    const StripLayout twelve = PlanStrips(Strips(4, 12, 2.5, 900), 12, 100);
     EXPECT_EQ(twelve.columns, 2U);   // all twelve leads of a strip on one page
     EXPECT_EQ(twelve.paperMm, 65U);  // 62.5 mm and the rest of a square
-    EXPECT_EQ(PlanStrips(Strips(4, 3, 2.5, 900), 3, 500).rows, 2U);  // all four strips on one page
+    EXPECT_EQ(PlanStrips(Strips(4, 3, 2.5, 900), 3, 100).rows, 2U);  // all four strips on one page
 }
 
 TEST(TrendPlot, AxesHaveRoundStepsAndHoldTheirValues) {

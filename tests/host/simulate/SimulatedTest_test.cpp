@@ -12,7 +12,7 @@
 namespace {
 
 using Frame = std::array<short, SimulatedTest::kLeads>;
-enum Lead { I, II, III, aVR, aVL, aVF, V1, V2, V3, V4, V5, V6 };
+enum Lead : std::size_t { I, II, III, aVR, aVL, aVF, V1, V2, V3, V4, V5, V6 };
 
 std::vector<Frame> ReadAll(SimulatedTest& test) {
     std::vector<Frame> frames;
@@ -98,17 +98,17 @@ void ExpectTruthAtEveryBeat(int fs) {
         previousR = beat.r;
         if (beat.type == SimulatedBeatType::Ectopic || beat.r + fs / 5 >= std::ssize(frames)) continue;
         const double seconds = static_cast<double>(beat.r) / fs;
-        const auto at = [&](int lead, double ms) {
+        const auto at = [&](std::size_t lead, double ms) {
             const auto frame = static_cast<std::size_t>(beat.r + std::lround(ms * fs / 1000));
-            return static_cast<double>(frames[frame][static_cast<std::size_t>(lead)]);
+            return static_cast<double>(frames[frame][lead]);
         };
         // 24 ms of flat PR segment up to Q onset; 10 ms on, the QRS is there; R is the peak in V5 and II.
-        for (int lead = I; lead <= V6; ++lead)
+        for (std::size_t lead = I; lead <= V6; ++lead)
             for (int ms = -24; ms <= 0; ms += 2) ASSERT_EQ(at(lead, beat.onsetMs + ms), 0) << beat.r;
         EXPECT_GT(at(V1, beat.onsetMs + 10), 50);
-        for (const int lead : {II, V5})
+        for (const Lead lead : {II, V5})
             for (int ms = -60; ms <= 60; ms += 2) ASSERT_GE(at(lead, 0), at(lead, ms)) << beat.r;
-        for (int lead = I; lead <= V6; ++lead) {
+        for (std::size_t lead = I; lead <= V6; ++lead) {
             const double base = at(lead, beat.jMs + kSTOffsetMs);
             for (const double post : {60.0, 80.0}) {
                 const double point = at(lead, beat.jMs + kSTOffsetMs + post);

@@ -56,10 +56,9 @@ TEST(Truth, ReadsBackWhatTheTestKnows) {
     for (const double at : {10.0, 30.5, 60.0, 20.25, 41.9}) {
         const bool isRow = std::fmod(at, 0.5) == 0;
         EXPECT_NEAR(truth.Bpm(at), test.TrueHeartRate(at), isRow ? 0.0005 : 0.2) << at;
-        for (const int lead : {0, 1, 2}) {
-            const auto column = static_cast<std::size_t>(lead);
-            EXPECT_NEAR(truth.LevelUv(column, at), test.TrueSTuV(lead, at, 80), isRow ? 0.005 : 3) << at;
-            EXPECT_NEAR(truth.SlopeUvPerMs(column, at), test.TrueSTslope(lead, at, 80), isRow ? 5e-6 : 0.02)
+        for (std::size_t lead = 0; lead < 3; ++lead) {
+            EXPECT_NEAR(truth.LevelUv(lead, at), test.TrueSTuV(lead, at, 80), isRow ? 0.005 : 3) << at;
+            EXPECT_NEAR(truth.SlopeUvPerMs(lead, at), test.TrueSTslope(lead, at, 80), isRow ? 5e-6 : 0.02)
                 << at;
         }
     }
