@@ -167,7 +167,6 @@ qz::SessionOptions SessionOptionsOf(const qzs_options& from) {
     options.leads.resize(static_cast<std::size_t>(std::max(from.leads, std::int16_t{0})));
     options.conditioning = {from.mains_hz, from.lowpass_hz, from.smooth};
     options.postJms = from.postJms;
-    options.relearn = from.relearn;
     if (from.beat != nullptr) options.beat = HandedIn(from, options.leads.size());
     return options;
 }

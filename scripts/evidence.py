@@ -17,7 +17,8 @@ WORST = 5
 
 NOISE_RECORDS, NOISES = ["100", "116"], ["bw", "ma"]
 LEVELS_DB = [24, 18, 12, 6, 0, -6]
-FIRST_NOISE_S, NOISE_S = 300, 120  # noise begins after five minutes: two minutes with, two without
+NOISE_TEST_S, FIRST_NOISE_S, NOISE_S = 900, 300, 120  # noise begins after five minutes: two minutes with, two without
+MIXED_LEADS = 12
 
 
 def run(program, *arguments):
@@ -179,40 +180,42 @@ def print_unmarked(program, records, folder):
 
 
 def read_212(record):
-    """The two signals of a WFDB record in format 212, and its header's first line."""
+    """Sampling rate and signals of a WFDB record in format 212 with two signals, in units above its baselines."""
     header = record.with_suffix(".hea").read_text().splitlines()
+    zeros = [int(line.split()[4]) for line in header[1:3]]
     packed = record.with_suffix(".dat").read_bytes()
     signed = lambda value: value - 4096 if value > 2047 else value
     low, middle, high = packed[0::3], packed[1::3], packed[2::3]
-    return header, ([signed((m & 15) << 8 | l) for l, m in zip(low, middle)],
-                    [signed((m >> 4) << 8 | h) for m, h in zip(middle, high)])
+    return (int(header[0].split()[2].split("/")[0]),
+            [[signed((m & 15) << 8 | l) - zeros[0] for l, m in zip(low, middle)],
+             [signed((m >> 4) << 8 | h) - zeros[1] for m, h in zip(middle, high)]])
+
+
+def read_beats(record, end):
+    """Samples of the normal beats before `end`, and the bytes of an annotation file that ends there."""
+    words = array.array("H", record.with_suffix(".atr").read_bytes())
+    if sys.byteorder == "big":
+        words.byteswap()
+    samples, at, i = [], 0, 0
+    while words[i]:
+        code, number = words[i] >> 10, words[i] & 1023
+        length = 1 + (number + 1) // 2 if code == 63 else 3 if code == 59 else 1
+        if code == 59:
+            at += words[i + 1] << 16 | words[i + 2]
+        elif code < 50:
+            at += number
+            if at >= end:
+                break
+            if code == 1:
+                samples.append(at)
+        i += length
+    return samples, record.with_suffix(".atr").read_bytes()[:2 * i] + bytes(2)
 
 
 def trimmed_mean(values):
     """Without the twentieth part at either end."""
     values, rest = sorted(values), len(values) // 20
     return mean(values[rest:len(values) - rest])
-
-
-def beat_samples(record):
-    """Samples of the first beats of an annotation file without skips or gaps, which is enough here."""
-    words = array.array("H", record.with_suffix(".atr").read_bytes())
-    if sys.byteorder == "big":
-        words.byteswap()
-    samples, at, i = [], 0, 0
-    while i < len(words) and words[i] and len(samples) < 300:
-        code, number = words[i] >> 10, words[i] & 1023
-        i += 1
-        if code == 63:
-            i += (number + 1) // 2
-        elif code == 59:
-            at += words[i] << 16 | words[i + 1]
-            i += 2
-        elif code < 50:
-            at += number
-            if code == 1:
-                samples.append(at)
-    return samples
 
 
 def signal_power(signal, beats, fs):
@@ -234,50 +237,74 @@ def is_noisy(second):
     return second >= FIRST_NOISE_S and (second - FIRST_NOISE_S) // NOISE_S % 2 == 0
 
 
-def st_by_beat(program, record, folder):
-    """ST of every lead at every folded beat, by the time in seconds."""
-    out = Path(folder, record.name + ".csv")
-    if run(program, "analyze", str(record), "--csv", str(out)):
-        return {}
-    with open(out, newline="") as file:
-        return {float(row["time_s"]): [float(value) if value else None for key, value in row.items() if key.endswith("_st_uv")]
-                for row in csv.DictReader(file)}
+def mix_leads(signals, noises, fs):
+    """Twelve leads as sums of the two signals in changing parts, and for each noise of its own: five minutes later in
+    the recording than that of the lead before on the same channel."""
+    leads, own = [], []
+    for lead in range(MIXED_LEADS):
+        a, b = math.cos(math.pi * lead / MIXED_LEADS), math.sin(math.pi * lead / MIXED_LEADS)
+        leads.append([round(a * first + b * second) for first, second in zip(*signals)])
+        noise, shift = noises[lead % 2], lead // 2 * 300 * fs
+        own.append(noise[shift:] + noise[:shift])
+    return leads, own
 
 
-def noisy_run(program, clean, header, signals, noises, gains, noise_name, level, clean_st, folder):
-    """Scores and ST errors of one record with noise at one level."""
-    fs = int(header[0].split()[2].split("/")[0])
-    noisy = [array.array("h", signal) for signal in signals]
-    for lead, noise in enumerate(noises):
-        gain = gains[lead] * 10 ** (-level / 20)
-        for start in range(FIRST_NOISE_S * fs, len(noisy[lead]), 2 * NOISE_S * fs):
-            for i in range(start, min(start + NOISE_S * fs, len(noisy[lead]))):
-                noisy[lead][i] = max(-32768, min(32767, round(signals[lead][i] + gain * noise[i])))
-    record = Path(folder, f"{clean.name}{noise_name}{level}")
-    frames = array.array("h", bytes(4 * len(noisy[0])))
-    frames[0::2], frames[1::2] = noisy
-    if sys.byteorder == "big":
-        frames.byteswap()
-    record.with_suffix(".dat").write_bytes(frames.tobytes())
-    lines = [f"{record.name} 2 {fs} {len(noisy[0])}"]
-    for line in header[1:3]:
-        fields = line.split()
-        lines.append(f"{record.name}.dat 16 {fields[2]} 16 {fields[4]} 0 0 0 {fields[8]}")
-    record.with_suffix(".hea").write_text("\n".join(lines) + "\n")
+class NoiseTest:
+    """A clean record, and how it is answered as it is and with noise."""
 
-    out = record.with_suffix(".json")
-    failure = run(program, "evaluate", str(record), "--ann", str(clean.with_suffix(".atr")), "--skip", "300",
-                  "--json", str(out))
-    score = {} if failure else json.loads(out.read_text())
-    st = st_by_beat(program, record, folder)
-    record.with_suffix(".dat").unlink()
-    times, errors, at = sorted(clean_st), [], 0
-    for second in sorted(st):
-        while at + 1 < len(times) and abs(times[at + 1] - second) <= abs(times[at] - second):
-            at += 1
-        if is_noisy(second) and abs(times[at] - second) <= 0.15:
-            errors += [abs(now - then) for now, then in zip(st[second], clean_st[times[at]]) if None not in (now, then)]
-    return level, score, errors, sum(map(is_noisy, st)), sum(map(is_noisy, clean_st))
+    def __init__(self, program, name, fs, signals, noises, beats, annotations, folder):
+        self.program, self.name, self.fs, self.folder = program, name, fs, folder
+        self.signals, self.noises, self.annotations = signals, noises, annotations
+        self.gains = [math.sqrt(signal_power(signal, beats, fs) / noise_power(noise, fs))
+                      for signal, noise in zip(signals, noises)]
+        self.clean_st = self.answer(self.write("clean", signals))[1]
+
+    def write(self, kind, signals):
+        record = Path(self.folder, f"{self.name}{kind}")
+        frames = array.array("h", bytes(2 * len(signals) * len(signals[0])))
+        for lead, signal in enumerate(signals):
+            frames[lead::len(signals)] = array.array("h", signal)
+        if sys.byteorder == "big":
+            frames.byteswap()
+        record.with_suffix(".dat").write_bytes(frames.tobytes())
+        record.with_suffix(".atr").write_bytes(self.annotations)
+        record.with_suffix(".hea").write_text("\n".join(
+            [f"{record.name} {len(signals)} {self.fs} {len(signals[0])}"]
+            + [f"{record.name}.dat 16 200 16 0 0 0 0 L{lead + 1}" for lead in range(len(signals))]) + "\n")
+        return record
+
+    def answer(self, record):
+        """Scores, and ST of every lead at every folded beat by the time in seconds; the record is removed."""
+        scores, trends = record.with_suffix(".json"), record.with_suffix(".csv")
+        failure = run(self.program, "evaluate", str(record), "--ann", f"{record}.atr", "--skip", str(FIRST_NOISE_S), "--json",
+                      str(scores))
+        score = {} if failure else json.loads(scores.read_text())
+        st = {}
+        if not run(self.program, "analyze", str(record), "--csv", str(trends)):
+            with open(trends, newline="") as file:
+                for row in csv.DictReader(file):
+                    st[float(row["time_s"])] = [float(value) if value else None for key, value in row.items()
+                                                if key.endswith("_st_uv")]
+        record.with_suffix(".dat").unlink()
+        return score, st
+
+    def run(self, level):
+        """Scores, ST errors in the noisy minutes, and the beats folded there with and without noise."""
+        noisy = [list(signal) for signal in self.signals]
+        for signal, noise, gain in zip(noisy, self.noises, self.gains):
+            gain *= 10 ** (-level / 20)
+            for start in range(FIRST_NOISE_S * self.fs, len(signal), 2 * NOISE_S * self.fs):
+                for i in range(start, min(start + NOISE_S * self.fs, len(signal))):
+                    signal[i] = max(-32768, min(32767, round(signal[i] + gain * noise[i])))
+        score, st = self.answer(self.write(f"at{level}", noisy))
+        times, errors, at = sorted(self.clean_st), [], 0
+        for second in sorted(st):
+            while at + 1 < len(times) and abs(times[at + 1] - second) <= abs(times[at] - second):
+                at += 1
+            if is_noisy(second) and abs(times[at] - second) <= 0.15:
+                errors += [abs(now - then) for now, then in zip(st[second], self.clean_st[times[at]])
+                           if None not in (now, then)]
+        return score, errors, sum(map(is_noisy, st)), sum(map(is_noisy, self.clean_st))
 
 
 def print_noise(program, records, folder):
@@ -287,38 +314,38 @@ def print_noise(program, records, folder):
     if lacking:
         print("Not run: there is no record " + ", ".join(lacking) + ".\n")
         return
-    print(f"""Signal power is an eighth of the squared QRS height, noise power the squared rms in a second, each lead by itself. The noise
-begins at minute 5 and is there for two minutes of four. Sensitivity, positive predictivity and heart rate are of all from
-minute 5 on, records {" and ".join(NOISE_RECORDS)} together. The ST error is that against the same beats without noise, in the noisy
-minutes, both leads; folded are the beats there, of those without noise.
+    print(f"""The first {NOISE_TEST_S // 60} minutes of the records {" and ".join(NOISE_RECORDS)} together, with noise of the records {" and ".join(NOISES)} (wander and muscle
+noise) for two minutes of four, from minute 5 on; {MIXED_LEADS} leads are sums of a record's two in changing parts, each with
+noise from another place of the recording. Signal power is an eighth of the squared QRS height, noise power the squared rms
+in a second, lead by lead. Sensitivity, positive predictivity and heart rate are of all from minute 5 on. The ST error is
+that against the same beats without noise, in the noisy minutes; folded are the beats there, of those without noise.
 """)
-    jobs = defaultdict(list)
+    noises = {noise: read_212(by_name[noise])[1] for noise in NOISES}
+    tests = defaultdict(list)
     with ThreadPoolExecutor(os.cpu_count()) as pool:
         for name in NOISE_RECORDS:
-            clean = by_name[name]
-            header, signals = read_212(clean)
-            fs = int(header[0].split()[2].split("/")[0])
-            beats = beat_samples(clean)
-            clean_st = st_by_beat(program, clean, folder)
-            for noise_name in NOISES:
-                noises = read_212(by_name[noise_name])[1]
-                gains = [math.sqrt(signal_power(signal, beats, fs) / noise_power(noise, fs))
-                         for signal, noise in zip(signals, noises)]
-                for level in LEVELS_DB:
-                    jobs[noise_name, level].append(pool.submit(noisy_run, program, clean, header, signals, noises, gains,
-                                                               noise_name, level, clean_st, folder))
-    print("| noise | dB | sensitivity, % | positive predictivity, % | right heart rate, % | false ventricular | folded, % "
-          "| ST error median, uV | 95 % of it below, uV |\n|---|---|---|---|---|---|---|---|---|")
-    for (noise_name, level), runs in jobs.items():
-        results = [job.result() for job in runs]
-        scores = [score for _, score, _, _, _ in results if score]
+            rate, signals = read_212(by_name[name])
+            signals = [signal[:NOISE_TEST_S * rate] for signal in signals]
+            beats, annotations = read_beats(by_name[name], NOISE_TEST_S * rate)
+            for noise in NOISES:
+                tests[noise, 2].append(pool.submit(NoiseTest, program, f"{name}{noise}2", rate, signals, noises[noise], beats,
+                                                   annotations, folder))
+            leads, own = mix_leads(signals, noises["ma"], rate)
+            tests["ma", MIXED_LEADS].append(pool.submit(NoiseTest, program, f"{name}ma{MIXED_LEADS}", rate, leads, own, beats,
+                                                        annotations, folder))
+        runs = {(noise, leads, level): [pool.submit(test.result().run, level) for test in of_kind]
+                for (noise, leads), of_kind in tests.items() for level in LEVELS_DB}
+    print("| noise | leads | dB | sensitivity, % | positive predictivity, % | right heart rate, % | false ventricular | folded, % "
+          "| ST error median, uV | 95 % of it below, uV |\n|---|---|---|---|---|---|---|---|---|---|")
+    for (noise, leads, level), of_level in runs.items():
+        results = [one.result() for one in of_level]
+        scores = [score for score, _, _, _ in results if score]
         count = lambda key, what: sum(score[key][what] for score in scores)
         percent = lambda part, rest: f"{100 * part / (part + rest):.2f}" if part + rest else "-"
-        errors = sorted(error for _, _, found, _, _ in results for error in found)
-        folded, clean_folded = (sum(result[i] for result in results) for i in (3, 4))
-        right = count("beats", "right")
-        shown = count("heart_rate_shown", "right_s")
-        print(f"| {noise_name} | {level} | {percent(right, count('beats', 'missed'))} | {percent(right, count('beats', 'extra'))} "
+        errors = sorted(error for _, found, _, _ in results for error in found)
+        folded, clean_folded = (sum(result[i] for result in results) for i in (2, 3))
+        right, shown = count("beats", "right"), count("heart_rate_shown", "right_s")
+        print(f"| {noise} | {leads} | {level} | {percent(right, count('beats', 'missed'))} | {percent(right, count('beats', 'extra'))} "
               f"| {percent(shown, count('heart_rate_shown', 'wrong_s') + count('heart_rate_shown', 'none_s'))} "
               f"| {sum(score['classes']['ventricular']['extra'] for score in scores)} "
               f"| {percent(folded, clean_folded - folded)} "

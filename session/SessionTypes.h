@@ -20,10 +20,6 @@ constexpr int kUsualPostJms = TemplGeometry::kDefaultPostJms, kEarliestPostJms =
 /// Microvolts per unit of conditioned frames and of averaged beats.
 constexpr double kConditionedUvPerUnit = 1.0;
 
-/// Beats after which a lead that was off or disturbed has ST again: the engine folds about a tenth of each
-/// beat in, so that less than 1 % of what was folded in meanwhile is left.
-constexpr int kBeatsToTrust = 50;
-
 /// How the signal is conditioned before anything is measured on it.
 struct ConditioningOptions {
     int mainsHz = 50;    // 50, 60 or 0 for none
@@ -60,7 +56,6 @@ struct SessionOptions {
     std::vector<std::string> leads;  // lead names in frame order, 1 to 64; the session only counts them
     ConditioningOptions conditioning;
     int postJms = kUsualPostJms;      // ST is measured this long after J + 6 ms; 10 to 200 ms
-    bool relearn = false;             // a new averaged beat where none has matched for half a minute
     std::optional<LearnedBeat> beat;  // the first averaged beat; empty: the session learns it from the signal
 };
 
@@ -90,7 +85,8 @@ struct IntervalEvent {
 };
 
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
-/// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
+/// is off or disturbed; where it has had no beat for 10 s, until the averaged beat is renewed by nine of
+/// them; and in a beat that is not like the shape that most of the latest ones have.
 struct BeatEvent {
     double seconds = 0;  // of its R
     double bpm =
@@ -99,7 +95,8 @@ struct BeatEvent {
     std::vector<float> slopeUvPerMs;  // ST slope from J + 6 ms to the ST point, smoothed likewise
     std::vector<float> jUv;           // level of the J point against the PR segment
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
-    BeatClass beatClass = BeatClass::Unclassified;           // Unclassified also if it is none of those found
+    int shape = 0;  // which averaged beat it is like: their number in the order of learning
+    BeatClass beatClass = BeatClass::Unclassified;  // Unclassified also if it is none of those found
 };
 
 /// What has happened to a lead.
@@ -109,7 +106,7 @@ struct LeadEvent {
         On,         // the line has ended
         Disturbed,  // its level jumps by more than 3 mV within 0.2 s and stays away for 0.4 s, or leaves what
                     // can be conditioned
-        Calm,  // it has done neither for a second
+        Calm,       // it has done neither for a second
     };
     Kind kind = Kind::Off;
     std::size_t lead = 0;

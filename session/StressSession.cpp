@@ -11,8 +11,8 @@
 #include "core/FloatingPoint.h"
 #include "session/internal/BeatClasser.h"
 #include "session/internal/BeatFinder.h"
-#include "session/internal/BeatFollower.h"
 #include "session/internal/BeatLearner.h"
+#include "session/internal/BeatShapes.h"
 #include "session/internal/FrameRing.h"
 #include "session/internal/LeadWatch.h"
 #include "session/internal/RateFollower.h"
@@ -29,9 +29,16 @@ constexpr int kFirstStretchSeconds = 10;
 constexpr int kMoreSeconds = 5;
 constexpr int kLongestStretchSeconds = 60;
 
-constexpr int kNoMatchSeconds = 30;           // without a matched beat, one is learned from that stretch
-constexpr int kFirstRelearnWaitSeconds = 10;  // from a failed attempt to the next, twice as long each time
-constexpr int kLongestRelearnWaitSeconds = 320;
+// Where beats do not match, another averaged beat is learned from them: from a short stretch where they are
+// many, else from a longer one where they come between others; after a failure later, and from a longer one.
+struct RelearnRule {
+    int seconds, fewestBeats;
+};
+constexpr RelearnRule kRelearnRules[] = {{10, 7}, {30, 10}};
+constexpr int kFewestOfFound = 3;  // with fewer than a third of the beats it is not worth while
+constexpr int kLongestRelearnSeconds = 30;
+constexpr int kFirstRelearnWaitSeconds = 2;
+constexpr int kLongestRelearnWaitSeconds = 20;
 
 // Conditioned frames are kept for the longest stretch and for the time in which a beat is learned from it.
 constexpr int kKeptSeconds = kLongestStretchSeconds + 30;
@@ -40,19 +47,18 @@ constexpr int kKeptSeconds = kLongestStretchSeconds + 30;
 constexpr int kPiecesPerFrame = 4;
 constexpr int kMostDoublings = 12;
 constexpr int kMatchesPerFrame = 16;
-// A beat is folded in when its last frames are this old: its RR and its class are known then, unless it was
-// searched back.
-constexpr double kMatchedAfterSeconds = 1.5;
+// Frames are matched this much later than they come: a beat is then known with its RR, and what disturbs it.
+constexpr double kMatchedAfterSeconds = 1.4;
+constexpr double kDecidedAfterSeconds = 0.8;  // after its R a beat has been told or does not match
 
-// A disturbance this long after an R, or this long before it, changes the beat: the ST segment is part of it,
-// and the comb reaches far.
-constexpr double kReachAheadSeconds = 1.2;
-constexpr double kReachBackSeconds = 1.5;
+// What disturbs a lead between these times from an R changes the beat, but for the delay of the filters, by
+// which they reach to both sides. The high-pass goes on swinging after a jump.
+constexpr double kBeatAheadSeconds = 0.42, kBeatBackSeconds = 0.3;
+constexpr double kSwingSeconds = 3;
 
 constexpr std::size_t kMostLeads = 64;
 constexpr std::size_t kKeptRates = static_cast<std::size_t>(kKeptSeconds) * 5;  // at 300 beats/min
 constexpr double kSameBeatSeconds = 0.15;  // R of a matched beat and the middle of its QRS are closer
-constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 std::string BeatRefusal(const SessionOptions& options) {
@@ -105,7 +111,7 @@ public:
     void TakeFrame(const short* frame);
     void Finish();
 
-    const BeatFollower& Follower() const { return m_follower; }
+    const BeatShapes& Shapes() const { return m_shapes; }
     const SignalConditioner& Conditioner() const { return m_conditioner; }
     double DelayMs() const { return m_conditioner.DelaySamples() * kMsPerSecond / m_fs; }
     long long FramesIn() const { return m_framesIn; }
@@ -116,8 +122,14 @@ private:
         Gather,   // conditioned frames are kept until there are enough to learn from
         Learn,    // the first averaged beat, from those kept
         Follow,   // frames are matched
-        Relearn,  // the same, and another averaged beat is learned from the latest half minute
+        Relearn,  // the same, and another averaged beat is learned
         Give,     // no averaged beat was to be had
+    };
+
+    struct FoundBeat {
+        long long frame = 0;  // of the input
+        BeatClass beatClass = BeatClass::Normal;
+        bool isMatched = false;
     };
 
     void TakeConditioned();
@@ -133,8 +145,9 @@ private:
     void Follow(const LearnedBeat& beat, long long from, bool again);
     void MatchKept(long long most);
     long long MatchEnd() const;
-    void Match(long long index);
-    void LeaveOutBadLeads();
+    void TellBeat(long long r);
+    void MarkMatched(long long r);
+    bool IsGood(std::size_t lead, double beatSeconds) const;
     void TellRate(BeatEvent& beat) const;
     BeatClass ClassAt(double seconds) const;
     double Seconds(long long index) const {
@@ -151,7 +164,7 @@ private:
     BeatFinder m_finder;
     BeatClasser m_classer;
     RateFollower m_rate;
-    BeatFollower m_follower;
+    BeatShapes m_shapes;
     BeatLearner m_learner;
 
     // Conditioned frames are numbered as they leave the conditioner: frame n shows frame n - delay of the
@@ -163,22 +176,23 @@ private:
     bool m_hasEnded = false;  // Finish was called
 
     Phase m_phase = Phase::Gather;
-    int m_stretchSeconds = kFirstStretchSeconds;  // to learn from next
-    long long m_stretchEnd = 0;                   // of the stretch being learned from
-    long long m_learnsSince = 0;                  // frame with which the present learning began
-    std::optional<LearnedBeat> m_learned;         // the best so far, while it is not confident
-    long long m_nextMatch = 0;                    // frame to match next
+    int m_stretchSeconds = kFirstStretchSeconds;     // to learn from next
+    long long m_stretchBegin = 0, m_stretchEnd = 0;  // frames being learned from
+    long long m_learnsSince = 0;                     // frame with which the present learning began
+    std::optional<LearnedBeat> m_learned;            // the best so far, while it is not confident
+    long long m_firstMatch = 0;                      // frame from which on there is something to match
 
-    int m_foundSinceMatch = 0;    // beats that the heart rate has found since one matched
-    long long m_relearnDue = 0;   // frame from which on to learn again, unless a beat matches before
-    long long m_relearnWait = 0;  // frames to the next attempt after one that fails
+    long long m_relearnDue = 0;      // frame from which on to look whether beats match
+    long long m_relearnWait = 0;     // frames to the next attempt after one that fails
+    long long m_relearnStretch = 0;  // frames that the next attempt takes at the least
+    bool m_isRelearnedMore = false;  // the beats being learned from are more than the others
+    const IsGoodLead m_isGood;       // asked by the matching
 
     BeatEvent m_beat;                         // the last one told
     bool m_isBeatTold = false;                // m_beat is one that has been told
-    std::vector<BeatClasser::Beat> m_toTell;  // beats found, frames being those of the input
-    std::vector<BeatClasser::Beat> m_found;   // the same, those that have been told lately
+    std::vector<BeatClasser::Beat> m_toTell;  // found, not yet told
+    std::vector<FoundBeat> m_found;           // lately
     std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
-    std::vector<int> m_beatsToTrust;          // per lead: beats until it has ST again
 };
 
 StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observer)
@@ -191,19 +205,22 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_finder(m_fs, m_chn, options.uVpb),
       m_classer(m_finder),
       m_rate(m_fs, m_chn),
-      m_follower(m_fs, m_chn, options.postJms),
+      m_shapes(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
       m_kept(m_chn, static_cast<std::size_t>(kKeptSeconds) * static_cast<std::size_t>(m_fs)),
       m_raw(m_chn),
       m_conditioned(m_chn),
-      m_beatsToTrust(m_chn) {
+      m_isGood([this](std::size_t lead, long long samplesSinceR) {
+          return IsGood(lead, Seconds(m_shapes.Next() - samplesSinceR));
+      }) {
     m_beat.levelUv.resize(m_chn);
     m_beat.slopeUvPerMs.resize(m_chn);
     m_beat.jUv.resize(m_chn);
     m_toTell.reserve(kKeptRates);
     m_found.reserve(kKeptRates);
     m_rates.reserve(kKeptRates);
-    m_nextMatch = m_conditioner.SettlingSamples();
+    m_firstMatch = m_conditioner.SettlingSamples();
+    m_relearnWait = FramesOf(kFirstRelearnWaitSeconds);
 }
 
 void StressSession::Impl::TakeFrame(const short* frame) {
@@ -226,6 +243,7 @@ void StressSession::Impl::Finish() {
     if (m_phase == Phase::Gather) Gather();
     if (m_phase == Phase::Learn || m_phase == Phase::Relearn) Learn(std::numeric_limits<long long>::max());
     MatchKept(std::numeric_limits<long long>::max());
+    while (const std::optional<long long> r = m_shapes.Finish(m_isGood, m_beat)) TellBeat(*r);
     m_watch.Finish();
     TellLeads();
 }
@@ -247,9 +265,8 @@ void StressSession::Impl::TakeConditioned() {
 void StressSession::Impl::TellLeads() {
     for (LeadEvent event : m_watch.Events()) {
         if (event.kind == LeadEvent::Kind::Off) {
-            event.voidFromSeconds = event.seconds - kReachAheadSeconds;
-            if (m_isBeatTold && m_beat.seconds >= event.voidFromSeconds)
-                m_beatsToTrust[event.lead] = kBeatsToTrust;
+            event.voidFromSeconds = event.seconds - kBeatAheadSeconds - DelayMs() / kMsPerSecond;
+            if (m_isBeatTold && m_beat.seconds >= event.voidFromSeconds) m_shapes.Renew(event.lead);
         }
         m_observer.OnLead(event);
     }
@@ -258,10 +275,10 @@ void StressSession::Impl::TellLeads() {
 // Beats are told when the frames up to them have been shown.
 void StressSession::Impl::TellBeats(long long shown) {
     while (!m_toTell.empty() && m_toTell.front().frame <= shown) {
-        IntervalEvent interval = m_rate.TakeBeat(m_toTell.front().frame);
-        interval.beatClass = m_toTell.front().beatClass;
-        ++m_foundSinceMatch;
-        Keep(m_found, m_toTell.front());
+        const BeatClasser::Beat& beat = m_toTell.front();
+        IntervalEvent interval = m_rate.TakeBeat(beat.frame);
+        interval.beatClass = beat.beatClass;
+        Keep(m_found, {beat.frame, beat.beatClass, false});
         if (!std::isnan(interval.bpm)) Keep(m_rates, interval);
         m_toTell.erase(m_toTell.begin());
         m_observer.OnInterval(interval);
@@ -283,20 +300,22 @@ void StressSession::Impl::Advance() {
 
 // Begins to learn once there is enough signal, or no more to come.
 void StressSession::Impl::Gather() {
-    if (m_options.beat) return Follow(*m_options.beat, m_nextMatch, false);
-    const long long enough = m_nextMatch + FramesOf(m_stretchSeconds);
+    if (m_options.beat) return Follow(*m_options.beat, m_firstMatch, false);
+    const long long enough = m_firstMatch + FramesOf(m_stretchSeconds);
     if (m_kept.End() >= enough || m_hasEnded)
-        BeginLearning(Phase::Learn, m_nextMatch, std::max(m_nextMatch, std::min(enough, m_kept.End())));
+        BeginLearning(Phase::Learn, m_firstMatch, std::max(m_firstMatch, std::min(enough, m_kept.End())));
 }
 
 void StressSession::Impl::BeginLearning(Phase phase, long long from, long long to) {
     m_phase = phase;
+    m_stretchBegin = from;
     m_stretchEnd = to;
     m_learnsSince = m_kept.End();
     std::vector<int> beats;
-    for (const BeatClasser::Beat& beat : m_found) {
+    for (const FoundBeat& beat : m_found) {
         const long long index = beat.frame + m_conditioner.DelaySamples();
-        if (index >= from && index < to) beats.push_back(static_cast<int>(index - from));
+        if (index >= from && index < to && !(phase == Phase::Relearn && beat.isMatched))
+            beats.push_back(static_cast<int>(index - from));
     }
     m_learner.Begin(m_kept.Copy(from, to), std::move(beats), m_finder.ClearLeads());
 }
@@ -318,11 +337,11 @@ void StressSession::Impl::Learn(long long pieces) {
 void StressSession::Impl::EndLearning() {
     if (m_learner.Result()) m_learned = m_learner.Result();
     const bool isLast = m_hasEnded || m_stretchSeconds + kMoreSeconds > kLongestStretchSeconds;
-    if (m_learned && (m_learned->confident || isLast)) return Follow(*m_learned, m_nextMatch, false);
+    if (m_learned && (m_learned->confident || isLast)) return Follow(*m_learned, m_firstMatch, false);
     m_phase = Phase::Gather;
     m_stretchSeconds += kMoreSeconds;
     if (!isLast) return;
-    m_nextMatch = m_stretchEnd;
+    m_firstMatch = m_stretchEnd;
     m_stretchSeconds = kFirstStretchSeconds;
     if (!m_hasEnded) return;
     m_phase = Phase::Give;
@@ -332,75 +351,93 @@ void StressSession::Impl::EndLearning() {
                             std::to_string(BeatLearner::kFewestBeats) + " clean ones that are alike");
 }
 
+// Looks once a second whether beats do not match.
 void StressSession::Impl::LookForRelearning() {
-    if (!m_options.relearn || m_nextMatch < MatchEnd() || m_nextMatch - 1 < m_relearnDue ||
-        m_foundSinceMatch < BeatLearner::kConfidentBeats)
-        return;
-    BeginLearning(Phase::Relearn, m_nextMatch - FramesOf(kNoMatchSeconds), m_nextMatch);
+    const long long now = m_shapes.Next();
+    if (now < MatchEnd() || now < m_relearnDue) return;
+    m_relearnDue = now + m_fs;
+    const long long decided = now - static_cast<long long>(kDecidedAfterSeconds * m_fs);
+    for (const RelearnRule& rule : kRelearnRules) {
+        const long long from = now - FramesOf(rule.seconds);
+        int matched = 0, unmatched = 0;
+        for (const FoundBeat& beat : m_found) {
+            const long long index = beat.frame + m_conditioner.DelaySamples();
+            if (index >= from && index < decided) ++(beat.isMatched ? matched : unmatched);
+        }
+        if (unmatched < rule.fewestBeats || kFewestOfFound * unmatched < matched + unmatched) continue;
+        m_isRelearnedMore = unmatched > matched;
+        const long long begin = now - std::max(FramesOf(rule.seconds), m_relearnStretch);
+        return BeginLearning(Phase::Relearn, std::max(begin, m_firstMatch), m_kept.End());
+    }
 }
 
 void StressSession::Impl::EndRelearning() {
     m_phase = Phase::Follow;
     const std::optional<LearnedBeat>& beat = m_learner.Result();
-    if (beat && beat->confident && m_follower.Reaches(*beat))
-        return Follow(*beat, m_stretchEnd - FramesOf(kNoMatchSeconds), true);
-    m_relearnDue = m_stretchEnd - 1 + m_relearnWait;
+    if (beat && beat->confident && m_shapes.Reaches(*beat)) {
+        m_relearnWait = FramesOf(kFirstRelearnWaitSeconds);
+        m_relearnStretch = 0;
+        return Follow(*beat, m_stretchBegin, true);
+    }
+    m_relearnStretch =
+        std::min(m_stretchEnd - m_stretchBegin + FramesOf(kMoreSeconds), FramesOf(kLongestRelearnSeconds));
+    m_relearnDue = m_stretchEnd + m_relearnWait;
     m_relearnWait = std::min(2 * m_relearnWait, FramesOf(kLongestRelearnWaitSeconds));
 }
 
-// Matches frames with this beat from now on, first the kept ones from frame `from` on.
+// Matches frames with this beat too from now on, first the kept ones from frame `from` on.
 void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool again) {
-    if (!m_follower.Reaches(beat)) {
+    if (!m_shapes.Reaches(beat)) {
         m_phase = Phase::Give;
         m_observer.OnNotLearned("at this heart rate ST cannot be measured " +
                                 std::to_string(m_options.postJms) +
                                 " ms after J: the averaged beat ends before");
         return;
     }
-    m_follower.Start(beat);
+    const long long first = std::max(from, m_kept.Begin());
+    m_shapes.Add(beat, first, !again || m_isRelearnedMore);
     m_phase = Phase::Follow;
-    m_nextMatch = std::max(from, m_kept.Begin());
-    m_relearnDue = m_nextMatch + FramesOf(kNoMatchSeconds);
-    m_relearnWait = FramesOf(kFirstRelearnWaitSeconds);
-    m_observer.OnLearned(beat, Seconds(m_nextMatch), again);
+    m_observer.OnLearned(beat, Seconds(first), again);
 }
 
 void StressSession::Impl::MatchKept(long long most) {
-    if (!m_follower.HasBeat()) return;
-    for (const long long end = MatchEnd(); most > 0 && m_nextMatch < end; --most) Match(m_nextMatch++);
+    if (!m_shapes.HasBeat()) return;
+    for (const long long end = MatchEnd(); most > 0 && m_shapes.Next() < end; --most) {
+        const std::optional<long long> r = m_shapes.Match(m_kept.Frame(m_shapes.Next()), m_isGood, m_beat);
+        if (const std::optional<long long> folded = m_shapes.LastFold()) MarkMatched(*folded);
+        if (r) TellBeat(*r);
+    }
 }
 
-// Frames from here on wait: a beat that matches is to have its RR, which is known a little later than its
-// end.
+// Frames from here on wait.
 long long StressSession::Impl::MatchEnd() const {
     return m_hasEnded ? m_kept.End() : m_kept.End() - static_cast<long long>(kMatchedAfterSeconds * m_fs);
 }
 
-void StressSession::Impl::Match(long long index) {
-    if (!m_follower.Match(m_kept.Frame(index), m_beat)) return;
-    m_beat.seconds = Seconds(index - m_follower.SamplesSinceR());
+void StressSession::Impl::TellBeat(long long r) {
+    m_beat.seconds = Seconds(r);
     TellRate(m_beat);
     m_beat.beatClass = ClassAt(m_beat.seconds);
     m_isBeatTold = true;
-    LeaveOutBadLeads();
-    m_foundSinceMatch = 0;
-    m_relearnDue = index + FramesOf(kNoMatchSeconds);
-    m_relearnWait = FramesOf(kFirstRelearnWaitSeconds);
-    if (m_phase == Phase::Relearn) {
-        m_learner.Cancel();
-        m_phase = Phase::Follow;
-    }
     m_observer.OnBeat(m_beat);
 }
 
-void StressSession::Impl::LeaveOutBadLeads() {
-    for (std::size_t lead = 0; lead < m_chn; ++lead) {
-        if (!m_watch.IsGood(lead, {m_beat.seconds - kReachBackSeconds, m_beat.seconds + kReachAheadSeconds}))
-            m_beatsToTrust[lead] = kBeatsToTrust;
-        if (m_beatsToTrust[lead] == 0) continue;
-        --m_beatsToTrust[lead];
-        m_beat.levelUv[lead] = m_beat.slopeUvPerMs[lead] = m_beat.jUv[lead] = kNothing;
+void StressSession::Impl::MarkMatched(long long r) {
+    const auto near = static_cast<long long>(kSameBeatSeconds * m_fs);
+    for (auto found = m_found.rbegin(); found != m_found.rend(); ++found) {
+        const long long index = found->frame + m_conditioner.DelaySamples();
+        if (index < r - near) break;
+        if (index <= r + near) found->isMatched = true;
     }
+}
+
+// Whether nothing has disturbed the lead where it would change a beat.
+bool StressSession::Impl::IsGood(std::size_t lead, double beatSeconds) const {
+    const double filterSeconds = DelayMs() / kMsPerSecond;
+    return m_watch.IsGood(
+        lead,
+        {beatSeconds - kBeatBackSeconds - filterSeconds, beatSeconds + kBeatAheadSeconds + filterSeconds},
+        m_options.conditioning.comb ? 0 : kSwingSeconds);
 }
 
 // The heart rate shown at the time of a beat, and its RR where it is one of those found.
@@ -418,7 +455,7 @@ void StressSession::Impl::TellRate(BeatEvent& beat) const {
 BeatClass StressSession::Impl::ClassAt(double seconds) const {
     const auto found = std::lower_bound(
         m_found.begin(), m_found.end(), (seconds - kSameBeatSeconds) * m_fs,
-        [](const BeatClasser::Beat& beat, double frame) { return static_cast<double>(beat.frame) < frame; });
+        [](const FoundBeat& beat, double frame) { return static_cast<double>(beat.frame) < frame; });
     const bool isThere =
         found != m_found.end() && static_cast<double>(found->frame) < (seconds + kSameBeatSeconds) * m_fs;
     return isThere ? found->beatClass : BeatClass::Unclassified;
@@ -454,9 +491,9 @@ void StressSession::Finish() noexcept {
     WithoutMemoryFailures([&] { m_impl->Finish(); });
 }
 
-std::vector<std::vector<float>> StressSession::Template() const { return m_impl->Follower().BeatUv(); }
+std::vector<std::vector<float>> StressSession::Template() const { return m_impl->Shapes().BeatUv(); }
 
-BeatPositionsMs StressSession::Positions() const { return m_impl->Follower().Positions(); }
+BeatPositionsMs StressSession::Positions() const { return m_impl->Shapes().Positions(); }
 
 double StressSession::DelayMs() const { return m_impl->DelayMs(); }
 

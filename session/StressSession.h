@@ -6,8 +6,9 @@
 //
 // The session learns the first averaged beat from the first 10 to 60 s, or is given one; from then on every
 // beat that matches is folded into it, and ST is measured on it. The frames that it learned from are matched
-// too, afterwards, some with each new frame, so that nothing is lost; with `relearn` it does the same again
-// where no beat has matched for half a minute.
+// too, afterwards, some with each new frame, so that nothing is lost. Where beats do not match, it learns
+// another averaged beat from them, within 10 s where they are most of the beats. Up to three are followed side
+// by side, as of a bundle branch block that comes and goes; ST is that of the dominant one.
 //
 // Work per frame is bounded: learning is cut into small pieces, of which a few are done with each frame.
 // Memory is bounded: 90 s of conditioned frames are kept. Allocates in the constructor, while it learns a

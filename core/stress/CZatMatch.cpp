@@ -8,7 +8,7 @@
 
 static constexpr int kMaxTemplateMs = 800;
 static constexpr std::size_t kSetTemplLeads = 12;
-static constexpr int kOldWeight = 9;  // of the template against 1 of the new beat
+static constexpr short kOldWeight = 9;  // of the template against 1 of the new beat
 static constexpr float kMsPerMinute = 60000.0F;
 static constexpr unsigned kReservedTopBits = 0xC000U;
 
@@ -36,6 +36,7 @@ void CZatMatch::Create(short fs, short chn, double uVpb, bool bMutex, short winM
             m_leads.push_back(std::make_unique<CZatTemplRxy>(fs, uVpb, winMs));
             m_pTemplRxy.push_back(m_leads.back().get());
         }
+        m_oldWeights.assign(leads, kOldWeight);
     } catch (...) {
         Release();
         throw;
@@ -65,6 +66,7 @@ void CZatMatch::Release() {
     m_chn = 0;
     m_bTempl = false;
     m_pTemplRxy.clear();
+    m_oldWeights.clear();
     m_leads.clear();
     m_pTempl.reset();
     m_pRxy.reset();
@@ -202,9 +204,7 @@ short** CZatMatch::match(const short* frame) {
     const int pos = m_pTemplRxy[0]->RingPos();
 
     if (m_bMatched) {
-        int passed = pos - m_peakPos;
-        if (passed < 0) passed += m_geometry.length;
-        if (passed < m_waitLen) return nullptr;
+        if (Passed(pos) < m_waitLen) return nullptr;
         FoldBeat(pos);
         m_bMatched = false;
         return m_pTempl.get();
@@ -212,6 +212,21 @@ short** CZatMatch::match(const short* frame) {
     const Vote vote = CountMatches();
     if (m_bInPeak || SearchPeak(vote, pos)) FollowPeak(vote, pos);
     return nullptr;
+}
+
+/// Samples from the best place of the peak to ring position pos.
+int CZatMatch::Passed(int pos) const {
+    const int passed = pos - m_peakPos;
+    return passed < 0 ? passed + m_geometry.length : passed;
+}
+
+bool CZatMatch::IsFoldDue() const {
+    if (!m_bMatched || m_chn == 0 || m_geometry.length == 0) return false;
+    return Passed((m_pTemplRxy[0]->RingPos() + 1) % m_geometry.length) >= m_waitLen;
+}
+
+void CZatMatch::SetOldWeight(short ch, short weight) {
+    if (Lead(ch) != nullptr) m_oldWeights[static_cast<std::size_t>(ch)] = weight;
 }
 
 /// The leads that correlate well enough; NaN (a flat lead) never does.
@@ -268,9 +283,11 @@ int CZatMatch::AverageBeat(int pos) {
     for (std::size_t c = 0; c < Leads(); ++c) {
         short* t = m_pTempl[c];
         const short* ring = m_pTemplRxy[c]->Ring();
+        const int oldWeight = m_oldWeights[c];
         int slot = pos;
         for (int i = 0; i < length; ++i) {
-            t[i] = WrapToSample((ring[slot] + kOldWeight * t[i]) / (kOldWeight + 1));
+            if (oldWeight != kLeaveOut)
+                t[i] = WrapToSample((ring[slot] + oldWeight * t[i]) / (oldWeight + 1));
             if (posQ < i && i < posJ && t[i] > t[R]) R = i;
             if (++slot == length) slot = 0;
         }

@@ -97,6 +97,13 @@ public:
     /// Takes a frame of one sample per lead. Returns the template array on the call that folded a beat into
     /// it, else null. Null frame or no template: null, and nothing changes.
     short** match(const short* frame);
+    /// True if the next call of match folds a beat in, with the frame that it is given as its last one.
+    bool IsFoldDue() const;
+    /// How lead ch takes part in the folds to come: its template counts `weight` times the new beat, 9 from
+    /// Create on; with 0 the beat takes its place, with kLeaveOut it stays as it is. A lead outside the leads
+    /// is left out of account.
+    void SetOldWeight(short ch, short weight);
+    static constexpr short kLeaveOut = -1;
     /// The correlation part of match alone: takes a frame and returns the correlation of every lead, owned
     /// here, rewritten by every call. Null frame: null.
     double* rxy(const short* frame);
@@ -144,6 +151,7 @@ private:
     void Release();
     std::size_t Leads() const { return static_cast<std::size_t>(m_chn); }
     CZatTemplRxy* Lead(short ch) const;
+    int Passed(int pos) const;
     bool MixesLeads(const short* const* templ) const;
     int FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const;
     int FindSteepestUpstroke(const short* const* templ, int len, int posMax, int posQ) const;
@@ -172,6 +180,7 @@ private:
     // One element per lead; empty or null before Create.
     std::vector<std::unique_ptr<CZatTemplRxy>> m_leads;
     std::vector<CZatTemplRxy*> m_pTemplRxy;  // the same, as views
+    std::vector<short> m_oldWeights;         // of the template against 1 of the new beat
     std::unique_ptr<short*[]>
         m_pTempl;  // each lead's matching template, owned by the lead; null before InitTempl
     std::unique_ptr<double[]> m_pRxy;  // each lead's last correlation

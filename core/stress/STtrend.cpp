@@ -9,26 +9,31 @@ static constexpr int kLongestRRms = 2000;  // 30 beats/min
 static constexpr int kShortestRRms = 200;  // 300 beats/min
 static constexpr short kNoBeat = -1;
 
-static float ToTrend(double smoothed) { return static_cast<float>(smoothed); }
-static short ToTrend(int smoothed) { return WrapToSample(smoothed); }
+float SmoothTrend(float value, CLowpassFilter2& smoother, bool first) {
+    const double measured = value;
+    if (first) smoother.InitialValue(measured);
+    return static_cast<float>(smoother.Filter(measured));
+}
 
-template <typename Number, typename T>
-static void Smooth(std::vector<T>& values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
-    auto value = values.begin();
-    for (CLowpassFilter2& smoother : smoothers) {
-        const auto measured = static_cast<Number>(*value);
-        if (first) smoother.InitialValue(measured);
-        *value++ = ToTrend(smoother.Filter(measured));
-    }
+short SmoothTrend(short value, CLowpassFilter2& smoother, bool first) {
+    const int measured = value;
+    if (first) smoother.InitialValue(measured);
+    return WrapToSample(smoother.Filter(measured));
+}
+
+template <typename T>
+static void SmoothAll(std::vector<T>& values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
+    for (std::size_t i = 0; i < smoothers.size(); ++i)
+        values[i] = SmoothTrend(values[i], smoothers[i], first);
     first = false;
 }
 
 void SmoothTrend(std::vector<float>& values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
-    Smooth<double>(values, smoothers, first);
+    SmoothAll(values, smoothers, first);
 }
 
 void SmoothTrend(std::vector<short>& values, std::vector<CLowpassFilter2>& smoothers, bool& first) {
-    Smooth<int>(values, smoothers, first);
+    SmoothAll(values, smoothers, first);
 }
 
 short SteadyRRms(int samples, int fs, CZatMidRR& average) {

@@ -17,6 +17,9 @@ constexpr int kSTsmootherFs = 100;
 /// values, while `first` is true, prime the smoothers. As many values as smoothers at least.
 QZ_API void SmoothTrend(std::vector<float>& values, std::vector<CLowpassFilter2>& smoothers, bool& first);
 QZ_API void SmoothTrend(std::vector<short>& values, std::vector<CLowpassFilter2>& smoothers, bool& first);
+/// The same for one lead: returns the smoothed value.
+QZ_API float SmoothTrend(float value, CLowpassFilter2& smoother, bool first);
+QZ_API short SmoothTrend(short value, CLowpassFilter2& smoother, bool first);
 
 /// The steadied RR interval in ms for an interval of `samples` at fs samples per second, which enters
 /// `average`: -1 for none (below 1 ms), 0 for one of 2000 ms or more; one under 200 ms counts as 200.

@@ -12,6 +12,6 @@ public:
 
 private:
     ProgressBar m_bar;
-    double m_fs;
+    SourceInfo m_info;
     long long m_frames = 0;
 };

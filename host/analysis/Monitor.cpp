@@ -12,7 +12,7 @@ namespace {
 constexpr std::chrono::milliseconds kRedraw{250};
 constexpr std::chrono::milliseconds kShortestWait{5};  // shorter waits add up until they are this long
 constexpr double kSecondsPerLine = 10;
-constexpr int kBarHalf = 20;    // characters of a full bar to either side
+constexpr long kBarHalf = 20;   // characters of a full bar to either side
 constexpr double kBarUv = 400;  // elevation or depression of a full bar
 
 std::string Padded(std::string text, std::size_t width, bool right) {
@@ -24,9 +24,8 @@ std::string Padded(std::string text, std::size_t width, bool right) {
 // A bar from the middle: depression to the left, elevation to the right.
 std::string Bar(double levelUv) {
     std::string bar(2 * kBarHalf + 1, ' ');
-    const int length = static_cast<int>(
-        std::clamp(std::round(levelUv / kBarUv * kBarHalf), -1.0 * kBarHalf, 1.0 * kBarHalf));
-    std::fill_n(bar.begin() + kBarHalf + std::min(0, length), std::abs(length) + 1, '=');
+    const long length = std::clamp(std::lround(levelUv / kBarUv * kBarHalf), -kBarHalf, kBarHalf);
+    std::fill_n(bar.begin() + kBarHalf + std::min(0L, length), std::abs(length) + 1, '=');
     bar[kBarHalf] = '|';
     return bar;
 }
@@ -44,7 +43,7 @@ Monitor::Monitor(std::ostream& out, const SourceInfo& info, double speed, bool i
 
 void Monitor::OnFrame(const short* /*frame*/) {
     ++m_frames;
-    const std::chrono::duration<double> due(static_cast<double>(m_frames) / m_info.fs / m_speed);
+    const std::chrono::duration<double> due(m_info.SecondsOf(m_frames) / m_speed);
     const auto wait = m_start + due - std::chrono::steady_clock::now();
     if (wait > kShortestWait) std::this_thread::sleep_for(wait);
     Draw();
@@ -64,8 +63,8 @@ void Monitor::OnBeat(const STReading& beat) {
 
 std::vector<std::string> Monitor::Block() const {
     std::vector<std::string> lines;
-    lines.push_back(m_info.name + "  " + Clock(static_cast<double>(m_frames) / m_info.fs) + "  HR " +
-                    Number(m_bpm, 0) + " beats/min");
+    lines.push_back(m_info.name + "  " + Clock(m_info.SecondsOf(m_frames)) + "  HR " + Number(m_bpm, 0) +
+                    " beats/min");
     for (std::size_t i = 0; i < m_off.size(); ++i) {
         std::string line = Padded(m_info.leads[i], 8, false);
         if (m_off[i]) {
@@ -90,7 +89,7 @@ void Monitor::Draw() {
         for (const std::string& line : lines) m_out << "\r\x1b[K" << line << "\n";
         m_linesDrawn = lines.size();
     } else {
-        if (static_cast<double>(m_frames) / m_info.fs < m_nextLineSeconds) return;
+        if (m_info.SecondsOf(m_frames) < m_nextLineSeconds) return;
         m_nextLineSeconds += kSecondsPerLine;
         m_out << Block().front();
         for (std::size_t i = 0; i < m_off.size() && !m_beat.levelUv.empty(); ++i)

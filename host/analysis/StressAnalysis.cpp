@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <iterator>
 #include <limits>
 #include <utility>
 
+#include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 #include "host/support/HostError.h"
 #include "host/support/Text.h"
@@ -37,7 +40,6 @@ qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& opt
     session.leads = source.leads;
     session.conditioning = options.conditioner;
     session.postJms = options.postJms;
-    session.relearn = options.relearn;
     if (options.beat != nullptr) session.beat = *options.beat;
     if (const std::string refusal = qz::StressSession::Refusal(session); !refusal.empty())
         throw HostError(source.name, refusal);
@@ -51,6 +53,7 @@ StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options
     : m_source(source),
       m_observers(std::move(observers)),
       m_ahead(ReadAhead(source)),
+      m_nextAhead(m_ahead.begin()),
       m_measuredMainsHz(qz::MeasureMainsHz(m_ahead.data(), m_ahead.size() / source.Info().leads.size(),
                                            source.Info().leads.size(), source.Info().fs)),
       m_options(WithMains(options, m_measuredMainsHz)),
@@ -58,6 +61,12 @@ StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options
       m_strips(source.Info(), options.stripSeconds),
       m_fs(source.Info().fs),
       m_chn(source.Info().leads.size()) {
+    if (m_options.reference) m_result.reference = *m_options.reference;
+    m_lowest.resize(m_chn);
+    m_highest.resize(m_chn);
+    m_referenceSumsUv.resize(m_chn);
+    m_referenceBeats.resize(m_chn);
+    m_result.referenceBeatUv.resize(m_chn);
     m_result.farthest.resize(m_chn);
     m_result.off.resize(m_chn);
     m_result.disturbed.resize(m_chn);
@@ -90,9 +99,8 @@ StressResult StressAnalysis::Run() {
 }
 
 bool StressAnalysis::ReadFrame(short* frame) {
-    if (m_aheadTaken == m_ahead.size()) return m_source.Read(frame);
-    std::copy_n(m_ahead.begin() + static_cast<std::ptrdiff_t>(m_aheadTaken), m_chn, frame);
-    m_aheadTaken += m_chn;
+    if (m_nextAhead == m_ahead.end()) return m_source.Read(frame);
+    for (std::size_t lead = 0; lead < m_chn; ++lead) frame[lead] = *m_nextAhead++;
     return true;
 }
 
@@ -115,7 +123,7 @@ void StressAnalysis::OnInterval(const qz::IntervalEvent& interval) {
 
 void StressAnalysis::OnBeat(const qz::BeatEvent& beat) {
     STReading reading{beat.seconds, beat.bpm, beat.levelUv, beat.slopeUvPerMs, beat.rrMs};
-    KeepFarthest(reading);
+    KeepBeats(reading);
     m_result.beats.push_back(std::move(reading));
     for (AnalysisObserver* observer : m_observers) observer->OnBeat(m_result.beats.back());
 }
@@ -145,7 +153,7 @@ void StressAnalysis::OnLearned(const LearnedBeat& beat, double fromSeconds, bool
     }
     m_result.learned = beat;
     m_result.positions = m_session.Positions();
-    m_result.firstBeatUv = m_session.Template();
+    m_beatSamples = std::ssize(m_session.Template().front());
     if (m_options.beat != nullptr) return;
     m_result.learned.record = m_source.Info().name;
     if (!beat.confident)
@@ -156,32 +164,51 @@ void StressAnalysis::OnLearned(const LearnedBeat& beat, double fromSeconds, bool
 
 void StressAnalysis::OnNotLearned(const std::string& why) { m_notLearned = why; }
 
-void StressAnalysis::KeepFarthest(const STReading& reading) {
-    if (m_firstLevelsUv.empty()) {
-        if (m_result.beats.empty() || reading.seconds <= m_result.beats.front().seconds + kFirstSeconds)
-            return;
-        m_firstLevelsUv = FirstMedians(m_result, &STReading::levelUv);
-    }
+// Keeps what the report may show of the averaged beats, as they are gone with the next one. Wherever the
+// reference lies, the level farthest from it is the lowest or the highest of all.
+void StressAnalysis::KeepBeats(const STReading& reading) {
     std::vector<std::vector<float>> beats;
-    for (std::size_t lead = 0; lead < m_chn; ++lead) {
-        FarthestBeat& farthest = m_result.farthest[lead];
-        const double changeUv = reading.levelUv[lead] - m_firstLevelsUv[lead];
-        if (!(std::abs(changeUv) > std::abs(farthest.changeUv))) continue;
+    const auto beatOf = [&](std::size_t lead) -> const std::vector<float>& {
         if (beats.empty()) beats = BeatsAtFirstPositions();
-        farthest = {changeUv, reading.seconds, beats[lead]};
+        return beats[lead];
+    };
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        const double levelUv = reading.levelUv[lead];
+        if (std::isnan(levelUv)) continue;
+        if (m_result.reference.why.empty()) m_result.reference = FirstReadings(reading.seconds);
+        if (!(levelUv >= m_lowest[lead].levelUv)) m_lowest[lead] = {levelUv, reading.seconds, beatOf(lead)};
+        if (!(levelUv <= m_highest[lead].levelUv)) m_highest[lead] = {levelUv, reading.seconds, beatOf(lead)};
+        if (!m_result.reference.span.Contains(reading.seconds)) continue;
+        std::vector<double>& sumsUv = m_referenceSumsUv[lead];
+        sumsUv.resize(beatOf(lead).size());
+        std::transform(sumsUv.begin(), sumsUv.end(), beatOf(lead).begin(), sumsUv.begin(), std::plus());
+        ++m_referenceBeats[lead];
     }
+}
+
+void StressAnalysis::FinishBeats() {
+    m_result.latestBeatUv = BeatsAtFirstPositions();
+    for (std::size_t lead = 0; lead < m_chn; ++lead)
+        for (const double sumUv : m_referenceSumsUv[lead])
+            m_result.referenceBeatUv[lead].push_back(static_cast<float>(sumUv / m_referenceBeats[lead]));
+    // A kept beat whose reading was taken back is not the farthest one.
+    const std::vector<LeadSummary> leads = SummarizeLeads(m_result);
+    for (std::size_t lead = 0; lead < leads.size(); ++lead)
+        for (const BeatThen& kept : {m_lowest[lead], m_highest[lead]})
+            if (kept.seconds == leads[lead].seconds) m_result.farthest[lead] = kept;
 }
 
 // A beat learned later may have another length: it is shifted so that its J falls on the J of the first.
 std::vector<std::vector<float>> StressAnalysis::BeatsAtFirstPositions() const {
     std::vector<std::vector<float>> beats = m_session.Template();
     beats.resize(m_chn);
-    const long shift = std::lround((m_session.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
+    const std::ptrdiff_t shift =
+        std::lround((m_session.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         const std::vector<float> row = std::exchange(beats[lead], {});
-        for (long i = 0; i < static_cast<long>(m_result.firstBeatUv[lead].size()); ++i)
-            beats[lead].push_back(
-                row[static_cast<std::size_t>(std::clamp(i + shift, 0L, static_cast<long>(row.size()) - 1))]);
+        if (row.empty()) continue;
+        for (std::ptrdiff_t i = shift; i < shift + m_beatSamples; ++i)
+            beats[lead].push_back(*(row.begin() + std::clamp<std::ptrdiff_t>(i, 0, std::ssize(row) - 1)));
     }
     return beats;
 }
@@ -195,25 +222,17 @@ void StressAnalysis::WarnOfBadLeads(const std::string& what, const std::vector<s
         if (spans[lead].size() > 1) text += ", " + std::to_string(spans[lead].size()) + " times";
         text += ")";
     }
-    if (!text.empty())
-        m_result.warnings.push_back(what + ": " + text + "; no ST of these leads until " +
-                                    std::to_string(qz::kBeatsToTrust) + " beats after");
+    if (!text.empty()) m_result.warnings.push_back(what + ": " + text + "; no ST of these leads meanwhile");
 }
 
 void StressAnalysis::Finish() {
     if (m_notLearned) {
         m_result.learned.usable.assign(m_chn, false);
-        m_result.firstBeatUv.resize(m_chn);
         m_result.warnings.push_back(*m_notLearned + "; the beats found may be noise");
     }
-    m_result.seconds = static_cast<double>(m_session.Frames()) / m_fs;
+    m_result.seconds = m_result.source.SecondsOf(m_session.Frames());
     m_result.strips = m_strips.Finish();
-    m_result.latestBeatUv = BeatsAtFirstPositions();
-    // Drops the kept beat if its reading was withdrawn, or if the largest change lies in the first half
-    // minute.
-    const std::vector<LeadSummary> leads = SummarizeLeads(m_result);
-    for (std::size_t lead = 0; lead < leads.size(); ++lead)
-        if (m_result.farthest[lead].seconds != leads[lead].seconds) m_result.farthest[lead] = {};
+    FinishBeats();
     for (std::vector<Span>& spans : m_result.off)
         if (!spans.empty()) spans.back().toSeconds = std::min(spans.back().toSeconds, m_result.seconds);
     if (m_result.interrupted)

@@ -5,6 +5,7 @@
 // Memory grows by the trends alone. Any number of analyses may run at once.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,9 +22,9 @@ struct StressOptions {
     /// with the comb it is 50 Hz all the same. conditioner.mainsHz counts only where this is false.
     bool measureMains = true;
     int postJms = qz::kUsualPostJms;    // ST is measured this long after J + 6 ms
-    bool relearn = false;               // learns a new averaged beat if none has matched for half a minute
     const LearnedBeat* beat = nullptr;  // the first averaged beat; null learns it from the source
     std::vector<double> stripSeconds;   // starts of the strips
+    std::optional<ReferenceStretch> reference;  // empty: the first half minute of ST values
 };
 
 class StressAnalysis : private qz::SessionObserver {
@@ -46,23 +47,27 @@ private:
 
     bool IsStopped() const;
     bool ReadFrame(short* frame);
-    void KeepFarthest(const STReading& reading);
+    void KeepBeats(const STReading& reading);
+    void FinishBeats();
     std::vector<std::vector<float>> BeatsAtFirstPositions() const;
     void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
     void Finish();
 
     FrameSource& m_source;
     std::vector<AnalysisObserver*> m_observers;
-    std::vector<short> m_ahead;    // frames read before the session was begun, for their mains
-    std::size_t m_aheadTaken = 0;  // samples of them that the session has
-    int m_measuredMainsHz;         // 0: none stands out
-    StressOptions m_options;       // with the mains frequency that is taken out
+    std::vector<short> m_ahead;  // frames read before the session was begun, for their mains
+    std::vector<short>::const_iterator m_nextAhead;  // the first sample of them that the session lacks
+    int m_measuredMainsHz;                           // 0: none stands out
+    StressOptions m_options;                         // with the mains frequency that is taken out
     qz::StressSession m_session;
     StripRecorder m_strips;
     StressResult m_result;
     int m_fs;
     std::size_t m_chn;
-    long long m_framesShown = 0;              // conditioned
-    std::vector<double> m_firstLevelsUv;      // per lead; empty in the first half minute of readings
-    std::optional<std::string> m_notLearned;  // why there is no averaged beat
+    long long m_framesShown = 0;                         // conditioned
+    std::ptrdiff_t m_beatSamples = 0;                    // length of the first learned beat
+    std::vector<BeatThen> m_lowest, m_highest;           // per lead
+    std::vector<std::vector<double>> m_referenceSumsUv;  // of the averaged beats in the reference
+    std::vector<int> m_referenceBeats;                   // per lead, in these sums
+    std::optional<std::string> m_notLearned;             // why there is no averaged beat
 };

@@ -43,8 +43,8 @@ using Time = std::chrono::steady_clock::time_point;
 constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};
 constexpr const char* kTableHeading =
     "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
-    "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,duke,pwc130_w,"
-    "pwc150_w,pwc170_w,warnings";
+    "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,reference_from_s,"
+    "reference_to_s,duke,pwc130_w,pwc150_w,pwc170_w,warnings";
 
 struct Task {
     std::string record;
@@ -154,6 +154,9 @@ std::string TableRow(const std::string& record, const Json& result) {
             << ',' << Figure(worst->at("slope_then_uv_per_ms"), 3);
     else
         out << ",,,";
+    const Json& reference = result.at("reference");
+    for (const char* end : {"from_s", "to_s"})
+        out << ',' << (reference.is_null() ? "" : Figure(reference.at(end), 1));
     out << ',' << Figure(exercise.at("duke"), 0) << ',' << Figure(exercise.at("pwc130_w"), 1) << ','
         << Figure(exercise.at("pwc150_w"), 1) << ',' << Figure(exercise.at("pwc170_w"), 1) << ','
         << result.at("warnings").size() << '\n';
@@ -232,8 +235,8 @@ void GiveUpLateOnes(std::map<pid_t, Running>& running, double timeoutSeconds) {
 void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::size_t total,
               std::vector<std::string>& failed) {
     const std::string program = fs::read_symlink("/proc/self/exe").string();
-    const std::size_t jobs = options.jobs > 0 ? static_cast<std::size_t>(options.jobs)
-                                              : std::max(1U, std::thread::hardware_concurrency());
+    const std::size_t jobs =
+        options.jobs > 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
     ProgressBar bar("batch", static_cast<double>(total), !options.quiet);
     std::map<pid_t, Running> running;
     std::size_t next = 0, done = total - open.size();
@@ -313,7 +316,7 @@ void AddSegments(const fs::path& header, std::set<fs::path>& segments) {
 }
 
 // Runs the batch and writes its table. Returns how many records failed.
-int RunRecords(const BatchOptions& options) {
+std::size_t RunRecords(const BatchOptions& options) {
     const bool isFolder = fs::is_directory(options.input);
     const fs::path table = fs::path(options.outFolder) / "results.csv";
     const std::vector<std::string> records = isFolder ? FindRecords(options.input) : ReadList(options.input);
@@ -342,7 +345,7 @@ int RunRecords(const BatchOptions& options) {
     file.Stream() << kTableHeading << '\n';
     for (const Task& task : tasks) file.Stream() << task.row;
     file.Commit();
-    return static_cast<int>(failures.lines.size());
+    return failures.lines.size();
 }
 
 }  // namespace
@@ -367,7 +370,7 @@ std::vector<std::string> FindRecords(const std::string& folder) {
     return records;
 }
 
-int RunBatch(const BatchOptions& options) {
+std::size_t RunBatch(const BatchOptions& options) {
     // Where SIGCHLD is ignored, as a parent may have left it, the status of a process is lost.
     std::signal(SIGCHLD, SIG_DFL);
     const Interrupt interrupt;

@@ -10,13 +10,14 @@
 // is complete is written.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 struct BatchOptions {
     std::string input;             // a folder with records, or a list: one path a line, '#' comments
     std::string outFolder;         // receives NAME.json of every record, and results.csv
-    int jobs = 0;                  // processes at once; 0 is one per core
+    unsigned jobs = 0;             // processes at once; 0 is one per core
     double timeoutSeconds = 3600;  // longest time for a record; 0: no limit
     bool quiet = false;            // no progress bar
     std::vector<std::string> analyzeArguments;  // handed on to every `analyze`
@@ -24,7 +25,7 @@ struct BatchOptions {
 
 /// Prints failed records, one line each, however the batch ends. Returns how many there were. Throws
 /// HostError where the batch itself cannot be done.
-[[nodiscard]] int RunBatch(const BatchOptions& options);
+[[nodiscard]] std::size_t RunBatch(const BatchOptions& options);
 
 /// The records of a folder and of those in it, sorted: WFDB headers that are no segment of another record,
 /// EDF, BDF and CSV files.

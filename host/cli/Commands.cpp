@@ -17,6 +17,7 @@
 #include "host/report/ReportDrawing.h"
 #include "host/report/TextReport.h"
 #include "host/results/Evaluate.h"
+#include "host/results/Reference.h"
 #include "host/results/ResultFiles.h"
 #include "host/simulate/SimulatedTest.h"
 #include "host/simulate/TruthFile.h"
@@ -110,7 +111,7 @@ StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options
 // Where strips begin if the user names no times: at the start, the middle and the end of the work, and at the
 // end of the recording; without known work at a third and two thirds. Only 0 if the length is not known.
 std::vector<double> DefaultStrips(const SourceInfo& info, const std::vector<Stage>& stages) {
-    const double seconds = static_cast<double>(info.frames) / info.fs;
+    const double seconds = info.SecondsOf(info.frames);
     if (seconds < 4 * kStripMarginSeconds) return {0};
     const double last = seconds - kStripMarginSeconds;
     const std::optional<Span> work = FindWork(stages, seconds);
@@ -149,6 +150,8 @@ bool Analyze(AnalyzeOptions options) {
     if (options.analysis.stripSeconds.empty() && !options.report.empty())
         options.analysis.stripSeconds = DefaultStrips(info, options.exercise.stages);
 
+    options.analysis.reference = ChooseReference(options.reference, options.exercise.stages);
+
     InterruptWatch interrupt;
     Outputs outputs(options, info);
     PendingFile::RefuseOverwriting(source->Files());
@@ -176,6 +179,8 @@ bool Analyze(AnalyzeOptions options) {
     if (!result.interrupted)
         for (std::string& warning : CheckExercise(options.exercise, result.seconds))
             warnings.push_back(std::move(warning));
+    for (std::string& warning : CheckReference(result, options.exercise.stages))
+        warnings.push_back(std::move(warning));
     result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
     const ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
     PrintWarnings(result);
@@ -196,7 +201,7 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
     const std::unique_ptr<FrameSource> source = OpenRecord(record, reading);
     const SourceInfo& info = source->Info();
     std::cout << info.name << ": " << info.leads.size() << " leads, " << info.fs << " Hz";
-    if (info.frames > 0) std::cout << ", " << Clock(static_cast<double>(info.frames) / info.fs) << " min:s";
+    if (info.frames > 0) std::cout << ", " << Clock(info.SecondsOf(info.frames)) << " min:s";
     if (!info.started.empty()) std::cout << ", from " << info.started;
     std::cout << "\nread as " << info.uVpb << " uV per unit\nleads:";
     for (const std::string& lead : info.leads) std::cout << ' ' << lead;

@@ -1,6 +1,7 @@
 // Commands: what the program does for each of its subcommands, apart from reading the command line.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@ struct AnalyzeOptions {
     std::string stagesFile;           // file from which `exercise` has its stages; empty for none
     std::string protocol;             // named stages instead of those in `exercise`; empty for none
     double exerciseStartSeconds = 0;  // start of the protocol
+    std::optional<Span> reference;    // from which changes of ST count; empty: as ChooseReference has it
     std::string templateFrom;  // record to learn the first averaged beat from; empty: the record itself
     std::string csv, json, annotations, exported, report;  // paths of results; empty: not written
     double csvEverySeconds = 0;                            // 0: a row per beat

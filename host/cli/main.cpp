@@ -83,7 +83,6 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
     command.add_option("--post-j", options.postJms, "ST is measured this many ms after J + 6 ms")
         ->check(CLI::Range(qz::kEarliestPostJms, qz::kLatestPostJms))
         ->capture_default_str();
-    command.add_flag("--relearn", options.relearn, "Learn a new averaged beat where none matches for long");
 }
 
 // Reads LEAD:START:SECONDS.
@@ -95,6 +94,17 @@ SimulatedLeadOff ParseLeadOff(const std::string& text) {
         colon != ':' || !parts.eof())
         throw CLI::ValidationError("--lead-off", "LEAD:START:SECONDS is expected, not \"" + text + "\"");
     return off;
+}
+
+// Reads SECONDS-SECONDS.
+Span ParseStretch(const std::string& option, const std::string& text) {
+    Span span;
+    std::istringstream parts(text);
+    char dash = 0;
+    if (!(parts >> span.fromSeconds >> dash >> span.toSeconds) || dash != '-' || !parts.eof() ||
+        !(span.fromSeconds >= 0 && span.fromSeconds < span.toSeconds))
+        throw CLI::ValidationError(option, "SECONDS-SECONDS is expected, as 10-70, not \"" + text + "\"");
+    return span;
 }
 
 class Program {
@@ -133,6 +143,13 @@ private:
         AddAnalysis(command, m_analyze.analysis);
         AddFile(command, "--template-from", m_analyze.templateFrom,
                 "Recording to learn the first averaged beat from");
+        command
+            .add_option_function<std::string>(
+                "--reference",
+                [this](const std::string& text) { m_analyze.reference = ParseStretch("--reference", text); },
+                "SECONDS-SECONDS from which changes of ST count, instead of the rest before the exercise or, "
+                "without stages, the first half minute of ST")
+            ->type_name("SPAN");
         CLI::Option* csv = AddFile(command, "--csv", m_analyze.csv, "Write the trends as CSV");
         command
             .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")
@@ -257,7 +274,7 @@ private:
                            "After --: handed on to every analyze");
         command.footer(
             "Example:\n"
-            "  qzstress batch records --out results -- --relearn");
+            "  qzstress batch records --out results -- --mains 60");
         command.callback([this] {
             RefuseOutputs(m_batch.analyzeArguments);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;

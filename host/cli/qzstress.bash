@@ -33,7 +33,7 @@ _qzstress() {
         return
         ;;
     # Numbers and names of leads: neither a list nor files.
-    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --every | --strips | --exercise-seconds | --exercise-start | \
+    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --every | --strips | --reference | --exercise-seconds | --exercise-start | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
         --skip | --jobs | --timeout)
         return
@@ -44,7 +44,7 @@ _qzstress() {
     elif [[ $word == -* ]]; then
         case $command in
         analyze) options="$reading $analysis --template-from --csv --every --json --wfdb-ann --export --double --report \
-            --strips --angina --exercise-seconds --stages --protocol --exercise-start --realtime --quiet" ;;
+            --strips --reference --angina --exercise-seconds --stages --protocol --exercise-start --realtime --quiet" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off" ;;
         info) options=$reading ;;

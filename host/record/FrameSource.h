@@ -15,6 +15,7 @@ struct SourceInfo {
     std::vector<std::string> remarks;  // what the file says of patient and recording, one line each
     int framesPerMark = 1;             // frames that an annotation of the recording counts as one
 
+    double SecondsOf(long long frameCount) const { return static_cast<double>(frameCount) / fs; }
     /// Steps per second in which the annotations of the recording count.
     double AnnotationHz() const { return static_cast<double>(fs) / framesPerMark; }
 };

@@ -30,7 +30,7 @@ double ChoosePaperHeight(const Box& cell) {
     return std::min(kTallestPaperMm, std::floor((cell.height - kAboveMm - kBelowMm) / kStep) * kStep);
 }
 
-constexpr Pen kFirstPen{kBlue, 0.3, 0.9};
+constexpr Pen kReferencePen{kBlue, 0.3, 0.9};
 constexpr Pen kFarthestPen{kAccent, 0.3};
 constexpr Pen kLatestPen{kInk, 0.38};
 
@@ -62,10 +62,10 @@ double HeightUv(const StressResult& result, const std::vector<float>& beatUv, do
 }
 
 void DrawBeats(Canvas& canvas, const StressResult& result, std::size_t lead, const EcgPaper& paper) {
-    const std::vector<float>& first = BeatOf(result.firstBeatUv, lead);
+    const std::vector<float>& reference = BeatOf(result.referenceBeatUv, lead);
     const std::vector<float>& farthest = FarthestOf(result, lead);
     const std::vector<float>& latest = BeatOf(result.latestBeatUv, lead);
-    paper.DrawTrace(canvas, first, PrLevelUv(result, first), result.source.fs, kFirstPen);
+    paper.DrawTrace(canvas, reference, PrLevelUv(result, reference), result.source.fs, kReferencePen);
     paper.DrawTrace(canvas, farthest, PrLevelUv(result, farthest), result.source.fs, kFarthestPen);
     paper.DrawTrace(canvas, latest, PrLevelUv(result, latest), result.source.fs, kLatestPen);
 }
@@ -119,15 +119,15 @@ void DrawEnlarged(Canvas& canvas, const StressResult& result, std::size_t lead, 
     DrawPoints(canvas, result, lead, paper, 0.6);
 }
 
-// "first", "9:51" or "latest" with its kind of line and its figures.
+// "reference", "9:51" or "latest" with its kind of line and its figures.
 void DrawFigures(Canvas& canvas, Point at, double widthMm, const std::string& which, const Pen& pen,
                  double levelUv, double slopeUvPerMs) {
-    constexpr double kSampleMm = 5;
+    constexpr double kSampleMm = 5, kNameMm = 12.5;
     canvas.DrawLine({at.x, at.y - 0.8}, {at.x + kSampleMm, at.y - 0.8}, pen);
     canvas.DrawText({at.x + kSampleMm + 1.2, at.y}, which, {6.5, false, kMuted});
-    canvas.DrawText({at.x + kSampleMm + 10, at.y},
+    canvas.DrawText({at.x + kSampleMm + kNameMm, at.y},
                     "ST " + Number(levelUv, 0) + " µV,  slope " + Number(slopeUvPerMs, 2) + " µV/ms",
-                    {7, false, kInk}, widthMm - kSampleMm - 10);
+                    {7, false, kInk}, widthMm - kSampleMm - kNameMm);
 }
 
 void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell,
@@ -151,8 +151,8 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
         canvas.DrawText({cell.x, paperBox.Bottom() + 5.5}, "no ST was measured", {7, false, kMuted});
         return;
     }
-    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 5}, cell.width, "first", kFirstPen,
-                findings.leads[lead].firstUv, findings.firstSlopesUvPerMs[lead]);
+    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 5}, cell.width, "reference", kReferencePen,
+                findings.leads[lead].referenceUv, findings.reference.slopeUvPerMs[lead]);
     const LeadSummary& farthest = findings.leads[lead];
     if (!FarthestOf(result, lead).empty())
         DrawFigures(canvas, {cell.x, paperBox.Bottom() + 7.5}, cell.width, LongClock(farthest.seconds),
@@ -177,8 +177,8 @@ void DrawBeatPage(Canvas& canvas, const Findings& findings, std::size_t first, s
 
 TraceRange FindBeatRange(const StressResult& result, std::size_t lead) {
     TraceRange all;
-    for (const std::vector<float>* beat :
-         {&BeatOf(result.firstBeatUv, lead), &FarthestOf(result, lead), &BeatOf(result.latestBeatUv, lead)}) {
+    for (const std::vector<float>* beat : {&BeatOf(result.referenceBeatUv, lead), &FarthestOf(result, lead),
+                                           &BeatOf(result.latestBeatUv, lead)}) {
         const TraceRange range = FindRange(*beat);
         const double zeroUv = PrLevelUv(result, *beat);
         all.lowestUv = std::min(all.lowestUv, range.lowestUv - zeroUv);
@@ -215,12 +215,12 @@ double BeatPaperMm(const StressResult& result) {
 }
 
 void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
-    if (findings.result.firstBeatUv.empty()) return;
+    if (findings.result.referenceBeatUv.empty()) return;
     const std::size_t leads = findings.result.source.leads.size();
     for (std::size_t first = 0; first < leads; first += kLeadsPerGrid) {
         const std::size_t count = std::min(kLeadsPerGrid, leads - first);
         pages.push_back(
-            {"Averaged beats: first, at the largest ST change, latest" +
+            {"Averaged beats: in the reference, at the largest ST change, latest" +
                  NameSpan("leads", first, count, leads),
              [&findings, first, count](Canvas& canvas) { DrawBeatPage(canvas, findings, first, count); }});
     }

@@ -1,5 +1,5 @@
-// BeatPages: the first averaged beat of each lead, that at its largest ST change and the latest laid over
-// each other, at the scale of a printed electrocardiogram and, for the ST segment, enlarged.
+// BeatPages: the averaged beat of each lead in the reference, at its largest ST change and the latest laid
+// over each other, at the scale of a printed electrocardiogram and, for the ST segment, enlarged.
 #pragma once
 
 #include <cstddef>

@@ -4,17 +4,13 @@
 #include <array>
 #include <cmath>
 
+#include "host/results/STSlope.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
 namespace {
 
-constexpr double kUvPerMm = 100;  // of paper at the usual 10 mm/mV
-constexpr double kMmPerMv = 10;
 constexpr double kLatestRateSeconds = 15;
-
-constexpr int kLowRiskDuke = 5;
-constexpr int kHighRiskDuke = -11;
 
 constexpr std::array kPwcNeededRates{120, 130,
                                      150};  // that the heart rate has to exceed for each of kPwcRates
@@ -33,14 +29,13 @@ bool KnowsAPower(const std::vector<Stage>& stages) {
     return std::any_of(stages.begin(), stages.end(), [](const Stage& s) { return s.watts && *s.watts > 0; });
 }
 
-Fact DescribeDuke(const Findings& findings) {
+std::string DescribeDukeOrNone(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
-    if (exercise.duke)
-        return {"Duke score", std::to_string(*exercise.duke) + ", " + DukeRisk(*exercise.duke) + " risk" +
-                                  (IsBruce(exercise.stages) ? "" : std::string(" (") + kDukeRemark + ")")};
-    if (findings.result.beats.empty()) return {"Duke score", MissingBecause("no ST was measured")};
-    if (!exercise.exerciseSeconds) return {"Duke score", MissingBecause("exercise time not given")};
-    return {"Duke score", MissingBecause("exercise time out of range")};
+    if (exercise.duke) return DescribeDuke(exercise);
+    if (findings.result.beats.empty()) return MissingBecause("no ST was measured");
+    if (!exercise.exerciseSeconds) return MissingBecause("exercise time not given");
+    if (!findings.worstLead) return MissingBecause("no ST in the reference");
+    return MissingBecause("exercise time out of range");
 }
 
 std::string DescribeMissingPwc(const Findings& findings, std::size_t index) {
@@ -49,37 +44,59 @@ std::string DescribeMissingPwc(const Findings& findings, std::size_t index) {
                           std::to_string(kPwcNeededRates[index]));
 }
 
-// "9.00 − 5 × 2.16 − 4 × 0 = -1.80, cut to -1". The score comes from the exact figures: those shown get as
-// many decimals as they need to give the same score.
+// "9.00 − 5 × 2.16 − 4 × 0 = -1.80, cut to -1".
 std::string ShowDuke(const ExerciseSummary& exercise) {
-    constexpr int kLeastDecimals = 2, kMostDecimals = 6;
-    const int angina = exercise.angina.value_or(0);
-    const double minutes = std::trunc(*exercise.exerciseSeconds) / kSecondsPerMinute;
-    const double mm = std::abs(exercise.stDeviationMv) * kMmPerMv;
-    for (int decimals = kLeastDecimals;; ++decimals) {
-        const double unit = std::pow(10, -decimals);
-        const long long sum = std::llround(minutes / unit) - 5 * std::llround(mm / unit) -
-                              4LL * angina * std::llround(1 / unit);
-        if (sum / std::llround(1 / unit) != *exercise.duke && decimals < kMostDecimals) continue;
-        return Number(minutes, decimals) + " − 5 × " + Number(mm, decimals) + " − 4 × " +
-               std::to_string(angina) + " = " + Number(static_cast<double>(sum) * unit, decimals) +
-               ", cut to " + std::to_string(*exercise.duke);
-    }
+    const Duke& duke = *exercise.duke;
+    return Number(*exercise.exerciseSeconds / kSecondsPerMinute, 2) + " − 5 × " +
+           Number(duke.st.CountedMm(), 2) + " − 4 × " + std::to_string(exercise.angina.value_or(0)) + " = " +
+           Number(duke.points, 2) + ", cut to " + std::to_string(duke.score);
 }
 
 }  // namespace
 
 Findings::Findings(const ReportData& data)
-    : result(data.result), exercise(data.exercise), leads(SummarizeLeads(data.result)) {
+    : result(data.result),
+      exercise(data.exercise),
+      leads(SummarizeLeads(data.result)),
+      reference(MeasureReference(data.result)) {
     const std::vector<std::string>& names = result.source.leads;
     const auto worst = std::find(names.begin(), names.end(), exercise.stLead);
     if (!exercise.stLead.empty() && worst != names.end() && !leads.empty())
         worstLead = static_cast<std::size_t>(worst - names.begin());
-    firstSlopesUvPerMs = FirstMedians(result, &STReading::slopeUvPerMs);
 }
 
-const char* DukeRisk(int score) {
-    return score >= kLowRiskDuke ? "low" : score <= kHighRiskDuke ? "high" : "moderate";
+std::string DescribeDuke(const ExerciseSummary& exercise) {
+    const Duke& duke = *exercise.duke;
+    std::string text = Number(duke.points, 1);
+    if (duke.risk != nullptr) return text + ", " + duke.risk + " risk";
+    text += ", no class of risk: ";
+    if (!IsBruce(exercise.stages)) text += kDukeRemark;
+    if (!exercise.angina) text += IsBruce(exercise.stages) ? "angina not given" : ", angina not given";
+    return text;
+}
+
+std::string DescribeDukeST(const StressResult& result, const ExerciseSummary& exercise) {
+    const DukeST& st = exercise.duke->st;
+    if (st.netMm == 0) return "no ST change that counts";
+    const std::optional<std::size_t> stage = StageAt(exercise.stages, st.seconds);
+    return std::string(st.netMm < 0 ? NameSTSlope(ClassifySTSlope(st.slopeUvPerMs)) : "") +
+           (st.netMm < 0 ? " ST depression of " : "ST elevation of ") + Number(std::abs(st.netMm), 1) +
+           " mm in " + result.source.leads[st.lead] + " at " + LongClock(st.seconds) +
+           (stage ? " (" + NameStage(exercise.stages[*stage], *stage) + ")" : "") +
+           (st.CountedMm() > 0 ? "" : ", below 1 mm and counted as 0");
+}
+
+std::string DescribeSTHRIndex(const StressResult& result, const ExerciseSummary& exercise) {
+    if (!exercise.sthrIndexLead) return "none: no depression over a rising heart rate";
+    const std::size_t lead = *exercise.sthrIndexLead;
+    return Number(exercise.sthr[lead].index, 2) + " µV/(beats/min) in " + result.source.leads[lead];
+}
+
+std::string DescribeSTHRSlope(const StressResult& result, const ExerciseSummary& exercise) {
+    if (!exercise.sthrSlopeLead) return "none: no significant line of depression over heart rate";
+    const std::size_t lead = *exercise.sthrSlopeLead;
+    return Number(exercise.sthr[lead].slope.uVPerBpm, 2) + " µV/(beats/min) in " + result.source.leads[lead] +
+           ", over " + std::to_string(exercise.sthr[lead].slope.points) + " points";
 }
 
 std::string DescribeAngina(const ExerciseSummary& exercise) {
@@ -132,24 +149,6 @@ double RateAt(const StressResult& result, double seconds) {
 
 double STPointMs(const StressResult& result) { return result.positions.j + kSTOffsetMs + result.postJms; }
 
-double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
-    constexpr double kFromMs = 20, kToMs = 8;  // before Q
-    const double samplesPerMs = result.source.fs / 1000.0;
-    const auto last = static_cast<double>(beatUv.size()) - 1;
-    double sum = 0;
-    int count = 0;
-    const auto from =
-        static_cast<int>(std::max(0.0, std::ceil((result.positions.q - kFromMs) * samplesPerMs)));
-    const auto to = static_cast<int>(std::min(last, std::floor((result.positions.q - kToMs) * samplesPerMs)));
-    for (int at = from; at <= to; ++at) {
-        const float uV = beatUv[static_cast<std::size_t>(at)];
-        if (!std::isfinite(uV)) continue;
-        sum += uV;
-        ++count;
-    }
-    return count > 0 ? sum / count : 0;
-}
-
 std::vector<Fact> ListFacts(const Findings& findings) {
     const StressResult& result = findings.result;
     const SourceInfo& source = result.source;
@@ -165,12 +164,14 @@ std::vector<Fact> ListFacts(const Findings& findings) {
     facts.push_back({"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"});
     facts.push_back({"Beats", DescribeBeats(result)});
     facts.push_back({"ST point", "J + " + std::to_string(kSTOffsetMs + result.postJms) + " ms"});
+    facts.push_back({"Reference", DescribeReference(result)});
     facts.push_back({"Remarks", source.remarks.empty() ? "none" : Join(source.remarks, "; ")});
     return facts;
 }
 
 std::vector<Fact> ListResults(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
+    const StressResult& result = findings.result;
     std::vector<Fact> results;
     results.push_back({"Peak heart rate, 30 s",
                        exercise.peakBpm > 0
@@ -182,7 +183,9 @@ std::vector<Fact> ListResults(const Findings& findings) {
                                                     Signed(lead.changeUv / kUvPerMm, 1) + " mm) in " +
                                                     exercise.stLead + " at " + LongClock(lead.seconds)});
     } else {
-        results.push_back({"Largest ST change", MissingBecause("no ST was measured")});
+        results.push_back(
+            {"Largest ST change",
+             MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference")});
     }
     results.push_back({"Ectopic beats", findings.result.beatsFound.empty()
                                             ? MissingBecause("no beats were found")
@@ -193,7 +196,10 @@ std::vector<Fact> ListResults(const Findings& findings) {
                                     (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
                               : "not given"});
     results.push_back({"Angina", DescribeAngina(exercise)});
-    results.push_back(DescribeDuke(findings));
+    results.push_back({"Duke score", DescribeDukeOrNone(findings)});
+    if (exercise.duke) results.push_back({"Duke ST deviation", DescribeDukeST(result, exercise)});
+    results.push_back({"ST/HR index", DescribeSTHRIndex(result, exercise)});
+    results.push_back({"ST/HR slope", DescribeSTHRSlope(result, exercise)});
     for (std::size_t i = 0; i < kPwcRates.size(); ++i)
         results.push_back({"PWC" + std::to_string(kPwcRates[i]), exercise.pwcWatts[i]
                                                                      ? Number(*exercise.pwcWatts[i], 0) + " W"
@@ -226,8 +232,16 @@ std::vector<std::string> ListMethods(const Findings& findings) {
         " ms after J above the PR level; slope: from J + 6 ms to there. The average follows a change "
         "some ten beats late. 100 µV are 0.1 mV or 1 mm of paper.");
     methods.push_back(
-        "First level: median of the first half minute of readings. Largest change: where the level was "
-        "farthest from that. ST/HR index: level then, divided by the heart rate then.");
+        "Reference: " + DescribeReference(findings.result) +
+        "; changes are against the median level there. Largest change: where the level was farthest from it. "
+        "STHRindex: level then, divided by the heart rate then.");
+    methods.push_back(
+        "ST/HR index: ST depression added from the reference to peak exercise, by the heart rate added "
+        "(Kligfield et al. 1989). ST/HR slope: steepest significant line of depression over heart rate "
+        "through "
+        "three or more points that end at peak exercise (Okin, Kligfield 1995). Highest of all leads but "
+        "aVR, "
+        "aVL and V1.");
     methods.push_back(
         "Peak heart rate: highest median over 30 s, with their end. Beats are found on all leads together; "
         "those that match the averaged beat are averaged. Ventricular beats differ from the normal ones in "
@@ -237,9 +251,9 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     if (exercise.duke) duke += " = " + ShowDuke(exercise);
     methods.push_back(
         duke +
-        ". Risk: low from 5, moderate from 4 to -10, high from -11. The ST deviation is the "
-        "largest change of any lead but aVR. Made for the Bruce protocol on a treadmill (Mark et "
-        "al. 1987, 1991).");
+        ". Risk: low from 5, high from -11 down. The ST deviation is the largest change of any lead but aVR "
+        "that is a horizontal or downsloping depression, or an elevation in a lead without a pathological Q "
+        "wave, and 0 below 1 mm. Made for the Bruce protocol on a treadmill (Mark et al. 1987, 1991).");
     methods.push_back(
         "PWC130, 150, 170: power at which the straight line through heart rate over power, of stages "
         "with 110 to 190 beats/min in their last minute, reaches so many beats/min.");
@@ -287,16 +301,18 @@ ReportTable MakeStageTable(const Findings& findings) {
 ReportTable MakeLeadTable(const Findings& findings) {
     const StressResult& result = findings.result;
     ReportTable table{"ST per lead",
-                      {{"Lead", "", 1.1, true},
-                       {"First level", "µV"},
-                       {"Largest change", "µV", 1.2},
-                       {"Largest change", "mm", 1.2},
+                      {{"Lead", "", 0.9, true},
+                       {"Reference", "µV"},
+                       {"Largest change", "µV", 1.4},
+                       {"Largest change", "mm", 1.4},
                        {"Level then", "µV"},
                        {"Slope then", "µV/ms"},
-                       {"Heart rate then", "beats/min", 1.3},
-                       {"When", "min:s"},
-                       {"ST/HR index", "µV/(beats/min)", 1.2},
-                       {"Latest level", "µV"}},
+                       {"Heart rate then", "beats/min", 1.45},
+                       {"When", "min:s", 0.8},
+                       {"STHRindex", "µV/(beats/min)", 1.25},
+                       {"ST/HR index", "µV/(beats/min)", 1.25},
+                       {"ST/HR slope", "µV/(beats/min)", 1.25},
+                       {"Latest level", "µV", 1.1}},
                       {},
                       findings.worstLead};
     if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";
@@ -306,10 +322,13 @@ ReportTable MakeLeadTable(const Findings& findings) {
             row.resize(table.columns.size(), "-");
         } else {
             const LeadSummary& s = findings.leads[lead];
+            const STHRFigures sthr = lead < findings.exercise.sthr.size() ? findings.exercise.sthr[lead]
+                                                                          : STHRFigures{kNothing, {}};
             for (std::string& cell : std::vector<std::string>{
-                     Number(s.firstUv, 0), Signed(s.changeUv, 0), Signed(s.changeUv / kUvPerMm, 1),
-                     Number(s.levelUv, 0), Number(s.slopeUvPerMs, 2), Number(s.bpm, 0), LongClock(s.seconds),
-                     Number(s.sthrIndex, 2), Number(result.beats.back().levelUv[lead], 0)})
+                     std::isnan(s.referenceUv) ? "none" : Number(s.referenceUv, 0), Signed(s.changeUv, 0),
+                     Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0), Number(s.slopeUvPerMs, 2),
+                     Number(s.bpm, 0), LongClock(s.seconds), Number(s.sthrIndex, 2), Number(sthr.index, 2),
+                     Number(sthr.slope.uVPerBpm, 2), Number(result.beats.back().levelUv[lead], 0)})
                 row.push_back(std::move(cell));
         }
         table.rows.push_back(std::move(row));

@@ -9,6 +9,7 @@
 
 #include "host/report/ReportData.h"
 #include "host/results/Ectopy.h"
+#include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 
 /// The figures and texts that all pages draw on. References are to the report's data.
@@ -17,9 +18,9 @@ struct Findings {
 
     const StressResult& result;
     const ExerciseSummary& exercise;
-    std::vector<LeadSummary> leads;          // empty without a folded beat
-    std::vector<double> firstSlopesUvPerMs;  // medians of the first half minute, as the first levels are
-    std::optional<std::size_t> worstLead;    // the one with the largest ST change of all but aVR
+    std::vector<LeadSummary> leads;  // empty without a folded beat
+    Reference reference;
+    std::optional<std::size_t> worstLead;  // the one with the largest ST change of all but aVR
 };
 
 struct Fact {
@@ -38,12 +39,16 @@ struct ReportTable {
     std::optional<std::size_t> emphasised;  // a row that stands out
 };
 
-/// Risk group of a Duke treadmill score: "low" from 5 up, "high" from -11 down, "moderate" between.
-/// Source: Mark et al., Ann Intern Med 1987; 106: 793-800, and N Engl J Med 1991; 325: 849-853.
-const char* DukeRisk(int score);
-
-/// Remark beside every Duke score that is not from a treadmill with the stages of Bruce.
-constexpr const char* kDukeRemark = "made for the Bruce treadmill protocol";
+/// Stands in the place of a risk where the stages are not those of Bruce.
+constexpr const char* kDukeRemark = "not the Bruce protocol";
+/// "-1.8, moderate risk", or why there is no class of risk.
+std::string DescribeDuke(const ExerciseSummary& exercise);
+/// "horizontal ST depression of 2.2 mm in V5 at 9:51 (stage 3)", and whether it is below 1 mm.
+std::string DescribeDukeST(const StressResult& result, const ExerciseSummary& exercise);
+/// "1.9 µV/(beats/min) in V5", or "not known".
+std::string DescribeSTHRIndex(const StressResult& result, const ExerciseSummary& exercise);
+/// The same with the number of points.
+std::string DescribeSTHRSlope(const StressResult& result, const ExerciseSummary& exercise);
 /// "none (index 0)", or "not given (counted as 0)".
 std::string DescribeAngina(const ExerciseSummary& exercise);
 /// "42 of 50 averaged".
@@ -71,8 +76,5 @@ ReportTable MakeLeadTable(const Findings& findings);
 double RateAt(const StressResult& result, double seconds);
 /// Where ST is measured, milliseconds from the start of the averaged beat.
 double STPointMs(const StressResult& result);
-/// PR level of an averaged beat, from which its ST is counted: the mean between 20 and 8 ms before Q, uV; 0
-/// without samples.
-double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv);
 /// "12:05", from an hour on "3:12:05".
 std::string LongClock(double seconds);

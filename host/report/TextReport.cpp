@@ -37,7 +37,7 @@ void PrintTrend(std::ostream& out, const StressResult& result, const std::vector
         for (std::size_t lead = first; lead < end; ++lead) out << Cell(quantity.unit, quantity.width);
         out << "\n";
         for (const MinuteRow& row : rows) {
-            out << Cell(Clock(row.minute * 60.0), kTimeWidth) << Cell(Number(row.bpm, 1), kRateWidth);
+            out << Cell(Clock(row.fromSeconds), kTimeWidth) << Cell(Number(row.bpm, 1), kRateWidth);
             for (std::size_t lead = first; lead < end; ++lead)
                 out << Cell(Number((row.*quantity.values)[lead], quantity.decimals), quantity.width);
             out << "\n";
@@ -81,16 +81,18 @@ void PrintExtremes(std::ostream& out, const StressResult& result) {
     }
 }
 
-void PrintExercise(std::ostream& out, const ExerciseSummary& exercise) {
+void PrintExercise(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise) {
     out << "Peak heart rate, 30 s: " << Number(exercise.peakBpm, 0) << " beats/min at "
         << Clock(exercise.peakSeconds);
     if (!exercise.stLead.empty())
         out << "; largest ST change " << Number(exercise.stDeviationMv, 2) << " mV in " << exercise.stLead;
     out << "\n";
+    if (exercise.sthrIndexLead) out << "ST/HR index " << DescribeSTHRIndex(result, exercise) << "\n";
+    if (exercise.sthrSlopeLead) out << "ST/HR slope " << DescribeSTHRSlope(result, exercise) << "\n";
     if (exercise.duke)
-        out << "Duke score " << *exercise.duke << ": exercise " << Clock(*exercise.exerciseSeconds)
-            << " min:s, angina " << DescribeAngina(exercise)
-            << (IsBruce(exercise.stages) ? "" : std::string("\n  ") + kDukeRemark) << "\n";
+        out << "Duke score " << DescribeDuke(exercise) << "\n  exercise " << Clock(*exercise.exerciseSeconds)
+            << " min:s, angina " << DescribeAngina(exercise) << "\n  " << DescribeDukeST(result, exercise)
+            << "\n";
     for (std::size_t i = 0; i < kPwcRates.size(); ++i) {
         if (exercise.pwcWatts[i])
             out << "PWC" << kPwcRates[i] << " " << Number(*exercise.pwcWatts[i], 0) << " W\n";
@@ -105,6 +107,7 @@ void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSu
         << "Conditioning: " << result.conditioning << "; delay " << Number(result.delayMs, 0)
         << " ms, taken off all times\n";
     PrintLearned(out, result);
+    out << "Reference of ST changes: " << DescribeReference(result) << "\n";
 
     const std::vector<MinuteRow> rows = SummarizeMinutes(result);
     const std::string level =
@@ -117,5 +120,5 @@ void PrintReport(std::ostream& out, const StressResult& result, const ExerciseSu
     for (const BeatCounts& counts : CountBeats(result, exercise.stages))
         out << (counts.stretch.empty() ? "Ectopic beats" : "  " + counts.stretch) << ": "
             << DescribeEctopy(counts) << "\n";
-    PrintExercise(out, exercise);
+    PrintExercise(out, result, exercise);
 }

@@ -48,7 +48,7 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
     const Colour colour = isWorst ? kAccent : kInk;
     const double nameMm = canvas.DrawText({area.x, area.y - 1.6}, result.source.leads[lead],
                                           {9, true, colour}, area.width * 0.4);
-    std::string caption = "no ST was measured";
+    std::string caption = readings.empty() ? "no ST was measured" : "no change: no ST in the reference";
     if (!findings.leads.empty() && std::isfinite(findings.leads[lead].levelUv)) {
         const LeadSummary& s = findings.leads[lead];
         caption = (isWorst ? "largest of all: " : "largest change ") + Number(s.changeUv, 0) + " µV at " +
@@ -76,7 +76,7 @@ void AddTrendPages(const Findings& findings, std::vector<ReportPage>& pages) {
                  const TimeAxis time = ChooseTimeAxis(findings.result.seconds, 1);
                  DrawCaption(canvas, std::string("mV over ") + time.unit +
                                          "; 0.1 mV is 1 mm of ECG paper. All leads on one scale; stages of "
-                                         "work are shaded; rings: largest change from the first level.");
+                                         "work are shaded; rings: largest change from the reference.");
              }});
     }
 }

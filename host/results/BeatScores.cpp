@@ -12,8 +12,8 @@ namespace {
 constexpr double kWindowSeconds = 0.15 + 1e-6;  // 150 ms as EC57 sets it, plus floating-point slack
 constexpr double kPassingSeconds = 10;          // normal beats farther apart do not belong to one hole
 
-double Part(int part, int rest) {
-    return part + rest > 0 ? static_cast<double>(part) / (part + rest) : kNothing;
+double Part(std::ptrdiff_t part, std::ptrdiff_t rest) {
+    return part + rest > 0 ? static_cast<double>(part) / static_cast<double>(part + rest) : kNothing;
 }
 
 // All that are near enough, the nearest first.
@@ -99,8 +99,7 @@ BeatScore ScoreBeats(const std::vector<double>& foundSeconds, const std::vector<
     const Pairing pairing(foundSeconds, referenceSeconds, uncounted);
     std::vector<double> offsets;
     for (const BeatPair& pair : pairing.pairs) offsets.push_back(pair.offset * kMsPerSecond);
-    return {{static_cast<int>(pairing.pairs.size()), static_cast<int>(pairing.missed.size()),
-             static_cast<int>(pairing.extra.size())},
+    return {{std::ssize(pairing.pairs), std::ssize(pairing.missed), std::ssize(pairing.extra)},
             Median(std::move(offsets))};
 }
 
@@ -127,7 +126,7 @@ FoldingScore ScoreFolding(const std::vector<STReading>& folded, const std::vecto
         if (ClassOf(beat.code) == BeatClass::Normal && !LiesIn(uncounted, beat.seconds))
             normal.push_back(beat.seconds);
     std::vector<bool> hasValue(normal.size());
-    FoldingScore score{static_cast<int>(normal.size()), 0, kNothing, kNothing};
+    FoldingScore score{std::ssize(normal), 0, kNothing, kNothing};
     for (const BeatPair& pair : PairBeats(TimesOf(folded), normal)) {
         ++score.folded;
         const std::vector<float>& levels = folded[pair.found].levelUv;

@@ -6,6 +6,7 @@
 // not count; a pair lies where its reference beat lies.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@
 #include "host/results/Truth.h"
 
 struct Hits {
-    int right = 0, missed = 0, extra = 0;
+    std::ptrdiff_t right = 0, missed = 0, extra = 0;
     double Sensitivity() const;           // 0..1, NaN without reference beats
     double PositivePredictivity() const;  // 0..1, NaN without found beats
 };
@@ -41,7 +42,7 @@ ClassScores ScoreClasses(const std::vector<MarkedBeat>& found, const std::vector
 /// 10 s from one to the next, none of which has an ST value in any lead; it lasts from the first to the last
 /// of them.
 struct FoldingScore {
-    int normal = 0, folded = 0;                   // normal beats, and those with a folded beat within 150 ms
+    std::ptrdiff_t normal = 0, folded = 0;        // normal beats, and those with a folded beat within 150 ms
     double Part() const;                          // 0..1, NaN without normal beats
     double holeSeconds = 0, holeFromSeconds = 0;  // the longest; NaN where every normal beat has a value
 };

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "core/stress/ExerciseIndices.h"
+#include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
@@ -23,6 +24,7 @@ constexpr double kMostWatts = 2000;
 constexpr double kLatestStartSeconds = 7 * 24 * 3600.0;
 constexpr double kSlackSeconds = 1;  // times given by hand are rounded to the second
 constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
+constexpr std::array kLeadsWithoutSTHR{"aVR", "aVL", "V1"};  // see STHRIndices.h
 
 constexpr std::array kProtocols{ProtocolPlan{"bruce", 180, 7, 0}, ProtocolPlan{"bicycle", 120, 16, 25},
                                 ProtocolPlan{"ramp", 60, 40, 10}};
@@ -31,12 +33,15 @@ constexpr std::array kProtocols{ProtocolPlan{"bruce", 180, 7, 0}, ProtocolPlan{"
 constexpr std::array kBruceStages{"2.7 km/h, 10 %", "4.0 km/h, 12 %", "5.5 km/h, 14 %", "6.8 km/h, 16 %",
                                   "8.0 km/h, 18 %", "8.9 km/h, 20 %", "9.7 km/h, 22 %"};
 
-// The heart rates from `from` up to `to`, seconds.
-std::vector<double> RatesIn(const StressResult& result, double from, double to) {
+std::vector<double> RatesIn(const StressResult& result, const Span& span) {
     std::vector<double> bpm;
     for (const RateReading& rate : result.rates)
-        if (rate.seconds >= from && rate.seconds < to) bpm.push_back(rate.bpm);
+        if (span.Contains(rate.seconds)) bpm.push_back(rate.bpm);
     return bpm;
+}
+
+double StageEnd(const std::vector<Stage>& stages, std::size_t index, const StressResult& result) {
+    return index + 1 < stages.size() ? stages[index + 1].startSeconds : result.seconds;
 }
 
 // "90", "1:30" or "1:02:30"; nothing where it is none of them, or 60 or more stand behind a colon.
@@ -109,15 +114,74 @@ void FindSTDeviation(const StressResult& result, ExerciseSummary& summary) {
     }
 }
 
+// The end of each stage with work, or without stages each minute up to the peak heart rate, in order of time.
+std::vector<Span> ExerciseCourse(const StressResult& result, const ExerciseSummary& summary) {
+    std::vector<Span> course;
+    const std::optional<Span> work = FindWork(summary.stages, result.seconds);
+    if (work) {
+        for (std::size_t i = 0; i < summary.stages.size(); ++i) {
+            const double from = summary.stages[i].startSeconds, end = StageEnd(summary.stages, i, result);
+            if (work->Contains(from)) course.push_back({std::max(from, end - kStageEndSeconds), end});
+        }
+        return course;
+    }
+    for (double end = summary.peakSeconds; end - kSecondsPerMinute >= result.reference.span.toSeconds;
+         end -= kSecondsPerMinute)
+        course.insert(course.begin(), {end - kSecondsPerMinute, end});
+    return course;
+}
+
+STAtRate MeasureIn(const StressResult& result, const Span& span, std::size_t lead) {
+    std::vector<double> levels;
+    for (const STReading& beat : result.beats)
+        if (span.Contains(beat.seconds)) levels.push_back(beat.levelUv[lead]);
+    return {Median(RatesIn(result, span)), Median(std::move(levels))};
+}
+
+void FindSTHR(const StressResult& result, ExerciseSummary& summary) {
+    const Reference reference = MeasureReference(result);
+    const std::vector<Span> course = ExerciseCourse(result, summary);
+    const std::optional<Span> work = FindWork(summary.stages, result.seconds);
+    const double peakSeconds = work ? work->toSeconds : summary.peakSeconds;
+    const Span peak{std::max(work ? work->fromSeconds : 0.0, peakSeconds - kPeakWindowSeconds), peakSeconds};
+    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
+        const STAtRate rest{reference.bpm, reference.levelUv[lead]};
+        std::vector<STAtRate> points{rest};
+        for (const Span& span : course) points.push_back(MeasureIn(result, span, lead));
+        summary.sthr.push_back({FindSTHRIndex(rest, MeasureIn(result, peak, lead)),
+                                FindSTHRSlope(points.data(), points.size())});
+        const std::string& name = result.source.leads[lead];
+        if (std::any_of(kLeadsWithoutSTHR.begin(), kLeadsWithoutSTHR.end(),
+                        [&](const char* left) { return EqualIgnoringCase(name, left); }))
+            continue;
+        const STHRFigures& figures = summary.sthr.back();
+        const auto takeHighest = [&](std::optional<std::size_t>& highest, double value, double soFar) {
+            if (value > 0 && (!highest || value > soFar)) highest = lead;
+        };
+        takeHighest(summary.sthrIndexLead, figures.index,
+                    summary.sthr[summary.sthrIndexLead.value_or(lead)].index);
+        takeHighest(summary.sthrSlopeLead, figures.slope.uVPerBpm,
+                    summary.sthr[summary.sthrSlopeLead.value_or(lead)].slope.uVPerBpm);
+    }
+}
+
+void FindDuke(const StressResult& result, ExerciseSummary& summary) {
+    if (!summary.exerciseSeconds || !(*summary.exerciseSeconds > 0) ||
+        *summary.exerciseSeconds > kLongestDukeSeconds)
+        return;
+    const std::optional<Span> work = FindWork(summary.stages, result.seconds);
+    const std::optional<DukeST> st = FindDukeST(result, work ? work->fromSeconds : 0);
+    if (st) summary.duke = ScoreDuke(*st, *summary.exerciseSeconds, summary.angina, IsBruce(summary.stages));
+}
+
 void FindPowers(const StressResult& result, ExerciseSummary& summary) {
     std::vector<float> watts, bpm;
     for (std::size_t i = 0; i < summary.stages.size(); ++i) {
         const Stage& stage = summary.stages[i];
         if (!stage.watts || *stage.watts <= 0) continue;
-        const double end =
-            i + 1 < summary.stages.size() ? summary.stages[i + 1].startSeconds : result.seconds;
+        const double end = StageEnd(summary.stages, i, result);
         std::vector<double> rates =
-            RatesIn(result, std::max(stage.startSeconds, end - kStageEndSeconds), end);
+            RatesIn(result, {std::max(stage.startSeconds, end - kStageEndSeconds), end});
         if (rates.empty()) continue;
         watts.push_back(static_cast<float>(*stage.watts));
         bpm.push_back(static_cast<float>(Median(std::move(rates))));
@@ -174,9 +238,7 @@ const ProtocolPlan& FindProtocol(const std::string& name) {
 Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds) {
     const double watts = (stage + 1) * plan.wattsPerStage;
     if (watts > 0) return {startSeconds, watts, Number(watts, 0) + " W"};
-    return {startSeconds,
-            {},
-            "Bruce " + std::to_string(stage + 1) + ", " + kBruceStages[static_cast<std::size_t>(stage)]};
+    return {startSeconds, {}, "Bruce " + std::to_string(stage + 1) + ", " + kBruceStages.begin()[stage]};
 }
 
 std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds) {
@@ -243,13 +305,16 @@ ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOpti
         summary.exerciseSeconds = work->toSeconds - work->fromSeconds;
     FindPeak(result, summary);
     FindSTDeviation(result, summary);
-    if (summary.exerciseSeconds && *summary.exerciseSeconds > 0 &&
-        *summary.exerciseSeconds <= kLongestDukeSeconds && !result.beats.empty())
-        summary.duke =
-            DukeScore(static_cast<short>(*summary.exerciseSeconds), static_cast<float>(summary.stDeviationMv),
-                      static_cast<short>(options.angina.value_or(0)));
+    FindSTHR(result, summary);
+    FindDuke(result, summary);
     FindPowers(result, summary);
     return summary;
+}
+
+std::optional<std::size_t> StageAt(const std::vector<Stage>& stages, double seconds) {
+    std::optional<std::size_t> at;
+    for (std::size_t i = 0; i < stages.size() && stages[i].startSeconds <= seconds; ++i) at = i;
+    return at;
 }
 
 std::string NameStage(const Stage& stage, std::size_t index) {

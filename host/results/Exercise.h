@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "core/stress/STHRIndices.h"
+#include "host/results/Duke.h"
 #include "host/results/StressResult.h"
 
 /// The figures of a stage are medians over this long before its end.
@@ -26,6 +28,14 @@ struct ExerciseOptions {
     std::optional<int> angina;              // 0 none, 1 not limiting, 2 limiting; empty: not given
 };
 
+/// The published ST/HR index and slope of a lead, uV per beat/min. Rest is the reference; peak exercise is
+/// the last half minute of the work or, without stages, that of the peak heart rate. The slope goes through
+/// the reference and the end of each stage with work or, without stages, each minute up to the peak.
+struct STHRFigures {
+    double index = 0;  // NaN where not known
+    STHRSlope slope;
+};
+
 struct ExerciseSummary {
     std::vector<Stage> stages;  // those that begin before the end of the recording
     std::optional<int> angina;  // as in ExerciseOptions
@@ -34,11 +44,13 @@ struct ExerciseSummary {
     /// stretch; NaN without heart rate.
     double peakBpm = 0;
     double peakSeconds = 0;
-    /// Largest ST change of any lead but aVR from its first level, mV (0.1 mV is 1 mm on ECG paper; a
+    /// Largest ST change of any lead but aVR from the reference, mV (0.1 mV is 1 mm on ECG paper; a
     /// depression is negative), and its lead.
     double stDeviationMv = 0;
     std::string stLead;
-    std::optional<int> duke;  // empty without an exercise time; angina that is not given counts 0
+    std::optional<Duke> duke;       // empty without an exercise time, or without ST changes from then on
+    std::vector<STHRFigures> sthr;  // per lead
+    std::optional<std::size_t> sthrIndexLead, sthrSlopeLead;  // with the highest of all but aVR, aVL and V1
     std::array<std::optional<double>, kPwcRates.size()> pwcWatts;  // at kPwcRates
 };
 
@@ -77,6 +89,8 @@ std::vector<std::string> CheckExercise(const ExerciseOptions& options, double re
 
 ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options);
 
+/// The stage at a time as an index; nothing before the first.
+std::optional<std::size_t> StageAt(const std::vector<Stage>& stages, double seconds);
 /// The name of a stage or, where it has none, its number from 1 on.
 std::string NameStage(const Stage& stage, std::size_t index);
 /// The power of a stage, "50 W"; empty where there is none or where the name says it.

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/results/Ectopy.h"
+#include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
@@ -12,19 +13,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double>& firsts) {
+void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double>& referencesUv,
+              const Span& reference) {
     const auto cell = [&](double value, int decimals) {
         out << ',' << (std::isnan(value) ? "" : Number(value, decimals));
     };
     out << Number(beat.seconds, 3);
     cell(beat.rrMs, 0);
     cell(beat.bpm, 1);
-    for (std::size_t lead = 0; lead < firsts.size(); ++lead) {
+    for (std::size_t lead = 0; lead < referencesUv.size(); ++lead) {
         cell(beat.levelUv[lead], 0);
         cell(beat.slopeUvPerMs[lead], 3);
-        cell(beat.levelUv[lead] - firsts[lead], 0);
+        cell(beat.levelUv[lead] - referencesUv[lead], 0);
         cell(STHRindex(beat.levelUv[lead], beat.bpm), 3);
     }
+    cell(reference.fromSeconds, 3);
+    cell(reference.toSeconds, 3);
     out << '\n';
 }
 
@@ -39,7 +43,7 @@ Json BeatJson(const StressResult& result) {
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
         const std::string& name = result.source.leads[lead];
         if (learned.usable[lead]) usable.push_back(name);
-        first[name] = result.firstBeatUv[lead];
+        first[name] = result.referenceBeatUv[lead];
         latest[name] = result.latestBeatUv[lead];
     }
     return {{"learned_from", learned.record},
@@ -65,23 +69,38 @@ Json SpansJson(const std::vector<Span>& spans) {
     return all;
 }
 
-Json LeadsJson(const StressResult& result) {
+Json ReferenceJson(const StressResult& result) {
+    if (result.reference.why.empty()) return {};
+    return {{"from_s", result.reference.span.fromSeconds},
+            {"to_s", result.reference.span.toSeconds},
+            {"why", result.reference.why},
+            {"heart_rate_per_min", Value(MeasureReference(result).bpm)}};
+}
+
+Json LeadsJson(const StressResult& result, const ExerciseSummary& exercise) {
+    const std::vector<std::size_t> referenceBeats = MeasureReference(result).beats;
     Json leads = Json::array();
     const std::vector<LeadSummary> summaries = SummarizeLeads(result);
     const std::vector<LeadExtremes> extremes = FindExtremes(result);
     for (std::size_t lead = 0; lead < summaries.size(); ++lead) {
         const LeadSummary& s = summaries[lead];
         const LeadExtremes& e = extremes[lead];
+        const STHRFigures sthr =
+            lead < exercise.sthr.size() ? exercise.sthr[lead] : STHRFigures{kNothing, {}};
         leads.push_back({{"name", result.source.leads[lead]},
                          {"off", SpansJson(result.off[lead])},
                          {"disturbed", SpansJson(result.disturbed[lead])},
-                         {"first_level_uv", Value(s.firstUv)},
+                         {"first_level_uv", Value(s.referenceUv)},
+                         {"reference_beats", referenceBeats[lead]},
                          {"largest_change_uv", Value(s.changeUv)},
                          {"largest_change_s", Value(s.seconds)},
                          {"level_then_uv", Value(s.levelUv)},
                          {"slope_then_uv_per_ms", Value(s.slopeUvPerMs)},
                          {"heart_rate_then_per_min", Value(s.bpm)},
                          {"sthr_index_then_uv_min", Value(s.sthrIndex)},
+                         {"published_sthr_index_uv_min", Value(sthr.index)},
+                         {"published_sthr_slope_uv_min", Value(sthr.slope.uVPerBpm)},
+                         {"published_sthr_slope_points", sthr.slope.points},
                          {"lowest_level_uv", Value(e.lowestUv)},
                          {"lowest_level_s", Value(e.lowestSeconds)},
                          {"highest_level_uv", Value(e.highestUv)},
@@ -113,7 +132,22 @@ Json BeatClassesJson(const StressResult& result, const std::vector<Stage>& stage
     return all;
 }
 
-Json ExerciseJson(const ExerciseSummary& exercise) {
+Json DukeJson(const StressResult& result, const ExerciseSummary& exercise) {
+    if (!exercise.duke) return {};
+    const Duke& duke = *exercise.duke;
+    const std::optional<std::size_t> stage = StageAt(exercise.stages, duke.st.seconds);
+    const bool isThere = duke.st.netMm != 0;
+    return {{"points", duke.points},
+            {"risk", duke.risk != nullptr ? Json(duke.risk) : Json()},
+            {"st_mm", duke.st.CountedMm()},
+            {"st_net_mm", duke.st.netMm},
+            {"st_lead", isThere ? Json(result.source.leads[duke.st.lead]) : Json()},
+            {"st_s", isThere ? Json(duke.st.seconds) : Json()},
+            {"st_slope_uv_per_ms", isThere ? Value(duke.st.slopeUvPerMs) : Json()},
+            {"st_stage", isThere && stage ? Json(NameStage(exercise.stages[*stage], *stage)) : Json()}};
+}
+
+Json ExerciseJson(const StressResult& result, const ExerciseSummary& exercise) {
     Json stages = Json::array();
     for (const Stage& stage : exercise.stages)
         stages.push_back(
@@ -123,7 +157,8 @@ Json ExerciseJson(const ExerciseSummary& exercise) {
             {"angina", exercise.angina ? Json(*exercise.angina) : Json()},
             {"st_deviation_mv", exercise.stDeviationMv},
             {"st_deviation_lead", exercise.stLead},
-            {"duke", exercise.duke ? Json(*exercise.duke) : Json()},
+            {"duke", exercise.duke ? Json(exercise.duke->score) : Json()},
+            {"duke_detail", DukeJson(result, exercise)},
             {"peak_heart_rate_per_min", Value(exercise.peakBpm)},
             {"peak_heart_rate_s", exercise.peakSeconds},
             {"pwc130_w", Value(exercise.pwcWatts[0])},
@@ -139,12 +174,12 @@ void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everyS
     for (const std::string& lead : result.source.leads)
         out << ',' << CsvField(lead + "_st_uv") << ',' << CsvField(lead + "_slope_uv_per_ms") << ','
             << CsvField(lead + "_change_uv") << ',' << CsvField(lead + "_sthr_uv_min");
-    out << '\n';
-    const std::vector<double> firsts = FirstMedians(result, &STReading::levelUv);
+    out << ",reference_from_s,reference_to_s\n";
+    const std::vector<double> referencesUv = MeasureReference(result).levelUv;
     double due = 0;
     for (const STReading& beat : result.beats) {
         if (beat.seconds < due) continue;
-        WriteRow(out, beat, firsts);
+        WriteRow(out, beat, referencesUv, result.reference.span);
         if (everySeconds > 0) due = (std::floor(beat.seconds / everySeconds) + 1) * everySeconds;
     }
 }
@@ -170,11 +205,12 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
                           {"st_measured_ms_after_j", kSTOffsetMs + result.postJms},
                           {"warnings", result.warnings},
                           {"averaged_beat", BeatJson(result)},
-                          {"exercise", ExerciseJson(exercise)},
+                          {"reference", ReferenceJson(result)},
+                          {"exercise", ExerciseJson(result, exercise)},
                           {"beats_found", result.beatsFound.size()},
                           {"beats_folded", result.beats.size()},
                           {"beat_classes", BeatClassesJson(result, exercise.stages)},
-                          {"leads", LeadsJson(result)}};
+                          {"leads", LeadsJson(result, exercise)}};
     std::ostream& out = file.Stream();
     // File names and lead names need not be UTF-8.
     std::string head = summary.dump(1, ' ', false, Json::error_handler_t::replace);

@@ -6,8 +6,9 @@
 #include "host/support/PendingFile.h"
 
 /// Comma-separated trends, one row per folded beat, or, with `everySeconds` above 0, the first beat of every
-/// such stretch: time, RR, heart rate, and per lead ST level, slope, change since the first level and ST/HR
-/// index. Units are in the column names; a figure that is not known is empty. The caller commits.
+/// such stretch: time, RR, heart rate, per lead ST level, slope, change from the reference and the engine's
+/// STHRindex, and from when to when the reference is. Units are in the column names; a figure that is not
+/// known is empty. The caller commits.
 void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everySeconds);
 
 /// Value of the member "schema" of a result.

@@ -20,6 +20,13 @@ using qz::LearnedBeat;
 /// A stretch of time: from the first moment on and before the second.
 struct Span {
     double fromSeconds = 0, toSeconds = 0;
+    bool Contains(double seconds) const { return seconds >= fromSeconds && seconds < toSeconds; }
+};
+
+/// The stretch from which changes of ST count: the level that they are against is the median in it.
+struct ReferenceStretch {
+    Span span;
+    std::string why;  // in words why it is this one; empty without any ST value
 };
 
 struct RateReading {
@@ -51,10 +58,10 @@ struct Strip {
     std::vector<std::vector<float>> cleanUv;
 };
 
-/// The averaged beat of a lead where its ST level was farthest from its first, after the first half minute.
-struct FarthestBeat {
-    double changeUv = 0, seconds = 0;
-    std::vector<float> uV;  // at the positions of the first; empty where there is none
+/// The averaged beat of a lead when its ST level was the lowest, the highest or farthest from the reference.
+struct BeatThen {
+    double levelUv = std::numeric_limits<double>::quiet_NaN(), seconds = 0;
+    std::vector<float> uV;  // at the positions of the first learned beat; empty where there is none
 };
 
 struct StressResult {
@@ -68,11 +75,13 @@ struct StressResult {
     int postJms = 0;           // ST is measured this long after J + 6 ms
     LearnedBeat learned;
     BeatPositionsMs positions;
-    std::vector<std::vector<float>> firstBeatUv;   // [lead][sample], as first handed to the engine
-    std::vector<std::vector<float>> latestBeatUv;  // and as it left off, at the same positions
-    std::vector<FarthestBeat> farthest;            // per lead
-    std::vector<double> relearnedSeconds;          // from when on a newly learned beat was matched
-    std::vector<Strip> strips;                     // in order of time
+    ReferenceStretch reference;
+    // The averaged beat, [lead][sample]: its mean over the reference, empty for a lead that has no ST value
+    // there; and as it was left, at the same positions.
+    std::vector<std::vector<float>> referenceBeatUv, latestBeatUv;
+    std::vector<BeatThen> farthest;        // per lead
+    std::vector<double> relearnedSeconds;  // from when on a newly learned beat was matched
+    std::vector<Strip> strips;             // in order of time
     std::vector<RateReading> rates;
     std::vector<STReading> beats;  // one for each beat folded in
     // Of each lead, when it was off, and when its baseline jumped or left the range; in order of time.

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "host/results/Reference.h"
 #include "host/support/Units.h"
 
 double Median(std::vector<double> values) {
@@ -15,57 +16,41 @@ double Median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
-std::vector<double> FirstMedians(const StressResult& result, LeadValues values) {
-    std::vector<double> firsts;
-    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
-        std::vector<double> first;
-        double until = kNothing;  // seconds
-        for (const STReading& beat : result.beats) {
-            const double value = (beat.*values)[lead];
-            if (beat.seconds > until) break;
-            if (std::isnan(value)) continue;
-            if (first.empty()) until = beat.seconds + kFirstSeconds;
-            first.push_back(value);
+double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
+    constexpr double kFromMs = 20, kToMs = 8;  // before Q
+    const double msPerSample = kMsPerSecond / result.source.fs;
+    double sum = 0, count = 0, ms = 0;
+    for (const float uV : beatUv) {
+        if (ms >= result.positions.q - kFromMs && ms <= result.positions.q - kToMs && std::isfinite(uV)) {
+            sum += uV;
+            ++count;
         }
-        firsts.push_back(Median(std::move(first)));
+        ms += msPerSample;
     }
-    return firsts;
+    return count > 0 ? sum / count : 0;
 }
 
 double STHRindex(double levelUv, double bpm) { return bpm > 0 ? levelUv / bpm : kNothing; }
 
 std::vector<MinuteRow> SummarizeMinutes(const StressResult& result) {
-    struct Readings {
-        std::vector<double> bpm;
-        std::vector<std::vector<double>> levelUv, slopeUvPerMs;  // [lead]
-    };
-    const std::size_t leads = result.source.leads.size();
-    const int minutes = std::max(1, static_cast<int>(std::ceil(result.seconds / kSecondsPerMinute)));
-    std::vector<Readings> readings(static_cast<std::size_t>(minutes));
-    for (Readings& minute : readings) {
-        minute.levelUv.resize(leads);
-        minute.slopeUvPerMs.resize(leads);
-    }
-    const auto at = [&](double seconds) -> Readings& {
-        const int minute = static_cast<int>(std::floor(seconds / kSecondsPerMinute));
-        return readings[static_cast<std::size_t>(std::clamp(minute, 0, minutes - 1))];
-    };
-    for (const RateReading& rate : result.rates) at(rate.seconds).bpm.push_back(rate.bpm);
-    for (const STReading& beat : result.beats) {
-        Readings& minute = at(beat.seconds);
-        for (std::size_t lead = 0; lead < leads; ++lead) {
-            minute.levelUv[lead].push_back(beat.levelUv[lead]);
-            minute.slopeUvPerMs[lead].push_back(beat.slopeUvPerMs[lead]);
-        }
-    }
     std::vector<MinuteRow> rows;
-    for (Readings& minute : readings) {
-        MinuteRow row{static_cast<int>(rows.size()), Median(std::move(minute.bpm)), {}, {}};
-        for (std::size_t lead = 0; lead < leads; ++lead) {
-            row.levelUv.push_back(Median(std::move(minute.levelUv[lead])));
-            row.slopeUvPerMs.push_back(Median(std::move(minute.slopeUvPerMs[lead])));
+    auto rate = result.rates.begin();
+    auto beat = result.beats.begin();
+    for (double from = 0; rows.empty() || from < result.seconds; from += kSecondsPerMinute) {
+        const bool isLast = from + kSecondsPerMinute >= result.seconds;
+        const auto isWithin = [&](double seconds) { return isLast || seconds < from + kSecondsPerMinute; };
+        std::vector<double> bpm;
+        std::vector<std::vector<double>> levels(result.source.leads.size()), slopes(levels.size());
+        for (; rate != result.rates.end() && isWithin(rate->seconds); ++rate) bpm.push_back(rate->bpm);
+        for (; beat != result.beats.end() && isWithin(beat->seconds); ++beat) {
+            for (std::size_t lead = 0; lead < levels.size(); ++lead) {
+                levels[lead].push_back(beat->levelUv[lead]);
+                slopes[lead].push_back(beat->slopeUvPerMs[lead]);
+            }
         }
-        rows.push_back(std::move(row));
+        MinuteRow& row = rows.emplace_back(MinuteRow{from, Median(std::move(bpm)), {}, {}});
+        for (std::vector<double>& values : levels) row.levelUv.push_back(Median(std::move(values)));
+        for (std::vector<double>& values : slopes) row.slopeUvPerMs.push_back(Median(std::move(values)));
     }
     return rows;
 }
@@ -73,13 +58,13 @@ std::vector<MinuteRow> SummarizeMinutes(const StressResult& result) {
 std::vector<LeadSummary> SummarizeLeads(const StressResult& result) {
     std::vector<LeadSummary> leads;
     if (result.beats.empty()) return leads;
-    for (const double firstUv : FirstMedians(result, &STReading::levelUv)) {
-        LeadSummary summary{firstUv, kNothing, kNothing, kNothing, kNothing, kNothing, kNothing};
+    for (const double referenceUv : MeasureReference(result).levelUv) {
+        LeadSummary summary{referenceUv, kNothing, kNothing, kNothing, kNothing, kNothing, kNothing};
         const std::size_t lead = leads.size();
         for (const STReading& beat : result.beats) {
-            const double levelUv = beat.levelUv[lead], changeUv = levelUv - firstUv;
-            if (std::isnan(levelUv) || std::abs(changeUv) <= std::abs(summary.changeUv)) continue;
-            summary = {firstUv,     changeUv,
+            const double levelUv = beat.levelUv[lead], changeUv = levelUv - referenceUv;
+            if (std::isnan(changeUv) || std::abs(changeUv) <= std::abs(summary.changeUv)) continue;
+            summary = {referenceUv, changeUv,
                        levelUv,     beat.slopeUvPerMs[lead],
                        beat.bpm,    STHRindex(levelUv, beat.bpm),
                        beat.seconds};

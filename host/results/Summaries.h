@@ -8,31 +8,29 @@
 
 /// A figure that is not known.
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
-/// The first ST level is the median over this long, from the first reading on.
-constexpr double kFirstSeconds = 30;
 
 /// Median of the values that are numbers; NaN if there are none.
 double Median(std::vector<double> values);
-/// Which values of a reading: &STReading::levelUv or &STReading::slopeUvPerMs.
-using LeadValues = std::vector<float> STReading::*;
-/// Per lead the median of the first half minute of readings, uV or uV/ms; NaN without any.
-std::vector<double> FirstMedians(const StressResult& result, LeadValues values);
-/// ST level in uV divided by the heart rate in beats/min; NaN without heart rate.
+/// PR level of an averaged beat, from which its ST is counted: the mean between 20 and 8 ms before Q, uV; 0
+/// without samples.
+double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv);
+/// The engine's STHRindex: ST level in uV divided by the heart rate in beats/min; NaN without heart rate.
 double STHRindex(double levelUv, double bpm);
 
 /// Medians over one minute; NaN where nothing was measured in it.
 struct MinuteRow {
-    int minute = 0;  // from `minute` to `minute` + 1 minutes
+    double fromSeconds = 0;
     double bpm = 0;
     std::vector<double> levelUv;
     std::vector<double> slopeUvPerMs;
 };
 std::vector<MinuteRow> SummarizeMinutes(const StressResult& result);
 
-/// ST of a lead, for tables: its first level, and the reading farthest from it. NaN if nothing was measured.
+/// ST of a lead, for tables: its level in the reference, and the reading farthest from it. NaN if nothing was
+/// measured in the reference.
 struct LeadSummary {
-    double firstUv = 0;
-    double changeUv = 0;  // from the first level
+    double referenceUv = 0;
+    double changeUv = 0;  // from the reference
     double levelUv = 0, slopeUvPerMs = 0, bpm = 0, sthrIndex = 0, seconds = 0;
 };
 /// One per lead; empty without a folded beat.

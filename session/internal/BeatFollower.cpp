@@ -1,60 +1,99 @@
 #include "session/internal/BeatFollower.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
-#include "core/Arithmetic.h"
+#include "core/FloatingPoint.h"
 
 namespace qz {
 
 namespace {
 
-constexpr int kLongestAloneSeconds = 10;
+constexpr std::size_t kFewestTogether = 3;  // leads with a majority
+constexpr int kFreshSeconds = 10;
+constexpr short kRenewedBeats = 6;         // of what was before a seventh is left
+constexpr double kToldAfterSeconds = 0.1;  // within this all leads have folded a beat in
 constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
 
 }  // namespace
 
-BeatFollower::BeatFollower(int fs, std::size_t chn, int postJms) : m_fs(fs), m_chn(chn), m_postJms(postJms) {
+BeatFollower::BeatFollower(int fs, std::size_t chn, int postJms, const LearnedBeat& beat)
+    : m_fs(fs), m_leads(chn, Lead{TemplateFollower::kUsualOldWeight, 0, false}) {
     m_own.levelUv.resize(chn);
     m_own.slopeUvPerMs.resize(chn);
     m_own.jUv.resize(chn);
+    std::vector<std::size_t> usable, other;
+    for (std::size_t lead = 0; lead < chn; ++lead) (beat.usable[lead] ? usable : other).push_back(lead);
+    if (usable.empty()) std::swap(usable, other);
+    const auto add = [&](const std::vector<std::size_t>& leads, bool tells) {
+        m_groups.push_back({TemplateFollower(fs, leads, postJms), leads, tells});
+        m_groups.back().matcher.Start(beat);
+    };
+    if (usable.size() >= kFewestTogether)
+        add(usable, true);
+    else
+        for (const std::size_t lead : usable) add({lead}, true);
+    for (const std::size_t lead : other) add({lead}, false);
 }
 
-void BeatFollower::Start(const LearnedBeat& beat) {
-    m_groups.clear();
-    std::vector<std::size_t> together, alone;
-    for (std::size_t lead = 0; lead < m_chn; ++lead) (beat.usable[lead] ? together : alone).push_back(lead);
-    if (together.empty()) std::swap(together, alone);
-    m_lastFolded.assign(alone.size(), std::numeric_limits<int>::min());
-    m_frames = 0;
-    std::vector<TemplateFollower> groups;
-    groups.emplace_back(m_fs, std::move(together), m_postJms);
-    for (const std::size_t lead : alone) groups.emplace_back(m_fs, std::vector{lead}, m_postJms);
-    for (TemplateFollower& group : groups) group.Start(beat);
-    m_alone = std::move(alone);
-    m_groups = std::move(groups);
-}
-
-bool BeatFollower::Match(const short* frame, BeatEvent& event) {
+bool BeatFollower::Match(const short* frame, const IsGoodLead& isGood, BeatEvent& event) {
     ++m_frames;
-    for (std::size_t i = 0; i < m_alone.size(); ++i)
-        if (m_groups[i + 1].Match(frame, m_own)) m_lastFolded[i] = m_frames;
-    if (!m_groups.front().Match(frame, event)) return false;
-    for (std::size_t i = 0; i < m_alone.size(); ++i) {
-        const std::size_t lead = m_alone[i];
-        const bool isFresh =
-            m_frames - m_lastFolded[i] <= static_cast<long long>(kLongestAloneSeconds) * m_fs;
-        event.levelUv[lead] = isFresh ? m_own.levelUv[lead] : kNothing;
-        event.slopeUvPerMs[lead] = isFresh ? m_own.slopeUvPerMs[lead] : kNothing;
-        event.jUv[lead] = isFresh ? m_own.jUv[lead] : kNothing;
+    for (Group& group : m_groups) {
+        if (group.matcher.IsFoldDue()) Weigh(group, isGood);
+        if (!group.matcher.Match(frame, m_own) || !group.tells || m_firstFold >= 0) continue;
+        if (std::none_of(group.leads.begin(), group.leads.end(),
+                         [this](std::size_t lead) { return m_leads[lead].isFolded; }))
+            continue;
+        m_firstFold = m_frames;
+        m_r = m_frames - group.matcher.SamplesSinceR();
     }
+    if (m_firstFold < 0 || m_frames - m_firstFold < static_cast<long long>(kToldAfterSeconds * m_fs))
+        return false;
+    Tell(isGood, event);
     return true;
 }
 
+bool BeatFollower::Finish(const IsGoodLead& isGood, BeatEvent& event) {
+    if (m_firstFold < 0) return false;
+    Tell(isGood, event);
+    return true;
+}
+
+void BeatFollower::Tell(const IsGoodLead& isGood, BeatEvent& event) {
+    m_firstFold = -1;
+    m_toldR = m_r;
+    for (std::size_t lead = 0; lead < m_leads.size(); ++lead) {
+        const bool isKnown =
+            m_leads[lead].beats >= kRenewedBeats &&
+            m_frames - m_leads[lead].lastFold <= static_cast<long long>(kFreshSeconds) * m_fs &&
+            isGood(lead, SamplesSinceR());
+        event.levelUv[lead] = isKnown ? m_own.levelUv[lead] : kNothing;
+        event.slopeUvPerMs[lead] = isKnown ? m_own.slopeUvPerMs[lead] : kNothing;
+        event.jUv[lead] = isKnown ? m_own.jUv[lead] : kNothing;
+    }
+}
+
+// What of a lead's averaged beat is of the past counts as much as the first beat, so that a noisy one does
+// not take its place.
+void BeatFollower::Weigh(Group& group, const IsGoodLead& isGood) {
+    for (const std::size_t index : group.leads) {
+        Lead& lead = m_leads[index];
+        lead.isFolded = isGood(index, group.matcher.SamplesSinceR());
+        if (!lead.isFolded) {
+            group.matcher.LeaveOut(index);
+            continue;
+        }
+        if (m_frames - lead.lastFold > static_cast<long long>(kFreshSeconds) * m_fs) lead.beats = 0;
+        lead.beats = std::min<short>(static_cast<short>(lead.beats + 1), TemplateFollower::kUsualOldWeight);
+        lead.lastFold = m_frames;
+        group.matcher.SetOldWeight(index, lead.beats);
+    }
+}
+
 std::vector<std::vector<float>> BeatFollower::BeatUv() const {
-    if (!HasBeat()) return {};
-    std::vector<std::vector<float>> rows(m_chn);
-    for (const TemplateFollower& group : m_groups) group.CopyBeat(rows);
+    std::vector<std::vector<float>> rows(m_leads.size());
+    for (const Group& group : m_groups) group.matcher.CopyBeat(rows);
     return rows;
 }
 

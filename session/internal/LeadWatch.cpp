@@ -155,8 +155,9 @@ const std::vector<LeadEvent>& LeadWatch::Events() {
     return m_events;
 }
 
-bool LeadWatch::IsGood(std::size_t lead, const Span& span) const {
-    return !Overlaps(m_leads[lead].off, span) && !Overlaps(m_leads[lead].disturbed, span);
+bool LeadWatch::IsGood(std::size_t lead, const Span& span, double swingSeconds) const {
+    return !Overlaps(m_leads[lead].off, span) &&
+           !Overlaps(m_leads[lead].disturbed, {span.fromSeconds - swingSeconds, span.toSeconds});
 }
 
 }  // namespace qz

@@ -23,13 +23,7 @@ constexpr double kPreferUpright = 0.5;
 }  // namespace
 
 TemplateFollower::TemplateFollower(int fs, std::vector<std::size_t> leads, int postJms)
-    : m_fs(fs),
-      m_order(std::move(leads)),
-      m_chn(m_order.size()),
-      m_postJms(postJms),
-      m_frame(m_chn),
-      m_levels(m_chn),
-      m_slopes(m_chn) {}
+    : m_fs(fs), m_order(std::move(leads)), m_chn(m_order.size()), m_postJms(postJms), m_frame(m_chn) {}
 
 bool TemplateFollower::Reaches(const LearnedBeat& beat, int fs, int postJms) {
     return beat.posQ - MsToSamples(TemplGeometry::kZeroWidthMs, fs) >= 1 &&
@@ -43,7 +37,8 @@ void TemplateFollower::Start(const LearnedBeat& beat) {
                                              kConditionedUvPerUnit, false, CZatMatch::kUsualWindowMs);
     for (std::vector<CLowpassFilter2>* smoothers : {&m_levelSmoothers, &m_slopeSmoothers, &m_zeroSmoothers})
         smoothers->assign(m_chn, CLowpassFilter2(kSTsmootherHz, kSTsmootherFs));
-    m_areFirstLevels = m_areFirstSlopes = m_areFirstZeros = true;
+    m_areFirst.assign(m_chn, true);
+    m_oldWeights.assign(m_chn, kUsualOldWeight);
 
     std::vector<std::vector<short>> rows;
     std::vector<short*> templ;
@@ -90,30 +85,34 @@ bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
     if (templ == nullptr) return false;
 
     const STrecord* const records = m_match->STvalues(0);
-    for (std::size_t c = 0; c < m_chn; ++c) {
-        m_levels[c] = records[c].STuV;
-        m_slopes[c] = records[c].STslope;
-    }
-    SmoothTrend(m_levels, m_levelSmoothers, m_areFirstLevels);
-    SmoothTrend(m_slopes, m_slopeSmoothers, m_areFirstSlopes);
     const TemplGeometry& at = m_match->Geometry();
     const int prFrom = std::max(0, at.posQ - MsToSamples(kPrBeforeMs, m_fs));
     const int prTo = at.posQ + MsToSamples(kPrAfterMs, m_fs);
     for (std::size_t c = 0; c < m_chn; ++c) {
+        if (m_oldWeights[c] == CZatMatch::kLeaveOut) continue;
+        const bool isFirst = m_areFirst[c] || m_oldWeights[c] < kUsualOldWeight;
+        m_areFirst[c] = false;
+        const short levelUv = SmoothTrend(records[c].STuV, m_levelSmoothers[c], isFirst);
+        const float slope = SmoothTrend(records[c].STslope, m_slopeSmoothers[c], isFirst);
         const double prUv = kConditionedUvPerUnit *
                             std::accumulate(templ[c] + prFrom, templ[c] + prTo + 1, 0.0) /
                             (prTo - prFrom + 1);
         const double jUv = kConditionedUvPerUnit * templ[c][at.JPoint()];
         const double zeroUv = m_match->ZeroUv(static_cast<short>(c));
-        if (m_areFirstZeros) m_zeroSmoothers[c].InitialValue(zeroUv - prUv);
+        if (isFirst) m_zeroSmoothers[c].InitialValue(zeroUv - prUv);
         const double missedUv = m_zeroSmoothers[c].Filter(zeroUv - prUv);
         const std::size_t lead = m_order[c];
-        event.levelUv[lead] = Sign(c) * static_cast<float>(m_levels[c] + missedUv);
-        event.slopeUvPerMs[lead] = Sign(c) * m_slopes[c];
+        event.levelUv[lead] = Sign(c) * static_cast<float>(levelUv + missedUv);
+        event.slopeUvPerMs[lead] = Sign(c) * slope;
         event.jUv[lead] = Sign(c) * static_cast<float>(jUv - prUv);
     }
-    m_areFirstZeros = false;
     return true;
+}
+
+void TemplateFollower::SetOldWeight(std::size_t lead, short weight) {
+    const auto c = std::find(m_order.begin(), m_order.end(), lead) - m_order.begin();
+    m_oldWeights[static_cast<std::size_t>(c)] = weight;
+    m_match->SetOldWeight(static_cast<short>(c), weight);
 }
 
 void TemplateFollower::CopyBeat(std::vector<std::vector<float>>& rows) const {

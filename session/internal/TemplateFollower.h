@@ -37,8 +37,17 @@ public:
     /// True once Start has been called.
     bool HasBeat() const { return m_match != nullptr; }
     /// Takes a conditioned frame. True where a beat has been folded into the averaged one; `event` then has
-    /// the levels and slopes of these leads. Its arrays have room for all leads of the frame.
+    /// the levels and slopes of these leads but of those that were left out. Its arrays have room for all
+    /// leads of the frame.
     bool Match(const short* frame, BeatEvent& event);
+    /// True if the next call of Match folds a beat in.
+    bool IsFoldDue() const { return m_match->IsFoldDue(); }
+    /// What the averaged beat of this lead of the frame counts against 1 of the beats to come, from 1 to
+    /// kUsualOldWeight. With less than that the smoothed values begin anew.
+    void SetOldWeight(std::size_t lead, short weight);
+    static constexpr short kUsualOldWeight = 9;
+    /// The beats to come leave this lead as it is, until it has a weight again.
+    void LeaveOut(std::size_t lead) { SetOldWeight(lead, CZatMatch::kLeaveOut); }
     /// Frames since the R of the beat that Match has just folded in.
     int SamplesSinceR() const { return m_match->Geometry().length - 1 - m_match->Geometry().posR; }
 
@@ -63,10 +72,8 @@ private:
     // One per engine lead: smoothers of levels and slopes, and of what is added to the levels, alike, so that
     // it is as late as they are.
     std::vector<CLowpassFilter2> m_levelSmoothers, m_slopeSmoothers, m_zeroSmoothers;
-    bool m_areFirstLevels = true, m_areFirstSlopes = true,
-         m_areFirstZeros = true;  // they still need their first value
-    std::vector<short> m_levels;  // in the engine's order
-    std::vector<float> m_slopes;  // likewise
+    std::vector<bool> m_areFirst;     // these still need their first value
+    std::vector<short> m_oldWeights;  // in the engine's order
 };
 
 }  // namespace qz

@@ -85,6 +85,6 @@ TEST(LeadWatch, DisturbancesWithinASecondAreOneAndTwoMinutesAreRemembered) {
             for (const LeadEvent& event : watch.Events()) told += event.kind == Kind::Disturbed ? 1 : 0;
         }
         EXPECT_EQ(told, c.count) << c.secondSeconds;
-        EXPECT_EQ(watch.IsGood(0, {4, 5.5}), c.bForgotten) << c.lastSeconds;
+        EXPECT_EQ(watch.IsGood(0, {4, 5.5}, 0), c.bForgotten) << c.lastSeconds;
     }
 }

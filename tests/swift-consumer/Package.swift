@@ -8,8 +8,8 @@ let package = Package(
     targets: [
         .executableTarget(
             name: "Consumer",
-            dependencies: ["Flat", .product(name: "qzStressTemplLib", package: "qzStressTemplLib")]),
-        .target(name: "Flat", dependencies: [.product(name: "qzAPI", package: "qzStressTemplLib")]),
+            dependencies: ["ChainBuilder", .product(name: "qzStressTemplLib", package: "qzStressTemplLib")]),
+        .target(name: "ChainBuilder", dependencies: [.product(name: "qzAPI", package: "qzStressTemplLib")]),
     ],
     cxxLanguageStandard: .cxx17
 )

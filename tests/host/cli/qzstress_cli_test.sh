@@ -83,6 +83,10 @@ for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || 
 "$program" evaluate "$work/sim" --ann "$work/r.atr" | grep -q 'sensitivity 100' || fail "own annotations"
 "$program" evaluate "$work/sim" --fiducials "$work/r.atr,$work/r.atr" | grep -q 'hand marks' || fail "--fiducials"
 expect_refusal 2 '--ann or --fiducials' evaluate "$work/sim"
+"$program" analyze "$work/sim" --protocol ramp --exercise-start 60 2>/dev/null | grep -q '0:00 to 1:00 min:s, rest' || fail "rest"
+"$program" analyze "$work/sim" --protocol ramp --reference 20-50 2>&1 | grep -q '0:20 to 0:50.*lies in the exercise' ||
+    fail "--reference"
+for span in 10 10-10 -1-5 1-2x; do expect_refusal 2 SECONDS-SECONDS analyze "$work/sim" "--reference=$span"; done
 "$program" info "$work/clean" | grep -q '1000 Hz' || fail "the exported signal has not twice the rate"
 "$program" analyze "$work/clean" --mains 0 --lowpass 0 --quiet || fail "the exported signal cannot be analysed"
 "$program" analyze "$work/sim" --mains 60 --quiet 2>&1 | grep -q 'mains are of 50 Hz' || fail "wrong mains are not told"
@@ -136,7 +140,7 @@ grep -q '"interrupted": true' "$work/part.json" || fail "interrupted: the result
 "$program" analyze "$work/off" --json "$work/off.json" --report "$work/off.html" --csv "$work/off.csv" --quiet \
     --exercise-seconds 30 2>"$work/err" || fail "analyze with a lead off: $(cat "$work/err")"
 grep -q 'off: V5 (from 0:00' "$work/err" || fail "a lead that is off is not told: $(cat "$work/err")"
-grep -q '"largest_change_uv": null' "$work/off.json" && grep -q ',,,,$' "$work/off.csv" || fail "ST of a lead that is off"
+grep -q '"largest_change_uv": null' "$work/off.json" && grep -q ',,,,[0-9.]*,[0-9.]*$' "$work/off.csv" || fail "ST of a lead that is off"
 
 # A batch: the bad record does not stop the others, and what is done stays done.
 mkdir -p "$work/records/deep"

@@ -37,9 +37,10 @@ StressResult MakeResult(std::size_t leads, double seconds) {
         result.source.leads.push_back("L" + std::to_string(lead));
     result.seconds = seconds;
     result.postJms = 60;
+    result.reference = {{0, 30}, "first half minute of ST values"};
     result.positions = {800, 200, 240, 290};
     result.learned.usable.assign(leads, true);
-    result.firstBeatUv = Rows(leads, 400, 1200);
+    result.referenceBeatUv = Rows(leads, 400, 1200);
     result.latestBeatUv = Rows(leads, 400, 1000);
     for (const double at : {0.2, 0.9})
         result.strips.push_back({at * seconds, Rows(leads, 1250, 900), Rows(leads, 1250, 900)});
@@ -155,21 +156,19 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     // The last beat is the farthest: 30 uV * 599 / 600 down from about 0.75 uV, at 160/min.
     EXPECT_THAT(html,
                 HasSubstr("<tr class=\"worst\"><th scope=\"row\">L3</th><td>-1</td><td>-29</td><td>-0.3</td>"
-                          "<td>-30</td><td>-0.50</td><td>160</td><td>9:59</td><td>-0.19</td>"));
+                          "<td>-30</td><td>-0.50</td><td>160</td><td>9:59</td><td>-0.19</td><td>0.30</td>"));
     EXPECT_THAT(html,
-                HasSubstr("<dt>Duke score</dt><dd>5, low risk (made for the Bruce treadmill protocol)</dd>"));
-    EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.29 − 4 × 0 = 5.55, cut to 5."));
+                HasSubstr("<dt>Reference</dt><dd>0:00 to 0:30 min:s, first half minute of ST values: 30 "
+                          "beats, 62 beats/min</dd>"));
+    EXPECT_THAT(html, HasSubstr("<dt>Duke score</dt><dd>7.0, no class of risk: not the Bruce protocol, "
+                                "angina not given</dd>"));
+    EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.00 − 4 × 0 = 7.00, cut to 7."));
     EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
     EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 of 0 averaged</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>PWC130</dt><dd>not computed: needs 3 stages"));
     ExerciseSummary bruce = SummarizeExercise(result, {ProtocolStages("bruce", 0, 480), {}, 2});
-    bruce.duke = 0;  // of 0.39998 mm; 0.40 mm would give -1
-    bruce.exerciseSeconds = 540;
-    bruce.stDeviationMv = -0.039998;
-    const std::string edge = Write(".html", result, bruce);
-    EXPECT_THAT(edge, HasSubstr("<dt>Duke score</dt><dd>0, moderate risk</dd>"));
-    EXPECT_THAT(edge, HasSubstr("index = 9.00000 − 5 × 0.39998 − 4 × 2 = -0.99990, cut to 0."));
+    EXPECT_THAT(Write(".html", result, bruce), HasSubstr("<dt>Duke score</dt><dd>0.0, moderate risk</dd>"));
     ExerciseSummary without = SummarizeExercise(result, {});
     const std::string bare = Write(".html", result, without);
     EXPECT_THAT(bare, HasSubstr("<dt>Duke score</dt><dd>not computed: exercise time not given"));
@@ -181,13 +180,13 @@ TEST_F(ReportTest, OddRecordingsAreDrawn) {
     odd.push_back(MakeResult(3, 600));  // nothing found
     odd.back().rates.clear();
     odd.back().beats.clear();
-    odd.back().firstBeatUv.clear();
+    odd.back().referenceBeatUv.clear();
     odd.back().latestBeatUv.clear();
     odd.back().strips.clear();
     odd.push_back(MakeResult(2, 12));  // not numbers
     odd.back().rates[5].bpm = kNaN;
     for (STReading& beat : odd.back().beats) beat.levelUv[1] = kNaNf;
-    odd.back().firstBeatUv[0].assign(400, kNaNf);
+    odd.back().referenceBeatUv[0].assign(400, kNaNf);
     odd.back().strips[0].rawUv[1].assign(1250, kNaNf);
     odd.back().strips[0].cleanUv.clear();
     odd.push_back(MakeResult(2, 30));  // off the rails, and words from elsewhere
@@ -244,7 +243,7 @@ TEST(EcgPaper, IsTrueToTheMillimetre) {
 TEST(BeatPages, BeatsStandWithinTheirPaperOnAStrongLine) {
     const StressResult result = MakeResult(2, 60);
     EXPECT_DOUBLE_EQ(STPointMs(result), 290 + 6 + 60);
-    EXPECT_NEAR(PrLevelUv(result, result.firstBeatUv[0]), 100, 1e-9);
+    EXPECT_NEAR(PrLevelUv(result, result.referenceBeatUv[0]), 100, 1e-9);
     EXPECT_EQ(PrLevelUv(result, {}), 0);
     EXPECT_DOUBLE_EQ(BeatPaperMm(result), 20);  // 800 ms
     const TraceRange range = FindBeatRange(result, 1);
@@ -299,11 +298,7 @@ TEST(TrendPlot, AxesHaveRoundStepsAndHoldTheirValues) {
     EXPECT_DOUBLE_EQ(plot.Y(85), 57.5);
 }
 
-TEST(Findings, NameRisksTimesAndRates) {
-    EXPECT_STREQ(DukeRisk(5), "low");
-    EXPECT_STREQ(DukeRisk(4), "moderate");
-    EXPECT_STREQ(DukeRisk(-10), "moderate");
-    EXPECT_STREQ(DukeRisk(-11), "high");
+TEST(Findings, NameTimesAndRates) {
     EXPECT_EQ(LongClock(3599.6), "1:00:00");
     EXPECT_EQ(LongClock(11105), "3:05:05");
     EXPECT_EQ(LongClock(kNaN), "-");

@@ -48,6 +48,7 @@ StressResult TestOf12Minutes() {
     StressResult result;
     result.source.leads = {"II", "aVR"};
     result.seconds = 720;
+    result.reference = {{0, 120}, "rest before the exercise"};
     for (int second = 1; second <= 720; ++second) {
         const double bpm = second < 120   ? 70
                            : second < 300 ? 110
@@ -69,14 +70,17 @@ TEST(SummarizeExercise, FindsPeakDeviationTimeAndIndices) {
     EXPECT_DOUBLE_EQ(*summary.exerciseSeconds, 540);
     EXPECT_NEAR(summary.stDeviationMv, -0.13, 1e-6) << "of any lead but aVR";
     EXPECT_EQ(summary.stLead, "II");
-    EXPECT_EQ(*summary.duke, -1) << "9 minutes - 6.5 - 4, truncated";
+    EXPECT_EQ(summary.duke->score, -1) << "9 minutes - 6.5 - 4, truncated";
+    EXPECT_NEAR(summary.duke->points, -1.5, 1e-5);
+    EXPECT_EQ(summary.duke->risk, nullptr) << "not on a treadmill";
+    EXPECT_EQ(summary.duke->st.seconds, 300);
     EXPECT_NEAR(*summary.pwcWatts[0], 100, 0.01);
     EXPECT_NEAR(*summary.pwcWatts[1], 150, 0.01);
     EXPECT_FALSE(summary.pwcWatts[2]) << "needs a rate above 150";
 }
 
 TEST(SummarizeExercise, TakesTheGivenTimeAndComputesNothingFromNothing) {
-    EXPECT_EQ(*SummarizeExercise(TestOf12Minutes(), {{}, 60.0, 0}).duke, -5);
+    EXPECT_EQ(SummarizeExercise(TestOf12Minutes(), {{}, 60.0, 0}).duke->score, -5);
     const ExerciseSummary unknown = SummarizeExercise(TestOf12Minutes(), {});
     EXPECT_FALSE(unknown.exerciseSeconds);
     EXPECT_FALSE(unknown.duke);
@@ -110,7 +114,7 @@ TEST(SummarizeExercise, LeavesOutStagesBeyondTheRecordingButKeepsTheTime) {
     ASSERT_EQ(summary.stages.size(), 3U);
     EXPECT_DOUBLE_EQ(*summary.exerciseSeconds, 540);
     EXPECT_FALSE(summary.angina);
-    EXPECT_EQ(*summary.duke, 2) << "9 minutes - 6.5, and 0 for angina that nobody asked for";
+    EXPECT_EQ(summary.duke->score, 2) << "9 minutes - 6.5, and 0 for angina that nobody asked for";
 }
 
 TEST(SummarizeExercise, TakesTheMedianOfAStagesLastMinuteAndThePeakOfHalfAMinute) {
@@ -135,14 +139,32 @@ TEST(SummarizeExercise, TakesTheMedianOfAStagesLastMinuteAndThePeakOfHalfAMinute
     }
 }
 
-TEST(FirstMedians, AreThoseOfHalfAMinute) {
-    for (const auto& [lowSeconds, uV] : {std::pair{15, 100}, {16, 0}}) {
-        StressResult result;
-        result.source.leads = {"I"};
-        for (int second = 0; second < 90; ++second)
-            result.beats.push_back({second * 1.0, 60, {second < lowSeconds ? 0.F : 100.F}, {0}});
-        EXPECT_EQ(FirstMedians(result, &STReading::levelUv)[0], uV) << lowSeconds;
+TEST(SummarizeExercise, TakesSTHRFromTheReferenceToPeakExercise) {
+    // 70 beats/min and 0 uV at rest; 110, 130 and 150 with 0, -130 and -130 at the ends of the stages.
+    const ExerciseSummary stages = SummarizeExercise(TestOf12Minutes(), {kStages, {}, {}});
+    EXPECT_NEAR(stages.sthr[0].index, 130 / 80.0, 1e-6);
+    EXPECT_EQ(stages.sthrIndexLead, 0U);
+    EXPECT_TRUE(std::isnan(stages.sthr[0].slope.uVPerBpm)) << "no line is significant";
+    EXPECT_FALSE(stages.sthrSlopeLead);
+    EXPECT_NEAR(stages.sthr[1].index, -260 / 80.0, 1e-6);
+
+    // Without stages minute by minute: from 70 beats/min in the first half minute 10 more a minute and from
+    // minute 2 on 20 uV deeper each, up to minute 8, in aVL twice that.
+    StressResult result;
+    result.source.leads = {"aVL", "V5"};
+    result.seconds = 720;
+    result.reference = {{0, 30}, "first half minute of ST values"};
+    for (int second = 0; second < 720; ++second) {
+        const int minute = second / 60;
+        const double bpm = minute < 8 ? 70 + 10 * minute : 90;
+        const auto uV = static_cast<float>(minute < 2 ? 0 : minute < 8 ? -20 * (minute - 1) : -20);
+        result.rates.push_back({second * 1.0, bpm});
+        result.beats.push_back({second * 1.0, bpm, {2 * uV, uV}, {0, 0}});
     }
+    const ExerciseSummary minutes = SummarizeExercise(result, {});
+    EXPECT_EQ(minutes.sthrSlopeLead, 1U) << "aVL does not count";
+    EXPECT_NEAR(minutes.sthr[1].slope.uVPerBpm, 2, 0.1);
+    EXPECT_NEAR(minutes.sthr[0].slope.uVPerBpm, 4, 0.2);
 }
 
 TEST(CheckExercise, TellsWhatDoesNotFitTheRecording) {

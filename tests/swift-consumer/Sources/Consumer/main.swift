@@ -1,5 +1,5 @@
 // A package of its own that depends on the library the way an application does: `swift run` in this folder.
-import Flat
+import ChainBuilder
 import qzStressTemplLib
 
 /// The classes are open: an application can follow what is built.

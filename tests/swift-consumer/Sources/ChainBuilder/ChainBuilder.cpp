@@ -1,4 +1,4 @@
-#include "Flat.h"
+#include "ChainBuilder.h"
 
 #include <qzFilters.h>
 #include <qzStressTemplLibC.h>
