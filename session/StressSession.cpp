@@ -502,7 +502,7 @@ void StressSession::Impl::TellRate(BeatEvent& beat) const {
 BeatClass StressSession::Impl::ClassAt(double seconds) const {
     const auto found = std::lower_bound(
         m_found.begin(), m_found.end(), (seconds - kSameBeatSeconds) * m_fs,
-        [](const BeatClasser::Beat& beat, double frame) { return static_cast<double>(beat.frame) < frame; });
+        [](const FoundBeat& beat, double frame) { return static_cast<double>(beat.frame) < frame; });
     const bool isThere =
         found != m_found.end() && static_cast<double>(found->frame) < (seconds + kSameBeatSeconds) * m_fs;
     return isThere ? found->beatClass : BeatClass::Unclassified;

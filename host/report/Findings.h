@@ -53,7 +53,7 @@ std::string DescribeSTHRSlope(const StressResult& result, const ExerciseSummary&
 std::string DescribeAngina(const ExerciseSummary& exercise);
 /// "42 of 50 averaged".
 std::string DescribeBeats(const StressResult& result);
-/// "12 ventricular (0.6 %), 2 couplets, 1 run (longest 4 beats, fastest 132/min at 3:20); 3
+/// "12 ventricular (0.6 %), 2 couplets, 1 run (longest 4, fastest 132/min at 3:20); 3
 /// supraventricular".
 std::string DescribeEctopy(const BeatCounts& counts);
 /// "1 lead", "2 leads".

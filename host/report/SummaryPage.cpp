@@ -127,7 +127,7 @@ void DrawSummary(Canvas& canvas, const Findings& findings) {
     const double stagesMm = kTableBelowTitleMm + kHeadRowsMm +
                             static_cast<double>(findings.exercise.stages.size()) * kRowMm + 0.1;
     const double resultsMm =
-        61 + 9 * static_cast<double>(std::min<std::size_t>(ListWarnings(findings).size(), 4));
+        59 + 9 * static_cast<double>(std::min<std::size_t>(ListWarnings(findings).size(), 4));
     const double plotMm = std::clamp(kContents.Bottom() - top - kGapMm - std::max(stagesMm, resultsMm),
                                      kLowestPlotMm, kTallestPlotMm);
     DrawHeartRate(canvas, findings, {kContents.x, top, kContents.width, plotMm});

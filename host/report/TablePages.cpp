@@ -32,7 +32,7 @@ void DrawNotes(Canvas& canvas, const Findings& findings, double top) {
     draw("How the figures were made", kInk, ListMethods(findings));
 }
 
-constexpr double kIndicesMm = 31;
+constexpr double kIndicesMm = 35;
 constexpr double kNotesMm = 38;
 constexpr std::size_t kRowsPerPage = static_cast<std::size_t>((kContents.height - kHeadRowsMm) / kRowMm);
 constexpr std::size_t kRowsWithNotes =
