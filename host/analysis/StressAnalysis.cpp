@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "host/results/Holes.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 #include "host/support/HostError.h"
@@ -24,6 +25,8 @@ std::vector<short> ReadAhead(FrameSource& source) {
         frames.insert(frames.end(), frame.begin(), frame.end());
     return frames;
 }
+
+constexpr double kMostPoor = 0.25;  // of the time, without a warning
 
 // The options with the mains frequency that is to be taken out.
 StressOptions WithMains(StressOptions options, int measuredHz) {
@@ -157,6 +160,8 @@ void StressAnalysis::OnLead(const qz::LeadEvent& event) {
     }
 }
 
+void StressAnalysis::OnQuality(const qz::QualityEvent& event) { m_result.quality.push_back(event); }
+
 void StressAnalysis::OnLearned(const LearnedBeat& beat, double fromSeconds, bool again) {
     if (again) {
         m_result.relearnedSeconds.push_back(fromSeconds);
@@ -236,6 +241,16 @@ void StressAnalysis::WarnOfBadLeads(const std::string& what, const std::vector<s
     if (!text.empty()) m_result.warnings.push_back(what + ": " + text + "; no ST of these leads meanwhile");
 }
 
+void StressAnalysis::WarnOfPoorSignal() {
+    std::string text;
+    const std::vector<QualitySummary> leads = SummarizeQuality(m_result);
+    for (std::size_t lead = 0; lead < leads.size(); ++lead)
+        if (leads[lead].poorPart > kMostPoor)
+            text += (text.empty() ? "" : ", ") + m_result.source.leads[lead] + " (" +
+                    Number(100 * leads[lead].poorPart, 0) + " % of the time)";
+    if (!text.empty()) m_result.warnings.push_back("poor signal: " + text);
+}
+
 void StressAnalysis::Finish() {
     if (m_notLearned) {
         m_result.learned.usable.assign(m_chn, false);
@@ -258,6 +273,9 @@ void StressAnalysis::Finish() {
                                     std::to_string(m_result.mainsHz) + " Hz is taken out");
     WarnOfBadLeads("off", m_result.off);
     WarnOfBadLeads("disturbed by jumps of the baseline", m_result.disturbed);
+    for (std::string& text : DescribeHoles(m_result, FindHoles(m_result)))
+        m_result.warnings.push_back(std::move(text));
+    WarnOfPoorSignal();
     if (m_chn == 1)
         m_result.warnings.emplace_back("one lead only: without a second one noise cannot be told from beats");
     for (std::string& warning : m_source.Warnings()) m_result.warnings.push_back(std::move(warning));

@@ -42,6 +42,7 @@ private:
     void OnInterval(const qz::IntervalEvent& interval) override;
     void OnBeat(const qz::BeatEvent& beat) override;
     void OnLead(const qz::LeadEvent& event) override;
+    void OnQuality(const qz::QualityEvent& event) override;
     void OnLearned(const LearnedBeat& beat, double fromSeconds, bool again) override;
     void OnNotLearned(const std::string& why) override;
 
@@ -51,6 +52,7 @@ private:
     void FinishBeats();
     std::vector<std::vector<float>> BeatsAtFirstPositions() const;
     void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
+    void WarnOfPoorSignal();
     void Finish();
 
     FrameSource& m_source;

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/results/Ectopy.h"
+#include "host/results/Holes.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 #include "host/support/Text.h"
@@ -82,6 +83,13 @@ Json SpansJson(const std::vector<Span>& spans) {
     return all;
 }
 
+Json HolesJson(const std::vector<Hole>& holes) {
+    Json all = Json::array();
+    for (const Hole& hole : holes)
+        all.push_back({{"from_s", hole.span.fromSeconds}, {"to_s", hole.span.toSeconds}, {"why", hole.why}});
+    return all;
+}
+
 Json ReferenceJson(const StressResult& result) {
     if (result.reference.why.empty()) return {};
     return {{"from_s", result.reference.span.fromSeconds},
@@ -95,6 +103,8 @@ Json LeadsJson(const StressResult& result, const ExerciseSummary& exercise) {
     Json leads = Json::array();
     const std::vector<LeadSummary> summaries = SummarizeLeads(result);
     const std::vector<LeadExtremes> extremes = FindExtremes(result);
+    const std::vector<std::vector<Hole>> holes = FindHoles(result);
+    const std::vector<QualitySummary> quality = SummarizeQuality(result);
     for (std::size_t lead = 0; lead < summaries.size(); ++lead) {
         const LeadSummary& s = summaries[lead];
         const LeadExtremes& e = extremes[lead];
@@ -103,6 +113,9 @@ Json LeadsJson(const StressResult& result, const ExerciseSummary& exercise) {
         leads.push_back({{"name", result.source.leads[lead]},
                          {"off", SpansJson(result.off[lead])},
                          {"disturbed", SpansJson(result.disturbed[lead])},
+                         {"not_measured", HolesJson(holes[lead])},
+                         {"signal_quality_median", Value(quality[lead].median)},
+                         {"signal_poor_part", Value(quality[lead].poorPart)},
                          {"first_level_uv", Value(s.referenceUv)},
                          {"reference_beats", referenceBeats[lead]},
                          {"largest_change_uv", Value(s.changeUv)},

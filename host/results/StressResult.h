@@ -103,6 +103,7 @@ struct StressResult {
     // Of each lead, when it was off, and when its baseline jumped or left the range; in order of time.
     std::vector<std::vector<Span>> off, disturbed;
     std::vector<FoundBeat> beatsFound;
+    std::vector<qz::QualityEvent> quality;  // of the signal, from 0 to 1 per lead
     std::vector<std::string> warnings;
 };
 

@@ -74,6 +74,22 @@ std::vector<LeadSummary> SummarizeLeads(const StressResult& result) {
     return leads;
 }
 
+std::vector<QualitySummary> SummarizeQuality(const StressResult& result) {
+    constexpr float kPoor = 0.5F;
+    std::vector<QualitySummary> leads;
+    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
+        std::vector<double> values;
+        double poor = 0;
+        for (const qz::QualityEvent& event : result.quality) {
+            values.push_back(event.quality[lead]);
+            poor += event.quality[lead] < kPoor ? 1 : 0;
+        }
+        leads.push_back({kNothing, poor / static_cast<double>(values.size())});
+        leads.back().median = Median(std::move(values));
+    }
+    return leads;
+}
+
 std::vector<LeadExtremes> FindExtremes(const StressResult& result) {
     std::vector<LeadExtremes> extremes;
     if (result.beats.empty()) return extremes;

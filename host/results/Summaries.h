@@ -36,6 +36,14 @@ struct LeadSummary {
 /// One per lead; empty without a folded beat.
 std::vector<LeadSummary> SummarizeLeads(const StressResult& result);
 
+/// Signal quality of a lead; NaN where none was told.
+struct QualitySummary {
+    double median = 0;
+    double poorPart = 0;  // of the time with a quality below 0.5, 0..1
+};
+/// One per lead.
+std::vector<QualitySummary> SummarizeQuality(const StressResult& result);
+
 /// Lowest and highest ST level of a lead; NaN if nothing was measured.
 struct LeadExtremes {
     double lowestUv = 0, lowestSeconds = 0;
