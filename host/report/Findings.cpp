@@ -79,10 +79,10 @@ std::string DescribeDukeST(const StressResult& result, const ExerciseSummary& ex
     const DukeST& st = exercise.duke->st;
     if (st.netMm == 0) return "no ST change that counts";
     const std::optional<std::size_t> stage = StageAt(exercise.stages, st.seconds);
-    return std::string(st.netMm < 0 ? NameSTSlope(ClassifySTSlope(st.slopeUvPerMs)) : "") +
-           (st.netMm < 0 ? " ST depression of " : "ST elevation of ") + Number(std::abs(st.netMm), 1) +
-           " mm in " + result.source.leads[st.lead] + " at " + LongClock(st.seconds) +
-           (stage ? " (" + NameStage(exercise.stages[*stage], *stage) + ")" : "") +
+    return (st.netMm < 0 ? std::string(NameShape(ShapeOfSlope(st.slopeUvPerMs))) + " ST depression of "
+                         : "ST elevation of ") +
+           Number(std::abs(st.netMm), 1) + " mm in " + result.source.leads[st.lead] + " at " +
+           LongClock(st.seconds) + (stage ? " (" + NameStage(exercise.stages[*stage], *stage) + ")" : "") +
            (st.CountedMm() > 0 ? "" : ", below 1 mm and counted as 0");
 }
 

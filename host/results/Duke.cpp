@@ -42,7 +42,10 @@ std::optional<DukeST> FindDukeST(const StressResult& result, double fromSeconds)
             if (!largest) largest.emplace();
             if (std::abs(mm) <= std::abs(largest->netMm)) continue;
             const double slope = beat.slopeUvPerMs[lead];
-            if (mm > 0 ? hasQ : ClassifySTSlope(slope) == STSlope::Upsloping) continue;
+            const qz::STShape shape = ShapeOfSlope(slope);
+            const bool counts =
+                mm > 0 ? !hasQ : shape == qz::STShape::Horizontal || shape == qz::STShape::Downsloping;
+            if (!counts) continue;
             largest = {mm, lead, beat.seconds, slope};
         }
     }

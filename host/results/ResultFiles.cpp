@@ -6,6 +6,7 @@
 #include "host/results/Ectopy.h"
 #include "host/results/Holes.h"
 #include "host/results/Reference.h"
+#include "host/results/STSlope.h"
 #include "host/results/Summaries.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
@@ -39,16 +40,6 @@ Json Value(const std::optional<double>& value) { return value ? Json(*value) : J
 
 // To a microvolt.
 Json Rounded(double value) { return std::isnan(value) ? Json() : Json(std::lround(value)); }
-
-Json ShapeName(qz::STShape shape) {
-    switch (shape) {
-        case qz::STShape::Unknown: break;
-        case qz::STShape::Upsloping: return "upsloping";
-        case qz::STShape::Horizontal: return "horizontal";
-        case qz::STShape::Downsloping: return "downsloping";
-    }
-    return {};
-}
 
 Json BeatJson(const StressResult& result) {
     const LearnedBeat& learned = result.learned;
@@ -274,7 +265,8 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
                                                                          {"j80_uv", &qz::STMeasure::j80Uv}};
         for (const auto& [name, uV] : points)
             for (const qz::STMeasure& st : beat.st) row[name].push_back(Rounded(st.*uV));
-        for (const qz::STMeasure& st : beat.st) row["shape"].push_back(ShapeName(st.shape));
+        for (const qz::STMeasure& st : beat.st)
+            row["shape"].push_back(st.shape == qz::STShape::Unknown ? Json() : Json(NameShape(st.shape)));
         for (const qz::STMeasure& st : beat.st) row["is_on_t"].push_back(st.isOnT);
         return row;
     });

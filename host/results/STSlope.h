@@ -1,21 +1,21 @@
-// STSlope: the class of an ST segment's slope.
+// STSlope: the shape of an ST segment as its slope tells it, for figures and words.
 #pragma once
 
-enum class STSlope { Upsloping, Horizontal, Downsloping };
+#include "session/SessionTypes.h"
 
-/// A segment is horizontal while it rises or falls by less than 0.3 mm over the 60 ms from J + 6 ms to the ST
-/// point, which is about what an eye tells on paper.
-constexpr double kHorizontalUvPerMs = 0.5;
-/// NaN is horizontal.
-constexpr STSlope ClassifySTSlope(double slopeUvPerMs) {
-    if (slopeUvPerMs >= kHorizontalUvPerMs) return STSlope::Upsloping;
-    return slopeUvPerMs <= -kHorizontalUvPerMs ? STSlope::Downsloping : STSlope::Horizontal;
+/// As qz::STMeasure::shape has it; Unknown of NaN.
+constexpr qz::STShape ShapeOfSlope(double slopeUvPerMs) {
+    if (slopeUvPerMs >= qz::kHorizontalUvPerMs) return qz::STShape::Upsloping;
+    if (slopeUvPerMs <= -qz::kHorizontalUvPerMs) return qz::STShape::Downsloping;
+    return slopeUvPerMs == slopeUvPerMs ? qz::STShape::Horizontal : qz::STShape::Unknown;
 }
-constexpr const char* NameSTSlope(STSlope slope) {
-    switch (slope) {
-        case STSlope::Upsloping: return "upsloping";
-        case STSlope::Horizontal: return "horizontal";
-        case STSlope::Downsloping: return "downsloping";
+/// "horizontal"; empty of Unknown.
+constexpr const char* NameShape(qz::STShape shape) {
+    switch (shape) {
+        case qz::STShape::Unknown: break;
+        case qz::STShape::Upsloping: return "upsloping";
+        case qz::STShape::Horizontal: return "horizontal";
+        case qz::STShape::Downsloping: return "downsloping";
     }
     return "";
 }
