@@ -39,7 +39,7 @@ TEST(LeadWatch, ALeadIsOffThatMovesByLessThan5UvFor2Seconds) {
         bool bOff;
     };
     for (const Case& c : {Case{9, 0.1, true}, {10, 0.1, false}, {10, 1.998, false}, {10, 2.004, true}}) {
-        const auto every = static_cast<int>(c.everySeconds * kFs + 0.5);
+        const long every = std::lround(c.everySeconds * kFs);
         int frame = 0;
         // It goes up and down by turns: each change is a movement.
         const auto told = EventsOf(7, [&](double) { return frame++ / every % 2 == 0 ? 0 : c.units; });
