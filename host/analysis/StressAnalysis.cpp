@@ -238,7 +238,7 @@ void StressAnalysis::WarnOfBadLeads(const std::string& what, const std::vector<s
         if (spans[lead].size() > 1) text += ", " + std::to_string(spans[lead].size()) + " times";
         text += ")";
     }
-    if (!text.empty()) m_result.warnings.push_back(what + ": " + text + "; no ST of these leads meanwhile");
+    if (!text.empty()) m_result.warnings.push_back(what + ": " + text);
 }
 
 void StressAnalysis::WarnOfPoorSignal() {
