@@ -44,7 +44,7 @@ expect_refusal 2 'outside 100..2000' simulate "$work/slow" --fs 50
 
 "$program" analyze --post-j 80 >"$work/out" 2>"$work/err" || fail "the simulated test is not analysed"
 [ -s "$work/err" ] && fail "the simulated test has warnings: $(cat "$work/err")"
-for word in 'beats/min' 'uV/ms' 'min:s' 'V6' 'Q onset' '80 ms after J' 'Distance from the truth'; do
+for word in 'beats/min' 'uV/ms' 'min:s' 'V6' 'Q onset' 'J + 86 ms' 'Distance from the truth'; do
     grep -q "$word" "$work/out" || fail "'$word' is not in the report"
 done
 [ "$(wc -L <"$work/out")" -le 100 ] || fail "the report is wider than 100 columns"
