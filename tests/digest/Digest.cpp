@@ -107,7 +107,8 @@ struct Listener : qz::SessionObserver {
             hash.AddAll(values->data(), values->size());
         hash.Add(beat.qMs, beat.jMs, beat.stPointMs);
         for (const qz::STMeasure& st : beat.st)
-            hash.Add(st.jUv, st.j20Uv, st.j60Uv, st.j80Uv, st.slopeUvPerMs, static_cast<int>(st.shape), st.isOnT);
+            hash.Add(st.jUv, st.j20Uv, st.j60Uv, st.j80Uv, st.slopeUvPerMs, static_cast<int>(st.shape),
+                     st.isOnT);
     }
     void OnLead(const qz::LeadEvent& event) override {
         hash.Add(static_cast<int>(event.kind), event.lead, event.seconds, event.voidFromSeconds);

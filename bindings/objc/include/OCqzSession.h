@@ -63,9 +63,9 @@ enum {
 @property(nonatomic, readonly) NSArray *OC_NULLABLE level;
 @property(nonatomic, readonly) NSArray *OC_NULLABLE slope;
 @property(nonatomic, readonly) NSArray *OC_NULLABLE j;
-/// Of OCqzEventBeat: ST level of each lead, uV, at stPointMs after J: 80 ms, 60 ms while the heart rate is above
-/// 145/min, until it is 5/min below. It is against the PR segment, at an onset and J that follow the averaged
-/// beat; NaN as above, and where that point lies on the T wave. Else nil and 0.
+/// Of OCqzEventBeat: ST level of each lead, uV, at stPointMs after J: 80 ms, 60 ms while the heart rate is
+/// above 145/min, until it is 5/min below. It is against the PR segment, at an onset and J that follow the
+/// averaged beat; NaN as above, and where that point lies on the T wave. Else nil and 0.
 @property(nonatomic, readonly) NSArray *OC_NULLABLE st;
 @property(nonatomic, readonly) double stPointMs;
 @property(nonatomic, readonly) NSString *OC_NULLABLE text;  ///< of OCqzEventNotLearned, for people; else nil
