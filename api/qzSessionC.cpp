@@ -25,8 +25,9 @@ constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 struct WaitingEvent {
     qzs_event event;
-    qz::BeatEvent values;  // of QZS_BEAT
-    std::string text;      // of QZS_NOT_LEARNED
+    qz::BeatEvent values;             // of QZS_BEAT
+    std::string text;                 // of QZS_NOT_LEARNED
+    std::vector<float> quality = {};  // of QZS_QUALITY
 };
 
 /// Conditioned frames that wait. They are numbered from 0 on, without a gap; frame n is that of n / fs
@@ -64,6 +65,7 @@ public:
         Add(Event(QZS_BEAT, beat.seconds, beat.bpm, beat.rrMs, Number(beat.beatClass)), &beat);
     }
     void OnLead(const qz::LeadEvent& event) override;
+    void OnQuality(const qz::QualityEvent& event) override;
     void OnLearned(const qz::LearnedBeat& beat, double fromSeconds, bool again) override;
     void OnNotLearned(const std::string& why) override { Add(Event(QZS_NOT_LEARNED, m_now), nullptr, &why); }
 
@@ -118,6 +120,13 @@ void EventQueue::OnLead(const qz::LeadEvent& told) {
     }
     event.lead = static_cast<std::int32_t>(told.lead);
     Add(event);
+}
+
+void EventQueue::OnQuality(const qz::QualityEvent& told) {
+    try {
+        m_waiting.push_back({Event(QZS_QUALITY, told.seconds), {}, {}, told.quality});
+    } catch (const std::bad_alloc&) {  // this event is missed
+    }
 }
 
 void EventQueue::OnLearned(const qz::LearnedBeat& beat, double fromSeconds, bool again) {
@@ -282,6 +291,14 @@ bool qzs_event_st(const qzs_session* session, float* level, double* point_ms, st
     if (point_ms != nullptr) *point_ms = values.stPointMs;
     for (std::size_t lead = 0; level != nullptr && lead < count; ++lead)
         level[lead] = values.st[lead].levelUv;
+    return true;
+}
+
+bool qzs_event_quality(const qzs_session* session, float* quality, std::size_t count) {
+    if (session == nullptr || quality == nullptr || count != session->leads) return false;
+    const std::optional<WaitingEvent>& last = session->events.Last();
+    if (!last || last->event.kind != QZS_QUALITY) return false;
+    std::copy(last->quality.begin(), last->quality.end(), quality);
     return true;
 }
 

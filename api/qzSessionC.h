@@ -63,7 +63,6 @@ typedef struct qzs_options {
     int16_t lowpass_hz; /* cutoff, below fs / 2; 0 for none; 40 */
     int16_t smooth;     /* strength of the adaptive smoother: 0 none, 1 or 2; 0 */
     int16_t postJms;    /* ST is measured this long after J + 6 ms; 10 to 200 ms; 60 */
-    bool relearn;       /* a new averaged beat where none has matched for half a minute; false */
     /* The first averaged beat, read by qzs_create and not kept; null: the session learns it. */
     const qzs_beat* beat;
     const int16_t* beat_rows; /* leads times beat->length samples */
@@ -76,13 +75,14 @@ enum {
     /* A beat was found, whether it matches the averaged one or not: bpm, rr_ms and beat_class; seconds of the
      * middle of its QRS. Known up to 2.3 s later, 4.3 s at the start. */
     QZS_INTERVAL = 1,
-    QZS_BEAT = 2,       /* a beat has been folded into the averaged one: qzs_event_values; seconds of its R */
-    QZS_LEAD_OFF = 3,   /* the signal of `lead` is a line, as that of a loose electrode: void_from_seconds */
-    QZS_LEAD_ON = 4,    /* the line has ended */
-    QZS_DISTURBED = 5,  /* the level of `lead` jumps and stays away */
-    QZS_CALM = 6,       /* it has not done so for a second; seconds of the last of it */
-    QZS_LEARNED = 7,    /* an averaged beat is there: matching begins with the signal at `seconds` */
-    QZS_NOT_LEARNED = 8 /* there are no ST values to the end of the signal: qzs_event_text says why */
+    QZS_BEAT = 2,      /* a beat has been folded into the averaged one: qzs_event_values; seconds of its R */
+    QZS_LEAD_OFF = 3,  /* the signal of `lead` is a line, as that of a loose electrode: void_from_seconds */
+    QZS_LEAD_ON = 4,   /* the line has ended */
+    QZS_DISTURBED = 5, /* the level of `lead` jumps and stays away */
+    QZS_CALM = 6,      /* it has not done so for a second; seconds of the last of it */
+    QZS_LEARNED = 7,   /* an averaged beat is there: matching begins with the signal at `seconds` */
+    QZS_NOT_LEARNED = 8, /* there are no ST values to the end of the signal: qzs_event_text says why */
+    QZS_QUALITY = 9 /* how good the signal of each lead has been for 2 s, up to then: qzs_event_quality */
 };
 
 /* Classes of beats. A beat that was folded in but not found is unclassified. */
@@ -142,6 +142,9 @@ QZ_API bool qzs_event_values(const qzs_session* session, float* level, float* sl
  * and J that follow the averaged beat; NaN as above, and where that point lies on the T wave. A null pointer
  * is passed over. False, and nothing changes, as above. */
 QZ_API bool qzs_event_st(const qzs_session* session, float* level, double* point_ms, size_t count);
+/* Signal quality of each lead, of the QZS_QUALITY fetched last: from 0, nothing to be measured, to 1, clean.
+ * False, and nothing changes, where that was none and where `count` is not the number of leads. */
+QZ_API bool qzs_event_quality(const qzs_session* session, float* quality, size_t count);
 /* The line of a QZS_NOT_LEARNED fetched last, as qzs_refusal gives its line; 0 for every other event. */
 QZ_API size_t qzs_event_text(const qzs_session* session, char* text, size_t size);
 

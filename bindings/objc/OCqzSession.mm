@@ -43,7 +43,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
 @implementation OCqzSessionEvent
 
 @synthesize kind, lead, seconds, bpm, rrMs, beatClass, voidFromSeconds, again, level, slope, j, text;
-@synthesize st, stPointMs;
+@synthesize st, stPointMs, quality;
 
 /// `event` has just been fetched from `session`, which has `leads` leads.
 - (instancetype)init:(const qzs_event &)event
@@ -68,6 +68,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
         qzs_event_st(session, first, &stPointMs, leads);
         st = NewArray(first, leads);
     }
+    if (qzs_event_quality(session, first, leads)) quality = NewArray(first, leads);
     std::vector<char> line(qzs_event_text(session, nullptr, 0) + 1);
     if (qzs_event_text(session, line.data(), line.size()) > 0)
         text = [[NSString alloc] initWithUTF8String:line.data()];
@@ -129,8 +130,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
                mains:(short)mains
              lowpass:(short)lowpass
               smooth:(short)smooth
-             postJms:(short)postJms
-             relearn:(BOOL)relearn {
+             postJms:(short)postJms {
     return [self init:fs
                   chn:chn
                  uVpb:uVpb
@@ -138,7 +138,6 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
               lowpass:lowpass
                smooth:smooth
               postJms:postJms
-              relearn:relearn
                  beat:nil
           conditioned:NO];
 }
@@ -150,7 +149,6 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
              lowpass:(short)lowpass
               smooth:(short)smooth
              postJms:(short)postJms
-             relearn:(BOOL)relearn
                 beat:(OCqzLearnedBeat *)beat
          conditioned:(BOOL)conditioned {
     self = [super init];
@@ -163,7 +161,6 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     options.lowpass_hz = lowpass;
     options.smooth = smooth;
     options.postJms = postJms;
-    options.relearn = relearn;
     options.conditioned = conditioned;
     const std::vector<short> rows = Samples([beat rows]);
     qzs_beat handedIn;

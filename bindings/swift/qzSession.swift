@@ -27,6 +27,8 @@ public struct qzSessionEvent {
     public static let learned = 7
     /// There are no ST values to the end of the signal: `text` says why.
     public static let notLearned = 8
+    /// How good the signal of each lead has been for 2 s, up to `seconds`: `quality`.
+    public static let qualityTold = 9
 
     /// Of the four kinds about a lead; else -1.
     public let lead: Int
@@ -60,6 +62,8 @@ public struct qzSessionEvent {
     /// point lies on the T wave.
     public let st: [Float]
     public let stPointMs: Double
+    /// Of `qualityTold`, one per lead, else empty: from 0, nothing to be measured, to 1, clean.
+    public let quality: [Float]
     /// Of `notLearned`, for people; else nil.
     public let text: String?
 
@@ -77,6 +81,7 @@ public struct qzSessionEvent {
         j = elements(event.j) ?? []
         st = elements(event.st) ?? []
         stPointMs = event.stPointMs
+        quality = elements(event.quality) ?? []
         text = event.text
     }
 }
@@ -139,17 +144,16 @@ public final class qzSession: NSObject {
 
     /// `chn` leads, 1 to 64, at `fs` samples per second, 100 to 10000, of `uVpb` microvolts per unit. `mains` is 50, 60
     /// or 0 for none; `lowpass` the cutoff in Hz, below `fs / 2`, or 0 for none; `smooth` 0 for none, 1 or 2. ST is
-    /// measured `postJms`, 10 to 200, after J + 6 ms. With `relearn` a new averaged beat is learned where none has
-    /// matched for half a minute.
+    /// measured `postJms`, 10 to 200, after J + 6 ms.
     ///
     /// Nil for arguments out of range.
     public convenience init?(
         fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
-        postJms: Int16 = 60, relearn: Bool = false
+        postJms: Int16 = 60
     ) {
         self.init(
             fs: fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, postJms: postJms,
-            relearn: relearn, beat: nil)
+            beat: nil)
     }
 
     /// The same with a first averaged beat, nil for one that the session learns, and with `conditioned` frames that
@@ -158,12 +162,12 @@ public final class qzSession: NSObject {
     /// Nil also for a beat that does not fit the leads and the rate.
     public init?(
         fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
-        postJms: Int16 = 60, relearn: Bool = false, beat: qzLearnedBeat?, conditioned: Bool = false
+        postJms: Int16 = 60, beat: qzLearnedBeat?, conditioned: Bool = false
     ) {
         guard
             let session = OCqzSession(
                 fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, postJms: postJms,
-                relearn: relearn, beat: beat?.wrapped, conditioned: conditioned)
+                beat: beat?.wrapped, conditioned: conditioned)
         else { return nil }
         self.session = session
         super.init()

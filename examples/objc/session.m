@@ -30,8 +30,7 @@ int main(void) {
                                                mains:kMainsHz
                                              lowpass:40
                                               smooth:0
-                                             postJms:kPostJms
-                                             relearn:NO];
+                                             postJms:kPostJms];
     for (int i = 0; i < kFrames; ++i) {
         NSAutoreleasePool *framePool = [[NSAutoreleasePool alloc] init];
         short samples[kLeads];

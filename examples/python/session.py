@@ -12,7 +12,7 @@ from simulated import FS, LEADS, LINES_EVERY, UV_PER_BIT, frames
 class Options(Structure):  # the structs and functions of api/qzSessionC.h
     _fields_ = [("size", c_size_t), ("fs", c_int16), ("leads", c_int16), ("uv_per_unit", c_double),
                 ("mains_hz", c_int16), ("lowpass_hz", c_int16), ("smooth", c_int16), ("postJms", c_int16),
-                ("relearn", c_bool), ("beat", c_void_p), ("beat_rows", c_void_p), ("beat_count", c_size_t),
+                ("beat", c_void_p), ("beat_rows", c_void_p), ("beat_count", c_size_t),
                 ("conditioned", c_bool)]
 
 

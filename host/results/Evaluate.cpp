@@ -49,6 +49,15 @@ Json RawSTJson(const Evaluation& evaluation) {
             {"worst_raw_uv", score.worst.rawUv}};
 }
 
+Json QualityJson(const Evaluation& evaluation) {
+    Json leads = Json::array();
+    for (std::size_t lead = 0; lead < evaluation.quality.size(); ++lead)
+        leads.push_back({{"name", evaluation.leads[lead]},
+                         {"median", Value(evaluation.quality[lead].median)},
+                         {"poor_part", Value(evaluation.quality[lead].poorPart)}});
+    return leads;
+}
+
 Json LeadsJson(const Evaluation& evaluation) {
     const Accuracy& accuracy = evaluation.accuracy;
     Json leads = Json::array();
@@ -95,7 +104,8 @@ Evaluation Evaluate(const StressResult& result, const std::vector<Annotation>& f
                           ScoreFiducials(result, marks),
                           std::move(changes),
                           CompareWithTruth(counted, truth),
-                          {}};
+                          {},
+                          SummarizeQuality(result)};
     if (truth.classesKnown) evaluation.classes = ScoreClasses(foundBeats, truth.beats, uncounted);
     return evaluation;
 }
@@ -175,6 +185,7 @@ void WriteEvaluationJson(PendingFile& file, const Evaluation& evaluation) {
                       {"st_against_raw", RawSTJson(evaluation)},
                       {"heart_rate_error_median_per_min", Value(evaluation.accuracy.bpm.median)},
                       {"heart_rate_error_largest_per_min", Value(evaluation.accuracy.bpm.maximum)},
+                      {"signal_quality", QualityJson(evaluation)},
                       {"leads", LeadsJson(evaluation)}};
     file.Stream() << all.dump(1, ' ', false, Json::error_handler_t::replace) << '\n';
 }

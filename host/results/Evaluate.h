@@ -13,6 +13,7 @@
 #include "host/results/RateScore.h"
 #include "host/results/RawST.h"
 #include "host/results/STChanges.h"
+#include "host/results/Summaries.h"
 #include "host/results/Truth.h"
 #include "host/support/PendingFile.h"
 
@@ -25,8 +26,9 @@ struct Evaluation {
     FoldingScore folding;
     FiducialScore fiducials;
     std::vector<STChange> stChanges;
-    Accuracy accuracy;  // of ST only where the truth knows it
-    RawSTScore rawST;   // left empty by Evaluate
+    Accuracy accuracy;                    // of ST only where the truth knows it
+    RawSTScore rawST;                     // left empty by Evaluate
+    std::vector<QualitySummary> quality;  // of the signal, per lead
 };
 
 /// Nothing before `skipSeconds` is counted.

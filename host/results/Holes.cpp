@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <utility>
 
 #include "host/support/Text.h"
 
@@ -11,6 +12,17 @@ namespace {
 constexpr double kShortestSeconds = 10;
 
 double LastsSeconds(const Span& span) { return span.toSeconds - span.fromSeconds; }
+
+// What lies between the ends of the hole, both excluded, of all that are in order of time.
+template <typename Timed>
+std::pair<typename std::vector<Timed>::const_iterator, typename std::vector<Timed>::const_iterator> Within(
+    const std::vector<Timed>& all, const Span& hole) {
+    const auto first =
+        std::upper_bound(all.begin(), all.end(), hole.fromSeconds,
+                         [](double seconds, const Timed& one) { return seconds < one.seconds; });
+    return {first, std::lower_bound(first, all.end(), hole.toSeconds,
+                                    [](const Timed& one, double seconds) { return one.seconds < seconds; })};
+}
 
 // For how long any of `spans` lies in `hole`.
 double OverlapSeconds(const std::vector<Span>& spans, const Span& hole) {
@@ -28,19 +40,17 @@ std::string WhyNot(const StressResult& result, std::size_t lead, const Span& hol
     };
     if (std::any_of(result.disturbed[lead].begin(), result.disturbed[lead].end(), touches))
         return "disturbed";
-    int onT = 0, folded = 0, ventricular = 0, found = 0;
-    for (const STReading& beat : result.beats) {
-        if (!hole.Contains(beat.seconds)) continue;
-        ++folded;
-        onT += lead < beat.st.size() && beat.st[lead].isOnT;
-    }
-    for (const FoundBeat& beat : result.beatsFound) {
-        if (!hole.Contains(beat.seconds)) continue;
-        ++found;
-        ventricular += beat.beatClass == qz::BeatClass::Ventricular;
-    }
+    const auto [firstFound, lastFound] = Within(result.beatsFound, hole);
+    const auto [firstFolded, lastFolded] = Within(result.beats, hole);
+    const auto found = lastFound - firstFound, folded = lastFolded - firstFolded;
+    const auto ventricular = std::count_if(firstFound, lastFound, [](const FoundBeat& beat) {
+        return beat.beatClass == qz::BeatClass::Ventricular;
+    });
+    const auto onT = std::count_if(firstFolded, lastFolded, [&](const STReading& beat) {
+        return lead < beat.st.size() && beat.st[lead].isOnT;
+    });
     if (2 * ventricular > found) return "ventricular beats";
-    if (2 * onT > folded && folded > 0) return "ST point on the T wave";
+    if (2 * onT > folded) return "ST point on the T wave";
     if (2 * folded > found) return "another shape, or the average of this lead renewed";
     return "beats unlike the averaged one";
 }
@@ -52,19 +62,16 @@ std::vector<std::vector<Hole>> FindHoles(const StressResult& result) {
     if (result.beatsFound.empty()) return holes;
     for (std::size_t lead = 0; lead < holes.size(); ++lead) {
         double last = result.beatsFound.front().seconds;
-        const auto end = [&](double seconds) {
+        const auto valueAt = [&](double seconds) {
             const Span hole{last, seconds};
-            const bool areBeatsIn =
-                std::any_of(result.beatsFound.begin(), result.beatsFound.end(), [&](const FoundBeat& beat) {
-                    return beat.seconds > hole.fromSeconds && beat.seconds < hole.toSeconds;
-                });
-            if (LastsSeconds(hole) >= kShortestSeconds && areBeatsIn)
-                holes[lead].push_back({hole, WhyNot(result, lead, hole)});
             last = seconds;
+            if (LastsSeconds(hole) < kShortestSeconds) return;
+            const auto [first, end] = Within(result.beatsFound, hole);
+            if (first != end) holes[lead].push_back({hole, WhyNot(result, lead, hole)});
         };
         for (const STReading& beat : result.beats)
-            if (!std::isnan(beat.levelUv[lead])) end(beat.seconds);
-        end(result.beatsFound.back().seconds);
+            if (!std::isnan(beat.levelUv[lead])) valueAt(beat.seconds);
+        valueAt(result.beatsFound.back().seconds);
     }
     return holes;
 }

@@ -54,6 +54,10 @@ struct Witness : qz::SessionObserver {
         if (event.kind == qz::LeadEvent::Kind::Off) log.push_back(event.voidFromSeconds);
     }
     void OnLearned(const qz::LearnedBeat&, double from, bool again) override { Add({7, from, again + 0.0}); }
+    void OnQuality(const qz::QualityEvent& event) override {
+        Add({9, event.seconds, std::numeric_limits<double>::quiet_NaN()});
+        log.insert(log.end(), event.quality.begin(), event.quality.end());
+    }
     void Add(const Log& values) { log.insert(log.end(), values.begin(), values.end()); }
 
     Log log;
@@ -71,6 +75,8 @@ bool Fetch(qzs_session* session, Log& log) {
               event.kind == QZS_BEAT);
     EXPECT_EQ(qzs_event_st(session, values + 3 * kLeads, &pointMs, kLeads), event.kind == QZS_BEAT);
     EXPECT_FALSE(qzs_event_st(session, values, &pointMs, kLeads - 1));
+    EXPECT_FALSE(qzs_event_quality(session, values, kLeads + 1));
+    EXPECT_EQ(qzs_event_quality(session, values, kLeads), event.kind == QZS_QUALITY);
     log.push_back(event.lead >= 0 ? event.lead : event.kind == QZS_LEARNED ? event.again : event.bpm);
     if (event.kind == QZS_INTERVAL || event.kind == QZS_BEAT)
         log.insert(log.end(), {event.rr_ms, event.beat_class + 0.0});
@@ -79,6 +85,7 @@ bool Fetch(qzs_session* session, Log& log) {
         log.insert(log.end(), values, values + 4 * kLeads);
         log.push_back(pointMs);
     }
+    if (event.kind == QZS_QUALITY) log.insert(log.end(), values, values + kLeads);
     return true;
 }
 
@@ -206,7 +213,7 @@ TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
         EXPECT_FALSE(qzs_push(session, nullptr, 5) > 0 || qzs_next_event(session, nullptr, sizeof event) ||
                      qzs_next_event(session, &event, sizeof event) ||
                      qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
-                     qzs_event_st(session, nullptr, nullptr, 2) ||
+                     qzs_event_st(session, nullptr, nullptr, 2) || qzs_event_quality(session, nullptr, 2) ||
                      qzs_conditioned(session, nullptr, 9, nullptr) > 0 ||
                      qzs_get_positions(session, nullptr) || qzs_template(session, nullptr, 9) > 0 ||
                      qzs_learned_beat(session, nullptr, nullptr, 0) > 0);

@@ -206,8 +206,8 @@ TEST_F(OCqz, HasFilterBanksOfItsOwnAndEchoesFramesOfOtherLengths) {
 }
 
 static OCqzSession *Session(short chn) {
-    return [[[OCqzSession alloc] init:kFs chn:chn uVpb:1 mains:50 lowpass:40 smooth:0 postJms:60
-                              relearn:NO] autorelease];
+    return [[[OCqzSession alloc] init:kFs chn:chn uVpb:1 mains:50 lowpass:40 smooth:0
+                              postJms:60] autorelease];
 }
 
 static OCqzSession *Session(short chn, OCqzLearnedBeat *beat) {
@@ -218,7 +218,6 @@ static OCqzSession *Session(short chn, OCqzLearnedBeat *beat) {
                               lowpass:40
                                smooth:0
                               postJms:60
-                              relearn:NO
                                  beat:beat
                           conditioned:YES] autorelease];
 }

@@ -45,8 +45,7 @@ qzs_session* Create(Bytes& bytes, qzs_beat& beat, std::vector<std::int16_t>& row
     options.smooth = bytes.Or(0);
     options.postJms = bytes.Or(60);
     const int switches = bytes.Byte();
-    options.relearn = switches % 2;
-    options.conditioned = switches / 2 % 2;
+    options.conditioned = switches % 2;
     if (bytes.Byte() % 4 == 0) {
         beat.length = bytes.Or(200);
         beat.posR = bytes.Or(80);

@@ -1,6 +1,6 @@
 // OCqzSession: one stress test from raw frames to heart rates and ST values, as many objects as wanted.
 //
-//   init:chn:uVpb:mains:lowpass:smooth:postJms:relearn:  ->  push: with frames, nextEvent until it is nil  ->
+//   init:chn:uVpb:mains:lowpass:smooth:postJms:  ->  push: with frames, nextEvent until it is nil  ->
 //   finish, nextEvent until it is nil  ->  release
 //
 // A session conditions the signal, learns the first averaged beat from it, folds every beat that matches into
@@ -22,10 +22,11 @@ enum {
     OCqzEventBeat = 2,  ///< a beat has been folded into the averaged one: level, slope, j; seconds of its R
     OCqzEventLeadOff = 3,  ///< the signal of a lead is a line, as that of a loose electrode: voidFromSeconds
     OCqzEventLeadOn = 4,   ///< the line has ended
-    OCqzEventDisturbed = 5,  ///< the level of a lead jumps and stays away
-    OCqzEventCalm = 6,       ///< it has not done so for a second; seconds of the last of it
-    OCqzEventLearned = 7,    ///< an averaged beat is there: matching begins with the signal at `seconds`
-    OCqzEventNotLearned = 8  ///< no ST values to the end of the signal: text says why
+    OCqzEventDisturbed = 5,   ///< the level of a lead jumps and stays away
+    OCqzEventCalm = 6,        ///< it has not done so for a second; seconds of the last of it
+    OCqzEventLearned = 7,     ///< an averaged beat is there: matching begins with the signal at `seconds`
+    OCqzEventNotLearned = 8,  ///< no ST values to the end of the signal: text says why
+    OCqzEventQuality = 9      ///< how good the signal of each lead has been for 2 s, up to then: quality
 };
 
 /// Classes of beats. A beat that was folded in but not found is unclassified.
@@ -45,6 +46,7 @@ enum {
     NSArray *OC_NULLABLE level, *OC_NULLABLE slope, *OC_NULLABLE j;
     NSArray *OC_NULLABLE st;
     double stPointMs;
+    NSArray *OC_NULLABLE quality;
     NSString *OC_NULLABLE text;
 }
 @property(nonatomic, readonly) int kind;        ///< OCqzEvent...
@@ -68,6 +70,8 @@ enum {
 /// averaged beat; NaN as above, and where that point lies on the T wave. Else nil and 0.
 @property(nonatomic, readonly) NSArray *OC_NULLABLE st;
 @property(nonatomic, readonly) double stPointMs;
+/// Of OCqzEventQuality, one float per lead, else nil: from 0, nothing to be measured, to 1, clean.
+@property(nonatomic, readonly) NSArray *OC_NULLABLE quality;
 @property(nonatomic, readonly) NSString *OC_NULLABLE text;  ///< of OCqzEventNotLearned, for people; else nil
 @end
 
@@ -121,7 +125,6 @@ enum {
 /// @param lowpass  Cutoff of the low-pass, below fs / 2; 0 for none; usually 40, Hz.
 /// @param smooth   Strength of the adaptive smoother: 0 none, 1 or 2.
 /// @param postJms  ST is measured this long after J + 6 ms: 10 to 200, usually 60.
-/// @param relearn  Whether a new averaged beat is learned where none has matched for half a minute.
 /// @return Nil for arguments out of range and without memory.
 - (instancetype OC_NULLABLE)init:(short)fs
                              chn:(short)chn
@@ -129,9 +132,7 @@ enum {
                            mains:(short)mains
                          lowpass:(short)lowpass
                           smooth:(short)smooth
-                         postJms:(short)postJms
-                         relearn:(BOOL)relearn
-    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:relearn:));
+                         postJms:(short)postJms NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:));
 /// The same, and:
 /// @param beat         The first averaged beat; nil: the session learns it.
 /// @param conditioned  Whether conditioned frames are kept to be fetched.
@@ -143,10 +144,9 @@ enum {
                          lowpass:(short)lowpass
                           smooth:(short)smooth
                          postJms:(short)postJms
-                         relearn:(BOOL)relearn
                             beat:(OCqzLearnedBeat *OC_NULLABLE)beat
                      conditioned:(BOOL)conditioned
-    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:relearn:beat:conditioned:));
+    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:beat:conditioned:));
 
 /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken.
 /// @return How many frames it took: fewer than there are when 256 events or 4096 conditioned frames wait to

@@ -15,6 +15,7 @@ public final class OCqzSessionEvent {
     public let j: [Any]?
     public let st: [Any]?
     public let stPointMs: Double
+    public let quality: [Any]?
     public let text: String?
 
     /// `event` has just been fetched from `session`.
@@ -38,6 +39,7 @@ public final class OCqzSessionEvent {
         var pointMs = 0.0
         st = isBeat && qzs_event_st(session, &values[0], &pointMs, leads) ? values[0] : nil
         stPointMs = pointMs
+        quality = qzs_event_quality(session, &values[0], leads) ? values[0] : nil
         var line = [CChar](repeating: 0, count: qzs_event_text(session, nil, 0) + 1)
         text = qzs_event_text(session, &line, line.count) > 0 ? String(cString: line) : nil
     }
@@ -100,7 +102,7 @@ public final class OCqzSession {
 
     public init?(
         _ fs: Int16, chn: Int16, uVpb: Double, mains: Int16, lowpass: Int16, smooth: Int16, postJms: Int16,
-        relearn: Bool, beat: OCqzLearnedBeat?, conditioned: Bool
+        beat: OCqzLearnedBeat?, conditioned: Bool
     ) {
         var options = qzs_options()
         qzs_options_init(&options, MemoryLayout<qzs_options>.size)
@@ -111,7 +113,6 @@ public final class OCqzSession {
         options.lowpass_hz = lowpass
         options.smooth = smooth
         options.postJms = postJms
-        options.relearn = relearn
         options.conditioned = conditioned
         guard let session = beat == nil ? qzs_create(&options) : beat!.create(options) else { return nil }
         self.session = session
