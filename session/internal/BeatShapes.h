@@ -28,8 +28,7 @@ public:
     /// True if ST can be measured on the averaged beat.
     bool Reaches(const LearnedBeat& beat) const { return TemplateFollower::Reaches(beat, m_fs, m_postJms); }
     /// Follows this averaged beat too, which Reaches, from frame `from` on, at once as the dominant one or
-    /// not.
-    /// Returns the number that its beats tell as their shape.
+    /// not. Returns the number that its beats tell as their shape.
     int Add(const LearnedBeat& beat, long long from, bool isDominant);
     /// False for a shape that has been given up.
     bool Follows(int number) const;

@@ -91,6 +91,7 @@ TEST(StressAnalysis, OtherRatesMainsAndOptionsAreMeasuredAsWell) {
         simulation.fs = fs;
         simulation.mainsHz = 60;
         simulation.seconds = 300;
+        simulation.leads = {"II", "V2", "V5"};
         StressOptions options;
         options.stPoint.postJms = 40;
         EXPECT_EQ(ExpectAccurate(simulation, options).mainsHz, 60);
