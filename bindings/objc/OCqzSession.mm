@@ -80,6 +80,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     OC_LET_GO(slope);
     OC_LET_GO(j);
     OC_LET_GO(st);
+    OC_LET_GO(quality);
     OC_LET_GO(text);
     OC_SUPER_DEALLOC();
 }

@@ -22,6 +22,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
@@ -82,7 +83,7 @@ private:
     std::size_t LeastWanted(long long place) const;
     void LearnTiming(Shape& shape, const Timing& timing);
     void LearnInterval(long long place, BeatClass kind);
-    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
+    long long Places(double seconds) const { return std::llround(seconds * m_rate); }
 
     const BeatFinder& m_finder;
     double m_rate;  // places per second
