@@ -219,7 +219,7 @@ std::vector<std::string> ListWarnings(const Findings& findings) {
                            Join(unusable, ", "));
     for (const double seconds : result.relearnedSeconds) relearned.push_back(LongClock(seconds));
     if (!relearned.empty())
-        warnings.push_back("no beats matched for long, and a new averaged beat was learned, at " +
+        warnings.push_back("beats did not match, and another averaged beat was learned from them, at " +
                            Join(relearned, ", "));
     return warnings;
 }
