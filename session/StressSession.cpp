@@ -458,6 +458,8 @@ void StressSession::Impl::TellBeat(long long r) {
 // ST of the beat that is to be told, by the meter of its shape.
 void StressSession::Impl::Measure(long long r) {
     for (std::size_t lead = 0; lead < m_chn; ++lead) m_isGoodBeat[lead] = IsGood(lead, m_beat.seconds);
+    m_beat.st.assign(m_chn, STMeasure());  // where its shape has just been given up
+    m_beat.stPointMs = m_beat.qMs = m_beat.jMs = kNaN;
     const double delayRestMs = m_conditioner.DelayRest() * kMsPerSecond / m_fs;
     for (ShapeMeter& one : m_meters) {
         if (one.shape != m_beat.shape) continue;

@@ -38,7 +38,6 @@ public:
     /// until the next Take.
     const std::vector<LeadEvent>& Events();
 
-    bool IsOff(std::size_t lead) const { return m_leads[lead].isOff; }
     /// True if the lead was not off within `span`, and not disturbed within it or swingSeconds before it.
     /// Fast only for spans near the present.
     bool IsGood(std::size_t lead, const Span& span, double swingSeconds) const;
