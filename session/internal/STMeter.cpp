@@ -260,30 +260,34 @@ double STMeter::SteepestOfT(const std::vector<double>& mean) const {
     const double fromMs = m_at.jMs + kTFromMs;
     const double toMs = std::min(m_at.jMs + kTSearchMs, (m_length - 1) * stepMs - kTSlopeMs);
     const double baseUv = At(mean, fromMs);
-    const auto stepAt = [&](int i) { return fromMs + i * stepMs; };
-    double peakUv = 0;
-    int peak = 0;
-    for (int i = 0; stepAt(i) <= toMs; ++i) {
-        const double uV = At(mean, stepAt(i)) - baseUv;
-        if (std::abs(uV) <= std::abs(peakUv)) continue;
+    const auto visitSteps = [fromMs, stepMs](double lastMs, auto visit) {
+        double ms = fromMs;
+        while (ms <= lastMs) {
+            visit(ms);
+            ms += stepMs;
+        }
+    };
+    double peakUv = 0, peakMs = fromMs;
+    visitSteps(toMs, [&](double ms) {
+        const double uV = At(mean, ms) - baseUv;
+        if (std::abs(uV) <= std::abs(peakUv)) return;
         peakUv = uV;
-        peak = i;
-    }
+        peakMs = ms;
+    });
     if (std::abs(peakUv) < kLeastTUv) return kNever;
     const double sign = peakUv > 0 ? 1 : -1;
-    const auto slopeAt = [&](int i) {
-        return sign * (At(mean, stepAt(i) + kTSlopeMs) - At(mean, stepAt(i) - kTSlopeMs));
+    double steepest = 0, steepestMs = fromMs;
+    const auto slope = [&](double ms) {
+        return sign * (At(mean, ms + kTSlopeMs) - At(mean, ms - kTSlopeMs));
     };
-    int steepest = 0;
-    double greatest = 0;
-    for (int i = 0; i <= peak; ++i) {
-        if (slopeAt(i) <= greatest) continue;
-        greatest = slopeAt(i);
-        steepest = i;
-    }
-    double calmest = greatest;
-    for (int i = 0; i < steepest; ++i) calmest = std::min(calmest, std::abs(slopeAt(i)));
-    if (kTSteeper * calmest <= greatest) return stepAt(steepest);
+    visitSteps(peakMs, [&](double ms) {
+        if (slope(ms) <= steepest) return;
+        steepest = slope(ms);
+        steepestMs = ms;
+    });
+    double calmest = steepest;
+    visitSteps(steepestMs, [&](double ms) { calmest = std::min(calmest, std::abs(slope(ms))); });
+    if (kTSteeper * calmest <= steepest) return steepestMs;
     return kNever;
 }
 
