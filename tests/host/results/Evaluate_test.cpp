@@ -139,7 +139,7 @@ TEST(CompareSTChanges, TakesTheLevelBehindTheMarkLessThatOutsideEpisodes) {
     StressResult result;
     result.source.leads = {"V4", "D3"};
     for (int second = 0; second < 200; ++second) {
-        const float level = second < 100 ? 40 : second < 131 ? 190 : 500;
+        const float level = second < 100 ? 40.0F : second < 131 ? 190.0F : 500.0F;
         result.beats.push_back({second * 1.0, 60, {level, -level}, {0, 0}});
     }
     const std::vector<STChange> changes =
