@@ -89,7 +89,7 @@ TEST(CZatTemplRxy, EstimatesUpToTheEdgesOfItsNumbers) {
         lead.Take(32767);
         lead.Create(500, 1.0, 600);
     }
-    for (int i = 0; i < 299; ++i) lead.Take(0);
+    for (int i = 0; i < 300; ++i) lead.Take(0);
     EXPECT_FALSE(IsEstimated(lead)) << "the template has no mean";
     lead.Average();
     for (const auto& [x, isEstimated] : {std::pair{-127, true}, {-128, false}}) {
