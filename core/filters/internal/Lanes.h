@@ -15,7 +15,9 @@
 #if defined(__GNUC__) && !defined(QZ_PLAIN_LANES)
 
 using IntLanes = std::int32_t __attribute__((vector_size(16)));
+using WordLanes = std::uint32_t __attribute__((vector_size(16)));
 using DoublePair = double __attribute__((vector_size(16)));
+using DoubleFour = double __attribute__((vector_size(32)));
 using MaskPair = std::int64_t __attribute__((vector_size(16)));  // a lane is all ones or all zeros
 struct DoubleLanes {
     DoublePair low, high;
@@ -41,17 +43,34 @@ inline DoubleLanes AllLanes(double x) {
     return {both, both};
 }
 inline DoubleLanes ToDoubles(IntLanes x) {
-    using IntPair = std::int32_t __attribute__((vector_size(8)));
-    const IntPair low = __builtin_shufflevector(x, x, 0, 1), high = __builtin_shufflevector(x, x, 2, 3);
-    return {__builtin_convertvector(low, DoublePair), __builtin_convertvector(high, DoublePair)};
+    const DoubleFour four = __builtin_convertvector(x, DoubleFour);
+    return {__builtin_shufflevector(four, four, 0, 1), __builtin_shufflevector(four, four, 2, 3)};
 }
 /// The truncated values, for lanes that all lie within 32 bits.
 inline IntLanes TruncateInRange(DoubleLanes x) {
-    using Four = double __attribute__((vector_size(32)));
-    const Four four = __builtin_shufflevector(x.low, x.high, 0, 1, 2, 3);
+    const DoubleFour four = __builtin_shufflevector(x.low, x.high, 0, 1, 2, 3);
     return __builtin_convertvector(four, IntLanes);
 }
+inline IntLanes WrapAdd(IntLanes a, IntLanes b) { return (IntLanes)((WordLanes)a + (WordLanes)b); }
+inline IntLanes WrapSub(IntLanes a, IntLanes b) { return (IntLanes)((WordLanes)a - (WordLanes)b); }
+/// WrapAbs of every lane.
+inline IntLanes Magnitude(IntLanes x) {
+    const IntLanes sign = x >> 31;
+    return WrapSub(x ^ sign, sign);
+}
+/// The smaller and the larger of every two lanes; b where a is NaN.
+inline DoubleLanes Least(DoubleLanes a, DoubleLanes b) {
+    return {a.low < b.low ? a.low : b.low, a.high < b.high ? a.high : b.high};
+}
+inline DoubleLanes Most(DoubleLanes a, DoubleLanes b) {
+    return {a.low > b.low ? a.low : b.low, a.high > b.high ? a.high : b.high};
+}
 inline DoublePair Magnitude(DoublePair x) { return (DoublePair)((MaskPair)x & INT64_MAX); }
+/// True if a lane's magnitude is above the limit.
+inline bool IsAnyAbove(double limit, DoubleLanes x) {
+    const WordLanes above = (WordLanes)((Magnitude(x.low) > limit) | (Magnitude(x.high) > limit));
+    return (above[0] | above[2]) != 0;
+}
 /// A lane whose magnitude is below the limit becomes 0.
 inline DoubleLanes ZeroBelow(double limit, DoubleLanes x) {
     return {(DoublePair)((MaskPair)x.low & ~(Magnitude(x.low) < limit)),
@@ -84,14 +103,17 @@ inline void StoreSamples(void* y, IntLanes x) {
 /// bits are stored. Lanes without a lead read 0.
 template <typename Work>
 inline void ForEachFour(short* frame, std::size_t leads, Work work) {
-    std::size_t four = 0;
-    for (; (four + 1) * kLanes <= leads; ++four, frame += kLanes)
-        StoreSamples(frame, work(four, LoadSamples(frame)));
-    const std::size_t rest = leads - four * kLanes;
-    if (rest == 0) return;
-    std::int64_t last = 0;  // four samples
-    std::memcpy(&last, frame, rest * sizeof *frame);
-    auto* samples = reinterpret_cast<char*>(&last);
-    StoreSamples(samples, work(four, LoadSamples(samples)));
-    std::memcpy(frame, &last, rest * sizeof *frame);
+    for (std::size_t four = 0; leads > 0; ++four) {
+        std::int64_t last = 0;  // four samples, of which the frame has some
+        const bool isFull = leads >= kLanes;
+        if (!isFull) std::memcpy(&last, frame, leads * sizeof *frame);
+        void* samples = isFull ? static_cast<void*>(frame) : &last;
+        StoreSamples(samples, work(four, LoadSamples(samples)));
+        if (!isFull) {
+            std::memcpy(frame, &last, leads * sizeof *frame);
+            return;
+        }
+        frame += kLanes;
+        leads -= kLanes;
+    }
 }

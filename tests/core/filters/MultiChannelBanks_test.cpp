@@ -31,36 +31,73 @@ const std::vector<short>& Frames() {
     return frames;
 }
 
+void Step(auto& bank, short* frame) {
+    if constexpr (requires { bank.Smooth(frame); })
+        bank.Smooth(frame);
+    else
+        bank.Filter(frame);
+}
+int StepOne(auto& filter, int x) {
+    if constexpr (requires { filter.Smooth(x); })
+        return filter.Smooth(x);
+    else
+        return filter.Filter(x);
+}
+
 /// Every lead of a bank gives what a single filter with the same arguments gives.
-template <typename Bank, typename Single, typename FilterBank, typename FilterOne>
-void ExpectAlike(Bank bank, const Single& single, std::size_t leads, FilterBank filterBank,
-                 FilterOne filterOne) {
-    std::vector<Single> singles(leads, single);
-    for (std::size_t i = 0; i + kMostLeads <= Frames().size(); i += kMostLeads) {
-        std::vector<short> frame(&Frames()[i], &Frames()[i] + leads);
-        filterBank(bank, frame.data());
-        for (std::size_t lead = 0; lead < leads; ++lead)
-            ASSERT_EQ(frame[lead], static_cast<short>(filterOne(singles[lead], Frames()[i + lead])))
-                << "lead " << lead << " of " << leads << ", frame " << i / kMostLeads;
+template <typename Bank, typename Single, typename... Rest>
+void ExpectAlike(double first, int fs, Rest... rest) {
+    for (const std::size_t leads : {1U, 4U, 13U}) {
+        const auto chn = static_cast<int>(leads);
+        Bank bank = [&] {
+            if constexpr (std::is_same_v<Bank, CMultiChannelSmooth>)
+                return Bank(fs, chn, static_cast<int>(first));
+            else
+                return Bank(first, fs, rest..., chn);
+        }();
+        const Single single = [&] {
+            if constexpr (std::is_same_v<Single, CSmoothFilter>)
+                return Single(fs, static_cast<int>(first));
+            else
+                return Single(first, fs, rest...);
+        }();
+        std::vector<Single> singles(leads, single);
+        for (std::size_t i = 0; i + kMostLeads <= Frames().size(); i += kMostLeads) {
+            std::vector<short> frame(&Frames()[i], &Frames()[i] + leads);
+            Step(bank, frame.data());
+            for (std::size_t lead = 0; lead < leads; ++lead)
+                ASSERT_EQ(frame[lead], Wrapped(StepOne(singles[lead], Frames()[i + lead])))
+                    << first << " Hz at " << fs << ", lead " << lead << " of " << leads << ", frame "
+                    << i / kMostLeads;
+        }
     }
 }
 
 }  // namespace
 
 TEST(MultiChannelBanks, GiveEveryLeadWhatItsSingleFilterGives) {
-    const auto filterBank = [](auto& bank, short* frame) { bank.Filter(frame); };
-    const auto filterOne = [](auto& filter, int x) { return filter.Filter(x); };
-    for (const int leads : {1, 4, 13}) {
-        const auto count = static_cast<std::size_t>(leads);
-        for (const double fc : {1e-4, 5.0, 40.0, 125.0, 220.0, 260.0})  // unstable from 250 Hz on
-            ExpectAlike(CMultiChannelLowpass2(fc, 500, leads), CLowpassFilter2(fc, 500), count, filterBank,
-                        filterOne);
-        for (const double fc : {0.05, 12.0})
-            ExpectAlike(CMultiChannelHighpass(fc, 500, leads), CHighpassFilter(fc, 500), count, filterBank,
-                        filterOne);
-        for (const double q : {0.7, 40.0})
-            ExpectAlike(CMultiChannelNotch(60, 500, q, leads), CNotchFilter(60, 500, q), count, filterBank,
-                        filterOne);
+    for (const double fc : {1e-4, 5.0, 40.0, 125.0, 220.0, 260.0})  // unstable from 250 Hz on
+        ExpectAlike<CMultiChannelLowpass2, CLowpassFilter2>(fc, 500);
+    for (const double fc : {0.05, 12.0}) ExpectAlike<CMultiChannelHighpass, CHighpassFilter>(fc, 500);
+    for (const double q : {0.7, 40.0}) ExpectAlike<CMultiChannelNotch, CNotchFilter>(60, 500, q);
+    for (const int fs : {33, 34, 112, 166, 167, 257, 500, 1000})
+        ExpectAlike<CMultiChannelSmooth, CSmoothFilter>(10, fs);
+    ExpectAlike<CMultiChannelSmooth, CSmoothFilter>(260, 500);
+}
+
+// Silence of every length, then noise: the activity meets each limit exactly.
+TEST(MultiChannelBanks, SmootherTakesTiesAsTheSingleFilterDoes) {
+    CMultiChannelSmooth bank(1000, 1, 10);
+    CSmoothFilter single(1000, 10);
+    for (std::size_t quiet = 0; quiet <= 120; ++quiet) {
+        bank.Init();
+        single.Init();
+        for (std::size_t i = 0; i < quiet + 45; ++i) {
+            const short x = i < quiet ? short{0} : Frames()[i * kMostLeads];
+            short y = x;
+            bank.Smooth(&y);
+            ASSERT_EQ(y, Wrapped(single.Smooth(x))) << quiet;
+        }
     }
 }
 
