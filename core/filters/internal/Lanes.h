@@ -53,6 +53,8 @@ inline IntLanes TruncateInRange(DoubleLanes x) {
 }
 inline IntLanes WrapAdd(IntLanes a, IntLanes b) { return (IntLanes)((WordLanes)a + (WordLanes)b); }
 inline IntLanes WrapSub(IntLanes a, IntLanes b) { return (IntLanes)((WordLanes)a - (WordLanes)b); }
+/// WrapToSample of every lane.
+inline IntLanes WrapToSamples(IntLanes x) { return (IntLanes)((WordLanes)x << 16) >> 16; }
 /// WrapAbs of every lane.
 inline IntLanes Magnitude(IntLanes x) {
     const IntLanes sign = x >> 31;
@@ -83,14 +85,20 @@ inline IntLanes TruncateToInts(DoubleLanes x) {
     return IntLanes{TruncateToInt(x.low[0]), TruncateToInt(x.low[1]), TruncateToInt(x.high[0]),
                     TruncateToInt(x.high[1])};
 }
-inline IntLanes LoadSamples(const void* x) {
+inline IntLanes LoadSamples(const short* x) {
     using Shorts = std::int16_t __attribute__((vector_size(8)));
     Shorts four;
     std::memcpy(&four, x, sizeof four);
     return __builtin_convertvector(four, IntLanes);
 }
+inline IntLanes LoadSamples(const int* x) {
+    IntLanes four;
+    std::memcpy(&four, x, sizeof four);
+    return four;
+}
+inline void StoreSamples(int* y, IntLanes x) { std::memcpy(y, &x, sizeof x); }
 /// Stores the low 16 bits of every lane.
-inline void StoreSamples(void* y, IntLanes x) {
+inline void StoreSamples(short* y, IntLanes x) {
     using Shorts = std::int16_t __attribute__((vector_size(16)));
     const Shorts halves = (Shorts)x;
     const IntLanes pairs = (IntLanes)__builtin_shufflevector(halves, halves, 0, 2, 0, 2, 4, 6, 4, 6);
@@ -99,15 +107,17 @@ inline void StoreSamples(void* y, IntLanes x) {
 }
 #endif
 
-/// Runs through a frame in place, four leads at a time: work(four, lanes) returns the new lanes, of which 16
-/// bits are stored. Lanes without a lead read 0.
-template <typename Work>
-inline void ForEachFour(short* frame, std::size_t leads, Work work) {
+/// Runs through a frame of samples of 16 or 32 bits in place, four leads at a time: work(four, lanes) returns
+/// the new lanes, of which the sample's bits are stored. Lanes without a lead read 0.
+template <typename Sample, typename Work>
+inline void ForEachFour(Sample* frame, std::size_t leads, Work work) {
     for (std::size_t four = 0; leads > 0; ++four) {
-        std::int64_t last = 0;  // four samples, of which the frame has some
+        struct {
+            std::int64_t low, high;
+        } last = {0, 0};  // four samples, of which the frame has some
         const bool isFull = leads >= kLanes;
         if (!isFull) std::memcpy(&last, frame, leads * sizeof *frame);
-        void* samples = isFull ? static_cast<void*>(frame) : &last;
+        Sample* samples = isFull ? frame : reinterpret_cast<Sample*>(&last);
         StoreSamples(samples, work(four, LoadSamples(samples)));
         if (!isFull) {
             std::memcpy(frame, &last, leads * sizeof *frame);

@@ -1,6 +1,9 @@
 // The banks of filters against their single-lead classes, and at their edges.
 #include <gtest/gtest.h>
 
+#include <tuple>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "core/filters/CMultiChannelHighpass.h"
@@ -31,44 +34,48 @@ const std::vector<short>& Frames() {
     return frames;
 }
 
-void Step(auto& bank, short* frame) {
-    if constexpr (requires { bank.Smooth(frame); })
-        bank.Smooth(frame);
-    else
-        bank.Filter(frame);
-}
-int StepOne(auto& filter, int x) {
-    if constexpr (requires { filter.Smooth(x); })
-        return filter.Smooth(x);
-    else
-        return filter.Filter(x);
+/// A frame through the bank and its samples through the single filters. Combs take every other frame as 32
+/// bits.
+template <typename Bank, typename Single>
+void ExpectAlike(Bank& bank, std::vector<Single>& singles, const short* x, bool isWhole) {
+    const auto expect = [&singles, x](const auto& y, int factor, auto single) {
+        for (std::size_t lead = 0; lead < singles.size(); ++lead)
+            ASSERT_EQ(y[lead], single(singles[lead], factor * x[lead]))
+                << "lead " << lead << " of " << y.size();
+    };
+    std::vector<short> frame(x, x + singles.size());
+    if constexpr (requires { bank.Smooth(frame.data()); }) {
+        bank.Smooth(frame.data());
+        expect(frame, 1, [](Single& single, int value) { return Wrapped(single.Smooth(value)); });
+    } else {
+        if constexpr (requires(int* whole) { bank.Filter(whole); }) {
+            if (isWhole) {
+                std::vector<int> whole(frame.begin(), frame.end());
+                for (int& value : whole) value *= 60000;
+                bank.Filter(whole.data());
+                expect(whole, 60000, [](Single& single, int value) { return single.Filter(value); });
+                return;
+            }
+        }
+        bank.Filter(frame.data());
+        expect(frame, 1, [](Single& single, int value) { return Wrapped(single.Filter(value)); });
+    }
 }
 
 /// Every lead of a bank gives what a single filter with the same arguments gives.
-template <typename Bank, typename Single, typename... Rest>
-void ExpectAlike(double first, int fs, Rest... rest) {
-    for (const std::size_t leads : {1U, 4U, 13U}) {
-        const auto chn = static_cast<int>(leads);
+template <typename Bank, typename Single, typename... Arguments>
+void ExpectAlike(Arguments... arguments) {
+    for (const int leads : {1, 4, 13}) {
         Bank bank = [&] {
-            if constexpr (std::is_same_v<Bank, CMultiChannelSmooth>)
-                return Bank(fs, chn, static_cast<int>(first));
+            if constexpr (std::is_same_v<Bank, CMultiChannelSmooth>)  // leads before the cutoff
+                return std::make_from_tuple<Bank>(std::tuple(std::get<0>(std::tuple(arguments...)), leads,
+                                                             std::get<1>(std::tuple(arguments...))));
             else
-                return Bank(first, fs, rest..., chn);
+                return Bank(arguments..., leads);
         }();
-        const Single single = [&] {
-            if constexpr (std::is_same_v<Single, CSmoothFilter>)
-                return Single(fs, static_cast<int>(first));
-            else
-                return Single(first, fs, rest...);
-        }();
-        std::vector<Single> singles(leads, single);
-        for (std::size_t i = 0; i + kMostLeads <= Frames().size(); i += kMostLeads) {
-            std::vector<short> frame(&Frames()[i], &Frames()[i] + leads);
-            Step(bank, frame.data());
-            for (std::size_t lead = 0; lead < leads; ++lead)
-                ASSERT_EQ(frame[lead], Wrapped(StepOne(singles[lead], Frames()[i + lead])))
-                    << first << " Hz at " << fs << ", lead " << lead << " of " << leads << ", frame "
-                    << i / kMostLeads;
+        std::vector<Single> singles(static_cast<std::size_t>(leads), Single(arguments...));
+        for (std::size_t i = 0; i < Frames().size() && !testing::Test::HasFatalFailure(); i += kMostLeads) {
+            ExpectAlike(bank, singles, &Frames()[i], i % 2 == 1);
         }
     }
 }
@@ -79,10 +86,15 @@ TEST(MultiChannelBanks, GiveEveryLeadWhatItsSingleFilterGives) {
     for (const double fc : {1e-4, 5.0, 40.0, 125.0, 220.0, 260.0})  // unstable from 250 Hz on
         ExpectAlike<CMultiChannelLowpass2, CLowpassFilter2>(fc, 500);
     for (const double fc : {0.05, 12.0}) ExpectAlike<CMultiChannelHighpass, CHighpassFilter>(fc, 500);
-    for (const double q : {0.7, 40.0}) ExpectAlike<CMultiChannelNotch, CNotchFilter>(60, 500, q);
+    for (const double q : {0.7, 40.0}) ExpectAlike<CMultiChannelNotch, CNotchFilter>(60.0, 500, q);
     for (const int fs : {33, 34, 112, 166, 167, 257, 500, 1000})
-        ExpectAlike<CMultiChannelSmooth, CSmoothFilter>(10, fs);
-    ExpectAlike<CMultiChannelSmooth, CSmoothFilter>(260, 500);
+        ExpectAlike<CMultiChannelSmooth, CSmoothFilter>(fs, 10);
+    ExpectAlike<CMultiChannelSmooth, CSmoothFilter>(500, 260);
+    for (const auto& [freq, fs] :
+         {std::pair{50, 500}, {60, 500}, {50, 1000}, {60, 250}, {7, 257}, {50, 40}, {0, 500}}) {
+        ExpectAlike<CMutiBlNotchFilter, CBlNotchFilter>(freq, fs);
+        ExpectAlike<CQuorlMultiNotchFilter, CQuorlNotchFilter>(freq, fs);
+    }
 }
 
 // Silence of every length, then noise: the activity meets each limit exactly.
