@@ -126,6 +126,17 @@ void PrintWarnings(const StressResult& result) {
         std::cerr << "qzstress: " << OneLine(result.source.name + ": " + warning) << "\n";
 }
 
+// The facts of a recording with what is told of the patient elsewhere, as results are to have them.
+SourceInfo Described(SourceInfo info, const AnalyzeOptions& options) {
+    if (!options.patientFile.empty()) info.patient = Complete(info.patient, ReadPatient(options.patientFile));
+    info.patient = Complete(info.patient, options.told);
+    if (options.anonymous) {
+        LeaveOutPersons(info.patient, info.started);
+        info.remarks.clear();
+    }
+    return info;
+}
+
 }  // namespace
 
 bool Analyze(AnalyzeOptions options) {
@@ -141,7 +152,7 @@ bool Analyze(AnalyzeOptions options) {
     } else {
         source = OpenRecord(options.record, options.reading);
     }
-    const SourceInfo& info = source->Info();
+    const SourceInfo info = Described(source->Info(), options);
     std::vector<std::string> warnings;
     if (!options.protocol.empty()) {
         const double start = options.exerciseStartSeconds;
@@ -157,7 +168,7 @@ bool Analyze(AnalyzeOptions options) {
     InterruptWatch interrupt;
     Outputs outputs(options, info);
     PendingFile::RefuseOverwriting(source->Files());
-    PendingFile::RefuseOverwriting({options.stagesFile});
+    PendingFile::RefuseOverwriting({options.stagesFile, options.patientFile});
     std::optional<LearnedBeat> beat;
     if (!options.templateFrom.empty()) {
         RecordOptions reading = options.reading;
@@ -178,6 +189,7 @@ bool Analyze(AnalyzeOptions options) {
     outputs.Observe(observers);
 
     StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
+    result.source = info;
     if (!result.interrupted)
         for (std::string& warning : CheckExercise(options.exercise, result.seconds))
             warnings.push_back(std::move(warning));
@@ -209,6 +221,8 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
     for (const std::string& lead : info.leads) std::cout << ' ' << lead;
     std::cout << "\n";
     for (const std::string& line : source->Describe()) std::cout << OneLine(line) << "\n";
+    for (const std::string& line : PatientRemarks(info.patient))
+        std::cout << "patient: " << OneLine(line) << "\n";
     for (const std::string& line : info.remarks) std::cout << "remark: " << line << "\n";
     for (const std::string& line : source->Warnings()) std::cout << "warning: " << OneLine(line) << "\n";
 }

@@ -158,6 +158,9 @@ private:
                 "SECONDS-SECONDS from which changes of ST count, instead of the rest before the exercise or, "
                 "without stages, the first half minute of ST")
             ->type_name("SPAN");
+        AddFile(command, "--patient", m_analyze.patientFile,
+                "What is told of the patient, a JSON object; stronger than what the recording tells");
+        command.add_flag("--anonymous", m_analyze.anonymous, "Leave persons and remarks out of every output");
         CLI::Option* csv = AddFile(command, "--csv", m_analyze.csv, "Write the trends as CSV");
         command
             .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")

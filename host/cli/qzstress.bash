@@ -43,7 +43,7 @@ _qzstress() {
         COMPREPLY=($(compgen -W "$values" -- "$word"))
     elif [[ $word == -* ]]; then
         case $command in
-        analyze) options="$reading $analysis --template-from --csv --every --json --wfdb-ann --export --double --report \
+        analyze) options="$reading $analysis --template-from --patient --anonymous --csv --every --json --wfdb-ann --export --double --report \
             --strips --reference --angina --exercise-seconds --stages --protocol --exercise-start --realtime --quiet" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off" ;;

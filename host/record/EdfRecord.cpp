@@ -242,19 +242,37 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
     if (const long long hidden = signals - header->edfsignals; hidden > 0)
         m_state->description.push_back("annotations: " + std::to_string(hidden) + " signal" +
                                        (hidden > 1 ? "s" : "") + ", not read");
-    AddRemark("patient", {header->patient, header->patientcode, header->gender, header->birthdate,
-                          header->patient_name, header->patient_additional});
-    AddRemark("recording", {header->recording, header->admincode, header->technician, header->equipment,
-                            header->recording_additional});
+    TakeFacts(*header);
 }
 
 EdfRecord::~EdfRecord() = default;
 
-void EdfRecord::AddRemark(const std::string& about, const std::vector<std::string>& facts) {
-    std::string remark;
-    for (const std::string& fact : facts)
-        if (!IsBlank(Trimmed(fact))) remark += (remark.empty() ? about + ": " : ", ") + Trimmed(fact);
-    if (!remark.empty()) m_info.remarks.push_back(remark);
+// EDF+ has fields for most; EDF has one text for the patient and one for the recording, which are told as
+// they are.
+void EdfRecord::TakeFacts(const edf_hdr_struct& header) {
+    const auto field = [](const char* text) {
+        const std::string trimmed = Trimmed(text);
+        return IsBlank(trimmed) ? std::string() : trimmed;
+    };
+    Patient& patient = m_info.patient;
+    patient.name = field(header.patient_name);
+    patient.id = field(header.patientcode);
+    if (patient.id.empty()) patient.id = field(header.patient);
+    patient.sex = NameSex(field(header.gender));
+    if (header.birthdate[0] != '\0') {
+        char birthDate[32];
+        std::snprintf(birthDate, sizeof birthDate, "%04d-%02d-%02d", header.birthdate_year,
+                      header.birthdate_month, header.birthdate_day);
+        patient.birthDate = birthDate;
+    }
+    patient.performing = field(header.technician);
+    patient.device = field(header.equipment);
+    for (const std::string& remark :
+         {field(header.patient_additional), field(header.recording), field(header.recording_additional)})
+        if (!remark.empty()) m_info.remarks.push_back(remark);
+    if (const std::string code = field(header.admincode); !code.empty())
+        m_info.remarks.push_back("investigation " + code);
+    TakePatient(m_info.remarks, patient);
 }
 
 bool EdfRecord::Read(short* frame) {

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "host/record/Patient.h"
+
 /// Facts that hold for a whole recording.
 struct SourceInfo {
     std::string name;                  // record name, for messages and headings
@@ -12,8 +14,9 @@ struct SourceInfo {
     std::vector<std::string> leads;    // lead names in frame order, no two alike
     long long frames = 0;              // frames announced; 0 where the source does not know
     std::string started;               // first frame, "YYYY-MM-DD hh:mm:ss" or "hh:mm:ss", empty if unknown
-    std::vector<std::string> remarks;  // what the file says of patient and recording, one line each
+    std::vector<std::string> remarks;  // what else the file says of patient and recording, one line each
     unsigned framesPerMark = 1;        // frames that an annotation of the recording counts as one
+    Patient patient = {};
 
     double SecondsOf(long long frameCount) const { return static_cast<double>(frameCount) / fs; }
     /// Steps per second in which the annotations of the recording count.

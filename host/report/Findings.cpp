@@ -147,6 +147,26 @@ double RateAt(const StressResult& result, double seconds) {
 
 double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
 
+std::vector<Fact> ListPatient(const Findings& findings) {
+    const SourceInfo& source = findings.result.source;
+    const Patient& patient = source.patient;
+    const std::string without = patient.isAnonymous ? "left out" : "not given";
+    const std::string body = DescribeBody(patient, source.started);
+    std::vector<Fact> facts{{"Name", patient.name.empty() ? without : patient.name},
+                            {"Id", patient.id.empty() ? without : patient.id}};
+    const auto add = [&](const char* label, const std::string& text) {
+        if (!text.empty()) facts.push_back({label, text});
+    };
+    add("Born", patient.birthDate);
+    facts.push_back({"Age, sex", body.empty() ? "not given" : body});
+    add("Indication", patient.indication);
+    add("Medication", patient.medication);
+    add("Referring", patient.referring);
+    add("Performing", patient.performing);
+    add("Device", patient.device);
+    return facts;
+}
+
 std::vector<Fact> ListFacts(const Findings& findings) {
     const StressResult& result = findings.result;
     const SourceInfo& source = result.source;
@@ -156,15 +176,20 @@ std::vector<Fact> ListFacts(const Findings& findings) {
     facts.push_back(
         {"Length", LongClock(result.seconds) + (result.seconds < kSecondsPerHour ? " min:s" : " h:min:s")});
     facts.push_back({"Leads", std::to_string(source.leads.size()) + ": " + Join(source.leads, ", ")});
-    facts.push_back({"Sampling", std::to_string(source.fs) + " Hz, " +
-                                     Number(source.uVpb, source.uVpb < 10 ? 2 : 0) + " µV per unit"});
-    facts.push_back({"Conditioning", result.conditioning.empty() ? "none" : result.conditioning});
-    facts.push_back({"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"});
     facts.push_back({"Beats", DescribeBeats(result)});
     facts.push_back({"ST point", result.stPoint.Describe()});
     facts.push_back({"Reference", DescribeReference(result)});
-    facts.push_back({"Remarks", source.remarks.empty() ? "none" : Join(source.remarks, "; ")});
+    if (!source.remarks.empty()) facts.push_back({"Remarks", Join(source.remarks, "; ")});
     return facts;
+}
+
+std::vector<Fact> ListSettings(const Findings& findings) {
+    const StressResult& result = findings.result;
+    const SourceInfo& source = result.source;
+    return {{"Sampling", std::to_string(source.fs) + " Hz, " + Number(source.uVpb, source.uVpb < 10 ? 2 : 0) +
+                             " µV per unit"},
+            {"Conditioning", result.conditioning.empty() ? "none" : result.conditioning},
+            {"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"}};
 }
 
 std::vector<Fact> ListResults(const Findings& findings) {
@@ -225,6 +250,10 @@ std::vector<std::string> ListWarnings(const Findings& findings) {
 std::vector<std::string> ListMethods(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     std::vector<std::string> methods;
+    std::string settings;
+    for (const Fact& fact : ListSettings(findings))
+        settings += (settings.empty() ? "" : "; ") + fact.label + ": " + fact.value;
+    methods.push_back(settings + ".");
     methods.push_back(
         "ST level: height of the averaged beat at " + findings.result.stPoint.Describe() +
         " above the PR level; slope: from " + (findings.result.stPoint.postJms ? "J + 6 ms" : "J") +

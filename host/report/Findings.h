@@ -59,8 +59,13 @@ std::string DescribeEctopy(const BeatCounts& counts);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 
-/// Facts of the recording and of how it was analysed.
+/// Who was tested, why and by whom. "not given" stands for a name, a number, age and sex that are not known;
+/// other rows are left out.
+std::vector<Fact> ListPatient(const Findings& findings);
+/// Facts of the recording and of its reference.
 std::vector<Fact> ListFacts(const Findings& findings);
+/// How the signal was read and conditioned, and what the averaged beat was learned from.
+std::vector<Fact> ListSettings(const Findings& findings);
 /// Peak heart rate, largest ST change and indices; the reason stands in place of a missing figure.
 std::vector<Fact> ListResults(const Findings& findings);
 /// What a reader should know before relying on the figures; empty when all is well.

@@ -133,6 +133,7 @@ void WriteHtml(std::ostream& out, const std::vector<ReportPage>& pages, const Fi
     for (std::size_t i = 0; i < pages.size(); ++i)
         out << "<figure>\n" << DrawSvg(pages, i, findings) << "</figure>\n";
     out << "<section>\n<h1>" << title << "</h1>\n";
+    WriteFacts(out, "Patient", ListPatient(findings));
     WriteFacts(out, "Record", ListFacts(findings));
     WriteFacts(out, "Results", ListResults(findings));
     WriteTable(out, MakeStageTable(findings));

@@ -1,7 +1,6 @@
 #include "host/report/SummaryPage.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "host/report/TrendPlot.h"
@@ -9,7 +8,10 @@
 
 namespace {
 
-constexpr double kLabelMm = 23;
+constexpr double kLabelMm = 19;
+// A text of the header has so many lines, each of at least so many letters.
+constexpr int kHeaderLines = 5;
+constexpr std::size_t kLineLetters = 30;
 constexpr double kColumnGapMm = 6;
 constexpr double kLowestPlotMm = 50, kTallestPlotMm = 95;
 constexpr double kGapMm = 7;
@@ -17,21 +19,29 @@ constexpr double kTableBelowTitleMm = 2;
 constexpr TextStyle kSection{9, true, kInk};
 constexpr TextStyle kSmall{7, false, kMuted};
 
-// Facts in three columns, the one with the filters the widest.
-double DrawHeader(Canvas& canvas, const Findings& findings) {
-    const std::vector<Fact> facts = ListFacts(findings);
-    constexpr std::size_t kPerColumn = 4;
-    constexpr std::array kWidthsMm{82.0, 96.0, 83.0};
+// Facts in three columns, as even as can be. Returns the height used, mm.
+double DrawColumns(Canvas& canvas, double y, int lines, const std::vector<Fact>& facts) {
+    constexpr std::size_t kColumns = 3;
+    constexpr double kWidthMm = (kContents.width - (kColumns - 1) * kColumnGapMm) / kColumns;
+    const std::size_t perColumn = (facts.size() + kColumns - 1) / kColumns;
     double used = 0, x = kContents.x;
-    for (std::size_t column = 0; column < kWidthsMm.size(); ++column) {
-        const Fact* const first = facts.data() + std::min(facts.size(), column * kPerColumn);
-        const Fact* const last =
-            column + 1 == kWidthsMm.size() ? facts.data() + facts.size() : first + kPerColumn;
-        const Box box{x, kContents.y - 1, kWidthsMm[column], 0};
-        used = std::max(used, DrawFacts(canvas, box, kLabelMm, 3, {first, last}));
-        x += kWidthsMm[column] + kColumnGapMm;
+    for (std::size_t first = 0; first < facts.size(); first += perColumn, x += kWidthMm + kColumnGapMm) {
+        const auto begin = facts.begin() + static_cast<std::ptrdiff_t>(first);
+        const auto end =
+            facts.begin() + static_cast<std::ptrdiff_t>(std::min(facts.size(), first + perColumn));
+        used = std::max(used, DrawFacts(canvas, {x, y, kWidthMm, 0}, kLabelMm, lines, {begin, end}));
     }
-    return kContents.y - 1 + used;
+    return used;
+}
+
+// The patient in full, above the recording; texts too long for this page stand on one of their own.
+double DrawHeader(Canvas& canvas, const Findings& findings) {
+    constexpr int kRecordLines = 3;
+    double y = kContents.y - 1;
+    y += DrawColumns(canvas, y, kHeaderLines, ListPatient(findings));
+    canvas.DrawLine({kContents.x, y + 0.5}, {kContents.Right(), y + 0.5}, {kRule, 0.2});
+    y += 2;
+    return y + DrawColumns(canvas, y, kRecordLines, ListFacts(findings));
 }
 
 ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
@@ -141,4 +151,13 @@ void DrawSummary(Canvas& canvas, const Findings& findings) {
 
 void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages) {
     pages.push_back({"Exercise ECG report", [&findings](Canvas& canvas) { DrawSummary(canvas, findings); }});
+    std::vector<Fact> facts = ListPatient(findings);
+    for (Fact& fact : ListFacts(findings)) facts.push_back(std::move(fact));
+    if (std::any_of(facts.begin(), facts.end(),
+                    [](const Fact& fact) { return fact.value.size() > (kHeaderLines - 2) * kLineLetters; }))
+        pages.push_back({"Patient and recording in full", [facts](Canvas& canvas) {
+                             constexpr int kAllLines = 100;
+                             const ClipTo clip(canvas, kContents);
+                             DrawFacts(canvas, kContents, kLabelMm, kAllLines, facts);
+                         }});
 }

@@ -75,6 +75,16 @@ Json HolesJson(const std::vector<Hole>& holes) {
     return all;
 }
 
+Json PatientJson(const SourceInfo& source) {
+    const Patient& patient = source.patient;
+    Json all{{"anonymous", patient.isAnonymous}};
+    for (const PatientText& field : kPatientTexts)
+        all[field.key] = (patient.*field.text).empty() ? Json() : Json(patient.*field.text);
+    for (const PatientNumber& field : kPatientNumbers) all[field.key] = Value(patient.*field.number);
+    all["age_years"] = Value(AgeAt(patient, source.started));
+    return all;
+}
+
 Json ReferenceJson(const StressResult& result) {
     if (result.reference.why.empty()) return {};
     return {{"from_s", result.reference.span.fromSeconds},
@@ -209,6 +219,7 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
           {"sampling_rate_hz", source.fs},
           {"uv_per_unit", source.uVpb},
           {"length_s", result.seconds}}},
+        {"patient", PatientJson(source)},
         {"conditioning",
          {{"stages", result.conditioning},
           {"mains_hz", result.mainsHz},

@@ -103,6 +103,20 @@ expect_refusal 1 'sim.csv: is read' analyze "$work/sim" --template-from "$work/s
 expect_refusal 1 'truth.json: is read' evaluate "$work/sim" --ann "$work/truth.json" --json "$work/truth.json"
 cmp "$work/first.dat" "$work/sim.dat" && cmp "$work/sim.truth.json" "$work/truth.json" || fail "a recording is lost"
 
+# Persons stand in no output of an anonymous run; what is told of the patient stands in all that have room for it.
+echo '{"name": "Zwqx", "id": "Zwqx-1", "referring": "Dr. Zwqx", "indication": "dyspnoea"}' >"$work/p.json"
+for anonymous in '' --anonymous; do
+    "$program" analyze "$work/sim" --patient "$work/p.json" $anonymous --json "$work/p1.json" --report "$work/p1.html" \
+        --csv "$work/p1.csv" --export "$work/p1.edf" --quiet || fail "analyze --patient $anonymous"
+    "$program" analyze "$work/p1.edf" $anonymous --export "$work/p1" --quiet || fail "analyze with a patient $anonymous"
+    for file in p1.json p1.html p1.edf p1.hea; do
+        grep -aq dyspnoea "$work/$file" || fail "$file does not tell of the patient"
+        [ -z "$anonymous" ] && { grep -aq Zwqx "$work/$file" || fail "$file has no name"; }
+    done
+    [ -n "$anonymous" ] && grep -alr Zwqx "$work"/p1* && fail "a person stands in an anonymous output"
+done
+expect_refusal 1 'p.json: is read' analyze "$work/sim" --patient "$work/p.json" --json "$work/p.json"
+
 # The words after a list of leads are not leads; a beat is taken from leads of the same names.
 "$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"
 "$program" simulate "$work/other" --seconds 60 --leads II,V5,I || fail "simulate other leads"
