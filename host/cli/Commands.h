@@ -14,7 +14,8 @@ struct AnalyzeOptions {
     RecordOptions reading;
     StressOptions analysis;
     ExerciseOptions exercise;
-    std::string stagesFile;           // file from which `exercise` has its stages; empty for none
+    std::string stagesFile;  // stages, truth of a simulation or annotations; empty: what the recording holds
+    std::string pressuresFile;        // file of blood pressures; empty for none
     std::string protocol;             // named stages instead of those in `exercise`; empty for none
     double exerciseStartSeconds = 0;  // start of the protocol
     std::optional<Span> reference;    // from which changes of ST count; empty: as ChooseReference has it

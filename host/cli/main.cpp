@@ -1,6 +1,7 @@
 // qzstress: analyses recorded or simulated exercise tests. Exit codes: 0, or one of ExitCodes.h.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <exception>
@@ -185,18 +186,36 @@ private:
             .add_option("--exercise-seconds", m_analyze.exercise.exerciseSeconds,
                         "Exercise time, instead of what the stages tell; ends a protocol")
             ->check(kNotNegative);
-        auto* stages = AddFile(command, "--stages", m_analyze.stagesFile,
-                               "File of stages: start, watts and name a line");
-        CLI::Option* protocol =
-            command
-                .add_option("--protocol", m_analyze.protocol, "Named stages instead: bruce, bicycle or ramp")
-                ->check(CLI::IsMember(ProtocolNames()))
-                ->excludes(stages);
+        auto* stages =
+            AddFile(command, "--stages", m_analyze.stagesFile,
+                    "File of stages (start, power and name a line), truth.json of a simulation, or WFDB "
+                    "annotations; without it the notes of EDF+");
+        CLI::Option* protocol = command.add_option("--protocol", m_analyze.protocol, "Named stages instead")
+                                    ->check(CLI::IsMember(ProtocolNames()))
+                                    ->excludes(stages);
         command
             .add_option("--exercise-start", m_analyze.exerciseStartSeconds,
                         "Second at which the protocol starts")
             ->check(kNotNegative)
             ->needs(protocol);
+        AddFile(command, "--bp", m_analyze.pressuresFile,
+                "Blood pressures: a table with time,systolic,diastolic,exertion");
+        command
+            .add_option_function<std::string>(
+                "--predicted",
+                [this](const std::string& name) {
+                    const auto& names = PredictedRateNames();
+                    m_analyze.exercise.predicted = static_cast<PredictedRate>(
+                        std::find(names.begin(), names.end(), name) - names.begin());
+                },
+                "Formula of the maximal heart rate of the age")
+            ->check(CLI::IsMember(PredictedRateNames()))
+            ->default_str("fox");
+        AddList(command, "--stage-leads", m_analyze.exercise.stageLeads,
+                "Leads in the table of stages, as V5,II; else the three whose ST changes most");
+        command.add_option("--ended", m_analyze.told.ended, "Why the test ended, a text for the report");
+        command.add_option("--symptoms", m_analyze.told.symptoms,
+                           "Symptoms in the test, a text for the report");
         command
             .add_option("--realtime", m_realtime,
                         "Play at so many times the pace of the patient, 0.01 to 1000")
@@ -215,7 +234,6 @@ private:
             for (const char* name : {"--fs", "--uv-per-bit"})
                 if (m_analyze.record.empty() && command.count(name) > 0)
                     throw CLI::ValidationError(name, "a RECORD is expected with it");
-            if (!m_analyze.stagesFile.empty()) m_analyze.exercise.stages = ReadStages(m_analyze.stagesFile);
             if (!Analyze(m_analyze)) m_exitCode = kExitInterrupted;
         });
     }

@@ -25,15 +25,16 @@ _qzstress() {
     --mains) values="auto 0 50 60" ;;
     --smooth | --angina) values="0 1 2" ;;
     --protocol)
-        values="bruce bicycle ramp"
-        [[ $command == simulate ]] && values="steps $values"
+        values="bruce modified-bruce naughton balke bicycle who25 who50 ramp"
+        [[ $command == simulate ]] && values="steps bruce bicycle ramp"
         ;;
+    --predicted) values="fox tanaka gulati" ;;
     --out)
         compopt -o plusdirs
         return
         ;;
     # Numbers and names of leads: neither a list nor files.
-    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | \
+    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | --stage-leads | --ended | --symptoms | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
         --skip | --jobs | --timeout)
         return
@@ -44,7 +45,8 @@ _qzstress() {
     elif [[ $word == -* ]]; then
         case $command in
         analyze) options="$reading $analysis --template-from --patient --anonymous --csv --every --json --wfdb-ann --export --double --report \
-            --strips --reference --angina --exercise-seconds --stages --protocol --exercise-start --realtime --quiet" ;;
+            --strips --reference --angina --exercise-seconds --stages --protocol --exercise-start --bp --predicted \
+            --stage-leads --ended --symptoms --realtime --quiet" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off" ;;
         info) options=$reading ;;

@@ -33,6 +33,7 @@ public:
 private:
     struct State;
 
+    void TakeNotes(const edf_hdr_struct& header);
     void TakeFacts(const edf_hdr_struct& header);
 
     SourceInfo m_info;

@@ -6,6 +6,12 @@
 
 #include "host/record/Patient.h"
 
+/// What somebody has written at a moment of the recording.
+struct Note {
+    double seconds = 0;
+    std::string text;
+};
+
 /// Facts that hold for a whole recording.
 struct SourceInfo {
     std::string name;                  // record name, for messages and headings
@@ -17,6 +23,7 @@ struct SourceInfo {
     std::vector<std::string> remarks;  // what else the file says of patient and recording, one line each
     unsigned framesPerMark = 1;        // frames that an annotation of the recording counts as one
     Patient patient = {};
+    std::vector<Note> notes = {};  // that the file itself holds, in order of time
 
     double SecondsOf(long long frameCount) const { return static_cast<double>(frameCount) / fs; }
     /// Steps per second in which the annotations of the recording count.

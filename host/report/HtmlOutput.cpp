@@ -138,6 +138,7 @@ void WriteHtml(std::ostream& out, const std::vector<ReportPage>& pages, const Fi
     WriteFacts(out, "Results", ListResults(findings));
     WriteTable(out, MakeStageTable(findings));
     WriteTable(out, MakeLeadTable(findings));
+    WriteTable(out, MakeCommonTable(findings));
     WriteList(out, "Warnings", ListWarnings(findings));
     WriteList(out, "How the figures were made", ListMethods(findings));
     out << "<p class=\"foot\">For research and evaluation. Not a medical "

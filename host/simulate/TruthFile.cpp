@@ -48,7 +48,9 @@ Json StagesJson(const std::vector<Stage>& stages) {
     for (const Stage& stage : stages)
         all.push_back({{"start_s", stage.startSeconds},
                        {"power_w", stage.watts ? Json(*stage.watts) : Json()},
-                       {"name", stage.name}});
+                       {"name", stage.name},
+                       {"speed_kmh", Value(stage.speedKmh)},
+                       {"grade_percent", Value(stage.gradePercent)}});
     return all;
 }
 
@@ -91,8 +93,15 @@ SimulatedBeat TakeBeat(const JsonField& field) {
 
 Stage TakeStage(const JsonField& field) {
     Stage stage{field["start_s"].Number(0, kMostSeconds), {}, field["name"].Text()};
-    constexpr double kMostWatts = 1e5;
-    if (!field["power_w"].IsNull()) stage.watts = field["power_w"].Number(0, kMostWatts);
+    constexpr double kMostWatts = 1e5, kMostKmh = 100, kMostPercent = 100;
+    const auto take = [&](const char* key, double highest, std::optional<double>& value) {
+        const std::vector<std::string> keys = field.Keys();
+        if (std::find(keys.begin(), keys.end(), key) != keys.end() && !field[key].IsNull())
+            value = field[key].Number(0, highest);
+    };
+    take("power_w", kMostWatts, stage.watts);
+    take("speed_kmh", kMostKmh, stage.speedKmh);
+    take("grade_percent", kMostPercent, stage.gradePercent);
     return stage;
 }
 

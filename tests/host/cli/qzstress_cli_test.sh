@@ -117,6 +117,18 @@ for anonymous in '' --anonymous; do
 done
 expect_refusal 1 'p.json: is read' analyze "$work/sim" --patient "$work/p.json" --json "$work/p.json"
 
+# Stages come from the truth of a simulation and from notes, the rest from a table and options.
+printf 'time,systolic\n0:50,171\n' >"$work/bp.csv"
+"$program" analyze "$work/sim" --stages "$work/sim.truth.json" --bp "$work/bp.csv" --predicted tanaka --stage-leads V5 \
+    --ended 'tired legs' --symptoms none --report "$work/s.html" --json "$work/s.json" --quiet || fail "--stages truth.json"
+for word in '<td>171/-</td>' '>ST V5<' 'tired legs' '>recovery to its end<'; do
+    grep -q "$word" "$work/s.html" || fail "'$word' is not in the report"
+done
+grep -q '"predicted_by": "Tanaka' "$work/s.json" || fail "--predicted"
+expect_refusal 1 'no note that names a stage' analyze "$work/sim" --stages "$work/sim.atr"
+expect_refusal 1 'lead "V9" is not one' analyze "$work/sim" --stage-leads V9
+expect_refusal 1 'bp.csv: is read' analyze "$work/sim" --bp "$work/bp.csv" --csv "$work/bp.csv"
+
 # The words after a list of leads are not leads; a beat is taken from leads of the same names.
 "$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"
 "$program" simulate "$work/other" --seconds 60 --leads II,V5,I || fail "simulate other leads"

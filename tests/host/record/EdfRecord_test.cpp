@@ -130,7 +130,7 @@ TEST_F(EdfRecordTest, LeavesOutWithAWarningWhatIsNoLeadAndSaysWhatTheFileHolds) 
     EXPECT_THAT(record.Info().remarks, IsEmpty());
     EXPECT_EQ(Open(Edf({{"I", "uV", -100, 100, -100, 100, 100, few}})).Info().patient.id,
               "A-1 F 02-MAR-1951 Doe");
-    EXPECT_THAT(record.Describe(), testing::Contains("annotations: 1 signal, not read"));
+    EXPECT_THAT(record.Describe(), testing::Contains("annotations: 0 in 1 signal"));
 }
 
 TEST_F(EdfRecordTest, RefusesWhatIsNotWholeAndSaysWhatToDo) {
