@@ -29,6 +29,7 @@ std::vector<ReportPage> LayOutPages(const Findings& findings) {
     AddTrendPages(findings, pages);
     AddBeatPages(findings, pages);
     AddStripPages(findings, pages);
+    AddLongTexts(findings, pages);
     AddTablePages(findings, pages);
     return pages;
 }

@@ -47,21 +47,6 @@ double DrawHeader(Canvas& canvas, const Findings& findings) {
     return y + DrawColumns(canvas, y, kRecordLines, ListFacts(findings));
 }
 
-ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
-    std::vector<double> bpm;
-    for (const RateReading& rate : result.rates)
-        if (std::isfinite(rate.bpm)) bpm.push_back(rate.bpm);
-    double lowest = 60, highest = 120;
-    if (!bpm.empty()) {
-        // A single wrong reading must not flatten the course.
-        std::sort(bpm.begin(), bpm.end());
-        const std::size_t tail = bpm.size() / 200;
-        lowest = bpm[tail];
-        highest = std::max(bpm[bpm.size() - 1 - tail], peakBpm > 0 ? peakBpm : 0);
-    }
-    return ChooseValueAxis(std::max(0.0, lowest - 5), highest + 12, 10, 9);
-}
-
 void MarkPeak(Canvas& canvas, const TrendPlot& plot, const ExerciseSummary& exercise) {
     if (!(exercise.peakBpm > 0)) return;
     const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
@@ -149,8 +134,26 @@ void DrawSummary(Canvas& canvas, const Findings& findings) {
 
 }  // namespace
 
+ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
+    std::vector<double> bpm;
+    for (const RateReading& rate : result.rates)
+        if (std::isfinite(rate.bpm)) bpm.push_back(rate.bpm);
+    double lowest = 60, highest = 120;
+    if (!bpm.empty()) {
+        // A single wrong reading must not flatten the course.
+        std::sort(bpm.begin(), bpm.end());
+        const std::size_t tail = bpm.size() / 200;
+        lowest = bpm[tail];
+        highest = std::max(bpm[bpm.size() - 1 - tail], peakBpm > 0 ? peakBpm : 0);
+    }
+    return ChooseValueAxis(std::max(0.0, lowest - 5), highest + 12, 10, 9);
+}
+
 void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages) {
     pages.push_back({"Exercise ECG report", [&findings](Canvas& canvas) { DrawSummary(canvas, findings); }});
+}
+
+void AddLongTexts(const Findings& findings, std::vector<ReportPage>& pages) {
     std::vector<Fact> cut;
     const auto keepLong = [&](const std::vector<Fact>& facts, std::size_t letters) {
         for (const Fact& fact : facts)
