@@ -138,6 +138,7 @@ void StressAnalysis::OnBeat(const qz::BeatEvent& beat) {
     }
     KeepBeats(reading);
     m_result.beats.push_back(std::move(reading));
+    KeepAsked();
     for (AnalysisObserver* observer : m_observers) observer->OnBeat(m_result.beats.back());
 }
 
@@ -200,6 +201,17 @@ void StressAnalysis::KeepBeats(const STReading& reading) {
         std::transform(sumsUv.begin(), sumsUv.end(), beatOf(lead).begin(), sumsUv.begin(), std::plus());
         ++m_referenceBeats[lead];
     }
+}
+
+// The first beat from shortly before each time on, so that it still belongs to the stage that ends there.
+void StressAnalysis::KeepAsked() {
+    constexpr double kAheadSeconds = 2, kLateSeconds = 15;
+    const double now = m_result.beats.back().seconds;
+    const std::vector<double>& asked = m_options.beatSeconds;
+    for (; m_nextAsked < asked.size() && now >= asked[m_nextAsked] - kAheadSeconds; ++m_nextAsked)
+        if (now <= asked[m_nextAsked] + kLateSeconds)
+            m_result.asked.push_back(
+                {asked[m_nextAsked], m_result.beats.size() - 1, BeatsAtFirstPositions()});
 }
 
 void StressAnalysis::FinishBeats() {

@@ -24,6 +24,7 @@ struct StressOptions {
     STPointRule stPoint;
     const LearnedBeat* beat = nullptr;          // the first averaged beat; null learns it from the source
     std::vector<double> stripSeconds;           // starts of the strips
+    std::vector<double> beatSeconds;            // times whose averaged beats are kept, ascending
     std::optional<ReferenceStretch> reference;  // empty: the first half minute of ST values
 };
 
@@ -49,6 +50,7 @@ private:
     bool IsStopped() const;
     bool ReadFrame(short* frame);
     void KeepBeats(const STReading& reading);
+    void KeepAsked();
     void FinishBeats();
     std::vector<std::vector<float>> BeatsAtFirstPositions() const;
     void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
@@ -68,6 +70,7 @@ private:
     std::size_t m_chn;
     long long m_framesShown = 0;                         // conditioned
     std::ptrdiff_t m_beatSamples = 0;                    // length of the first learned beat
+    std::size_t m_nextAsked = 0;                         // of the options' beatSeconds
     std::vector<BeatThen> m_lowest, m_highest;           // per lead
     std::vector<std::vector<double>> m_referenceSumsUv;  // of the averaged beats in the reference
     std::vector<int> m_referenceBeats;                   // per lead, in these sums

@@ -199,6 +199,7 @@ bool Analyze(AnalyzeOptions options) {
     if (options.analysis.stripSeconds.empty() && !options.report.empty())
         options.analysis.stripSeconds = DefaultStrips(info, options.exercise.stages);
 
+    if (!options.report.empty()) options.analysis.beatSeconds = TellingSeconds(options.exercise.stages);
     options.analysis.reference = ChooseReference(options.reference, options.exercise.stages);
 
     InterruptWatch interrupt;

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "host/report/BeatPages.h"
+#include "host/report/StageBeatPages.h"
 #include "host/report/StripPages.h"
 #include "host/report/SummaryPage.h"
 #include "host/report/TablePages.h"
@@ -28,6 +29,7 @@ std::vector<ReportPage> LayOutPages(const Findings& findings) {
     AddStagePages(findings, pages);
     AddTrendPages(findings, pages);
     AddBeatPages(findings, pages);
+    AddStageBeatPages(findings, pages);
     AddStripPages(findings, pages);
     AddLongTexts(findings, pages);
     AddTablePages(findings, pages);

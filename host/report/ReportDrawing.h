@@ -1,10 +1,11 @@
 // ReportDrawing: an analysis as a report for a reader of stress tests, on A4 pages in landscape.
 //
-//   1        facts of the record, heart rate over the stages, results in short
-//   then     ST level over time, one plot per lead on one scale
+//   1        who was tested, results in short, heart rate over the stages, room for a conclusion
+//   then     the test stage by stage, trends, and ST level over time, one plot per lead on one scale
 //   then     averaged beat of each lead at first, at its largest ST change, and latest, on ECG paper
+//   then     averaged beats of all leads by stages on ECG paper
 //   then     strips as recorded and as conditioned on ECG paper
-//   last     table of ST per lead, how the indices came about, notes
+//   last     tables of ST per lead, how the figures came about, notes
 //
 // The name's ending chooses the kind, whichever way it is written:
 //   .pdf   vector pages; printed at 100 %, a millimetre of ECG paper is a millimetre

@@ -177,6 +177,16 @@ std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingS
     return Span{first->startSeconds, end == stages.end() ? recordingSeconds : end->startSeconds};
 }
 
+std::vector<double> TellingSeconds(const std::vector<Stage>& stages) {
+    const std::optional<Span> work = FindWork(stages, std::numeric_limits<double>::infinity());
+    if (!work || std::isinf(work->toSeconds)) return {};
+    std::vector<double> seconds;
+    for (std::size_t i = 1; i < stages.size(); ++i)
+        if (work->Contains(stages[i - 1].startSeconds)) seconds.push_back(stages[i].startSeconds);
+    for (const int minutes : {1, 3, 5}) seconds.push_back(work->toSeconds + minutes * kSecondsPerMinute);
+    return seconds;
+}
+
 bool IsBruce(const std::vector<Stage>& stages) {
     constexpr std::string_view kName = "Bruce";
     const auto isOther = [&](const Stage& stage) {

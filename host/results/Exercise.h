@@ -60,6 +60,10 @@ struct ExerciseSummary {
 /// recording; nothing if there is no work.
 std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingSeconds);
 
+/// When beats tell most of a test: at the end of each stage of work, and 1, 3 and 5 minutes after the work.
+/// Nothing without work and an end of it.
+std::vector<double> TellingSeconds(const std::vector<Stage>& stages);
+
 /// True if the stages are named like those of the Bruce protocol, for which the Duke score is made.
 bool IsBruce(const std::vector<Stage>& stages);
 

@@ -80,6 +80,13 @@ struct BeatThen {
     std::vector<float> uV;  // at the positions of the first learned beat; empty where there is none
 };
 
+/// The averaged beats of all leads at a time that was asked for.
+struct BeatsThen {
+    double askedSeconds = 0;
+    std::size_t reading = 0;             // of StressResult::beats, after which they were so
+    std::vector<std::vector<float>> uV;  // [lead][sample] at the positions of the first learned beat
+};
+
 struct StressResult {
     SourceInfo source;
     std::string conditioning;  // filters in words
@@ -96,6 +103,7 @@ struct StressResult {
     // there; and as it was left, at the same positions.
     std::vector<std::vector<float>> referenceBeatUv, latestBeatUv;
     std::vector<BeatThen> farthest;        // per lead
+    std::vector<BeatsThen> asked;          // in order of time; without times that had no beats
     std::vector<double> relearnedSeconds;  // from when on a newly learned beat was matched
     std::vector<Strip> strips;             // in order of time
     std::vector<RateReading> rates;

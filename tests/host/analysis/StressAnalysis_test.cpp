@@ -175,7 +175,14 @@ TEST(StressAnalysis, StripsShowTheRecordedAndTheConditionedSignalInStep) {
     StressOptions options;
     options.conditioner.smooth = 1;
     options.stripSeconds = {20, 58.8, 21, 5.001, 70};  // two overlap, one is cut, one is beyond the end
+    options.beatSeconds = {20, 40, 61, 80};            // the last one has no beat
     const StressResult result = StressAnalysis(source, options, {&witness}).Run();
+    ASSERT_EQ(result.asked.size(), 3U);
+    for (const BeatsThen& then : result.asked) {
+        EXPECT_NEAR(result.beats.at(then.reading).seconds, then.askedSeconds - 1.5, 0.8);
+        EXPECT_EQ(then.uV[1].size(), result.latestBeatUv[1].size());
+    }
+    EXPECT_NE(result.asked[0].uV[1], result.asked[1].uV[1]);
     ASSERT_EQ(result.strips.size(), 4U);
     double last = 0;
     for (const Strip& strip : result.strips) {

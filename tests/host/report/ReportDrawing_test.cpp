@@ -176,6 +176,15 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(bare, Not(HasSubstr("PWC170</dt>")));
 }
 
+TEST_F(ReportTest, BeatsByStagesHaveTheirPagesFourLeadsEach) {
+    StressResult result = MakeResult(5, 600);
+    const ExerciseSummary exercise = Summarize(result);
+    const std::size_t before = CountPages(Write(".pdf", result, exercise));
+    for (std::size_t second = 240; second < 540; second += 10)  // more than have room
+        result.asked.push_back({double(second), second, Rows(5, 400, 1000)});
+    EXPECT_EQ(CountPages(Write(".pdf", result, exercise)), before + 2);
+}
+
 TEST_F(ReportTest, TimesWithoutSTAreHatchedInEveryPlot) {
     StressResult result = MakeResult(3, 600);
     for (int second = 0; second < 600; ++second) result.beatsFound.push_back({double(second)});

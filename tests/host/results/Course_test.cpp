@@ -136,6 +136,11 @@ TEST(Course, HasTheFiguresOfEachStageAndMinuteOfRecovery) {
     EXPECT_TRUE(SummarizeCourse(result, SummarizeExercise(result, {})).empty());
 }
 
+TEST(Course, IsToldByBeatsAtTheEndsOfStagesAndAfterTheWork) {
+    EXPECT_THAT(TellingSeconds(Told().stages), testing::ElementsAre(300, 480, 540, 660, 780));
+    EXPECT_THAT(TellingSeconds(ProtocolStages("ramp", 0, INFINITY)), testing::IsEmpty());
+}
+
 TEST(Capacity, IsMeasuredAgainstTheAgeAndAfterTheWork) {
     StressResult result = ATest();
     Capacity capacity = SummarizeExercise(result, Told()).capacity;
