@@ -53,6 +53,9 @@ inline IntLanes TruncateInRange(DoubleLanes x) {
 }
 inline IntLanes WrapAdd(IntLanes a, IntLanes b) { return (IntLanes)((WordLanes)a + (WordLanes)b); }
 inline IntLanes WrapSub(IntLanes a, IntLanes b) { return (IntLanes)((WordLanes)a - (WordLanes)b); }
+inline IntLanes AllLanes(int x) { return IntLanes{x, x, x, x}; }
+/// Every lane of a where the mask has all ones, and of b where it has all zeros.
+inline IntLanes Select(IntLanes mask, IntLanes a, IntLanes b) { return (a & mask) | (b & ~mask); }
 /// WrapToSample of every lane.
 inline IntLanes WrapToSamples(IntLanes x) { return (IntLanes)((WordLanes)x << 16) >> 16; }
 /// WrapAbs of every lane.
@@ -107,23 +110,38 @@ inline void StoreSamples(short* y, IntLanes x) {
 }
 #endif
 
-/// Runs through a frame of samples of 16 or 32 bits in place, four leads at a time: work(four, lanes) returns
-/// the new lanes, of which the sample's bits are stored. Lanes without a lead read 0.
+/// Loads and stores the first `count` lanes, up to kLanes; the others load 0.
+template <typename Sample>
+inline IntLanes LoadSome(const Sample* x, std::size_t count) {
+    if (count == kLanes) return LoadSamples(x);
+    std::int64_t four[2] = {};
+    std::memcpy(four, x, count * sizeof *x);
+    return LoadSamples(reinterpret_cast<const Sample*>(four));
+}
+template <typename Sample>
+inline void StoreSome(Sample* y, std::size_t count, IntLanes x) {
+    if (count == kLanes) return StoreSamples(y, x);
+    std::int64_t four[2];
+    StoreSamples(reinterpret_cast<Sample*>(four), x);
+    std::memcpy(y, four, count * sizeof *y);
+}
+
+/// Runs through a frame of samples of 16 or 32 bits, four leads at a time: work(four, count, lanes), where
+/// count is that of the leads in the four.
 template <typename Sample, typename Work>
-inline void ForEachFour(Sample* frame, std::size_t leads, Work work) {
+inline void ForEachFour(const Sample* frame, std::size_t leads, Work work) {
     for (std::size_t four = 0; leads > 0; ++four) {
-        struct {
-            std::int64_t low, high;
-        } last = {0, 0};  // four samples, of which the frame has some
-        const bool isFull = leads >= kLanes;
-        if (!isFull) std::memcpy(&last, frame, leads * sizeof *frame);
-        Sample* samples = isFull ? frame : reinterpret_cast<Sample*>(&last);
-        StoreSamples(samples, work(four, LoadSamples(samples)));
-        if (!isFull) {
-            std::memcpy(frame, &last, leads * sizeof *frame);
-            return;
-        }
-        frame += kLanes;
-        leads -= kLanes;
+        const std::size_t count = leads < kLanes ? leads : kLanes;
+        work(four, count, LoadSome(frame, count));
+        frame += count;
+        leads -= count;
     }
+}
+/// The same in place: work(four, lanes) returns the new lanes, of which the bits of a sample are stored.
+template <typename Sample, typename Work>
+inline void ChangeEachFour(Sample* frame, std::size_t leads, Work work) {
+    const auto change = [frame, &work](std::size_t four, std::size_t count, IntLanes x) {
+        StoreSome(frame + four * kLanes, count, work(four, x));
+    };
+    ForEachFour(static_cast<const Sample*>(frame), leads, change);
 }
