@@ -7,8 +7,8 @@
 #include "core/filters/internal/SectionFrame.h"
 
 static constexpr int kGroupWindowMs = 160;
-static constexpr std::size_t kLeadingChannels =
-    2;  // taken from the front of a frame of more than eight leads
+// Taken from the front of a frame of more than eight leads.
+static constexpr std::size_t kLeadingChannels = 2;
 
 void CMultirtRRdetect::Init(int fs, int chn, int acFreq, double scale) {
     Destroy();

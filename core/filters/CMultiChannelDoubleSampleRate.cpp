@@ -57,9 +57,10 @@ void CMultiChannelDoubleSampleRate::Double(const short* frame, short* midpoints,
         const DoubleLanes midpoint = ToDoubles(b) + (c3 / AllLanes(6.0) + (AllLanes(0.5) * c2 + m));
 
         const IntLanes s1 = StepSizes(b, a), s2 = StepSizes(c, b), s3 = StepSizes(x, c);
-        const IntLanes large1 = s1 > largestSmallStep, large2 = s2 > largestSmallStep,
-                       large3 = s3 > largestSmallStep;
-        const IntLanes jump1 = s1 > largestNoJump, jump2 = s2 > largestNoJump, jump3 = s3 > largestNoJump;
+        const IntLanes large1 = IsAbove(s1, largestSmallStep), large2 = IsAbove(s2, largestSmallStep),
+                       large3 = IsAbove(s3, largestSmallStep);
+        const IntLanes jump1 = IsAbove(s1, largestNoJump), jump2 = IsAbove(s2, largestNoJump),
+                       jump3 = IsAbove(s3, largestNoJump);
         const IntLanes isolated =
             (~(large1 | large3) & jump2) | (~(large1 | large2) & jump3) | (~(large2 | large3) & jump1);
 
