@@ -17,8 +17,8 @@ constexpr int kLagMs = 60;                      // between the R of the engine a
 constexpr int kAlignBeforeMs = 80, kAlignAfterMs = 100;  // of R: what beats are aligned by
 constexpr std::size_t kFewestBeats = 5;                  // in a mean that is measured
 
-constexpr double kPrBeforeMs = 16, kPrAfterMs = -4;  // of the onset
-constexpr double kPrStepMs = 4;
+constexpr int kPrBeforeMs = 16, kPrAfterMs = -4;  // of the onset
+constexpr int kPrStepMs = 4;
 constexpr double kRateSlackBpm = 5;
 
 // Positions are taken over where three in a row lie within the first, and their median is the second away
@@ -44,7 +44,7 @@ STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSeco
       m_rateLimitBpm(rateLimitBpm),
       m_sagPerSecond(sagPerSecond),
       m_step(std::max(1, fs / kMeanHz)),
-      m_hz(static_cast<double>(fs) / m_step),
+      m_hz(fs / static_cast<double>(m_step)),
       m_leads(chn),
       m_means(chn),
       m_counts(chn),
@@ -56,7 +56,7 @@ void STMeter::Start(const LearnedBeat& beat) {
     const int after = Samples(std::min(1.0 * kAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
     m_length = m_before + after + 1;
     const auto length = static_cast<std::size_t>(m_length);
-    for (std::vector<double>* values : {&m_low, &m_lower, &m_high, &m_higher, &m_row}) values->resize(length);
+    m_row.resize(length);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         m_means[lead].resize(length);
         for (int i = 0; i < m_length; ++i)
@@ -76,15 +76,15 @@ void STMeter::Start(const LearnedBeat& beat) {
         m_at.qMs = rMs + (beat.posQ - r) * kMsPerSecond / m_fs;
         m_at.jMs = rMs + (beat.posJ - r) * kMsPerSecond / m_fs;
     }
+    m_lag = 0;
     m_recentCount = m_foldsSince = 0;
     m_isFast = false;
 }
 
 void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event) {
-    const int lag = FindLag(frames, r);
-    const long long first = r + lag - static_cast<long long>(m_before) * m_step;
-    const bool isThere =
-        first >= frames.Begin() && first + static_cast<long long>(m_length - 1) * m_step < frames.End();
+    const int lag = m_lag = FindLag(frames, r);
+    const long long first = r + lag - m_before * m_step;
+    const bool isThere = first >= frames.Begin() && first + (m_length - 1) * m_step < frames.End();
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         m_counts[lead] = isGood[lead] && m_usable[lead];
         if (!isGood[lead])
@@ -109,26 +109,27 @@ void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>
 }
 
 // The lag at which the slopes of the beat differ least from those of the mean, over all leads that are
-// usable.
+// usable. That of the beat before comes first, and of each lag what is next to R: most are given up soon.
 int STMeter::FindLag(const FrameRing& frames, long long r) const {
     const int most = static_cast<int>(static_cast<long long>(kLagMs) * m_fs / 1000);
     const int from = std::max(1, m_before - Samples(kAlignBeforeMs, m_hz));
     const int to = std::min(m_length - 1, m_before + Samples(kAlignAfterMs, m_hz));
     double least = std::numeric_limits<double>::infinity();
     int best = 0;
-    for (int lag = -most; lag <= most; ++lag) {
-        const long long zero = r + lag - static_cast<long long>(m_before) * m_step;
-        if (zero + static_cast<long long>(from - 1) * m_step < frames.Begin() ||
-            zero + static_cast<long long>(to) * m_step >= frames.End())
-            continue;
+    for (int n = 0; n <= 4 * most; ++n) {
+        const int lag = m_lag + (n % 2 == 0 ? n / 2 : -(n + 1) / 2);
+        if (std::abs(lag) > most) continue;
+        const long long zero = r + lag - m_before * m_step;
+        if (zero + (from - 1) * m_step < frames.Begin() || zero + to * m_step >= frames.End()) continue;
         double sum = 0;
-        for (int i = from; i <= to && sum < least; ++i) {
-            const short* const before = frames.Frame(zero + static_cast<long long>(i - 1) * m_step);
-            const short* const now = frames.Frame(zero + static_cast<long long>(i) * m_step);
+        for (int k = 0; k <= to - from && sum < least; ++k) {
+            const int i = k <= m_before - from ? m_before - k : from + k;
+            const short* const before = frames.Frame(zero + (i - 1) * m_step);
+            const short* const now = frames.Frame(zero + i * m_step);
+            const auto at = static_cast<std::size_t>(i);
             for (std::size_t lead = 0; lead < m_chn; ++lead) {
                 if (!m_usable[lead]) continue;
-                const std::vector<double>& mean = m_means[lead];
-                const auto at = static_cast<std::size_t>(i);
+                const double* const mean = m_means[lead].data();
                 const double difference =
                     kConditionedUvPerUnit * (now[lead] - before[lead]) - mean[at] + mean[at - 1];
                 sum += difference * difference;
@@ -150,7 +151,7 @@ void STMeter::FoldLead(const FrameRing& frames, long long first, std::size_t lea
     double sum = 0;
     for (int i = 0; i < m_length; ++i) {
         const auto at = static_cast<std::size_t>(i);
-        beat[at] = kConditionedUvPerUnit * frames.Frame(first + static_cast<long long>(i) * m_step)[lead];
+        beat[at] = kConditionedUvPerUnit * frames.Frame(first + i * m_step)[lead];
         sum += beat[at] - mean[at];
     }
     state.moved[state.next] = sum / m_length;
@@ -162,33 +163,40 @@ void STMeter::FoldLead(const FrameRing& frames, long long first, std::size_t lea
 
 // Of five beats and more the highest and the lowest are left out, of ten the two highest and the two lowest.
 void STMeter::Average(std::size_t lead) {
+    const std::size_t length = m_means[lead].size();
+    std::size_t first = 0;
+    for (; first + kAtOnce <= length; first += kAtOnce) AverageSamples<kAtOnce>(lead, first);
+    for (; first < length; ++first) AverageSamples<1>(lead, first);
+}
+
+// N samples of the mean from `first` on, side by side.
+template <std::size_t N>
+void STMeter::AverageSamples(std::size_t lead, std::size_t first) {
     const Lead& state = m_leads[lead];
-    std::vector<double>& mean = m_means[lead];
-    const std::size_t length = mean.size();
-    const auto infinity = std::numeric_limits<double>::infinity();
-    std::fill(mean.begin(), mean.end(), 0.0);
-    for (std::vector<double>* values : {&m_low, &m_lower})
-        std::fill(values->begin(), values->end(), infinity);
-    for (std::vector<double>* values : {&m_high, &m_higher})
-        std::fill(values->begin(), values->end(), -infinity);
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    double sum[N] = {}, low[N], lower[N], high[N], higher[N];
+    for (std::size_t k = 0; k < N; ++k) {
+        low[k] = lower[k] = kInfinity;
+        high[k] = higher[k] = -kInfinity;
+    }
     for (std::size_t b = 0; b < state.count; ++b) {
-        const double* const beat = state.beats[b].data();
-        for (std::size_t i = 0; i < length; ++i) {
-            const double value = beat[i];
-            mean[i] += value;
-            m_low[i] = std::min(m_low[i], std::max(m_lower[i], value));
-            m_lower[i] = std::min(m_lower[i], value);
-            m_high[i] = std::max(m_high[i], std::min(m_higher[i], value));
-            m_higher[i] = std::max(m_higher[i], value);
+        const double* const beat = state.beats[b].data() + first;
+        for (std::size_t k = 0; k < N; ++k) {
+            const double value = beat[k];
+            sum[k] += value;
+            low[k] = std::min(low[k], std::max(lower[k], value));
+            lower[k] = std::min(lower[k], value);
+            high[k] = std::max(high[k], std::min(higher[k], value));
+            higher[k] = std::max(higher[k], value);
         }
     }
     const std::size_t tail = state.count == kBeats ? 2 : state.count >= kFewestBeats ? 1 : 0;
     const double divisor = static_cast<double>(state.count - 2 * tail);
-    for (std::size_t i = 0; i < length; ++i) {
-        double sum = mean[i];
-        if (tail > 0) sum -= m_lower[i] + m_higher[i];
-        if (tail > 1) sum -= m_low[i] + m_high[i];
-        mean[i] = sum / divisor;
+    double* const mean = m_means[lead].data() + first;
+    for (std::size_t k = 0; k < N; ++k) {
+        if (tail > 0) sum[k] -= lower[k] + higher[k];
+        if (tail > 1) sum[k] -= low[k] + high[k];
+        mean[k] = sum[k] / divisor;
     }
 }
 
@@ -232,8 +240,7 @@ STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
     const std::vector<double>& mean = m_row;
     double prUv = 0;
     int count = 0;
-    for (double ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count)
-        prUv += At(mean, m_at.qMs + ms);
+    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) prUv += At(mean, m_at.qMs + ms);
     prUv /= count;
     const double steepestMs = SteepestOfT(mean);
     const auto level = [&](double afterJms) {
@@ -264,27 +271,35 @@ double STMeter::SteepestOfT(const std::vector<double>& mean) const {
     const double fromMs = m_at.jMs + kTFromMs;
     const double toMs = std::min(m_at.jMs + kTSearchMs, (m_length - 1) * stepMs - kTSlopeMs);
     const double baseUv = At(mean, fromMs);
+    const auto visitSteps = [fromMs, stepMs](double lastMs, auto visit) {
+        double ms = fromMs;
+        while (ms <= lastMs) {
+            visit(ms);
+            ms += stepMs;
+        }
+    };
     double peakUv = 0, peakMs = fromMs;
-    for (double ms = fromMs; ms <= toMs; ms += stepMs) {
+    visitSteps(toMs, [&](double ms) {
         const double uV = At(mean, ms) - baseUv;
-        if (std::abs(uV) <= std::abs(peakUv)) continue;
+        if (std::abs(uV) <= std::abs(peakUv)) return;
         peakUv = uV;
         peakMs = ms;
-    }
+    });
     if (std::abs(peakUv) < kLeastTUv) return kNever;
     const double sign = peakUv > 0 ? 1 : -1;
     double steepest = 0, steepestMs = fromMs;
     const auto slope = [&](double ms) {
         return sign * (At(mean, ms + kTSlopeMs) - At(mean, ms - kTSlopeMs));
     };
-    for (double ms = fromMs; ms <= peakMs; ms += stepMs) {
-        if (slope(ms) <= steepest) continue;
+    visitSteps(peakMs, [&](double ms) {
+        if (slope(ms) <= steepest) return;
         steepest = slope(ms);
         steepestMs = ms;
-    }
+    });
     double calmest = steepest;
-    for (double ms = fromMs; ms < steepestMs; ms += stepMs) calmest = std::min(calmest, std::abs(slope(ms)));
-    return kTSteeper * calmest <= steepest ? steepestMs : kNever;
+    visitSteps(steepestMs, [&](double ms) { calmest = std::min(calmest, std::abs(slope(ms))); });
+    if (kTSteeper * calmest <= steepest) return steepestMs;
+    return kNever;
 }
 
 // Between samples on a straight line; NaN beyond the mean.
