@@ -57,6 +57,7 @@ constexpr double kAboveNoise = 0.3;  // of the way from noise to beats
 constexpr double kLateFall = 0.4;    // of the threshold, from one interval after a beat to one and a half
 constexpr double kNoiseShare = 1.0 / 8;
 constexpr double kTWaveHeight = 0.6, kTWaveSlope = 0.55;  // soon after a beat: what is below is its T wave
+constexpr double kTWaveEnd = 0.4, kBehindTWaveSlope = 0.3;  // s at 60/min, with the root of the interval
 
 // Caution in noise.
 constexpr double kNoisyFloor = 0.16, kNoisyFloorWidth = 0.1;
@@ -65,6 +66,9 @@ constexpr double kEarly = 0.85, kEarlyWidth = 0.4;  // intervals
 constexpr double kCautionSpreads = 2;
 constexpr double kLeastAlike = 0.3;  // to count for the shape
 constexpr double kShapeShare = 1.0 / 8;
+
+// Spikes of some leads: early, and nothing in leads that weigh so much of all.
+constexpr double kNothing = 0.1, kSilentPart = 0.4;
 
 // Quality: between these figures of a lead it goes from 0 to 1.
 constexpr double kGoodDistance = 0.7;                 // of a beat from what lies between them; from 0 on
@@ -308,7 +312,8 @@ bool BeatFinder::IsCandidate(long long place) const {
 
 void BeatFinder::Judge(const Candidate& candidate) {
     if (m_lastBeat >= 0 && candidate.place - m_lastBeat < Places(kNearSeconds)) return;
-    if (candidate.height >= Threshold(candidate.place) + Caution(candidate.place) && !IsTWave(candidate))
+    if (candidate.height >= Threshold(candidate.place) + Caution(candidate.place) && !IsTWave(candidate) &&
+        !IsSpike(candidate.place))
         return Accept(candidate.place);
     const double height = std::min(candidate.height, 1.0);
     m_noiseSpread += kNoiseShare * (std::abs(height - m_noisePeak) - m_noiseSpread);
@@ -338,8 +343,24 @@ double BeatFinder::Caution(long long place) const {
 }
 
 bool BeatFinder::IsTWave(const Candidate& candidate) const {
-    return m_lastBeat >= 0 && candidate.place - m_lastBeat <= Places(kSoonSeconds) &&
-           (candidate.height < kTWaveHeight || Slope(candidate.place) < kTWaveSlope * m_lastSlope);
+    if (m_lastBeat < 0 || candidate.place - m_lastBeat > Places(kSoonSeconds)) return false;
+    const double after = static_cast<double>(candidate.place - m_lastBeat) / m_rate;
+    const double end = kTWaveEnd * std::sqrt(m_rrs.Median() / m_rate);
+    return candidate.height < kTWaveHeight ||
+           Slope(candidate.place) < (after > end ? kBehindTWaveSlope : kTWaveSlope) * m_lastSlope;
+}
+
+// A beat shows in all leads that are clear, though not in each as a usual one does; what an electrode does
+// shows in its own leads.
+bool BeatFinder::IsSpike(long long place) const {
+    if (m_lastBeat < 0 || static_cast<double>(place - m_lastBeat) >= kEarly * m_rrs.Median()) return false;
+    double silent = 0, weights = 0;
+    for (std::size_t c = 0; c < m_chn; ++c) {
+        const Lead& lead = m_leads[c];
+        weights += lead.weight;
+        if (static_cast<double>(m_envelope.Row(place)[c]) < kNothing * lead.size) silent += lead.weight;
+    }
+    return silent > kSilentPart * weights;
 }
 
 // The slope around a place in units of the leads' beats.

@@ -129,6 +129,7 @@ private:
     double Threshold(long long place) const;
     double Caution(long long place) const;
     bool IsTWave(const Candidate& candidate) const;
+    bool IsSpike(long long place) const;
     double Slope(long long place) const;
     struct Fit {
         double likeness = -1;
