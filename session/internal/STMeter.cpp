@@ -109,30 +109,32 @@ void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>
 }
 
 // The lag at which the slopes of the beat differ least from those of the mean, over all leads that are
-// usable.
+// usable. The likeliest lag comes first: the others are given up soon.
 int STMeter::FindLag(const FrameRing& frames, long long r) const {
     const int most = static_cast<int>(static_cast<long long>(kLagMs) * m_fs / 1000);
     const int from = std::max(1, m_before - Samples(kAlignBeforeMs, m_hz));
     const int to = std::min(m_length - 1, m_before + Samples(kAlignAfterMs, m_hz));
     double least = std::numeric_limits<double>::infinity();
     int best = 0;
-    for (int lag = -most; lag <= most; ++lag) {
+    for (int n = 0; n <= 2 * most; ++n) {
+        const int lag = n % 2 == 0 ? n / 2 : -(n + 1) / 2;
         const long long zero = r + lag - static_cast<long long>(m_before) * m_step;
         if (zero + static_cast<long long>(from - 1) * m_step < frames.Begin() ||
             zero + static_cast<long long>(to) * m_step >= frames.End())
             continue;
         double sum = 0;
+        const short* before = frames.Frame(zero + static_cast<long long>(from - 1) * m_step);
         for (int i = from; i <= to && sum < least; ++i) {
-            const short* const before = frames.Frame(zero + static_cast<long long>(i - 1) * m_step);
             const short* const now = frames.Frame(zero + static_cast<long long>(i) * m_step);
+            const auto at = static_cast<std::size_t>(i);
             for (std::size_t lead = 0; lead < m_chn; ++lead) {
                 if (!m_usable[lead]) continue;
-                const std::vector<double>& mean = m_means[lead];
-                const auto at = static_cast<std::size_t>(i);
+                const double* const mean = m_means[lead].data();
                 const double difference =
                     kConditionedUvPerUnit * (now[lead] - before[lead]) - mean[at] + mean[at - 1];
                 sum += difference * difference;
             }
+            before = now;
         }
         if (sum >= least) continue;
         least = sum;
