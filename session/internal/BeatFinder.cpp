@@ -56,7 +56,7 @@ constexpr double kLowestCandidate = 0.12;
 constexpr double kAboveNoise = 0.3;  // of the way from noise to beats
 constexpr double kLateFall = 0.4;    // of the threshold, from one interval after a beat to one and a half
 constexpr double kNoiseShare = 1.0 / 8;
-constexpr double kTWaveHeight = 0.6, kTWaveSlope = 0.55;  // soon after a beat: what is below is its T wave
+constexpr double kTWaveHeight = 0.6, kTWaveSlope = 0.55;    // soon after a beat: what is below is its T wave
 constexpr double kTWaveEnd = 0.4, kBehindTWaveSlope = 0.3;  // s at 60/min, with the root of the interval
 
 // Caution in noise.
@@ -69,6 +69,7 @@ constexpr double kShapeShare = 1.0 / 8;
 
 // Spikes of some leads: early, and nothing in leads that weigh so much of all.
 constexpr double kNothing = 0.1, kSilentPart = 0.4;
+constexpr double kClearWeight = 9;  // beats stand out three times from what lies between them
 
 // Quality: between these figures of a lead it goes from 0 to 1.
 constexpr double kGoodDistance = 0.7;                 // of a beat from what lies between them; from 0 on
@@ -77,7 +78,8 @@ constexpr double kUnlike = 0.5, kGoodLikeness = 0.9;  // of its beats
 constexpr double kLikenessShare = 1.0 / 4;
 
 // Search back and pauses.
-constexpr double kPause = 1.5;  // intervals without a beat
+constexpr double kPause = 1.5, kCalmPause = 1.3;  // intervals without a beat
+constexpr double kCalmFused = 0.08;               // floor below which the shorter pause is enough
 constexpr double kSearchedSeconds = 1.75, kBeforeNextSeconds = 0.3;
 constexpr double kSearchedHeight = 0.15, kSearchedPart = 0.5, kSearchedSlope = 0.25;
 constexpr double kAsleepSeconds = 1.6, kAsleepRrs = 1.6, kAsleepAgainSeconds = 0.8, kAwakeningSeconds = 2,
@@ -355,7 +357,9 @@ bool BeatFinder::IsSpike(long long place) const {
     for (std::size_t c = 0; c < m_chn; ++c) {
         const Lead& lead = m_leads[c];
         weights += lead.weight;
-        if (static_cast<double>(m_envelope.Row(place)[c]) < kNothing * lead.size) silent += lead.weight;
+        if (lead.weight > kClearWeight &&
+            static_cast<double>(m_envelope.Row(place)[c]) < kNothing * lead.size)
+            silent += lead.weight;
     }
     return silent > kSilentPart * weights;
 }
@@ -377,7 +381,8 @@ double BeatFinder::Slope(long long place) const {
 // After a pause the highest candidate that was rejected is a beat, unless it is next to what may be one.
 void BeatFinder::SearchBack(long long now) {
     const long long judged = now - Places(kJudgedAfterSeconds);
-    if (m_lastBeat < 0 || static_cast<double>(judged - m_lastBeat) < kPause * m_rrs.Median()) return;
+    const double pause = (m_fusedFloor < kCalmFused ? kCalmPause : kPause) * m_rrs.Median();
+    if (m_lastBeat < 0 || static_cast<double>(judged - m_lastBeat) < pause) return;
     long long next = judged;
     while (next < now && Fused(next) <= Threshold(next)) ++next;
     Candidate best;

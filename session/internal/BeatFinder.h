@@ -10,7 +10,7 @@
 // it is: a lead that is flat, noisy, or has T waves as high as its QRS hardly counts, so that it does not
 // spoil what a better one tells. What is usual is the median of the last eight beats. Where the fused
 // envelope does not come to rest, candidates that come early, or are unlike the beats before on all leads,
-// have to stand out more.
+// have to stand out more. An early one of which leads of some weight show nothing is a spike of the others.
 //
 // Thresholds between running levels of signal and noise, the search back and the slope against T waves follow
 // Pan, Tompkins, "A real-time QRS detection algorithm", IEEE Trans Biomed Eng 1985; 32: 230-236.
