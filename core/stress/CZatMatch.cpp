@@ -1,6 +1,7 @@
 #include "core/stress/CZatMatch.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <functional>
 
@@ -188,18 +189,21 @@ void CZatMatch::ZeroV() {
 double* CZatMatch::rxy(const short* frame) {
     Barrier();
     if (frame == nullptr) return nullptr;
-    Correlate(frame);
+    Take(frame);
+    Correlate();
     return m_pRxy.get();
 }
 
-void CZatMatch::Correlate(const short* frame) {
-    CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), frame, m_pRxy.get());
+void CZatMatch::Take(const short* frame) {
+    for (CZatTemplRxy* lead : m_pTemplRxy) lead->Take(*frame++);
 }
+
+void CZatMatch::Correlate() { CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), m_pRxy.get()); }
 
 short** CZatMatch::match(const short* frame) {
     Barrier();
     if (frame == nullptr || m_chn == 0 || m_pTemplRxy[0]->Length() == 0) return nullptr;
-    Correlate(frame);
+    Take(frame);
     // Where channel 0's next sample goes, that is where the oldest one stands; all rings advance together.
     const int pos = m_pTemplRxy[0]->RingPos();
 
@@ -229,9 +233,30 @@ void CZatMatch::SetOldWeight(short ch, short weight) {
     if (Lead(ch) != nullptr) m_oldWeights[static_cast<std::size_t>(ch)] = weight;
 }
 
-/// The leads that correlate well enough; NaN (a flat lead) never does.
-CZatMatch::Vote CZatMatch::CountMatches() const {
+/// The leads that correlate well enough; NaN (a flat lead) never does. The estimates decide where exact
+/// correlations would do the same to the peak: where a majority is out of reach, and where the running peak's
+/// best place stays. The vote is theirs then, without leads in the first case.
+CZatMatch::Vote CZatMatch::CountMatches() {
+    constexpr double kMargin = CorrelationScreen::kMargin;
     Vote vote;
+    std::size_t below = 0;
+    bool isSure = m_bInPeak;
+    for (const CZatTemplRxy* lead : m_pTemplRxy) {
+        const double estimate = lead->EstimateRxy();
+        if (estimate < kRxyThreshold - kMargin) {
+            if (2 * ++below >= Leads()) return {};
+        } else if (estimate >= kRxyThreshold + kMargin) {
+            ++vote.leads;
+            vote.sum += estimate;
+        } else {
+            isSure = false;
+        }
+    }
+    const double mean = vote.sum / vote.leads;
+    if (isSure && mean < m_dPeakRxy - kMargin && std::abs(mean - m_dExitThr) > kMargin) return vote;
+
+    Correlate();
+    vote = {};
     for (std::size_t c = 0; c < Leads(); ++c) {
         if (!(m_pRxy[c] >= kRxyThreshold)) continue;
         ++vote.leads;
@@ -274,23 +299,30 @@ void CZatMatch::FoldBeat(int pos) {
     for (std::size_t c = 0; c < Leads(); ++c) m_pTemplRxy[c]->AdoptTempl();
 }
 
+/// Averages `count` samples of a beat into the template; quotients are truncated toward zero and wrapped. The
+/// division is one of doubles, which processors do several of at once, and exact: a quotient of 31 by 16 bits
+/// that is no whole number lies 2^-16 off the next one at least, and rounding moves it by 2^-22 at most.
+static void AverageInto(short* templ, const short* beat, int count, int oldWeight) {
+    const double weights = oldWeight + 1;
+    for (int i = 0; i < count; ++i)
+        templ[i] = WrapToSample(static_cast<int>((beat[i] + oldWeight * templ[i]) / weights));
+}
+
 /// Returns the index of the QRS maximum, between Q and J, both excluded.
-/// Deliberate: it is sought while the average is made, so that a sample is compared with a later one as that
-/// stood before this beat.
+/// Deliberate: a sample is compared with a later one as that stood before this beat.
 int CZatMatch::AverageBeat(int pos) {
-    const int length = m_geometry.length, posQ = m_geometry.posQ, posJ = m_geometry.posJ;
+    const int length = m_geometry.length;
     int R = std::clamp<int>(m_geometry.posR, 0, length - 1);
     for (std::size_t c = 0; c < Leads(); ++c) {
         short* t = m_pTempl[c];
         const short* ring = m_pTemplRxy[c]->Ring();
-        const int oldWeight = m_oldWeights[c];
-        int slot = pos;
-        for (int i = 0; i < length; ++i) {
-            if (oldWeight != kLeaveOut)
-                t[i] = WrapToSample((ring[slot] + oldWeight * t[i]) / (oldWeight + 1));
-            if (posQ < i && i < posJ && t[i] > t[R]) R = i;
-            if (++slot == length) slot = 0;
+        const short before = t[R];
+        if (m_oldWeights[c] != kLeaveOut) {
+            AverageInto(t, ring + pos, length - pos, m_oldWeights[c]);
+            AverageInto(t + length - pos, ring, pos, m_oldWeights[c]);
         }
+        for (int i = std::max(m_geometry.posQ + 1, 0); i < std::min<int>(m_geometry.posJ, length); ++i)
+            if (t[i] > (i < R ? before : t[R])) R = i;
     }
     return R;
 }

@@ -105,7 +105,7 @@ public:
     void SetOldWeight(short ch, short weight);
     static constexpr short kLeaveOut = -1;
     /// The correlation part of match alone: takes a frame and returns the correlation of every lead, owned
-    /// here, rewritten by every call. Null frame: null.
+    /// here, valid until the next call of rxy or match. Null frame: null.
     double* rxy(const short* frame);
 
     /// Sets the time from the J point to the ST point, milliseconds. Returns the number of leads.
@@ -155,8 +155,9 @@ private:
     bool MixesLeads(const short* const* templ) const;
     int FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const;
     int FindSteepestUpstroke(const short* const* templ, int len, int posMax, int posQ) const;
-    void Correlate(const short* frame);
-    Vote CountMatches() const;
+    void Take(const short* frame);
+    void Correlate();
+    Vote CountMatches();
     bool SearchPeak(const Vote& vote, int pos);
     void FollowPeak(const Vote& vote, int pos);
     void FoldBeat(int pos);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <functional>
+#include <numeric>
 
 #include "core/Arithmetic.h"
 
@@ -15,6 +17,7 @@ short CZatTemplRxy::Create(short fs, double uVpb, short winMs) {
             m_templDiff.resize(length);
             m_centred.resize(length);
             m_diffRing.resize(2 * length);
+            m_screen.Create(length);
         } catch (...) {
             Delete();
             throw;
@@ -26,8 +29,9 @@ short CZatTemplRxy::Create(short fs, double uVpb, short winMs) {
     m_diffPos = m_winStart = 0;
     m_bFull = false;
     m_prev = m_zero = 0;
-    m_dDiffSum = 0;
+    m_sumOffset = -m_diffSum;
     Centre(0);
+    m_screen.SetTempl({});
     return 0;
 }
 
@@ -41,7 +45,7 @@ short CZatTemplRxy::Init() {
     m_bFull = false;
     m_prev = 0;
     m_winStart = m_diffPos = 0;
-    m_dSaa = m_dDiffSum = 0;
+    m_dSaa = 0;
     return 0;
 }
 
@@ -50,6 +54,8 @@ void CZatTemplRxy::Delete() {
     m_templDiff.clear();
     m_centred.clear();
     m_diffRing.clear();
+    m_diffSum = 0;
+    m_screen.Create(0);
 }
 
 void CZatTemplRxy::DeleteTempl() {
@@ -112,15 +118,13 @@ double CZatTemplRxy::ZeroV() {
 }
 
 double CZatTemplRxy::Average() {
-    double sum = 0;
-    int i = m_winStart;
-    for (double& diff : m_templDiff) {
-        const auto at = static_cast<std::size_t>(i);
-        diff = IsInside(i) && IsInside(i - 1) ? m_meas[at] - m_meas[at - 1] : 0;
-        sum += diff;
-        ++i;
-    }
-    Centre(sum / m_winLen);
+    std::fill(m_templDiff.begin(), m_templDiff.end(), 0);
+    const int first = std::max(m_winStart, 1), end = std::min(m_winStart + m_winLen, Length());
+    if (first < end)
+        std::transform(m_meas.begin() + first, m_meas.begin() + end, m_meas.begin() + first - 1,
+                       m_templDiff.begin() + first - m_winStart, std::minus<int>());
+    Centre(std::accumulate(m_templDiff.begin(), m_templDiff.end(), 0.0) / m_winLen);
+    m_screen.SetTempl(m_templDiff);
     return m_winLen;
 }
 
@@ -133,35 +137,16 @@ void CZatTemplRxy::Centre(double mean) {
     }
 }
 
-double CZatTemplRxy::rxy(short sample) {
-    double correlation = 0;
-    CZatTemplRxy* lead = this;
-    if (Take(sample)) Correlate<1>(&lead, &correlation);
-    return correlation;
-}
-
-void CZatTemplRxy::rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
-                       double* correlations) {
-    std::size_t c = 0;
-    for (; c + kSideBySide <= count; c += kSideBySide) {
-        bool ready = true;
-        for (std::size_t n = c; n < c + kSideBySide; ++n) {
-            ready = leads[n]->Take(samples[n]) && ready;
-            correlations[n] = 0;
-        }
-        if (ready) Correlate<kSideBySide>(leads + c, correlations + c);
-    }
-    for (; c < count; ++c) correlations[c] = leads[c]->rxy(samples[c]);
-}
-
-/// Stores the next sample and its difference to the one before. True once a template's length of samples has
-/// been stored.
-bool CZatTemplRxy::Take(short sample) {
-    if (m_winLen == 0 || Length() == 0) return false;
-    double* slot = m_diffRing.data() + m_diffPos;
-    slot[0] = slot[m_winLen] = sample - m_prev;
-    m_dDiffSum += slot[0];
+void CZatTemplRxy::Take(short sample) {
+    if (m_winLen == 0 || Length() == 0) return;
+    const int diff = sample - m_prev;
     m_prev = sample;
+    int* slot = m_diffRing.data() + m_diffPos;
+    const int oldest = *slot;
+    slot[0] = slot[m_winLen] = diff;
+    m_screen.Take(static_cast<std::size_t>(m_diffPos), diff, oldest);
+    m_diffSum += diff - oldest;
+    if (!m_bFull) m_sumOffset += oldest;
     if (++m_diffPos == m_winLen) m_diffPos = 0;
 
     m_ring[static_cast<std::size_t>(m_ringPos)] = sample;
@@ -169,14 +154,46 @@ bool CZatTemplRxy::Take(short sample) {
         m_ringPos = 0;
         m_bFull = true;
     }
-    return m_bFull;
+}
+
+double CZatTemplRxy::EstimateRxy() const {
+    return IsReady() ? m_screen.Estimate(static_cast<std::size_t>(m_diffPos), m_diffSum, RunningSum()) : 0;
+}
+
+double CZatTemplRxy::rxy() const {
+    double correlation = 0;
+    const CZatTemplRxy* lead = this;
+    if (IsReady()) Correlate<1>(&lead, &correlation);
+    return correlation;
+}
+
+double CZatTemplRxy::rxy(short sample) {
+    Take(sample);
+    return rxy();
+}
+
+void CZatTemplRxy::rxy(const CZatTemplRxy* const* leads, std::size_t count, double* correlations) {
+    const auto isAlike = [leads](const CZatTemplRxy* lead) {
+        return lead->IsReady() && lead->m_winLen == (*leads)->m_winLen;
+    };
+    std::size_t c = 0;
+    for (; c + kSideBySide <= count && std::all_of(leads + c, leads + c + kSideBySide, isAlike);
+         c += kSideBySide)
+        Correlate<kSideBySide>(leads + c, correlations + c);
+    for (; c < count; ++c) correlations[c] = leads[c]->rxy();
+}
+
+void CZatTemplRxy::rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
+                       double* correlations) {
+    for (std::size_t c = 0; c < count; ++c) leads[c]->Take(samples[c]);
+    rxy(leads, count, correlations);
 }
 
 /// Adds up b^2 and a b over the window of N leads, each sum for itself from the oldest term to the newest. A
 /// function of this source alone: what a class declares in its header, ahead of core/FloatingPoint.h, some
 /// compilers take for free to fuse.
 template <std::size_t N>
-static void SumWindow(const double* const (&centred)[N], const double* const (&diffs)[N],
+static void SumWindow(const double* const (&centred)[N], const int* const (&diffs)[N],
                       const double (&mean)[N], std::size_t winLen, double (&sbb)[N], double (&sab)[N]) {
     for (std::size_t k = 0; k < winLen; ++k) {
         for (std::size_t n = 0; n < N; ++n) {
@@ -187,23 +204,19 @@ static void SumWindow(const double* const (&centred)[N], const double* const (&d
     }
 }
 
-/// The correlations of N leads that have just taken a sample, and drops their oldest difference from the
-/// running sum.
+/// The correlations of N leads that are ready and have the same window.
 template <std::size_t N>
-void CZatTemplRxy::Correlate(CZatTemplRxy* const* leads, double* correlations) {
+void CZatTemplRxy::Correlate(const CZatTemplRxy* const* leads, double* correlations) {
     const double* centred[N];
-    const double* diffs[N];
+    const int* diffs[N];
     double mean[N], sbb[N] = {}, sab[N] = {};
     for (std::size_t n = 0; n < N; ++n) {
         centred[n] = leads[n]->m_centred.data();
         diffs[n] = leads[n]->m_diffRing.data() + leads[n]->m_diffPos;
-        mean[n] = leads[n]->m_dDiffSum / leads[n]->m_winLen;
+        mean[n] = static_cast<double>(leads[n]->RunningSum()) / leads[n]->m_winLen;
     }
     SumWindow(centred, diffs, mean, leads[0]->m_centred.size(), sbb, sab);
-    for (std::size_t n = 0; n < N; ++n) {
-        leads[n]->m_dDiffSum -= diffs[n][0];
-        correlations[n] = (sab[n] * sab[n]) / (leads[n]->m_dSaa * sbb[n]);
-    }
+    for (std::size_t n = 0; n < N; ++n) correlations[n] = (sab[n] * sab[n]) / (leads[n]->m_dSaa * sbb[n]);
 }
 
 void CZatTemplRxy::SetPos(short posR, short posQ, short posJ) {

@@ -15,14 +15,16 @@
 // What lies outside the template contributes nothing: a difference is 0, a sample is left out of the zero
 // level, a point to measure gives 0.
 //
-// Cost of rxy: two multiplications and three additions per window sample. Create and InitTempl allocate, the
-// rest does not. One object belongs to one thread.
+// Cost of rxy: two multiplications and three additions per window sample; of EstimateRxy an eighth of that.
+// Create and InitTempl allocate, the rest does not. One object belongs to one thread.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "core/Export.h"
+#include "core/stress/CorrelationScreen.h"
 #include "core/stress/TemplGeometry.h"
 
 class QZ_API CZatTemplRxy {
@@ -71,17 +73,25 @@ public:
     double ZeroV();
     /// Renews the correlation reference from the measurement copy. Returns the window length in samples.
     double Average();
-    /// Takes the next sample of the signal and returns the squared correlation of the window that it ends;
-    /// 0 until a template's length of samples has been taken since Create; NaN where the signal or the
-    /// template is zero throughout, and tiny where it is constant.
-    /// Deliberate: until then no difference leaves the running sum, so that the mean of the incoming
-    /// differences stays off by a constant afterwards.
+    /// Takes the next sample of the signal.
+    /// Deliberate: until a template's length of samples has been taken since Create no difference leaves the
+    /// running sum, so that the mean of the incoming differences stays off by a constant afterwards.
+    void Take(short sample);
+    /// The squared correlation of the window that the last sample ends; 0 until a template's length of
+    /// samples has been taken since Create; NaN where the signal or the template is zero throughout, and tiny
+    /// where it is constant.
+    double rxy() const;
+    /// Takes a sample and returns the squared correlation.
     double rxy(short sample);
-    /// rxy of `count` leads with one sample each, bit for bit; the correlations are written in lead order.
-    /// The leads have the same window and template length and have taken the same number of samples. It is
-    /// the faster form: the sums of one lead wait for each other, those of different leads do not.
+    /// rxy of `count` leads, bit for bit, written in lead order. It is the faster form: the sums of one lead
+    /// wait for each other, those of different leads do not.
+    static void rxy(const CZatTemplRxy* const* leads, std::size_t count, double* correlations);
+    /// The same after each lead has taken its sample out of `count` samples.
     static void rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
                     double* correlations);
+    /// rxy() to within CorrelationScreen::kMargin; 0 where that is NaN. The estimate is NaN where only rxy()
+    /// can tell.
+    double EstimateRxy() const;
 
     /// The zero level, which all levels are measured against, in uV.
     short ZeroUv() const;
@@ -117,18 +127,21 @@ public:
 private:
     static constexpr std::size_t kSideBySide = 4;  // leads whose sums fit into the registers together
 
-    bool Take(short sample);
     template <std::size_t N>
-    static void Correlate(CZatTemplRxy* const* leads, double* correlations);
+    static void Correlate(const CZatTemplRxy* const* leads, double* correlations);
     void Centre(double mean);
+    /// True once a template's length of samples has been taken since Create, while there is a window.
+    bool IsReady() const { return m_bFull && m_winLen != 0 && Length() != 0; }
+    /// The sum that the mean of the incoming differences is taken from.
+    std::int64_t RunningSum() const { return m_diffSum + m_sumOffset; }
     bool IsInside(int index) const { return index >= 0 && index < Length(); }
     short LevelUv(int index) const;
     int STPoint(int ms) const;
 
-    short m_STuv0 = 0;   // uV, reference ST level
-    short m_JuV0 = 0;    // uV, reference J level
-    short m_fs = 0;      // samples per second
-    short m_winLen = 0;  // correlation window, samples
+    short m_STuv0 = 0;  // uV, reference ST level
+    short m_JuV0 = 0;   // uV, reference J level
+    short m_fs = 0;     // samples per second
+    int m_winLen = 0;   // correlation window, samples
     // Of this lead: a host may move one alone, among those that CZatMatch::SetTempl hands out.
     TemplGeometry m_geometry;
     short m_zero = 0;   // zero (isoelectric) level, sample units
@@ -141,13 +154,15 @@ private:
     bool m_bFull = false;        // m_ring has filled once
     short m_prev = 0;            // the sample before
 
-    int m_winStart = 0;               // template index of the first window sample
-    std::vector<double> m_templDiff;  // template differences over the window
-    std::vector<double> m_centred;    // a: the same less their mean
-    double m_dSaa = 0;                // sum of a^2
+    int m_winStart = 0;             // template index of the first window sample
+    std::vector<int> m_templDiff;   // template differences over the window
+    std::vector<double> m_centred;  // a: the same less their mean
+    double m_dSaa = 0;              // sum of a^2
     // The last m_winLen incoming differences, each written twice, m_winLen slots apart, so that the window
     // is one run of memory wherever it begins.
-    std::vector<double> m_diffRing;
-    int m_diffPos = 0;      // slot that is written next; after the write the oldest difference stands there
-    double m_dDiffSum = 0;  // of the differences in the window, but see rxy
+    std::vector<int> m_diffRing;
+    int m_diffPos = 0;             // slot that is written next; the oldest difference stands there
+    int m_diffSum = 0;             // of the differences in the window
+    std::int64_t m_sumOffset = 0;  // of those that have left it before the ring was full, see Take
+    CorrelationScreen m_screen;    // of the same differences
 };

@@ -117,6 +117,22 @@ TEST(CZatMatch, KeepsTheFirstOfEqualPeaks) {
     EXPECT_EQ(folded, 399 + 400 - 160 - 70) << "the ring is full with sample 399";
 }
 
+TEST(CZatMatch, ComparesASampleWithALaterOneOfBeforeTheBeat) {
+    TemplateRows rows(1, 400);
+    for (const auto& [at, value] : {std::pair{149U, short{60}}, {150, 95}, {160, 100}, {220, 60}})
+        rows[0][at] = value;
+    Matcher engine(500, 1);
+    engine.Teach(rows, 0, 135, 185);
+    rows[0][160] = 45;
+    for (std::size_t i = 0; i < 1200; ++i) {
+        const short x = i / 400 == 1 ? rows[0][i - 400] : short{0};
+        engine.match(&x);
+    }
+    // The fiducial point stays at 160: 95 at 150 is more than what the beat makes of the 100 there.
+    EXPECT_EQ(engine.Templ()[0][150], 95);
+    EXPECT_EQ(engine.Templ()[0][160], (45 + 9 * 100) / 10);
+}
+
 TEST(CZatMatch, AnswersNullAndChangesNothingWithoutTemplateLeadsOrFrame) {
     const std::vector<short> frame(3, 700);
     CZatMatch none, untaught(500, 3, 1.0, false, 280), empty(500, 0, 1.0, false, 280);

@@ -11,6 +11,7 @@
 
 #include "core/stress/CZatMatch.h"
 #include "tests/support/Beats.h"
+#include "tests/support/Signals.h"
 
 using Row = std::vector<short>;
 
@@ -45,6 +46,56 @@ TEST(CZatTemplRxy, IsBlindToSizeAndPolarityAndGivesNanOnlyForSilence) {
     EXPECT_NEAR(*std::max_element(answers.begin() + 600, answers.begin() + 800), 1.0, 1e-12);
     EXPECT_LT(level.Feed(Row(401, 100)).back(), 1e-20) << "the first step stays in the sum for good";
     EXPECT_TRUE(std::isnan(flatTemplate.Feed(input).back()));
+}
+
+/// Whether the lead has an estimate of its correlation, which then is a close one.
+static bool IsEstimated(const CZatTemplRxy& lead) {
+    const double estimate = lead.EstimateRxy(), exact = lead.rxy();
+    if (std::isnan(estimate)) return false;
+    EXPECT_NEAR(estimate, std::isnan(exact) ? 0 : exact, CorrelationScreen::kMargin / 2);
+    return true;
+}
+
+TEST(CZatTemplRxy, EstimatesItsCorrelationClosely) {
+    SCOPED_TRACE("seeds 1 and 2");
+    for (const int windowMs : {2, 30, 32, 34, 280, 900})  // 32 ms are one block of products
+        for (const int amplitude : {0, 1, 100, 1000}) {
+            CZatTemplRxy lead(500, 1.0, Wrapped(windowMs));
+            const Row beat = RandomSamples(1, 400, amplitude), input = RandomSamples(2, 1000, amplitude);
+            lead.InitTempl(beat.data(), 400, 160, 130, 200, 60, 6, 3);
+            for (std::size_t i = 0; i < input.size(); ++i) {
+                lead.Take(i < 600 ? input[i] : Wrapped(beat[i - 600] + input[i] / 4));
+                EXPECT_TRUE(IsEstimated(lead)) << windowMs << " ms, " << amplitude << ", sample " << i;
+            }
+        }
+}
+
+TEST(CZatTemplRxy, EstimatesUpToTheEdgesOfItsNumbers) {
+    for (const int t : {32767, 32768})
+        for (const int d : {32767, 32768}) {
+            const auto step = [](int height) {
+                return Row{-16384, -16384, -16384, -16384, Wrapped(height - 16384)};
+            };
+            CZatTemplRxy lead(500, 1.0, 8);
+            lead.InitTempl(step(t).data(), 5, 4, 0, 0, 60, 0, 0);
+            for (const short x : step(d)) lead.Take(x);
+            EXPECT_EQ(IsEstimated(lead), t < 32768 && d < 32768) << "the square of 32768 is the limit";
+        }
+    CZatTemplRxy lead(500, 1.0, 600);
+    const short beat[] = {0, 100};
+    lead.InitTempl(beat, 2, 1, 0, 0, 60, 0, 0);
+    for (int length = 300; length > 172; --length) {  // each of 128 signals leaves a difference of 65535
+        for (int i = 1; i < length; ++i) lead.Take(-32768);
+        lead.Take(32767);
+        lead.Create(500, 1.0, 600);
+    }
+    for (int i = 0; i < 300; ++i) lead.Take(0);
+    EXPECT_FALSE(IsEstimated(lead)) << "the template has no mean";
+    lead.Average();
+    for (const auto& [x, isEstimated] : {std::pair{-127, true}, {-128, false}}) {
+        lead.Take(Wrapped(x));
+        EXPECT_EQ(IsEstimated(lead), isEstimated) << "the running sum is " << x - 128 * 65535;
+    }
 }
 
 TEST(CZatTemplRxy, TakesTheZeroLevelFromFewerSamplesThanItDividesBy) {
