@@ -47,9 +47,10 @@ constexpr double kMostOut = 6;       // how far a beat stands out counts up to t
 constexpr double kLeastOut = 0.15;   // and from this on
 constexpr double kCalmFloor = 0.12;  // of a beat
 constexpr double kLeastCalm = 0.03;
-constexpr double kClear = 0.05;    // of the best lead's weight
-constexpr double kMostOfLead = 3;  // beats that one lead can show at once
-constexpr double kChange = 1.5;    // three beats in a row that differ so much are the new usual ones
+constexpr double kClear = 0.05;            // of the best lead's weight
+constexpr double kMostOfLead = 3;          // beats that one lead can show at once
+constexpr double kTakenBackSeconds = 0.6;  // a disturbance is known 0.4 s after it begins
+constexpr double kChange = 1.5;            // three beats in a row that differ so much are the new usual ones
 
 // Threshold.
 constexpr double kLowestCandidate = 0.12;
@@ -281,7 +282,7 @@ void BeatFinder::MeasureFloors(long long end) {
 
 void BeatFinder::Weigh(Lead& lead) const {
     lead.weight = 0;
-    if (lead.size < kLeastUv) return;
+    if (lead.size < kLeastUv || !HasVoice(lead)) return;
     const double out = std::min(
         kMostOut, std::max(lead.size - lead.noise, kLeastOut * lead.noise) / (lead.noise + 0.02 * lead.size));
     const double calm = std::clamp(kCalmFloor * lead.size / std::max(lead.floor, 1e-6), kLeastCalm, 1.0);
@@ -298,6 +299,16 @@ void BeatFinder::Fuse(long long place) {
         weights += lead.weight;
     }
     *m_fused.Row(place) = weights > 0 ? static_cast<float>(sum / weights) : 0.0F;
+}
+
+void BeatFinder::Disturb(std::size_t lead, bool isDisturbed) {
+    m_leads[lead].isDisturbed = isDisturbed;
+    m_areAllDisturbed =
+        std::all_of(m_leads.begin(), m_leads.end(), [](const Lead& one) { return one.isDisturbed; });
+    if (!m_isStarted) return;
+    for (Lead& one : m_leads) Weigh(one);
+    if (!isDisturbed) return;
+    for (long long n = std::max(0LL, m_ready - Places(kTakenBackSeconds)); n < m_ready; ++n) Fuse(n);
 }
 
 bool BeatFinder::IsCandidate(long long place) const {
@@ -435,6 +446,7 @@ void BeatFinder::LearnLeads(long long place) {
     const long long beside = Places(kBesideBeatSeconds);
     for (std::size_t c = 0; c < m_chn; ++c) {
         Lead& lead = m_leads[c];
+        if (!HasVoice(lead)) continue;
         lead.sizes.Add(Largest(m_envelope, c, place - half, place + half + 1));
         lead.slopes.Add(Largest(m_slope, c, place - near, place + near + 1));
         if (m_lastBeat >= 0) lead.between.Add(Largest(m_envelope, c, m_lastBeat + beside, place - beside));

@@ -39,6 +39,10 @@ public:
     /// There are no more frames: the beats that are still to be told.
     const std::vector<long long>& Finish();
 
+    /// A lead that is disturbed, from now on or no longer. It has no voice and teaches nothing, unless all
+    /// are: what it has shown in the last 0.6 s does not count either.
+    void Disturb(std::size_t lead, bool isDisturbed);
+
     /// True once a beat has been found.
     bool HasBeats() const { return m_lastBeat >= 0; }
     /// How well the lead shows beats, from 0 to 1: the worst of how far they stand out from what lies between
@@ -108,6 +112,7 @@ private:
         double size = 0, noise = 0, slope = 0;  // what is usual of these
         double floor = 0;                       // of the envelope
         double weight = 0;
+        bool isDisturbed = false;
         double likeness = 1;  // of its latest beats with their running mean, -1 to 1
     };
     struct Candidate {
@@ -122,6 +127,7 @@ private:
     void Step(long long place);
     void MeasureFloors(long long end);
     void Weigh(Lead& lead) const;
+    bool HasVoice(const Lead& lead) const { return !lead.isDisturbed || m_areAllDisturbed; }
     void Fuse(long long place);
     bool IsCandidate(long long place) const;
     void Judge(const Candidate& candidate);
@@ -163,6 +169,7 @@ private:
 
     bool m_isStarted = false;
     std::vector<Lead> m_leads;
+    bool m_areAllDisturbed = false;
     Latest m_rrs;                       // places
     double m_fusedFloor = 0;            // of the fused envelope
     double m_noisePeak = 0;             // running mean of rejected candidates

@@ -50,6 +50,7 @@ struct Witness : SessionObserver {
     }
     void OnInterval(const IntervalEvent& interval) override {
         EXPECT_LE(interval.seconds, now);
+        ++intervals;
         log.insert(log.end(), {1, interval.seconds, interval.bpm});
     }
     void OnBeat(const BeatEvent& beat) override {
@@ -73,6 +74,7 @@ struct Witness : SessionObserver {
     void OnNotLearned(const std::string& why) override { notLearned = why; }
 
     double now = 0;  // seconds of the latest conditioned frame
+    int intervals = 0;
     std::vector<double> log;
     std::vector<short> conditioned;  // first lead
     std::vector<BeatEvent> beats;
@@ -249,6 +251,18 @@ void ExpectReach(bool comb, double aheadSeconds, double backSeconds) {
 TEST(StressSession, ADisturbanceIsFoldedIntoNoBeat) {
     ExpectReach(true, 0.42 + 0.74, 0.3 + 0.74);
     ExpectReach(false, 0.42, 0.3 + 3);
+}
+
+// Where all leads jump, beats are found between the jumps.
+TEST(StressSession, ALeadThatJumpsAgainAndAgainHidesNoBeatsAndMakesNone) {
+    for (const std::size_t jumping : {1U, 2U}) {
+        Recording recording = BeatTrain(kFs, 2).Noise(4, 1).Beats(800, 60).Record();
+        for (std::size_t i = 20 * kFs; i < 36 * kFs; ++i)
+            for (std::size_t lead = 2 - jumping; lead < 2; ++lead)
+                if (i % 325 < 150)
+                    recording.Frame(i)[lead] = static_cast<short>(recording.Frame(i)[lead] + 4500);
+        EXPECT_NEAR(WitnessOf(recording, OptionsFor(2)).intervals, 60, jumping == 1 ? 0 : 6);
+    }
 }
 
 TEST(StressSession, ALeadThatWasOffForLongIsOfThePresentAgain) {
