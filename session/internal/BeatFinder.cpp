@@ -87,14 +87,15 @@ constexpr double kAsleepSeconds = 1.6, kAsleepRrs = 1.6, kAsleepAgainSeconds = 0
                  kAsleepSlope = 0.7;
 constexpr double kPeakOverFloor = 3;  // a signal that does not stand out from its floor has no beats
 
-std::vector<double> MeanTaps(long long half) {
+std::vector<float> MeanTaps(long long half) {
     std::vector<double> taps;
     for (long long i = -half; i <= half; ++i)
         taps.push_back(
             0.5 + 0.5 * std::cos(DirectForm1::kPi * static_cast<double>(i) / static_cast<double>(half + 1)));
     const double sum = std::accumulate(taps.begin(), taps.end(), 0.0);
-    for (double& tap : taps) tap /= sum;
-    return taps;
+    std::vector<float> rounded;
+    for (const double tap : taps) rounded.push_back(static_cast<float>(tap / sum));
+    return rounded;
 }
 
 }  // namespace
@@ -132,7 +133,7 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
     m_rrs.Fill(kUsualRrSeconds * m_rate);
     m_rejected.reserve(kMostBeats);
     m_beats.reserve(kMostBeats);
-    m_sorted.reserve(static_cast<std::size_t>(Places(kFloorSeconds)) + 1);
+    m_sorted.resize(static_cast<std::size_t>(Places(kFloorSeconds)) * (chn + 1));
 }
 
 const std::vector<long long>& BeatFinder::Take(const short* frame) {
@@ -178,12 +179,12 @@ void BeatFinder::TakePlace() {
     std::copy(m_sums.begin(), m_sums.end(), m_band.Row(centre));
     ConvolveAt(m_signal, m_slopeTaps, centre);
     std::transform(m_sums.begin(), m_sums.end(), m_slope.Row(centre),
-                   [](double slope) { return static_cast<float>(std::abs(slope)); });
+                   [](float slope) { return std::abs(slope); });
     TakeEnvelope(centre - 1);
 }
 
 // Into m_sums.
-void BeatFinder::ConvolveAt(const Ring& from, const std::vector<double>& taps, long long centre) {
+void BeatFinder::ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre) {
     const long long first = centre - Half(taps);
     Convolve(
         taps, m_chn, [&](std::size_t i) { return from.Row(first + static_cast<long long>(i)); },
@@ -205,7 +206,7 @@ void BeatFinder::TakeEnvelope(long long centre) {
     if (place < 0) return;
     ConvolveAt(m_energy, m_meanTaps, place);
     std::transform(m_sums.begin(), m_sums.end(), m_envelope.Row(place),
-                   [](double square) { return static_cast<float>(std::sqrt(square)); });
+                   [](float square) { return std::sqrt(square); });
     m_ready = place + 1;
     if (m_isStarted)
         Step(place);
@@ -262,22 +263,27 @@ void BeatFinder::Step(long long place) {
 
 // A level that the signal is below of for two fifths of the time: between beats, it is noise.
 void BeatFinder::MeasureFloors(long long end) {
-    const auto floorOf = [&](const Ring& ring, std::size_t lead) {
-        m_sorted.clear();
-        for (long long n = std::max(0LL, end - Places(kFloorSeconds)); n < end;
-             n += std::max(1LL, Places(kFloorStepSeconds)))
-            m_sorted.push_back(ring.Row(n)[lead]);
-        if (m_sorted.empty()) return 0.0;
-        const auto at =
-            m_sorted.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(m_sorted.size()) * kFloorPart);
-        std::nth_element(m_sorted.begin(), at, m_sorted.end());
+    const long long begin = std::max(0LL, end - Places(kFloorSeconds));
+    const long long step = std::max(1LL, Places(kFloorStepSeconds));
+    const std::size_t room = m_sorted.size() / (m_chn + 1);  // of a lead; the last ones are the fused
+    std::size_t count = 0;
+    for (long long n = begin; n < end; n += step, ++count) {
+        const float* envelope = m_envelope.Row(n);
+        for (std::size_t c = 0; c < m_chn; ++c) m_sorted[c * room + count] = envelope[c];
+        m_sorted[m_chn * room + count] = *m_fused.Row(n);
+    }
+    if (count == 0) return;
+    const auto floorOf = [&](std::size_t c) {
+        float* const first = &m_sorted[c * room];
+        float* const at = first + static_cast<std::ptrdiff_t>(static_cast<double>(count) * kFloorPart);
+        std::nth_element(first, at, first + count);
         return static_cast<double>(*at);
     };
     for (std::size_t c = 0; c < m_chn; ++c) {
-        m_leads[c].floor = floorOf(m_envelope, c);
+        m_leads[c].floor = floorOf(c);
         Weigh(m_leads[c]);
     }
-    m_fusedFloor = floorOf(m_fused, 0);
+    m_fusedFloor = floorOf(m_chn);
 }
 
 void BeatFinder::Weigh(Lead& lead) const {

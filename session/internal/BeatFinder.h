@@ -121,7 +121,7 @@ private:
     };
 
     void TakePlace();
-    void ConvolveAt(const Ring& from, const std::vector<double>& taps, long long centre);
+    void ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre);
     void TakeEnvelope(long long centre);
     void Start();
     void Step(long long place);
@@ -149,7 +149,8 @@ private:
     double Likeness(std::size_t lead, long long place) const;
     double Largest(const Ring& ring, std::size_t lead, long long from, long long to) const;
     double Fused(long long place) const { return static_cast<double>(*m_fused.Row(place)); }
-    long long Places(double seconds) const { return std::llround(seconds * m_rate); }
+    // To the nearest place; of no negative time.
+    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
 
     std::size_t m_chn;
     int m_step;     // frames to a place: their mean is looked at
@@ -160,9 +161,9 @@ private:
     std::vector<double> m_sum;   // of the frames to the next place
     int m_summed = 0;
 
-    std::vector<double> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
-    std::vector<double> m_sums;                               // one per lead, of ConvolveAt
-    Ring m_signal, m_band, m_energy, m_envelope, m_slope;     // per lead
+    std::vector<float> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
+    std::vector<float> m_sums;                               // one per lead, of ConvolveAt
+    Ring m_signal, m_band, m_energy, m_envelope, m_slope;    // per lead
     Ring m_fused;
     long long m_taken = 0;  // places with a signal
     long long m_ready = 0;  // places with an envelope
@@ -181,7 +182,7 @@ private:
     double m_lastSlope = 0;
     long long m_lastAwakening = 0;
     std::vector<long long> m_beats;  // told last
-    std::vector<float> m_sorted;
+    std::vector<float> m_sorted;     // [lead][place], and the fused
 };
 
 }  // namespace qz
