@@ -166,6 +166,6 @@ private:
     std::vector<double> m_diffRing;
     int m_diffPos = 0;             // slot that is written next; the oldest difference stands there
     int m_diffSum = 0;             // of the differences in the window
-    std::int64_t m_sumOffset = 0;  // of those that have left it before the ring was full, see Take
+    std::int64_t m_sumOffset = 0;  // what the running sum has besides, see Take
     CorrelationScreen m_screen;    // of the same differences
 };
