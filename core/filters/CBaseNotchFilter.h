@@ -27,6 +27,19 @@
 
 #include "core/Export.h"
 
+/// The lags of the comb in samples, from the mains frequency and the rate in Hz.
+struct CombLags {
+    int period = 0;      // P; 0: nothing to work on, and all others are 0
+    int delay = 0;       // D
+    int divisor = 0;     // N
+    int halfSecond = 0;  // H
+    int oneSecond = 0;   // S
+    int longest = 0;     // L
+
+    CombLags() = default;
+    CombLags(int freq, int fs);
+};
+
 class QZ_API CBaseNotchFilter {
 public:
     /// Passes its input through until Init is called.
@@ -41,19 +54,14 @@ public:
     /// One sample in, one out, in the unit of the input.
     int Filter(int x);
     /// D: the output shows the input so many samples ago; 0 where the input passes through.
-    int DelaySamples() const { return m_divisor == 0 ? 0 : m_delay; }
+    int DelaySamples() const { return m_lags.delay; }
     /// L: so many samples after Init the rings are full; 0 likewise.
-    int SettlingSamples() const { return m_divisor == 0 ? 0 : m_longest; }
+    int SettlingSamples() const { return m_lags.longest; }
 
 private:
     int m_freq = 0;                   // mains frequency, Hz
     int m_fs = 0;                     // samples per second
-    int m_period = 0;                 // P
-    int m_delay = 0;                  // D
-    int m_divisor = 0;                // N; 0: nothing to work on
-    int m_halfSecond = 0;             // H
-    int m_oneSecond = 0;              // S
-    int m_longest = 0;                // L
+    CombLags m_lags;                  // none: the input passes through
     std::vector<int> m_input;         // ring of the last L + 1 inputs
     std::vector<int> m_accumulators;  // ring of the last P + 1 accumulators
     int m_inputPos = 0;               // slot of m_input that is written next

@@ -9,11 +9,13 @@ void CBlNotchFilter::Init(int freq, int fs) {
     m_turn = 0;
     if (m_freq == 0 || m_fs == 0) return;
 
-    const int step = kSamplesPerPeriod * m_freq;
-    if (m_fs % step == 0)
-        m_combs.assign(static_cast<std::size_t>(m_fs / step), CBaseNotchFilter(m_freq, step));
-    else
-        m_combs.assign(1, CBaseNotchFilter(m_freq, m_fs));
+    const int streams = StreamsOf(m_freq, m_fs);
+    m_combs.assign(static_cast<std::size_t>(streams), CBaseNotchFilter(m_freq, m_fs / streams));
+}
+
+int CBlNotchFilter::StreamsOf(int freq, int fs) {
+    const int step = kSamplesPerPeriod * freq;
+    return fs % step == 0 ? fs / step : 1;
 }
 
 int CBlNotchFilter::Filter(int x) {

@@ -32,6 +32,8 @@ public:
     int SettlingSamples() const {
         return m_combs.empty() ? 0 : Streams() * m_combs.front().SettlingSamples();
     }
+    /// To how many combs the samples are dealt, for a positive frequency and rate.
+    static int StreamsOf(int freq, int fs);
 
 private:
     int Streams() const { return static_cast<int>(m_combs.size()); }

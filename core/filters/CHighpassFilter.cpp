@@ -8,7 +8,6 @@
 // Close to 2 cos(pi / 8) / pi but not equal to it; results depend on these seven digits.
 static constexpr double kDamping = 0.5883003;
 static constexpr double kLowestCornerHz = 0.01;
-static constexpr double kSilence = 1e-100;
 
 CHighpassFilter::CHighpassFilter(double fc, int fs) { Init(std::max(kLowestCornerHz, fc), fs); }
 

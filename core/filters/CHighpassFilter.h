@@ -10,6 +10,9 @@
 
 class QZ_API CHighpassFilter {
 public:
+    /// Outputs smaller than this become exactly 0.
+    static constexpr double kSilence = 1e-100;
+
     /// Corner fc in Hz, raised to 0.01 Hz when below, fs in samples per second; otherwise unchecked.
     CHighpassFilter(double fc, int fs);
     /// Computes the coefficients and clears the delay line.
@@ -18,13 +21,16 @@ public:
     /// Fills the delay line, inputs and outputs alike, with v: the output then starts near v and decays.
     void InitialValue(double v);
     void InitialValue(int v) { InitialValue(static_cast<double>(v)); }
-    /// One step, in the unit of the input. An output smaller than 1e-100 becomes exactly 0, so that silence
-    /// decays to 0 and not into slow denormal numbers. The int form truncates its result toward zero.
+    /// One step, in the unit of the input. An output smaller than kSilence becomes exactly 0, so that
+    /// silence decays to 0 and not into slow denormal numbers. The int form truncates its result toward zero.
     double Filter(double x);
     int Filter(int x);
     /// Samples until the answer to a step has fallen below 3 %; 0 for coefficients that are not finite. There
     /// is no delay well above the corner.
     int SettlingSamples() const;
+
+    /// The coefficients, for banks.
+    const SectionCoefficients<double>& Coefficients() const { return m_section; }
 
 private:
     DirectForm1 m_section;  // coefficients and delay line

@@ -33,6 +33,9 @@ public:
     /// Samples until the answer to a step is within 1.5 % of its height; 0 for unstable coefficients.
     int SettlingSamples() const;
 
+    /// The coefficients, for banks.
+    const SectionCoefficients<double>& Coefficients() const { return m_section; }
+
 private:
     DirectForm1 m_section;  // coefficients and delay line
     double m_fc = 0;        // cutoff, Hz

@@ -2,18 +2,21 @@
 
 #include <algorithm>
 
-#include "core/Arithmetic.h"
+#include "core/filters/internal/SectionFrame.h"
 
 CMultiChannelHighpass::CMultiChannelHighpass(double fc, int fs, int chn)
-    : m_filters(ElementCount(std::max(chn, 0)), CHighpassFilter(fc, fs)) {}
+    : m_lead(fc, fs), m_leads(ElementCount(std::max(chn, 0))) {
+    m_bank.Init(m_lead.Coefficients(), m_leads, kLargestSample);
+}
 
 void CMultiChannelHighpass::Init(double fc, int fs) {
-    for (CHighpassFilter& filter : m_filters) filter.Init(fc, fs);
+    m_lead.Init(fc, fs);
+    m_bank.Init(m_lead.Coefficients(), m_leads, kLargestSample);
 }
 
 void CMultiChannelHighpass::Filter(short* frame) {
-    for (CHighpassFilter& filter : m_filters) {
-        *frame = WrapToSample(filter.Filter(static_cast<int>(*frame)));
-        ++frame;
-    }
+    SectionFrame step(m_bank);
+    ForEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
+        return step.Truncate(step.StepWithZeroBelow(CHighpassFilter::kSilence, four, ToDoubles(x)));
+    });
 }

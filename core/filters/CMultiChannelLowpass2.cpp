@@ -2,18 +2,21 @@
 
 #include <algorithm>
 
-#include "core/Arithmetic.h"
+#include "core/filters/internal/SectionFrame.h"
 
 CMultiChannelLowpass2::CMultiChannelLowpass2(double fc, int fs, int chn)
-    : m_filters(ElementCount(std::max(chn, 0)), CLowpassFilter2(fc, fs)) {}
+    : m_lead(fc, fs), m_leads(ElementCount(std::max(chn, 0))) {
+    m_bank.Init(m_lead.Coefficients(), m_leads, kLargestSample);
+}
 
 void CMultiChannelLowpass2::Init(double fc, int fs) {
-    for (CLowpassFilter2& filter : m_filters) filter.Init(fc, fs);
+    m_lead.Init(fc, fs);
+    m_bank.Init(m_lead.Coefficients(), m_leads, kLargestSample);
 }
 
 void CMultiChannelLowpass2::Filter(short* frame) {
-    for (CLowpassFilter2& filter : m_filters) {
-        *frame = WrapToSample(filter.Filter(static_cast<int>(*frame)));
-        ++frame;
-    }
+    SectionFrame step(m_bank);
+    ForEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
+        return step.Truncate(step.Step(four, ToDoubles(x)));
+    });
 }

@@ -2,10 +2,11 @@
 // The constructor allocates; Filter does not. One object belongs to one thread.
 #pragma once
 
-#include <vector>
+#include <cstddef>
 
 #include "core/Export.h"
 #include "core/filters/CLowpassFilter2.h"
+#include "core/filters/SectionBank.h"
 
 class QZ_API CMultiChannelLowpass2 {
 public:
@@ -16,9 +17,11 @@ public:
     /// One frame of chn samples. Results are truncated toward zero and stored with 16-bit wrapping.
     void Filter(short* frame);
     /// Delay and settling time of each lead, see CLowpassFilter2; 0 for an empty bank.
-    double DelaySamples() const { return m_filters.empty() ? 0 : m_filters.front().DelaySamples(); }
-    int SettlingSamples() const { return m_filters.empty() ? 0 : m_filters.front().SettlingSamples(); }
+    double DelaySamples() const { return m_leads == 0 ? 0 : m_lead.DelaySamples(); }
+    int SettlingSamples() const { return m_leads == 0 ? 0 : m_lead.SettlingSamples(); }
 
 private:
-    std::vector<CLowpassFilter2> m_filters;  // one per lead
+    CLowpassFilter2 m_lead;  // tells what holds for each lead
+    SectionBank m_bank;
+    std::size_t m_leads;  // 0: nothing to do
 };

@@ -2,14 +2,16 @@
 
 #include <algorithm>
 
-#include "core/Arithmetic.h"
+#include "core/filters/internal/SectionFrame.h"
 
 CMultiChannelNotch::CMultiChannelNotch(double f0, int fs, double Q, int chn)
-    : m_filters(ElementCount(std::max(chn, 0)), CNotchFilter(f0, fs, Q)) {}
+    : m_lead(f0, fs, Q), m_leads(ElementCount(std::max(chn, 0))) {
+    m_bank.Init(m_lead.Coefficients(), m_leads, kLargestSample);
+}
 
 void CMultiChannelNotch::Filter(short* frame) {
-    for (CNotchFilter& filter : m_filters) {
-        *frame = WrapToSample(filter.Filter(static_cast<int>(*frame)));
-        ++frame;
-    }
+    SectionFrame step(m_bank);
+    ForEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
+        return step.Truncate(step.Step(four, ToDoubles(x)));
+    });
 }

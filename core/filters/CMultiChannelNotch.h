@@ -7,10 +7,11 @@
 // Filter does not. One object belongs to one thread. Used by api/qzFilterBanksC.h.
 #pragma once
 
-#include <vector>
+#include <cstddef>
 
 #include "core/Export.h"
 #include "core/filters/CNotchFilter.h"
+#include "core/filters/SectionBank.h"
 
 class QZ_API CMultiChannelNotch {
 public:
@@ -20,8 +21,10 @@ public:
     /// One frame of chn samples. Results are truncated toward zero and stored with 16-bit wrapping.
     void Filter(short* frame);
     /// The settling time of each lead, see CNotchFilter; 0 for an empty bank.
-    int SettlingSamples() const { return m_filters.empty() ? 0 : m_filters.front().SettlingSamples(); }
+    int SettlingSamples() const { return m_leads == 0 ? 0 : m_lead.SettlingSamples(); }
 
 private:
-    std::vector<CNotchFilter> m_filters;  // one per lead
+    CNotchFilter m_lead;  // tells what holds for each lead
+    SectionBank m_bank;
+    std::size_t m_leads;  // 0: nothing to do
 };

@@ -2,25 +2,24 @@
 
 #include <algorithm>
 
-#include "core/Arithmetic.h"
+#include "core/filters/internal/CombFrame.h"
 
 CMutiBlNotchFilter::CMutiBlNotchFilter(int freq, int fs, int chn)
-    : m_filters(ElementCount(std::max(chn, 0)), CBlNotchFilter(freq, fs)) {}
+    : m_fs(std::max(fs, 0)), m_leads(ElementCount(std::max(chn, 0))) {
+    Init(freq, fs);
+}
 
 void CMutiBlNotchFilter::Init(int freq, int /*fs*/) {
-    for (CBlNotchFilter& filter : m_filters) filter.Init(freq, 0);
+    if (freq > 0) m_freq = freq;
+    m_combs.Init(m_freq, m_fs, m_leads);
 }
 
-void CMutiBlNotchFilter::Filter(int* frame) {
-    for (CBlNotchFilter& filter : m_filters) {
-        *frame = filter.Filter(*frame);
-        ++frame;
-    }
+template <typename Sample>
+void CMutiBlNotchFilter::FilterFrame(Sample* frame) {
+    if (m_combs.IsEmpty()) return;
+    CombFrame comb(m_combs);
+    ForEachFour(frame, m_leads, [&comb](std::size_t four, IntLanes x) { return comb.Step(four, x); });
 }
 
-void CMutiBlNotchFilter::Filter(short* frame) {
-    for (CBlNotchFilter& filter : m_filters) {
-        *frame = WrapToSample(filter.Filter(*frame));
-        ++frame;
-    }
-}
+void CMutiBlNotchFilter::Filter(int* frame) { FilterFrame(frame); }
+void CMutiBlNotchFilter::Filter(short* frame) { FilterFrame(frame); }

@@ -1,11 +1,11 @@
-// CMutiBlNotchFilter: one CBlNotchFilter per lead, on whole frames in place. The name is spelled so.
+// CMutiBlNotchFilter: what CBlNotchFilter does, for all leads of a frame in place. The name is spelled so.
 // The constructor and Init allocate; Filter does not. One object belongs to one thread.
 #pragma once
 
-#include <vector>
+#include <cstddef>
 
 #include "core/Export.h"
-#include "core/filters/CBlNotchFilter.h"
+#include "core/filters/CombBank.h"
 
 class QZ_API CMutiBlNotchFilter {
 public:
@@ -19,9 +19,14 @@ public:
     void Filter(int* frame);
     void Filter(short* frame);
     /// Delay and settling time of each lead, see CBlNotchFilter; 0 for an empty bank.
-    int DelaySamples() const { return m_filters.empty() ? 0 : m_filters.front().DelaySamples(); }
-    int SettlingSamples() const { return m_filters.empty() ? 0 : m_filters.front().SettlingSamples(); }
+    int DelaySamples() const { return m_leads == 0 ? 0 : m_combs.DelaySamples(); }
+    int SettlingSamples() const { return m_leads == 0 ? 0 : m_combs.SettlingSamples(); }
 
 private:
-    std::vector<CBlNotchFilter> m_filters;  // one per lead
+    template <typename Sample>
+    void FilterFrame(Sample* frame);
+
+    int m_freq = 0, m_fs = 0;  // mains frequency and rate, Hz
+    std::size_t m_leads;
+    CombBank m_combs;
 };

@@ -22,6 +22,9 @@ public:
     /// there is no delay.
     int SettlingSamples() const;
 
+    /// The coefficients, for banks.
+    const SectionCoefficients<double>& Coefficients() const { return m_section; }
+
 private:
     DirectForm1 m_section;  // coefficients and delay line
 };

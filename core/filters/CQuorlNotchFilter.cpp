@@ -8,16 +8,17 @@ void CQuorlNotchFilter::Init(int freq, int fs) {
     if (fs > 0) m_fs = fs;
     if (m_freq == 0 || m_fs == 0) return;
 
-    if (m_fs % m_freq == 0) {
-        m_comb.Init(m_freq, m_fs);
-        return;
-    }
-    m_bResample = true;
-    const int period = m_fs / m_freq;
-    const int evenPeriod = (period & ~1) + 2;
-    m_combFs = evenPeriod * m_freq;
+    m_combFs = CombRateOf(m_freq, m_fs);
+    m_bResample = m_combFs != m_fs;
     m_interpolator.Init(m_fs, m_combFs);
     m_comb.Init(m_freq, m_combFs);
+}
+
+int CQuorlNotchFilter::CombRateOf(int freq, int fs) {
+    if (fs % freq == 0) return fs;
+    const int period = fs / freq;
+    const int evenPeriod = (period & ~1) + 2;
+    return evenPeriod * freq;
 }
 
 int CQuorlNotchFilter::Filter(int x) {

@@ -27,17 +27,18 @@ public:
     int Filter(int x);
     /// As of CBaseNotchFilter, in samples of this stream, truncated where it is resampled; 0 where it passes
     /// through.
-    int DelaySamples() const { return OfInput(m_comb.DelaySamples()); }
-    int SettlingSamples() const { return OfInput(m_comb.SettlingSamples()); }
-
-private:
+    int DelaySamples() const { return OfInput(m_comb.DelaySamples(), m_fs, m_combFs); }
+    int SettlingSamples() const { return OfInput(m_comb.SettlingSamples(), m_fs, m_combFs); }
+    /// The rate that the stream is resampled to, for a positive frequency and rate; fs where it is not.
+    static int CombRateOf(int freq, int fs);
     /// Samples of the comb as samples of the input, which the resampling delays too.
-    int OfInput(int samples) const {
-        if (!m_bResample) return samples;
-        return m_interpolator.DelaySamples() +
-               static_cast<int>(static_cast<long long>(samples) * m_fs / m_combFs);
+    static int OfInput(int samples, int fs, int combFs) {
+        if (combFs == fs || samples == 0) return samples;
+        return FreqInterpretate::kDelaySamples +
+               static_cast<int>(static_cast<long long>(samples) * fs / combFs);
     }
 
+private:
     int m_freq = 0;            // mains frequency, Hz
     int m_fs = 0;              // samples per second
     bool m_bResample = false;  // the rate is no multiple of the frequency

@@ -4,9 +4,6 @@
 
 #include "core/Arithmetic.h"
 
-static constexpr int kRingMs = 30;
-static constexpr int kResidualDelayMs = 9;
-
 void CSmoothFilter::Init(int fs, int fc) {
     m_fs = fs;
     m_length = 0;  // where memory runs out, the input passes through
@@ -24,8 +21,8 @@ void CSmoothFilter::Init() {
     for (std::vector<int>* ring : {&m_raw, &m_lowpass, &m_residual}) std::fill(ring->begin(), ring->end(), 0);
     m_count = 0;
     m_total = m_window = 0;
-    int ms = 1;
-    for (int& halfWidth : m_halfWidths) halfWidth = MsToSamples(ms++, m_fs);
+    for (std::size_t i = 0; i < m_halfWidths.size(); ++i)
+        m_halfWidths[i] = MsToSamples(static_cast<int>(i) + 1, m_fs);
 }
 
 int CSmoothFilter::Smooth(int x) {
@@ -53,19 +50,12 @@ int CSmoothFilter::Smooth(int x) {
 /// The half-width in samples that fits the activity of the last 30 ms. Under 1000 samples per second 1 ms is
 /// no whole sample, and the 1 ms class uses the 1-2-1 kernel too.
 int CSmoothFilter::HalfWidth() const {
-    const auto count = static_cast<double>(m_count);
-    // What the window would hold at `factor` times the mean activity. The order of operations decides ties.
-    const auto threshold = [this, count](double factor) { return factor * m_length * m_total / count; };
-    if (m_window > threshold(4.0)) return kOneTwoOne;
-    if (m_window > threshold(3.5)) return m_halfWidths[0];
-    if (m_window > threshold(3.0)) return m_halfWidths[1];
-    if (m_window > threshold(2.6)) return m_halfWidths[2];
-    if (m_window > threshold(2.2)) return m_halfWidths[3];
-    if (m_window > threshold(1.8)) return m_halfWidths[4];
-    if (m_window > threshold(1.5)) return m_halfWidths[5];
-    if (m_window > threshold(1.2)) return m_halfWidths[6];
-    if (m_window > m_total * m_length / count) return m_halfWidths[7];
-    return m_halfWidths[8];
+    const int calmest = static_cast<int>(kActivityTenths.size()) - 1;
+    int steps = 0;  // of the activity below the steepest
+    while (steps <= calmest && !IsMoreActive(kActivityTenths[static_cast<std::size_t>(steps)], m_window,
+                                             m_length, m_total, static_cast<double>(m_count)))
+        ++steps;
+    return steps == 0 ? kOneTwoOne : m_halfWidths[static_cast<std::size_t>(steps - 1)];
 }
 
 /// Mean of the 2 * halfWidth + 1 residuals around `centre`, truncated toward zero. 9 ms to each side fit into

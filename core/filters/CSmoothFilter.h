@@ -25,6 +25,17 @@
 
 class QZ_API CSmoothFilter {
 public:
+    static constexpr int kRingMs = 30;
+    static constexpr int kResidualDelayMs = 9;
+    /// The limits of the activity, in tenths of its mean: above the first the 1-2-1 kernel is used, above the
+    /// i-th, counted from 0, i ms to each side, and 9 ms where it is above none.
+    static constexpr std::array<int, 9> kActivityTenths = {40, 35, 30, 26, 22, 18, 15, 12, 10};
+    /// True if the window holds more than `tenths` tenths of what `length` samples of mean activity hold. The
+    /// order of operations decides ties.
+    static bool IsMoreActive(int tenths, double window, int length, double total, double count) {
+        return window > tenths / 10.0 * length * total / count;
+    }
+
     /// Passes its input through until Init(int, int) is called.
     CSmoothFilter() = default;
     /// fs in samples per second, fc the cutoff of the inner low-pass in Hz. Under 34 samples per second the

@@ -9,6 +9,43 @@
 
 #include "core/Export.h"
 
+/// When the outputs fall due. Times are counted in input intervals.
+class QZ_API InterpolationClock {
+public:
+    /// Rates in samples per second. Starts anew; an output rate that is not above the input rate counts as
+    /// the input rate.
+    void Init(int inRate, int outRate);
+    /// From the next output to the present input.
+    double Remaining() const { return 1.0 - m_phase; }
+    /// Calls take(index, time since the first output of this input) for every output that is due with the
+    /// present input, and returns their number.
+    template <typename Take>
+    int Step(Take take) {
+        int count = 0;
+        if (m_phase < kIntervalEnd) {
+            double t = m_phase;
+            do {
+                take(count++, t - m_phase);
+                t += m_step;
+                // Rounding of the phase never adds an output beyond the slots.
+            } while (t < kIntervalEnd && count < m_mostOutputs);
+            m_phase = t;
+        }
+        m_phase -= 1.0;
+        return count;
+    }
+    /// No input has more outputs.
+    int MostOutputs() const { return m_mostOutputs; }
+
+private:
+    // An output this close to the present input belongs to the next interval.
+    static constexpr double kIntervalEnd = 0.999999;
+
+    double m_phase = 0;     // of the next output; 0 is the input before, 1 the present one
+    double m_step = 1;      // between outputs
+    int m_mostOutputs = 1;  // for one input
+};
+
 class QZ_API FreqInterpretate {
 public:
     /// No rates: one output per input, the input before. Needs no Init.
@@ -26,12 +63,12 @@ public:
     /// The outputs of the last call, at least one slot; owned here, valid until the next Init.
     short* GetData() { return m_output.data(); }
     /// Delay in input samples.
-    int DelaySamples() const { return 1; }
+    int DelaySamples() const { return kDelaySamples; }
+    static constexpr int kDelaySamples = 1;
 
 private:
     int m_inRate = 0, m_outRate = 0;  // samples per second
     double m_previous = 0;            // the input before
-    double m_phase = 0;               // of the next output, in input intervals
-    double m_step = 1;                // between outputs, in input intervals
-    std::vector<short> m_output;      // as many slots as one input can fill
+    InterpolationClock m_clock;
+    std::vector<short> m_output;  // as many slots as one input can fill
 };

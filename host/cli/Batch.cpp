@@ -17,7 +17,6 @@
 #include <fstream>
 #include <iostream>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -29,6 +28,7 @@
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
 #include "host/support/Interrupt.h"
+#include "host/support/Json.h"
 #include "host/support/PendingFile.h"
 #include "host/support/Progress.h"
 #include "host/support/Text.h"
@@ -37,7 +37,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Time = std::chrono::steady_clock::time_point;
 
 constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};

@@ -132,7 +132,9 @@ bool Analyze(AnalyzeOptions options) {
     const SimulatedTest* simulated = nullptr;
     std::unique_ptr<FrameSource> source;
     if (options.record.empty()) {
-        auto test = std::make_unique<SimulatedTest>();
+        SimulatedTestOptions simulation;
+        simulation.leads = options.reading.leads;
+        auto test = std::make_unique<SimulatedTest>(std::move(simulation));
         simulated = test.get();
         source = std::move(test);
         if (options.exercise.stages.empty()) options.exercise.stages = simulated->Stages();

@@ -209,7 +209,7 @@ private:
             "  qzstress analyze test.csv --fs 500 --realtime 4");
         command.callback([this, &command] {
             TakeRealtime();
-            for (const char* name : {"--leads", "--fs", "--uv-per-bit"})
+            for (const char* name : {"--fs", "--uv-per-bit"})
                 if (m_analyze.record.empty() && command.count(name) > 0)
                     throw CLI::ValidationError(name, "a RECORD is expected with it");
             if (!m_analyze.stagesFile.empty()) m_analyze.exercise.stages = ReadStages(m_analyze.stagesFile);

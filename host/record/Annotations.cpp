@@ -60,9 +60,9 @@ public:
     [[noreturn]] void Fail(const std::string& message) const {
         throw HostError(m_path, "byte " + std::to_string(m_position) + ": " + message);
     }
-    std::uint16_t Word(const char* what) {
+    unsigned Word(const char* what) {
         const unsigned low = Byte(what), high = Byte(what);
-        return static_cast<std::uint16_t>(low | high << 8);
+        return low | high << 8;
     }
     std::string Text(std::size_t length) {
         std::string text;
@@ -120,18 +120,17 @@ double ResolutionOf(std::string_view note) {
     return error == std::errc() && std::isnormal(perSecond) && perSecond > 0 ? perSecond : 0;
 }
 
-void PutWord(std::ostream& out, unsigned code, unsigned number) {
-    const unsigned word = code << kNumberBits | (number & kNumberMask);
+void PutWord(std::ostream& out, long long code, long long number) {
+    const long long word = code << kNumberBits | (number & kNumberMask);
     out.put(static_cast<char>(word & 0xFF)).put(static_cast<char>(word >> 8));
 }
 
-void PutHalf(std::ostream& out, std::uint32_t half) { PutWord(out, half >> kNumberBits & 0x3F, half); }
+void PutHalf(std::ostream& out, long long half) { PutWord(out, half >> kNumberBits & 0x3F, half); }
 
 /// Moves the time on by any number of frames, ahead of an annotation with the difference 0.
 void PutSkips(std::ostream& out, long long frames) {
     while (frames > 0) {
-        const auto step =
-            static_cast<std::uint32_t>(std::min<long long>(frames, std::numeric_limits<std::int32_t>::max()));
+        const long long step = std::min<long long>(frames, std::numeric_limits<std::int32_t>::max());
         PutWord(out, kSkip, 0);
         PutHalf(out, step >> 16);
         PutHalf(out, step & 0xFFFF);
@@ -140,9 +139,7 @@ void PutSkips(std::ostream& out, long long frames) {
 }
 
 /// 8 bits in the field of 10, as the WFDB library stores negative ones.
-void PutDetail(std::ostream& out, Word word, int value) {
-    PutWord(out, word, static_cast<unsigned>(value) & 0xFF);
-}
+void PutDetail(std::ostream& out, Word word, int value) { PutWord(out, word, value & 0xFF); }
 
 void CheckWritable(const std::string& path, const Annotation& annotation, long long before) {
     const auto fail = [&](const std::string& message) {
@@ -221,14 +218,14 @@ void WriteAnnotations(PendingFile& file, const std::vector<Annotation>& annotati
             frames = 0;
         }
         before = annotation.sample;
-        PutWord(out, static_cast<unsigned>(annotation.code), static_cast<unsigned>(frames));
+        PutWord(out, annotation.code, frames);
         if (annotation.subtype != 0) PutDetail(out, kSubtype, annotation.subtype);
         if (std::exchange(channel, annotation.channel) != annotation.channel)
             PutDetail(out, kChannel, annotation.channel);
         if (std::exchange(number, annotation.number) != annotation.number)
             PutDetail(out, kNumber, annotation.number);
         if (annotation.text.empty()) continue;
-        PutWord(out, kText, static_cast<unsigned>(annotation.text.size()));
+        PutWord(out, kText, std::ssize(annotation.text));
         out << annotation.text;
         if (annotation.text.size() % 2 == 1) out.put('\0');
     }

@@ -71,7 +71,7 @@ void CsvRecord::Fail(const std::string& message) const {
 /// False at the end of the file.
 bool CsvRecord::ReadLine() {
     m_file.getline(m_buffer.data(), std::ssize(m_buffer));
-    auto length = static_cast<std::size_t>(m_file.gcount());
+    std::size_t length = BytesRead(m_file);
     ++m_lineNumber;
     if (m_file.bad()) Fail("cannot be read");
     if (m_file.fail() && length == 0) return false;

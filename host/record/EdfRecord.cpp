@@ -62,16 +62,16 @@ long long CheckLength(const InputFile& input) {
     if (!signals || *signals < 1 || *signals > EDFLIB_MAXSIGNALS)
         throw HostError(path, "expected an EDF header with 1 to " + std::to_string(EDFLIB_MAXSIGNALS) +
                                   " signals at byte 252, found " + Quote(Trimmed(header.substr(252, 4))));
-    std::string rest(static_cast<std::size_t>(*signals * kSignalHeaderBytes), '\0');
+    const auto signalCount = static_cast<std::size_t>(*signals);
+    std::string rest(signalCount * kSignalHeaderBytes, '\0');
     if (!file.read(rest.data(), std::ssize(rest)))
         throw HostError(path, "ends early: expected a header of " +
                                   std::to_string(kFixedHeaderBytes + *signals * kSignalHeaderBytes) +
                                   " bytes, found " + std::to_string(kFixedHeaderBytes + file.gcount()));
     long long samples = 0;  // of one data record
-    for (long long i = 0; i < *signals; ++i) {
+    for (std::size_t i = 0; i < signalCount; ++i) {
         constexpr std::size_t kBeforeCounts = 216;  // bytes a signal of the fields before
-        const auto from =
-            static_cast<std::size_t>(*signals) * kBeforeCounts + static_cast<std::size_t>(i) * 8;
+        const std::size_t from = signalCount * kBeforeCounts + i * 8;
         const auto count = HeaderNumber(rest, from, 8);
         if (!count || *count < 1 || *count > kMostSamples)
             throw HostError(path, "signal " + std::to_string(i + 1) +

@@ -35,7 +35,7 @@ EdfSink::Handle::~Handle() {
 EdfSink::EdfSink(const std::string& path, const SourceInfo& info)
     : m_path(path),
       m_chn(info.leads.size()),
-      m_fs(static_cast<std::size_t>(info.fs)),
+      m_fs(static_cast<unsigned>(info.fs)),
       m_file(path),
       m_record(m_chn * m_fs) {
     if (info.uVpb < kFinestUVpb || info.uVpb > kCoarsestUVpb)
@@ -104,9 +104,7 @@ std::vector<PendingFile*> EdfSink::Finish() {
     if (m_records == 0 && m_filled == 0)
         throw HostError(m_path, "expected at least one frame to write as EDF");
     if (m_filled > 0) {
-        const auto fs = static_cast<long long>(m_fs);
-        const long long end =
-            m_records * kTicksPerSecond + static_cast<long long>(m_filled) * kTicksPerSecond / fs;
+        const long long end = m_records * kTicksPerSecond + m_filled * kTicksPerSecond / m_fs;
         for (std::size_t lead = 0; lead < m_chn; ++lead) {
             short* const samples = &m_record[lead * m_fs];
             std::fill(samples + m_filled, samples + m_fs, samples[m_filled - 1]);

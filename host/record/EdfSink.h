@@ -41,10 +41,11 @@ private:
     void Need(int answer, const char* what) const;
 
     std::string m_path;
-    std::size_t m_chn, m_fs;
+    std::size_t m_chn;
+    unsigned m_fs;
     PendingFile m_file;
     Handle m_handle;              // closed before the file goes
     std::vector<short> m_record;  // one second, lead after lead
-    std::size_t m_filled = 0;     // frames in it
+    unsigned m_filled = 0;        // frames in it
     long long m_records = 0;      // written
 };

@@ -13,7 +13,7 @@ struct SourceInfo {
     long long frames = 0;              // frames announced; 0 where the source does not know
     std::string started;               // first frame, "YYYY-MM-DD hh:mm:ss" or "hh:mm:ss", empty if unknown
     std::vector<std::string> remarks;  // what the file says of patient and recording, one line each
-    int framesPerMark = 1;             // frames that an annotation of the recording counts as one
+    unsigned framesPerMark = 1;        // frames that an annotation of the recording counts as one
 
     double SecondsOf(long long frameCount) const { return static_cast<double>(frameCount) / fs; }
     /// Steps per second in which the annotations of the recording count.

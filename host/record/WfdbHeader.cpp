@@ -18,10 +18,10 @@
 namespace {
 
 constexpr double kDefaultUvPerUnit = 5;  // 200 ADC units per millivolt, as the WFDB library assumes
-constexpr int kMaxSignals = 256;
-constexpr int kMaxSegments = 100000;
-constexpr int kMaxSkewFrames = 10000;
-constexpr int kMaxSamplesPerFrame = 2000;
+constexpr unsigned kMaxSignals = 256;
+constexpr unsigned kMaxSegments = 100000;
+constexpr unsigned kMaxSkewFrames = 10000;
+constexpr unsigned kMaxSamplesPerFrame = 2000;
 // Most frames of a segment: half a year at 2000 Hz. The sum over all segments then fits into 63 bits.
 constexpr long long kMaxFrames = 40'000'000'000;
 constexpr int kMaxResolutionBits = 32;
@@ -141,13 +141,11 @@ WfdbHeader ParseRecordLine(LineParser& line) {
     header.name = line.Field().substr(0, line.Field().find('/'));
     if (header.name.size() < line.Field().size()) {
         line.TakeText(header.name.size() + 1);
-        header.segments.resize(
-            static_cast<std::size_t>(line.WholeInteger("number of segments", 1, kMaxSegments)));
+        header.segments.resize(line.WholeInteger("number of segments", 1U, kMaxSegments));
     }
     line.NeedField("the number of signals");
-    const int signals = line.WholeInteger("number of signals", 0, kMaxSignals);
-    header.announcedSignals = static_cast<std::size_t>(signals);
-    if (signals == 0) line.Fail("expected at least one signal, found zero signals");
+    header.announcedSignals = line.WholeInteger("number of signals", 0U, kMaxSignals);
+    if (header.announcedSignals == 0) line.Fail("expected at least one signal, found zero signals");
     if (!line.NextField()) return header;
     header.fs = line.TakeNumber("sampling rate");
     if (line.TakeMark('/')) {
@@ -238,8 +236,8 @@ WfdbSignal ParseSignalLine(LineParser& line, WfdbHeaderKind kind, const std::str
     line.NeedField("the format");
     signal.format = TakeFormat(line, kind);
     if (line.TakeMark('x'))
-        signal.samplesPerFrame = line.TakeInteger("samples per frame", 1, kMaxSamplesPerFrame);
-    if (line.TakeMark(':')) signal.skew = line.TakeInteger("skew", 0, kMaxSkewFrames);
+        signal.samplesPerFrame = line.TakeInteger("samples per frame", 1U, kMaxSamplesPerFrame);
+    if (line.TakeMark(':')) signal.skew = line.TakeInteger("skew", 0U, kMaxSkewFrames);
     if (line.TakeMark('+')) signal.byteOffset = line.TakeInteger("byte offset", 0LL, kMaxCount);
     line.EndField("format");
     signal.baseline = ParseCalibration(line, signal).value_or(signal.adcZero);

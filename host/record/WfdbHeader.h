@@ -20,8 +20,8 @@ struct WfdbFormat {
 struct WfdbSignal {
     std::string fileName;
     WfdbFormat format;
-    int samplesPerFrame = 1;
-    int skew = 0;               // frames that precede frame 0
+    unsigned samplesPerFrame = 1;
+    unsigned skew = 0;          // frames that precede frame 0
     long long byteOffset = 0;   // of the first sample in the file
     bool isEcg = true;          // measured in a unit of voltage, as one that names no unit is
     bool isCalibrated = false;  // without a gain, 200 ADC units per millivolt are assumed

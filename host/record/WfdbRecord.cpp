@@ -32,7 +32,7 @@ struct Signal : WfdbSignal {
     std::size_t delayNext = 0;  // its oldest value
 };
 
-double LevelUv(const WfdbSignal& signal, int stored) {
+double LevelUv(const WfdbSignal& signal, long long stored) {
     return (static_cast<double>(stored) - signal.baseline) * signal.uvPerUnit;
 }
 
@@ -43,7 +43,7 @@ void AddExtremes(const Signal& signal, std::vector<double>& extremesUv) {
     const long long lowest = signal.format.Lowest() + 1;
     const long long highest = -signal.format.Lowest() - 1;
     for (const long long extreme : {signal.adcZero - half, signal.adcZero + half - 1}) {
-        extremesUv.push_back(LevelUv(signal, static_cast<int>(std::clamp(extreme, lowest, highest))));
+        extremesUv.push_back(LevelUv(signal, std::clamp(extreme, lowest, highest)));
     }
 }
 
@@ -80,35 +80,34 @@ public:
         m_pairHigh = -1;
     }
 
-    int Next() {
-        const int first = NextByte();
-        if (m_format.bits == 8) return first + static_cast<int>(m_format.Lowest());  // offset binary
+    long long Next() {
+        const long long first = NextByte();
+        if (m_format.bits == 8) return first + m_format.Lowest();  // offset binary
         if (m_format.bits != 12) {
             long long raw = first;
-            for (int shift = 8; shift < m_format.bits; shift += 8)
-                raw |= static_cast<long long>(NextByte()) << shift;
+            for (int shift = 8; shift < m_format.bits; shift += 8) raw |= NextByte() << shift;
             return SignExtended(raw);
         }
         // Format 212 packs two samples into three bytes: the low eight bits of the first, the high four of
         // both (the first's in the low half), the low eight of the second. Pairs run on across frames.
         if (m_pairHigh >= 0) return SignExtended(first | std::exchange(m_pairHigh, -1) << 8);
-        const int high = NextByte();
+        const long long high = NextByte();
         m_pairHigh = high >> 4;
         return SignExtended(first | (high & 0x0F) << 8);
     }
 
 private:
-    int NextByte() {
+    long long NextByte() {
         if (m_next == m_filled) {
             m_stream.read(m_buffer.data(), std::ssize(m_buffer));
-            m_filled = static_cast<std::size_t>(m_stream.gcount());
+            m_filled = BytesRead(m_stream);
             m_next = 0;
             if (m_filled == 0) throw HostError(m_path, "the signal file cannot be read to its end");
         }
         return static_cast<unsigned char>(m_buffer[m_next++]);
     }
-    int SignExtended(long long raw) const {
-        return static_cast<int>(raw >= -m_format.Lowest() ? raw + 2 * m_format.Lowest() : raw);
+    long long SignExtended(long long raw) const {
+        return raw >= -m_format.Lowest() ? raw + 2 * m_format.Lowest() : raw;
     }
 
     std::string m_path;
@@ -117,13 +116,13 @@ private:
     std::ifstream m_stream;
     long long m_bytes = 0;  // from the first sample to the end of the file
     std::vector<char> m_buffer;
-    std::size_t m_next = 0;    // in m_buffer
-    std::size_t m_filled = 0;  // bytes in m_buffer
-    int m_pairHigh = -1;       // high bits of the second sample of a pair; -1: a pair begins
+    std::size_t m_next = 0;     // in m_buffer
+    std::size_t m_filled = 0;   // bytes in m_buffer
+    long long m_pairHigh = -1;  // high bits of the second sample of a pair; -1: a pair begins
 };
 
 /// The sample on the common scale. An invalid sample repeats the one before it, at the start the baseline.
-short Convert(Signal& signal, int stored, double uVpb) {
+short Convert(Signal& signal, long long stored, double uVpb) {
     if (stored == signal.format.Lowest()) {
         ++signal.invalid;
         return signal.previous;
@@ -144,11 +143,11 @@ struct WfdbRecord::State {
     std::vector<std::string> warnings;  // known when the record is opened
     long long storedFrames = 0;         // to be read
     long long framesRead = 0;           // of the stored ones
-    int maxSkew = 0;                    // frames that only bring the leads into step
+    unsigned maxSkew = 0;               // frames that only bring the leads into step
     std::size_t leads = 0;
-    int samplesPerFrame = 1;         // of the leads
+    unsigned samplesPerFrame = 1;    // of the leads
     std::vector<short> rows;         // samples of one stored frame: each lead's first, each lead's second...
-    int rowsLeft = 0;                // to be given out
+    unsigned rowsLeft = 0;           // to be given out
     bool verifiesChecksums = false;  // the header knows the whole length, and the files hold it
 
     void OpenFiles(const std::filesystem::path& headerPath);
@@ -186,13 +185,13 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
 /// The levels between which the ECG signals lie, uV. Reads all files, then begins anew.
 std::vector<double> WfdbRecord::State::UsedExtremes() {
     struct Range {
-        int lowest = std::numeric_limits<int>::max(), highest = std::numeric_limits<int>::min();
+        long long lowest = kMaxCount, highest = -kMaxCount;
     };
     std::vector<Range> ranges(signals.size());
     for (long long frame = 0; frame < storedFrames; ++frame) {
         for (std::size_t i = 0; i < signals.size(); ++i) {
-            for (int sample = 0; sample < signals[i].samplesPerFrame; ++sample) {
-                const int stored = files[fileOf[i]].Next();
+            for (unsigned sample = 0; sample < signals[i].samplesPerFrame; ++sample) {
+                const long long stored = files[fileOf[i]].Next();
                 if (stored == signals[i].format.Lowest()) continue;
                 ranges[i].lowest = std::min(ranges[i].lowest, stored);
                 ranges[i].highest = std::max(ranges[i].highest, stored);
@@ -203,7 +202,7 @@ std::vector<double> WfdbRecord::State::UsedExtremes() {
     std::vector<double> extremesUv;
     for (std::size_t i = 0; i < signals.size(); ++i) {
         if (!signals[i].isEcg || ranges[i].lowest > ranges[i].highest) continue;
-        for (const int extreme : {ranges[i].lowest, ranges[i].highest})
+        for (const long long extreme : {ranges[i].lowest, ranges[i].highest})
             extremesUv.push_back(LevelUv(signals[i], extreme));
     }
     return extremesUv;
@@ -248,9 +247,9 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
         throw HostError(path, "expected no skew with several samples per frame, found " +
                                   std::to_string(m_state->maxSkew));
     m_state->leads = m_info.leads.size();
-    m_state->rows.resize(m_state->leads * static_cast<std::size_t>(m_state->samplesPerFrame));
+    m_state->rows.resize(m_state->leads * m_state->samplesPerFrame);
     for (Signal& signal : m_state->signals) {
-        signal.delay.assign(static_cast<std::size_t>(m_state->maxSkew - signal.skew), 0);
+        signal.delay.assign(m_state->maxSkew - signal.skew, 0);
     }
 
     m_state->storedFrames = header.announcedFrames;
@@ -277,8 +276,8 @@ void WfdbRecord::State::ReadStored(double uVpb) {
         Signal& signal = signals[i];
         SignalFile& file = files[fileOf[i]];
         std::size_t slot = lead;
-        for (int sample = 0; sample < signal.samplesPerFrame; ++sample, slot += leads) {
-            const int stored = file.Next();
+        for (unsigned sample = 0; sample < signal.samplesPerFrame; ++sample, slot += leads) {
+            const long long stored = file.Next();
             signal.sum =
                 static_cast<std::uint16_t>(signal.sum + static_cast<std::uint16_t>(stored));  // wraps
             if (!signal.isEcg) continue;
@@ -305,7 +304,7 @@ bool WfdbRecord::Read(short* frame) {
         state.ReadStored(m_info.uVpb);
         if (state.framesRead > state.maxSkew) state.rowsLeft = state.samplesPerFrame;
     }
-    const auto row = static_cast<std::size_t>(state.samplesPerFrame - state.rowsLeft--);
+    const std::size_t row = state.samplesPerFrame - state.rowsLeft--;
     std::copy_n(&state.rows[row * state.leads], state.leads, frame);
     return true;
 }

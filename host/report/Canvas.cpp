@@ -57,7 +57,7 @@ Canvas::Layout Canvas::LayOut(const std::string& text, const TextStyle& style) c
     pango_font_description_set_absolute_size(font.get(), PointsToMm(style.points) * PANGO_SCALE);
     pango_layout_set_font_description(layout.get(), font.get());
     const std::string printable = SetMinus(OneLine(text));
-    pango_layout_set_text(layout.get(), printable.data(), static_cast<int>(printable.size()));
+    pango_layout_set_text(layout.get(), printable.c_str(), -1);
     return layout;
 }
 

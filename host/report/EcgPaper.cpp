@@ -17,8 +17,8 @@ constexpr double kTraceColumnMm = 0.08;  // finer than a printer of 300 dots per
 // The vertical and horizontal lines of the grid that are, or are not, multiples of five squares.
 std::vector<Point> GridLines(const Box& box, double squareMm, bool isStrong) {
     std::vector<Point> ends;
-    const int columns = static_cast<int>(std::floor(box.width / squareMm + 1e-6));
-    const int rows = static_cast<int>(std::floor(box.height / squareMm + 1e-6));
+    const double columns = std::floor(box.width / squareMm + 1e-6);
+    const double rows = std::floor(box.height / squareMm + 1e-6);
     for (int i = 0; i <= columns; ++i) {
         if ((i % kFinePerStrong == 0) != isStrong) continue;
         ends.push_back({box.x + i * squareMm, box.y});

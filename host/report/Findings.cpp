@@ -101,9 +101,8 @@ std::string DescribeSTHRSlope(const StressResult& result, const ExerciseSummary&
 
 std::string DescribeAngina(const ExerciseSummary& exercise) {
     if (!exercise.angina) return exercise.duke ? "not given (counted as 0)" : "not given";
-    constexpr std::array kWords{"none", "not limiting", "limiting"};
-    return kWords[static_cast<std::size_t>(*exercise.angina)] + std::string(" (index ") +
-           std::to_string(*exercise.angina) + ")";
+    constexpr const char* kWords[] = {"none", "not limiting", "limiting"};
+    return kWords[*exercise.angina] + std::string(" (index ") + std::to_string(*exercise.angina) + ")";
 }
 
 std::string DescribeBeats(const StressResult& result) {
@@ -112,14 +111,13 @@ std::string DescribeBeats(const StressResult& result) {
 }
 
 std::string DescribeEctopy(const BeatCounts& counts) {
-    const auto number = [](int count) { return static_cast<std::size_t>(count); };
     std::string text = std::to_string(counts.ventricular) + " ventricular";
     if (counts.ventricular > 0) text += " (" + Number(counts.VentricularPercent(), 1) + " %)";
-    if (counts.couplets > 0) text += ", " + Counted(number(counts.couplets), "couplet");
+    if (counts.couplets > 0) text += ", " + Counted(counts.couplets, "couplet");
     if (counts.runs > 0)
-        text += ", " + Counted(number(counts.runs), "run") + " (longest " +
-                Counted(counts.longestRun, "beat") + ", fastest " + Number(counts.fastestRunBpm, 0) +
-                "/min at " + LongClock(counts.fastestRunSeconds) + ")";
+        text += ", " + Counted(counts.runs, "run") + " (longest " + Counted(counts.longestRun, "beat") +
+                ", fastest " + Number(counts.fastestRunBpm, 0) + "/min at " +
+                LongClock(counts.fastestRunSeconds) + ")";
     text += "; " + std::to_string(counts.supraventricular) + " supraventricular";
     if (counts.unclassified > 0) text += "; " + std::to_string(counts.unclassified) + " unclassified";
     return text;

@@ -12,8 +12,8 @@ namespace {
 constexpr double kDotsPerInch = 150;
 constexpr double kMmPerMetre = 1000;
 
-int MmToDots(double mm) { return static_cast<int>(std::lround(mm / kMmPerInch * kDotsPerInch)); }
-const int kWidth = MmToDots(kPageWidthMm), kHeight = MmToDots(kPageHeightMm);
+unsigned MmToDots(double mm) { return static_cast<unsigned>(std::lround(mm / kMmPerInch * kDotsPerInch)); }
+const unsigned kWidth = MmToDots(kPageWidthMm), kHeight = MmToDots(kPageHeightMm);
 
 // Rows of a picture whose height is known, as they come. libpng reports errors by a jump back into the
 // method that called it: the methods that do so own nothing that would have to be destroyed.
@@ -51,9 +51,9 @@ private:
         // The pages below each other may be taller than the million rows that readers guard against.
         png_set_user_limits(m_png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
         png_set_write_fn(m_png, &m_out, WriteData, Flush);
-        png_set_IHDR(m_png, m_info, static_cast<png_uint_32>(kWidth), rows, 8, PNG_COLOR_TYPE_RGB,
-                     PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-        const auto dotsPerMetre = static_cast<png_uint_32>(MmToDots(kMmPerMetre));
+        png_set_IHDR(m_png, m_info, kWidth, rows, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                     PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        const png_uint_32 dotsPerMetre = MmToDots(kMmPerMetre);
         png_set_pHYs(m_png, m_info, dotsPerMetre, dotsPerMetre, PNG_RESOLUTION_METER);
         png_write_info(m_png, m_info);
         return true;
@@ -78,12 +78,11 @@ private:
 void AppendRows(PngWriter& png, cairo_surface_t* page) {
     cairo_surface_flush(page);
     const unsigned char* const data = cairo_image_surface_get_data(page);
-    const int stride = cairo_image_surface_get_stride(page);
-    std::vector<png_byte> row(3 * static_cast<std::size_t>(kWidth));
-    for (int y = 0; y < kHeight; ++y) {
-        const auto* dots =
-            reinterpret_cast<const std::uint32_t*>(data + static_cast<std::ptrdiff_t>(y) * stride);
-        for (std::size_t x = 0; x < static_cast<std::size_t>(kWidth); ++x) {
+    const std::ptrdiff_t stride = cairo_image_surface_get_stride(page);
+    std::vector<png_byte> row(std::size_t{3} * kWidth);
+    for (unsigned y = 0; y < kHeight; ++y) {
+        const auto* dots = reinterpret_cast<const std::uint32_t*>(data + y * stride);
+        for (std::size_t x = 0; x < kWidth; ++x) {
             row[3 * x] = static_cast<png_byte>(dots[x] >> 16);
             row[3 * x + 1] = static_cast<png_byte>(dots[x] >> 8);
             row[3 * x + 2] = static_cast<png_byte>(dots[x]);
@@ -95,9 +94,10 @@ void AppendRows(PngWriter& png, cairo_surface_t* page) {
 }  // namespace
 
 void WritePng(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings) {
-    const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight));
+    const Surface surface(
+        cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(kWidth), static_cast<int>(kHeight)));
     const Context context = MakeContext(surface, kDotsPerInch / kMmPerInch);
-    PngWriter png(out, pages.size() * static_cast<std::size_t>(kHeight));
+    PngWriter png(out, pages.size() * kHeight);
     for (std::size_t i = 0; i < pages.size(); ++i) {
         Canvas canvas(context.get());
         DrawPage(canvas, pages, i, findings);

@@ -244,7 +244,7 @@ double PlaceName(const Box& part, double line, const std::vector<Cover>& covers)
                    return cover.highest <= cover.lowest && cover.highest <= bottom && cover.lowest >= top;
                });
     };
-    const auto steps = static_cast<int>(part.height);  // of 1 mm
+    const double steps = std::floor(part.height);  // of 1 mm
     for (int step = 0; step < steps; ++step) {
         const double mm = kNameOffMm + step;
         for (const double y : {line - mm, line + kNameAboveMm + mm})

@@ -24,9 +24,9 @@ double DrawHeader(Canvas& canvas, const Findings& findings) {
     constexpr std::array kWidthsMm{82.0, 96.0, 83.0};
     double used = 0, x = kContents.x;
     for (std::size_t column = 0; column < kWidthsMm.size(); ++column) {
-        const auto first =
-            facts.begin() + static_cast<std::ptrdiff_t>(std::min(facts.size(), column * kPerColumn));
-        const auto last = column + 1 == kWidthsMm.size() ? facts.end() : first + kPerColumn;
+        const Fact* const first = facts.data() + std::min(facts.size(), column * kPerColumn);
+        const Fact* const last =
+            column + 1 == kWidthsMm.size() ? facts.data() + facts.size() : first + kPerColumn;
         const Box box{x, kContents.y - 1, kWidthsMm[column], 0};
         used = std::max(used, DrawFacts(canvas, box, kLabelMm, 3, {first, last}));
         x += kWidthsMm[column] + kColumnGapMm;

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::size_t kLeadsPerTable = 12;
-constexpr int kRateWidth = 10;
+constexpr std::size_t kRateWidth = 10;
 constexpr int kLeadWidth = 6;
 constexpr int kSlopeWidth = 7;  // "uV/ms" and a gap
 
@@ -21,7 +21,7 @@ constexpr int kSlopeWidth = 7;  // "uV/ms" and a gap
 struct Quantity {
     const char* title;
     const char* unit;
-    int width;
+    std::size_t width;
     int decimals;
     std::vector<double> MinuteRow::*values;
 };

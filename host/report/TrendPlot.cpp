@@ -115,7 +115,7 @@ void TrendPlot::DrawStages(Canvas& canvas, const std::vector<Stage>& stages, boo
 void TrendPlot::DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bool withValueFigures) const {
     const Pen grid{kRule, 0.12};
     std::vector<Point> lines;
-    const int values = static_cast<int>(std::lround((m_values.to - m_values.from) / m_values.step));
+    const double values = std::round((m_values.to - m_values.from) / m_values.step);
     for (int i = 0; i <= values; ++i) {
         const double value = m_values.from + i * m_values.step;
         lines.push_back({m_box.x, Y(value)});
@@ -125,7 +125,7 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bo
                             Number(value, m_values.decimals), {points, false, kMuted, Align::Right});
     }
     std::vector<Point> ticks;
-    const int steps = static_cast<int>(std::floor(m_time.seconds / m_time.stepSeconds + 1e-9));
+    const double steps = std::floor(m_time.seconds / m_time.stepSeconds + 1e-9);
     for (int i = 0; i <= steps; ++i) {
         const double seconds = i * m_time.stepSeconds;
         ticks.push_back({X(seconds), m_box.Bottom()});

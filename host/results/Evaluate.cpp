@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <nlohmann/json.hpp>
 
 #include "host/results/Summaries.h"
+#include "host/support/Json.h"
 #include "host/support/Text.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 std::string Percent(double part) { return Number(part * 100, 2) + " %"; }
 
@@ -24,8 +22,6 @@ void PrintOffset(std::ostream& out, const char* what, const OffsetSize& size) {
     out << what << " mean " << Number(size.meanMs, 1) << " ms, SD " << Number(size.sdMs, 1) << " ms ("
         << size.count << " beats)";
 }
-
-Json Value(double number) { return std::isnan(number) ? Json() : Json(number); }
 
 Json HitsJson(const Hits& hits) {
     return {{"right", hits.right},

@@ -23,9 +23,12 @@ double AllButOne(std::vector<double> values, Before before) {
 }
 
 OffsetSize SizeOf(const std::vector<double>& offsetsMs) {
-    OffsetSize size{static_cast<int>(offsetsMs.size()), kNothing, kNothing};
+    OffsetSize size{0, kNothing, kNothing};
     double sum = 0, squares = 0;
-    for (const double offset : offsetsMs) sum += offset;
+    for (const double offset : offsetsMs) {
+        sum += offset;
+        ++size.count;
+    }
     if (size.count > 0) size.meanMs = sum / size.count;
     for (const double offset : offsetsMs) squares += (offset - size.meanMs) * (offset - size.meanMs);
     if (size.count > 1) size.sdMs = std::sqrt(squares / (size.count - 1));
@@ -77,5 +80,5 @@ FiducialScore ScoreFiducials(const StressResult& result, const std::vector<QrsMa
     }
     for (std::vector<double>* offsets : {&onsets, &ends})
         std::erase_if(*offsets, [](double offset) { return std::isnan(offset); });
-    return {static_cast<int>(marks.size()), SizeOf(onsets), SizeOf(ends)};
+    return {marks.size(), SizeOf(onsets), SizeOf(ends)};
 }

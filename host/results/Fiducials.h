@@ -4,6 +4,7 @@
 // Only beats that were folded in have them: the averaged beat is theirs alone.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "host/record/Annotations.h"
@@ -24,7 +25,7 @@ struct OffsetSize {
     double meanMs = 0, sdMs = 0;  // measured less marked; NaN without, and with fewer than two
 };
 struct FiducialScore {
-    int marked = 0;  // QRS complexes
+    std::size_t marked = 0;  // QRS complexes
     OffsetSize onset, end;
 };
 FiducialScore ScoreFiducials(const StressResult& result, const std::vector<QrsMark>& marks);

@@ -10,9 +10,9 @@ namespace {
 
 constexpr double kWindowSeconds = 30, kMarginSeconds = 1;
 constexpr std::size_t kFewestBeats = 10;
-constexpr double kPrFromMs = -16, kPrToMs = -4, kStepMs = 2;  // of the PR segment, from the onset
-constexpr double kAroundMs = 4;                               // a level is the mean so far to both sides
-constexpr double kNear = 15, kFar = 40;                       // uV
+constexpr int kPrFromMs = -16, kPrToMs = -4, kStepMs = 2;  // of the PR segment, from the onset
+constexpr int kAroundMs = 4;                               // a level is the mean so far to both sides
+constexpr double kNear = 15, kFar = 40;                    // uV
 constexpr double kMostPart = 0.95;
 
 // The frames of a source that are near the present, by their numbers.
@@ -28,8 +28,7 @@ public:
             if (!m_hasEnded) m_samples.insert(m_samples.end(), m_frame.begin(), m_frame.end());
         }
         const auto gone = std::clamp(from - m_begin, 0LL, End() - m_begin);
-        m_samples.erase(m_samples.begin(), m_samples.begin() + static_cast<std::ptrdiff_t>(gone) *
-                                                                   static_cast<std::ptrdiff_t>(m_chn));
+        m_samples.erase(m_samples.begin(), m_samples.begin() + gone * std::ssize(m_frame));
         m_begin += gone;
     }
     bool HasEnded() const { return m_hasEnded; }
@@ -45,7 +44,7 @@ public:
     }
 
 private:
-    long long End() const { return m_begin + static_cast<long long>(m_samples.size() / m_chn); }
+    long long End() const { return m_begin + std::ssize(m_samples) / std::ssize(m_frame); }
 
     FrameSource& m_source;
     std::size_t m_chn;
@@ -62,21 +61,21 @@ double MedianLevelUv(const Frames& frames, std::size_t lead, const std::vector<c
     const auto rawAt = [&](const STReading& beat, double ms) {
         return frames.At(lead, beat.seconds + (beat.qMs + ms) / kMsPerSecond);
     };
-    const auto mean = [](double fromMs, double toMs, const auto& at) {
+    const auto mean = [](double zeroMs, int fromMs, int toMs, const auto& at) {
         double sum = 0;
         int count = 0;
-        for (double ms = fromMs; ms <= toMs; ms += kStepMs, ++count) sum += at(ms);
+        for (int ms = fromMs; ms <= toMs; ms += kStepMs, ++count) sum += at(zeroMs + ms);
         return sum / count;
     };
     std::vector<double> prUv;
     for (const STReading* beat : beats)
-        prUv.push_back(mean(kPrFromMs, kPrToMs, [&](double ms) { return rawAt(*beat, ms); }));
+        prUv.push_back(mean(0, kPrFromMs, kPrToMs, [&](double ms) { return rawAt(*beat, ms); }));
     const auto medianAt = [&](double ms) {
         std::vector<double> values;
         for (std::size_t b = 0; b < beats.size(); ++b) values.push_back(rawAt(*beats[b], ms) - prUv[b]);
         return Median(std::move(values));
     };
-    return mean(pointMs - kAroundMs, pointMs + kAroundMs, medianAt) - mean(kPrFromMs, kPrToMs, medianAt);
+    return mean(pointMs, -kAroundMs, kAroundMs, medianAt) - mean(0, kPrFromMs, kPrToMs, medianAt);
 }
 
 double Magnitude(const RawSTDifference& difference) { return std::abs(difference.toldUv - difference.rawUv); }
@@ -112,7 +111,7 @@ std::vector<RawSTDifference> CompareWithRawST(FrameSource& source, const StressR
 }
 
 RawSTScore ScoreRawST(const std::vector<RawSTDifference>& differences) {
-    RawSTScore score{static_cast<int>(differences.size()), 0, 0, kNothing, kNothing, {}};
+    RawSTScore score{0, 0, 0, kNothing, kNothing, {}};
     if (differences.empty()) return score;
     std::vector<RawSTDifference> sorted = differences;
     std::sort(sorted.begin(), sorted.end(),
@@ -120,6 +119,7 @@ RawSTScore ScoreRawST(const std::vector<RawSTDifference>& differences) {
     std::vector<double> magnitudes;
     for (const RawSTDifference& difference : sorted) {
         magnitudes.push_back(Magnitude(difference));
+        ++score.halfMinutes;
         score.within15Uv += magnitudes.back() <= kNear;
         score.within40Uv += magnitudes.back() <= kFar;
     }

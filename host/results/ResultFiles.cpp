@@ -1,19 +1,17 @@
 #include "host/results/ResultFiles.h"
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "host/results/Ectopy.h"
 #include "host/results/Holes.h"
 #include "host/results/Reference.h"
 #include "host/results/STSlope.h"
 #include "host/results/Summaries.h"
+#include "host/support/Json.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double>& referencesUv,
               const Span& reference) {
@@ -33,10 +31,6 @@ void WriteRow(std::ostream& out, const STReading& beat, const std::vector<double
     cell(reference.toSeconds, 3);
     out << '\n';
 }
-
-// Not a number is null.
-Json Value(double value) { return std::isnan(value) ? Json() : Json(value); }
-Json Value(const std::optional<double>& value) { return value ? Json(*value) : Json(); }
 
 // To a microvolt.
 Json Rounded(double value) { return std::isnan(value) ? Json() : Json(std::lround(value)); }

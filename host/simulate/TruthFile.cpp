@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <nlohmann/json.hpp>
 
 #include "host/support/HostError.h"
 #include "host/support/IndexOf.h"
 #include "host/support/InputFile.h"
+#include "host/support/Json.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr const char* kSchema = "qzstress-truth-1";
 

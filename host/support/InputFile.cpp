@@ -48,7 +48,7 @@ std::string ReadText(const std::string& path, long long mostBytes) {
     char block[4096];
     do {
         stream.read(block, sizeof block);
-        text.append(block, static_cast<std::size_t>(stream.gcount()));
+        text.append(block, BytesRead(stream));
         if (std::ssize(text) > mostBytes) refuse("more");
     } while (stream);
     if (stream.bad()) throw HostError(path, "cannot be read to its end");

@@ -4,6 +4,7 @@
 // pipe would be waited for without end. The file that was checked is the file that is read.
 #pragma once
 
+#include <cstddef>
 #include <fstream>
 #include <string>
 
@@ -29,6 +30,9 @@ private:
     FileHandle m_handle;
     long long m_bytes = 0;
 };
+
+/// Bytes that the latest read or getline took from the stream.
+inline std::size_t BytesRead(const std::istream& stream) { return static_cast<std::size_t>(stream.gcount()); }
 
 /// Longest text that is read at once, bytes: headers, lists of records, tables of stages.
 inline constexpr long long kMostTextBytes = 4 << 20;

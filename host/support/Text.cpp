@@ -8,12 +8,13 @@
 
 namespace {
 
+/// The byte that a character of a string is, 0 to 255.
+int Byte(char c) { return static_cast<unsigned char>(c); }
+
 /// Bytes of the UTF-8 character that `text` begins with; 0 if it begins with none.
 std::size_t CharacterLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) {
-        return i < text.size() ? static_cast<unsigned char>(text[i]) : static_cast<unsigned char>(0);
-    };
-    const unsigned lead = byte(0), second = byte(1);
+    const auto byte = [&](std::size_t i) { return i < text.size() ? Byte(text[i]) : 0; };
+    const int lead = byte(0), second = byte(1);
     if (lead < 0x80) return 1;
     const std::size_t length = lead < 0xC2 || lead > 0xF4 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     for (std::size_t i = 1; i < length; ++i)
@@ -25,12 +26,12 @@ std::size_t CharacterLength(std::string_view text) {
 }
 
 bool IsControl(std::string_view character) {
-    const auto first = static_cast<unsigned char>(character.front());
+    const int first = Byte(character.front());
     return first < 0x20 || first == 0x7F ||
-           (first == 0xC2 && static_cast<unsigned char>(character.back()) < 0xA0);  // U+0080 to U+009F
+           (first == 0xC2 && Byte(character.back()) < 0xA0);  // U+0080 to U+009F
 }
 
-bool StartsCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }
+bool StartsCharacter(char c) { return (Byte(c) & 0xC0) != 0x80; }
 
 }  // namespace
 
@@ -94,7 +95,7 @@ bool EqualIgnoringCase(const std::string& a, const std::string& b) {
 
 void MakeUnique(std::vector<std::string>& names) {
     const auto lowered = [](std::string name) {
-        for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        for (char& c : name) c = static_cast<char>(std::tolower(Byte(c)));
         return name;
     };
     std::set<std::string> taken, seen;

@@ -139,13 +139,10 @@ void BeatClasser::CutOut(long long place) {
     const long long oldest = std::max(0LL, m_finder.Taken() - m_finder.Kept()), newest = m_finder.Taken() - 1;
     const long long first = place - static_cast<long long>(places / 2) - Half(m_taps);
     for (std::size_t k = 0; k < places; ++k) {
-        std::fill(m_sums.begin(), m_sums.end(), 0.0);
-        for (std::size_t i = 0; i < m_taps.size(); ++i) {
-            const float* row =
-                m_finder.Signal(std::clamp(first + static_cast<long long>(k + i), oldest, newest));
-            const double tap = m_taps[i];
-            for (std::size_t c = 0; c < m_chn; ++c) m_sums[c] += tap * static_cast<double>(row[c]);
-        }
+        const auto rowOf = [&](std::size_t i) {
+            return m_finder.Signal(std::clamp(first + static_cast<long long>(k + i), oldest, newest));
+        };
+        Convolve(m_taps, m_chn, rowOf, m_sums.data());
         for (std::size_t c = 0; c < m_chn; ++c) m_cut[c * places + k] = static_cast<float>(m_sums[c]);
     }
     for (std::size_t c = 0; c < m_chn; ++c) {

@@ -167,23 +167,20 @@ void BeatFinder::TakePlace() {
     ++m_taken;
     const long long centre = m_taken - 1 - Half(m_bandTaps);
     if (centre < 0) return;
-    Convolve(m_signal, m_bandTaps, centre);
+    ConvolveAt(m_signal, m_bandTaps, centre);
     std::copy(m_sums.begin(), m_sums.end(), m_band.Row(centre));
-    Convolve(m_signal, m_slopeTaps, centre);
+    ConvolveAt(m_signal, m_slopeTaps, centre);
     std::transform(m_sums.begin(), m_sums.end(), m_slope.Row(centre),
                    [](double slope) { return static_cast<float>(std::abs(slope)); });
     TakeEnvelope(centre - 1);
 }
 
-// Into m_sums. All leads side by side: their sums do not wait for each other.
-void BeatFinder::Convolve(const Ring& from, const std::vector<double>& taps, long long centre) {
-    std::fill(m_sums.begin(), m_sums.end(), 0.0);
-    double* const sums = m_sums.data();
-    for (std::size_t i = 0; i < taps.size(); ++i) {
-        const float* row = from.Row(centre - Half(taps) + static_cast<long long>(i));
-        const double tap = taps[i];
-        for (std::size_t c = 0; c < m_chn; ++c) sums[c] += tap * static_cast<double>(row[c]);
-    }
+// Into m_sums.
+void BeatFinder::ConvolveAt(const Ring& from, const std::vector<double>& taps, long long centre) {
+    const long long first = centre - Half(taps);
+    Convolve(
+        taps, m_chn, [&](std::size_t i) { return from.Row(first + static_cast<long long>(i)); },
+        m_sums.data());
 }
 
 // Signal and slope, a quarter of a period apart, make an envelope without ripple.
@@ -199,7 +196,7 @@ void BeatFinder::TakeEnvelope(long long centre) {
     }
     const long long place = centre - Half(m_meanTaps);
     if (place < 0) return;
-    Convolve(m_energy, m_meanTaps, place);
+    ConvolveAt(m_energy, m_meanTaps, place);
     std::transform(m_sums.begin(), m_sums.end(), m_envelope.Row(place),
                    [](double square) { return static_cast<float>(std::sqrt(square)); });
     m_ready = place + 1;

@@ -80,11 +80,14 @@ private:
         std::array<double, kMemory> m_values{};
         std::size_t m_next = 0;
     };
-    // One row of samples per place, the newest few seconds.
+    // One row of samples per place, the newest few seconds. It has room for a power of two of them, so that a
+    // row is found without a division.
     class Ring {
     public:
-        Ring(std::size_t places, std::size_t width)
-            : m_places(places), m_width(width), m_values(places * width) {}
+        Ring(std::size_t places, std::size_t width) : m_places(places), m_width(width) {
+            while (m_mask < places) m_mask = 2 * m_mask + 1;
+            m_values.resize((m_mask + 1) * width);
+        }
         float* Row(long long place) { return &m_values[Slot(place)]; }
         const float* Row(long long place) const { return &m_values[Slot(place)]; }
         long long Places() const { return static_cast<long long>(m_places); }
@@ -92,9 +95,10 @@ private:
     private:
         // Places ahead of the first one are those that come later.
         std::size_t Slot(long long place) const {
-            return static_cast<std::size_t>(place + Places()) % m_places * m_width;
+            return (static_cast<std::size_t>(place) & m_mask) * m_width;
         }
         std::size_t m_places, m_width;
+        std::size_t m_mask = 0;
         std::vector<float> m_values;
     };
     struct Lead {
@@ -112,7 +116,7 @@ private:
     };
 
     void TakePlace();
-    void Convolve(const Ring& from, const std::vector<double>& taps, long long centre);
+    void ConvolveAt(const Ring& from, const std::vector<double>& taps, long long centre);
     void TakeEnvelope(long long centre);
     void Start();
     void Step(long long place);
@@ -150,7 +154,7 @@ private:
     int m_summed = 0;
 
     std::vector<double> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
-    std::vector<double> m_sums;                               // one per lead, of Convolve
+    std::vector<double> m_sums;                               // one per lead, of ConvolveAt
     Ring m_signal, m_band, m_energy, m_envelope, m_slope;     // per lead
     Ring m_fused;
     long long m_taken = 0;  // places with a signal

@@ -61,17 +61,17 @@ template Delineation Delineator::Find(const std::vector<std::vector<double>>&, d
 template <typename Sample>
 void Delineator::TakeSlopes(const std::vector<Sample>& row, double hz, double rMs, double* slopes) {
     const auto last = static_cast<double>(row.size() - 1);
+    double* const level = m_level.data();
     for (int i = 0; i < kGridMs; ++i) {
         const double at = std::clamp((rMs + i - kGridBeforeMs) * hz / kMsPerSecond, 0.0, last);
         const auto before = static_cast<std::size_t>(at);
         const std::size_t after = std::min(before + 1, row.size() - 1);
         const double part = at - static_cast<double>(before);
-        m_level[static_cast<std::size_t>(i)] = row[before] + part * (row[after] - row[before]);
+        level[i] = row[before] + part * (row[after] - row[before]);
     }
     for (int i = 0; i < kGridMs; ++i) {
         const int middle = std::clamp(i, kSlopeMs, kGridMs - 1 - kSlopeMs);
-        slopes[i] = std::abs(m_level[static_cast<std::size_t>(middle + kSlopeMs)] -
-                             m_level[static_cast<std::size_t>(middle - kSlopeMs)]);
+        slopes[i] = std::abs(level[middle + kSlopeMs] - level[middle - kSlopeMs]);
     }
 }
 

@@ -17,8 +17,8 @@ constexpr int kLagMs = 60;                      // between the R of the engine a
 constexpr int kAlignBeforeMs = 80, kAlignAfterMs = 100;  // of R: what beats are aligned by
 constexpr std::size_t kFewestBeats = 5;                  // in a mean that is measured
 
-constexpr double kPrBeforeMs = 16, kPrAfterMs = -4;  // of the onset
-constexpr double kPrStepMs = 4;
+constexpr int kPrBeforeMs = 16, kPrAfterMs = -4;  // of the onset
+constexpr int kPrStepMs = 4;
 constexpr double kRateSlackBpm = 5;
 
 // Positions are taken over where three in a row lie within the first, and their median is the second away
@@ -44,7 +44,7 @@ STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSeco
       m_rateLimitBpm(rateLimitBpm),
       m_sagPerSecond(sagPerSecond),
       m_step(std::max(1, fs / kMeanHz)),
-      m_hz(static_cast<double>(fs) / m_step),
+      m_hz(fs / static_cast<double>(m_step)),
       m_leads(chn),
       m_means(chn),
       m_counts(chn),
@@ -82,9 +82,8 @@ void STMeter::Start(const LearnedBeat& beat) {
 
 void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event) {
     const int lag = FindLag(frames, r);
-    const long long first = r + lag - static_cast<long long>(m_before) * m_step;
-    const bool isThere =
-        first >= frames.Begin() && first + static_cast<long long>(m_length - 1) * m_step < frames.End();
+    const long long first = r + lag - m_before * m_step;
+    const bool isThere = first >= frames.Begin() && first + (m_length - 1) * m_step < frames.End();
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         m_counts[lead] = isGood[lead] && m_usable[lead];
         if (!isGood[lead])
@@ -109,30 +108,30 @@ void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>
 }
 
 // The lag at which the slopes of the beat differ least from those of the mean, over all leads that are
-// usable.
+// usable. The likeliest lag comes first: the others are given up soon.
 int STMeter::FindLag(const FrameRing& frames, long long r) const {
     const int most = static_cast<int>(static_cast<long long>(kLagMs) * m_fs / 1000);
     const int from = std::max(1, m_before - Samples(kAlignBeforeMs, m_hz));
     const int to = std::min(m_length - 1, m_before + Samples(kAlignAfterMs, m_hz));
     double least = std::numeric_limits<double>::infinity();
     int best = 0;
-    for (int lag = -most; lag <= most; ++lag) {
-        const long long zero = r + lag - static_cast<long long>(m_before) * m_step;
-        if (zero + static_cast<long long>(from - 1) * m_step < frames.Begin() ||
-            zero + static_cast<long long>(to) * m_step >= frames.End())
-            continue;
+    for (int n = 0; n <= 2 * most; ++n) {
+        const int lag = n % 2 == 0 ? n / 2 : -(n + 1) / 2;
+        const long long zero = r + lag - m_before * m_step;
+        if (zero + (from - 1) * m_step < frames.Begin() || zero + to * m_step >= frames.End()) continue;
         double sum = 0;
+        const short* before = frames.Frame(zero + (from - 1) * m_step);
         for (int i = from; i <= to && sum < least; ++i) {
-            const short* const before = frames.Frame(zero + static_cast<long long>(i - 1) * m_step);
-            const short* const now = frames.Frame(zero + static_cast<long long>(i) * m_step);
+            const short* const now = frames.Frame(zero + i * m_step);
+            const auto at = static_cast<std::size_t>(i);
             for (std::size_t lead = 0; lead < m_chn; ++lead) {
                 if (!m_usable[lead]) continue;
-                const std::vector<double>& mean = m_means[lead];
-                const auto at = static_cast<std::size_t>(i);
+                const double* const mean = m_means[lead].data();
                 const double difference =
                     kConditionedUvPerUnit * (now[lead] - before[lead]) - mean[at] + mean[at - 1];
                 sum += difference * difference;
             }
+            before = now;
         }
         if (sum >= least) continue;
         least = sum;
@@ -150,7 +149,7 @@ void STMeter::FoldLead(const FrameRing& frames, long long first, std::size_t lea
     double sum = 0;
     for (int i = 0; i < m_length; ++i) {
         const auto at = static_cast<std::size_t>(i);
-        beat[at] = kConditionedUvPerUnit * frames.Frame(first + static_cast<long long>(i) * m_step)[lead];
+        beat[at] = kConditionedUvPerUnit * frames.Frame(first + i * m_step)[lead];
         sum += beat[at] - mean[at];
     }
     state.moved[state.next] = sum / m_length;
@@ -232,8 +231,7 @@ STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
     const std::vector<double>& mean = m_row;
     double prUv = 0;
     int count = 0;
-    for (double ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count)
-        prUv += At(mean, m_at.qMs + ms);
+    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) prUv += At(mean, m_at.qMs + ms);
     prUv /= count;
     const double steepestMs = SteepestOfT(mean);
     const auto level = [&](double afterJms) {
@@ -264,27 +262,35 @@ double STMeter::SteepestOfT(const std::vector<double>& mean) const {
     const double fromMs = m_at.jMs + kTFromMs;
     const double toMs = std::min(m_at.jMs + kTSearchMs, (m_length - 1) * stepMs - kTSlopeMs);
     const double baseUv = At(mean, fromMs);
+    const auto visitSteps = [fromMs, stepMs](double lastMs, auto visit) {
+        double ms = fromMs;
+        while (ms <= lastMs) {
+            visit(ms);
+            ms += stepMs;
+        }
+    };
     double peakUv = 0, peakMs = fromMs;
-    for (double ms = fromMs; ms <= toMs; ms += stepMs) {
+    visitSteps(toMs, [&](double ms) {
         const double uV = At(mean, ms) - baseUv;
-        if (std::abs(uV) <= std::abs(peakUv)) continue;
+        if (std::abs(uV) <= std::abs(peakUv)) return;
         peakUv = uV;
         peakMs = ms;
-    }
+    });
     if (std::abs(peakUv) < kLeastTUv) return kNever;
     const double sign = peakUv > 0 ? 1 : -1;
     double steepest = 0, steepestMs = fromMs;
     const auto slope = [&](double ms) {
         return sign * (At(mean, ms + kTSlopeMs) - At(mean, ms - kTSlopeMs));
     };
-    for (double ms = fromMs; ms <= peakMs; ms += stepMs) {
-        if (slope(ms) <= steepest) continue;
+    visitSteps(peakMs, [&](double ms) {
+        if (slope(ms) <= steepest) return;
         steepest = slope(ms);
         steepestMs = ms;
-    }
+    });
     double calmest = steepest;
-    for (double ms = fromMs; ms < steepestMs; ms += stepMs) calmest = std::min(calmest, std::abs(slope(ms)));
-    return kTSteeper * calmest <= steepest ? steepestMs : kNever;
+    visitSteps(steepestMs, [&](double ms) { calmest = std::min(calmest, std::abs(slope(ms))); });
+    if (kTSteeper * calmest <= steepest) return steepestMs;
+    return kNever;
 }
 
 // Between samples on a straight line; NaN beyond the mean.

@@ -64,7 +64,7 @@ private:
     std::size_t m_chn;
     double m_rateLimitBpm;
     double m_sagPerSecond;
-    int m_step;                      // frames from one sample of a mean to the next
+    long long m_step;                // frames from one sample of a mean to the next
     double m_hz;                     // samples of a mean per second
     int m_before = 0, m_length = 0;  // samples of a mean ahead of R, and in all
     std::vector<Lead> m_leads;

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr short kFs = 250, kLeads = 2;
+constexpr std::size_t kFs = 250, kLeads = 2;
 
 /// Beats of a changing form, and a lead that comes off.
 Recording Beats(unsigned seed) {
@@ -141,7 +141,7 @@ TEST(qzSessionC, TakesOverTheBeatOfAnotherSession) {
         options.beat_rows = rows[0].data();
         options.beat_count = rows[0].size();
     }
-    EXPECT_EQ(rows[0].size(), static_cast<std::size_t>(kLeads * beats[0].length));
+    EXPECT_EQ(rows[0].size(), kLeads * static_cast<std::size_t>(beats[0].length));
     EXPECT_EQ(rows[1], rows[0]);
     EXPECT_TRUE(beats[1].posQ == beats[0].posQ && beats[1].posJ == beats[0].posJ && beats[1].usable == 3);
     --options.beat_count;

@@ -104,7 +104,7 @@ protected:
 
 /// The run of the flat interface through handles. Frames of those calls that do not look at their length are
 /// `surplus` samples longer than there are leads, or shorter where it is negative.
-Answers ThroughHandles(Recording stream, int surplus) {
+Answers ThroughHandles(Recording stream, std::ptrdiff_t surplus) {
     Answers answers;
     const Filters filters(CqzFiltersLib_init());
     const Dfs dfs(CqzDfsLib_init());

@@ -12,6 +12,9 @@ inline std::atomic<std::size_t> g_allocations = 0;  // since the program began
 inline std::atomic<std::size_t> g_failingAllocation =
     std::numeric_limits<std::size_t>::max();  // the one that fails
 
+// The static analyzer knows who frees what the operators of the standard library allocate; with these it
+// takes each object that a library holds for lost.
+#ifndef __clang_analyzer__
 void* operator new(std::size_t size) {
     if (g_allocations++ == g_failingAllocation) throw std::bad_alloc();
     if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
@@ -24,6 +27,7 @@ void operator delete(void* memory) noexcept { Free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { Free(memory); }
 void operator delete[](void* memory) noexcept { Free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { Free(memory); }
+#endif
 
 /// How many allocations `call` makes.
 template <typename Call>

@@ -1,5 +1,6 @@
 #include "host/analysis/StressAnalysis.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -139,7 +139,7 @@ TEST(CompareSTChanges, TakesTheLevelBehindTheMarkLessThatOutsideEpisodes) {
     StressResult result;
     result.source.leads = {"V4", "D3"};
     for (int second = 0; second < 200; ++second) {
-        const float level = second < 100 ? 40 : second < 131 ? 190 : 500;
+        const float level = second < 100 ? 40.0F : second < 131 ? 190.0F : 500.0F;
         result.beats.push_back({second * 1.0, 60, {level, -level}, {0, 0}});
     }
     const std::vector<STChange> changes =
@@ -181,7 +181,7 @@ TEST(Fiducials, TakesOnsetsAndEndsWithoutTheOutlyingLead) {
         result.beats.push_back({seconds, 60, {}, {}, 0, 80, seconds < 3 ? -40.0 : -45, 60});
     const FiducialScore score =
         ScoreFiducials(result, {{1, 0.96, 1.05}, {2, std::nan(""), 2.06}, {3, 2.96, 3.05}, {5, 4.96, 5.05}});
-    EXPECT_EQ(score.marked, 4);
+    EXPECT_EQ(score.marked, 4U);
     EXPECT_EQ(score.onset.count, 2);
     EXPECT_NEAR(score.onset.meanMs, 12.5, 1e-9);  // 10 and 15
     EXPECT_NEAR(score.onset.sdMs, std::sqrt(12.5), 1e-9);

@@ -96,8 +96,9 @@ TEST(SummarizeExercise, TakesThePeakFromWholeHalfMinutesAlone) {
     StressResult result;
     for (int second = 8; second < 200; ++second)
         if (second < 80 || second >= 130)
-            result.rates.push_back(
-                {second * 1.0, second < 20 || (second >= 130 && second < 142) ? 240 : 80.0 + second / 10});
+            result.rates.push_back({second * 1.0, second < 20 || (second >= 130 && second < 142)
+                                                      ? 240
+                                                      : 80.0 + std::floor(second / 10.0)});
     ExerciseSummary summary = SummarizeExercise(result, {});
     EXPECT_DOUBLE_EQ(summary.peakBpm, 98);  // one more every ten seconds: of 165 to 195 s
     EXPECT_DOUBLE_EQ(summary.peakSeconds, 195);
