@@ -31,7 +31,7 @@ void CorrelationScreen::SetTempl(const std::vector<int>& diffs) {
                        m_templ[k / Block::kLength].at, WrapToSample);
 }
 
-double CorrelationScreen::Estimate(std::size_t pos, int sum, std::int64_t runningSum) const {
+double CorrelationScreen::Estimate(std::size_t pos, std::int64_t sum, std::int64_t runningSum) const {
     if (m_squares >= kSquaresLimit || std::abs(runningSum) >= kRunningSumLimit) return kUnknown;
     const short* d = m_ring.data() + pos;
     int products = 0;
