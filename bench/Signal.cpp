@@ -4,7 +4,7 @@
 
 #include "host/simulate/SimulatedTest.h"
 
-static constexpr double kTestSeconds = 60, kFromSeconds = 20, kSeconds = 10;
+static constexpr double kTestSeconds = 900, kFromSeconds = 5, kSeconds = 10;
 static constexpr int kBeforeRms = 320, kAfterRms = 480;
 
 Signal MakeSignal(int fs, int leads) {

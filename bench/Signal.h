@@ -1,4 +1,5 @@
-// Signal: what the benchmarks feed, ten seconds of the simulated exercise test at rising load.
+// Signal: what the benchmarks feed, ten seconds of the simulated exercise test, at rest, where beats
+// match.
 #pragma once
 
 #include <cstddef>
