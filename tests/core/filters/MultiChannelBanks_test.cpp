@@ -28,8 +28,8 @@ const std::vector<short>& Frames() {
         auto x = RandomSamples(5, 9000 * kMostLeads, 32768);
         for (std::size_t i = 0; i < x.size(); ++i) {
             const std::size_t frame = i / kMostLeads;
-            if (frame > 1000 && frame < 6000) x[i] = frame % 1000 == 999 ? x[i] : 0;
-            if (frame >= 6000) x[i] = static_cast<short>(x[i] / 512);
+            if (frame > 1000 && frame < 6000) x[i] = frame % 1000 == 999 ? x[i] : short{0};
+            if (frame >= 6000) x[i] = Wrapped(x[i] / 512);
             if (frame > 6500 && frame < 8500 && i % kMostLeads % 3 == 0) x[i] = 0;
         }
         return x;
