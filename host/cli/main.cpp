@@ -53,6 +53,10 @@ CLI::Option* AddFile(CLI::App& command, const char* name, std::string& path, con
     return command.add_option(name, path, text)->check(kNamed)->type_name("FILE");
 }
 
+void AddForce(CLI::App& command, bool& force) {
+    command.add_flag("--force", force, "Replace files that are no earlier results of the same kind");
+}
+
 void AddReading(CLI::App& command, RecordOptions& options) {
     AddList(command, "--leads", options.leads, "Leads to use, in this order, as I,II,V5");
     command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(kPositive);
@@ -201,6 +205,7 @@ private:
             ->default_str("1")
             ->check(kNamed);
         command.add_flag("--quiet", m_analyze.quiet, "No report on stdout, no progress bar");
+        AddForce(command, m_analyze.force);
         command.footer(
             "Examples:\n"
             "  qzstress analyze --report report.html           the simulated test, with its report\n"
@@ -213,7 +218,7 @@ private:
                 if (m_analyze.record.empty() && command.count(name) > 0)
                     throw CLI::ValidationError(name, "a RECORD is expected with it");
             if (!m_analyze.stagesFile.empty()) m_analyze.exercise.stages = ReadStages(m_analyze.stagesFile);
-            if (!Analyze(m_analyze)) m_exitCode = kExitInterrupted;
+            m_exitCode = Analyze(m_analyze);
         });
     }
 
@@ -253,6 +258,7 @@ private:
             ->capture_default_str();
         AddFile(command, "--json", m_evaluate.json, "Write the scores as JSON");
         command.add_flag("--quiet", m_evaluate.quiet, "No table on stdout, no progress bar");
+        AddForce(command, m_evaluate.force);
         AddReading(command, m_evaluate.reading);
         AddAnalysis(command, m_evaluate.analysis);
         command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --skip 300");
@@ -323,6 +329,7 @@ private:
         number("--ectopy", m_simulate.ectopySeconds, "Mean seconds between ectopic beats, 0 for none");
         command.add_option("--lead-off", m_leadOff, "LEAD:START:SECONDS, a lead that is flat for a while")
             ->allow_extra_args(false);
+        AddForce(command, m_simulateForce);
         command.footer(
             "Beside OUT are written its beats (.atr) and its truth (.truth.json). Examples:\n"
             "  qzstress simulate sim --protocol bicycle --seed 7\n"
@@ -331,7 +338,7 @@ private:
             m_simulate.protocol = kSimulatedProtocols.at(m_simulatedProtocol);
             for (const std::string& text : m_leadOff) m_simulate.leadOff.push_back(ParseLeadOff(text));
             try {
-                for (const std::string& warning : Simulate(m_simulateOut, m_simulate))
+                for (const std::string& warning : Simulate(m_simulateOut, m_simulate, m_simulateForce))
                     std::cerr << "qzstress: " << OneLine(warning) << "\n";
             } catch (const std::invalid_argument& error) {
                 throw CLI::ValidationError("simulate", error.what());
@@ -347,6 +354,7 @@ private:
     EvaluateOptions m_evaluate;
     BatchOptions m_batch;
     std::string m_simulateOut;
+    bool m_simulateForce = false;
     std::string m_simulatedProtocol = "steps";
     SimulatedTestOptions m_simulate;
     std::vector<std::string> m_leadOff;

@@ -44,11 +44,11 @@ _qzstress() {
     elif [[ $word == -* ]]; then
         case $command in
         analyze) options="$reading $analysis --template-from --csv --every --json --wfdb-ann --export --double --report \
-            --strips --reference --angina --exercise-seconds --stages --protocol --exercise-start --realtime --quiet" ;;
+            --strips --reference --angina --exercise-seconds --stages --protocol --exercise-start --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
-            --motion-uv --st-uv --ectopy --lead-off" ;;
+            --motion-uv --st-uv --ectopy --lead-off --force" ;;
         info) options=$reading ;;
-        evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet" ;;
+        evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet --force" ;;
         batch) options="--out --jobs --timeout --quiet --" ;;
         esac
         COMPREPLY=($(compgen -W "$options --help" -- "$word"))

@@ -33,6 +33,11 @@ std::string RecordBase(const std::string& path) {
     return path.substr(0, path.size() - (tellsFormat ? extension.size() : 0));
 }
 
+std::vector<std::string> RecordFiles(const std::string& path) {
+    if (RecordFormatOf(path) != RecordFormat::Wfdb) return {path};
+    return {RecordBase(path) + ".hea", RecordBase(path) + ".dat"};
+}
+
 std::unique_ptr<FrameSink> CreateRecord(const std::string& path, const SourceInfo& info) {
     if (info.leads.empty()) throw HostError(path, "expected at least one lead to write, found none");
     if (info.fs < 1) throw HostError(path, "expected at least one sample per second to write");

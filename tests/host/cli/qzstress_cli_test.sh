@@ -62,7 +62,7 @@ bash -c '. "$1"; COMP_WORDS=(qzstress batch x -- --mai) COMP_CWORD=4; _qzstress 
 
 # A simulated test as a file, in every format: the same for the same seed, and found again by evaluate.
 for format in '' .edf .csv; do
-    "$program" simulate "$work/sim$format" --seconds 120 --protocol ramp --seed 5 --leads I,V5 ||
+    "$program" simulate "$work/sim$format" --seconds 120 --protocol ramp --seed 5 --leads I,V5 --force ||
         fail "simulate $format"
     "$program" evaluate "$work/sim$format" --fs 500 --ann "$work/sim.truth.json" --json "$work/score.json" >"$work/out" ||
         fail "evaluate $format"
@@ -73,10 +73,10 @@ for format in '' .edf .csv; do
     "$program" info "$work/sim$format" --fs 500 | grep -q 'leads: I V5' || fail "info $format"
 done
 cp "$work/sim.dat" "$work/first.dat"
-"$program" simulate "$work/sim" --seconds 120 --protocol ramp --seed 5 --leads I,V5
+"$program" simulate "$work/sim" --seconds 120 --protocol ramp --seed 5 --leads I,V5 --force
 cmp "$work/first.dat" "$work/sim.dat" || fail "the same seed gives another signal"
 
-# All results at once; none under its name when one of them cannot be written.
+# All results at once. One that cannot be written costs the others nothing.
 "$program" analyze "$work/sim" --json "$work/r.json" --wfdb-ann "$work/r.atr" --export "$work/clean" --double \
     --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" >"$work/out" || fail "analyze with results"
 for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || fail "no $file"; done
@@ -92,8 +92,22 @@ for span in 10 10-10 -1-5 1-2x; do expect_refusal 2 SECONDS-SECONDS analyze "$wo
 "$program" analyze "$work/sim" --mains 60 --quiet 2>&1 | grep -q 'mains are of 50 Hz' || fail "wrong mains are not told"
 expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --csv "$work/r.csv" --export "$work/e.edf" \
     --json "$work/no/r.json"
+[ -s "$work/r.csv" ] && [ -s "$work/e.edf" ] || fail "one output that fails takes others with it"
+(ulimit -f 800; "$program" analyze "$work/sim" --quiet --json "$work/whole.json" --export "$work/cut" --double 2>"$work/err")
+[ $? -eq 1 ] && [ "$(cat "$work/err")" = "qzstress: $work/cut.dat: cannot be written to its end: File too large" ] &&
+    [ -s "$work/whole.json" ] || fail "a full disk: $(cat "$work/err")"
+# What is there is replaced by a later result of its kind, and by nothing else without --force.
+expect_refusal 1 'sim.hea: is there already' simulate "$work/sim" --seconds 20
+expect_refusal 1 'r.atr: is there already' analyze "$work/sim" --wfdb-ann "$work/r.atr"
+expect_refusal 1 'e.edf: is there already' analyze "$work/sim" --export "$work/e.edf"
+expect_refusal 1 'no earlier result of this kind' analyze "$work/sim" --csv "$work/r.json"
+expect_refusal 1 'no earlier result of this kind' evaluate "$work/sim" --ann "$work/sim.atr" --json "$work/r.json"
+printf precious >"$work/other.html"
+expect_refusal 1 'other.html: is there already' analyze "$work/sim" --report "$work/other.html"
+"$program" analyze "$work/sim" --quiet --csv "$work/r.csv" --json "$work/r.json" --report "$work/r.html" || fail "results again"
+"$program" analyze "$work/sim" --quiet --wfdb-ann "$work/r.atr" --csv "$work/other.html" --force || fail "--force"
 expect_refusal 1 'two outputs' analyze "$work/sim" --csv "$work/one" --json "$work/./one"
-ls "$work"/.qzstress-* "$work/r.csv" "$work/e.edf" "$work/one" 2>/dev/null && fail "something is left behind"
+ls "$work"/.qzstress-* "$work"/cut.* "$work/one" 2>/dev/null && fail "something is left behind"
 # No recording is lost to what is made of it.
 ln -s sim.dat "$work/link"
 cp "$work/sim.truth.json" "$work/truth.json"
@@ -212,8 +226,8 @@ expect_refusal 3 "$work/sim.edf: its result would be .*, as that of $work/lists/
 
 # Two runs with one name for their files: all four are of one run.
 for round in 1 2 3; do
-    "$program" simulate "$work/both" --seconds 40 --seed 1 --leads I,V5 &
-    "$program" simulate "$work/both" --seconds 40 --seed 2 --leads II,V6 || fail "the second of two runs"
+    "$program" simulate "$work/both" --seconds 40 --seed 1 --leads I,V5 --force &
+    "$program" simulate "$work/both" --seconds 40 --seed 2 --leads II,V6 --force || fail "the second of two runs"
     wait $! || fail "the first of two runs"
     "$program" evaluate "$work/both" --ann "$work/both.truth.json" >"$work/out" 2>"$work/err" &&
         grep -q 'sensitivity 9[0-9]\|sensitivity 100' "$work/out" || fail "two runs: $(cat "$work/out" "$work/err")"
