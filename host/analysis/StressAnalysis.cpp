@@ -52,6 +52,16 @@ qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& opt
 
 }  // namespace
 
+void CheckOptions(const StressOptions& options) {
+    constexpr int kAnyFs = 2000;  // a multiple of all that filters ask for
+    SourceInfo any;
+    any.name = "options";
+    any.fs = kAnyFs;
+    any.uVpb = 1;
+    any.leads = {"I"};
+    OptionsFor(any, WithMains(options, 0));
+}
+
 StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options,
                                std::vector<AnalysisObserver*> observers)
     : m_source(source),

@@ -220,6 +220,7 @@ int Analyze(AnalyzeOptions options) {
         observers.push_back(&monitor.emplace(std::cout, info, options.realtime, isatty(STDOUT_FILENO) == 1));
 
     StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
+    result.options = options.given;
     if (!result.interrupted)
         for (std::string& warning : CheckExercise(options.exercise, result.seconds))
             warnings.push_back(std::move(warning));
@@ -241,6 +242,11 @@ int Analyze(AnalyzeOptions options) {
     }
     if (result.interrupted) return kExitInterrupted;
     return isWritten ? 0 : kExitFailed;
+}
+
+void CheckStudy(const AnalyzeOptions& options) {
+    CheckOptions(options.analysis);
+    if (!options.templateFrom.empty()) OpenRecord(options.templateFrom);
 }
 
 void PrintInfo(const std::string& record, const RecordOptions& reading) {

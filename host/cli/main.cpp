@@ -1,6 +1,7 @@
 // qzstress: analyses recorded or simulated exercise tests. Exit codes: 0, or one of ExitCodes.h.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <exception>
@@ -9,6 +10,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/cli/Batch.h"
@@ -119,6 +121,21 @@ Span ParseStretch(const std::string& option, const std::string& text) {
     return span;
 }
 
+constexpr const char* kStudyGroup = "Analysis";
+
+// The options of the analysis as they were given, values of a list with commas.
+GivenOptions GivenStudy(const CLI::App& command) {
+    GivenOptions given;
+    for (const CLI::Option* option :
+         command.get_options([](const CLI::Option* one) { return one->get_group() == kStudyGroup; })) {
+        if (option->count() == 0) continue;
+        std::string values;
+        for (const std::string& value : option->results()) values += (values.empty() ? "" : ",") + value;
+        given.emplace_back(option->get_name(), values);
+    }
+    return given;
+}
+
 class Program {
 public:
     Program() {
@@ -135,7 +152,9 @@ public:
     /// Parses the command line and does what it asks for. Returns the exit code.
     int Run(int argc, char** argv) {
         try {
-            m_app.parse(argc, argv);
+            std::vector<char*> words(argv, argv + argc);
+            PrepareBatch(words);
+            m_app.parse(static_cast<int>(words.size()), words.data());
         } catch (const CLI::ParseError& error) {
             if (error.get_exit_code() == 0) return m_app.exit(error);  // --help
             std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
@@ -147,10 +166,9 @@ public:
     }
 
 private:
-    void AddAnalyze() {
-        CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
-        AddFile(command, "RECORD", m_analyze.record,
-                "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+    // The options that decide what an analysis finds; results tell them.
+    void AddStudy(CLI::App& command) {
+        command.option_defaults()->group(kStudyGroup);
         AddReading(command, m_analyze.reading);
         AddAnalysis(command, m_analyze.analysis);
         AddFile(command, "--template-from", m_analyze.templateFrom,
@@ -162,6 +180,11 @@ private:
                 "SECONDS-SECONDS from which changes of ST count, instead of the rest before the exercise or, "
                 "without stages, the first half minute of ST")
             ->type_name("SPAN");
+        AddExercise(command);
+        command.option_defaults()->group("Options");
+    }
+
+    void AddOutputs(CLI::App& command) {
         CLI::Option* csv = AddFile(command, "--csv", m_analyze.csv, "Write the trends as CSV");
         command
             .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")
@@ -180,6 +203,9 @@ private:
                 "Seconds at which the report shows strips, as 10,300,600")
             ->check(kNotNegative)
             ->needs(report);
+    }
+
+    void AddExercise(CLI::App& command) {
         command.add_option("--angina", m_analyze.exercise.angina, "0 none, 1 not limiting, 2 limiting")
             ->check(CLI::Range(0, 2));
         command
@@ -198,6 +224,14 @@ private:
                         "Second at which the protocol starts")
             ->check(kNotNegative)
             ->needs(protocol);
+    }
+
+    void AddAnalyze() {
+        CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
+        AddFile(command, "RECORD", m_analyze.record,
+                "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+        AddStudy(command);
+        AddOutputs(command);
         command
             .add_option("--realtime", m_realtime,
                         "Play at so many times the pace of the patient, 0.01 to 1000")
@@ -218,6 +252,7 @@ private:
                 if (m_analyze.record.empty() && command.count(name) > 0)
                     throw CLI::ValidationError(name, "a RECORD is expected with it");
             if (!m_analyze.stagesFile.empty()) m_analyze.exercise.stages = ReadStages(m_analyze.stagesFile);
+            m_analyze.given = GivenStudy(command);
             m_exitCode = Analyze(m_analyze);
         });
     }
@@ -283,22 +318,30 @@ private:
                         "Seconds after which a record is given up, 0 for never")
             ->check(kNotNegative)
             ->capture_default_str();
+        command.add_flag("--keep", m_batch.keep,
+                         "Keep results that were made with other options or by another version");
         command.add_flag("--quiet", m_batch.quiet, "No progress bar");
-        command.add_option("ANALYZE_OPTION", m_batch.analyzeArguments,
-                           "After --: handed on to every analyze");
+        AddStudy(command);
         command.footer(
             "Example:\n"
-            "  qzstress batch records --out results -- --mains 60");
-        command.callback([this] {
-            RefuseOutputs(m_batch.analyzeArguments);
+            "  qzstress batch records --out results --mains 60");
+        command.callback([this, &command] {
+            m_batch.study = GivenStudy(command);
+            if (!m_analyze.stagesFile.empty()) ReadStages(m_analyze.stagesFile);
+            CheckStudy(m_analyze);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
             if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;
         });
     }
 
-    // Refuses options that name one output file: all records would write to it.
-    static void RefuseOutputs(const std::vector<std::string>& arguments) {
-        for (const std::string& argument : arguments)
+    // Refuses options that name one output file: all records of a batch would write to it. The mark -- may
+    // stand before the options of the analysis, which are those of the batch itself.
+    static void PrepareBatch(std::vector<char*>& words) {
+        if (words.size() < 2 || words[1] != std::string_view("batch")) return;
+        const auto mark = std::find_if(words.begin(), words.end(),
+                                       [](const char* word) { return std::string_view(word) == "--"; });
+        if (mark != words.end()) words.erase(mark);
+        for (const std::string argument : words)
             for (const char* output : {"--csv", "--json", "--wfdb-ann", "--export", "--report"})
                 if (argument.substr(0, argument.find('=')) == output)
                     throw CLI::ValidationError(output, "names one file, and a batch has many records");

@@ -62,6 +62,12 @@ Json BeatJson(const StressResult& result) {
             {"latest_uv", latest}};
 }
 
+Json OptionsJson(const GivenOptions& options) {
+    Json all = Json::object();
+    for (const auto& [name, value] : options) all[name] = value;
+    return all;
+}
+
 Json SpansJson(const std::vector<Span>& spans) {
     Json all = Json::array();
     for (const Span& span : spans) all.push_back({{"from_s", span.fromSeconds}, {"to_s", span.toSeconds}});
@@ -199,7 +205,8 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
     const SourceInfo& source = result.source;
     const Json summary = {
         {"schema", kResultSchema},
-        {"program", "qzstress " QZSTRESS_VERSION},
+        {"program", kProgram},
+        {"options", OptionsJson(result.options)},
         {"interrupted", result.interrupted},
         {"record",
          {{"name", source.name},

@@ -14,6 +14,9 @@ void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everyS
 /// Value of the member "schema" of a result.
 inline constexpr const char* kResultSchema = "qzstress-result-1";
 
+/// Value of the member "program": which version made it.
+inline constexpr const char* kProgram = "qzstress " QZSTRESS_VERSION;
+
 /// Everything that the analysis found, as JSON with the schema kResultSchema (docs/schema). The caller
 /// commits.
 void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise);

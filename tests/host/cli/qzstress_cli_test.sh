@@ -56,7 +56,7 @@ for option in $(grep -o -- '--[a-z-]*' "$work/out" | sort -u); do
     grep -q -- "$option\b" "$sources/host/cli/qzstress.bash" || fail "$option is not in the completion"
 done
 
-# Behind -- a batch takes the options of analyze.
+# A batch takes the options of analyze, behind -- too.
 bash -c '. "$1"; COMP_WORDS=(qzstress batch x -- --mai) COMP_CWORD=4; _qzstress qzstress --mai --
     [ "${COMPREPLY[*]}" = --mains ]' - "$sources/host/cli/qzstress.bash" || fail "completion of a batch"
 
@@ -160,7 +160,7 @@ grep -q '"largest_change_uv": null' "$work/off.json" && grep -q ',,,,[0-9.]*,[0-
 mkdir -p "$work/records/deep"
 cp "$work/sim.hea" "$work/sim.dat" "$work/records/deep"
 cp "$work/bad.hea" "$work/sim.edf" "$work/records"
-"$program" batch "$work/records" --out "$work/results" -- --mains 60 2>"$work/err"
+"$program" batch "$work/records" --out "$work/results" --mains 60 2>"$work/err"
 [ $? -eq 3 ] || fail "batch with a bad record"
 [ "$(wc -l <"$work/err")" -eq 1 ] && grep -q bad "$work/err" || fail "batch: $(cat "$work/err")"
 [ "$(wc -l <"$work/results/results.csv")" -eq 3 ] || fail "batch: $(cat "$work/results/results.csv")"
@@ -179,7 +179,7 @@ cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table after
 touch -d 2001-01-01 "$results/sim.edf.json"
 cp "$work/bad.hea" "$work/records"
 sed 's/"interrupted": false/"interrupted": true/' "$results/sim.edf.json" >"$results/bad.hea.json"
-expect_refusal 3 "records/bad.hea: line 1" batch "$work/records" --out "$results"
+expect_refusal 3 "records/bad.hea: line 1" batch "$work/records" --out "$results" --mains=60
 cmp "$work/table.csv" "$results/results.csv" || fail "batch: an interrupted result is in the table"
 [ "$results/sim.edf.json" -ot "$program" ] || fail "batch: a whole result was analysed again"
 rm "$work/records/bad.hea" "$results/bad.hea.json"
@@ -202,13 +202,30 @@ rm "$results/sim.edf.json"
 cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table without the foreign file"
 # A recording or a list is not overwritten by the table, nor taken for the other.
 "$program" batch "$work/records" --out "$work/records/more" || fail "batch into the folder of the records"
-"$program" batch "$work/records" --out "$results" || fail "a table is taken for a recording"
+"$program" batch "$work/records" --out "$results" --mains 60 || fail "a table is taken for a recording"
 rm -r "$work/records/more"
 echo sim.edf >"$work/records/results.csv"
 expect_refusal 1 'results.csv: is not a table' batch "$work/records" --out "$work/records"
 rm "$work/records/results.csv"
 expect_refusal 1 'sim.csv: is taken for a recording' batch "$work/sim.csv" --out "$results"
 
+# Results of other options are made again or kept, and the table tells which they are.
+"$program" batch "$work/records" --out "$results" --keep --leads V5,I 2>"$work/err" || fail "--keep"
+grep -q 'another version kept: 2$' "$work/err" && cmp "$work/table.csv" "$results/results.csv" ||
+    fail "--keep: $(cat "$work/err" "$results/results.csv")"
+sed -i 's/"program": "[^"]*/&x/' "$results/sim.edf.json"
+"$program" batch "$work/records" --out "$results" --mains 60 2>"$work/err" && grep -q 'made again: 1$' "$work/err" ||
+    fail "another version: $(cat "$work/err")"
+"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 2>"$work/err" || fail "other options"
+[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb"$' "$results/results.csv")" -eq 2 ] ||
+    fail "other options: $(cat "$results/results.csv")"
+# Wrong options are told once, before any work, and so is what is no list.
+expect_refusal 2 'no-such' batch "$work/records" --out "$work/never" -- --no-such 1
+expect_refusal 1 'comb is for' batch "$work/records" --out "$work/never" -- --comb --mains 60
+expect_refusal 1 'stages.txt: cannot' batch "$work/records" --out "$work/never" --stages "$work/stages.txt"
+printf '\1\2binary\377' >"$work/binary"
+expect_refusal 1 'binary: expected a folder or a list' batch "$work/binary" --out "$work/never"
+[ -e "$work/never" ] && fail "a batch without records makes a folder"
 expect_refusal 2 'names one file' batch "$work/records" --out "$results" -- --csv "$work/all.csv"
 
 # A list that names a record twice, and one with two records that have one place for their results.
@@ -251,7 +268,7 @@ expect_refusal 1 'list: expected a file, found a pipe' batch "$work/bad/list" --
 iconv -f UTF-8 -t UTF-8 "$work/u.json" "$work/u.csv" "$work/u.html" "$work/out" >/dev/null || fail "a name leaves as no text"
 rm -r "$work/late"
 start=$(date +%s)
-expect_refusal 3 'given up after 1 s' batch "$work/lists" --out "$work/late" --timeout 1 -- --realtime
+expect_refusal 3 'given up after 0 s' batch "$work/lists" --out "$work/late" --timeout 0.02
 [ $(($(date +%s) - start)) -lt 9 ] || fail "a time limit takes long"
 
 [ "$failures" -eq 0 ]
