@@ -39,7 +39,7 @@ namespace {
 
 using Time = std::chrono::steady_clock::time_point;
 
-constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};
+constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv", ".tsv"};
 constexpr const char* kTableHeading =
     "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
     "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,reference_from_s,"
@@ -120,9 +120,18 @@ std::string Word(const std::pair<std::string, std::string>& option) {
     return option.first + (option.second == "true" ? "" : "=" + option.second);
 }
 
+// The options for one record: those that tell of CSV are for no other format.
+GivenOptions StudyOf(const std::string& record, GivenOptions study) {
+    const std::string extension = fs::path(record).extension().string();
+    if (EqualIgnoringCase(extension, ".csv") || EqualIgnoringCase(extension, ".tsv")) return study;
+    std::erase_if(
+        study, [](const auto& option) { return option.first == "--fs" || option.first == "--uv-per-bit"; });
+    return study;
+}
+
 pid_t Start(const std::string& program, const Task& task, const GivenOptions& study) {
     std::vector<std::string> words{program, "analyze", task.record, "--quiet", "--json", task.json.string()};
-    for (const auto& option : study) words.push_back(Word(option));
+    for (const auto& option : StudyOf(task.record, study)) words.push_back(Word(option));
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -209,8 +218,9 @@ ResultState ReadResult(Task& task, const GivenOptions& study) {
         if (result.at("schema") != kResultSchema) return ResultState::Foreign;
         if (result.value("interrupted", false)) return ResultState::Interrupted;
         task.row = TableRow(task.record, result);
-        return result.at("program") == kProgram && OptionsOf(result) == study ? ResultState::Whole
-                                                                              : ResultState::Other;
+        return result.at("program") == kProgram && OptionsOf(result) == StudyOf(task.record, study)
+                   ? ResultState::Whole
+                   : ResultState::Other;
     } catch (const Json::exception&) {  // not JSON, or not with these members
         return ResultState::Foreign;
     } catch (const HostError&) {  // no file
@@ -271,9 +281,13 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
         while (next < open.size() && running.size() < jobs && !Interrupt::IsAsked()) {
             Task& task = *open[next++];
             try {
+                // A pipe in a stranger's archive would be waited for.
+                if (fs::exists(task.record)) InputFile(task.record).Path();
                 fs::create_directories(task.json.parent_path());
                 const pid_t child = Start(program, task, options.study);
                 running[child] = {&task, std::chrono::steady_clock::now()};
+            } catch (const HostError& error) {
+                failed.push_back(error.what());
             } catch (const std::exception& error) {
                 failed.push_back(task.record + ": " + error.what());
             }

@@ -25,6 +25,7 @@
 #include "host/simulate/SimulatedTest.h"
 #include "host/simulate/TruthFile.h"
 #include "host/support/HostError.h"
+#include "host/support/InputFile.h"
 #include "host/support/Interrupt.h"
 #include "host/support/PendingFile.h"
 #include "host/support/Text.h"
@@ -196,6 +197,9 @@ int Analyze(AnalyzeOptions options) {
 
     options.analysis.reference = ChooseReference(options.reference, options.exercise.stages);
 
+    // What goes to stdout for another program goes there alone.
+    const bool isPiped = options.csv == "-" || options.json == "-";
+    options.quiet |= isPiped;
     InterruptWatch interrupt;
     Outputs outputs(options, info);
     PendingFile::RefuseOverwriting(source->Files());
@@ -217,7 +221,8 @@ int Analyze(AnalyzeOptions options) {
     std::vector<AnalysisObserver*> observers{&interrupt, &progress, &outputs};
     std::optional<Monitor> monitor;
     if (options.realtime > 0)
-        observers.push_back(&monitor.emplace(std::cout, info, options.realtime, isatty(STDOUT_FILENO) == 1));
+        observers.push_back(&monitor.emplace(isPiped ? std::cerr : std::cout, info, options.realtime,
+                                             isatty(isPiped ? STDERR_FILENO : STDOUT_FILENO) == 1));
 
     StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
     result.options = options.given;
@@ -249,8 +254,9 @@ void CheckStudy(const AnalyzeOptions& options) {
     if (!options.templateFrom.empty()) OpenRecord(options.templateFrom);
 }
 
-void PrintInfo(const std::string& record, const RecordOptions& reading) {
+void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJson) {
     const std::unique_ptr<FrameSource> source = OpenRecord(record, reading);
+    if (asJson) return WriteInfoJson(std::cout, *source);
     const SourceInfo& info = source->Info();
     std::cout << info.name << ": " << info.leads.size() << " leads, " << info.fs << " Hz";
     if (info.frames > 0) std::cout << ", " << Clock(info.SecondsOf(info.frames)) << " min:s";
@@ -264,8 +270,14 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
 }
 
 void RunEvaluate(const EvaluateOptions& options) {
+    if (IsPipe(options.record))
+        throw HostError(options.record, "is read twice: expected a file, found a pipe");
     const std::unique_ptr<FrameSource> source = OpenRecord(options.record, options.reading);
     const SourceInfo& info = source->Info();
+    if (info.frames > 0 && options.skipSeconds >= info.SecondsOf(info.frames))
+        throw HostError(options.record, "--skip " + Number(options.skipSeconds, 0) +
+                                            " leaves nothing of its " +
+                                            Number(info.SecondsOf(info.frames), 0) + " s");
     std::vector<std::vector<QrsMark>> marks;  // [file]
     for (const std::string& file : options.fiducials) {
         const std::vector<Annotation> annotations = ReadAnnotations(file);
@@ -312,5 +324,5 @@ void RunEvaluate(const EvaluateOptions& options) {
         WriteEvaluationJson(*json, evaluation);
         json->Commit();
     }
-    if (!options.quiet) PrintEvaluation(std::cout, evaluation);
+    if (!options.quiet && options.json != "-") PrintEvaluation(std::cout, evaluation);
 }

@@ -36,7 +36,7 @@ struct AnalyzeOptions {
 void CheckStudy(const AnalyzeOptions& options);
 
 /// Prints what a recording holds to stdout.
-void PrintInfo(const std::string& record, const RecordOptions& reading);
+void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJson);
 
 struct EvaluateOptions {
     std::string record;

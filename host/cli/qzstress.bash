@@ -1,7 +1,7 @@
 # Completion of qzstress for bash; installed under share/bash-completion/completions.
 _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
-    local reading="--leads --fs --uv-per-bit"
+    local reading="--leads --fs --uv-per-bit --raw"
     local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start"
     local analysis="--mains --comb --lowpass --smooth --post-j --st-rate-limit"
     COMPREPLY=()
@@ -29,7 +29,7 @@ _qzstress() {
         return
         ;;
     # Numbers and names of leads: neither a list nor files.
-    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | \
+    --leads | --fs | --uv-per-bit | --raw | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
         --skip | --jobs | --timeout)
         return
@@ -43,7 +43,7 @@ _qzstress() {
             --strips --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off --force" ;;
-        info) options=$reading ;;
+        info) options="$reading --json" ;;
         evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet --force" ;;
         batch) options="$reading $analysis $exercise --out --jobs --timeout --keep --quiet" ;;
         esac

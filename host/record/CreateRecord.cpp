@@ -21,6 +21,7 @@ std::string Extension(const std::string& path) {
 }  // namespace
 
 RecordFormat RecordFormatOf(const std::string& path) {
+    if (path == "-") throw HostError(path, "expected the name of a file to write");
     const std::string extension = Extension(path);
     if (extension == ".bdf") throw HostError(path, "expected .edf, .csv or a WFDB name: BDF is not written");
     if (extension == ".edf") return RecordFormat::Edf;

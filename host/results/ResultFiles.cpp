@@ -273,3 +273,22 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
     });
     out << "\n}\n";
 }
+
+void WriteInfoJson(std::ostream& out, const FrameSource& source) {
+    const SourceInfo& info = source.Info();
+    const bool isLong = info.frames > 0;
+    const Json json{{"schema", "qzstress-info-1"},
+                    {"program", kProgram},
+                    {"name", info.name},
+                    {"started", info.started},
+                    {"length_s", isLong ? Json(info.SecondsOf(info.frames)) : Json()},
+                    {"frames", isLong ? Json(info.frames) : Json()},
+                    {"sampling_rate_hz", info.fs},
+                    {"uv_per_unit", info.uVpb},
+                    {"leads", info.leads},
+                    {"format", source.Describe()},
+                    {"remarks", info.remarks},
+                    {"warnings", source.Warnings()},
+                    {"files", source.Files()}};
+    out << json.dump(1, ' ', false, Json::error_handler_t::replace) << "\n";
+}

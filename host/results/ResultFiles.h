@@ -1,6 +1,9 @@
 // ResultFiles: an analysis as files for other programs.
 #pragma once
 
+#include <ostream>
+
+#include "host/record/FrameSource.h"
 #include "host/results/Exercise.h"
 #include "host/results/StressResult.h"
 #include "host/support/PendingFile.h"
@@ -20,3 +23,6 @@ inline constexpr const char* kProgram = "qzstress " QZSTRESS_VERSION;
 /// Everything that the analysis found, as JSON with the schema kResultSchema (docs/schema). The caller
 /// commits.
 void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise);
+
+/// What a recording holds, as JSON with the schema "qzstress-info-1".
+void WriteInfoJson(std::ostream& out, const FrameSource& source);

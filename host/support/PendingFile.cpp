@@ -54,6 +54,13 @@ bool IsOpenAlready(const std::string& path) {
 }  // namespace
 
 PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
+    if (m_path == "-") {
+        if (!Targets().insert(m_path).second) throw HostError(m_path, "two outputs have this name");
+        m_target = m_path;
+        m_openName = "/dev/stdout";
+        m_stream.open(m_openName, std::ios::binary | std::ios::app);
+        return;
+    }
     // A folder of this name would only refuse the renaming at the end, after all the work.
     std::error_code unknown;
     const fs::file_status before = fs::status(m_path, unknown);
@@ -78,7 +85,7 @@ PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
 PendingFile::~PendingFile() { Discard(); }
 
 void PendingFile::Discard() {
-    if (!m_temporary.IsOpen()) return;
+    if (!m_temporary.IsOpen() && m_target != "-") return;
     Targets().erase(m_target);
     if (!m_temporaryPath.empty()) unlink(m_temporaryPath.c_str());
 }
@@ -128,8 +135,10 @@ void PendingFile::Check() const {
     // The stream does not keep the reason, but one more byte is refused for the same.
     const bool isRefused = m_temporary.IsOpen() &&
                            pwrite(m_temporary.Value(), "", 1, lseek(m_temporary.Value(), 0, SEEK_END)) < 0;
-    throw WriteError(m_path, std::string("cannot be written to its end: ") +
-                                 (isRefused ? std::strerror(errno) : "is the disk full?"));
+    throw WriteError(
+        m_path, std::string("cannot be written to its end: ") +
+                    (isRefused ? std::strerror(errno)
+                               : (m_temporary.IsOpen() ? "is the disk full?" : "nobody reads it any more")));
 }
 
 void PendingFile::CloseStream() {

@@ -5,8 +5,8 @@
 //
 // Of two runs that write to one name each result is whole, and the later one stays. Without Commit nothing is
 // left behind, and a file that had the name before stays as it was. A name that is a link to a file stands
-// for that file: it is replaced and the link stays. A pipe, and a file that the shell has opened
-// (/dev/stdout), is written directly.
+// for that file: it is replaced and the link stays. A pipe, "-" for the standard output, and a file that
+// the shell has opened (/dev/stdout) are written directly.
 #pragma once
 
 #include <fstream>

@@ -35,7 +35,13 @@ expect_refusal 2 post-j analyze --post-j 0
 expect_refusal 2 lowpass analyze --lowpass -5
 expect_refusal 2 lowpass analyze --lowpass fast
 expect_refusal 2 nonsense analyze --nonsense
-expect_refusal 2 subcommand
+expect_refusal 2 'a command is expected: analyze'
+expect_refusal 2 'did you mean qzstress analyze?' analyse
+expect_refusal 2 "did you mean qzstress analyze $work/flat?" "$work/flat"
+expect_refusal 2 'expected analyze, simulate' draw
+expect_refusal 2 'a whole number of 0 to' simulate "$work/seed" --seed -1
+expect_refusal 2 'a whole number of 0 to' simulate "$work/seed" --seed 18446744073709551616
+expect_refusal 2 'none or 10 to 1000' analyze --lowpass 9
 expect_refusal 2 'RECORD: a name' analyze ""
 expect_refusal 2 'speed' analyze "$work/flat" --realtime 0
 expect_refusal 2 'a speed is expected, not "fast"' analyze --realtime fast "$work/flat"
@@ -64,13 +70,13 @@ bash -c '. "$1"; COMP_WORDS=(qzstress batch x -- --mai) COMP_CWORD=4; _qzstress 
 for format in '' .edf .csv; do
     "$program" simulate "$work/sim$format" --seconds 120 --protocol ramp --seed 5 --leads I,V5 --force ||
         fail "simulate $format"
-    "$program" evaluate "$work/sim$format" --fs 500 --ann "$work/sim.truth.json" --json "$work/score.json" >"$work/out" ||
+    "$program" evaluate "$work/sim$format" --ann "$work/sim.truth.json" --json "$work/score.json" >"$work/out" ||
         fail "evaluate $format"
     grep -q 'sensitivity 9[89]\|sensitivity 100' "$work/out" || fail "evaluate $format: $(cat "$work/out")"
-    "$program" analyze "$work/sim$format" --fs 500 --csv "$work/trend$format.csv" --quiet >"$work/out" || fail "analyze $format"
+    "$program" analyze "$work/sim$format" --csv "$work/trend$format.csv" --quiet >"$work/out" || fail "analyze $format"
     [ -s "$work/out" ] && fail "--quiet prints"
     cmp "$work/trend.csv" "$work/trend$format.csv" || fail "$format gives another trend"
-    "$program" info "$work/sim$format" --fs 500 | grep -q 'leads: I V5' || fail "info $format"
+    "$program" info "$work/sim$format" | grep -q 'leads: I V5' || fail "info $format"
 done
 cp "$work/sim.dat" "$work/first.dat"
 "$program" simulate "$work/sim" --seconds 120 --protocol ramp --seed 5 --leads I,V5 --force
@@ -113,9 +119,23 @@ ln -s sim.dat "$work/link"
 cp "$work/sim.truth.json" "$work/truth.json"
 expect_refusal 1 'sim.hea: is read' analyze "$work/sim" --export "$work/sim"
 expect_refusal 1 'sim.dat: is read' analyze "$work/sim" --csv "$work/link"
-expect_refusal 1 'sim.csv: is read' analyze "$work/sim" --template-from "$work/sim.csv" --fs 500 --json "$work/sim.csv"
+expect_refusal 1 'sim.csv: is read' analyze "$work/sim" --template-from "$work/sim.csv" --json "$work/sim.csv"
 expect_refusal 1 'truth.json: is read' evaluate "$work/sim" --ann "$work/truth.json" --json "$work/truth.json"
 cmp "$work/first.dat" "$work/sim.dat" && cmp "$work/sim.truth.json" "$work/truth.json" || fail "a recording is lost"
+
+# A recording comes and results go through pipes, and are the same.
+mkfifo "$work/pipe"
+cat "$work/sim.csv" >"$work/pipe" &
+"$program" analyze "$work/pipe" --csv - >"$work/piped.csv" && cmp "$work/trend.csv" "$work/piped.csv" || fail "a pipe"
+"$program" analyze - --raw 500,I+V5,1 --csv - <"$work/sim.dat" | cmp "$work/trend.csv" || fail "raw frames"
+"$program" analyze "$work/sim.dat" --json - >"$work/out" && grep -q '"options": {}' "$work/out" || fail "--json -"
+expect_refusal 1 'two outputs' analyze "$work/sim" --json - --csv -
+expect_refusal 1 'is read twice' evaluate - --ann "$work/sim.atr"
+for layout in 500 500,2 500,0,1 500,2,0 500,2,x 500,65,1; do expect_refusal 2 raw analyze "$work/sim.dat" --raw $layout; done
+# What does not fit is said, and what was meant.
+expect_refusal 1 'is for CSV' analyze "$work/sim.edf" --fs 500
+expect_refusal 1 'leaves nothing' evaluate "$work/sim" --ann "$work/sim.atr" --skip 120
+"$program" info "$work/sim.atr" --json | grep -q '"length_s": 120.0' || fail "info --json"
 
 # The words after a list of leads are not leads; a beat is taken from leads of the same names.
 "$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"
