@@ -99,7 +99,7 @@ void CMultiChannelSmooth::Smooth(short* frame) {
     const FourInts* const sumBeforeCentre = sumAtCentre - m_fours;
     SectionFrame section(m_innerLowpass);
 
-    ForEachFour(frame, m_leads, [&](std::size_t four, IntLanes x) {
+    ChangeEachFour(frame, m_leads, [&](std::size_t four, IntLanes x) {
         const IntLanes slow = section.Truncate(section.Step(four, ToDoubles(x)));
         Store(raw[four], x);
         Store(lowpass[four], slow);

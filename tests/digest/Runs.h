@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "core/detect/CMultirtRRdetect.h"
+#include "core/detect/CrtRRdetect.h"
 #include "core/filters/CDoubleSampleRate.h"
 #include "core/filters/CMultiChannelDoubleSampleRate.h"
 #include "core/filters/CMultiChannelHighpass.h"
