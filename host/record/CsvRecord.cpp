@@ -227,7 +227,7 @@ void CsvRecord::Survey(const RecordOptions& options) {
         if (std::abs(fs - std::round(fs)) < kRateTolerance * fs) fs = std::round(fs);
     }
     if (fs == 0) throw HostError(m_path, "expected --fs or a first column of rising times, found neither");
-    m_info.fs = CheckedFs(fs, m_path);
+    SetRate(m_info, fs, m_path);
 }
 
 /// The value of a cell of a lead, or in one without a value the one held; false for other text.
@@ -270,7 +270,8 @@ bool CsvRecord::ReadValues() {
 void CsvRecord::CheckTime() {
     if (m_secondsPerTime == 0 || m_lineOutOfPace > 0) return;
     const double seconds = m_values.front() * m_secondsPerTime - m_firstTime;
-    const double framesOff = seconds * m_info.fs - static_cast<double>(m_framesRead);
+    const double fs = m_info.storedHz > 0 ? m_info.storedHz : m_info.fs;
+    const double framesOff = seconds * fs - static_cast<double>(m_framesRead);
     if (std::abs(framesOff) > 1) m_lineOutOfPace = m_lineNumber;
 }
 

@@ -251,7 +251,7 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
         throw HostError(path, "expected an ECG signal, found no signal in a unit of voltage");
     MakeUnique(m_info.leads);
     m_info.name = OneLine(std::filesystem::path(path).stem().string());
-    m_info.fs = CheckedFs(fs, path);
+    SetRate(m_info, fs, path);
     m_info.uVpb = FinestScale(extremesUv);
     if (m_info.uVpb > 1 &&
         (header->filetype == EDFLIB_FILETYPE_BDF || header->filetype == EDFLIB_FILETYPE_BDFPLUS))

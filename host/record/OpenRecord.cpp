@@ -9,6 +9,7 @@
 #include "host/record/CsvRecord.h"
 #include "host/record/EdfRecord.h"
 #include "host/record/RawRecord.h"
+#include "host/record/ResampledRecord.h"
 #include "host/record/WfdbSegments.h"
 #include "host/support/HostError.h"
 #include "host/support/IndexOf.h"
@@ -130,6 +131,7 @@ std::unique_ptr<FrameSource> OpenByName(const std::string& path, const RecordOpt
 
 std::unique_ptr<FrameSource> OpenRecord(const std::string& path, const RecordOptions& options) {
     std::unique_ptr<FrameSource> source = OpenByName(path, options);
+    if (source->Info().storedHz > 0) source = std::make_unique<ResampledRecord>(std::move(source));
     if (options.leads.empty()) return source;
     return std::make_unique<LeadSelection>(std::move(source), path, options.leads);
 }

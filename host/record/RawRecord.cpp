@@ -17,7 +17,7 @@ RawRecord::RawRecord(const std::string& path, const RawLayout& layout) : m_path(
     if (!IsPipe(path)) InputFile{path};  // refuses what is no file
     m_handle = OpenPipe(path);
     m_info.name = path == "-" ? "stdin" : OneLine(std::filesystem::path(path).stem().string());
-    m_info.fs = CheckedFs(layout.fs, path);
+    SetRate(m_info, layout.fs, path);
     m_info.uVpb = layout.uVpb;
     m_info.leads = layout.leads;
     MakeUnique(m_info.leads);

@@ -290,7 +290,7 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
     }
     if (m_info.leads.empty())
         throw HostError(path, "expected an ECG signal, found no signal in a unit of voltage");
-    m_info.fs = CheckedFs(header.fs * m_state->samplesPerFrame, path);
+    SetRate(m_info, header.fs * m_state->samplesPerFrame, path);
     m_info.framesPerMark = m_state->samplesPerFrame;
     if (m_state->maxSkew > 0 && m_state->samplesPerFrame > 1)
         throw HostError(path, "expected no skew with several samples per frame, found " +

@@ -116,7 +116,7 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
         {many, 500, 1, "line 1: expected at most 257 columns, found more"},
         {"I,II\n", 500, 1, "expected a line of samples after the header, found none"},
         {"I,II\n" + frames, 0, 1, "expected --fs or a first column of rising times, found neither"},
-        {"time,I\n0,1\n1,1\n", 0, 1, "sampling rate: expected 100 to 2000 Hz, found 1"},
+        {"time,I\n0,1\n1,1\n", 0, 1, "sampling rate: expected 100 to 10000 Hz, found 1"},
         {"I,II\n" + frames + "5\n", 500, 1, "line 4: expected 2 columns as in the header, found 1"},
         {"I,II\n" + frames + "5,6,\n", 500, 1, "line 4: expected 2 columns as in the header, found 3"},
         {"I;II\n1,000,5;2\n", 500, 1, "line 2: column 1: expected a number, found \"1,000,5\""},

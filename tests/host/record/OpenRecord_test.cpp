@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cmath>
 #include <fstream>
+#include <numbers>
 #include <thread>
 
 #include "host/record/Annotations.h"
@@ -60,6 +62,37 @@ TEST(OpenRecord, FindsTheRecordOfAFileBesideItOrInAFolder) {
         const RecordOptions options{{}, name == std::string("a") ? 500.0 : 0.0, 0, {}};
         EXPECT_THAT(RefusalOf([&, record = name] { OpenRecord(folder.Path(record), options); }),
                     HasSubstr(message));
+    }
+}
+
+TEST(OpenRecord, BringsOtherRatesToWholeOnesInStepAndSaysSo) {
+    const Folder folder;
+    const auto level = [](double seconds, double shift) {
+        return 300 + 1000 * std::sin(2 * std::numbers::pi * 10 * seconds + shift);
+    };
+    const std::pair<double, int> cases[] = {{128.5, 129}, {2000, 2000}, {2000.5, 2000}, {10000, 2000}};
+    for (const auto& [storedHz, fs] : cases) {
+        RecordOptions raw;
+        raw.raw = RawLayout{storedHz, {"I", "II"}, 1};
+        std::string bytes;
+        for (int i = 0; i < 3000; ++i)
+            for (const double shift : {0.0, 1.0}) {
+                const auto value = std::lround(level(i / storedHz, shift));
+                bytes += {static_cast<char>(value & 0xFF), static_cast<char>(value >> 8)};
+            }
+        const auto record = OpenRecord(folder.Write("r.bin", bytes), raw);
+        EXPECT_EQ(record->Info().fs, fs);
+        EXPECT_EQ(record->Info().AnnotationHz(), storedHz);
+        EXPECT_EQ(record->Warnings().size(), storedHz == fs ? 0U : 1U);
+        const Frames frames = ReadAll(*record);
+        EXPECT_NEAR(static_cast<double>(frames.size()), 3000.0 * fs / storedHz, 1);
+        // The signal does not go on in a straight line beyond its ends, as it is taken to.
+        const std::size_t edge = storedHz == fs ? 0 : static_cast<std::size_t>(fs) / 5;
+        for (std::size_t i = edge; i + edge < frames.size(); ++i) {
+            const double seconds = static_cast<double>(i) / fs;
+            ASSERT_NEAR(frames[i][0], level(seconds, 0), 1.5) << storedHz << " frame " << i;
+            ASSERT_NEAR(frames[i][1], level(seconds, 1), 1.5) << storedHz << " frame " << i;
+        }
     }
 }
 
