@@ -99,7 +99,11 @@ StressResult StressAnalysis::Run() {
     std::vector<short> frame(m_chn);
     while (true) {
         m_result.interrupted = IsStopped();
-        if (m_result.interrupted || !ReadFrame(frame.data())) break;
+        if (m_result.interrupted) break;
+        if (!ReadFrame(frame.data())) {
+            m_result.interrupted = IsStopped();  // a wait for more frames was
+            break;
+        }
         m_strips.TakeRaw(frame.data());
         for (AnalysisObserver* observer : m_observers) observer->OnFrame(frame.data());
         m_session.Push(frame.data(), 1);

@@ -292,7 +292,9 @@ std::vector<std::string> CsvRecord::Warnings() const {
     std::vector<std::string> warnings = m_warnings;
     if (m_lineOutOfPace > 0)
         warnings.push_back("line " + std::to_string(m_lineOutOfPace) + ": its time is not that of frame " +
-                           "after frame at " + std::to_string(m_info.fs) + " Hz, times are not used");
+                           "after frame at " +
+                           (m_info.storedHz > 0 ? Number(m_info.storedHz, 3) : std::to_string(m_info.fs)) +
+                           " Hz, times are not used");
     std::size_t lead = 0;
     for (const Column& column : m_columns) {
         if (!column.isLead) continue;

@@ -165,6 +165,16 @@ wait $!
 [ $? -eq 130 ] && [ -s "$work/part.json" ] || fail "interrupted: no results"
 grep -q '"interrupted": true' "$work/part.json" || fail "interrupted: the result does not say so"
 
+# So they are where frames are waited for.
+exec 9<>"$work/pipe"
+cat "$work/sim.dat" >&9 &
+"$program" analyze "$work/pipe" --raw 500,2,1 --quiet --json "$work/waited.json" 9>&- >"$work/out" 2>&1 &
+sleep 1
+kill -TERM $!
+wait $!
+[ $? -eq 130 ] && grep -q '"interrupted": true' "$work/waited.json" || fail "interrupted while waiting for frames"
+exec 9>&-
+
 # So they are where nobody reads the display any more.
 "$program" analyze --realtime 20 "$work/sim" --json "$work/piped.json" 2>"$work/err" | head -n 1 >"$work/out"
 [ -s "$work/piped.json" ] || fail "a closed pipe: $(cat "$work/err")"
