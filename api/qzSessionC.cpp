@@ -176,6 +176,7 @@ qz::SessionOptions SessionOptionsOf(const qzs_options& from) {
     options.leads.resize(static_cast<std::size_t>(std::max(from.leads, std::int16_t{0})));
     options.conditioning = {from.mains_hz, from.lowpass_hz, from.smooth};
     options.postJms = from.postJms;
+    options.stRateLimitBpm = from.st_rate_limit;
     if (from.beat != nullptr) options.beat = HandedIn(from, options.leads.size());
     return options;
 }
@@ -190,6 +191,7 @@ qzs_options Defaults() {
     options.lowpass_hz = narrow(conditioning.lowpassHz);
     options.smooth = narrow(conditioning.smooth);
     options.postJms = narrow(qz::SessionOptions().postJms);
+    options.st_rate_limit = qz::SessionOptions().stRateLimitBpm;
     return options;
 }
 

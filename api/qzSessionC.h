@@ -68,6 +68,7 @@ typedef struct qzs_options {
     const int16_t* beat_rows; /* leads times beat->length samples */
     size_t beat_count;        /* their number */
     bool conditioned;         /* conditioned frames are kept for qzs_conditioned; false */
+    double st_rate_limit;     /* beats/min, above 0: qzs_event_st is earlier at a higher heart rate; 145 */
 } qzs_options;
 
 /* Numbers of events are fixed. Later libraries may have more kinds: pass over those that are unknown. */
@@ -138,9 +139,9 @@ QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event, size_t size);
  *   j      level of the J point against the PR segment */
 QZ_API bool qzs_event_values(const qzs_session* session, float* level, float* slope, float* j, size_t count);
 /* The ST level of each lead at the point that laboratories use, which *point_ms tells, ms after J: 80, and 60
- * while the heart rate is above 145/min, until it is 5/min below. It is against the PR segment, at an onset
- * and J that follow the averaged beat; NaN as above, and where that point lies on the T wave. A null pointer
- * is passed over. False, and nothing changes, as above. */
+ * while the heart rate is above st_rate_limit, until it is 5/min below. It is against the PR segment, at an
+ * onset and J that follow the averaged beat; NaN as above, and where that point lies on the T wave. A null
+ * pointer is passed over. False, and nothing changes, as above. */
 QZ_API bool qzs_event_st(const qzs_session* session, float* level, double* point_ms, size_t count);
 /* Signal quality of each lead, of the QZS_QUALITY fetched last: from 0, nothing to be measured, to 1, clean.
  * False, and nothing changes, where that was none and where `count` is not the number of leads. */

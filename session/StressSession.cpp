@@ -280,6 +280,8 @@ void StressSession::Impl::TakeConditioned() {
 // A lead is known to be off two seconds late: its ST values given since then are void.
 void StressSession::Impl::TellLeads() {
     for (LeadEvent event : m_watch.Events()) {
+        if (event.kind == LeadEvent::Kind::Disturbed || event.kind == LeadEvent::Kind::Calm)
+            m_finder.Disturb(event.lead, event.kind == LeadEvent::Kind::Disturbed);
         if (event.kind == LeadEvent::Kind::Off) {
             event.voidFromSeconds = event.seconds - kBeatAheadSeconds - DelayMs() / kMsPerSecond;
             if (m_isBeatTold && m_beat.seconds >= event.voidFromSeconds) m_shapes.Renew(event.lead);

@@ -132,6 +132,8 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
              lowpass:(short)lowpass
               smooth:(short)smooth
              postJms:(short)postJms {
+    qzs_options usual;
+    qzs_options_init(&usual, sizeof usual);
     return [self init:fs
                   chn:chn
                  uVpb:uVpb
@@ -139,6 +141,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
               lowpass:lowpass
                smooth:smooth
               postJms:postJms
+          stRateLimit:usual.st_rate_limit
                  beat:nil
           conditioned:NO];
 }
@@ -150,6 +153,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
              lowpass:(short)lowpass
               smooth:(short)smooth
              postJms:(short)postJms
+         stRateLimit:(double)stRateLimit
                 beat:(OCqzLearnedBeat *)beat
          conditioned:(BOOL)conditioned {
     self = [super init];
@@ -162,6 +166,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     options.lowpass_hz = lowpass;
     options.smooth = smooth;
     options.postJms = postJms;
+    options.st_rate_limit = stRateLimit;
     options.conditioned = conditioned;
     const std::vector<short> rows = Samples([beat rows]);
     qzs_beat handedIn;

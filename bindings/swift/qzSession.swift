@@ -57,8 +57,8 @@ public struct qzSessionEvent {
     public let slope: [Float]
     /// Level of the J point against the PR segment, uV.
     public let j: [Float]
-    /// ST level of each lead, uV, at `stPointMs` after J: 80 ms, 60 ms while the heart rate is above 145/min, until it
-    /// is 5/min below. It is against the PR segment, at an onset and J that follow the averaged beat; NaN too where that
+    /// ST level of each lead, uV, at `stPointMs` after J: 80 ms, 60 ms while the heart rate is above `stRateLimit`,
+    /// until it is 5/min below. It is against the PR segment, at an onset and J that follow the averaged beat; NaN too where that
     /// point lies on the T wave.
     public let st: [Float]
     public let stPointMs: Double
@@ -156,18 +156,18 @@ public final class qzSession: NSObject {
             beat: nil)
     }
 
-    /// The same with a first averaged beat, nil for one that the session learns, and with `conditioned` frames that
-    /// are kept to be fetched.
+    /// The same with a first averaged beat, nil for one that the session learns, with `conditioned` frames that
+    /// are kept to be fetched, and with `st` at J + 60 ms instead of J + 80 ms at heart rates above `stRateLimit`, above 0.
     ///
     /// Nil also for a beat that does not fit the leads and the rate.
     public init?(
         fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
-        postJms: Int16 = 60, beat: qzLearnedBeat?, conditioned: Bool = false
+        postJms: Int16 = 60, stRateLimit: Double = 145, beat: qzLearnedBeat?, conditioned: Bool = false
     ) {
         guard
             let session = OCqzSession(
                 fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, postJms: postJms,
-                beat: beat?.wrapped, conditioned: conditioned)
+                stRateLimit: stRateLimit, beat: beat?.wrapped, conditioned: conditioned)
         else { return nil }
         self.session = session
         super.init()

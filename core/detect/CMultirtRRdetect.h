@@ -1,6 +1,7 @@
 // CMultirtRRdetect: QRS detection on many leads, fused by vote.
 //
-// Each used lead has a CrtRRdetect of its own. Detections within 160 ms of each other form a group, one beat.
+// Each used lead goes through what CrtRRdetect does, filters and curve lengths of four leads side by side.
+// Detections within 160 ms of each other form a group, one beat.
 // The group is closed by the first detection that comes 200 ms or more after it began; when more than half
 // of the leads are in it, the beat counts, and its RR is the median of theirs.
 //
@@ -15,10 +16,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "core/Export.h"
-#include "core/detect/CrtRRdetect.h"
+#include "core/detect/BeatThreshold.h"
+#include "core/filters/FourLeads.h"
+#include "core/filters/SectionBank.h"
 
 class QZ_API CMultirtRRdetect {
 public:
@@ -45,19 +49,25 @@ public:
 private:
     static constexpr int kMostChannels = 8;
 
-    const short* SelectChannel(const short* frame, std::size_t channel) const;
+    void MeasureCurves(const short* frame);
     void StartGroup();
     int CloseGroup();
 
-    std::vector<CrtRRdetect> m_detectors;  // one per used lead
-    std::int64_t m_groupStart = -1;        // frame in which the open group began; below 1: none
-    std::int64_t m_frameIndex = -1;        // of the present frame; the first after Init is -1
-    int m_fs = 0;                          // samples per second
-    int m_channels = 0;                    // leads per frame
-    std::size_t m_quorum = 0;              // leads that a beat needs
-    int m_groupWindow = 0;                 // 160 ms in samples
-    int m_minRR = 0;                       // 200 ms in samples: shortest RR and lockout
-    double m_scale = 0;                    // microvolts per unit
+    std::optional<SectionBank> m_notch;  // none without mains frequency
+    SectionBank m_lowpass, m_highpass;
+    // The curve length, see CLengthTransform: a ring of rows of the latest changes, their sums, the last
+    // values.
+    std::vector<FourInts> m_changes, m_curves, m_previous;
+    std::size_t m_changesRow = 0;             // written next
+    std::vector<BeatThreshold> m_thresholds;  // one per used lead
+    std::int64_t m_groupStart = -1;           // frame in which the open group began; below 1: none
+    std::int64_t m_frameIndex = -1;           // of the present frame; the first after Init is -1
+    int m_fs = 0;                             // samples per second
+    int m_channels = 0;                       // leads per frame
+    std::size_t m_quorum = 0;                 // leads that a beat needs
+    int m_groupWindow = 0;                    // 160 ms in samples
+    int m_minRR = 0;                          // 200 ms in samples: shortest RR and lockout
+    double m_scale = 0;                       // microvolts per unit
     // The RR values of the open group. A lead is in it once: its detector is blind for 195 ms after a beat.
     std::array<int, kMostChannels> m_groupRR = {};
     std::size_t m_groupSize = 0;  // values in m_groupRR

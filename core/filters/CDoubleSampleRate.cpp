@@ -2,8 +2,6 @@
 
 #include "core/Arithmetic.h"
 
-static constexpr double kSmallStepUv = 15.0;
-static constexpr double kJumpUv = 240.0;
 static constexpr int kH = 2;  // length of one input interval in output steps
 static constexpr int kH2 = kH * kH;
 static constexpr int kH3 = kH * kH * kH;

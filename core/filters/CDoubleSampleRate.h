@@ -17,6 +17,9 @@
 
 class QZ_API CDoubleSampleRate {
 public:
+    static constexpr double kSmallStepUv = 15.0;
+    static constexpr double kJumpUv = 240.0;
+
     /// History 0; thresholds as for 1 uV per unit: a small step is at most 15 units, a jump above 240.
     CDoubleSampleRate() = default;
     virtual ~CDoubleSampleRate() = default;

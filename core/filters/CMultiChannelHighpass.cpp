@@ -16,7 +16,7 @@ void CMultiChannelHighpass::Init(double fc, int fs) {
 
 void CMultiChannelHighpass::Filter(short* frame) {
     SectionFrame step(m_bank);
-    ForEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
+    ChangeEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
         return step.Truncate(step.StepWithZeroBelow(CHighpassFilter::kSilence, four, ToDoubles(x)));
     });
 }

@@ -16,7 +16,7 @@ void CMultiChannelLowpass2::Init(double fc, int fs) {
 
 void CMultiChannelLowpass2::Filter(short* frame) {
     SectionFrame step(m_bank);
-    ForEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
+    ChangeEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
         return step.Truncate(step.Step(four, ToDoubles(x)));
     });
 }

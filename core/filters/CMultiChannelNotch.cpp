@@ -11,7 +11,7 @@ CMultiChannelNotch::CMultiChannelNotch(double f0, int fs, double Q, int chn)
 
 void CMultiChannelNotch::Filter(short* frame) {
     SectionFrame step(m_bank);
-    ForEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
+    ChangeEachFour(frame, m_leads, [&step](std::size_t four, IntLanes x) {
         return step.Truncate(step.Step(four, ToDoubles(x)));
     });
 }

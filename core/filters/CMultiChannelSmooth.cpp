@@ -66,7 +66,7 @@ FourInts* CMultiChannelSmooth::RowOf(std::vector<FourInts>& ring, int age) {
 /// What IsMoreActive says of each lane whose activity is close to a whole number of tenths.
 void CMultiChannelSmooth::SettleTies(std::size_t four, const FourDoubles& tenths, FourInts& kernels) const {
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        const int limit = static_cast<int>(tenths.lanes[lane] + 0.5);
+        const int limit = TruncateToInt(std::round(tenths.lanes[lane]));
         if (std::abs(tenths.lanes[lane] - limit) > kTie) continue;
         const bool isAbove =
             CSmoothFilter::IsMoreActive(limit, m_window[four].lanes[lane], m_length,
@@ -99,7 +99,7 @@ void CMultiChannelSmooth::Smooth(short* frame) {
     const FourInts* const sumBeforeCentre = sumAtCentre - m_fours;
     SectionFrame section(m_innerLowpass);
 
-    ForEachFour(frame, m_leads, [&](std::size_t four, IntLanes x) {
+    ChangeEachFour(frame, m_leads, [&](std::size_t four, IntLanes x) {
         const IntLanes slow = section.Truncate(section.Step(four, ToDoubles(x)));
         Store(raw[four], x);
         Store(lowpass[four], slow);

@@ -18,7 +18,7 @@ template <typename Sample>
 void CMutiBlNotchFilter::FilterFrame(Sample* frame) {
     if (m_combs.IsEmpty()) return;
     CombFrame comb(m_combs);
-    ForEachFour(frame, m_leads, [&comb](std::size_t four, IntLanes x) { return comb.Step(four, x); });
+    ChangeEachFour(frame, m_leads, [&comb](std::size_t four, IntLanes x) { return comb.Step(four, x); });
 }
 
 void CMutiBlNotchFilter::Filter(int* frame) { FilterFrame(frame); }

@@ -27,11 +27,11 @@ void CQuorlMultiNotchFilter::FilterFrame(Sample* frame) {
     if (m_combs.IsEmpty()) return;
     if (m_combFs == m_fs) {
         CombFrame comb(m_combs);
-        ForEachFour(frame, m_leads, [&comb](std::size_t four, IntLanes x) { return comb.Step(four, x); });
+        ChangeEachFour(frame, m_leads, [&comb](std::size_t four, IntLanes x) { return comb.Step(four, x); });
         return;
     }
     const DoubleLanes remaining = AllLanes(m_clock.Remaining());
-    ForEachFour(frame, m_leads, [this, remaining](std::size_t four, IntLanes x) {
+    ChangeEachFour(frame, m_leads, [this, remaining](std::size_t four, IntLanes x) {
         const DoubleLanes input = ToDoubles(WrapToSamples(x));
         Store(m_slope[four], (input - Load(m_previous[four])) / remaining);
         return x;
@@ -44,7 +44,7 @@ void CQuorlMultiNotchFilter::FilterFrame(Sample* frame) {
             if (index == 0) Store(m_first[four], WrapToSamples(filtered));
         }
     });
-    ForEachFour(frame, m_leads, [this](std::size_t four, IntLanes x) {
+    ChangeEachFour(frame, m_leads, [this](std::size_t four, IntLanes x) {
         Store(m_previous[four], ToDoubles(WrapToSamples(x)));
         return Load(m_first[four]);
     });

@@ -1,5 +1,6 @@
 #include "core/filters/SectionBank.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -23,14 +24,17 @@ void SectionBank::Init(const SectionCoefficients<double>& coefficients, std::siz
     }
     m_slots.assign(2 * FoursOf(leads), {});
 
-    // The sum of the sizes of an impulse response of two poles within a circle is at most 1 / (1 - radius)^2.
-    // The factor of 2 is more than rounding adds.
+    // The sum of the sizes of an impulse response of two poles within a circle is at most 1 / (1 - radius)^2,
+    // and that of two conjugate ones at an angle w at most 1 / ((1 - radius) sin w). The factor of 2 is more
+    // than rounding adds.
+    m_largestOutput = std::numeric_limits<double>::infinity();
     const double radius = coefficients.PoleRadius();
+    if (!(radius < 1 - kStabilityMargin)) return;
+    const double cosine = -coefficients.a1 / (2 * radius);
+    const double sine = std::fabs(cosine) < 1 ? std::sqrt(1 - cosine * cosine) : 0;
     const double inputs =
         std::fabs(coefficients.b0) + std::fabs(coefficients.b1) + std::fabs(coefficients.b2);
-    m_largestOutput = radius < 1 - kStabilityMargin
-                          ? 2 * largestInput * inputs / ((1 - radius) * (1 - radius))
-                          : std::numeric_limits<double>::infinity();
+    m_largestOutput = 2 * largestInput * inputs / ((1 - radius) * std::max(1 - radius, sine));
 }
 
 /// Clears the delay line of every lead whose last two inputs were 0 and whose last two outputs are smaller

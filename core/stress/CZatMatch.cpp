@@ -189,13 +189,9 @@ void CZatMatch::ZeroV() {
 double* CZatMatch::rxy(const short* frame) {
     Barrier();
     if (frame == nullptr) return nullptr;
-    Take(frame);
+    CZatTemplRxy::Take(m_pTemplRxy.data(), Leads(), frame);
     Correlate();
     return m_pRxy.get();
-}
-
-void CZatMatch::Take(const short* frame) {
-    for (CZatTemplRxy* lead : m_pTemplRxy) lead->Take(*frame++);
 }
 
 void CZatMatch::Correlate() { CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), m_pRxy.get()); }
@@ -203,7 +199,7 @@ void CZatMatch::Correlate() { CZatTemplRxy::rxy(m_pTemplRxy.data(), Leads(), m_p
 short** CZatMatch::match(const short* frame) {
     Barrier();
     if (frame == nullptr || m_chn == 0 || m_pTemplRxy[0]->Length() == 0) return nullptr;
-    Take(frame);
+    CZatTemplRxy::Take(m_pTemplRxy.data(), Leads(), frame);
     // Where channel 0's next sample goes, that is where the oldest one stands; all rings advance together.
     const int pos = m_pTemplRxy[0]->RingPos();
 

@@ -155,7 +155,6 @@ private:
     bool MixesLeads(const short* const* templ) const;
     int FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const;
     int FindSteepestUpstroke(const short* const* templ, int len, int posMax, int posQ) const;
-    void Take(const short* frame);
     void Correlate();
     Vote CountMatches();
     bool SearchPeak(const Vote& vote, int pos);

@@ -62,6 +62,7 @@ void CZatTemplRxy::DeleteTempl() {
     m_geometry.length = 0;
     m_ringPos = 0;
     m_STuv0 = m_JuV0 = m_zero = 0;
+    m_screen.SetTempl({});
     m_templ.clear();
     m_meas.clear();
     m_ring.clear();
@@ -119,30 +120,32 @@ double CZatTemplRxy::ZeroV() {
 
 double CZatTemplRxy::Average() {
     std::fill(m_templDiff.begin(), m_templDiff.end(), 0);
-    const int first = std::max(m_winStart, 1), end = std::min(m_winStart + m_winLen, Length());
-    if (first < end)
-        std::transform(m_meas.begin() + first, m_meas.begin() + end, m_meas.begin() + first - 1,
-                       m_templDiff.begin() + first - m_winStart, std::minus<int>());
-    Centre(std::accumulate(m_templDiff.begin(), m_templDiff.end(), 0.0) / m_winLen);
+    const int start = m_winStart, end = std::min(start + m_winLen, Length());
+    const short* const sample = m_meas.data();
+    int* const diff = m_templDiff.data();
+    for (int i = std::max(start, 1); i < end; ++i) diff[i - start] = sample[i] - sample[i - 1];
+    Centre(static_cast<double>(std::accumulate(m_templDiff.begin(), m_templDiff.end(), 0)) / m_winLen);
     m_screen.SetTempl(m_templDiff);
     return m_winLen;
 }
 
 /// Takes the template differences less `mean` for the correlation, which needs their sum of squares too.
 void CZatTemplRxy::Centre(double mean) {
-    m_dSaa = 0;
+    double squares = 0;
     for (std::size_t k = 0; k < m_templDiff.size(); ++k) {
-        m_centred[k] = m_templDiff[k] - mean;
-        m_dSaa += m_centred[k] * m_centred[k];
+        const double a = m_templDiff[k] - mean;
+        m_centred[k] = a;
+        squares += a * a;
     }
+    m_dSaa = squares;
 }
 
-void CZatTemplRxy::Take(short sample) {
+inline void CZatTemplRxy::Store(short sample) {
     if (m_winLen == 0 || Length() == 0) return;
     const int diff = sample - m_prev;
     m_prev = sample;
-    int* slot = m_diffRing.data() + m_diffPos;
-    const int oldest = *slot;
+    double* slot = m_diffRing.data() + m_diffPos;
+    const int oldest = static_cast<int>(*slot);
     slot[0] = slot[m_winLen] = diff;
     m_screen.Take(static_cast<std::size_t>(m_diffPos), diff, oldest);
     m_diffSum += diff - oldest;
@@ -156,8 +159,14 @@ void CZatTemplRxy::Take(short sample) {
     }
 }
 
+void CZatTemplRxy::Take(short sample) { Store(sample); }
+
+void CZatTemplRxy::Take(CZatTemplRxy* const* leads, std::size_t count, const short* samples) {
+    for (std::size_t c = 0; c < count; ++c) leads[c]->Store(samples[c]);
+}
+
 double CZatTemplRxy::EstimateRxy() const {
-    return IsReady() ? m_screen.Estimate(static_cast<std::size_t>(m_diffPos), m_diffSum, RunningSum()) : 0;
+    return m_bFull ? m_screen.Estimate(static_cast<std::size_t>(m_diffPos), m_diffSum, RunningSum()) : 0;
 }
 
 double CZatTemplRxy::rxy() const {
@@ -185,7 +194,7 @@ void CZatTemplRxy::rxy(const CZatTemplRxy* const* leads, std::size_t count, doub
 
 void CZatTemplRxy::rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
                        double* correlations) {
-    for (std::size_t c = 0; c < count; ++c) leads[c]->Take(samples[c]);
+    Take(leads, count, samples);
     rxy(leads, count, correlations);
 }
 
@@ -193,7 +202,7 @@ void CZatTemplRxy::rxy(CZatTemplRxy* const* leads, std::size_t count, const shor
 /// function of this source alone: what a class declares in its header, ahead of core/FloatingPoint.h, some
 /// compilers take for free to fuse.
 template <std::size_t N>
-static void SumWindow(const double* const (&centred)[N], const int* const (&diffs)[N],
+static void SumWindow(const double* const (&centred)[N], const double* const (&diffs)[N],
                       const double (&mean)[N], std::size_t winLen, double (&sbb)[N], double (&sab)[N]) {
     for (std::size_t k = 0; k < winLen; ++k) {
         for (std::size_t n = 0; n < N; ++n) {
@@ -208,7 +217,7 @@ static void SumWindow(const double* const (&centred)[N], const int* const (&diff
 template <std::size_t N>
 void CZatTemplRxy::Correlate(const CZatTemplRxy* const* leads, double* correlations) {
     const double* centred[N];
-    const int* diffs[N];
+    const double* diffs[N];
     double mean[N], sbb[N] = {}, sab[N] = {};
     for (std::size_t n = 0; n < N; ++n) {
         centred[n] = leads[n]->m_centred.data();

@@ -77,6 +77,8 @@ public:
     /// Deliberate: until a template's length of samples has been taken since Create no difference leaves the
     /// running sum, so that the mean of the incoming differences stays off by a constant afterwards.
     void Take(short sample);
+    /// Take of `count` leads, each its sample out of `samples`.
+    static void Take(CZatTemplRxy* const* leads, std::size_t count, const short* samples);
     /// The squared correlation of the window that the last sample ends; 0 until a template's length of
     /// samples has been taken since Create; NaN where the signal or the template is zero throughout, and tiny
     /// where it is constant.
@@ -86,7 +88,7 @@ public:
     /// rxy of `count` leads, bit for bit, written in lead order. It is the faster form: the sums of one lead
     /// wait for each other, those of different leads do not.
     static void rxy(const CZatTemplRxy* const* leads, std::size_t count, double* correlations);
-    /// The same after each lead has taken its sample out of `count` samples.
+    /// The same after Take.
     static void rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
                     double* correlations);
     /// rxy() to within CorrelationScreen::kMargin; 0 where that is NaN. The estimate is NaN where only rxy()
@@ -127,6 +129,7 @@ public:
 private:
     static constexpr std::size_t kSideBySide = 4;  // leads whose sums fit into the registers together
 
+    void Store(short sample);
     template <std::size_t N>
     static void Correlate(const CZatTemplRxy* const* leads, double* correlations);
     void Centre(double mean);
@@ -160,9 +163,9 @@ private:
     double m_dSaa = 0;              // sum of a^2
     // The last m_winLen incoming differences, each written twice, m_winLen slots apart, so that the window
     // is one run of memory wherever it begins.
-    std::vector<int> m_diffRing;
+    std::vector<double> m_diffRing;
     int m_diffPos = 0;             // slot that is written next; the oldest difference stands there
     int m_diffSum = 0;             // of the differences in the window
-    std::int64_t m_sumOffset = 0;  // of those that have left it before the ring was full, see Take
+    std::int64_t m_sumOffset = 0;  // what the running sum has besides, see Take
     CorrelationScreen m_screen;    // of the same differences
 };

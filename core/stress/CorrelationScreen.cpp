@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <numeric>
 
 #include "core/Arithmetic.h"
 
@@ -17,11 +18,8 @@ void CorrelationScreen::Create(std::size_t winLen) {
 
 void CorrelationScreen::SetTempl(const std::vector<int>& diffs) {
     std::int64_t squares = 0;
-    m_templSum = 0;
-    for (const int t : diffs) {
-        m_templSum += t;
-        squares += std::int64_t{t} * t;
-    }
+    for (const int t : diffs) squares += std::int64_t{t} * t;
+    m_templSum = std::accumulate(diffs.begin(), diffs.end(), 0);
     const bool isUsable = !diffs.empty() && squares < kSquaresLimit;
     m_templVariance =
         isUsable
@@ -33,7 +31,7 @@ void CorrelationScreen::SetTempl(const std::vector<int>& diffs) {
                        m_templ[k / Block::kLength].at, WrapToSample);
 }
 
-double CorrelationScreen::Estimate(std::size_t pos, int sum, std::int64_t runningSum) const {
+double CorrelationScreen::Estimate(std::size_t pos, std::int64_t sum, std::int64_t runningSum) const {
     if (m_squares >= kSquaresLimit || std::abs(runningSum) >= kRunningSumLimit) return kUnknown;
     const short* d = m_ring.data() + pos;
     int products = 0;

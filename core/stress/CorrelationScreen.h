@@ -52,7 +52,7 @@ public:
         m_squares += std::int64_t{diff - oldest} * (diff + oldest);
     }
     /// The estimate for the window that begins in slot `pos`; `sum` is D, `runningSum` M.
-    double Estimate(std::size_t pos, int sum, std::int64_t runningSum) const;
+    double Estimate(std::size_t pos, std::int64_t sum, std::int64_t runningSum) const;
 
 private:
     static constexpr std::int64_t kSquaresLimit = 1 << 30;     // of sum(t^2) and sum(d^2)

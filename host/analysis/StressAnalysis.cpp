@@ -52,6 +52,16 @@ qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& opt
 
 }  // namespace
 
+void CheckOptions(const StressOptions& options) {
+    constexpr int kAnyFs = 2000;  // a multiple of all that filters ask for
+    SourceInfo any;
+    any.name = "options";
+    any.fs = kAnyFs;
+    any.uVpb = 1;
+    any.leads = {"I"};
+    OptionsFor(any, WithMains(options, 0));
+}
+
 StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options,
                                std::vector<AnalysisObserver*> observers)
     : m_source(source),
@@ -89,7 +99,11 @@ StressResult StressAnalysis::Run() {
     std::vector<short> frame(m_chn);
     while (true) {
         m_result.interrupted = IsStopped();
-        if (m_result.interrupted || !ReadFrame(frame.data())) break;
+        if (m_result.interrupted) break;
+        if (!ReadFrame(frame.data())) {
+            m_result.interrupted = IsStopped();  // a wait for more frames was
+            break;
+        }
         m_strips.TakeRaw(frame.data());
         for (AnalysisObserver* observer : m_observers) observer->OnFrame(frame.data());
         m_session.Push(frame.data(), 1);

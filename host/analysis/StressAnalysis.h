@@ -28,6 +28,9 @@ struct StressOptions {
     std::optional<ReferenceStretch> reference;  // empty: the first half minute of ST values
 };
 
+/// Throws HostError for options that fit no recording at any rate.
+void CheckOptions(const StressOptions& options);
+
 class StressAnalysis : private qz::SessionObserver {
 public:
     /// Keeps references to the source and the observers, and reads the first seconds of the source. Throws

@@ -39,11 +39,13 @@ namespace {
 
 using Time = std::chrono::steady_clock::time_point;
 
-constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv"};
+constexpr std::array kRecordings{".hea", ".edf", ".bdf", ".csv", ".tsv"};
 constexpr const char* kTableHeading =
     "record,length_s,leads,beats_found,beats_folded,peak_heart_rate_per_min,peak_heart_rate_s,"
     "st_lead,st_largest_change_uv,st_largest_change_s,st_slope_then_uv_per_ms,reference_from_s,"
-    "reference_to_s,duke,pwc130_w,pwc150_w,pwc170_w,warnings";
+    "reference_to_s,duke,pwc130_w,pwc150_w,pwc170_w,warnings,program,options";
+constexpr std::string_view kTableBeginning =
+    "record,length_s,leads,beats_found,";  // whichever version made it
 
 struct Task {
     std::string record;
@@ -76,7 +78,7 @@ std::string FirstLine(const fs::path& path) {
     return OneLine(line.c_str());
 }
 
-bool IsTable(const fs::path& path) { return FirstLine(path) == kTableHeading; }
+bool IsTable(const fs::path& path) { return FirstLine(path).starts_with(kTableBeginning); }
 
 bool IsRecording(const fs::path& path) {
     const std::string extension = path.extension().string();
@@ -87,7 +89,14 @@ bool IsRecording(const fs::path& path) {
 std::vector<std::string> ReadList(const std::string& path) {
     if (IsRecording(path))
         throw HostError(path, "is taken for a recording by its name: a folder or a list is expected");
-    std::istringstream file(ReadText(path));
+    const std::string text = ReadText(path);
+    const auto isBinary = [](char c) {
+        return (c >= 0 && c < ' ' && c != '\n' && c != '\r' && c != '\t') || c == 0x7F;
+    };
+    if (std::any_of(text.begin(), text.end(), isBinary))
+        throw HostError(path,
+                        "expected a folder or a list of records, one a line, found bytes that are no text");
+    std::istringstream file(text);
     const fs::path folder = fs::path(path).parent_path();
     std::vector<std::string> records;
     for (std::string line; std::getline(file, line);) {
@@ -107,9 +116,22 @@ fs::path ResultPath(const fs::path& outFolder, const std::string& record, const 
     return path;
 }
 
-pid_t Start(const std::string& program, const Task& task, const std::vector<std::string>& arguments) {
+std::string Word(const std::pair<std::string, std::string>& option) {
+    return option.first + (option.second == "true" ? "" : "=" + option.second);
+}
+
+// The options for one record: those that tell of CSV are for no other format.
+GivenOptions StudyOf(const std::string& record, GivenOptions study) {
+    const std::string extension = fs::path(record).extension().string();
+    if (EqualIgnoringCase(extension, ".csv") || EqualIgnoringCase(extension, ".tsv")) return study;
+    std::erase_if(
+        study, [](const auto& option) { return option.first == "--fs" || option.first == "--uv-per-bit"; });
+    return study;
+}
+
+pid_t Start(const std::string& program, const Task& task, const GivenOptions& study) {
     std::vector<std::string> words{program, "analyze", task.record, "--quiet", "--json", task.json.string()};
-    words.insert(words.end(), arguments.begin(), arguments.end());
+    for (const auto& option : StudyOf(task.record, study)) words.push_back(Word(option));
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -133,6 +155,14 @@ std::string Figure(const Json& value, int decimals) {
     return value.is_number() ? Number(value.get<double>(), decimals) : "";
 }
 
+// Those that a result tells; none of one that was made by a version that did not tell them.
+GivenOptions OptionsOf(const Json& result) {
+    GivenOptions options;
+    const Json told = result.value("options", Json::object());
+    for (const auto& [name, value] : told.items()) options.emplace_back(name, value.get<std::string>());
+    return options;
+}
+
 std::string TableRow(const std::string& record, const Json& result) {
     std::ostringstream out;
     const Json& exercise = result.at("exercise");
@@ -143,6 +173,9 @@ std::string TableRow(const std::string& record, const Json& result) {
         if (!worst || std::abs(change.get<double>()) > std::abs(worst->at("largest_change_uv").get<double>()))
             worst = &lead;
     }
+    std::string options;
+    for (const auto& option : OptionsOf(result))
+        options += (options.empty() ? "" : " ") + Word(option).substr(std::string_view("--").size());
     out << CsvField(OneLine(record)) << ',' << Figure(result.at("record").at("length_s"), 1) << ','
         << result.at("record").at("leads").size() << ',' << result.at("beats_found") << ','
         << result.at("beats_folded") << ',' << Figure(exercise.at("peak_heart_rate_per_min"), 1) << ','
@@ -158,7 +191,8 @@ std::string TableRow(const std::string& record, const Json& result) {
         out << ',' << (reference.is_null() ? "" : Figure(reference.at(end), 1));
     out << ',' << Figure(exercise.at("duke"), 0) << ',' << Figure(exercise.at("pwc130_w"), 1) << ','
         << Figure(exercise.at("pwc150_w"), 1) << ',' << Figure(exercise.at("pwc170_w"), 1) << ','
-        << result.at("warnings").size() << '\n';
+        << result.at("warnings").size() << ',' << CsvField(result.at("program").get<std::string>()) << ','
+        << CsvField(options) << '\n';
     return out.str();
 }
 
@@ -172,10 +206,11 @@ enum class ResultState {
     None,         // no such file
     Interrupted,  // a result of a part of the record
     Foreign,      // no result of this program, or a damaged one
+    Other,        // made with other options or by another version; the row of the task is filled
     Whole,        // the row of the task is filled
 };
 
-ResultState ReadResult(Task& task) {
+ResultState ReadResult(Task& task, const GivenOptions& study) {
     if (!fs::exists(task.json)) return ResultState::None;
     try {
         std::ifstream file = InputFile(task.json.string()).Stream();
@@ -183,7 +218,9 @@ ResultState ReadResult(Task& task) {
         if (result.at("schema") != kResultSchema) return ResultState::Foreign;
         if (result.value("interrupted", false)) return ResultState::Interrupted;
         task.row = TableRow(task.record, result);
-        return ResultState::Whole;
+        return result.at("program") == kProgram && OptionsOf(result) == StudyOf(task.record, study)
+                   ? ResultState::Whole
+                   : ResultState::Other;
     } catch (const Json::exception&) {  // not JSON, or not with these members
         return ResultState::Foreign;
     } catch (const HostError&) {  // no file
@@ -244,9 +281,13 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
         while (next < open.size() && running.size() < jobs && !Interrupt::IsAsked()) {
             Task& task = *open[next++];
             try {
+                // A pipe in a stranger's archive would be waited for.
+                if (fs::exists(task.record)) InputFile(task.record).Path();
                 fs::create_directories(task.json.parent_path());
-                const pid_t child = Start(program, task, options.analyzeArguments);
+                const pid_t child = Start(program, task, options.study);
                 running[child] = {&task, std::chrono::steady_clock::now()};
+            } catch (const HostError& error) {
+                failed.push_back(error.what());
             } catch (const std::exception& error) {
                 failed.push_back(task.record + ": " + error.what());
             }
@@ -264,7 +305,7 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
         if (ended == running.end()) continue;
         Task& task = *ended->second.task;
         // What an interrupted process says is not the fault of its record.
-        if (ReadResult(task) == ResultState::Whole || Interrupt::IsAsked())
+        if (ReadResult(task, options.study) == ResultState::Whole || Interrupt::IsAsked())
             fs::remove(task.notes);
         else
             failed.push_back(Problem(ended->second, status, options.timeoutSeconds));
@@ -330,8 +371,15 @@ std::size_t RunRecords(const BatchOptions& options) {
     Failures failures;
     std::vector<Task> tasks = MakeTasks(records, options.outFolder, root, failures.lines);
     std::vector<Task*> open;
+    std::size_t others = 0;
     for (Task& task : tasks) {
-        switch (ReadResult(task)) {
+        switch (ReadResult(task, options.study)) {
+            case ResultState::Other:
+                ++others;
+                if (options.keep) break;
+                task.row.clear();
+                open.push_back(&task);
+                break;
             case ResultState::None:
             case ResultState::Interrupted: open.push_back(&task); break;
             case ResultState::Foreign:
@@ -340,6 +388,10 @@ std::size_t RunRecords(const BatchOptions& options) {
             case ResultState::Whole: break;
         }
     }
+    if (others > 0)
+        std::cerr << "qzstress: " << OneLine(options.outFolder)
+                  << ": results of other options or another version "
+                  << (options.keep ? "kept: " : "made again: ") << others << "\n";
     RunTasks(open, options, tasks.size(), failures.lines);
     file.Stream() << kTableHeading << '\n';
     for (const Task& task : tasks) file.Stream() << task.row;

@@ -9,11 +9,14 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "host/analysis/AnalysisProgress.h"
 #include "host/analysis/Exporter.h"
 #include "host/analysis/Monitor.h"
+#include "host/cli/ExitCodes.h"
+#include "host/record/CreateRecord.h"
 #include "host/record/OpenRecord.h"
 #include "host/report/ReportDrawing.h"
 #include "host/report/TextReport.h"
@@ -56,43 +59,82 @@ private:
     long long m_framesLeft;
 };
 
+// By what an earlier result is known, which a later run replaces.
+constexpr std::string_view kTrendsBeginning = "time_s,rr_ms,";
+constexpr std::string_view kResultBeginning = "{\n \"schema\": \"qzstress-result-";
+constexpr std::string_view kEvaluationBeginning = "{\n \"schema\": \"qzstress-evaluation-";
+
 // The files of an analysis. All are opened before the analysis begins, so that a name that cannot be written
-// is an error at once; all get their names together, when all are complete.
-class Outputs {
+// is told at once. One that fails costs the others nothing: those that are complete get their names together.
+class Outputs : public AnalysisObserver {
 public:
     Outputs(const AnalyzeOptions& options, const SourceInfo& info) : m_options(options) {
         if (!options.report.empty()) CheckReportName(options.report);
-        if (!options.exported.empty()) m_exporter.emplace(options.exported, info, options.doubled);
+        if (!options.exported.empty())
+            Attempt([&] { m_exporter.emplace(options.exported, info, options.doubled); });
         const std::pair<std::optional<PendingFile>*, const std::string*> files[] = {
             {&m_annotations, &options.annotations},
             {&m_csv, &options.csv},
             {&m_report, &options.report},
             {&m_json, &options.json}};
         for (const auto& [file, path] : files)
-            if (!path->empty()) file->emplace(*path);
+            if (!path->empty()) Attempt([&] { file->emplace(*path); });
     }
 
-    void Observe(std::vector<AnalysisObserver*>& observers) {
-        if (m_exporter) observers.push_back(&*m_exporter);
+    // Throws HostError if a file would be lost that is no earlier result of the same kind.
+    void RefuseReplacing() const {
+        if (!m_options.exported.empty())
+            for (const std::string& file : RecordFiles(m_options.exported))
+                PendingFile::RefuseReplacing(file);
+        PendingFile::RefuseReplacing(m_options.annotations);
+        PendingFile::RefuseReplacing(m_options.csv, kTrendsBeginning);
+        if (!m_options.report.empty())
+            PendingFile::RefuseReplacing(m_options.report, ReportBeginning(m_options.report));
+        PendingFile::RefuseReplacing(m_options.json, kResultBeginning);
     }
 
-    void Write(const StressResult& result, const ExerciseSummary& exercise) {
-        if (m_annotations)
-            WriteAnnotations(*m_annotations, BeatAnnotations(result, result.source.AnnotationHz()));
-        if (m_csv) WriteTrendsCsv(*m_csv, result, m_options.csvEverySeconds);
-        if (m_report) WriteReport(*m_report, {result, exercise});
-        if (m_json) WriteResultJson(*m_json, result, exercise);
-        std::vector<PendingFile*> files;
-        if (m_exporter) files = m_exporter->Finish();
-        for (auto* file : {&m_annotations, &m_csv, &m_report, &m_json})
-            if (*file) files.push_back(&**file);
-        PendingFile::CommitAll(files);
+    void OnConditioned(const short* uV, double seconds) override {
+        if (m_exporter && !Attempt([&] { m_exporter->OnConditioned(uV, seconds); })) m_exporter.reset();
+    }
+
+    // False if one of the files could not be written.
+    [[nodiscard]] bool Write(const StressResult& result, const ExerciseSummary& exercise) {
+        std::vector<std::vector<PendingFile*>> groups;
+        const auto write = [&](std::optional<PendingFile>& file, auto fill) {
+            if (file && Attempt([&] { fill(*file); })) groups.push_back({&*file});
+        };
+        if (m_exporter) Attempt([&] { groups.push_back(m_exporter->Finish()); });
+        write(m_annotations, [&](PendingFile& file) {
+            WriteAnnotations(file, BeatAnnotations(result, result.source.AnnotationHz()));
+        });
+        write(m_csv, [&](PendingFile& file) { WriteTrendsCsv(file, result, m_options.csvEverySeconds); });
+        write(m_report, [&](PendingFile& file) { WriteReport(file, {result, exercise}); });
+        write(m_json, [&](PendingFile& file) { WriteResultJson(file, result, exercise); });
+        for (const WriteError& error : PendingFile::CommitGroups(groups)) Tell(error);
+        return !m_hasFailed;
     }
 
 private:
+    // False if the work ends with an error of its own file, which is told.
+    template <typename Work>
+    bool Attempt(Work work) {
+        try {
+            work();
+            return true;
+        } catch (const WriteError& error) {
+            Tell(error);
+            return false;
+        }
+    }
+    void Tell(const WriteError& error) {
+        std::cerr << "qzstress: " << error.what() << "\n";
+        m_hasFailed = true;
+    }
+
     const AnalyzeOptions& m_options;
     std::optional<Exporter> m_exporter;
     std::optional<PendingFile> m_annotations, m_csv, m_report, m_json;
+    bool m_hasFailed = false;
 };
 
 // Learns the averaged beat from the beginning of another source, which has the same leads.
@@ -130,26 +172,11 @@ void PrintWarnings(const StressResult& result) {
 
 // True for a file that is no text, as annotations are.
 bool IsBinary(const std::string& path) {
-    if (path == "/dev/stdin") return false;
+    if (!std::filesystem::is_regular_file(path)) return false;
     std::string bytes(1 << 16, '\n');
     std::ifstream file = InputFile(path).Stream();
     file.read(bytes.data(), std::ssize(bytes));
     return bytes.find('\0') != std::string::npos;
-}
-
-// Stages of a file of whichever kind.
-std::vector<Stage> StagesOf(const std::string& path, const SourceInfo& info) {
-    if (std::filesystem::path(path).extension() == ".json") return ReadTruth(path).stages;
-    if (!IsBinary(path)) return ReadStages(path);
-    const std::vector<Annotation> annotations = ReadAnnotations(path);
-    const double perSecond = StepsPerSecond(annotations, info.AnnotationHz());
-    std::vector<Note> notes;
-    for (const Annotation& annotation : annotations)
-        if (!annotation.text.empty())
-            notes.push_back({static_cast<double>(annotation.sample) / perSecond, annotation.text});
-    std::vector<Stage> stages = StagesFromNotes(notes);
-    if (stages.empty()) throw HostError(path, "holds no note that names a stage of work");
-    return stages;
 }
 
 // The facts of a recording with what is told of the patient elsewhere, as results are to have them.
@@ -165,7 +192,21 @@ SourceInfo Described(SourceInfo info, const AnalyzeOptions& options) {
 
 }  // namespace
 
-bool Analyze(AnalyzeOptions options) {
+std::vector<Stage> StagesOf(const std::string& path, double annotationHz) {
+    if (std::filesystem::path(path).extension() == ".json") return ReadTruth(path).stages;
+    if (!IsBinary(path)) return ReadStages(path);
+    const std::vector<Annotation> annotations = ReadAnnotations(path);
+    const double perSecond = StepsPerSecond(annotations, annotationHz);
+    std::vector<Note> notes;
+    for (const Annotation& annotation : annotations)
+        if (!annotation.text.empty())
+            notes.push_back({static_cast<double>(annotation.sample) / perSecond, annotation.text});
+    std::vector<Stage> stages = StagesFromNotes(notes);
+    if (stages.empty()) throw HostError(path, "holds no note that names a stage of work");
+    return stages;
+}
+
+int Analyze(AnalyzeOptions options) {
     const SimulatedTest* simulated = nullptr;
     std::unique_ptr<FrameSource> source;
     if (options.record.empty()) {
@@ -185,7 +226,7 @@ bool Analyze(AnalyzeOptions options) {
                          [&](const std::string& lead) { return EqualIgnoringCase(lead, name); }))
             throw HostError(info.name, "lead \"" + name + "\" is not one of those that are used");
     if (!options.stagesFile.empty())
-        options.exercise.stages = StagesOf(options.stagesFile, info);
+        options.exercise.stages = StagesOf(options.stagesFile, info.AnnotationHz());
     else if (options.protocol.empty() && options.exercise.stages.empty())
         options.exercise.stages = StagesFromNotes(info.notes);
     if (!options.pressuresFile.empty())
@@ -202,6 +243,9 @@ bool Analyze(AnalyzeOptions options) {
     if (!options.report.empty()) options.analysis.beatSeconds = TellingSeconds(options.exercise.stages);
     options.analysis.reference = ChooseReference(options.reference, options.exercise.stages);
 
+    // What goes to stdout for another program goes there alone.
+    const bool isPiped = options.csv == "-" || options.json == "-";
+    options.quiet |= isPiped;
     InterruptWatch interrupt;
     Outputs outputs(options, info);
     PendingFile::RefuseOverwriting(source->Files());
@@ -217,16 +261,19 @@ bool Analyze(AnalyzeOptions options) {
             warnings.push_back(learned.source.name + ": " + warning);
         options.analysis.beat = &beat.emplace(std::move(learned.learned));
     }
+    if (!options.force) outputs.RefuseReplacing();
 
     AnalysisProgress progress(info, !options.quiet && options.realtime == 0);
-    std::vector<AnalysisObserver*> observers{&interrupt, &progress};
+    std::vector<AnalysisObserver*> observers{&interrupt, &progress, &outputs};
     std::optional<Monitor> monitor;
     if (options.realtime > 0)
-        observers.push_back(&monitor.emplace(std::cout, info, options.realtime, isatty(STDOUT_FILENO) == 1));
-    outputs.Observe(observers);
+        observers.push_back(&monitor.emplace(isPiped ? std::cerr : std::cout, info, options.realtime,
+                                             isatty(isPiped ? STDERR_FILENO : STDOUT_FILENO) == 1));
 
     StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
-    result.source = info;
+    result.source.patient = info.patient;
+    result.source.remarks = info.remarks;
+    result.options = options.given;
     if (!result.interrupted)
         for (std::string& warning : CheckExercise(options.exercise, result.seconds))
             warnings.push_back(std::move(warning));
@@ -235,7 +282,7 @@ bool Analyze(AnalyzeOptions options) {
     result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
     const ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
     PrintWarnings(result);
-    outputs.Write(result, exercise);
+    const bool isWritten = outputs.Write(result, exercise);
     if (!options.quiet) {
         PrintReport(std::cout, result, exercise);
         if (simulated != nullptr) {
@@ -243,13 +290,21 @@ bool Analyze(AnalyzeOptions options) {
             PrintAccuracy(std::cout, info.leads,
                           CompareWithTruth(result, TruthOf(*simulated, options.analysis.stPoint)));
         }
-        if (!options.report.empty()) std::cout << "\nReport: " << OneLine(options.report) << "\n";
+        if (!options.report.empty() && isWritten)
+            std::cout << "\nReport: " << OneLine(options.report) << "\n";
     }
-    return !result.interrupted;
+    if (result.interrupted) return kExitInterrupted;
+    return isWritten ? 0 : kExitFailed;
 }
 
-void PrintInfo(const std::string& record, const RecordOptions& reading) {
+void CheckStudy(const AnalyzeOptions& options) {
+    CheckOptions(options.analysis);
+    if (!options.templateFrom.empty()) OpenRecord(options.templateFrom);
+}
+
+void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJson) {
     const std::unique_ptr<FrameSource> source = OpenRecord(record, reading);
+    if (asJson) return WriteInfoJson(std::cout, *source);
     const SourceInfo& info = source->Info();
     std::cout << info.name << ": " << info.leads.size() << " leads, " << info.fs << " Hz";
     if (info.frames > 0) std::cout << ", " << Clock(info.SecondsOf(info.frames)) << " min:s";
@@ -265,8 +320,14 @@ void PrintInfo(const std::string& record, const RecordOptions& reading) {
 }
 
 void RunEvaluate(const EvaluateOptions& options) {
+    if (IsPipe(options.record))
+        throw HostError(options.record, "is read twice: expected a file, found a pipe");
     const std::unique_ptr<FrameSource> source = OpenRecord(options.record, options.reading);
     const SourceInfo& info = source->Info();
+    if (info.frames > 0 && options.skipSeconds >= info.SecondsOf(info.frames))
+        throw HostError(options.record, "--skip " + Number(options.skipSeconds, 0) +
+                                            " leaves nothing of its " +
+                                            Number(info.SecondsOf(info.frames), 0) + " s");
     std::vector<std::vector<QrsMark>> marks;  // [file]
     for (const std::string& file : options.fiducials) {
         const std::vector<Annotation> annotations = ReadAnnotations(file);
@@ -301,6 +362,7 @@ void RunEvaluate(const EvaluateOptions& options) {
     PendingFile::RefuseOverwriting(source->Files());
     PendingFile::RefuseOverwriting({options.reference});
     PendingFile::RefuseOverwriting(options.fiducials);
+    if (!options.force) PendingFile::RefuseReplacing(options.json, kEvaluationBeginning);
     AnalysisProgress progress(info, !options.quiet);
     const StressResult result = StressAnalysis(*source, analysis, {&interrupt, &progress}).Run();
     if (result.interrupted) throw HostError(options.record, "interrupted; nothing is scored");
@@ -312,5 +374,5 @@ void RunEvaluate(const EvaluateOptions& options) {
         WriteEvaluationJson(*json, evaluation);
         json->Commit();
     }
-    if (!options.quiet) PrintEvaluation(std::cout, evaluation);
+    if (!options.quiet && options.json != "-") PrintEvaluation(std::cout, evaluation);
 }

@@ -28,13 +28,23 @@ struct AnalyzeOptions {
     bool doubled = false;                                  // of the exported signal
     double realtime = 0;                                   // speed; 0: as fast as it goes
     bool quiet = false;                                    // no report on stdout, no progress bar
+    GivenOptions given;                                    // what results tell of these options
+    bool force = false;  // replaces files that are no earlier results of the same kind
 };
-/// Analyses a record: the report goes to stdout, warnings to stderr. False if it was interrupted, with
-/// results up to there. Throws HostError, and then writes none of the files.
-[[nodiscard]] bool Analyze(AnalyzeOptions options);
+/// Analyses a record: the report goes to stdout, warnings to stderr. Returns the exit code: 0,
+/// kExitInterrupted with results up to there, or kExitFailed where a file could not be written, which stderr
+/// tells and which costs the others nothing. Throws HostError, and then writes none of the files.
+[[nodiscard]] int Analyze(AnalyzeOptions options);
+
+/// Stages of a text, of the truth of a simulation (.json) or of the notes of WFDB annotations, which count
+/// `annotationHz` steps per second unless they tell otherwise. Throws HostError.
+std::vector<Stage> StagesOf(const std::string& path, double annotationHz);
+
+/// Throws HostError for options with which no recording could be analysed.
+void CheckStudy(const AnalyzeOptions& options);
 
 /// Prints what a recording holds to stdout.
-void PrintInfo(const std::string& record, const RecordOptions& reading);
+void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJson);
 
 struct EvaluateOptions {
     std::string record;
@@ -45,5 +55,6 @@ struct EvaluateOptions {
     double skipSeconds = 0;              // stretch at the start that does not count; EC57 leaves out 300 s
     std::string json;
     bool quiet = false;
+    bool force = false;  // as above
 };
 void RunEvaluate(const EvaluateOptions& options);

@@ -2,14 +2,20 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <csignal>
+#include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <map>
+#include <numeric>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/cli/Batch.h"
@@ -42,6 +48,20 @@ CLI::Validator Expect(const std::string& words, Allowed allowed) {
 const CLI::Validator kNamed{
     [](const std::string& name) { return std::string(name.empty() ? "a name is expected" : ""); }, ""};
 const CLI::Validator kPositive = Expect("a number above 0", [](double value) { return value > 0; });
+const CLI::Validator kSeed{
+    [](const std::string& text) {
+        std::uint64_t value = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        const bool isRight = error == std::errc() && end == text.data() + text.size();
+        return isRight ? std::string()
+                       : "a whole number of 0 to 18446744073709551615 is expected, not \"" + text + "\"";
+    },
+    ""};
+constexpr int kLowestCutoffHz = 10;  // a QRS is not left below it
+const CLI::Validator kCutoff = Expect(
+    "a whole number of Hz, 0 for none or " + std::to_string(kLowestCutoffHz) + " to 1000,", [](double value) {
+        return value == std::floor(value) && (value == 0 || (value >= kLowestCutoffHz && value <= 1000));
+    });
 const CLI::Validator kNotNegative = Expect("a number of 0 or more", [](double value) { return value >= 0; });
 
 // One comma-separated argument, as I,II,V5; later arguments are not swallowed.
@@ -54,11 +74,47 @@ CLI::Option* AddFile(CLI::App& command, const char* name, std::string& path, con
     return command.add_option(name, path, text)->check(kNamed)->type_name("FILE");
 }
 
+// Reads FS,LEADS,UV, as 500,12,2.5 or 250,I+II+V5,5.
+RawLayout ParseRaw(const std::string& text) {
+    constexpr int kMostLeads = 64;
+    RawLayout layout;
+    std::istringstream parts(text);
+    std::string leads;
+    char comma = 0;
+    if (!(parts >> layout.fs >> comma) || comma != ',' || !std::getline(parts, leads, ',') ||
+        !(parts >> layout.uVpb) || !parts.eof() || !(layout.uVpb > 0) || !std::isfinite(layout.uVpb) ||
+        leads.empty())
+        throw CLI::ValidationError("--raw", "FS,LEADS,UV is expected, as 500,12,2.5, not \"" + text + "\"");
+    int count = 0;
+    if (CLI::detail::lexical_cast(leads, count)) {
+        for (int lead = 1; lead <= std::min(count, kMostLeads + 1); ++lead)
+            layout.leads.push_back("lead " + std::to_string(lead));
+    } else {
+        std::istringstream names(leads);
+        for (std::string name; std::getline(names, name, '+');) layout.leads.push_back(OneLine(name));
+    }
+    if (layout.leads.empty() || layout.leads.size() > kMostLeads)
+        throw CLI::ValidationError("--raw", "1 to 64 leads are expected, not \"" + leads + "\"");
+    return layout;
+}
+
+void AddForce(CLI::App& command, bool& force) {
+    command.add_flag("--force", force, "Replace files that are no earlier results of the same kind");
+}
+
 void AddReading(CLI::App& command, RecordOptions& options) {
     AddList(command, "--leads", options.leads, "Leads to use, in this order, as I,II,V5");
-    command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(kPositive);
-    command.add_option("--uv-per-bit", options.uVpb, "Microvolts per unit of CSV columns without a unit")
-        ->check(kPositive);
+    CLI::Option* fs = command.add_option("--fs", options.fs, "Sampling rate of CSV, Hz")->check(kPositive);
+    CLI::Option* uVpb =
+        command.add_option("--uv-per-bit", options.uVpb, "Microvolts per unit of CSV columns without a unit")
+            ->check(kPositive);
+    command
+        .add_option_function<std::string>(
+            "--raw", [&options](const std::string& text) { options.raw = ParseRaw(text); },
+            "FS,LEADS,UV: frames of 16 bits, low byte first; their rate, number or names (I+II+V5), and uV "
+            "per unit")
+        ->excludes(fs, uVpb)
+        ->type_name("LAYOUT");
 }
 
 void AddAnalysis(CLI::App& command, StressOptions& options) {
@@ -76,7 +132,7 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
                      "Comb against 50 Hz instead of a notch: takes out harmonics too, and shifts ST");
     command
         .add_option("--lowpass", options.conditioner.lowpassHz, "Cutoff of the low-pass in Hz, 0 for none")
-        ->check(kNotNegative)
+        ->check(kCutoff)
         ->capture_default_str();
     command.add_option("--smooth", options.conditioner.smooth, "Strength of the smoother, 0 for none")
         ->check(CLI::IsMember({0, 1, 2}))
@@ -116,6 +172,36 @@ Span ParseStretch(const std::string& option, const std::string& text) {
     return span;
 }
 
+constexpr const char* kStudyGroup = "Analysis";
+
+// The options of the analysis as they were given, values of a list with commas.
+GivenOptions GivenStudy(const CLI::App& command) {
+    GivenOptions given;
+    for (const CLI::Option* option :
+         command.get_options([](const CLI::Option* one) { return one->get_group() == kStudyGroup; })) {
+        if (option->count() == 0) continue;
+        std::string values;
+        for (const std::string& value : option->results()) values += (values.empty() ? "" : ",") + value;
+        given.emplace_back(option->get_name(), values);
+    }
+    return given;
+}
+
+// How many letters have to be changed, left out or added to make one word of the other.
+std::size_t Distance(const std::string& from, const std::string& to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t before = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t changed = before + (from[i] == to[j] ? 0 : 1);
+            before = row[j + 1];
+            row[j + 1] = std::min({changed, before + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
 class Program {
 public:
     Program() {
@@ -132,7 +218,10 @@ public:
     /// Parses the command line and does what it asks for. Returns the exit code.
     int Run(int argc, char** argv) {
         try {
-            m_app.parse(argc, argv);
+            std::vector<char*> words(argv, argv + argc);
+            CheckCommand(words);
+            PrepareBatch(words);
+            m_app.parse(static_cast<int>(words.size()), words.data());
         } catch (const CLI::ParseError& error) {
             if (error.get_exit_code() == 0) return m_app.exit(error);  // --help
             std::cerr << "qzstress: " << OneLine(error.what()) << "\n";
@@ -144,10 +233,34 @@ public:
     }
 
 private:
-    void AddAnalyze() {
-        CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
-        AddFile(command, "RECORD", m_analyze.record,
-                "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+    // A first word that is no command is told with what was probably meant.
+    void CheckCommand(const std::vector<char*>& words) const {
+        std::vector<std::string> commands;
+        for (const CLI::App* command : m_app.get_subcommands({})) commands.push_back(command->get_name());
+        std::string all;
+        for (const std::string& command : commands) all += (all.empty() ? "" : ", ") + command;
+        if (words.size() < 2)
+            throw CLI::RequiredError("a command is expected: " + all + "; --help tells more",
+                                     CLI::ExitCodes::RequiredError);
+        const std::string word = words[1];
+        if (word.starts_with('-') || std::find(commands.begin(), commands.end(), word) != commands.end())
+            return;
+        std::string meant;
+        if (std::filesystem::exists(word) || std::filesystem::exists(word + ".hea")) {
+            meant = "analyze " + word;
+        } else {
+            const auto isMeant = [&](const std::string& command) { return Distance(word, command) <= 2; };
+            const auto near = std::find_if(commands.begin(), commands.end(), isMeant);
+            if (near != commands.end()) meant = *near;
+        }
+        throw CLI::ValidationError(
+            "\"" + word + "\" is no command",
+            meant.empty() ? "expected " + all : "did you mean qzstress " + meant + "?");
+    }
+
+    // The options that decide what an analysis finds; results tell them.
+    void AddStudy(CLI::App& command) {
+        command.option_defaults()->group(kStudyGroup);
         AddReading(command, m_analyze.reading);
         AddAnalysis(command, m_analyze.analysis);
         AddFile(command, "--template-from", m_analyze.templateFrom,
@@ -162,6 +275,11 @@ private:
         AddFile(command, "--patient", m_analyze.patientFile,
                 "What is told of the patient, a JSON object; stronger than what the recording tells");
         command.add_flag("--anonymous", m_analyze.anonymous, "Leave persons and remarks out of every output");
+        AddExercise(command);
+        command.option_defaults()->group("Options");
+    }
+
+    void AddOutputs(CLI::App& command) {
         CLI::Option* csv = AddFile(command, "--csv", m_analyze.csv, "Write the trends as CSV");
         command
             .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")
@@ -180,6 +298,9 @@ private:
                 "Seconds at which the report shows strips, as 10,300,600")
             ->check(kNotNegative)
             ->needs(report);
+    }
+
+    void AddExercise(CLI::App& command) {
         command.add_option("--angina", m_analyze.exercise.angina, "0 none, 1 not limiting, 2 limiting")
             ->check(CLI::Range(0, 2));
         command
@@ -216,6 +337,14 @@ private:
         command.add_option("--ended", m_analyze.told.ended, "Why the test ended, a text for the report");
         command.add_option("--symptoms", m_analyze.told.symptoms,
                            "Symptoms in the test, a text for the report");
+    }
+
+    void AddAnalyze() {
+        CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
+        AddFile(command, "RECORD", m_analyze.record,
+                "WFDB header, EDF, BDF or CSV file; without it a simulated test");
+        AddStudy(command);
+        AddOutputs(command);
         command
             .add_option("--realtime", m_realtime,
                         "Play at so many times the pace of the patient, 0.01 to 1000")
@@ -223,6 +352,7 @@ private:
             ->default_str("1")
             ->check(kNamed);
         command.add_flag("--quiet", m_analyze.quiet, "No report on stdout, no progress bar");
+        AddForce(command, m_analyze.force);
         command.footer(
             "Examples:\n"
             "  qzstress analyze --report report.html           the simulated test, with its report\n"
@@ -231,10 +361,11 @@ private:
             "  qzstress analyze test.csv --fs 500 --realtime 4");
         command.callback([this, &command] {
             TakeRealtime();
-            for (const char* name : {"--fs", "--uv-per-bit"})
+            for (const char* name : {"--fs", "--uv-per-bit", "--raw"})
                 if (m_analyze.record.empty() && command.count(name) > 0)
                     throw CLI::ValidationError(name, "a RECORD is expected with it");
-            if (!Analyze(m_analyze)) m_exitCode = kExitInterrupted;
+            m_analyze.given = GivenStudy(command);
+            m_exitCode = Analyze(m_analyze);
         });
     }
 
@@ -256,7 +387,8 @@ private:
         CLI::App& command = *m_app.add_subcommand("info", "What a recording holds");
         AddFile(command, "RECORD", m_info, "WFDB header, EDF, BDF or CSV file")->required();
         AddReading(command, m_infoReading);
-        command.callback([this] { PrintInfo(m_info, m_infoReading); });
+        command.add_flag("--json", m_infoAsJson, "Print it as JSON");
+        command.callback([this] { PrintInfo(m_info, m_infoReading, m_infoAsJson); });
     }
 
     void AddEvaluate() {
@@ -274,6 +406,7 @@ private:
             ->capture_default_str();
         AddFile(command, "--json", m_evaluate.json, "Write the scores as JSON");
         command.add_flag("--quiet", m_evaluate.quiet, "No table on stdout, no progress bar");
+        AddForce(command, m_evaluate.force);
         AddReading(command, m_evaluate.reading);
         AddAnalysis(command, m_evaluate.analysis);
         command.footer("Example:\n  qzstress evaluate mitdb/100 --ann mitdb/100.atr --skip 300");
@@ -298,22 +431,32 @@ private:
                         "Seconds after which a record is given up, 0 for never")
             ->check(kNotNegative)
             ->capture_default_str();
+        command.add_flag("--keep", m_batch.keep,
+                         "Keep results that were made with other options or by another version");
         command.add_flag("--quiet", m_batch.quiet, "No progress bar");
-        command.add_option("ANALYZE_OPTION", m_batch.analyzeArguments,
-                           "After --: handed on to every analyze");
+        AddStudy(command);
         command.footer(
             "Example:\n"
-            "  qzstress batch records --out results -- --mains 60");
-        command.callback([this] {
-            RefuseOutputs(m_batch.analyzeArguments);
+            "  qzstress batch records --out results --mains 60");
+        command.callback([this, &command] {
+            m_batch.study = GivenStudy(command);
+            if (!m_analyze.stagesFile.empty()) StagesOf(m_analyze.stagesFile, 1);
+            if (!m_analyze.patientFile.empty()) ReadPatient(m_analyze.patientFile);
+            if (!m_analyze.pressuresFile.empty()) ReadBloodPressures(m_analyze.pressuresFile);
+            CheckStudy(m_analyze);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
             if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;
         });
     }
 
-    // Refuses options that name one output file: all records would write to it.
-    static void RefuseOutputs(const std::vector<std::string>& arguments) {
-        for (const std::string& argument : arguments)
+    // Refuses options that name one output file: all records of a batch would write to it. The mark -- may
+    // stand before the options of the analysis, which are those of the batch itself.
+    static void PrepareBatch(std::vector<char*>& words) {
+        if (words.size() < 2 || words[1] != std::string_view("batch")) return;
+        const auto mark = std::find_if(words.begin(), words.end(),
+                                       [](const char* word) { return std::string_view(word) == "--"; });
+        if (mark != words.end()) words.erase(mark);
+        for (const std::string argument : words)
             for (const char* output : {"--csv", "--json", "--wfdb-ann", "--export", "--report"})
                 if (argument.substr(0, argument.find('=')) == output)
                     throw CLI::ValidationError(output, "names one file, and a batch has many records");
@@ -334,6 +477,7 @@ private:
         command.add_option("--fs", m_simulate.fs, "Samples per second")->capture_default_str();
         number("--uv-per-bit", m_simulate.uVpb, "Microvolts per unit");
         command.add_option("--seed", m_simulate.seed, "Another seed gives other beats and noise")
+            ->check(kSeed)
             ->capture_default_str();
         number("--mains", m_simulate.mainsHz, "Mains frequency, Hz");
         number("--mains-uv", m_simulate.mainsUv, "Mains noise, peak uV");
@@ -344,6 +488,7 @@ private:
         number("--ectopy", m_simulate.ectopySeconds, "Mean seconds between ectopic beats, 0 for none");
         command.add_option("--lead-off", m_leadOff, "LEAD:START:SECONDS, a lead that is flat for a while")
             ->allow_extra_args(false);
+        AddForce(command, m_simulateForce);
         command.footer(
             "Beside OUT are written its beats (.atr) and its truth (.truth.json). Examples:\n"
             "  qzstress simulate sim --protocol bicycle --seed 7\n"
@@ -352,7 +497,7 @@ private:
             m_simulate.protocol = kSimulatedProtocols.at(m_simulatedProtocol);
             for (const std::string& text : m_leadOff) m_simulate.leadOff.push_back(ParseLeadOff(text));
             try {
-                for (const std::string& warning : Simulate(m_simulateOut, m_simulate))
+                for (const std::string& warning : Simulate(m_simulateOut, m_simulate, m_simulateForce))
                     std::cerr << "qzstress: " << OneLine(warning) << "\n";
             } catch (const std::invalid_argument& error) {
                 throw CLI::ValidationError("simulate", error.what());
@@ -365,9 +510,11 @@ private:
     std::string m_realtime;  // the word as given; "1" if no word follows the option
     std::string m_info;
     RecordOptions m_infoReading;
+    bool m_infoAsJson = false;
     EvaluateOptions m_evaluate;
     BatchOptions m_batch;
     std::string m_simulateOut;
+    bool m_simulateForce = false;
     std::string m_simulatedProtocol = "steps";
     SimulatedTestOptions m_simulate;
     std::vector<std::string> m_leadOff;

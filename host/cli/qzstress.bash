@@ -1,9 +1,10 @@
 # Completion of qzstress for bash; installed under share/bash-completion/completions.
 _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
-    local reading="--leads --fs --uv-per-bit"
+    local reading="--leads --fs --uv-per-bit --raw"
+    local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start \
+        --bp --predicted --stage-leads --ended --symptoms --patient --anonymous"
     local analysis="--mains --comb --lowpass --smooth --post-j --st-rate-limit"
-    local i
     COMPREPLY=()
 
     # bash takes "--mains=60" for three words.
@@ -12,10 +13,6 @@ _qzstress() {
     elif [[ $before == = ]]; then
         before=${COMP_WORDS[COMP_CWORD - 2]}
     fi
-    # What follows -- is handed on to analyze.
-    for ((i = 2; i < COMP_CWORD; ++i)); do
-        [[ $command == batch && ${COMP_WORDS[i]} == -- ]] && command=analyze
-    done
 
     if [[ $COMP_CWORD -eq 1 ]]; then
         COMPREPLY=($(compgen -W "analyze simulate info evaluate batch --help --help-all --version" -- "$word"))
@@ -34,7 +31,7 @@ _qzstress() {
         return
         ;;
     # Numbers and names of leads: neither a list nor files.
-    --leads | --fs | --uv-per-bit | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | --stage-leads | --ended | --symptoms | \
+    --leads | --fs | --uv-per-bit | --raw | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | --stage-leads | --ended | --symptoms | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
         --skip | --jobs | --timeout)
         return
@@ -44,14 +41,13 @@ _qzstress() {
         COMPREPLY=($(compgen -W "$values" -- "$word"))
     elif [[ $word == -* ]]; then
         case $command in
-        analyze) options="$reading $analysis --template-from --patient --anonymous --csv --every --json --wfdb-ann --export --double --report \
-            --strips --reference --angina --exercise-seconds --stages --protocol --exercise-start --bp --predicted \
-            --stage-leads --ended --symptoms --realtime --quiet" ;;
+        analyze) options="$reading $analysis $exercise --csv --every --json --wfdb-ann --export --double --report \
+            --strips --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
-            --motion-uv --st-uv --ectopy --lead-off" ;;
-        info) options=$reading ;;
-        evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet" ;;
-        batch) options="--out --jobs --timeout --quiet --" ;;
+            --motion-uv --st-uv --ectopy --lead-off --force" ;;
+        info) options="$reading --json" ;;
+        evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet --force" ;;
+        batch) options="$reading $analysis $exercise --out --jobs --timeout --keep --quiet" ;;
         esac
         COMPREPLY=($(compgen -W "$options --help" -- "$word"))
     else

@@ -13,15 +13,14 @@ constexpr int kScalesUvpb[] = {1, 2, 5, 10, 20, 50};
 
 }  // namespace
 
-int CheckedFs(double fs, const std::string& path) {
-    const std::string found = (std::ostringstream() << fs).str();
-    if (!(fs >= kLowestFs && fs <= kHighestFs)) {
+void SetRate(SourceInfo& info, double fs, const std::string& path) {
+    if (!(fs >= kLowestFs && fs <= kHighestStoredFs)) {
         throw HostError(path, "sampling rate: expected " + std::to_string(kLowestFs) + " to " +
-                                  std::to_string(kHighestFs) + " Hz, found " + found);
+                                  std::to_string(kHighestStoredFs) + " Hz, found " +
+                                  (std::ostringstream() << fs).str());
     }
-    if (fs != std::floor(fs))
-        throw HostError(path, "sampling rate: expected a whole number of Hz, found " + found);
-    return static_cast<int>(fs);
+    info.fs = std::min(static_cast<int>(std::ceil(fs)), kHighestFs);
+    info.storedHz = info.fs == fs ? 0 : fs;
 }
 
 double MicrovoltsPer(std::string_view unit) {

@@ -7,12 +7,13 @@
 
 #include "host/record/FrameSource.h"
 
-/// Sampling rates that the program is made for, Hz.
-constexpr int kLowestFs = 100, kHighestFs = 2000;
+/// Sampling rates that an analysis is made for, Hz, and the highest that is brought to one of them.
+constexpr int kLowestFs = 100, kHighestFs = 2000, kHighestStoredFs = 10000;
 
-/// The rate as a whole number of Hz. Throws HostError, naming the file, for a rate that is not whole or not
-/// within kLowestFs to kHighestFs.
-int CheckedFs(double fs, const std::string& path);
+/// Sets the rate of `info`. A rate that is no whole number, or above kHighestFs, becomes storedHz, and the
+/// next whole number, kHighestFs at most, the rate. Throws HostError, naming the file, outside kLowestFs to
+/// kHighestStoredFs.
+void SetRate(SourceInfo& info, double fs, const std::string& path);
 
 /// Microvolts in one physical unit ("mV"); 0 where the unit is not a voltage.
 double MicrovoltsPer(std::string_view unit);

@@ -21,6 +21,7 @@ std::string Extension(const std::string& path) {
 }  // namespace
 
 RecordFormat RecordFormatOf(const std::string& path) {
+    if (path == "-") throw HostError(path, "expected the name of a file to write");
     const std::string extension = Extension(path);
     if (extension == ".bdf") throw HostError(path, "expected .edf, .csv or a WFDB name: BDF is not written");
     if (extension == ".edf") return RecordFormat::Edf;
@@ -31,6 +32,11 @@ std::string RecordBase(const std::string& path) {
     const std::string extension = Extension(path);
     const bool tellsFormat = extension == ".edf" || extension == ".csv" || extension == ".hea";
     return path.substr(0, path.size() - (tellsFormat ? extension.size() : 0));
+}
+
+std::vector<std::string> RecordFiles(const std::string& path) {
+    if (RecordFormatOf(path) != RecordFormat::Wfdb) return {path};
+    return {RecordBase(path) + ".hea", RecordBase(path) + ".dat"};
 }
 
 std::unique_ptr<FrameSink> CreateRecord(const std::string& path, const SourceInfo& info) {

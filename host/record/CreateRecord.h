@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/record/FrameSink.h"
 #include "host/record/FrameSource.h"
@@ -14,6 +15,8 @@ enum class RecordFormat { Wfdb, Edf, Csv };
 RecordFormat RecordFormatOf(const std::string& path);
 /// The path without its ".edf", ".csv" or ".hea": files that belong to a recording are named after it.
 std::string RecordBase(const std::string& path);
+/// The files of a recording of this name.
+std::vector<std::string> RecordFiles(const std::string& path);
 
 /// A file for signals with these facts (name, fs, uVpb, leads, started, remarks; frames is not used). The
 /// name decides the format: ".edf" is EDF+, ".csv" is CSV in microvolts, all else is WFDB format 16 (PATH.hea

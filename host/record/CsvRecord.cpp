@@ -1,11 +1,17 @@
 #include "host/record/CsvRecord.h"
 
+#include <iconv.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <limits>
+#include <memory>
+#include <utility>
 
+#include "host/record/StartTime.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
 #include "host/support/Text.h"
@@ -24,10 +30,50 @@ std::string_view Trimmed(std::string_view text) {
 }
 
 /// True if the whole of `text` is a number, with or without a plus; puts it into `value`.
-bool ParseNumber(std::string_view text, double& value) {
+bool ParseNumber(std::string_view text, double& value, bool mayHaveComma = false) {
+    if (mayHaveComma && text.find(',') != std::string_view::npos) {
+        std::string withPoint(text);
+        withPoint[text.find(',')] = '.';
+        return ParseNumber(withPoint, value);
+    }
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc() && stop == text.data() + text.size() && std::isfinite(value);
+}
+
+/// True for a cell in which no value was measured.
+bool IsMissing(std::string_view text) {
+    for (const char* word : {"", "nan", "na", "null"})
+        if (EqualIgnoringCase(std::string(text), word)) return true;
+    return false;
+}
+
+/// The text in UTF-8, whichever of its encodings a byte order mark tells.
+InputFile OpenText(const std::string& path) {
+    InputFile file = InputFile::OfUser(path);
+    std::ifstream stream = file.Stream();
+    std::string block(1 << 16, '\0');
+    stream.read(block.data(), 2);
+    const bool isWide =
+        BytesRead(stream) == 2 && (block.starts_with("\xFF\xFE") || block.starts_with("\xFE\xFF"));
+    if (!isWide) return file;
+    const std::unique_ptr<void, int (*)(iconv_t)> converter(
+        iconv_open("UTF-8", block[0] == '\xFF' ? "UTF-16LE" : "UTF-16BE"), iconv_close);
+    Spool spool(path);
+    std::string converted(4 * block.size(), '\0');
+    std::size_t kept = 0;  // bytes of a character whose rest is to come
+    while (stream) {
+        stream.read(block.data() + kept, std::ssize(block) - static_cast<std::streamsize>(kept));
+        std::size_t left = kept + BytesRead(stream), room = converted.size();
+        char *in = block.data(), *out = converted.data();
+        if (iconv(converter.get(), &in, &left, &out, &room) == std::size_t(-1) && errno != EINVAL)
+            throw HostError(path, "expected UTF-16, as its byte order mark says, found what is none");
+        spool.Put(converted.data(), converted.size() - room);
+        std::copy_n(in, left, block.data());
+        kept = left;
+    }
+    if (kept > 0) throw HostError(path, "expected UTF-16, found half a character at the end");
+    return std::move(spool).Finish();
 }
 
 /// Cuts the unit in brackets off the end of a name and returns it; empty if there is none.
@@ -53,15 +99,17 @@ std::size_t FindSeparator(std::string_view text, char separator) {
 }  // namespace
 
 CsvRecord::CsvRecord(const std::string& path, const RecordOptions& options)
-    : m_path(path), m_file(InputFile(path).Stream()), m_buffer(kLongestLine + 2, '\0') {
-    m_info.name = OneLine(std::filesystem::path(path).stem().string());
+    : m_path(path), m_file(OpenText(path).Stream()), m_buffer(kLongestLine + 2, '\0') {
+    m_info.name = path == "-" ? "stdin" : OneLine(std::filesystem::path(path).stem().string());
     ReadHeader(options);
     const std::streampos firstFrame = m_file.tellg();
+    const long long headerLine = m_lineNumber;
     Survey(options);
     m_scalers.assign(m_info.leads.size(), SampleScaler(m_info.uVpb));
     m_file.clear();
     m_file.seekg(firstFrame);
-    m_lineNumber = 1;
+    m_lineNumber = headerLine;
+    for (Column& column : m_columns) column.missing = 0;
 }
 
 void CsvRecord::Fail(const std::string& message) const {
@@ -90,10 +138,27 @@ bool CsvRecord::TakeTimeColumn(const std::string& name, std::string_view unit) {
     return true;
 }
 
+void CsvRecord::TakeComment() {
+    const std::string_view text = Trimmed(m_line.substr(1));
+    double fs = 0;
+    if (text.starts_with(kCsvRateFact) && ParseNumber(Trimmed(text.substr(kCsvRateFact.size())), fs)) {
+        m_toldFs = fs;
+    } else if (text.starts_with(kCsvStartFact) &&
+               ParseStartTime(std::string(text.substr(kCsvStartFact.size())))) {
+        m_info.started = text.substr(kCsvStartFact.size());
+    } else if (!text.empty()) {
+        m_info.remarks.push_back(OneLine(text));
+    }
+}
+
 void CsvRecord::ReadHeader(const RecordOptions& options) {
-    if (!ReadLine()) Fail("expected a header line with the names of the leads, found the end");
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (m_line.starts_with(kByteOrderMark)) m_line.remove_prefix(kByteOrderMark.size());
+    while (true) {
+        if (!ReadLine()) Fail("expected a header line with the names of the leads, found the end");
+        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+        if (m_line.starts_with(kByteOrderMark)) m_line.remove_prefix(kByteOrderMark.size());
+        if (!m_line.starts_with('#')) break;
+        TakeComment();
+    }
     for (const char separator : {',', ';', '\t'})
         if (FindSeparator(m_line, separator) != std::string_view::npos) m_separator = separator;
     bool hasUnits = false, withNames = false;
@@ -109,26 +174,30 @@ void CsvRecord::ReadHeader(const RecordOptions& options) {
         double number = 0;
         withNames |= !lead.empty() && !ParseNumber(lead, number);
         if (m_columns.empty() && TakeTimeColumn(lead, unit)) {
-            m_columns.push_back({false, 0});
+            m_columns.push_back({.isLead = false});
         } else {
             const double uvPerUnit = unit.empty() ? options.uVpb : MicrovoltsPer(unit);
             if (lead.empty())
                 Fail("column " + std::to_string(m_columns.size() + 1) +
                      ": expected the name of a lead, found none");
-            if (uvPerUnit == 0)
+            if (uvPerUnit == 0 && unit.empty())
                 Fail("column " + Quote(lead) +
-                     (unit.empty() ? ": expected a unit, as in \"I (mV)\", or --uv-per-bit, found neither"
-                                   : ": expected a unit of voltage, found " + Quote(unit)));
-            hasUnits |= !unit.empty();
-            m_columns.push_back({true, uvPerUnit});
-            m_info.leads.push_back(lead);
+                     ": expected a unit, as in \"I (mV)\", or --uv-per-bit, found neither");
+            const bool isLead = uvPerUnit != 0;
+            hasUnits |= isLead && !unit.empty();
+            m_columns.push_back({.isLead = isLead, .uvPerUnit = uvPerUnit});
+            if (isLead)
+                m_info.leads.push_back(lead);
+            else
+                m_warnings.push_back(Quote(lead) + " left out: its unit " + Quote(unit) +
+                                     " is not a voltage");
         }
         if (m_columns.size() > kMostColumns)
             Fail("expected at most " + std::to_string(kMostColumns) + " columns, found more");
         if (end == std::string_view::npos) break;
         rest.remove_prefix(end + 1);
     }
-    if (m_info.leads.empty()) Fail("expected a lead, found none");
+    if (m_info.leads.empty()) Fail("expected a lead in a unit of voltage, found none");
     if (!withNames) Fail("expected the names of the leads, found numbers: a header line has to be put above");
     MakeUnique(m_info.leads);
     m_info.uVpb = hasUnits ? 0 : options.uVpb;
@@ -152,20 +221,34 @@ void CsvRecord::Survey(const RecordOptions& options) {
     if (m_info.frames == 0)
         throw HostError(m_path, "expected a line of samples after the header, found none");
     if (m_info.uVpb == 0) m_info.uVpb = FinestScale({lowestUv, highestUv});
-    double fs = options.fs;
+    double fs = options.fs > 0 ? options.fs : m_toldFs;
     if (fs == 0 && m_secondsPerTime > 0 && lastTime > m_firstTime) {
         fs = static_cast<double>(m_info.frames - 1) / (lastTime - m_firstTime);
         if (std::abs(fs - std::round(fs)) < kRateTolerance * fs) fs = std::round(fs);
     }
     if (fs == 0) throw HostError(m_path, "expected --fs or a first column of rising times, found neither");
-    m_info.fs = CheckedFs(fs, m_path);
+    SetRate(m_info, fs, m_path);
 }
 
-/// The next line that is not empty; false at the end.
+/// The value of a cell of a lead, or in one without a value the one held; false for other text.
+bool CsvRecord::TakeValue(Column& column, std::string_view field, double& value) const {
+    if (!IsMissing(field)) {
+        if (!ParseNumber(field, value, m_separator != ',')) return false;
+        // The survey keeps the first value of all, which is held until the reading comes to it.
+        const bool isSurvey = m_scalers.empty();
+        if (!std::exchange(column.isKnown, true) || !isSurvey) column.latest = value;
+        return true;
+    }
+    ++column.missing;
+    value = column.latest;
+    return true;
+}
+
+/// The next line that is neither empty nor a comment; false at the end.
 bool CsvRecord::ReadValues() {
     do {
         if (!ReadLine()) return false;
-    } while (Trimmed(m_line).empty());
+    } while (Trimmed(m_line).empty() || m_line.starts_with('#'));
     std::string_view rest = m_line;
     for (std::size_t i = 0; i < m_values.size(); ++i) {
         const std::size_t end = rest.find(m_separator);
@@ -173,8 +256,11 @@ bool CsvRecord::ReadValues() {
             Fail("expected " + std::to_string(m_values.size()) + " columns as in the header, found " +
                  std::to_string(std::count(m_line.begin(), m_line.end(), m_separator) + 1));
         const std::string_view field = Trimmed(rest.substr(0, end));
-        if (!ParseNumber(field, m_values[i]))
-            Fail("column " + std::to_string(i + 1) + ": expected a number, found " + Quote(field));
+        const bool isTime = i == 0 && m_secondsPerTime > 0;
+        const bool isRight = isTime                ? ParseNumber(field, m_values[i], m_separator != ',')
+                             : m_columns[i].isLead ? TakeValue(m_columns[i], field, m_values[i])
+                                                   : true;
+        if (!isRight) Fail("column " + std::to_string(i + 1) + ": expected a number, found " + Quote(field));
         if (end != std::string_view::npos) rest.remove_prefix(end + 1);
     }
     return true;
@@ -184,7 +270,8 @@ bool CsvRecord::ReadValues() {
 void CsvRecord::CheckTime() {
     if (m_secondsPerTime == 0 || m_lineOutOfPace > 0) return;
     const double seconds = m_values.front() * m_secondsPerTime - m_firstTime;
-    const double framesOff = seconds * m_info.fs - static_cast<double>(m_framesRead);
+    const double fs = m_info.storedHz > 0 ? m_info.storedHz : m_info.fs;
+    const double framesOff = seconds * fs - static_cast<double>(m_framesRead);
     if (std::abs(framesOff) > 1) m_lineOutOfPace = m_lineNumber;
 }
 
@@ -202,14 +289,23 @@ bool CsvRecord::Read(short* frame) {
 }
 
 std::vector<std::string> CsvRecord::Warnings() const {
-    std::vector<std::string> warnings;
+    std::vector<std::string> warnings = m_warnings;
     if (m_lineOutOfPace > 0)
         warnings.push_back("line " + std::to_string(m_lineOutOfPace) + ": its time is not that of frame " +
-                           "after frame at " + std::to_string(m_info.fs) + " Hz, times are not used");
-    for (std::size_t i = 0; i < m_scalers.size(); ++i)
-        if (m_scalers[i].Clipped() > 0)
-            warnings.push_back(Quote(m_info.leads[i]) + ": " + std::to_string(m_scalers[i].Clipped()) +
-                               " samples clipped at 16 bits");
+                           "after frame at " +
+                           (m_info.storedHz > 0 ? Number(m_info.storedHz, 3) : std::to_string(m_info.fs)) +
+                           " Hz, times are not used");
+    std::size_t lead = 0;
+    for (const Column& column : m_columns) {
+        if (!column.isLead) continue;
+        const auto warn = [&](long long count, const char* what) {
+            if (count > 0)
+                warnings.push_back(Quote(m_info.leads[lead]) + ": " + std::to_string(count) + what);
+        };
+        warn(column.missing, " cells without a value, value before held");
+        warn(m_scalers[lead].Clipped(), " samples clipped at 16 bits");
+        ++lead;
+    }
     return warnings;
 }
 

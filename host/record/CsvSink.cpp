@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "host/record/CsvRecord.h"
 #include "host/support/HostError.h"
 #include "host/support/Text.h"
 
@@ -34,25 +35,34 @@ std::string ColumnName(const std::string& lead) {
 }  // namespace
 
 CsvSink::CsvSink(const std::string& path, const SourceInfo& info)
-    : m_chn(info.leads.size()), m_uVpb(info.uVpb), m_decimals(DecimalsOf(info.uVpb)), m_file(path) {
+    : m_chn(info.leads.size()),
+      m_fs(info.fs),
+      m_uVpb(info.uVpb),
+      m_decimals(DecimalsOf(info.uVpb)),
+      m_file(path) {
     if (m_uVpb < kFinestUVpb) throw HostError(path, "expected a scale of at least 1e-6 uV per unit for CSV");
-    for (const std::string& lead : info.leads) {
-        if (!m_line.empty()) m_line += ',';
-        m_line += ColumnName(lead);
-    }
-    m_file.Stream() << m_line << "\n";
+    std::ostream& out = m_file.Stream();
+    out << "# " << kCsvRateFact << std::to_string(info.fs) << "\n";
+    if (!info.started.empty()) out << "# " << kCsvStartFact << info.started << "\n";
+    for (const std::string& remark : info.remarks) out << "# " << OneLine(remark) << "\n";
+    out << "time_s";
+    for (const std::string& lead : info.leads) out << ',' << ColumnName(lead);
+    out << "\n";
+}
+
+void CsvSink::PutNumber(double value, int decimals, char behind) {
+    char text[kLongestValue];
+    m_line.append(text,
+                  std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals).ptr);
+    m_line += behind;
 }
 
 void CsvSink::Write(const short* frame) {
     m_line.clear();
-    for (std::size_t lead = 0; lead < m_chn; ++lead) {
-        char text[kLongestValue];
-        const auto end = std::to_chars(text, text + sizeof text, frame[lead] * m_uVpb,
-                                       std::chars_format::fixed, m_decimals)
-                             .ptr;
-        m_line.append(text, end);
-        m_line += lead + 1 < m_chn ? ',' : '\n';
-    }
+    // Whole milliseconds where the rate has them, else microseconds.
+    PutNumber(static_cast<double>(m_frames++) / m_fs, 1000 % m_fs == 0 ? 3 : 6, ',');
+    for (std::size_t lead = 0; lead < m_chn; ++lead)
+        PutNumber(frame[lead] * m_uVpb, m_decimals, lead + 1 < m_chn ? ',' : '\n');
     m_file.Stream() << m_line;
     m_file.Check();
 }

@@ -1,8 +1,12 @@
-// CsvSink: a recording as text: a header line with names and units, "I (uV),II (uV)", and one line per frame
-// with the microvolts of each lead.
+// CsvSink: a recording as text, which CsvRecord reads again without being told anything.
 //
-// The values have as many decimals as the scale has, so that divided by it they give the sample again; the
-// file does not tell the sampling rate.
+//   # sampling_rate_hz: 500
+//   # started: 2021-02-28 23:59:58
+//   time_s,I (uV),II (uV)
+//   0.000,-12,34
+//
+// Where the start is not known its line is missing; remarks are comments too. The values have as many
+// decimals as the scale has, so that divided by it they give the sample again.
 #pragma once
 
 #include <string>
@@ -18,7 +22,11 @@ public:
     std::vector<PendingFile*> Finish() override { return {&m_file}; }
 
 private:
+    void PutNumber(double value, int decimals, char behind);
+
     std::size_t m_chn;
+    int m_fs;
+    long long m_frames = 0;
     double m_uVpb;
     int m_decimals;
     PendingFile m_file;

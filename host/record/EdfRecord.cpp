@@ -22,6 +22,7 @@ constexpr long long kFixedHeaderBytes = 256, kSignalHeaderBytes = 256;
 constexpr long long kMostRecords = 100'000'000;
 constexpr long long kMostSamples = 10'000'000;  // of a signal in a data record
 constexpr long long kUnknownRecords = -1;
+constexpr std::size_t kRecordsAt = 236, kRecordsWidth = 8;  // their number in the header, bytes
 
 struct Lead {
     int signal = 0;  // as EDFlib counts
@@ -48,17 +49,36 @@ std::optional<long long> HeaderNumber(const std::string& header, std::size_t fro
     return value;
 }
 
-/// Refuses a file of the wrong length, the usual fault, for which EDFlib only says that the file has errors.
-/// Returns the number of signals, annotation signals included.
-long long CheckLength(const InputFile& input) {
-    const std::string& path = input.Path();
+/// A copy of the file as EDFlib wants it: with `records` data records by its header and by its length.
+InputFile Mended(const InputFile& input, long long records, long long bytes) {
+    std::ifstream file = input.Stream();
+    Spool spool(input.Path());
+    std::string block(1 << 16, '\0');
+    for (bool isFirst = true; bytes > 0; isFirst = false) {
+        file.read(block.data(), std::min<std::streamsize>(std::ssize(block), bytes));
+        const std::size_t count = BytesRead(file);
+        if (count == 0) throw HostError(input.Path(), "cannot be read to its end");
+        std::string digits = std::to_string(records);
+        if (isFirst)
+            block.replace(kRecordsAt, kRecordsWidth, digits.append(kRecordsWidth - digits.size(), ' '));
+        spool.Put(block.data(), count);
+        bytes -= static_cast<long long>(count);
+    }
+    return std::move(spool).Finish();
+}
+
+/// Mends a file of the wrong length, the usual fault, for which EDFlib only says that the file has errors,
+/// and adds a warning then. Returns the number of signals, annotation signals included.
+long long CheckLength(InputFile& input, std::vector<std::string>& warnings) {
+    const std::string path = input.Path();
     std::ifstream file = input.Stream();
     std::string header(kFixedHeaderBytes, '\0');
     if (!file.read(header.data(), kFixedHeaderBytes))
         throw HostError(path, "expected an EDF header of 256 bytes, found " +
                                   std::to_string(std::max<std::streamsize>(0, file.gcount())));
     const bool isBdf = static_cast<unsigned char>(header[0]) == 0xFF;
-    const auto records = HeaderNumber(header, 236, 8), signals = HeaderNumber(header, 252, 4);
+    const auto records = HeaderNumber(header, kRecordsAt, kRecordsWidth),
+               signals = HeaderNumber(header, 252, 4);
     if (!signals || *signals < 1 || *signals > EDFLIB_MAXSIGNALS)
         throw HostError(path, "expected an EDF header with 1 to " + std::to_string(EDFLIB_MAXSIGNALS) +
                                   " signals at byte 252, found " + Quote(Trimmed(header.substr(252, 4))));
@@ -83,21 +103,27 @@ long long CheckLength(const InputFile& input) {
     const long long headerBytes = kFixedHeaderBytes + *signals * kSignalHeaderBytes;
     const long long size = input.Bytes();
     const long long whole = (size - headerBytes) / recordBytes;
-    const std::string remedy = ": EDF files must be whole; it would be with \"" + std::to_string(whole) +
-                               "\" as the number of data records at byte 236 and " +
-                               std::to_string(headerBytes + whole * recordBytes) + " bytes";
-    if (records && *records == kUnknownRecords && whole > 0)
-        throw HostError(path,
-                        "expected the number of data records, found -1 as in a recording that was not "
-                        "closed" +
-                            remedy);
-    if (!records || *records < 1 || *records > kMostRecords)
+    const bool isUnknown = records && *records == kUnknownRecords;
+    if (!isUnknown && (!records || *records < 1 || *records > kMostRecords))
         throw HostError(path, "expected the number of data records at byte 236, found " +
-                                  Quote(Trimmed(header.substr(236, 8))));
-    if (const long long expected = headerBytes + *records * recordBytes; size != expected)
-        throw HostError(path, std::string(size < expected ? "ends early" : "goes on behind its end") +
-                                  ": expected " + std::to_string(expected) + " bytes, found " +
-                                  std::to_string(size) + (whole > 0 ? remedy : ""));
+                                  Quote(Trimmed(header.substr(kRecordsAt, kRecordsWidth))));
+    const long long held = isUnknown ? whole : std::min(whole, *records);
+    const long long expected = headerBytes + held * recordBytes;
+    if (held < 1)
+        throw HostError(path, "ends early: expected a data record of " + std::to_string(recordBytes) +
+                                  " bytes behind the header, found " + std::to_string(size - headerBytes));
+    std::string fault;
+    if (isUnknown) {
+        fault = "was not closed: its length is not in its header, read to the last whole data record";
+    } else if (held < *records) {
+        fault = "ends early: " + std::to_string(held) + " of " + std::to_string(*records) + " data records";
+    } else if (size > expected) {
+        fault = "goes on behind its end: the last " + std::to_string(size - expected) + " bytes are left out";
+    }
+    if (!fault.empty()) {
+        warnings.push_back(fault);
+        input = Mended(input, held, expected);
+    }
     return *signals;
 }
 
@@ -132,7 +158,7 @@ struct EdfRecord::State {
         if (handle >= 0) edfclose_file(handle);
     }
 
-    explicit State(const std::string& file) : input(file), path(file) {}
+    explicit State(const std::string& file) : input(InputFile::OfUser(file)), path(file) {}
     State(const State&) = delete;
     State& operator=(const State&) = delete;
 
@@ -180,7 +206,7 @@ std::vector<double> EdfRecord::State::UsedExtremes() {
 }
 
 EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(path)) {
-    const long long signals = CheckLength(m_state->input);
+    const long long signals = CheckLength(m_state->input, m_state->warnings);
     const auto header = std::make_unique<edf_hdr_struct>();  // too large for a stack
     const auto open = [&](int annotations) {
         return edfopen_file_readonly(m_state->input.OpenName().c_str(), header.get(), annotations) == 0;
@@ -229,7 +255,7 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
         throw HostError(path, "expected an ECG signal, found no signal in a unit of voltage");
     MakeUnique(m_info.leads);
     m_info.name = OneLine(std::filesystem::path(path).stem().string());
-    m_info.fs = CheckedFs(fs, path);
+    SetRate(m_info, fs, path);
     m_info.uVpb = FinestScale(extremesUv);
     if (m_info.uVpb > 1 &&
         (header->filetype == EDFLIB_FILETYPE_BDF || header->filetype == EDFLIB_FILETYPE_BDFPLUS))

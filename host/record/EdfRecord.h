@@ -4,10 +4,11 @@
 // the first get a number. Signals of another unit or rate than the first lead's are left out with a warning.
 // All come to one scale: the finest of 1, 2, 5, 10, 20 and 50 uV per unit at which the physical ranges of all
 // leads fit into 16 bits, or in BDF the ranges that they use: those of its 24 bits are mostly there for what
-// the electrodes add. Refused, with a HostError: files that are not whole, discontinuous ones, rates that are
-// no whole number of Hz. EDFlib keeps a list of its open files: these objects are made and destroyed on one
-// thread. The format is described in Kemp et al., Electroenceph clin
-// Neurophysiol 1992; 82: 391-393, EDF+ in Kemp, Olivan, Clin Neurophysiol 2003; 114: 1755-1761.
+// the electrodes add. A file that ends early, or whose header does not know its length, is read up to its
+// last whole data record, with a warning. Refused, with a HostError: discontinuous files. EDFlib keeps a list
+// of its open files: these objects are made and destroyed on one thread. The format is described in Kemp et
+// al., Electroenceph clin Neurophysiol 1992; 82: 391-393, EDF+ in Kemp, Olivan, Clin Neurophysiol 2003; 114:
+// 1755-1761.
 #pragma once
 
 #include <memory>

@@ -52,7 +52,7 @@ EdfSink::EdfSink(const std::string& path, const SourceInfo& info)
 }
 
 void EdfSink::Need(int answer, const char* what) const {
-    if (answer != 0) throw HostError(m_path, std::string(what) + ": is the disk full?");
+    if (answer != 0) throw WriteError(m_path, std::string(what) + ": is the disk full?");
 }
 
 void EdfSink::DescribeSignals(const SourceInfo& info) {

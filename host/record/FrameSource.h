@@ -21,13 +21,14 @@ struct SourceInfo {
     long long frames = 0;              // frames announced; 0 where the source does not know
     std::string started;               // first frame, "YYYY-MM-DD hh:mm:ss" or "hh:mm:ss", empty if unknown
     std::vector<std::string> remarks;  // what else the file says of patient and recording, one line each
+    double storedHz = 0;               // rate of the frames in the file, if OpenRecord changes it; else 0
     unsigned framesPerMark = 1;        // frames that an annotation of the recording counts as one
     Patient patient = {};
     std::vector<Note> notes = {};  // that the file itself holds, in order of time
 
     double SecondsOf(long long frameCount) const { return static_cast<double>(frameCount) / fs; }
     /// Steps per second in which the annotations of the recording count.
-    double AnnotationHz() const { return static_cast<double>(fs) / framesPerMark; }
+    double AnnotationHz() const { return (storedHz > 0 ? storedHz : fs) / framesPerMark; }
 };
 
 /// Reads forward only. One object belongs to one thread.

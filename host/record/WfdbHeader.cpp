@@ -27,7 +27,9 @@ constexpr long long kMaxFrames = 40'000'000'000;
 constexpr int kMaxResolutionBits = 32;
 constexpr long long kMaxCount = std::numeric_limits<long long>::max();
 constexpr const char* kBlanks = " \t\r";  // '\r' ends the lines of some headers
-constexpr WfdbFormat kFormats[] = {{16, 16}, {24, 24}, {32, 32}, {80, 8}, {212, 12}};
+constexpr WfdbFormat kFormats[] = {{8, 16, 1, 1},   {16, 16, 2, 1}, {24, 24, 3, 1},  {32, 32, 4, 1},
+                                   {61, 16, 2, 1},  {80, 8, 1, 1},  {160, 16, 2, 1}, {212, 12, 3, 2},
+                                   {310, 10, 4, 3}, {311, 10, 4, 3}};
 
 std::string_view Trimmed(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
@@ -180,7 +182,8 @@ WfdbFormat TakeFormat(LineParser& line, WfdbHeaderKind kind) {
     for (const WfdbFormat& format : kFormats) {
         if (format.code == code) return format;
     }
-    line.Fail("unknown format " + std::to_string(code) + ": expected 16, 24, 32, 80 or 212");
+    line.Fail("unknown format " + std::to_string(code) +
+              ": expected 8, 16, 24, 32, 61, 80, 160, 212, 310 or 311");
 }
 
 /// gain[(baseline)][/units]. The baseline is empty where the header leaves it to the ADC zero.
@@ -214,9 +217,9 @@ std::optional<int> ParseCalibration(LineParser& line, WfdbSignal& signal) {
     if (!line.NextField()) return baseline;
     signal.resolutionBits = line.WholeInteger("ADC resolution", 0, kMaxResolutionBits);
     if (!line.NextField()) return baseline;
-    signal.adcZero = line.WholeInteger("ADC zero");
+    signal.adcZero = signal.initial = line.WholeInteger("ADC zero");
     if (!line.NextField()) return baseline;
-    line.WholeInteger("initial value");
+    signal.initial = line.WholeInteger("initial value");
     if (!line.NextField()) return baseline;
     // Some programs write the checksum signed, others unsigned: the 16 bits are the same.
     signal.checksum = static_cast<std::uint16_t>(line.WholeInteger("checksum", INT16_MIN, UINT16_MAX));

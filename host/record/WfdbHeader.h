@@ -11,11 +11,14 @@
 
 #include "host/record/Patient.h"
 
-/// A signal file's way of storing samples. The lowest value of its width marks a sample that is not valid.
-/// Code 0, without samples, stands only in a layout.
+/// A signal file's way of storing samples. The lowest value of its width marks a sample that is not valid,
+/// but for format 8, which stores differences. Code 0, without samples, stands only in a layout.
 struct WfdbFormat {
-    int code = 0;  // as the header names it
-    int bits = 0;  // of one sample
+    int code = 0;          // as the header names it
+    int bits = 0;          // of one sample
+    int groupBytes = 0;    // samples are stored in groups of so many bytes,
+    int groupSamples = 1;  // which hold so many samples
+    bool IsDifference() const { return code == 8; }
     long long Lowest() const { return bits > 0 ? -(1LL << (bits - 1)) : 0; }
 };
 
@@ -30,6 +33,7 @@ struct WfdbSignal {
     double uvPerUnit = 0;       // microvolts per ADC unit
     int baseline = 0;           // ADC value of 0 microvolts
     int resolutionBits = 0;     // 0: not known
+    int initial = 0;            // value that the differences of format 8 begin from
     int adcZero = 0;            // ADC value in the middle of its range
     std::optional<std::uint16_t> checksum;
     std::string units = "mV";

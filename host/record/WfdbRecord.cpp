@@ -1,6 +1,7 @@
 #include "host/record/WfdbRecord.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -22,8 +23,13 @@ constexpr long long kMaxCount = std::numeric_limits<long long>::max();
 
 /// A signal while it is read.
 struct Signal : WfdbSignal {
-    explicit Signal(const WfdbSignal& header) : WfdbSignal(header) {}
+    explicit Signal(const WfdbSignal& header) : WfdbSignal(header), level(header.initial) {}
 
+    /// The sample that a stored value tells: in format 8 it is the difference to the one before.
+    long long Sample(long long stored) { return format.IsDifference() ? level += stored : stored; }
+    bool IsInvalid(long long sample) const { return !format.IsDifference() && sample == format.Lowest(); }
+
+    long long level = 0;        // of format 8, the latest sample
     std::uint16_t sum = 0;      // of the stored samples, modulo 65536
     short previous = 0;         // shown again in the place of samples that are not valid
     long long invalid = 0;      // samples that were not valid
@@ -63,12 +69,15 @@ public:
     const std::string& Path() const { return m_path; }
     /// How many whole frames of so many samples the file holds.
     long long Frames(long long samples) const {
-        const long long bitsPerFrame = samples * m_format.bits;
-        const long long frames = bitsPerFrame > 0 ? m_bytes * 8 / bitsPerFrame : 0;
+        // Of a pair of format 212 the first sample is there with two bytes; other groups are whole.
+        const bool hasHalfPair = m_format.code == 212 && m_bytes % m_format.groupBytes == 2;
+        const long long held = m_bytes / m_format.groupBytes * m_format.groupSamples + (hasHalfPair ? 1 : 0);
+        const long long frames = held / samples;
         if (frames == 0) {
-            throw HostError(m_path, "expected at least one frame of " +
-                                        std::to_string((bitsPerFrame + 7) / 8) + " bytes, found " +
-                                        std::to_string(m_bytes));
+            const long long bytes =
+                (samples * m_format.groupBytes + m_format.groupSamples - 1) / m_format.groupSamples;
+            throw HostError(m_path, "expected at least one frame of " + std::to_string(bytes) +
+                                        " bytes, found " + std::to_string(m_bytes));
         }
         return frames;
     }
@@ -77,26 +86,64 @@ public:
         m_stream.clear();
         m_stream.seekg(m_byteOffset);
         m_next = m_filled = 0;
-        m_pairHigh = -1;
+        m_groupNext = m_groupSize = 0;
     }
 
+    /// The next value as it is stored.
     long long Next() {
-        const long long first = NextByte();
-        if (m_format.bits == 8) return first + m_format.Lowest();  // offset binary
-        if (m_format.bits != 12) {
-            long long raw = first;
-            for (int shift = 8; shift < m_format.bits; shift += 8) raw |= NextByte() << shift;
-            return SignExtended(raw);
+        if (m_groupNext == m_groupSize) {
+            m_groupNext = 0;
+            ReadGroup();
         }
-        // Format 212 packs two samples into three bytes: the low eight bits of the first, the high four of
-        // both (the first's in the low half), the low eight of the second. Pairs run on across frames.
-        if (m_pairHigh >= 0) return SignExtended(first | std::exchange(m_pairHigh, -1) << 8);
-        const long long high = NextByte();
-        m_pairHigh = high >> 4;
-        return SignExtended(first | (high & 0x0F) << 8);
+        return m_group[m_groupNext++];
     }
 
 private:
+    /// Reads the samples that share bytes, one in most formats.
+    void ReadGroup() {
+        m_groupSize = static_cast<std::size_t>(m_format.groupSamples);
+        const auto word = [&](int bytes) {  // low byte first
+            long long raw = 0;
+            for (int shift = 0; shift < 8 * bytes; shift += 8) raw |= NextByte() << shift;
+            return raw;
+        };
+        switch (m_format.code) {
+            case 8: m_group[0] = static_cast<signed char>(NextByte()); break;
+            case 61: {  // high byte first
+                const long long high = NextByte();
+                m_group[0] = SignExtended(high << 8 | NextByte());
+                break;
+            }
+            case 80:  // offset binary
+            case 160: m_group[0] = word(m_format.groupBytes) + m_format.Lowest(); break;
+            case 212: {
+                // Two samples in three bytes: the low eight bits of the first, the high four of both (the
+                // first's in the low half), the low eight of the second, which a file need not have.
+                const long long both = word(2);
+                m_group[0] = SignExtended(both & 0xFFF);
+                m_groupSize = IsAtEnd() ? 1 : 2;
+                if (m_groupSize == 2) m_group[1] = SignExtended(NextByte() | (both >> 12) << 8);
+                break;
+            }
+            case 310: {
+                // Two words: bits 1 to 10 of each are a sample, bits 11 to 15 of both the third, low half
+                // first.
+                const long long first = word(2), second = word(2);
+                m_group[0] = SignExtended(first >> 1 & 0x3FF);
+                m_group[1] = SignExtended(second >> 1 & 0x3FF);
+                m_group[2] = SignExtended(first >> 11 | (second >> 11) << 5);
+                break;
+            }
+            case 311: {
+                const long long all = word(4);
+                for (int i = 0; i < 3; ++i)
+                    m_group[static_cast<std::size_t>(i)] = SignExtended(all >> 10 * i & 0x3FF);
+                break;
+            }
+            default: m_group[0] = SignExtended(word(m_format.groupBytes)); break;
+        }
+    }
+    bool IsAtEnd() { return m_next == m_filled && m_stream.peek() == std::ifstream::traits_type::eof(); }
     long long NextByte() {
         if (m_next == m_filled) {
             m_stream.read(m_buffer.data(), std::ssize(m_buffer));
@@ -116,14 +163,15 @@ private:
     std::ifstream m_stream;
     long long m_bytes = 0;  // from the first sample to the end of the file
     std::vector<char> m_buffer;
-    std::size_t m_next = 0;     // in m_buffer
-    std::size_t m_filled = 0;   // bytes in m_buffer
-    long long m_pairHigh = -1;  // high bits of the second sample of a pair; -1: a pair begins
+    std::size_t m_next = 0;              // in m_buffer
+    std::size_t m_filled = 0;            // bytes in m_buffer
+    std::array<long long, 3> m_group{};  // samples of the latest group
+    std::size_t m_groupNext = 0, m_groupSize = 0;
 };
 
 /// The sample on the common scale. An invalid sample repeats the one before it, at the start the baseline.
 short Convert(Signal& signal, long long stored, double uVpb) {
-    if (stored == signal.format.Lowest()) {
+    if (signal.IsInvalid(stored)) {
         ++signal.invalid;
         return signal.previous;
     }
@@ -191,14 +239,15 @@ std::vector<double> WfdbRecord::State::UsedExtremes() {
     for (long long frame = 0; frame < storedFrames; ++frame) {
         for (std::size_t i = 0; i < signals.size(); ++i) {
             for (unsigned sample = 0; sample < signals[i].samplesPerFrame; ++sample) {
-                const long long stored = files[fileOf[i]].Next();
-                if (stored == signals[i].format.Lowest()) continue;
+                const long long stored = signals[i].Sample(files[fileOf[i]].Next());
+                if (signals[i].IsInvalid(stored)) continue;
                 ranges[i].lowest = std::min(ranges[i].lowest, stored);
                 ranges[i].highest = std::max(ranges[i].highest, stored);
             }
         }
     }
     for (SignalFile& file : files) file.Rewind();
+    for (Signal& signal : signals) signal.level = signal.initial;
     std::vector<double> extremesUv;
     for (std::size_t i = 0; i < signals.size(); ++i) {
         if (!signals[i].isEcg || ranges[i].lowest > ranges[i].highest) continue;
@@ -242,7 +291,7 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
     }
     if (m_info.leads.empty())
         throw HostError(path, "expected an ECG signal, found no signal in a unit of voltage");
-    m_info.fs = CheckedFs(header.fs * m_state->samplesPerFrame, path);
+    SetRate(m_info, header.fs * m_state->samplesPerFrame, path);
     m_info.framesPerMark = m_state->samplesPerFrame;
     if (m_state->maxSkew > 0 && m_state->samplesPerFrame > 1)
         throw HostError(path, "expected no skew with several samples per frame, found " +
@@ -278,7 +327,7 @@ void WfdbRecord::State::ReadStored(double uVpb) {
         SignalFile& file = files[fileOf[i]];
         std::size_t slot = lead;
         for (unsigned sample = 0; sample < signal.samplesPerFrame; ++sample, slot += leads) {
-            const long long stored = file.Next();
+            const long long stored = signal.Sample(file.Next());
             signal.sum =
                 static_cast<std::uint16_t>(signal.sum + static_cast<std::uint16_t>(stored));  // wraps
             if (!signal.isEcg) continue;

@@ -57,6 +57,7 @@ WfdbSegments::WfdbSegments(const std::string& path, WfdbHeader header)
         for (std::string& file : record.Files()) m_files.push_back(std::move(file));
         if (m_info.leads.empty()) {
             m_info.fs = info.fs;
+            m_info.storedHz = info.storedHz;
             m_info.framesPerMark = info.framesPerMark;
         }
         if (info.fs != m_info.fs || own.fs != header.fs)

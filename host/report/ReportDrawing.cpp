@@ -12,9 +12,11 @@ namespace {
 
 struct Kind {
     const char* ending;
+    std::string_view beginning;  // of every such file
     void (*write)(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings);
 };
-constexpr std::array kKinds{Kind{".pdf", WritePdf}, Kind{".png", WritePng}, Kind{".html", WriteHtml}};
+constexpr std::array kKinds{Kind{".pdf", "%PDF-", WritePdf}, Kind{".png", "\x89PNG", WritePng},
+                            Kind{".html", "<!DOCTYPE html>", WriteHtml}};
 
 const Kind& FindKind(const std::string& path) {
     const std::string ending = std::filesystem::path(path).extension().string();
@@ -27,6 +29,8 @@ const Kind& FindKind(const std::string& path) {
 
 void CheckReportName(const std::string& path) { FindKind(path); }
 
+std::string_view ReportBeginning(const std::string& path) { return FindKind(path).beginning; }
+
 void WriteReport(PendingFile& file, const ReportData& data) {
     const Kind& kind = FindKind(file.Path());
     const Findings findings(data);
@@ -34,6 +38,6 @@ void WriteReport(PendingFile& file, const ReportData& data) {
         kind.write(file.Stream(), LayOutPages(findings), findings);
     } catch (const std::runtime_error& error) {
         file.Check();  // a full disk gets its own message
-        throw HostError(file.Path(), std::string("the report cannot be drawn: ") + error.what());
+        throw WriteError(file.Path(), std::string("the report cannot be drawn: ") + error.what());
     }
 }

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "host/report/ReportData.h"
 #include "host/support/PendingFile.h"
@@ -23,4 +24,6 @@
 void CheckReportName(const std::string& path);
 
 /// The caller commits. Throws HostError where the kind is unknown or the file cannot be written.
+/// What a report of this name begins with, by its ending. Throws HostError as CheckReportName.
+std::string_view ReportBeginning(const std::string& path);
 void WriteReport(PendingFile& file, const ReportData& data);

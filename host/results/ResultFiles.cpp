@@ -63,6 +63,12 @@ Json BeatJson(const StressResult& result) {
             {"latest_uv", latest}};
 }
 
+Json OptionsJson(const GivenOptions& options) {
+    Json all = Json::object();
+    for (const auto& [name, value] : options) all[name] = value;
+    return all;
+}
+
 Json SpansJson(const std::vector<Span>& spans) {
     Json all = Json::array();
     for (const Span& span : spans) all.push_back({{"from_s", span.fromSeconds}, {"to_s", span.toSeconds}});
@@ -273,7 +279,8 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
     const SourceInfo& source = result.source;
     const Json summary = {
         {"schema", kResultSchema},
-        {"program", "qzstress " QZSTRESS_VERSION},
+        {"program", kProgram},
+        {"options", OptionsJson(result.options)},
         {"interrupted", result.interrupted},
         {"record",
          {{"name", source.name},
@@ -339,4 +346,24 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
         return row;
     });
     out << "\n}\n";
+}
+
+void WriteInfoJson(std::ostream& out, const FrameSource& source) {
+    const SourceInfo& info = source.Info();
+    const bool isLong = info.frames > 0;
+    const Json json{{"schema", "qzstress-info-1"},
+                    {"program", kProgram},
+                    {"name", info.name},
+                    {"started", info.started},
+                    {"length_s", isLong ? Json(info.SecondsOf(info.frames)) : Json()},
+                    {"frames", isLong ? Json(info.frames) : Json()},
+                    {"sampling_rate_hz", info.fs},
+                    {"uv_per_unit", info.uVpb},
+                    {"leads", info.leads},
+                    {"format", source.Describe()},
+                    {"patient", PatientJson(info)},
+                    {"remarks", info.remarks},
+                    {"warnings", source.Warnings()},
+                    {"files", source.Files()}};
+    out << json.dump(1, ' ', false, Json::error_handler_t::replace) << "\n";
 }

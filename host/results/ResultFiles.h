@@ -1,6 +1,9 @@
 // ResultFiles: an analysis as files for other programs.
 #pragma once
 
+#include <ostream>
+
+#include "host/record/FrameSource.h"
 #include "host/results/Exercise.h"
 #include "host/results/StressResult.h"
 #include "host/support/PendingFile.h"
@@ -14,6 +17,12 @@ void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everyS
 /// Value of the member "schema" of a result.
 inline constexpr const char* kResultSchema = "qzstress-result-1";
 
+/// Value of the member "program": which version made it.
+inline constexpr const char* kProgram = "qzstress " QZSTRESS_VERSION;
+
 /// Everything that the analysis found, as JSON with the schema kResultSchema (docs/schema). The caller
 /// commits.
 void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise);
+
+/// What a recording holds, as JSON with the schema "qzstress-info-1".
+void WriteInfoJson(std::ostream& out, const FrameSource& source);

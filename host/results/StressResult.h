@@ -8,6 +8,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/record/Annotations.h"
@@ -87,8 +88,12 @@ struct BeatsThen {
     std::vector<std::vector<float>> uV;  // [lead][sample] at the positions of the first learned beat
 };
 
+/// Names and values of options as the command line gave them; the value of a flag is "true".
+using GivenOptions = std::vector<std::pair<std::string, std::string>>;
+
 struct StressResult {
     SourceInfo source;
+    GivenOptions options;      // of the analysis
     std::string conditioning;  // filters in words
     int mainsHz = 0;           // taken out; 0: none
     int measuredMainsHz = 0;   // stands out in the first seconds of the source; 0: none

@@ -21,9 +21,13 @@ std::vector<Annotation> BeatAnnotations(const std::vector<SimulatedBeat>& beats)
 
 }  // namespace
 
-std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOptions& options) {
+std::vector<std::string> Simulate(const std::string& out, const SimulatedTestOptions& options, bool force) {
     SimulatedTest test(options);
     const std::string base = RecordBase(out);
+    std::vector<std::string> names = RecordFiles(out);
+    names.insert(names.end(), {base + ".atr", base + ".truth.json"});
+    for (const std::string& name : names)
+        if (!force) PendingFile::RefuseReplacing(name);
     const Interrupt interrupt;
     const std::unique_ptr<FrameSink> record = CreateRecord(out, test.Info());
     PendingFile beats(base + ".atr"), truth(base + ".truth.json");

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -31,14 +32,61 @@ InputFile::InputFile(const std::string& folder, const std::string& name)
         throw HostError(m_path, "expected a file in the folder of the header, found a link out of it");
 }
 
+InputFile InputFile::OfUser(const std::string& path) {
+    if (!IsPipe(path)) return InputFile(path);
+    const FileHandle from = OpenPipe(path);
+    Spool spool(path);
+    std::string block(1 << 16, '\0');
+    while (true) {
+        const ssize_t count = read(from.Value(), block.data(), block.size());
+        if (count < 0)
+            throw HostError(path, std::string("cannot be read to its end: ") + std::strerror(errno));
+        if (count == 0) return std::move(spool).Finish();
+        spool.Put(block.data(), static_cast<std::size_t>(count));
+    }
+}
+
+bool IsPipe(const std::string& path) {
+    std::error_code unknown;
+    return path == "-" || fs::is_fifo(path, unknown);
+}
+
+FileHandle OpenPipe(const std::string& path) {
+    FileHandle handle(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
+    if (!handle.IsOpen()) throw HostError(path, std::string("cannot be opened: ") + std::strerror(errno));
+    return handle;
+}
+
+Spool::Spool(std::string path) : m_path(std::move(path)) {
+    std::string name = (fs::temp_directory_path() / "qzstress-XXXXXX").string();
+    m_handle = FileHandle(mkostemp(name.data(), O_CLOEXEC));
+    if (!m_handle.IsOpen())
+        throw HostError(name, std::string("a temporary file cannot be created: ") + std::strerror(errno));
+    unlink(name.c_str());
+}
+
+void Spool::Put(const char* bytes, std::size_t count) {
+    while (count > 0) {
+        const ssize_t written = write(m_handle.Value(), bytes, count);
+        if (written < 0)
+            throw HostError(m_path,
+                            std::string("cannot be kept in a temporary file: ") + std::strerror(errno));
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
+        m_bytes += written;
+    }
+}
+
+InputFile Spool::Finish() && { return {std::move(m_path), std::move(m_handle), m_bytes}; }
+
 std::string ReadText(const std::string& path, long long mostBytes) {
     const auto refuse = [&](const std::string& found) {
         throw HostError(path,
                         "expected a text of at most " + std::to_string(mostBytes) + " bytes, found " + found);
     };
     std::ifstream stream;
-    if (path == "/dev/stdin") {
-        stream.open(path, std::ios::binary);
+    if (path == "/dev/stdin" || path == "-") {
+        stream.open("/dev/stdin", std::ios::binary);
     } else {
         const InputFile file(path);
         if (file.Bytes() > mostBytes) refuse(std::to_string(file.Bytes()));

@@ -13,8 +13,6 @@
 #include <thread>
 #include <utility>
 
-#include "host/support/HostError.h"
-
 namespace fs = std::filesystem;
 
 namespace {
@@ -56,6 +54,13 @@ bool IsOpenAlready(const std::string& path) {
 }  // namespace
 
 PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
+    if (m_path == "-") {
+        if (!Targets().insert(m_path).second) throw HostError(m_path, "two outputs have this name");
+        m_target = m_path;
+        m_openName = "/dev/stdout";
+        m_stream.open(m_openName, std::ios::binary | std::ios::app);
+        return;
+    }
     // A folder of this name would only refuse the renaming at the end, after all the work.
     std::error_code unknown;
     const fs::file_status before = fs::status(m_path, unknown);
@@ -74,13 +79,13 @@ PendingFile::PendingFile(std::string path) : m_path(std::move(path)) {
     if (m_stream) return;
     const std::string reason = std::strerror(errno);
     Discard();
-    throw HostError(m_path, "cannot be created: " + reason);
+    throw WriteError(m_path, "cannot be created: " + reason);
 }
 
 PendingFile::~PendingFile() { Discard(); }
 
 void PendingFile::Discard() {
-    if (!m_temporary.IsOpen()) return;
+    if (!m_temporary.IsOpen() && m_target != "-") return;
     Targets().erase(m_target);
     if (!m_temporaryPath.empty()) unlink(m_temporaryPath.c_str());
 }
@@ -89,7 +94,7 @@ void PendingFile::CreateTemporary() {
     std::string name = TargetFolder() + "/.qzstress-XXXXXX";
     m_temporary = FileHandle(mkostemp(name.data(), O_CLOEXEC));  // exclusively, rights 0600
     if (!m_temporary.IsOpen())
-        throw HostError(m_path, std::string("cannot be created: ") + std::strerror(errno));
+        throw WriteError(m_path, std::string("cannot be created: ") + std::strerror(errno));
     m_temporaryPath = std::move(name);
     m_openName = m_temporary.Name();
 }
@@ -98,6 +103,17 @@ void PendingFile::RefuseOverwriting(const std::vector<std::string>& files) {
     for (const std::string& path : files)
         if (Targets().count(CanonicalName(path)) > 0)
             throw HostError(path, "is read from, and cannot be written to as well");
+}
+
+void PendingFile::RefuseReplacing(const std::string& path, std::string_view beginning) {
+    std::error_code unknown;
+    if (!fs::is_regular_file(path, unknown) || IsOpenAlready(path) || fs::is_empty(path, unknown)) return;
+    std::string found(beginning.size(), '\0');
+    std::ifstream(path, std::ios::binary).read(found.data(), std::ssize(found));
+    if (beginning.empty() || found != beginning)
+        throw HostError(path, std::string("is there already") +
+                                  (beginning.empty() ? "" : ", and is no earlier result of this kind") +
+                                  ": --force replaces it");
 }
 
 std::string PendingFile::CanonicalName(const std::string& path) {
@@ -115,7 +131,14 @@ std::set<std::string>& PendingFile::Targets() {
 }
 
 void PendingFile::Check() const {
-    if (!m_stream) throw HostError(m_path, "cannot be written to its end: is the disk full?");
+    if (m_stream) return;
+    // The stream does not keep the reason, but one more byte is refused for the same.
+    const bool isRefused = m_temporary.IsOpen() &&
+                           pwrite(m_temporary.Value(), "", 1, lseek(m_temporary.Value(), 0, SEEK_END)) < 0;
+    throw WriteError(
+        m_path, std::string("cannot be written to its end: ") +
+                    (isRefused ? std::strerror(errno)
+                               : (m_temporary.IsOpen() ? "is the disk full?" : "nobody reads it any more")));
 }
 
 void PendingFile::CloseStream() {
@@ -127,29 +150,49 @@ void PendingFile::Complete() {
     CloseStream();
     if (!m_temporary.IsOpen()) return;
     if (!TakeRights(m_temporary.Value(), m_target))
-        throw HostError(m_path,
-                        std::string("cannot get the rights of the file before: ") + std::strerror(errno));
+        throw WriteError(m_path,
+                         std::string("cannot get the rights of the file before: ") + std::strerror(errno));
     if (fsync(m_temporary.Value()) != 0)
-        throw HostError(m_path, std::string("cannot be written to its end: ") + std::strerror(errno));
+        throw WriteError(m_path, std::string("cannot be written to its end: ") + std::strerror(errno));
 }
 
 void PendingFile::Rename() {
     if (m_temporaryPath.empty()) return;
     std::error_code error;
     fs::rename(m_temporaryPath, m_target, error);
-    if (error) throw HostError(m_path, "cannot get its final name: " + error.message());
+    if (error) throw WriteError(m_path, "cannot get its final name: " + error.message());
     m_temporaryPath.clear();
 }
 
 void PendingFile::CommitAll(const std::vector<PendingFile*>& files) {
+    const std::vector<WriteError> errors = CommitGroups({files});
+    if (!errors.empty()) throw WriteError(errors.front());
+}
+
+std::vector<WriteError> PendingFile::CommitGroups(const std::vector<std::vector<PendingFile*>>& groups) {
+    std::vector<WriteError> errors;
+    std::vector<const std::vector<PendingFile*>*> complete;
     std::set<std::string> folders;  // sorted: two runs never wait for each other
-    for (PendingFile* file : files) {
-        file->Complete();
-        if (file->m_temporary.IsOpen()) folders.insert(file->TargetFolder());
+    for (const std::vector<PendingFile*>& group : groups) {
+        try {
+            for (PendingFile* file : group) file->Complete();
+            complete.push_back(&group);
+            for (PendingFile* file : group)
+                if (file->m_temporary.IsOpen()) folders.insert(file->TargetFolder());
+        } catch (const WriteError& error) {
+            errors.push_back(error);
+        }
     }
     std::vector<FileHandle> locked;
     for (const std::string& folder : folders) locked.push_back(LockedFolder(folder));
-    for (PendingFile* file : files) file->Rename();
+    for (const std::vector<PendingFile*>* group : complete) {
+        try {
+            for (PendingFile* file : *group) file->Rename();
+        } catch (const WriteError& error) {
+            errors.push_back(error);
+        }
+    }
     // Brings the names to the disk too; a file system that cannot promise that is no reason to fail.
     for (const FileHandle& folder : locked) fsync(folder.Value());
+    return errors;
 }

@@ -5,20 +5,28 @@
 //
 // Of two runs that write to one name each result is whole, and the later one stays. Without Commit nothing is
 // left behind, and a file that had the name before stays as it was. A name that is a link to a file stands
-// for that file: it is replaced and the link stays. A pipe, and a file that the shell has opened
-// (/dev/stdout), is written directly.
+// for that file: it is replaced and the link stays. A pipe, "-" for the standard output, and a file that
+// the shell has opened (/dev/stdout) are written directly.
 #pragma once
 
 #include <fstream>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/support/FileHandle.h"
+#include "host/support/HostError.h"
+
+/// The system refuses to create or to write a file. Other outputs of the run are not concerned.
+class WriteError : public HostError {
+public:
+    using HostError::HostError;
+};
 
 class PendingFile {
 public:
-    /// Throws HostError, naming the file, where it cannot be created or is pending already.
+    /// Throws WriteError where it cannot be created, HostError where it is pending already or a folder.
     explicit PendingFile(std::string path);
     ~PendingFile();
     PendingFile(const PendingFile&) = delete;
@@ -27,19 +35,27 @@ public:
     /// The final name as it was given, for messages.
     const std::string& Path() const { return m_path; }
     std::ostream& Stream() { return m_stream; }
-    /// Throws HostError if something could not be written so far. Long outputs call this now and then, so
+    /// Throws WriteError if something could not be written so far. Long outputs call this now and then, so
     /// that a full disk ends them early.
     void Check() const;
     /// Name to write to for libraries that open files themselves. Call CloseStream before.
     const std::string& OpenName() const { return m_openName; }
     /// Closes the stream, to which nothing may be written any more. Throws like Check.
     void CloseStream();
-    /// Gives the file its name. Throws HostError if anything could not be written.
+    /// Gives the file its name. Throws WriteError if anything could not be written.
     void Commit() { CommitAll({this}); }
     /// Commits files that belong together, in this order. All are complete before the first gets its name,
     /// and no other run names files in these folders meanwhile: files of two runs do not mix. Throws like
     /// Commit.
     static void CommitAll(const std::vector<PendingFile*>& files);
+    /// Commits groups of such files. A group that fails gets no names and costs the others nothing; returns
+    /// why, an error for each of these.
+    [[nodiscard]] static std::vector<WriteError> CommitGroups(
+        const std::vector<std::vector<PendingFile*>>& groups);
+
+    /// Throws HostError if there is a file of this name that holds something and does not begin with
+    /// `beginning`, by which a result is known to be one of the same kind; without one it must not be there.
+    static void RefuseReplacing(const std::string& path, std::string_view beginning = {});
 
     /// Throws HostError if one of these inputs is also an output of this process: it would be lost.
     static void RefuseOverwriting(const std::vector<std::string>& files);

@@ -59,6 +59,7 @@ BeatClasser::BeatClasser(const BeatFinder& finder)
       m_cut((m_length + m_shifts - 1) * m_chn),
       m_energies(m_shifts * m_chn),
       m_sums(m_chn),
+      m_products(m_shifts),
       m_likeness(m_shifts),
       m_row(m_length * m_chn),
       m_shapes(std::max(kMostShapes, kFirstBeats)) {
@@ -143,7 +144,7 @@ void BeatClasser::CutOut(long long place) {
             return m_finder.Signal(std::clamp(first + static_cast<long long>(k + i), oldest, newest));
         };
         Convolve(m_taps, m_chn, rowOf, m_sums.data());
-        for (std::size_t c = 0; c < m_chn; ++c) m_cut[c * places + k] = static_cast<float>(m_sums[c]);
+        for (std::size_t c = 0; c < m_chn; ++c) m_cut[c * places + k] = m_sums[c];
     }
     for (std::size_t c = 0; c < m_chn; ++c) {
         for (std::size_t shift = 0; shift < m_shifts; ++shift) {
@@ -184,13 +185,17 @@ BeatClasser::Fit BeatClasser::Compare(const Shape& shape) {
         double yy = 0;
         for (std::size_t k = 0; k < m_length; ++k)
             yy += static_cast<double>(y[k]) * static_cast<double>(y[k]);
+        if (yy <= 0) continue;
+        std::fill(m_products.begin(), m_products.end(), 0.0);
+        double* const products = m_products.data();
+        for (std::size_t k = 0; k < m_length; ++k) {
+            const float* x = &m_cut[c * (m_length + m_shifts - 1) + k];
+            for (std::size_t shift = 0; shift < m_shifts; ++shift)
+                products[shift] += static_cast<double>(x[shift]) * static_cast<double>(y[k]);
+        }
         for (std::size_t shift = 0; shift < m_shifts; ++shift) {
-            const float* x = &m_cut[c * (m_length + m_shifts - 1) + shift];
             const double xx = m_energies[c * m_shifts + shift];
-            double xy = 0;
-            for (std::size_t k = 0; k < m_length; ++k)
-                xy += static_cast<double>(x[k]) * static_cast<double>(y[k]);
-            if (xx > 0 && yy > 0) m_likeness[shift] += weight * xy / std::sqrt(xx * yy);
+            if (xx > 0) m_likeness[shift] += weight * products[shift] / std::sqrt(xx * yy);
         }
     }
     if (weights <= 0) return {-1, m_shifts / 2};

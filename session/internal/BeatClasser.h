@@ -83,19 +83,21 @@ private:
     std::size_t LeastWanted(long long place) const;
     void LearnTiming(Shape& shape, const Timing& timing);
     void LearnInterval(long long place, BeatClass kind);
-    long long Places(double seconds) const { return std::llround(seconds * m_rate); }
+    // To the nearest place; of no negative time.
+    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
 
     const BeatFinder& m_finder;
     double m_rate;  // places per second
     std::size_t m_chn;
-    std::vector<double> m_taps;
-    std::size_t m_length;                    // of a shape, places
-    std::size_t m_shifts;                    // how many of it are in what is cut out
-    std::vector<float> m_cut;                // [lead][place]
-    std::vector<double> m_energies;          // [lead][shift], of the cut out less its mean
-    std::vector<double> m_sums, m_likeness;  // [lead], [shift]
-    std::vector<float> m_row;                // of Row
-    std::vector<Shape> m_shapes;             // the first m_known of them are in use
+    std::vector<float> m_taps;
+    std::size_t m_length;                        // of a shape, places
+    std::size_t m_shifts;                        // how many of it are in what is cut out
+    std::vector<float> m_cut;                    // [lead][place]
+    std::vector<double> m_energies;              // [lead][shift], of the cut out less its mean
+    std::vector<float> m_sums;                   // [lead]
+    std::vector<double> m_products, m_likeness;  // [shift]
+    std::vector<float> m_row;                    // of Row
+    std::vector<Shape> m_shapes;                 // the first m_known of them are in use
     std::size_t m_known = 0;
     std::vector<long long> m_waiting;  // places of beats
     std::vector<Beat> m_classed;       // told last

@@ -47,16 +47,18 @@ constexpr double kMostOut = 6;       // how far a beat stands out counts up to t
 constexpr double kLeastOut = 0.15;   // and from this on
 constexpr double kCalmFloor = 0.12;  // of a beat
 constexpr double kLeastCalm = 0.03;
-constexpr double kClear = 0.05;    // of the best lead's weight
-constexpr double kMostOfLead = 3;  // beats that one lead can show at once
-constexpr double kChange = 1.5;    // three beats in a row that differ so much are the new usual ones
+constexpr double kClear = 0.05;            // of the best lead's weight
+constexpr double kMostOfLead = 3;          // beats that one lead can show at once
+constexpr double kTakenBackSeconds = 0.6;  // a disturbance is known 0.4 s after it begins
+constexpr double kChange = 1.5;            // three beats in a row that differ so much are the new usual ones
 
 // Threshold.
 constexpr double kLowestCandidate = 0.12;
 constexpr double kAboveNoise = 0.3;  // of the way from noise to beats
 constexpr double kLateFall = 0.4;    // of the threshold, from one interval after a beat to one and a half
 constexpr double kNoiseShare = 1.0 / 8;
-constexpr double kTWaveHeight = 0.6, kTWaveSlope = 0.55;  // soon after a beat: what is below is its T wave
+constexpr double kTWaveHeight = 0.6, kTWaveSlope = 0.55;    // soon after a beat: what is below is its T wave
+constexpr double kTWaveEnd = 0.4, kBehindTWaveSlope = 0.3;  // s at 60/min, with the root of the interval
 
 // Caution in noise.
 constexpr double kNoisyFloor = 0.16, kNoisyFloorWidth = 0.1;
@@ -66,6 +68,10 @@ constexpr double kCautionSpreads = 2;
 constexpr double kLeastAlike = 0.3;  // to count for the shape
 constexpr double kShapeShare = 1.0 / 8;
 
+// Spikes of some leads: early, and nothing in leads that weigh so much of all.
+constexpr double kNothing = 0.1, kSilentPart = 0.4;
+constexpr double kClearWeight = 9;  // beats stand out three times from what lies between them
+
 // Quality: between these figures of a lead it goes from 0 to 1.
 constexpr double kGoodDistance = 0.7;                 // of a beat from what lies between them; from 0 on
 constexpr double kRestless = 0.5;                     // floor as a part of a beat; down to kCalmFloor
@@ -73,21 +79,23 @@ constexpr double kUnlike = 0.5, kGoodLikeness = 0.9;  // of its beats
 constexpr double kLikenessShare = 1.0 / 4;
 
 // Search back and pauses.
-constexpr double kPause = 1.5;  // intervals without a beat
+constexpr double kPause = 1.5, kCalmPause = 1.3;  // intervals without a beat
+constexpr double kCalmFused = 0.08;               // floor below which the shorter pause is enough
 constexpr double kSearchedSeconds = 1.75, kBeforeNextSeconds = 0.3;
 constexpr double kSearchedHeight = 0.15, kSearchedPart = 0.5, kSearchedSlope = 0.25;
 constexpr double kAsleepSeconds = 1.6, kAsleepRrs = 1.6, kAsleepAgainSeconds = 0.8, kAwakeningSeconds = 2,
                  kAsleepSlope = 0.7;
 constexpr double kPeakOverFloor = 3;  // a signal that does not stand out from its floor has no beats
 
-std::vector<double> MeanTaps(long long half) {
+std::vector<float> MeanTaps(long long half) {
     std::vector<double> taps;
     for (long long i = -half; i <= half; ++i)
         taps.push_back(
             0.5 + 0.5 * std::cos(DirectForm1::kPi * static_cast<double>(i) / static_cast<double>(half + 1)));
     const double sum = std::accumulate(taps.begin(), taps.end(), 0.0);
-    for (double& tap : taps) tap /= sum;
-    return taps;
+    std::vector<float> rounded;
+    for (const double tap : taps) rounded.push_back(static_cast<float>(tap / sum));
+    return rounded;
 }
 
 }  // namespace
@@ -125,7 +133,7 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
     m_rrs.Fill(kUsualRrSeconds * m_rate);
     m_rejected.reserve(kMostBeats);
     m_beats.reserve(kMostBeats);
-    m_sorted.reserve(static_cast<std::size_t>(Places(kFloorSeconds)) + 1);
+    m_sorted.resize(static_cast<std::size_t>(Places(kFloorSeconds)) * (chn + 1));
 }
 
 const std::vector<long long>& BeatFinder::Take(const short* frame) {
@@ -171,12 +179,12 @@ void BeatFinder::TakePlace() {
     std::copy(m_sums.begin(), m_sums.end(), m_band.Row(centre));
     ConvolveAt(m_signal, m_slopeTaps, centre);
     std::transform(m_sums.begin(), m_sums.end(), m_slope.Row(centre),
-                   [](double slope) { return static_cast<float>(std::abs(slope)); });
+                   [](float slope) { return std::abs(slope); });
     TakeEnvelope(centre - 1);
 }
 
 // Into m_sums.
-void BeatFinder::ConvolveAt(const Ring& from, const std::vector<double>& taps, long long centre) {
+void BeatFinder::ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre) {
     const long long first = centre - Half(taps);
     Convolve(
         taps, m_chn, [&](std::size_t i) { return from.Row(first + static_cast<long long>(i)); },
@@ -198,7 +206,7 @@ void BeatFinder::TakeEnvelope(long long centre) {
     if (place < 0) return;
     ConvolveAt(m_energy, m_meanTaps, place);
     std::transform(m_sums.begin(), m_sums.end(), m_envelope.Row(place),
-                   [](double square) { return static_cast<float>(std::sqrt(square)); });
+                   [](float square) { return std::sqrt(square); });
     m_ready = place + 1;
     if (m_isStarted)
         Step(place);
@@ -255,27 +263,32 @@ void BeatFinder::Step(long long place) {
 
 // A level that the signal is below of for two fifths of the time: between beats, it is noise.
 void BeatFinder::MeasureFloors(long long end) {
-    const auto floorOf = [&](const Ring& ring, std::size_t lead) {
-        m_sorted.clear();
-        for (long long n = std::max(0LL, end - Places(kFloorSeconds)); n < end;
-             n += std::max(1LL, Places(kFloorStepSeconds)))
-            m_sorted.push_back(ring.Row(n)[lead]);
-        if (m_sorted.empty()) return 0.0;
-        const auto at =
-            m_sorted.begin() + static_cast<std::ptrdiff_t>(static_cast<double>(m_sorted.size()) * kFloorPart);
-        std::nth_element(m_sorted.begin(), at, m_sorted.end());
+    const long long begin = std::max(0LL, end - Places(kFloorSeconds));
+    const long long step = std::max(1LL, Places(kFloorStepSeconds));
+    const std::size_t room = m_sorted.size() / (m_chn + 1);  // of a lead; the last ones are the fused
+    std::size_t count = 0;
+    for (long long n = begin; n < end; n += step, ++count) {
+        const float* envelope = m_envelope.Row(n);
+        for (std::size_t c = 0; c < m_chn; ++c) m_sorted[c * room + count] = envelope[c];
+        m_sorted[m_chn * room + count] = *m_fused.Row(n);
+    }
+    if (count == 0) return;
+    const auto floorOf = [&](std::size_t c) {
+        float* const first = &m_sorted[c * room];
+        float* const at = first + static_cast<std::ptrdiff_t>(static_cast<double>(count) * kFloorPart);
+        std::nth_element(first, at, first + count);
         return static_cast<double>(*at);
     };
     for (std::size_t c = 0; c < m_chn; ++c) {
-        m_leads[c].floor = floorOf(m_envelope, c);
+        m_leads[c].floor = floorOf(c);
         Weigh(m_leads[c]);
     }
-    m_fusedFloor = floorOf(m_fused, 0);
+    m_fusedFloor = floorOf(m_chn);
 }
 
 void BeatFinder::Weigh(Lead& lead) const {
     lead.weight = 0;
-    if (lead.size < kLeastUv) return;
+    if (lead.size < kLeastUv || !HasVoice(lead)) return;
     const double out = std::min(
         kMostOut, std::max(lead.size - lead.noise, kLeastOut * lead.noise) / (lead.noise + 0.02 * lead.size));
     const double calm = std::clamp(kCalmFloor * lead.size / std::max(lead.floor, 1e-6), kLeastCalm, 1.0);
@@ -294,6 +307,16 @@ void BeatFinder::Fuse(long long place) {
     *m_fused.Row(place) = weights > 0 ? static_cast<float>(sum / weights) : 0.0F;
 }
 
+void BeatFinder::Disturb(std::size_t lead, bool isDisturbed) {
+    m_leads[lead].isDisturbed = isDisturbed;
+    m_areAllDisturbed =
+        std::all_of(m_leads.begin(), m_leads.end(), [](const Lead& one) { return one.isDisturbed; });
+    if (!m_isStarted) return;
+    for (Lead& one : m_leads) Weigh(one);
+    if (!isDisturbed) return;
+    for (long long n = std::max(0LL, m_ready - Places(kTakenBackSeconds)); n < m_ready; ++n) Fuse(n);
+}
+
 bool BeatFinder::IsCandidate(long long place) const {
     const double height = Fused(place);
     if (height <= kLowestCandidate || height <= Fused(place + 1)) return false;
@@ -305,7 +328,8 @@ bool BeatFinder::IsCandidate(long long place) const {
 
 void BeatFinder::Judge(const Candidate& candidate) {
     if (m_lastBeat >= 0 && candidate.place - m_lastBeat < Places(kNearSeconds)) return;
-    if (candidate.height >= Threshold(candidate.place) + Caution(candidate.place) && !IsTWave(candidate))
+    if (candidate.height >= Threshold(candidate.place) + Caution(candidate.place) && !IsTWave(candidate) &&
+        !IsSpike(candidate.place))
         return Accept(candidate.place);
     const double height = std::min(candidate.height, 1.0);
     m_noiseSpread += kNoiseShare * (std::abs(height - m_noisePeak) - m_noiseSpread);
@@ -335,8 +359,26 @@ double BeatFinder::Caution(long long place) const {
 }
 
 bool BeatFinder::IsTWave(const Candidate& candidate) const {
-    return m_lastBeat >= 0 && candidate.place - m_lastBeat <= Places(kSoonSeconds) &&
-           (candidate.height < kTWaveHeight || Slope(candidate.place) < kTWaveSlope * m_lastSlope);
+    if (m_lastBeat < 0 || candidate.place - m_lastBeat > Places(kSoonSeconds)) return false;
+    const double after = static_cast<double>(candidate.place - m_lastBeat) / m_rate;
+    const double end = kTWaveEnd * std::sqrt(m_rrs.Median() / m_rate);
+    return candidate.height < kTWaveHeight ||
+           Slope(candidate.place) < (after > end ? kBehindTWaveSlope : kTWaveSlope) * m_lastSlope;
+}
+
+// A beat shows in all leads that are clear, though not in each as a usual one does; what an electrode does
+// shows in its own leads.
+bool BeatFinder::IsSpike(long long place) const {
+    if (m_lastBeat < 0 || static_cast<double>(place - m_lastBeat) >= kEarly * m_rrs.Median()) return false;
+    double silent = 0, weights = 0;
+    for (std::size_t c = 0; c < m_chn; ++c) {
+        const Lead& lead = m_leads[c];
+        weights += lead.weight;
+        if (lead.weight > kClearWeight &&
+            static_cast<double>(m_envelope.Row(place)[c]) < kNothing * lead.size)
+            silent += lead.weight;
+    }
+    return silent > kSilentPart * weights;
 }
 
 // The slope around a place in units of the leads' beats.
@@ -356,7 +398,8 @@ double BeatFinder::Slope(long long place) const {
 // After a pause the highest candidate that was rejected is a beat, unless it is next to what may be one.
 void BeatFinder::SearchBack(long long now) {
     const long long judged = now - Places(kJudgedAfterSeconds);
-    if (m_lastBeat < 0 || static_cast<double>(judged - m_lastBeat) < kPause * m_rrs.Median()) return;
+    const double pause = (m_fusedFloor < kCalmFused ? kCalmPause : kPause) * m_rrs.Median();
+    if (m_lastBeat < 0 || static_cast<double>(judged - m_lastBeat) < pause) return;
     long long next = judged;
     while (next < now && Fused(next) <= Threshold(next)) ++next;
     Candidate best;
@@ -409,6 +452,7 @@ void BeatFinder::LearnLeads(long long place) {
     const long long beside = Places(kBesideBeatSeconds);
     for (std::size_t c = 0; c < m_chn; ++c) {
         Lead& lead = m_leads[c];
+        if (!HasVoice(lead)) continue;
         lead.sizes.Add(Largest(m_envelope, c, place - half, place + half + 1));
         lead.slopes.Add(Largest(m_slope, c, place - near, place + near + 1));
         if (m_lastBeat >= 0) lead.between.Add(Largest(m_envelope, c, m_lastBeat + beside, place - beside));

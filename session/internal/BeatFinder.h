@@ -10,7 +10,7 @@
 // it is: a lead that is flat, noisy, or has T waves as high as its QRS hardly counts, so that it does not
 // spoil what a better one tells. What is usual is the median of the last eight beats. Where the fused
 // envelope does not come to rest, candidates that come early, or are unlike the beats before on all leads,
-// have to stand out more.
+// have to stand out more. An early one of which leads of some weight show nothing is a spike of the others.
 //
 // Thresholds between running levels of signal and noise, the search back and the slope against T waves follow
 // Pan, Tompkins, "A real-time QRS detection algorithm", IEEE Trans Biomed Eng 1985; 32: 230-236.
@@ -38,6 +38,10 @@ public:
     const std::vector<long long>& Take(const short* frame);
     /// There are no more frames: the beats that are still to be told.
     const std::vector<long long>& Finish();
+
+    /// A lead that is disturbed, from now on or no longer. It has no voice and teaches nothing, unless all
+    /// are: what it has shown in the last 0.6 s does not count either.
+    void Disturb(std::size_t lead, bool isDisturbed);
 
     /// True once a beat has been found.
     bool HasBeats() const { return m_lastBeat >= 0; }
@@ -108,6 +112,7 @@ private:
         double size = 0, noise = 0, slope = 0;  // what is usual of these
         double floor = 0;                       // of the envelope
         double weight = 0;
+        bool isDisturbed = false;
         double likeness = 1;  // of its latest beats with their running mean, -1 to 1
     };
     struct Candidate {
@@ -116,12 +121,13 @@ private:
     };
 
     void TakePlace();
-    void ConvolveAt(const Ring& from, const std::vector<double>& taps, long long centre);
+    void ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre);
     void TakeEnvelope(long long centre);
     void Start();
     void Step(long long place);
     void MeasureFloors(long long end);
     void Weigh(Lead& lead) const;
+    bool HasVoice(const Lead& lead) const { return !lead.isDisturbed || m_areAllDisturbed; }
     void Fuse(long long place);
     bool IsCandidate(long long place) const;
     void Judge(const Candidate& candidate);
@@ -133,6 +139,7 @@ private:
     double Threshold(long long place) const;
     double Caution(long long place) const;
     bool IsTWave(const Candidate& candidate) const;
+    bool IsSpike(long long place) const;
     double Slope(long long place) const;
     struct Fit {
         double likeness = -1;
@@ -142,7 +149,8 @@ private:
     double Likeness(std::size_t lead, long long place) const;
     double Largest(const Ring& ring, std::size_t lead, long long from, long long to) const;
     double Fused(long long place) const { return static_cast<double>(*m_fused.Row(place)); }
-    long long Places(double seconds) const { return std::llround(seconds * m_rate); }
+    // To the nearest place; of no negative time.
+    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
 
     std::size_t m_chn;
     int m_step;     // frames to a place: their mean is looked at
@@ -153,15 +161,16 @@ private:
     std::vector<double> m_sum;   // of the frames to the next place
     int m_summed = 0;
 
-    std::vector<double> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
-    std::vector<double> m_sums;                               // one per lead, of ConvolveAt
-    Ring m_signal, m_band, m_energy, m_envelope, m_slope;     // per lead
+    std::vector<float> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
+    std::vector<float> m_sums;                               // one per lead, of ConvolveAt
+    Ring m_signal, m_band, m_energy, m_envelope, m_slope;    // per lead
     Ring m_fused;
     long long m_taken = 0;  // places with a signal
     long long m_ready = 0;  // places with an envelope
 
     bool m_isStarted = false;
     std::vector<Lead> m_leads;
+    bool m_areAllDisturbed = false;
     Latest m_rrs;                       // places
     double m_fusedFloor = 0;            // of the fused envelope
     double m_noisePeak = 0;             // running mean of rejected candidates
@@ -173,7 +182,7 @@ private:
     double m_lastSlope = 0;
     long long m_lastAwakening = 0;
     std::vector<long long> m_beats;  // told last
-    std::vector<float> m_sorted;
+    std::vector<float> m_sorted;     // [lead][place], and the fused
 };
 
 }  // namespace qz

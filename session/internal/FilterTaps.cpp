@@ -9,7 +9,7 @@
 
 namespace qz {
 
-std::vector<double> BandPassTaps(double lowHz, double highHz, double rate, long long half) {
+std::vector<float> BandPassTaps(double lowHz, double highHz, double rate, long long half) {
     const double pi = DirectForm1::kPi;
     std::vector<double> taps, window;
     for (long long i = -half; i <= half; ++i) {
@@ -22,8 +22,10 @@ std::vector<double> BandPassTaps(double lowHz, double highHz, double rate, long 
     }
     const double excess =
         std::accumulate(taps.begin(), taps.end(), 0.0) / std::accumulate(window.begin(), window.end(), 0.0);
-    for (std::size_t i = 0; i < taps.size(); ++i) taps[i] -= excess * window[i];
-    return taps;
+    std::vector<float> rounded;
+    for (std::size_t i = 0; i < taps.size(); ++i)
+        rounded.push_back(static_cast<float>(taps[i] - excess * window[i]));
+    return rounded;
 }
 
 }  // namespace qz

@@ -56,7 +56,7 @@ void STMeter::Start(const LearnedBeat& beat) {
     const int after = Samples(std::min(1.0 * kAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
     m_length = m_before + after + 1;
     const auto length = static_cast<std::size_t>(m_length);
-    for (std::vector<double>* values : {&m_low, &m_lower, &m_high, &m_higher, &m_row}) values->resize(length);
+    m_row.resize(length);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         m_means[lead].resize(length);
         for (int i = 0; i < m_length; ++i)
@@ -76,12 +76,13 @@ void STMeter::Start(const LearnedBeat& beat) {
         m_at.qMs = rMs + (beat.posQ - r) * kMsPerSecond / m_fs;
         m_at.jMs = rMs + (beat.posJ - r) * kMsPerSecond / m_fs;
     }
+    m_lag = 0;
     m_recentCount = m_foldsSince = 0;
     m_isFast = false;
 }
 
 void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event) {
-    const int lag = FindLag(frames, r);
+    const int lag = m_lag = FindLag(frames, r);
     const long long first = r + lag - m_before * m_step;
     const bool isThere = first >= frames.Begin() && first + (m_length - 1) * m_step < frames.End();
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
@@ -108,20 +109,22 @@ void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>
 }
 
 // The lag at which the slopes of the beat differ least from those of the mean, over all leads that are
-// usable. The likeliest lag comes first: the others are given up soon.
+// usable. That of the beat before comes first, and of each lag what is next to R: most are given up soon.
 int STMeter::FindLag(const FrameRing& frames, long long r) const {
     const int most = static_cast<int>(static_cast<long long>(kLagMs) * m_fs / 1000);
     const int from = std::max(1, m_before - Samples(kAlignBeforeMs, m_hz));
     const int to = std::min(m_length - 1, m_before + Samples(kAlignAfterMs, m_hz));
     double least = std::numeric_limits<double>::infinity();
     int best = 0;
-    for (int n = 0; n <= 2 * most; ++n) {
-        const int lag = n % 2 == 0 ? n / 2 : -(n + 1) / 2;
+    for (int n = 0; n <= 4 * most; ++n) {
+        const int lag = m_lag + (n % 2 == 0 ? n / 2 : -(n + 1) / 2);
+        if (std::abs(lag) > most) continue;
         const long long zero = r + lag - m_before * m_step;
         if (zero + (from - 1) * m_step < frames.Begin() || zero + to * m_step >= frames.End()) continue;
         double sum = 0;
-        const short* before = frames.Frame(zero + (from - 1) * m_step);
-        for (int i = from; i <= to && sum < least; ++i) {
+        for (int k = 0; k <= to - from && sum < least; ++k) {
+            const int i = k <= m_before - from ? m_before - k : from + k;
+            const short* const before = frames.Frame(zero + (i - 1) * m_step);
             const short* const now = frames.Frame(zero + i * m_step);
             const auto at = static_cast<std::size_t>(i);
             for (std::size_t lead = 0; lead < m_chn; ++lead) {
@@ -131,7 +134,6 @@ int STMeter::FindLag(const FrameRing& frames, long long r) const {
                     kConditionedUvPerUnit * (now[lead] - before[lead]) - mean[at] + mean[at - 1];
                 sum += difference * difference;
             }
-            before = now;
         }
         if (sum >= least) continue;
         least = sum;
@@ -161,33 +163,40 @@ void STMeter::FoldLead(const FrameRing& frames, long long first, std::size_t lea
 
 // Of five beats and more the highest and the lowest are left out, of ten the two highest and the two lowest.
 void STMeter::Average(std::size_t lead) {
+    const std::size_t length = m_means[lead].size();
+    std::size_t first = 0;
+    for (; first + kAtOnce <= length; first += kAtOnce) AverageSamples<kAtOnce>(lead, first);
+    for (; first < length; ++first) AverageSamples<1>(lead, first);
+}
+
+// N samples of the mean from `first` on, side by side.
+template <std::size_t N>
+void STMeter::AverageSamples(std::size_t lead, std::size_t first) {
     const Lead& state = m_leads[lead];
-    std::vector<double>& mean = m_means[lead];
-    const std::size_t length = mean.size();
-    const auto infinity = std::numeric_limits<double>::infinity();
-    std::fill(mean.begin(), mean.end(), 0.0);
-    for (std::vector<double>* values : {&m_low, &m_lower})
-        std::fill(values->begin(), values->end(), infinity);
-    for (std::vector<double>* values : {&m_high, &m_higher})
-        std::fill(values->begin(), values->end(), -infinity);
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    double sum[N] = {}, low[N], lower[N], high[N], higher[N];
+    for (std::size_t k = 0; k < N; ++k) {
+        low[k] = lower[k] = kInfinity;
+        high[k] = higher[k] = -kInfinity;
+    }
     for (std::size_t b = 0; b < state.count; ++b) {
-        const double* const beat = state.beats[b].data();
-        for (std::size_t i = 0; i < length; ++i) {
-            const double value = beat[i];
-            mean[i] += value;
-            m_low[i] = std::min(m_low[i], std::max(m_lower[i], value));
-            m_lower[i] = std::min(m_lower[i], value);
-            m_high[i] = std::max(m_high[i], std::min(m_higher[i], value));
-            m_higher[i] = std::max(m_higher[i], value);
+        const double* const beat = state.beats[b].data() + first;
+        for (std::size_t k = 0; k < N; ++k) {
+            const double value = beat[k];
+            sum[k] += value;
+            low[k] = std::min(low[k], std::max(lower[k], value));
+            lower[k] = std::min(lower[k], value);
+            high[k] = std::max(high[k], std::min(higher[k], value));
+            higher[k] = std::max(higher[k], value);
         }
     }
     const std::size_t tail = state.count == kBeats ? 2 : state.count >= kFewestBeats ? 1 : 0;
     const double divisor = static_cast<double>(state.count - 2 * tail);
-    for (std::size_t i = 0; i < length; ++i) {
-        double sum = mean[i];
-        if (tail > 0) sum -= m_lower[i] + m_higher[i];
-        if (tail > 1) sum -= m_low[i] + m_high[i];
-        mean[i] = sum / divisor;
+    double* const mean = m_means[lead].data() + first;
+    for (std::size_t k = 0; k < N; ++k) {
+        if (tail > 0) sum[k] -= lower[k] + higher[k];
+        if (tail > 1) sum[k] -= low[k] + high[k];
+        mean[k] = sum[k] / divisor;
     }
 }
 

@@ -43,7 +43,8 @@ public:
     void Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event);
 
 private:
-    static constexpr std::size_t kBeats = 10;  // in the mean
+    static constexpr std::size_t kBeats = 10;   // in the mean
+    static constexpr std::size_t kAtOnce = 16;  // samples of a mean
 
     struct Lead {
         std::array<std::vector<double>, kBeats> beats;  // the latest ones, moved to the level of the mean
@@ -55,6 +56,8 @@ private:
     void GiveBackSag(std::size_t lead);
     void FoldLead(const FrameRing& frames, long long first, std::size_t lead);
     void Average(std::size_t lead);
+    template <std::size_t N>
+    void AverageSamples(std::size_t lead, std::size_t first);
     void FollowPositions();
     STMeasure Measure(std::size_t lead, double pointMs);
     double SteepestOfT(const std::vector<double>& mean) const;
@@ -68,11 +71,11 @@ private:
     double m_hz;                     // samples of a mean per second
     int m_before = 0, m_length = 0;  // samples of a mean ahead of R, and in all
     std::vector<Lead> m_leads;
+    int m_lag = 0;                             // of the latest beat, frames
     std::vector<std::vector<double>> m_means;  // [lead][sample]
     std::vector<double> m_row;                 // mean of one lead, with what the high-pass took off
     std::vector<bool> m_usable;                // as the beat was learned
     std::vector<bool> m_counts;                // usable and good
-    std::vector<double> m_low, m_lower, m_high, m_higher;  // extremes at each sample
     Delineator m_delineator;
     Delineation m_at;                     // in force
     std::array<Delineation, 3> m_recent;  // the latest ones that are sure

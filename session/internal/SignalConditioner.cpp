@@ -25,6 +25,14 @@ constexpr double kNotchQ = 10.0;
 // difference of two such values, which then cannot wrap.
 constexpr double kClipUv = 15000.0;
 
+// To the nearest one, halves away from zero, of what is within the range of samples. What std::lround gives,
+// without a call.
+short RoundToSample(double x) {
+    const int whole = static_cast<int>(x);
+    const double rest = x - whole;
+    return static_cast<short>(whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0));
+}
+
 }  // namespace
 
 std::string SignalConditioner::Refusal(int fs, const ConditioningOptions& options) {
@@ -108,8 +116,7 @@ void SignalConditioner::Process(const short* frame, short* conditioned) {
         double x = LessStart(c, frame[c] * m_uVpb);
         if (!m_drift.empty()) x = m_drift[c].Filter(x);
         if (!m_notch.empty()) x = m_notch[c].Filter(x);
-        conditioned[c] =
-            static_cast<short>(std::lround(std::clamp(x, -2 * kClipUv, 2 * kClipUv) / kConditionedUvPerUnit));
+        conditioned[c] = RoundToSample(std::clamp(x, -2 * kClipUv, 2 * kClipUv) / kConditionedUvPerUnit);
     }
     m_started = true;
     if (m_lowpass) m_lowpass->Filter(conditioned);

@@ -92,7 +92,9 @@ bool Fetch(qzs_session* session, Log& log) {
 TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
     Recording recordings[] = {Beats(1), Beats(2)};
     const qzs_options options = Options();
-    qzs_session* const sessions[] = {qzs_create(&options), qzs_create(&options)};
+    qzs_options limited = options;
+    limited.st_rate_limit = 60;
+    qzs_session* const sessions[] = {qzs_create(&options), qzs_create(&limited)};
     Log logs[2];
     std::size_t fed[2] = {}, stops = 0;
     for (std::size_t k = 0; fed[k] < recordings[k].Frames(); k = 1 - k) {  // of the same length
@@ -109,6 +111,7 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
         qz::SessionOptions same;
         same.fs = kFs;
         same.leads.resize(kLeads);
+        if (k == 1) same.stRateLimitBpm = limited.st_rate_limit;
         qz::StressSession session(same, witness);
         session.Push(recordings[k].samples.data(), recordings[k].Frames());
         session.Finish();

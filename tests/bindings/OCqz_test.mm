@@ -210,7 +210,7 @@ static OCqzSession *Session(short chn) {
                               postJms:60] autorelease];
 }
 
-static OCqzSession *Session(short chn, OCqzLearnedBeat *beat) {
+static OCqzSession *Session(short chn, OCqzLearnedBeat *beat, double stRateLimit) {
     return [[[OCqzSession alloc] init:kFs
                                   chn:chn
                                  uVpb:1
@@ -218,6 +218,7 @@ static OCqzSession *Session(short chn, OCqzLearnedBeat *beat) {
                               lowpass:40
                                smooth:0
                               postJms:60
+                          stRateLimit:stRateLimit
                                  beat:beat
                           conditioned:YES] autorelease];
 }
@@ -225,7 +226,8 @@ static OCqzSession *Session(short chn, OCqzLearnedBeat *beat) {
 // What their events tell is compared by the examples.
 TEST_F(OCqz, HasSessionsOfItsOwn) {
     OCqzSession *session = Session(2), *empty = Session(1);
-    EXPECT_TRUE(Session(0) == nil && [session getTempl] == nil && [session getPos] == nil);
+    EXPECT_TRUE(Session(0) == nil && Session(2, nil, 0) == nil && [session getTempl] == nil &&
+                [session getPos] == nil);
     [session push:Frame(BeatTrain(kFs, 2).Noise(5, 1).Beats(700, 60).Record().samples)];
     EXPECT_EQ([empty push:OddFrame()], 4);
     [session finish];
@@ -256,7 +258,7 @@ TEST_F(OCqz, HandsALearnedBeatOnAndConditionedFramesOut) {
 
     OCqzLearnedBeat *beat = nil, *again = nil;
     for (int k = 0; k < 2; ++k) {
-        OCqzSession *session = Session(2, beat);
+        OCqzSession *session = Session(2, beat, 145);
         [session push:Frame(samples)];
         double seconds = -1;
         EXPECT_EQ(Samples([session conditioned:&seconds]), conditioned);
@@ -290,5 +292,5 @@ TEST_F(OCqz, HandsALearnedBeatOnAndConditionedFramesOut) {
                                                  likeness:1
                                                    usable:3
                                                 confident:YES] autorelease];
-    EXPECT_TRUE(Session(2, odd) == nil);
+    EXPECT_TRUE(Session(2, odd, 145) == nil);
 }

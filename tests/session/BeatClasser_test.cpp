@@ -41,7 +41,7 @@ std::string ClassesOf(const std::string& beats, int noise = 6, double endSeconds
         for (const BeatClasser::Beat& beat : classed) {
             classes += "NSVQ"[static_cast<std::size_t>(beat.beatClass)];
             EXPECT_LT(static_cast<double>(now) / kFs - static_cast<double>(beat.frame) / kFs,
-                      now < 6 * kFs ? 4.4 : 2.3);
+                      static_cast<double>(now) < 6.0 * kFs ? 4.4 : 2.3);
         }
     };
     for (std::size_t i = 0; i < frames; ++i) keep(classer.Take(finder.Take(recording.Frame(i))), i);

@@ -115,16 +115,87 @@ TEST(BeatFinder, IsNotDisturbedByALeadThatIsBad) {
     }
 }
 
+// The last but nine of beats 0.8 s apart comes early, and is small on one or two leads.
+TEST(BeatFinder, TakesAnEarlyBeatForASpikeWhereClearLeadsShowNothing) {
+    struct Case {
+        const char* what;
+        std::size_t leads, small;
+        int earlyMs, percent;
+        bool isBeat;
+    };
+    for (const Case& c : {Case{"a tenth", 2, 1, 600, 7, false},
+                          {"above a tenth", 2, 1, 600, 14, true},
+                          {"at 0.82 of the interval", 2, 1, 656, 7, false},
+                          {"at 0.88", 2, 1, 704, 7, true},
+                          {"one of three", 3, 1, 600, 0, true},
+                          {"two of three", 3, 2, 600, 0, false},
+                          {"one alone", 1, 1, 600, 50, true}}) {
+        std::vector<int> intervals(30, 800);
+        intervals[20] = c.earlyMs;
+        intervals[21] = 1000 - c.earlyMs;
+        Train train(250, c.leads, intervals);
+        for (std::size_t i = 0; i < train.recording.Frames(); ++i) {
+            if (std::abs(train.Seconds(i) - train.beats[20]) > 0.15) continue;
+            for (std::size_t lead = 0; lead < c.leads; ++lead)
+                train.At(i, lead) =
+                    static_cast<short>(train.At(i, lead) * (lead < c.small ? c.percent : 100) / 100);
+        }
+        EXPECT_EQ(Find(train).size(), c.isBeat ? 30U : 29U) << c.what;
+    }
+}
+
+// Wide beats, whose slope is as that of a T wave, and what of these lies within the T wave of the beat
+// before.
+TEST(BeatFinder, FindsWideEarlyBeatsBehindTheTWave) {
+    struct Case {
+        int earlyMs;
+        double width, height;
+        std::size_t found;
+    };
+    for (const Case& c : {Case{300, 3.2, 1500, 45}, {260, 3.2, 1500, 44}, {300, 5, 2000, 44}}) {
+        BeatTrain train(250, 2);
+        train.Noise(6, 1).Beats(480, 30).Form({c.width, 0, c.height}).Beats(c.earlyMs, 1);
+        train.Form({}).Beats(960 - c.earlyMs, 1).Beats(480, 13);
+        Train whole(250, 2, {});
+        whole.recording = train.Record();
+        EXPECT_EQ(Find(whole).size(), c.found) << c.earlyMs << " ms, " << c.width;
+    }
+}
+
+/// Adds noise of the beats' band to both leads.
+void AddNoise(Train& train, unsigned seed, int peak) {
+    for (const unsigned lead : {0U, 1U}) {
+        const std::vector<short> noise = RandomSamples(seed + 10 * lead, train.recording.Frames(), peak);
+        for (std::size_t i = 8; i < noise.size(); ++i)
+            train.At(i, lead) =
+                static_cast<short>(train.At(i, lead) + std::accumulate(&noise[i - 8], &noise[i], 0) / 8);
+    }
+}
+
+TEST(BeatFinder, SearchesSmallBeatsAfterAPauseThatIsLongerInNoise) {
+    struct Case {
+        int pauseMs, noise;
+        bool isFound;
+    };
+    for (const Case& c : {Case{1000, 0, false}, {1080, 0, true}, {1080, 120, false}, {1300, 120, true}}) {
+        std::vector<int> intervals(30, 800);
+        intervals[20] = 540;
+        intervals[21] = c.pauseMs - 540;
+        Train train(250, 2, intervals);
+        for (std::size_t i = 0; i < train.recording.Frames(); ++i)
+            for (const std::size_t lead : {0U, 1U})
+                if (std::abs(train.Seconds(i) - train.beats[20]) < 0.15)
+                    train.At(i, lead) = static_cast<short>(train.At(i, lead) * 28 / 100);
+        if (c.noise > 0) AddNoise(train, 1, c.noise);
+        EXPECT_EQ(Find(train).size(), c.isFound ? 30U : 29U) << c.pauseMs << " ms, " << c.noise;
+    }
+}
+
 TEST(BeatFinder, FindsBeatsThroughNoiseOfTheirBandOnAllLeads) {
     for (unsigned seed = 1; seed <= 7; ++seed) {
         SCOPED_TRACE(seed);
         Train train(250, 2, std::vector<int>(60, 700));
-        for (const unsigned lead : {0U, 1U}) {
-            const std::vector<short> noise = RandomSamples(seed + 10 * lead, train.recording.Frames(), 800);
-            for (std::size_t i = 8; i < noise.size(); ++i)
-                train.At(i, lead) =
-                    static_cast<short>(train.At(i, lead) + std::accumulate(&noise[i - 8], &noise[i], 0) / 8);
-        }
+        AddNoise(train, seed, 800);
         ExpectAll(train, 6);
     }
 }

@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "core/Arithmetic.h"
 #include "host/simulate/SimulatedTest.h"
 #include "session/internal/SignalConditioner.h"
 #include "tests/support/Signals.h"
@@ -120,8 +121,8 @@ std::vector<short> Built(const std::vector<BuiltBeat>& beats, int qrsSamples = 1
     std::vector<double> row(static_cast<std::size_t>(2 * kFs));
     long at = kFs / 2;
     for (const BuiltBeat& beat : beats) {
-        at += beat.intervalMs * kFs / 1000;
-        row.resize(static_cast<std::size_t>(at + 2 * kFs));
+        at += MsToSamples(beat.intervalMs, kFs);
+        row.resize(static_cast<std::size_t>(at) + 2U * kFs);
         AddPulse(row, at - qrsSamples / 2, qrsSamples, 1000);
         const double tangent = std::sqrt(1 / (beat.cosine * beat.cosine) - 1);
         AddPulse(row, at + kPlaces[beat.place], kBump, 1000 * tangent * std::sqrt(1.0 * qrsSamples / kBump));

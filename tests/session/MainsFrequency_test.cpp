@@ -7,7 +7,7 @@
 // Two leads of beats of 1 mV with noise on a wander of 2 mV, the second with a hum of 15 uV.
 TEST(MeasureMainsHz, FindsTheToneUnderBeatsAndWander) {
     for (const int fs : {250, 360, 500, 1000}) {
-        const auto count = static_cast<std::size_t>(10 * fs);
+        const auto count = static_cast<std::size_t>(fs) * 10;
         for (const double hz : {0.0, 49.7, 50.0, 55.0, 60.0, 60.4}) {
             const std::vector<short> ecg = SyntheticEcg(fs, 10, 80, 1000),
                                      wander = Tone(fs, count, 0.3, 2000), hum = Tone(fs, count, hz, 15),

@@ -50,6 +50,7 @@ struct Witness : SessionObserver {
     }
     void OnInterval(const IntervalEvent& interval) override {
         EXPECT_LE(interval.seconds, now);
+        ++intervals;
         log.insert(log.end(), {1, interval.seconds, interval.bpm});
     }
     void OnBeat(const BeatEvent& beat) override {
@@ -73,6 +74,7 @@ struct Witness : SessionObserver {
     void OnNotLearned(const std::string& why) override { notLearned = why; }
 
     double now = 0;  // seconds of the latest conditioned frame
+    int intervals = 0;
     std::vector<double> log;
     std::vector<short> conditioned;  // first lead
     std::vector<BeatEvent> beats;
@@ -227,8 +229,8 @@ void ExpectReach(bool comb, double aheadSeconds, double backSeconds) {
     double ahead = 0, back = 0, off = 0;
     for (int step = 0; step < 14; ++step) {
         Recording recording = BeatTrain(kFs, 3).Noise(4, 1).Beats(700, 60).Record();
-        for (std::size_t i = static_cast<std::size_t>(20 * kFs + step * kFs / 20); i < recording.Frames();
-             ++i)
+        const int changed = 20 * kFs + step * kFs / 20;
+        for (auto i = static_cast<std::size_t>(changed); i < recording.Frames(); ++i)
             recording.Frame(i)[2] = static_cast<short>(recording.Frame(i)[2] + 4000);
         const Witness witness = WitnessOf(recording, options);
         ASSERT_EQ(witness.leads.size(), 2U);
@@ -251,10 +253,22 @@ TEST(StressSession, ADisturbanceIsFoldedIntoNoBeat) {
     ExpectReach(false, 0.42, 0.3 + 3);
 }
 
+// Where all leads jump, beats are found between the jumps.
+TEST(StressSession, ALeadThatJumpsAgainAndAgainHidesNoBeatsAndMakesNone) {
+    for (const std::size_t jumping : {1U, 2U}) {
+        Recording recording = BeatTrain(kFs, 2).Noise(4, 1).Beats(800, 60).Record();
+        for (std::size_t i = 20 * kFs; i < 36 * kFs; ++i)
+            for (std::size_t lead = 2 - jumping; lead < 2; ++lead)
+                if (i % 325 < 150)
+                    recording.Frame(i)[lead] = static_cast<short>(recording.Frame(i)[lead] + 4500);
+        EXPECT_NEAR(WitnessOf(recording, OptionsFor(2)).intervals, 60, jumping == 1 ? 0 : 6);
+    }
+}
+
 TEST(StressSession, ALeadThatWasOffForLongIsOfThePresentAgain) {
     Recording recording =
         BeatTrain(kFs, 2).Noise(4, 1).Beats(700, 40).Form({1.0, -0.2, 900}).Beats(700, 40).Record();
-    for (std::size_t i = 20 * kFs; i < 40 * kFs; ++i) recording.Frame(i)[1] = 0;
+    for (std::size_t i = std::size_t{20} * kFs; i < std::size_t{40} * kFs; ++i) recording.Frame(i)[1] = 0;
     const Witness witness = WitnessOf(recording, OptionsFor(2));
     const auto after = std::find_if(witness.beats.begin(), witness.beats.end(), [](const BeatEvent& beat) {
         return beat.seconds > 40 && !std::isnan(beat.levelUv[1]);
@@ -271,7 +285,7 @@ TEST(StressSession, LearnsFrom10SecondsOrFiveMoreAtATimeUpTo60) {
         EXPECT_EQ(WitnessOf(BeatTrain(kFs, 1).Noise(4, 1).Beats(rrMs, 30).Record(), OptionsFor(1))
                       .learned.fromSeconds,
                   seconds);
-    Recording late{1, std::vector<short>(100 * kFs)};
+    Recording late{1, std::vector<short>(std::size_t{100} * kFs)};
     EXPECT_NE(WitnessOf(late, OptionsFor(1)).notLearned.find("no stretch of 10 to 60 s"), std::string::npos);
     const Recording beats = BeatTrain(kFs, 1).Noise(4, 1).Beats(800, 40).Record();
     late.samples.insert(late.samples.end(), beats.samples.begin(), beats.samples.end());
@@ -327,7 +341,8 @@ TEST(StressSession, LearnsAnotherShapeHalfAMinuteAfterNoise) {
         std::mt19937 random(1);
         for (int i = 0; i < burstSeconds * 5 / 4; ++i)
             for (int k = -100; k < 100; ++k) {
-                short& sample = recording.samples[static_cast<std::size_t>((31 + i) * kFs * 4 / 5 + k)];
+                const int at = (31 + i) * kFs * 4 / 5 + k;
+                short& sample = recording.samples[static_cast<std::size_t>(at)];
                 sample = static_cast<short>(std::abs(k) < 15 ? static_cast<int>(random() % 4000U) - 2000 : 0);
             }
         const Witness witness = WitnessOf(recording, OptionsFor(1));

@@ -48,7 +48,8 @@ TEST(TemplateFollower, MeasuresJPlus6MsAgainst12MsOfPRSegment) {
         TemplateRows rows = MakeTemplate(kFs, 1, kLength, kR);
         for (int i = kQ - 20; i < kQ; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
         for (int i = kJ; i < kJ + 20; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
-        rows[0][static_cast<std::size_t>(kQ + atMs / kMsPerSample)] += 70;
+        const int at = kQ + atMs / kMsPerSample;
+        rows[0][static_cast<std::size_t>(at)] += 70;
         TemplateFollower follower(kFs, {0}, 60);
         return Told(follower, BeatOf(rows), rows.Rows())->jUv[0];
     };
@@ -78,8 +79,8 @@ TEST(TemplateFollower, MatchesBy280MsAroundR) {
     const TemplateRows averaged = MakeTemplate(kFs, 1, kLength, kR);
     for (const auto& [fromMs, bMatches] : {std::pair{80, false}, {160, true}}) {
         TemplateRows heard = averaged;  // with a block of 40 ms
-        for (int i = 0; i < 20; ++i)
-            heard[0][static_cast<std::size_t>(kR + fromMs / kMsPerSample + i)] -= 800;
+        const int first = kR + fromMs / kMsPerSample;
+        for (int i = first; i < first + 20; ++i) heard[0][static_cast<std::size_t>(i)] -= 800;
         TemplateFollower follower(kFs, {0}, 60);
         EXPECT_EQ(Told(follower, BeatOf(averaged), heard.Rows()).has_value(), bMatches) << fromMs;
     }

@@ -174,6 +174,7 @@ extension Bindings {
             #expect(conditioned[0] == conditioned[1] && conditioned[0].count == signal.count)
             beats[0].rows[1].removeLast()
             #expect(qzSession(fs: fs, chn: leads, uVpb: 1, beat: beats[0]) == nil)
+            #expect(qzSession(fs: fs, chn: leads, uVpb: 1, stRateLimit: 0, beat: nil) == nil)
         }
 
         @Test func theInitialisersCreateThroughTheOverride() {

@@ -66,8 +66,9 @@ enum {
 @property(nonatomic, readonly) NSArray *OC_NULLABLE slope;
 @property(nonatomic, readonly) NSArray *OC_NULLABLE j;
 /// Of OCqzEventBeat: ST level of each lead, uV, at stPointMs after J: 80 ms, 60 ms while the heart rate is
-/// above 145/min, until it is 5/min below. It is against the PR segment, at an onset and J that follow the
-/// averaged beat; NaN as above, and where that point lies on the T wave. Else nil and 0.
+/// above the limit of the session, 145/min, until it is 5/min below. It is against the PR segment, at an
+/// onset and J that follow the averaged beat; NaN as above, and where that point lies on the T wave. Else nil
+/// and 0.
 @property(nonatomic, readonly) NSArray *OC_NULLABLE st;
 @property(nonatomic, readonly) double stPointMs;
 /// Of OCqzEventQuality, one float per lead, else nil: from 0, nothing to be measured, to 1, clean.
@@ -134,6 +135,9 @@ enum {
                           smooth:(short)smooth
                          postJms:(short)postJms NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:));
 /// The same, and:
+/// @param stRateLimit  Heart rate above which `st` is at J + 60 ms instead of J + 80 ms: above 0, usually
+/// 145,
+///                     beats/min.
 /// @param beat         The first averaged beat; nil: the session learns it.
 /// @param conditioned  Whether conditioned frames are kept to be fetched.
 /// @return Nil also for a beat that does not fit the leads and the rate.
@@ -144,9 +148,10 @@ enum {
                          lowpass:(short)lowpass
                           smooth:(short)smooth
                          postJms:(short)postJms
+                     stRateLimit:(double)stRateLimit
                             beat:(OCqzLearnedBeat *OC_NULLABLE)beat
                      conditioned:(BOOL)conditioned
-    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:beat:conditioned:));
+    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:stRateLimit:beat:conditioned:));
 
 /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken.
 /// @return How many frames it took: fewer than there are when 256 events or 4096 conditioned frames wait to

@@ -1,17 +1,20 @@
 // The banks of filters against their single-lead classes, and at their edges.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "core/filters/CMultiChannelDoubleSampleRate.h"
 #include "core/filters/CMultiChannelHighpass.h"
 #include "core/filters/CMultiChannelLowpass2.h"
 #include "core/filters/CMultiChannelNotch.h"
 #include "core/filters/CMultiChannelSmoothEx.h"
 #include "core/filters/CMutiBlNotchFilter.h"
 #include "core/filters/CQuorlMultiNotchFilter.h"
+#include "tests/digest/Runs.h"
 #include "tests/support/Signals.h"
 
 namespace {
@@ -25,8 +28,8 @@ const std::vector<short>& Frames() {
         auto x = RandomSamples(5, 9000 * kMostLeads, 32768);
         for (std::size_t i = 0; i < x.size(); ++i) {
             const std::size_t frame = i / kMostLeads;
-            if (frame > 1000 && frame < 6000) x[i] = frame % 1000 == 999 ? x[i] : 0;
-            if (frame >= 6000) x[i] = static_cast<short>(x[i] / 512);
+            if (frame > 1000 && frame < 6000) x[i] = frame % 1000 == 999 ? x[i] : short{0};
+            if (frame >= 6000) x[i] = Wrapped(x[i] / 512);
             if (frame > 6500 && frame < 8500 && i % kMostLeads % 3 == 0) x[i] = 0;
         }
         return x;
@@ -90,10 +93,31 @@ TEST(MultiChannelBanks, GiveEveryLeadWhatItsSingleFilterGives) {
     for (const int fs : {33, 34, 112, 166, 167, 257, 500, 1000})
         ExpectAlike<CMultiChannelSmooth, CSmoothFilter>(fs, 10);
     ExpectAlike<CMultiChannelSmooth, CSmoothFilter>(500, 260);
+    // At 49 Hz the divisor is 98, and 98 times the rounded 1 / 98 is less than 1.
     for (const auto& [freq, fs] :
-         {std::pair{50, 500}, {60, 500}, {50, 1000}, {60, 250}, {7, 257}, {50, 40}, {0, 500}}) {
+         {std::pair{50, 500}, {60, 500}, {50, 1000}, {60, 250}, {7, 257}, {49, 490}, {50, 40}, {0, 500}}) {
         ExpectAlike<CMutiBlNotchFilter, CBlNotchFilter>(freq, fs);
         ExpectAlike<CQuorlMultiNotchFilter, CQuorlNotchFilter>(freq, fs);
+    }
+}
+
+TEST(MultiChannelBanks, DoublerGivesEveryLeadWhatTheSingleOneGives) {
+    constexpr std::size_t kLeads = 6, kShift = 37;  // leads see the same samples at different times
+    for (const double uVpb : {1.0, 4.88, 0.0, -1.0, std::nan("")}) {
+        CMultiChannelDoubleSampleRate bank(kLeads);
+        bank.Init(uVpb);
+        std::vector<CDoubleSampleRate> singles(kLeads);
+        for (CDoubleSampleRate& single : singles) single.Init(uVpb);
+        for (std::size_t i = 0; i + kLeads * kShift < Mixed().size(); ++i) {
+            short frame[kLeads];
+            for (std::size_t lead = 0; lead < kLeads; ++lead) frame[lead] = Mixed()[i + lead * kShift];
+            short** pairs = bank.GetDoubleSampleRateData(frame);
+            for (std::size_t lead = 0; lead < kLeads; ++lead) {
+                const short* pair = singles[lead].GetDoubleSampleRateData(frame[lead]);
+                ASSERT_EQ(pairs[lead][0], pair[0]) << uVpb << ", lead " << lead << ", frame " << i;
+                ASSERT_EQ(bank.GetData()[1][lead], pair[1]) << uVpb << ", lead " << lead << ", frame " << i;
+            }
+        }
     }
 }
 

@@ -67,6 +67,8 @@ TEST(CZatTemplRxy, EstimatesItsCorrelationClosely) {
                 lead.Take(i < 600 ? input[i] : Wrapped(beat[i - 600] + input[i] / 4));
                 EXPECT_TRUE(IsEstimated(lead)) << windowMs << " ms, " << amplitude << ", sample " << i;
             }
+            lead.DeleteTempl();
+            EXPECT_FALSE(IsEstimated(lead)) << "without a template";
         }
 }
 

@@ -175,7 +175,7 @@ TEST(StressAnalysis, StripsShowTheRecordedAndTheConditionedSignalInStep) {
     StressOptions options;
     options.conditioner.smooth = 1;
     options.stripSeconds = {20, 58.8, 21, 5.001, 70};  // two overlap, one is cut, one is beyond the end
-    options.beatSeconds = {20, 40, 61, 80};            // the last one has no beat
+    options.beatSeconds = {20, 40, 60, 80};            // the last one has no beat
     const StressResult result = StressAnalysis(source, options, {&witness}).Run();
     ASSERT_EQ(result.asked.size(), 3U);
     for (const BeatsThen& then : result.asked) {

@@ -35,7 +35,13 @@ expect_refusal 2 post-j analyze --post-j 0
 expect_refusal 2 lowpass analyze --lowpass -5
 expect_refusal 2 lowpass analyze --lowpass fast
 expect_refusal 2 nonsense analyze --nonsense
-expect_refusal 2 subcommand
+expect_refusal 2 'a command is expected: analyze'
+expect_refusal 2 'did you mean qzstress analyze?' analyse
+expect_refusal 2 "did you mean qzstress analyze $work/flat?" "$work/flat"
+expect_refusal 2 'expected analyze, simulate' draw
+expect_refusal 2 'a whole number of 0 to' simulate "$work/seed" --seed -1
+expect_refusal 2 'a whole number of 0 to' simulate "$work/seed" --seed 18446744073709551616
+expect_refusal 2 'none or 10 to 1000' analyze --lowpass 9
 expect_refusal 2 'RECORD: a name' analyze ""
 expect_refusal 2 'speed' analyze "$work/flat" --realtime 0
 expect_refusal 2 'a speed is expected, not "fast"' analyze --realtime fast "$work/flat"
@@ -56,27 +62,27 @@ for option in $(grep -o -- '--[a-z-]*' "$work/out" | sort -u); do
     grep -q -- "$option\b" "$sources/host/cli/qzstress.bash" || fail "$option is not in the completion"
 done
 
-# Behind -- a batch takes the options of analyze.
+# A batch takes the options of analyze, behind -- too.
 bash -c '. "$1"; COMP_WORDS=(qzstress batch x -- --mai) COMP_CWORD=4; _qzstress qzstress --mai --
     [ "${COMPREPLY[*]}" = --mains ]' - "$sources/host/cli/qzstress.bash" || fail "completion of a batch"
 
 # A simulated test as a file, in every format: the same for the same seed, and found again by evaluate.
 for format in '' .edf .csv; do
-    "$program" simulate "$work/sim$format" --seconds 120 --protocol ramp --seed 5 --leads I,V5 ||
+    "$program" simulate "$work/sim$format" --seconds 120 --protocol ramp --seed 5 --leads I,V5 --force ||
         fail "simulate $format"
-    "$program" evaluate "$work/sim$format" --fs 500 --ann "$work/sim.truth.json" --json "$work/score.json" >"$work/out" ||
+    "$program" evaluate "$work/sim$format" --ann "$work/sim.truth.json" --json "$work/score.json" >"$work/out" ||
         fail "evaluate $format"
     grep -q 'sensitivity 9[89]\|sensitivity 100' "$work/out" || fail "evaluate $format: $(cat "$work/out")"
-    "$program" analyze "$work/sim$format" --fs 500 --csv "$work/trend$format.csv" --quiet >"$work/out" || fail "analyze $format"
+    "$program" analyze "$work/sim$format" --csv "$work/trend$format.csv" --quiet >"$work/out" || fail "analyze $format"
     [ -s "$work/out" ] && fail "--quiet prints"
     cmp "$work/trend.csv" "$work/trend$format.csv" || fail "$format gives another trend"
-    "$program" info "$work/sim$format" --fs 500 | grep -q 'leads: I V5' || fail "info $format"
+    "$program" info "$work/sim$format" | grep -q 'leads: I V5' || fail "info $format"
 done
 cp "$work/sim.dat" "$work/first.dat"
-"$program" simulate "$work/sim" --seconds 120 --protocol ramp --seed 5 --leads I,V5
+"$program" simulate "$work/sim" --seconds 120 --protocol ramp --seed 5 --leads I,V5 --force
 cmp "$work/first.dat" "$work/sim.dat" || fail "the same seed gives another signal"
 
-# All results at once; none under its name when one of them cannot be written.
+# All results at once. One that cannot be written costs the others nothing.
 "$program" analyze "$work/sim" --json "$work/r.json" --wfdb-ann "$work/r.atr" --export "$work/clean" --double \
     --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" >"$work/out" || fail "analyze with results"
 for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || fail "no $file"; done
@@ -92,20 +98,35 @@ for span in 10 10-10 -1-5 1-2x; do expect_refusal 2 SECONDS-SECONDS analyze "$wo
 "$program" analyze "$work/sim" --mains 60 --quiet 2>&1 | grep -q 'mains are of 50 Hz' || fail "wrong mains are not told"
 expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --csv "$work/r.csv" --export "$work/e.edf" \
     --json "$work/no/r.json"
+[ -s "$work/r.csv" ] && [ -s "$work/e.edf" ] || fail "one output that fails takes others with it"
+(ulimit -f 800; "$program" analyze "$work/sim" --quiet --json "$work/whole.json" --export "$work/cut" --double 2>"$work/err")
+[ $? -eq 1 ] && [ "$(cat "$work/err")" = "qzstress: $work/cut.dat: cannot be written to its end: File too large" ] &&
+    [ -s "$work/whole.json" ] || fail "a full disk: $(cat "$work/err")"
+# What is there is replaced by a later result of its kind, and by nothing else without --force.
+expect_refusal 1 'sim.hea: is there already' simulate "$work/sim" --seconds 20
+expect_refusal 1 'r.atr: is there already' analyze "$work/sim" --wfdb-ann "$work/r.atr"
+expect_refusal 1 'e.edf: is there already' analyze "$work/sim" --export "$work/e.edf"
+expect_refusal 1 'no earlier result of this kind' analyze "$work/sim" --csv "$work/r.json"
+expect_refusal 1 'no earlier result of this kind' evaluate "$work/sim" --ann "$work/sim.atr" --json "$work/r.json"
+printf precious >"$work/other.html"
+expect_refusal 1 'other.html: is there already' analyze "$work/sim" --report "$work/other.html"
+"$program" analyze "$work/sim" --quiet --csv "$work/r.csv" --json "$work/r.json" --report "$work/r.html" || fail "results again"
+"$program" analyze "$work/sim" --quiet --wfdb-ann "$work/r.atr" --csv "$work/other.html" --force || fail "--force"
 expect_refusal 1 'two outputs' analyze "$work/sim" --csv "$work/one" --json "$work/./one"
-ls "$work"/.qzstress-* "$work/r.csv" "$work/e.edf" "$work/one" 2>/dev/null && fail "something is left behind"
+ls "$work"/.qzstress-* "$work"/cut.* "$work/one" 2>/dev/null && fail "something is left behind"
 # No recording is lost to what is made of it.
 ln -s sim.dat "$work/link"
 cp "$work/sim.truth.json" "$work/truth.json"
 expect_refusal 1 'sim.hea: is read' analyze "$work/sim" --export "$work/sim"
 expect_refusal 1 'sim.dat: is read' analyze "$work/sim" --csv "$work/link"
-expect_refusal 1 'sim.csv: is read' analyze "$work/sim" --template-from "$work/sim.csv" --fs 500 --json "$work/sim.csv"
+expect_refusal 1 'sim.csv: is read' analyze "$work/sim" --template-from "$work/sim.csv" --json "$work/sim.csv"
 expect_refusal 1 'truth.json: is read' evaluate "$work/sim" --ann "$work/truth.json" --json "$work/truth.json"
 cmp "$work/first.dat" "$work/sim.dat" && cmp "$work/sim.truth.json" "$work/truth.json" || fail "a recording is lost"
 
 # Persons stand in no output of an anonymous run; what is told of the patient stands in all that have room for it.
 echo '{"name": "Zwqx", "id": "Zwqx-1", "referring": "Dr. Zwqx", "indication": "dyspnoea"}' >"$work/p.json"
 for anonymous in '' --anonymous; do
+    rm -f "$work"/p1*
     "$program" analyze "$work/sim" --patient "$work/p.json" $anonymous --json "$work/p1.json" --report "$work/p1.html" \
         --csv "$work/p1.csv" --export "$work/p1.edf" --quiet || fail "analyze --patient $anonymous"
     "$program" analyze "$work/p1.edf" $anonymous --export "$work/p1" --quiet || fail "analyze with a patient $anonymous"
@@ -128,6 +149,20 @@ grep -q '"predicted_by": "Tanaka' "$work/s.json" || fail "--predicted"
 expect_refusal 1 'no note that names a stage' analyze "$work/sim" --stages "$work/sim.atr"
 expect_refusal 1 'lead "V9" is not one' analyze "$work/sim" --stage-leads V9
 expect_refusal 1 'bp.csv: is read' analyze "$work/sim" --bp "$work/bp.csv" --csv "$work/bp.csv"
+
+# A recording comes and results go through pipes, and are the same.
+mkfifo "$work/pipe"
+cat "$work/sim.csv" >"$work/pipe" &
+"$program" analyze "$work/pipe" --csv - >"$work/piped.csv" && cmp "$work/trend.csv" "$work/piped.csv" || fail "a pipe"
+"$program" analyze - --raw 500,I+V5,1 --csv - <"$work/sim.dat" | cmp "$work/trend.csv" || fail "raw frames"
+"$program" analyze "$work/sim.dat" --json - >"$work/out" && grep -q '"options": {}' "$work/out" || fail "--json -"
+expect_refusal 1 'two outputs' analyze "$work/sim" --json - --csv -
+expect_refusal 1 'is read twice' evaluate - --ann "$work/sim.atr"
+for layout in 500 500,2 500,0,1 500,2,0 500,2,x 500,65,1; do expect_refusal 2 raw analyze "$work/sim.dat" --raw $layout; done
+# What does not fit is said, and what was meant.
+expect_refusal 1 'is for CSV' analyze "$work/sim.edf" --fs 500
+expect_refusal 1 'leaves nothing' evaluate "$work/sim" --ann "$work/sim.atr" --skip 120
+"$program" info "$work/sim.atr" --json | grep -q '"length_s": 120.0' || fail "info --json"
 
 # The words after a list of leads are not leads; a beat is taken from leads of the same names.
 "$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"
@@ -157,6 +192,16 @@ wait $!
 [ $? -eq 130 ] && [ -s "$work/part.json" ] || fail "interrupted: no results"
 grep -q '"interrupted": true' "$work/part.json" || fail "interrupted: the result does not say so"
 
+# So they are where frames are waited for.
+exec 9<>"$work/pipe"
+cat "$work/sim.dat" >&9 &
+"$program" analyze "$work/pipe" --raw 500,2,1 --quiet --json "$work/waited.json" 9>&- >"$work/out" 2>&1 &
+sleep 1
+kill -TERM $!
+wait $!
+[ $? -eq 130 ] && grep -q '"interrupted": true' "$work/waited.json" || fail "interrupted while waiting for frames"
+exec 9>&-
+
 # So they are where nobody reads the display any more.
 "$program" analyze --realtime 20 "$work/sim" --json "$work/piped.json" 2>"$work/err" | head -n 1 >"$work/out"
 [ -s "$work/piped.json" ] || fail "a closed pipe: $(cat "$work/err")"
@@ -172,7 +217,7 @@ grep -q '"largest_change_uv": null' "$work/off.json" && grep -q ',,,,[0-9.]*,[0-
 mkdir -p "$work/records/deep"
 cp "$work/sim.hea" "$work/sim.dat" "$work/records/deep"
 cp "$work/bad.hea" "$work/sim.edf" "$work/records"
-"$program" batch "$work/records" --out "$work/results" -- --mains 60 2>"$work/err"
+"$program" batch "$work/records" --out "$work/results" --mains 60 2>"$work/err"
 [ $? -eq 3 ] || fail "batch with a bad record"
 [ "$(wc -l <"$work/err")" -eq 1 ] && grep -q bad "$work/err" || fail "batch: $(cat "$work/err")"
 [ "$(wc -l <"$work/results/results.csv")" -eq 3 ] || fail "batch: $(cat "$work/results/results.csv")"
@@ -191,7 +236,7 @@ cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table after
 touch -d 2001-01-01 "$results/sim.edf.json"
 cp "$work/bad.hea" "$work/records"
 sed 's/"interrupted": false/"interrupted": true/' "$results/sim.edf.json" >"$results/bad.hea.json"
-expect_refusal 3 "records/bad.hea: line 1" batch "$work/records" --out "$results"
+expect_refusal 3 "records/bad.hea: line 1" batch "$work/records" --out "$results" --mains=60
 cmp "$work/table.csv" "$results/results.csv" || fail "batch: an interrupted result is in the table"
 [ "$results/sim.edf.json" -ot "$program" ] || fail "batch: a whole result was analysed again"
 rm "$work/records/bad.hea" "$results/bad.hea.json"
@@ -214,13 +259,30 @@ rm "$results/sim.edf.json"
 cmp "$work/table.csv" "$results/results.csv" || fail "batch: another table without the foreign file"
 # A recording or a list is not overwritten by the table, nor taken for the other.
 "$program" batch "$work/records" --out "$work/records/more" || fail "batch into the folder of the records"
-"$program" batch "$work/records" --out "$results" || fail "a table is taken for a recording"
+"$program" batch "$work/records" --out "$results" --mains 60 || fail "a table is taken for a recording"
 rm -r "$work/records/more"
 echo sim.edf >"$work/records/results.csv"
 expect_refusal 1 'results.csv: is not a table' batch "$work/records" --out "$work/records"
 rm "$work/records/results.csv"
 expect_refusal 1 'sim.csv: is taken for a recording' batch "$work/sim.csv" --out "$results"
 
+# Results of other options are made again or kept, and the table tells which they are.
+"$program" batch "$work/records" --out "$results" --keep --leads V5,I 2>"$work/err" || fail "--keep"
+grep -q 'another version kept: 2$' "$work/err" && cmp "$work/table.csv" "$results/results.csv" ||
+    fail "--keep: $(cat "$work/err" "$results/results.csv")"
+sed -i 's/"program": "[^"]*/&x/' "$results/sim.edf.json"
+"$program" batch "$work/records" --out "$results" --mains 60 2>"$work/err" && grep -q 'made again: 1$' "$work/err" ||
+    fail "another version: $(cat "$work/err")"
+"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 2>"$work/err" || fail "other options"
+[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb"$' "$results/results.csv")" -eq 2 ] ||
+    fail "other options: $(cat "$results/results.csv")"
+# Wrong options are told once, before any work, and so is what is no list.
+expect_refusal 2 'no-such' batch "$work/records" --out "$work/never" -- --no-such 1
+expect_refusal 1 'comb is for' batch "$work/records" --out "$work/never" -- --comb --mains 60
+expect_refusal 1 'stages.txt: cannot' batch "$work/records" --out "$work/never" --stages "$work/stages.txt"
+printf '\1\2binary\377' >"$work/binary"
+expect_refusal 1 'binary: expected a folder or a list' batch "$work/binary" --out "$work/never"
+[ -e "$work/never" ] && fail "a batch without records makes a folder"
 expect_refusal 2 'names one file' batch "$work/records" --out "$results" -- --csv "$work/all.csv"
 
 # A list that names a record twice, and one with two records that have one place for their results.
@@ -238,8 +300,8 @@ expect_refusal 3 "$work/sim.edf: its result would be .*, as that of $work/lists/
 
 # Two runs with one name for their files: all four are of one run.
 for round in 1 2 3; do
-    "$program" simulate "$work/both" --seconds 40 --seed 1 --leads I,V5 &
-    "$program" simulate "$work/both" --seconds 40 --seed 2 --leads II,V6 || fail "the second of two runs"
+    "$program" simulate "$work/both" --seconds 40 --seed 1 --leads I,V5 --force &
+    "$program" simulate "$work/both" --seconds 40 --seed 2 --leads II,V6 --force || fail "the second of two runs"
     wait $! || fail "the first of two runs"
     "$program" evaluate "$work/both" --ann "$work/both.truth.json" >"$work/out" 2>"$work/err" &&
         grep -q 'sensitivity 9[0-9]\|sensitivity 100' "$work/out" || fail "two runs: $(cat "$work/out" "$work/err")"
@@ -263,7 +325,7 @@ expect_refusal 1 'list: expected a file, found a pipe' batch "$work/bad/list" --
 iconv -f UTF-8 -t UTF-8 "$work/u.json" "$work/u.csv" "$work/u.html" "$work/out" >/dev/null || fail "a name leaves as no text"
 rm -r "$work/late"
 start=$(date +%s)
-expect_refusal 3 'given up after 1 s' batch "$work/lists" --out "$work/late" --timeout 1 -- --realtime
+expect_refusal 3 'given up after 0 s' batch "$work/lists" --out "$work/late" --timeout 0.02
 [ $(($(date +%s) - start)) -lt 9 ] || fail "a time limit takes long"
 
 [ "$failures" -eq 0 ]

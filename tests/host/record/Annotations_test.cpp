@@ -83,7 +83,9 @@ TEST(Annotations, RefusesDamagedFilesWithThePosition) {
     EXPECT_THAT(refusal(Bytes({0, 59 << 2, 0xFF, 0xFF, 0xFE, 0xFF, 1, 4, 0, 0})),
                 HasSubstr("from 0 on, found -1"));
     EXPECT_THAT(refusal(Bytes({1, 1 << 2, 0, 0, 0, 7})), HasSubstr("byte 5: expected nothing behind"));
-    EXPECT_THAT(refusal(std::string(16777217, '\4')), HasSubstr("found 16777217"));
+    std::string large;
+    large.resize(16777217, '\4');
+    EXPECT_THAT(refusal(large), HasSubstr("found 16777217"));
     EXPECT_THAT(refusal(std::string(2097154, '\4')), HasSubstr("expected at most 1048576 annotations"));
 }
 

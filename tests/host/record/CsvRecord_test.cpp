@@ -42,6 +42,19 @@ TEST_F(CsvRecordTest, ReadsUnitsSeparatorsAndTimes) {
         {"\"I, left (uV)\",\"II; a (uV)\"\n+0,+1e1\n", 500, 0, "500 1|I, left|II; a| 0 10,"},
         {"I, left (uV)\tII; a (uV)\n3\t4\n", 500, 0, "500 1|I, left|II; a| 3 4,"},
         {"\"'-aVR (uV)\",'a (uV)\n3,4\n", 500, 0, "500 1|-aVR|'a| 3 4,"},  // as CsvField escapes formulas
+        {"\"I (mV)\";II (mV)\n1,5;-0,002\n2.5;+1\n", 500, 0, "500 1|I|II| 1500 -2, 2500 1000,"},
+        {"# sampling_rate_hz: 200\n#\ntime_s\tI (uV)\n#x\n0\t1\n# \n\n1\t2\n", 0, 0, "200 1|I| 1, 2,"},
+        {"# sampling_rate_hz: 200\nI (uV)\n1\n2\n", 250, 0, "250 1|I| 1, 2,"},  // the option rules
+        {"I (uV),HR (1/min),II (uV)\n,x,5\nNaN,,\n7,70,NA\nnull,1,6\n", 500, 0,
+         "500 1|I|II| 7 5, 7 5, 7 5, 7 6,"},  // values are held, the first one from the start on
+        {std::string("\xFF\xFEI\0 \0(\0\xB5\0V\0)\0\n\0"
+                     "7\0\n\0",
+                     20),
+         500, 0, "500 1|I| 7,"},
+        {std::string("\xFE\xFF\0I\0 \0(\0V\0)\0\n\0"
+                     "1",
+                     16),
+         500, 0, "500 50|I| 20000,"},
         {"ECG,ECG (uV),ecg 2,ECG\n3,4,5,6\n", 500, 1, "500 1|ECG|ECG 3|ecg 2|ECG 4| 3 4 5 6,"},
     };
     for (const auto& [text, fs, uVpb, expected] : cases) {
@@ -71,6 +84,17 @@ TEST_F(CsvRecordTest, WarnsOfTimesThatJumpAndOfSamplesBeyondSixteenBits) {
                     "\"I\": 1000 samples clipped at 16 bits"));
 }
 
+TEST_F(CsvRecordTest, TellsTheStartAndWhatItLeavesOutOrHolds) {
+    CsvRecord record =
+        Open("# started: 2021-02-28 23:59:58\n# bicycle\nI (uV),HR (1/min),II (uV)\n1,,\n2,70,\n",
+             Options(500, 0));
+    ReadAll(record);
+    EXPECT_EQ(record.Info().started, "2021-02-28 23:59:58");
+    EXPECT_THAT(record.Info().remarks, ElementsAre("bicycle"));
+    EXPECT_THAT(record.Warnings(), ElementsAre("\"HR\" left out: its unit \"1/min\" is not a voltage",
+                                               "\"II\": 2 cells without a value, value before held"));
+}
+
 TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
     const std::string frames = "1,2\n3,4\n";
     std::string many = "I";
@@ -86,17 +110,18 @@ TEST_F(CsvRecordTest, RefusesWhatItCannotReadAndNamesTheLine) {
         {frames, 500, 1, "line 1: expected the names of the leads, found numbers"},
         {"I,II\n" + frames, 500, 0,
          "column \"I\": expected a unit, as in \"I (mV)\", or --uv-per-bit, found neither"},
-        {"I (mV),SpO2 (%)\n" + frames, 500, 1, "column \"SpO2\": expected a unit of voltage, found \"%\""},
-        {"time\n1\n", 500, 1, "line 1: expected a lead, found none"},
+        {"time,SpO2 (%)\n" + frames, 500, 1, "line 1: expected a lead in a unit of voltage, found none"},
+        {"\xFF\xFEI", 500, 1, "expected UTF-16, found half a character"},
+        {std::string("\xFF\xFE\0\xDC\0\0", 6), 500, 1, "expected UTF-16, as its byte order mark says"},
         {many, 500, 1, "line 1: expected at most 257 columns, found more"},
         {"I,II\n", 500, 1, "expected a line of samples after the header, found none"},
         {"I,II\n" + frames, 0, 1, "expected --fs or a first column of rising times, found neither"},
-        {"time,I\n0,1\n1,1\n", 0, 1, "sampling rate: expected 100 to 2000 Hz, found 1"},
+        {"time,I\n0,1\n1,1\n", 0, 1, "sampling rate: expected 100 to 10000 Hz, found 1"},
         {"I,II\n" + frames + "5\n", 500, 1, "line 4: expected 2 columns as in the header, found 1"},
         {"I,II\n" + frames + "5,6,\n", 500, 1, "line 4: expected 2 columns as in the header, found 3"},
-        {"I;II\n1,5;2\n", 500, 1, "line 2: column 1: expected a number, found \"1,5\""},
+        {"I;II\n1,000,5;2\n", 500, 1, "line 2: column 1: expected a number, found \"1,000,5\""},
         {"I,II\n1,++2\n", 500, 1, "line 2: column 2: expected a number, found \"++2\""},
-        {"I,II\n1,nan\n", 500, 1, "line 2: column 2: expected a number, found \"nan\""},
+        {"#\ntime,II\nnan,1\n", 500, 1, "line 3: column 1: expected a number, found \"nan\""},
         {"I,II\n1,1e999\n", 500, 1, "line 2: column 2: expected a number, found \"1e999\""},
         {"I,II\n1," + std::string(70000, '1'), 500, 1, "line 2: expected a line of at most 65536 bytes"},
     };

@@ -26,11 +26,22 @@ std::string Pack(int format, const Frames& frames) {
     for (const auto& frame : frames)
         for (const int sample : frame) samples.push_back(static_cast<unsigned>(sample));
     const std::size_t count = samples.size();
-    samples.push_back(0);  // the second of the last pair of format 212, where there is none
+    samples.insert(samples.end(), 2, 0);  // those of the last pair or triple that are not there
     std::string bytes;
     const auto append = [&](unsigned value) { bytes.push_back(static_cast<char>(value & 0xFF)); };
     for (std::size_t i = 0; i < count; ++i) {
-        if (format == 212 && i % 2 == 1) {
+        if (format == 310 || format == 311) {
+            if (i % 3 > 0) continue;
+            const unsigned a = samples[i] & 0x3FF, b = samples[i + 1] & 0x3FF, c = samples[i + 2] & 0x3FF;
+            const unsigned word = format == 311 ? a | b << 10 | c << 20
+                                                : (a | (c & 0x1F) << 10) << 1 | (b | c >> 5 << 10) << 17;
+            for (int shift = 0; shift < 32; shift += 8) append(word >> shift);
+        } else if (format == 8) {
+            append(samples[i] - (i < frames[0].size() ? 0 : samples[i - frames[0].size()]));
+        } else if (format == 61 || format == 160) {
+            append(format == 61 ? samples[i] >> 8 : samples[i]);
+            append(format == 61 ? samples[i] : (samples[i] + 0x8000) >> 8);
+        } else if (format == 212 && i % 2 == 1) {
             append(samples[i]);
         } else if (format == 212) {
             append(samples[i]);
@@ -85,8 +96,16 @@ TEST_F(WfdbRecordTest, ReturnsThePhysicalValuesOfEachFormatThroughManyBuffers) {
     constexpr std::size_t kFrames = 20001;
     constexpr int kBaseline = 7;
     constexpr double kUvPerUnit = 1000.0 / 400;
-    for (const auto& [format, highest] :
-         {std::pair(16, 2000), {24, 2000}, {32, 2000}, {80, 127}, {212, 2047}}) {
+    for (const auto& [format, highest] : {std::pair(8, 63),
+                                          {16, 2000},
+                                          {24, 2000},
+                                          {32, 2000},
+                                          {61, 2000},
+                                          {80, 127},
+                                          {160, 2000},
+                                          {212, 2047},
+                                          {310, 511},
+                                          {311, 511}}) {
         const Frames stored = RandomFrames(kFrames, 3, -highest, highest, 1);
         Write("r.dat", Pack(format, stored));
         std::string header = "r 3 500 " + std::to_string(kFrames) + "\n";
@@ -243,7 +262,8 @@ TEST_F(WfdbRecordTest, ChoosesTheScaleOfWideFormatsByTheRangeThatTheyUse) {
 }
 
 TEST_F(WfdbRecordTest, HoldsTheValueBeforeASampleMarkedInvalid) {
-    for (const auto& [format, marker] : {std::pair(16, -32768), {24, -8388608}, {80, -128}, {212, -2048}}) {
+    for (const auto& [format, marker] :
+         {std::pair(16, -32768), {24, -8388608}, {80, -128}, {160, -32768}, {212, -2048}, {310, -512}}) {
         Write("r.dat", Pack(format, {{marker, 20}, {30, marker}, {marker, marker}, {marker + 1, 21}}));
         const std::string line = "r.dat " + std::to_string(format) + " 1000 12 10\n";
         WfdbRecord record = Open("r 2 250\n" + line + line);
@@ -293,11 +313,11 @@ TEST_F(WfdbRecordTest, RefusesEveryHeaderItCannotReadFaithfully) {
         {"r 0 250\n", "found zero signals"},
         {"r 257 250\n", "number of signals: expected 0 to 256, found 257"},
         {"r 1 fast\n" + line, "line 1: malformed sampling rate: \"fast\""},
-        {"r 1 99.9\n" + line, "sampling rate: expected 100 to 2000 Hz, found 99.9"},
-        {"r 1 128.5\n" + line, "expected a whole number of Hz, found 128.5"},
+        {"r 1 99.9\n" + line, "sampling rate: expected 100 to 10000 Hz, found 99.9"},
+        {"r 1 10001\n" + line, "sampling rate: expected 100 to 10000 Hz, found 10001"},
         {"r 2 250\n" + line, "line 3: expected 2 signals, found the end after 1"},
         {"r 1 250\n" + line + line, "line 3: expected the end after 1 signals, found \"r.dat"},
-        {"r 1 250\n\nr.dat 61\n", "line 3: unknown format 61: expected 16, 24, 32, 80 or 212"},
+        {"r 1 250\n\nr.dat 62\n", "line 3: unknown format 62: expected 8, 16, 24, 32, 61, 80, 160,"},
         {"r 1 250\nr.dat 16:-1\n", "skew is negative: -1"},
         {"r 1 250\nr.dat 16:2\n", "expected more frames than the skew of 2, found 2"},
         {"r 1 250\nr.dat 16 1e-320\n", "gain"},

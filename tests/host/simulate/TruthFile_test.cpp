@@ -126,7 +126,7 @@ TEST(Truth, RefusesDamagedFilesInOneLineThatNamesThePlace) {
 
 TEST(Simulate, WritesTheRecordItsBeatsAndItsTruth) {
     const Folder folder;
-    EXPECT_THAT(Simulate(folder.Path("s"), Short()), testing::IsEmpty());
+    EXPECT_THAT(Simulate(folder.Path("s"), Short(), false), testing::IsEmpty());
     EXPECT_THAT(folder.Names(), ElementsAre("s.atr", "s.dat", "s.hea", "s.truth.json"));
     SimulatedTest test(Short());
     ReadToTheEnd(test);
