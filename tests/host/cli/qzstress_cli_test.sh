@@ -139,6 +139,7 @@ expect_refusal 1 'leaves nothing' evaluate "$work/sim" --ann "$work/sim.atr" --s
 # Persons stand in no output of an anonymous run; what is told of the patient stands in all that have room for it.
 echo '{"name": "Zwqx", "id": "Zwqx-1", "referring": "Dr. Zwqx", "indication": "dyspnoea"}' >"$work/p.json"
 for anonymous in '' --anonymous; do
+    rm -f "$work"/p1*
     "$program" analyze "$work/sim" --patient "$work/p.json" $anonymous --json "$work/p1.json" --report "$work/p1.html" \
         --csv "$work/p1.csv" --export "$work/p1.edf" --quiet || fail "analyze --patient $anonymous"
     "$program" analyze "$work/p1.edf" $anonymous --export "$work/p1" --quiet || fail "analyze with a patient $anonymous"
