@@ -77,8 +77,8 @@ public:
             {&m_csv, &options.csv},
             {&m_report, &options.report},
             {&m_json, &options.json}};
-        for (const auto& [file, path] : files)
-            if (!path->empty()) Attempt([&] { file->emplace(*path); });
+        for (const auto& output : files)
+            if (!output.second->empty()) Attempt([&] { output.first->emplace(*output.second); });
     }
 
     // Throws HostError if a file would be lost that is no earlier result of the same kind.
@@ -172,11 +172,26 @@ void PrintWarnings(const StressResult& result) {
 
 // True for a file that is no text, as annotations are.
 bool IsBinary(const std::string& path) {
-    if (!std::filesystem::is_regular_file(path)) return false;
+    if (path == "/dev/stdin") return false;
     std::string bytes(1 << 16, '\n');
     std::ifstream file = InputFile(path).Stream();
     file.read(bytes.data(), std::ssize(bytes));
     return bytes.find('\0') != std::string::npos;
+}
+
+// Stages of a file of whichever kind.
+std::vector<Stage> StagesOf(const std::string& path, const SourceInfo& info) {
+    if (std::filesystem::path(path).extension() == ".json") return ReadTruth(path).stages;
+    if (!IsBinary(path)) return ReadStages(path);
+    const std::vector<Annotation> annotations = ReadAnnotations(path);
+    const double perSecond = StepsPerSecond(annotations, info.AnnotationHz());
+    std::vector<Note> notes;
+    for (const Annotation& annotation : annotations)
+        if (!annotation.text.empty())
+            notes.push_back({static_cast<double>(annotation.sample) / perSecond, annotation.text});
+    std::vector<Stage> stages = StagesFromNotes(notes);
+    if (stages.empty()) throw HostError(path, "holds no note that names a stage of work");
+    return stages;
 }
 
 // The facts of a recording with what is told of the patient elsewhere, as results are to have them.
@@ -191,20 +206,6 @@ SourceInfo Described(SourceInfo info, const AnalyzeOptions& options) {
 }
 
 }  // namespace
-
-std::vector<Stage> StagesOf(const std::string& path, double annotationHz) {
-    if (std::filesystem::path(path).extension() == ".json") return ReadTruth(path).stages;
-    if (!IsBinary(path)) return ReadStages(path);
-    const std::vector<Annotation> annotations = ReadAnnotations(path);
-    const double perSecond = StepsPerSecond(annotations, annotationHz);
-    std::vector<Note> notes;
-    for (const Annotation& annotation : annotations)
-        if (!annotation.text.empty())
-            notes.push_back({static_cast<double>(annotation.sample) / perSecond, annotation.text});
-    std::vector<Stage> stages = StagesFromNotes(notes);
-    if (stages.empty()) throw HostError(path, "holds no note that names a stage of work");
-    return stages;
-}
 
 int Analyze(AnalyzeOptions options) {
     const SimulatedTest* simulated = nullptr;
@@ -226,7 +227,7 @@ int Analyze(AnalyzeOptions options) {
                          [&](const std::string& lead) { return EqualIgnoringCase(lead, name); }))
             throw HostError(info.name, "lead \"" + name + "\" is not one of those that are used");
     if (!options.stagesFile.empty())
-        options.exercise.stages = StagesOf(options.stagesFile, info.AnnotationHz());
+        options.exercise.stages = StagesOf(options.stagesFile, info);
     else if (options.protocol.empty() && options.exercise.stages.empty())
         options.exercise.stages = StagesFromNotes(info.notes);
     if (!options.pressuresFile.empty())
@@ -300,6 +301,9 @@ int Analyze(AnalyzeOptions options) {
 void CheckStudy(const AnalyzeOptions& options) {
     CheckOptions(options.analysis);
     if (!options.templateFrom.empty()) OpenRecord(options.templateFrom);
+    SourceInfo anyRate;
+    anyRate.fs = 1;
+    if (!options.stagesFile.empty()) StagesOf(options.stagesFile, anyRate);
 }
 
 void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJson) {

@@ -36,10 +36,6 @@ struct AnalyzeOptions {
 /// tells and which costs the others nothing. Throws HostError, and then writes none of the files.
 [[nodiscard]] int Analyze(AnalyzeOptions options);
 
-/// Stages of a text, of the truth of a simulation (.json) or of the notes of WFDB annotations, which count
-/// `annotationHz` steps per second unless they tell otherwise. Throws HostError.
-std::vector<Stage> StagesOf(const std::string& path, double annotationHz);
-
 /// Throws HostError for options with which no recording could be analysed.
 void CheckStudy(const AnalyzeOptions& options);
 

@@ -272,8 +272,6 @@ private:
                 "SECONDS-SECONDS from which changes of ST count, instead of the rest before the exercise or, "
                 "without stages, the first half minute of ST")
             ->type_name("SPAN");
-        AddFile(command, "--patient", m_analyze.patientFile,
-                "What is told of the patient, a JSON object; stronger than what the recording tells");
         command.add_flag("--anonymous", m_analyze.anonymous, "Leave persons and remarks out of every output");
         AddExercise(command);
         command.option_defaults()->group("Options");
@@ -319,8 +317,6 @@ private:
                         "Second at which the protocol starts")
             ->check(kNotNegative)
             ->needs(protocol);
-        AddFile(command, "--bp", m_analyze.pressuresFile,
-                "Blood pressures: a table with time,systolic,diastolic,exertion");
         command
             .add_option_function<std::string>(
                 "--predicted",
@@ -334,6 +330,14 @@ private:
             ->default_str("fox");
         AddList(command, "--stage-leads", m_analyze.exercise.stageLeads,
                 "Leads in the table of stages, as V5,II; else the three whose ST changes most");
+    }
+
+    // What is told of one patient and one test.
+    void AddPatient(CLI::App& command) {
+        AddFile(command, "--patient", m_analyze.patientFile,
+                "What is told of the patient, a JSON object; stronger than what the recording tells");
+        AddFile(command, "--bp", m_analyze.pressuresFile,
+                "Blood pressures: a table with time,systolic,diastolic,exertion");
         command.add_option("--ended", m_analyze.told.ended, "Why the test ended, a text for the report");
         command.add_option("--symptoms", m_analyze.told.symptoms,
                            "Symptoms in the test, a text for the report");
@@ -344,6 +348,7 @@ private:
         AddFile(command, "RECORD", m_analyze.record,
                 "WFDB header, EDF, BDF or CSV file; without it a simulated test");
         AddStudy(command);
+        AddPatient(command);
         AddOutputs(command);
         command
             .add_option("--realtime", m_realtime,
@@ -440,9 +445,6 @@ private:
             "  qzstress batch records --out results --mains 60");
         command.callback([this, &command] {
             m_batch.study = GivenStudy(command);
-            if (!m_analyze.stagesFile.empty()) StagesOf(m_analyze.stagesFile, 1);
-            if (!m_analyze.patientFile.empty()) ReadPatient(m_analyze.patientFile);
-            if (!m_analyze.pressuresFile.empty()) ReadBloodPressures(m_analyze.pressuresFile);
             CheckStudy(m_analyze);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
             if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;

@@ -2,8 +2,8 @@
 _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit --raw"
-    local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start \
-        --bp --predicted --stage-leads --ended --symptoms --patient --anonymous"
+    local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start --predicted --stage-leads \
+        --anonymous"
     local analysis="--mains --comb --lowpass --smooth --post-j --st-rate-limit"
     COMPREPLY=()
 
@@ -41,8 +41,8 @@ _qzstress() {
         COMPREPLY=($(compgen -W "$values" -- "$word"))
     elif [[ $word == -* ]]; then
         case $command in
-        analyze) options="$reading $analysis $exercise --csv --every --json --wfdb-ann --export --double --report \
-            --strips --realtime --quiet --force" ;;
+        analyze) options="$reading $analysis $exercise --patient --bp --ended --symptoms --csv --every --json --wfdb-ann --export --double \
+            --report --strips --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off --force" ;;
         info) options="$reading --json" ;;

@@ -123,6 +123,19 @@ expect_refusal 1 'sim.csv: is read' analyze "$work/sim" --template-from "$work/s
 expect_refusal 1 'truth.json: is read' evaluate "$work/sim" --ann "$work/truth.json" --json "$work/truth.json"
 cmp "$work/first.dat" "$work/sim.dat" && cmp "$work/sim.truth.json" "$work/truth.json" || fail "a recording is lost"
 
+# A recording comes and results go through pipes, and are the same.
+mkfifo "$work/pipe"
+cat "$work/sim.csv" >"$work/pipe" &
+"$program" analyze "$work/pipe" --csv - >"$work/piped.csv" && cmp "$work/trend.csv" "$work/piped.csv" || fail "a pipe"
+"$program" analyze - --raw 500,I+V5,1 --csv - <"$work/sim.dat" | cmp "$work/trend.csv" || fail "raw frames"
+"$program" analyze "$work/sim.dat" --json - >"$work/out" && grep -q '"options": {}' "$work/out" || fail "--json -"
+expect_refusal 1 'two outputs' analyze "$work/sim" --json - --csv -
+expect_refusal 1 'is read twice' evaluate - --ann "$work/sim.atr"
+for layout in 500 500,2 500,0,1 500,2,0 500,2,x 500,65,1; do expect_refusal 2 raw analyze "$work/sim.dat" --raw $layout; done
+# What does not fit is said, and what was meant.
+expect_refusal 1 'is for CSV' analyze "$work/sim.edf" --fs 500
+expect_refusal 1 'leaves nothing' evaluate "$work/sim" --ann "$work/sim.atr" --skip 120
+"$program" info "$work/sim.atr" --json | grep -q '"length_s": 120.0' || fail "info --json"
 # Persons stand in no output of an anonymous run; what is told of the patient stands in all that have room for it.
 echo '{"name": "Zwqx", "id": "Zwqx-1", "referring": "Dr. Zwqx", "indication": "dyspnoea"}' >"$work/p.json"
 for anonymous in '' --anonymous; do
@@ -149,20 +162,6 @@ grep -q '"predicted_by": "Tanaka' "$work/s.json" || fail "--predicted"
 expect_refusal 1 'no note that names a stage' analyze "$work/sim" --stages "$work/sim.atr"
 expect_refusal 1 'lead "V9" is not one' analyze "$work/sim" --stage-leads V9
 expect_refusal 1 'bp.csv: is read' analyze "$work/sim" --bp "$work/bp.csv" --csv "$work/bp.csv"
-
-# A recording comes and results go through pipes, and are the same.
-mkfifo "$work/pipe"
-cat "$work/sim.csv" >"$work/pipe" &
-"$program" analyze "$work/pipe" --csv - >"$work/piped.csv" && cmp "$work/trend.csv" "$work/piped.csv" || fail "a pipe"
-"$program" analyze - --raw 500,I+V5,1 --csv - <"$work/sim.dat" | cmp "$work/trend.csv" || fail "raw frames"
-"$program" analyze "$work/sim.dat" --json - >"$work/out" && grep -q '"options": {}' "$work/out" || fail "--json -"
-expect_refusal 1 'two outputs' analyze "$work/sim" --json - --csv -
-expect_refusal 1 'is read twice' evaluate - --ann "$work/sim.atr"
-for layout in 500 500,2 500,0,1 500,2,0 500,2,x 500,65,1; do expect_refusal 2 raw analyze "$work/sim.dat" --raw $layout; done
-# What does not fit is said, and what was meant.
-expect_refusal 1 'is for CSV' analyze "$work/sim.edf" --fs 500
-expect_refusal 1 'leaves nothing' evaluate "$work/sim" --ann "$work/sim.atr" --skip 120
-"$program" info "$work/sim.atr" --json | grep -q '"length_s": 120.0' || fail "info --json"
 
 # The words after a list of leads are not leads; a beat is taken from leads of the same names.
 "$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"

@@ -65,7 +65,7 @@ TEST(Patient, IsReadFromAFileThatRefusesWhatIsNotValid) {
     Patient given;
     given.ageYears = 40;
     EXPECT_THAT(PatientRemarks(Complete(recorded, given)), ElementsAre("Age: 40 years", "Id: A-1"));
-    for (const auto& [text, fragment] :
+    for (const auto& refused :
          {std::pair(R"({"nome": "Doe"})", "nome: is no key of a patient"),
           {R"({"sex": "?"})", "sex: expected male"},
           {R"({"birth_date": "31.05.1962"})", "birth_date: expected a date"},
@@ -73,7 +73,7 @@ TEST(Patient, IsReadFromAFileThatRefusesWhatIsNotValid) {
           {R"({"id": 7})", "id: expected a text"},
           {"[]", "expected an object"},
           {"{", "expected JSON"}})
-        EXPECT_THAT(RefusalOf([&] { read(text); }), HasSubstr(fragment));
+        EXPECT_THAT(RefusalOf([&] { read(refused.first); }), HasSubstr(refused.second));
 }
 
 TEST(Patient, IsReadBackFromWhatIsExportedAndGoneWhereAnonymous) {

@@ -69,12 +69,12 @@ TEST(StageSources, ReadNotesStagesAndBloodPressures) {
     EXPECT_EQ(readings[0].systolic, 140);
     EXPECT_TRUE(std::isnan(readings[0].exertion) && std::isnan(readings[1].diastolic));
     EXPECT_EQ(readings[1].exertion, 13);
-    for (const auto& [text, fragment] : {std::pair("1:30,140,80", "line 1: a heading"),
+    for (const auto& refused : {std::pair("1:30,140,80", "line 1: a heading"),
                                          {"time\n1:60", "line 2: a time"},
                                          {"time,systolic\n5,401", "line 2: a number for systolic"},
                                          {"time\n5\n5", "line 3: a later time"},
                                          {"time\n", "no reading"}})
-        EXPECT_THAT(RefusalOf([&] { read(text); }), HasSubstr(fragment));
+        EXPECT_THAT(RefusalOf([&] { read(refused.first); }), HasSubstr(refused.second));
 }
 
 /// Rest to 2 min at 70 beats/min, a stage at 120 and one at 160 of 3 min, then 130, 110 and 90 minute by
