@@ -65,14 +65,13 @@ TEST(Patient, IsReadFromAFileThatRefusesWhatIsNotValid) {
     Patient given;
     given.ageYears = 40;
     EXPECT_THAT(PatientRemarks(Complete(recorded, given)), ElementsAre("Age: 40 years", "Id: A-1"));
-    for (const auto& refused :
-         {std::pair(R"({"nome": "Doe"})", "nome: is no key of a patient"),
-          {R"({"sex": "?"})", "sex: expected male"},
-          {R"({"birth_date": "31.05.1962"})", "birth_date: expected a date"},
-          {R"({"weight_kg": 0.5})", "weight_kg: expected a number of 1 to 500"},
-          {R"({"id": 7})", "id: expected a text"},
-          {"[]", "expected an object"},
-          {"{", "expected JSON"}})
+    for (const auto& refused : {std::pair(R"({"nome": "Doe"})", "nome: is no key of a patient"),
+                                {R"({"sex": "?"})", "sex: expected male"},
+                                {R"({"birth_date": "31.05.1962"})", "birth_date: expected a date"},
+                                {R"({"weight_kg": 0.5})", "weight_kg: expected a number of 1 to 500"},
+                                {R"({"id": 7})", "id: expected a text"},
+                                {"[]", "expected an object"},
+                                {"{", "expected JSON"}})
         EXPECT_THAT(RefusalOf([&] { read(refused.first); }), HasSubstr(refused.second));
 }
 
