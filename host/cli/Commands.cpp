@@ -77,8 +77,8 @@ public:
             {&m_csv, &options.csv},
             {&m_report, &options.report},
             {&m_json, &options.json}};
-        for (const auto& [file, path] : files)
-            if (!path->empty()) Attempt([&] { file->emplace(*path); });
+        for (const auto& output : files)
+            if (!output.second->empty()) Attempt([&] { output.first->emplace(*output.second); });
     }
 
     // Throws HostError if a file would be lost that is no earlier result of the same kind.
