@@ -130,7 +130,7 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, std::size_t first,
     DrawCaption(canvas,
                 DescribeScale(scale) +
                     ", squares of 1 mm; each beat stands on its PR level. Below: ST level in µV, slope in "
-                    "µV/ms. Dots: J (blue, as in the first averaged beat) and, behind it, the ST point.");
+                    "µV/ms. Dots: J as in the first averaged beat (blue), ST point (red).");
 }
 
 }  // namespace
