@@ -76,8 +76,8 @@ public:
             {&m_csv, &options.csv},
             {&m_report, &options.report},
             {&m_json, &options.json}};
-        for (const auto& [file, path] : files)
-            if (!path->empty()) Attempt([&] { file->emplace(*path); });
+        for (const auto& one : files)
+            if (!one.second->empty()) Attempt([&] { one.first->emplace(*one.second); });
     }
 
     // Throws HostError if a file would be lost that is no earlier result of the same kind.
