@@ -4,7 +4,7 @@
 // A tangent that dies away in silence is set to 0 before it reaches the denormal numbers, with which
 // processors are slow. No output changes by that; EndSilence has the proof.
 //
-// Cost: 40 instructions per input sample and lead. Only the constructor allocates. One object belongs to one
+// Cost: 50 instructions per input sample and lead. Only the constructor allocates. One object belongs to one
 // thread.
 #pragma once
 

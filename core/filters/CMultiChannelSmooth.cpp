@@ -66,7 +66,7 @@ FourInts* CMultiChannelSmooth::RowOf(std::vector<FourInts>& ring, int age) {
 /// What IsMoreActive says of each lane whose activity is close to a whole number of tenths.
 void CMultiChannelSmooth::SettleTies(std::size_t four, const FourDoubles& tenths, FourInts& kernels) const {
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        const int limit = static_cast<int>(tenths.lanes[lane] + 0.5);
+        const int limit = TruncateToInt(std::round(tenths.lanes[lane]));
         if (std::abs(tenths.lanes[lane] - limit) > kTie) continue;
         const bool isAbove =
             CSmoothFilter::IsMoreActive(limit, m_window[four].lanes[lane], m_length,

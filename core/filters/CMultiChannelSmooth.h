@@ -4,7 +4,7 @@
 // Its half-width comes from a table over the activity in tenths, of which every limit is a multiple; close to
 // a limit the exact comparison decides. Delay and settling as CSmoothFilter.
 //
-// Cost: 70 instructions per sample and lead. The constructor allocates; Smooth does not. One object belongs
+// Cost: 80 instructions per sample and lead. The constructor allocates; Smooth does not. One object belongs
 // to one thread.
 #pragma once
 

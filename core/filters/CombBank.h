@@ -1,7 +1,7 @@
 // CombBank: what CBlNotchFilter does, for all leads of a frame, four leads side by side. The leads share the
 // positions in their rings.
 //
-// internal/CombFrame.h makes the steps: 10 instructions per sample and lead. Only Init allocates. One object
+// internal/CombFrame.h makes the steps: 20 instructions per sample and lead. Only Init allocates. One object
 // belongs to one thread.
 #pragma once
 

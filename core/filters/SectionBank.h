@@ -4,7 +4,7 @@
 // Delay lines that die away in silence are set to 0 before they reach the denormal numbers, with which
 // processors are slow. No whole number that leaves the bank changes by that; SectionBank.cpp has the proof.
 //
-// internal/SectionFrame.h makes the steps: about 12 instructions per sample and lead. Only Init allocates.
+// internal/SectionFrame.h makes the steps: about 20 instructions per sample and lead. Only Init allocates.
 // One object belongs to one thread.
 #pragma once
 

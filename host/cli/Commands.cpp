@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <iostream>
@@ -76,8 +77,8 @@ public:
             {&m_csv, &options.csv},
             {&m_report, &options.report},
             {&m_json, &options.json}};
-        for (const auto& one : files)
-            if (!one.second->empty()) Attempt([&] { one.first->emplace(*one.second); });
+        for (const auto& output : files)
+            if (!output.second->empty()) Attempt([&] { output.first->emplace(*output.second); });
     }
 
     // Throws HostError if a file would be lost that is no earlier result of the same kind.
@@ -169,6 +170,41 @@ void PrintWarnings(const StressResult& result) {
         std::cerr << "qzstress: " << OneLine(result.source.name + ": " + warning) << "\n";
 }
 
+// True for a file that is no text, as annotations are.
+bool IsBinary(const std::string& path) {
+    if (path == "/dev/stdin") return false;
+    std::string bytes(1 << 16, '\n');
+    std::ifstream file = InputFile(path).Stream();
+    file.read(bytes.data(), std::ssize(bytes));
+    return bytes.find('\0') != std::string::npos;
+}
+
+// Stages of a file of whichever kind.
+std::vector<Stage> StagesOf(const std::string& path, const SourceInfo& info) {
+    if (std::filesystem::path(path).extension() == ".json") return ReadTruth(path).stages;
+    if (!IsBinary(path)) return ReadStages(path);
+    const std::vector<Annotation> annotations = ReadAnnotations(path);
+    const double perSecond = StepsPerSecond(annotations, info.AnnotationHz());
+    std::vector<Note> notes;
+    for (const Annotation& annotation : annotations)
+        if (!annotation.text.empty())
+            notes.push_back({static_cast<double>(annotation.sample) / perSecond, annotation.text});
+    std::vector<Stage> stages = StagesFromNotes(notes);
+    if (stages.empty()) throw HostError(path, "holds no note that names a stage of work");
+    return stages;
+}
+
+// The facts of a recording with what is told of the patient elsewhere, as results are to have them.
+SourceInfo Described(SourceInfo info, const AnalyzeOptions& options) {
+    if (!options.patientFile.empty()) info.patient = Complete(info.patient, ReadPatient(options.patientFile));
+    info.patient = Complete(info.patient, options.told);
+    if (options.anonymous) {
+        LeaveOutPersons(info.patient, info.started);
+        info.remarks.clear();
+    }
+    return info;
+}
+
 }  // namespace
 
 int Analyze(AnalyzeOptions options) {
@@ -184,8 +220,18 @@ int Analyze(AnalyzeOptions options) {
     } else {
         source = OpenRecord(options.record, options.reading);
     }
-    const SourceInfo& info = source->Info();
+    const SourceInfo info = Described(source->Info(), options);
     std::vector<std::string> warnings;
+    for (const std::string& name : options.exercise.stageLeads)
+        if (std::none_of(info.leads.begin(), info.leads.end(),
+                         [&](const std::string& lead) { return EqualIgnoringCase(lead, name); }))
+            throw HostError(info.name, "lead \"" + name + "\" is not one of those that are used");
+    if (!options.stagesFile.empty())
+        options.exercise.stages = StagesOf(options.stagesFile, info);
+    else if (options.protocol.empty() && options.exercise.stages.empty())
+        options.exercise.stages = StagesFromNotes(info.notes);
+    if (!options.pressuresFile.empty())
+        options.exercise.pressures = ReadBloodPressures(options.pressuresFile);
     if (!options.protocol.empty()) {
         const double start = options.exerciseStartSeconds;
         const double seconds =
@@ -203,7 +249,7 @@ int Analyze(AnalyzeOptions options) {
     InterruptWatch interrupt;
     Outputs outputs(options, info);
     PendingFile::RefuseOverwriting(source->Files());
-    PendingFile::RefuseOverwriting({options.stagesFile});
+    PendingFile::RefuseOverwriting({options.stagesFile, options.patientFile, options.pressuresFile});
     std::optional<LearnedBeat> beat;
     if (!options.templateFrom.empty()) {
         RecordOptions reading = options.reading;
@@ -225,6 +271,7 @@ int Analyze(AnalyzeOptions options) {
                                              isatty(isPiped ? STDERR_FILENO : STDOUT_FILENO) == 1));
 
     StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
+    result.source = info;
     result.options = options.given;
     if (!result.interrupted)
         for (std::string& warning : CheckExercise(options.exercise, result.seconds))
@@ -252,6 +299,9 @@ int Analyze(AnalyzeOptions options) {
 void CheckStudy(const AnalyzeOptions& options) {
     CheckOptions(options.analysis);
     if (!options.templateFrom.empty()) OpenRecord(options.templateFrom);
+    SourceInfo anyRate;
+    anyRate.fs = 1;
+    if (!options.stagesFile.empty()) StagesOf(options.stagesFile, anyRate);
 }
 
 void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJson) {
@@ -265,6 +315,8 @@ void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJ
     for (const std::string& lead : info.leads) std::cout << ' ' << lead;
     std::cout << "\n";
     for (const std::string& line : source->Describe()) std::cout << OneLine(line) << "\n";
+    for (const std::string& line : PatientRemarks(info.patient))
+        std::cout << "patient: " << OneLine(line) << "\n";
     for (const std::string& line : info.remarks) std::cout << "remark: " << line << "\n";
     for (const std::string& line : source->Warnings()) std::cout << "warning: " << OneLine(line) << "\n";
 }

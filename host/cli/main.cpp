@@ -272,6 +272,7 @@ private:
                 "SECONDS-SECONDS from which changes of ST count, instead of the rest before the exercise or, "
                 "without stages, the first half minute of ST")
             ->type_name("SPAN");
+        command.add_flag("--anonymous", m_analyze.anonymous, "Leave persons and remarks out of every output");
         AddExercise(command);
         command.option_defaults()->group("Options");
     }
@@ -304,18 +305,42 @@ private:
             .add_option("--exercise-seconds", m_analyze.exercise.exerciseSeconds,
                         "Exercise time, instead of what the stages tell; ends a protocol")
             ->check(kNotNegative);
-        auto* stages = AddFile(command, "--stages", m_analyze.stagesFile,
-                               "File of stages: start, watts and name a line");
-        CLI::Option* protocol =
-            command
-                .add_option("--protocol", m_analyze.protocol, "Named stages instead: bruce, bicycle or ramp")
-                ->check(CLI::IsMember(ProtocolNames()))
-                ->excludes(stages);
+        auto* stages =
+            AddFile(command, "--stages", m_analyze.stagesFile,
+                    "File of stages (start, power and name a line), truth.json of a simulation, or WFDB "
+                    "annotations; without it the notes of EDF+");
+        CLI::Option* protocol = command.add_option("--protocol", m_analyze.protocol, "Named stages instead")
+                                    ->check(CLI::IsMember(ProtocolNames()))
+                                    ->excludes(stages);
         command
             .add_option("--exercise-start", m_analyze.exerciseStartSeconds,
                         "Second at which the protocol starts")
             ->check(kNotNegative)
             ->needs(protocol);
+        command
+            .add_option_function<std::string>(
+                "--predicted",
+                [this](const std::string& name) {
+                    const auto& names = PredictedRateNames();
+                    m_analyze.exercise.predicted = static_cast<PredictedRate>(
+                        std::find(names.begin(), names.end(), name) - names.begin());
+                },
+                "Formula of the maximal heart rate of the age")
+            ->check(CLI::IsMember(PredictedRateNames()))
+            ->default_str("fox");
+        AddList(command, "--stage-leads", m_analyze.exercise.stageLeads,
+                "Leads in the table of stages, as V5,II; else the three whose ST changes most");
+    }
+
+    // What is told of one patient and one test.
+    void AddPatient(CLI::App& command) {
+        AddFile(command, "--patient", m_analyze.patientFile,
+                "What is told of the patient, a JSON object; stronger than what the recording tells");
+        AddFile(command, "--bp", m_analyze.pressuresFile,
+                "Blood pressures: a table with time,systolic,diastolic,exertion");
+        command.add_option("--ended", m_analyze.told.ended, "Why the test ended, a text for the report");
+        command.add_option("--symptoms", m_analyze.told.symptoms,
+                           "Symptoms in the test, a text for the report");
     }
 
     void AddAnalyze() {
@@ -323,6 +348,7 @@ private:
         AddFile(command, "RECORD", m_analyze.record,
                 "WFDB header, EDF, BDF or CSV file; without it a simulated test");
         AddStudy(command);
+        AddPatient(command);
         AddOutputs(command);
         command
             .add_option("--realtime", m_realtime,
@@ -343,7 +369,6 @@ private:
             for (const char* name : {"--fs", "--uv-per-bit", "--raw"})
                 if (m_analyze.record.empty() && command.count(name) > 0)
                     throw CLI::ValidationError(name, "a RECORD is expected with it");
-            if (!m_analyze.stagesFile.empty()) m_analyze.exercise.stages = ReadStages(m_analyze.stagesFile);
             m_analyze.given = GivenStudy(command);
             m_exitCode = Analyze(m_analyze);
         });
@@ -420,7 +445,6 @@ private:
             "  qzstress batch records --out results --mains 60");
         command.callback([this, &command] {
             m_batch.study = GivenStudy(command);
-            if (!m_analyze.stagesFile.empty()) ReadStages(m_analyze.stagesFile);
             CheckStudy(m_analyze);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
             if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;

@@ -2,7 +2,8 @@
 _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit --raw"
-    local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start"
+    local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start --predicted --stage-leads \
+        --anonymous"
     local analysis="--mains --comb --lowpass --smooth --post-j --st-rate-limit"
     COMPREPLY=()
 
@@ -21,15 +22,16 @@ _qzstress() {
     --mains) values="auto 0 50 60" ;;
     --smooth | --angina) values="0 1 2" ;;
     --protocol)
-        values="bruce bicycle ramp"
-        [[ $command == simulate ]] && values="steps $values"
+        values="bruce modified-bruce naughton balke bicycle who25 who50 ramp"
+        [[ $command == simulate ]] && values="steps bruce bicycle ramp"
         ;;
+    --predicted) values="fox tanaka gulati" ;;
     --out)
         compopt -o plusdirs
         return
         ;;
     # Numbers and names of leads: neither a list nor files.
-    --leads | --fs | --uv-per-bit | --raw | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | \
+    --leads | --fs | --uv-per-bit | --raw | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | --stage-leads | --ended | --symptoms | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
         --skip | --jobs | --timeout)
         return
@@ -39,8 +41,8 @@ _qzstress() {
         COMPREPLY=($(compgen -W "$values" -- "$word"))
     elif [[ $word == -* ]]; then
         case $command in
-        analyze) options="$reading $analysis $exercise --csv --every --json --wfdb-ann --export --double --report \
-            --strips --realtime --quiet --force" ;;
+        analyze) options="$reading $analysis $exercise --patient --bp --ended --symptoms --csv --every --json --wfdb-ann --export --double \
+            --report --strips --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off --force" ;;
         info) options="$reading --json" ;;

@@ -208,10 +208,14 @@ std::vector<double> EdfRecord::State::UsedExtremes() {
 EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(path)) {
     const long long signals = CheckLength(m_state->input, m_state->warnings);
     const auto header = std::make_unique<edf_hdr_struct>();  // too large for a stack
-    if (edfopen_file_readonly(m_state->input.OpenName().c_str(), header.get(),
-                              EDFLIB_DO_NOT_READ_ANNOTATIONS) != 0)
-        throw HostError(path, Refusal(header->filetype));
+    const auto open = [&](int annotations) {
+        return edfopen_file_readonly(m_state->input.OpenName().c_str(), header.get(), annotations) == 0;
+    };
+    const bool hasNotes = open(EDFLIB_READ_ALL_ANNOTATIONS);
+    if (!hasNotes && !open(EDFLIB_DO_NOT_READ_ANNOTATIONS)) throw HostError(path, Refusal(header->filetype));
     m_state->handle = header->handle;
+    if (!hasNotes) m_state->warnings.emplace_back("its annotations are damaged and left out");
+    TakeNotes(*header);
 
     constexpr const char* kKinds[] = {"EDF", "EDF+", "BDF", "BDF+"};
     m_state->description.push_back(std::string("format: ") + kKinds[header->filetype]);
@@ -266,21 +270,52 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
     // EDF+ writes this moment for a start that is anonymised.
     if (m_info.started = started; m_info.started == "1985-01-01 00:00:00") m_info.started.clear();
     if (const long long hidden = signals - header->edfsignals; hidden > 0)
-        m_state->description.push_back("annotations: " + std::to_string(hidden) + " signal" +
-                                       (hidden > 1 ? "s" : "") + ", not read");
-    AddRemark("patient", {header->patient, header->patientcode, header->gender, header->birthdate,
-                          header->patient_name, header->patient_additional});
-    AddRemark("recording", {header->recording, header->admincode, header->technician, header->equipment,
-                            header->recording_additional});
+        m_state->description.push_back("annotations: " + std::to_string(m_info.notes.size()) + " in " +
+                                       std::to_string(hidden) + " signal" + (hidden > 1 ? "s" : ""));
+    TakeFacts(*header);
 }
 
 EdfRecord::~EdfRecord() = default;
 
-void EdfRecord::AddRemark(const std::string& about, const std::vector<std::string>& facts) {
-    std::string remark;
-    for (const std::string& fact : facts)
-        if (!IsBlank(Trimmed(fact))) remark += (remark.empty() ? about + ": " : ", ") + Trimmed(fact);
-    if (!remark.empty()) m_info.remarks.push_back(remark);
+void EdfRecord::TakeNotes(const edf_hdr_struct& header) {
+    constexpr long long kMostNotes = 100'000;  // far more than a person writes
+    const long long count = std::min<long long>(header.annotations_in_file, kMostNotes);
+    for (int i = 0; i < count; ++i) {
+        edf_annotation_struct note;
+        if (edf_get_annotation(m_state->handle, i, &note) != 0) break;
+        const double seconds = static_cast<double>(note.onset) / static_cast<double>(EDFLIB_TIME_DIMENSION);
+        m_info.notes.push_back({seconds, OneLine(note.annotation)});
+    }
+    std::stable_sort(m_info.notes.begin(), m_info.notes.end(),
+                     [](const Note& a, const Note& b) { return a.seconds < b.seconds; });
+}
+
+// EDF+ has fields for most; EDF has one text for the patient and one for the recording, which are told as
+// they are.
+void EdfRecord::TakeFacts(const edf_hdr_struct& header) {
+    const auto field = [](const char* text) {
+        const std::string trimmed = Trimmed(text);
+        return IsBlank(trimmed) ? std::string() : trimmed;
+    };
+    Patient& patient = m_info.patient;
+    patient.name = field(header.patient_name);
+    patient.id = field(header.patientcode);
+    if (patient.id.empty()) patient.id = field(header.patient);
+    patient.sex = NameSex(field(header.gender));
+    if (header.birthdate[0] != '\0') {
+        char birthDate[32];
+        std::snprintf(birthDate, sizeof birthDate, "%04d-%02d-%02d", header.birthdate_year,
+                      header.birthdate_month, header.birthdate_day);
+        patient.birthDate = birthDate;
+    }
+    patient.performing = field(header.technician);
+    patient.device = field(header.equipment);
+    for (const std::string& remark :
+         {field(header.patient_additional), field(header.recording), field(header.recording_additional)})
+        if (!remark.empty()) m_info.remarks.push_back(remark);
+    if (const std::string code = field(header.admincode); !code.empty())
+        m_info.remarks.push_back("investigation " + code);
+    TakePatient(m_info.remarks, patient);
 }
 
 bool EdfRecord::Read(short* frame) {

@@ -16,6 +16,8 @@
 
 #include "host/record/FrameSource.h"
 
+struct edf_hdr_struct;
+
 class EdfRecord : public FrameSource {
 public:
     explicit EdfRecord(const std::string& path);
@@ -31,7 +33,8 @@ public:
 private:
     struct State;
 
-    void AddRemark(const std::string& about, const std::vector<std::string>& facts);
+    void TakeNotes(const edf_hdr_struct& header);
+    void TakeFacts(const edf_hdr_struct& header);
 
     SourceInfo m_info;
     std::unique_ptr<State> m_state;  // never null

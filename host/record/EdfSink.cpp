@@ -79,13 +79,42 @@ void EdfSink::DescribeRecording(const SourceInfo& info) {
         start.year = kFirstYear;
         start.month = start.day = 1;
     }
-    std::string remarks;
+    std::string remarks =
+        info.patient.referring.empty() ? "" : "Referring: " + OneLine(info.patient.referring);
     for (const std::string& remark : info.remarks) remarks += (remarks.empty() ? "" : "; ") + OneLine(remark);
     if (edf_set_startdatetime(m_handle.value, start.year, start.month, start.day, start.hour, start.minute,
                               start.second) != 0)
         throw HostError(m_path, "EDF cannot hold the start " + info.started);
     if (edf_set_recording_additional(m_handle.value, remarks.c_str()) != 0)
         throw HostError(m_path, "EDF cannot hold the remarks");
+    DescribePatient(info.patient);
+}
+
+void EdfSink::DescribePatient(const Patient& patient) {
+    const auto need = [&](int answer) {
+        if (answer != 0) throw HostError(m_path, "EDF cannot hold what is told of the patient");
+    };
+    const auto set = [&](const std::string& text, int (*take)(int, const char*)) {
+        need(take(m_handle.value, OneLine(text).c_str()));
+    };
+    set(patient.name, edf_set_patientname);
+    set(patient.id, edf_set_patientcode);
+    set(patient.performing, edf_set_technician);
+    set(patient.device, edf_set_equipment);
+    if (patient.sex == "male" || patient.sex == "female")
+        need(edf_set_gender(m_handle.value, patient.sex == "male" ? 1 : 0));
+    if (IsDate(patient.birthDate))
+        need(edf_set_birthdate(m_handle.value, std::stoi(patient.birthDate.substr(0, 4)),
+                               std::stoi(patient.birthDate.substr(5, 2)),
+                               std::stoi(patient.birthDate.substr(8, 2))));
+    // What has no field of its own stands with its labels, from which it is read again.
+    Patient rest = patient;
+    for (std::string Patient::*told : {&Patient::name, &Patient::id, &Patient::birthDate, &Patient::sex,
+                                       &Patient::referring, &Patient::performing, &Patient::device})
+        (rest.*told).clear();
+    std::string more;
+    for (const std::string& line : PatientRemarks(rest)) more += (more.empty() ? "" : " ") + line;
+    set(more, edf_set_patient_additional);
 }
 
 void EdfSink::Write(const short* frame) {

@@ -6,8 +6,8 @@
 // the annotation "Recording ends" stands where the signal ends then. EDF tells the physical range in eight
 // characters: a scale with more digits than they hold is kept to about six.
 // A start without a date, and an unknown one, are given the date 1985-01-01 that EDF uses for recordings
-// without: the same signal gives the same file on any day. Of the remarks EDF keeps the first 40 or so
-// characters.
+// without: the same signal gives the same file on any day. EDF has 80 characters for all that is told of the
+// patient, and 80 for the recording: what is longer is cut off.
 //
 // EDFlib keeps a list of its open files: create and destroy these objects on one thread.
 #pragma once
@@ -36,6 +36,7 @@ private:
 
     void DescribeSignals(const SourceInfo& info);
     void DescribeRecording(const SourceInfo& info);
+    void DescribePatient(const Patient& patient);
     void WriteRecord();
     /// EDFlib answers 0 where all is well.
     void Need(int answer, const char* what) const;

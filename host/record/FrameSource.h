@@ -4,6 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "host/record/Patient.h"
+
+/// What somebody has written at a moment of the recording.
+struct Note {
+    double seconds = 0;
+    std::string text;
+};
+
 /// Facts that hold for a whole recording.
 struct SourceInfo {
     std::string name;                  // record name, for messages and headings
@@ -12,9 +20,11 @@ struct SourceInfo {
     std::vector<std::string> leads;    // lead names in frame order, no two alike
     long long frames = 0;              // frames announced; 0 where the source does not know
     std::string started;               // first frame, "YYYY-MM-DD hh:mm:ss" or "hh:mm:ss", empty if unknown
-    std::vector<std::string> remarks;  // what the file says of patient and recording, one line each
+    std::vector<std::string> remarks;  // what else the file says of patient and recording, one line each
     double storedHz = 0;               // rate of the frames in the file, if OpenRecord changes it; else 0
     unsigned framesPerMark = 1;        // frames that an annotation of the recording counts as one
+    Patient patient = {};
+    std::vector<Note> notes = {};  // that the file itself holds, in order of time
 
     double SecondsOf(long long frameCount) const { return static_cast<double>(frameCount) / fs; }
     /// Steps per second in which the annotations of the recording count.

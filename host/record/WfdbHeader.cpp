@@ -317,6 +317,7 @@ WfdbHeader ReadWfdbHeader(const std::string& path, WfdbHeaderKind kind) {
                  ", found the end after " + std::to_string(found));
     }
     MakeNamesUnique(header->signals);
+    TakePatient(remarks, header->patient);
     header->remarks = std::move(remarks);
     return *std::move(header);
 }

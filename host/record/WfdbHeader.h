@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "host/record/Patient.h"
+
 /// A signal file's way of storing samples. The lowest value of its width marks a sample that is not valid,
 /// but for format 8, which stores differences. Code 0, without samples, stands only in a layout.
 struct WfdbFormat {
@@ -50,7 +52,8 @@ struct WfdbHeader {
     std::size_t announcedSignals = 0;
     long long announcedFrames = 0;      // 0: not announced
     std::string started;                // as SourceInfo has it
-    std::vector<std::string> remarks;   // the comments, one line each
+    Patient patient;                    // as comments tell of it
+    std::vector<std::string> remarks;   // the other comments, one line each
     std::vector<WfdbSignal> signals;    // none where there are segments
     std::vector<WfdbSegment> segments;  // none in a record of one piece
 };

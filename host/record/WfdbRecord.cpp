@@ -265,6 +265,7 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
     m_files = {path};
     m_info.started = header.started;
     m_info.remarks = header.remarks;
+    m_info.patient = header.patient;
     for (const WfdbSignal& signal : header.signals) m_state->signals.emplace_back(signal);
     std::vector<double> extremesUv;
     for (Signal& signal : m_state->signals) {

@@ -38,6 +38,7 @@ WfdbSegments::WfdbSegments(const std::string& path, WfdbHeader header)
     m_files = {path};
     m_info.started = header.started;
     m_info.remarks = std::move(header.remarks);
+    m_info.patient = std::move(header.patient);
     long long frames = 0, gapFrames = 0;  // of the header
     for (WfdbSegment& segment : m_segments) {
         frames += segment.frames;

@@ -64,6 +64,7 @@ void WfdbSink::WriteHeader() {
             << std::to_string(initial) << " " << std::to_string(static_cast<std::int16_t>(m_sum[lead]))
             << " 0 " << OneLine(m_info.leads[lead]) << "\n";
     }
+    for (const std::string& line : PatientRemarks(m_info.patient)) out << "# " << OneLine(line) << "\n";
     for (const std::string& remark : m_info.remarks) out << "# " << OneLine(remark) << "\n";
 }
 

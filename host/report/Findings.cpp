@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "host/results/Course.h"
 #include "host/results/STSlope.h"
 #include "host/support/IndexOf.h"
 #include "host/support/Text.h"
@@ -39,8 +40,7 @@ std::string DescribeDukeOrNone(const Findings& findings) {
     return MissingBecause("exercise time out of range");
 }
 
-std::string DescribeMissingPwc(const Findings& findings, std::size_t index) {
-    if (!KnowsAPower(findings.exercise.stages)) return MissingBecause("no stages of known power");
+std::string DescribeMissingPwc(std::size_t index) {
     return MissingBecause("needs 3 stages of known power at 110 to 190 beats/min, rising above " +
                           std::to_string(kPwcNeededRates[index]));
 }
@@ -147,6 +147,26 @@ double RateAt(const StressResult& result, double seconds) {
 
 double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
 
+std::vector<Fact> ListPatient(const Findings& findings) {
+    const SourceInfo& source = findings.result.source;
+    const Patient& patient = source.patient;
+    const std::string without = patient.isAnonymous ? "left out" : "not given";
+    const std::string body = DescribeBody(patient, source.started);
+    std::vector<Fact> facts{{"Name", patient.name.empty() ? without : patient.name},
+                            {"Id", patient.id.empty() ? without : patient.id}};
+    const auto add = [&](const char* label, const std::string& text) {
+        if (!text.empty()) facts.push_back({label, text});
+    };
+    add("Born", patient.birthDate);
+    facts.push_back({"Age, sex", body.empty() ? "not given" : body});
+    add("Indication", patient.indication);
+    add("Medication", patient.medication);
+    add("Referring", patient.referring);
+    add("Performing", patient.performing);
+    add("Device", patient.device);
+    return facts;
+}
+
 std::vector<Fact> ListFacts(const Findings& findings) {
     const StressResult& result = findings.result;
     const SourceInfo& source = result.source;
@@ -156,25 +176,56 @@ std::vector<Fact> ListFacts(const Findings& findings) {
     facts.push_back(
         {"Length", LongClock(result.seconds) + (result.seconds < kSecondsPerHour ? " min:s" : " h:min:s")});
     facts.push_back({"Leads", std::to_string(source.leads.size()) + ": " + Join(source.leads, ", ")});
-    facts.push_back({"Sampling", std::to_string(source.fs) + " Hz, " +
-                                     Number(source.uVpb, source.uVpb < 10 ? 2 : 0) + " µV per unit"});
-    facts.push_back({"Conditioning", result.conditioning.empty() ? "none" : result.conditioning});
-    facts.push_back({"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"});
     facts.push_back({"Beats", DescribeBeats(result)});
     facts.push_back({"ST point", result.stPoint.Describe()});
     facts.push_back({"Reference", DescribeReference(result)});
-    facts.push_back({"Remarks", source.remarks.empty() ? "none" : Join(source.remarks, "; ")});
+    if (!source.remarks.empty()) facts.push_back({"Remarks", Join(source.remarks, "; ")});
     return facts;
+}
+
+std::vector<Fact> ListSettings(const Findings& findings) {
+    const StressResult& result = findings.result;
+    const SourceInfo& source = result.source;
+    return {{"Sampling", std::to_string(source.fs) + " Hz, " + Number(source.uVpb, source.uVpb < 10 ? 2 : 0) +
+                             " µV per unit"},
+            {"Conditioning", result.conditioning.empty() ? "none" : result.conditioning},
+            {"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"}};
 }
 
 std::vector<Fact> ListResults(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
+    const Capacity& capacity = exercise.capacity;
     const StressResult& result = findings.result;
     std::vector<Fact> results;
-    results.push_back({"Peak heart rate, 30 s",
-                       exercise.peakBpm > 0
-                           ? Number(exercise.peakBpm, 0) + " beats/min at " + LongClock(exercise.peakSeconds)
-                           : MissingBecause("no heart rate was found")});
+    const auto add = [&](const char* label, bool isKnown, const std::string& text) {
+        if (isKnown) results.push_back({label, text});
+    };
+    const bool hasPeak = exercise.peakBpm > 0, isPredicted = !std::isnan(capacity.predictedBpm);
+    results.push_back(
+        {"Exercise time", exercise.exerciseSeconds
+                              ? LongClock(*exercise.exerciseSeconds) +
+                                    (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
+                              : "not given"});
+    results.push_back({"Peak heart rate, 30 s", hasPeak ? Number(exercise.peakBpm, 0) + " beats/min at " +
+                                                              LongClock(exercise.peakSeconds)
+                                                        : MissingBecause("no heart rate was found")});
+    results.push_back({"Predicted maximum",
+                       isPredicted ? Number(capacity.predictedBpm, 0) + " beats/min (" +
+                                         DescribeFormula(capacity.formula) + "); peak at " +
+                                         Number(100 * exercise.peakBpm / capacity.predictedBpm, 0) + " %"
+                                   : MissingBecause("age not given")});
+    add("Target, 85 %", isPredicted && hasPeak,
+        Number(capacity.targetBpm, 0) + " beats/min, " +
+            (std::isnan(capacity.targetSeconds) ? "not reached"
+                                                : "reached at " + LongClock(capacity.targetSeconds)));
+    add("METs", !std::isnan(capacity.mets),
+        Number(capacity.mets, 1) + ", steady state of " + capacity.metsStage + " (ACSM)");
+    add("Double product", !std::isnan(capacity.ratePressure),
+        Number(capacity.ratePressure, 0) + " mmHg/min at " + LongClock(capacity.ratePressureSeconds));
+    for (std::size_t i = 0; i < kRecoveryMinutes.size(); ++i)
+        add(i == 0 ? "Recovery, 1 min" : "Recovery, 2 min", !std::isnan(capacity.recoveryBpm[i]),
+            Number(capacity.recoveryBpm[i], 0) + " beats/min below the peak");
+    add("Chronotropic index", !std::isnan(capacity.chronotropicIndex), Number(capacity.chronotropicIndex, 2));
     if (findings.worstLead) {
         const LeadSummary& lead = findings.leads[*findings.worstLead];
         results.push_back({"Largest ST change", Signed(lead.changeUv / kUvPerMv, 2) + " mV (" +
@@ -188,20 +239,18 @@ std::vector<Fact> ListResults(const Findings& findings) {
     results.push_back({"Ectopic beats", findings.result.beatsFound.empty()
                                             ? MissingBecause("no beats were found")
                                             : DescribeEctopy(CountBeats(findings.result, {}).front())});
-    results.push_back(
-        {"Exercise time", exercise.exerciseSeconds
-                              ? LongClock(*exercise.exerciseSeconds) +
-                                    (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
-                              : "not given"});
     results.push_back({"Angina", DescribeAngina(exercise)});
     results.push_back({"Duke score", DescribeDukeOrNone(findings)});
     if (exercise.duke) results.push_back({"Duke ST deviation", DescribeDukeST(result, exercise)});
     results.push_back({"ST/HR index", DescribeSTHRIndex(result, exercise)});
     results.push_back({"ST/HR slope", DescribeSTHRSlope(result, exercise)});
-    for (std::size_t i = 0; i < kPwcRates.size(); ++i)
+    for (std::size_t i = 0; i < kPwcRates.size() && KnowsAPower(exercise.stages); ++i)
         results.push_back({"PWC" + std::to_string(kPwcRates[i]), exercise.pwcWatts[i]
                                                                      ? Number(*exercise.pwcWatts[i], 0) + " W"
-                                                                     : DescribeMissingPwc(findings, i)});
+                                                                     : DescribeMissingPwc(i)});
+    const Patient& patient = result.source.patient;
+    results.push_back({"Ended because of", patient.ended.empty() ? "not given" : patient.ended});
+    results.push_back({"Symptoms", patient.symptoms.empty() ? "not given" : patient.symptoms});
     return results;
 }
 
@@ -225,6 +274,10 @@ std::vector<std::string> ListWarnings(const Findings& findings) {
 std::vector<std::string> ListMethods(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     std::vector<std::string> methods;
+    std::string settings;
+    for (const Fact& fact : ListSettings(findings))
+        settings += (settings.empty() ? "" : "; ") + fact.label + ": " + fact.value;
+    methods.push_back(settings + ".");
     methods.push_back(
         "ST level: height of the averaged beat at " + findings.result.stPoint.Describe() +
         " above the PR level; slope: from " + (findings.result.stPoint.postJms ? "J + 6 ms" : "J") +
@@ -254,6 +307,13 @@ std::vector<std::string> ListMethods(const Findings& findings) {
         "that is a horizontal or downsloping depression, or an elevation in a lead without a pathological Q "
         "wave, and 0 below 1 mm. Made for the Bruce protocol on a treadmill (Mark et al. 1987, 1991).");
     methods.push_back(
+        "Stages: medians of their last minute. METs by the equations of the ACSM for walking, from 8 km/h up "
+        "for running, and for cycling, in a steady state. Predicted maximal heart rate: " +
+        DescribeFormula(exercise.capacity.formula) +
+        ". Recovery: peak less the heart rate 1 and 2 min after the work. Chronotropic index: heart rate "
+        "added "
+        "from rest to peak by that from rest to the predicted maximum.");
+    methods.push_back(
         "PWC130, 150, 170: power at which the straight line through heart rate over power, of stages "
         "with 110 to 190 beats/min in their last minute, reaches so many beats/min.");
     return methods;
@@ -261,38 +321,100 @@ std::vector<std::string> ListMethods(const Findings& findings) {
 
 ReportTable MakeStageTable(const Findings& findings) {
     const StressResult& result = findings.result;
-    const std::vector<Stage>& stages = findings.exercise.stages;
-    const std::string lead = findings.worstLead ? " " + result.source.leads[*findings.worstLead] : "";
-    ReportTable table{"Stages",
-                      {{"Stage", "", 2.6, true},
-                       {"Power", "W", 1.1},
-                       {"Start", "min:s", 1.3},
-                       {"Length", "min:s", 1.3},
-                       {"Heart rate", "beats/min", 1.7},
-                       {"ST" + lead, "µV", 1.5},
-                       {"Slope" + lead, "µV/ms", 1.7},
-                       {"Ventricular", "beats", 1.7}},
+    const ExerciseSummary& exercise = findings.exercise;
+    ReportTable table{"Stages and recovery",
+                      {{"Stage", "", 26, true},
+                       {"Start", "min:s", 11},
+                       {"Length", "min:s", 12.5},
+                       {"Speed", "km/h", 11.5},
+                       {"Grade", "%", 11.5},
+                       {"Power", "W", 12},
+                       {"METs", "", 10.5},
+                       {"Rate", "beats/min", 15},
+                       {"of max.", "%", 15},
+                       {"Pressure", "mmHg", 16},
+                       {"Borg", "", 10},
+                       {"Product", "mmHg/min", 16.5}},
                       {},
                       {}};
-    const std::vector<BeatCounts> counts = CountBeats(result, stages);
-    for (std::size_t i = 0; i < stages.size(); ++i) {
-        const double start = stages[i].startSeconds;
-        const double end =
-            std::min(i + 1 < stages.size() ? stages[i + 1].startSeconds : result.seconds, result.seconds);
-        const double from = std::max(start, end - kStageEndSeconds);
-        std::vector<double> bpm, levels, slopes;
-        for (const RateReading& rate : result.rates)
-            if (rate.seconds >= from && rate.seconds < end) bpm.push_back(rate.bpm);
-        for (const STReading& beat : result.beats) {
-            if (!findings.worstLead || beat.seconds < from || beat.seconds >= end) continue;
-            levels.push_back(beat.levelUv[*findings.worstLead]);
-            slopes.push_back(beat.slopeUvPerMs[*findings.worstLead]);
+    const std::size_t firstLead = table.columns.size();
+    for (const std::size_t lead : exercise.stageLeads) {
+        table.columns.push_back({"ST " + result.source.leads[lead], "µV", 13});
+        table.columns.push_back({"Slope", "µV/ms", 11});
+    }
+    table.columns.push_back({"Suprav.", "beats", 14});
+    table.columns.push_back({"Ventr.", "beats", 12.5});
+    const auto optional = [](const std::optional<double>& value, int decimals) {
+        return Number(value.value_or(kNothing), decimals);
+    };
+    for (const CourseRow& row : SummarizeCourse(result, exercise)) {
+        const BloodPressure& pressure = row.pressure;
+        std::vector<std::string> cells{
+            row.name,
+            LongClock(row.span.fromSeconds),
+            row.span.toSeconds > row.span.fromSeconds ? LongClock(row.span.toSeconds - row.span.fromSeconds)
+                                                      : "-",
+            optional(row.stage.speedKmh, 1),
+            optional(row.stage.gradePercent, 1),
+            optional(row.stage.watts, 0),
+            Number(row.mets, 1),
+            Number(row.bpm, 0),
+            Number(row.percentOfPredicted, 0),
+            std::isnan(pressure.systolic) && std::isnan(pressure.diastolic)
+                ? "-"
+                : Number(pressure.systolic, 0) + "/" + Number(pressure.diastolic, 0),
+            Number(pressure.exertion, 0),
+            Number(row.ratePressure, 0)};
+        for (const std::size_t lead : exercise.stageLeads) {
+            cells.push_back(Number(row.levelUv[lead], 0));
+            cells.push_back(Number(row.slopeUvPerMs[lead], 2));
         }
-        table.rows.push_back({NameStage(stages[i], i), stages[i].watts ? Number(*stages[i].watts, 0) : "-",
-                              LongClock(start), end > start ? LongClock(end - start) : "-",
-                              Number(Median(std::move(bpm)), 0), Number(Median(std::move(levels)), 0),
-                              Number(Median(std::move(slopes)), 2),
-                              std::to_string(counts[i + 1].ventricular)});
+        cells.push_back(std::to_string(row.counts.supraventricular));
+        cells.push_back(std::to_string(row.counts.ventricular));
+        table.rows.push_back(std::move(cells));
+    }
+    // A column of what nobody gave tells nothing.
+    for (std::size_t column = firstLead; column-- > 3;) {
+        const auto isEmpty = [&](const std::vector<std::string>& row) {
+            return row[column] == "-" || row[column] == "0";
+        };
+        if (!std::all_of(table.rows.begin(), table.rows.end(), isEmpty)) continue;
+        const auto offset = static_cast<std::ptrdiff_t>(column);
+        table.columns.erase(table.columns.begin() + offset);
+        for (std::vector<std::string>& row : table.rows) row.erase(row.begin() + offset);
+    }
+    return table;
+}
+
+ReportTable MakeCommonTable(const Findings& findings) {
+    const StressResult& result = findings.result;
+    const std::vector<std::string>& names = result.source.leads;
+    ReportTable table{"",
+                      {{"Lead", "", 0.9, true},
+                       {"ST level", "µV"},
+                       {"Change", "µV"},
+                       {"J level", "µV"},
+                       {"Slope", "µV/ms"},
+                       {"Slope class", "", 1.4, true},
+                       {"Own largest change", "µV", 1.6},
+                       {"When", "min:s", 0.9},
+                       {"Stage then", "", 1.8, true},
+                       {"J level then", "µV", 1.2},
+                       {"Slope class then", "", 1.5, true}},
+                      {},
+                      findings.worstLead};
+    if (!findings.worstLead) return table;
+    const double seconds = findings.leads[*findings.worstLead].seconds;
+    table.title = "ST of all leads at " + LongClock(seconds) + " and at its largest in each";
+    const std::vector<STThen> common = MeasureAllAt(result, seconds), own = MeasureAtLargestChange(result);
+    for (std::size_t lead = 0; lead < names.size(); ++lead) {
+        const std::optional<std::size_t> stage = StageAt(findings.exercise.stages, own[lead].seconds);
+        table.rows.push_back({names[lead], Number(common[lead].levelUv, 0), Signed(common[lead].changeUv, 0),
+                              Number(common[lead].jUv, 0), Number(common[lead].slopeUvPerMs, 2),
+                              NameShape(common[lead].shape), Signed(own[lead].changeUv, 0),
+                              LongClock(own[lead].seconds),
+                              stage ? NameStage(findings.exercise.stages[*stage], *stage) : "-",
+                              Number(own[lead].jUv, 0), NameShape(own[lead].shape)});
     }
     return table;
 }

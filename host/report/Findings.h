@@ -59,16 +59,25 @@ std::string DescribeEctopy(const BeatCounts& counts);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 
-/// Facts of the recording and of how it was analysed.
+/// Who was tested, why and by whom. "not given" stands for a name, a number, age and sex that are not known;
+/// other rows are left out.
+std::vector<Fact> ListPatient(const Findings& findings);
+/// Facts of the recording and of its reference.
 std::vector<Fact> ListFacts(const Findings& findings);
-/// Peak heart rate, largest ST change and indices; the reason stands in place of a missing figure.
+/// How the signal was read and conditioned, and what the averaged beat was learned from.
+std::vector<Fact> ListSettings(const Findings& findings);
+/// Exercise time, heart rate against what is predicted, largest ST change, indices, why the test ended. The
+/// reason stands in place of a missing figure; what needs a thing nobody gave is left out.
 std::vector<Fact> ListResults(const Findings& findings);
 /// What a reader should know before relying on the figures; empty when all is well.
 std::vector<std::string> ListWarnings(const Findings& findings);
 /// How the figures were made, a sentence or two each.
 std::vector<std::string> ListMethods(const Findings& findings);
-/// Heart rate and the worst lead's ST at the end of each stage; no rows without stages.
+/// The course of the test, a row per stage and minute of recovery, with the ST of the leads that were asked
+/// for; no rows without stages, no column of what is not known of any.
 ReportTable MakeStageTable(const Findings& findings);
+/// All leads at the time of the largest change of ST, and each at that of its own; no rows without a change.
+ReportTable MakeCommonTable(const Findings& findings);
 /// First level, largest change and latest level of ST, a row per lead.
 ReportTable MakeLeadTable(const Findings& findings);
 

@@ -133,10 +133,12 @@ void WriteHtml(std::ostream& out, const std::vector<ReportPage>& pages, const Fi
     for (std::size_t i = 0; i < pages.size(); ++i)
         out << "<figure>\n" << DrawSvg(pages, i, findings) << "</figure>\n";
     out << "<section>\n<h1>" << title << "</h1>\n";
+    WriteFacts(out, "Patient", ListPatient(findings));
     WriteFacts(out, "Record", ListFacts(findings));
     WriteFacts(out, "Results", ListResults(findings));
     WriteTable(out, MakeStageTable(findings));
     WriteTable(out, MakeLeadTable(findings));
+    WriteTable(out, MakeCommonTable(findings));
     WriteList(out, "Warnings", ListWarnings(findings));
     WriteList(out, "How the figures were made", ListMethods(findings));
     out << "<p class=\"foot\">For research and evaluation. Not a medical "

@@ -25,9 +25,11 @@ constexpr TextStyle kFoot{7, false, kMuted};
 std::vector<ReportPage> LayOutPages(const Findings& findings) {
     std::vector<ReportPage> pages;
     AddSummaryPage(findings, pages);
+    AddStagePages(findings, pages);
     AddTrendPages(findings, pages);
     AddBeatPages(findings, pages);
     AddStripPages(findings, pages);
+    AddLongTexts(findings, pages);
     AddTablePages(findings, pages);
     return pages;
 }

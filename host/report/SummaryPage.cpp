@@ -1,7 +1,6 @@
 #include "host/report/SummaryPage.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "host/report/TrendPlot.h"
@@ -9,44 +8,43 @@
 
 namespace {
 
-constexpr double kLabelMm = 23;
+constexpr double kLabelMm = 19;
+// A text of the header has so many lines, each of at least so many letters.
+constexpr int kHeaderLines = 5, kRecordLines = 3;
+constexpr std::size_t kLineLetters = 36;
+constexpr int kResultLines = 4;
+constexpr std::size_t kResultLetters = 60;
+constexpr double kResultLabelMm = 34;
 constexpr double kColumnGapMm = 6;
-constexpr double kLowestPlotMm = 50, kTallestPlotMm = 95;
-constexpr double kGapMm = 7;
-constexpr double kTableBelowTitleMm = 2;
+constexpr double kLowestPlotMm = 40, kTallestPlotMm = 80;
+constexpr double kFootMm = 30;  // of warnings and conclusion
+constexpr double kGapMm = 6;
+constexpr double kBelowTitleMm = 3;
 constexpr TextStyle kSection{9, true, kInk};
 constexpr TextStyle kSmall{7, false, kMuted};
 
-// Facts in three columns, the one with the filters the widest.
-double DrawHeader(Canvas& canvas, const Findings& findings) {
-    const std::vector<Fact> facts = ListFacts(findings);
-    constexpr std::size_t kPerColumn = 4;
-    constexpr std::array kWidthsMm{82.0, 96.0, 83.0};
+// Facts in three columns, as even as can be. Returns the height used, mm.
+double DrawColumns(Canvas& canvas, double y, int lines, const std::vector<Fact>& facts) {
+    constexpr std::size_t kColumns = 3;
+    constexpr double kWidthMm = (kContents.width - (kColumns - 1) * kColumnGapMm) / kColumns;
+    const std::size_t perColumn = (facts.size() + kColumns - 1) / kColumns;
     double used = 0, x = kContents.x;
-    for (std::size_t column = 0; column < kWidthsMm.size(); ++column) {
-        const Fact* const first = facts.data() + std::min(facts.size(), column * kPerColumn);
-        const Fact* const last =
-            column + 1 == kWidthsMm.size() ? facts.data() + facts.size() : first + kPerColumn;
-        const Box box{x, kContents.y - 1, kWidthsMm[column], 0};
-        used = std::max(used, DrawFacts(canvas, box, kLabelMm, 3, {first, last}));
-        x += kWidthsMm[column] + kColumnGapMm;
+    for (std::size_t first = 0; first < facts.size(); first += perColumn, x += kWidthMm + kColumnGapMm) {
+        const auto begin = facts.begin() + static_cast<std::ptrdiff_t>(first);
+        const auto end =
+            facts.begin() + static_cast<std::ptrdiff_t>(std::min(facts.size(), first + perColumn));
+        used = std::max(used, DrawFacts(canvas, {x, y, kWidthMm, 0}, kLabelMm, lines, {begin, end}));
     }
-    return kContents.y - 1 + used;
+    return used;
 }
 
-ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
-    std::vector<double> bpm;
-    for (const RateReading& rate : result.rates)
-        if (std::isfinite(rate.bpm)) bpm.push_back(rate.bpm);
-    double lowest = 60, highest = 120;
-    if (!bpm.empty()) {
-        // A single wrong reading must not flatten the course.
-        std::sort(bpm.begin(), bpm.end());
-        const std::size_t tail = bpm.size() / 200;
-        lowest = bpm[tail];
-        highest = std::max(bpm[bpm.size() - 1 - tail], peakBpm > 0 ? peakBpm : 0);
-    }
-    return ChooseValueAxis(std::max(0.0, lowest - 5), highest + 12, 10, 9);
+// The patient in full, above the recording; texts too long for this page stand on one of their own.
+double DrawHeader(Canvas& canvas, const Findings& findings) {
+    double y = kContents.y - 1;
+    y += DrawColumns(canvas, y, kHeaderLines, ListPatient(findings));
+    canvas.DrawLine({kContents.x, y + 0.5}, {kContents.Right(), y + 0.5}, {kRule, 0.2});
+    y += 2;
+    return y + DrawColumns(canvas, y, kRecordLines, ListFacts(findings));
 }
 
 void MarkPeak(Canvas& canvas, const TrendPlot& plot, const ExerciseSummary& exercise) {
@@ -83,35 +81,24 @@ void DrawHeartRate(Canvas& canvas, const Findings& findings, const Box& box) {
                         {9, false, kMuted, Align::Centre});
 }
 
-void DrawStageTable(Canvas& canvas, const Findings& findings, const Box& box) {
-    canvas.DrawText({box.x, box.y}, "Stages", kSection);
-    const ReportTable table = MakeStageTable(findings);
-    if (table.rows.empty()) {
-        canvas.DrawText({box.x, box.y + 5}, "No stages within the recording were given.",
-                        {7.5, false, kMuted});
-        return;
-    }
-    canvas.DrawText({box.x + 16, box.y}, "heart rate and ST: medians of the last minute", kSmall);
-    Box area{box.x, box.y + kTableBelowTitleMm, box.width, box.height - kTableBelowTitleMm};
-    // Keeps one row for "and N more stages".
-    if (kHeadRowsMm + static_cast<double>(table.rows.size()) * kRowMm > area.height) area.height -= kRowMm;
-    const std::size_t next = DrawTable(canvas, area, table);
-    if (next < table.rows.size())
-        canvas.DrawText(
-            {box.x + 1.2, box.Bottom() - 1.2},
-            "and " + std::to_string(table.rows.size() - next) + " more stages, listed in full in HTML",
-            kSmall);
+// Results in two columns. Returns the height used, mm.
+double DrawResults(Canvas& canvas, const Findings& findings, double top) {
+    canvas.DrawText({kContents.x, top}, "Results", kSection);
+    const std::vector<Fact> results = ListResults(findings);
+    const auto middle = results.begin() + (std::ssize(results) + 1) / 2;
+    const double width = (kContents.width - kColumnGapMm) / 2, y = top + kBelowTitleMm;
+    return kBelowTitleMm + std::max(DrawFacts(canvas, {kContents.x, y, width, 0}, kResultLabelMm,
+                                              kResultLines, {results.begin(), middle}),
+                                    DrawFacts(canvas, {kContents.Right() - width, y, width, 0},
+                                              kResultLabelMm, kResultLines, {middle, results.end()}));
 }
 
-void DrawResults(Canvas& canvas, const Findings& findings, const Box& box) {
-    canvas.DrawText({box.x, box.y}, "Results", kSection);
-    double y = box.y + 3;
-    y += DrawFacts(canvas, {box.x, y, box.width, 0}, 32, 2, ListResults(findings));
+// As many as have room; the last page has them all.
+void DrawWarnings(Canvas& canvas, const Findings& findings, const Box& box) {
     const std::vector<std::string> warnings = ListWarnings(findings);
     if (warnings.empty()) return;
-    y += 4;
-    canvas.DrawText({box.x, y}, "Warnings", {9, true, kAccent});
-    y += 1.5;
+    canvas.DrawText({box.x, box.y}, "Warnings", {9, true, kAccent});
+    double y = box.y + 1.5;
     for (std::size_t i = 0; i < warnings.size(); ++i) {
         const bool isLast = y + 10 > box.Bottom() && i + 1 < warnings.size();
         const std::string text =
@@ -121,24 +108,64 @@ void DrawResults(Canvas& canvas, const Findings& findings, const Box& box) {
     }
 }
 
+// Room to write by hand.
+void DrawConclusion(Canvas& canvas, const Box& box) {
+    constexpr double kDateMm = 30;
+    canvas.DrawText({box.x, box.y}, "Conclusion", kSection);
+    const double y = box.Bottom() - 3.5;
+    canvas.DrawLine({box.x, y}, {box.x + kDateMm, y}, {kMuted, 0.2});
+    canvas.DrawText({box.x, box.Bottom()}, "Date", kSmall);
+    canvas.DrawLine({box.x + kDateMm + kColumnGapMm, y}, {box.Right(), y}, {kMuted, 0.2});
+    canvas.DrawText({box.x + kDateMm + kColumnGapMm, box.Bottom()}, "Name and signature", kSmall);
+}
+
 void DrawSummary(Canvas& canvas, const Findings& findings) {
-    const double top = DrawHeader(canvas, findings) + 5;
-    // The plot takes what the stages and results below it leave.
-    const double stagesMm = kTableBelowTitleMm + kHeadRowsMm +
-                            static_cast<double>(findings.exercise.stages.size()) * kRowMm + 0.1;
-    const double resultsMm =
-        59 + 9 * static_cast<double>(std::min<std::size_t>(ListWarnings(findings).size(), 4));
-    const double plotMm = std::clamp(kContents.Bottom() - top - kGapMm - std::max(stagesMm, resultsMm),
-                                     kLowestPlotMm, kTallestPlotMm);
-    DrawHeartRate(canvas, findings, {kContents.x, top, kContents.width, plotMm});
-    const double lower = top + plotMm + kGapMm;
-    const double height = kContents.Bottom() - lower;
-    DrawStageTable(canvas, findings, {kContents.x, lower, 150, height});
-    DrawResults(canvas, findings, {kContents.x + 162, lower, kContents.width - 162, height});
+    double y = DrawHeader(canvas, findings) + 5;
+    y += DrawResults(canvas, findings, y) + kGapMm - 2;
+    const double plotMm =
+        std::clamp(kContents.Bottom() - y - kGapMm - kFootMm, kLowestPlotMm, kTallestPlotMm);
+    DrawHeartRate(canvas, findings, {kContents.x, y, kContents.width, plotMm});
+    y = std::max(y + plotMm + kGapMm, kContents.Bottom() - kFootMm);
+    const double width = (kContents.width - kColumnGapMm) / 2;
+    const Box left{kContents.x, y, width, kContents.Bottom() - y};
+    DrawWarnings(canvas, findings, left);
+    DrawConclusion(canvas, {kContents.Right() - width, y, width, left.height});
 }
 
 }  // namespace
 
+ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
+    std::vector<double> bpm;
+    for (const RateReading& rate : result.rates)
+        if (std::isfinite(rate.bpm)) bpm.push_back(rate.bpm);
+    double lowest = 60, highest = 120;
+    if (!bpm.empty()) {
+        // A single wrong reading must not flatten the course.
+        std::sort(bpm.begin(), bpm.end());
+        const std::size_t tail = bpm.size() / 200;
+        lowest = bpm[tail];
+        highest = std::max(bpm[bpm.size() - 1 - tail], peakBpm > 0 ? peakBpm : 0);
+    }
+    return ChooseValueAxis(std::max(0.0, lowest - 5), highest + 12, 10, 9);
+}
+
 void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages) {
     pages.push_back({"Exercise ECG report", [&findings](Canvas& canvas) { DrawSummary(canvas, findings); }});
+}
+
+void AddLongTexts(const Findings& findings, std::vector<ReportPage>& pages) {
+    std::vector<Fact> cut;
+    const auto keepLong = [&](const std::vector<Fact>& facts, std::size_t letters) {
+        for (const Fact& fact : facts)
+            if (fact.value.size() > letters) cut.push_back(fact);
+    };
+    keepLong(ListPatient(findings), kHeaderLines * kLineLetters);
+    keepLong(ListFacts(findings), kRecordLines * kLineLetters);
+    keepLong(ListResults(findings), kResultLines * kResultLetters);
+    if (cut.empty()) return;
+    pages.push_back({"Texts of page 1 in full", [cut](Canvas& canvas) {
+                         constexpr int kAllLines = 100;
+                         const ClipTo clip(canvas, kContents);
+                         DrawFacts(canvas, kContents, kResultLabelMm, kAllLines, cut);
+                     }});
 }

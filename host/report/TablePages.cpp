@@ -1,19 +1,11 @@
 #include "host/report/TablePages.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace {
 
 constexpr double kLineMm = 3.4;
-
-void DrawIndices(Canvas& canvas, const Findings& findings, double top) {
-    canvas.DrawText({kContents.x, top + 3}, "Results and exercise indices", {9, true, kInk});
-    const std::vector<Fact> results = ListResults(findings);
-    const auto middle = results.begin() + (std::ssize(results) + 1) / 2;
-    const double width = kContents.width / 2 - 5;
-    DrawFacts(canvas, {kContents.x, top + 4.6, width, 0}, 32, 1, {results.begin(), middle});
-    DrawFacts(canvas, {kContents.Right() - width, top + 4.6, width, 0}, 20, 1, {middle, results.end()});
-}
 
 // Warnings stand first; notes that have no room stand in the HTML only.
 void DrawNotes(Canvas& canvas, const Findings& findings, double top) {
@@ -32,15 +24,30 @@ void DrawNotes(Canvas& canvas, const Findings& findings, double top) {
     draw("How the figures were made", kInk, ListMethods(findings));
 }
 
-constexpr double kIndicesMm = 35;
-constexpr double kNotesMm = 38;
+constexpr double kNotesMm = 73;
 constexpr std::size_t kRowsPerPage = static_cast<std::size_t>((kContents.height - kHeadRowsMm) / kRowMm);
 constexpr std::size_t kRowsWithNotes =
-    static_cast<std::size_t>((kContents.height - kHeadRowsMm - kIndicesMm - kNotesMm) / kRowMm);
+    static_cast<std::size_t>((kContents.height - kHeadRowsMm - kNotesMm) / kRowMm);
+
+// A table alone, on as many pages as it needs.
+void AddTable(ReportTable made, const char* what, std::vector<ReportPage>& pages) {
+    const auto table = std::make_shared<const ReportTable>(std::move(made));
+    const std::size_t rows = table->rows.size();
+    for (std::size_t first = 0; first < rows; first += kRowsPerPage) {
+        const std::size_t count = std::min(rows - first, kRowsPerPage);
+        pages.push_back({table->title + NameSpan(what, first, count, rows),
+                         [table, first](Canvas& canvas) { DrawTable(canvas, kContents, *table, first); }});
+    }
+}
 
 }  // namespace
 
+void AddStagePages(const Findings& findings, std::vector<ReportPage>& pages) {
+    AddTable(MakeStageTable(findings), "rows", pages);
+}
+
 void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages) {
+    AddTable(MakeCommonTable(findings), "leads", pages);
     const auto table = std::make_shared<const ReportTable>(MakeLeadTable(findings));
     const std::size_t leads = table->rows.size();
     std::size_t first = 0;
@@ -48,15 +55,14 @@ void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages) {
     while (!areNotesDrawn) {
         const bool isLast = leads - first <= kRowsWithNotes;
         const std::size_t count = std::min(leads - first, kRowsPerPage);
-        pages.push_back(
-            {count == 0 ? "Results and notes" : "ST per lead" + NameSpan("leads", first, count, leads),
-             [&findings, table, first, count, isLast](Canvas& canvas) {
-                 if (count > 0) DrawTable(canvas, kContents, *table, first);
-                 const double tableMm = count > 0 ? kHeadRowsMm + static_cast<double>(count) * kRowMm + 4 : 0;
-                 if (!isLast) return;
-                 DrawIndices(canvas, findings, kContents.y + tableMm);
-                 DrawNotes(canvas, findings, kContents.y + tableMm + kIndicesMm);
-             }});
+        pages.push_back({count == 0 ? "Notes" : "ST per lead" + NameSpan("leads", first, count, leads),
+                         [&findings, table, first, count, isLast](Canvas& canvas) {
+                             if (count > 0) DrawTable(canvas, kContents, *table, first);
+                             const double tableMm =
+                                 count > 0 ? kHeadRowsMm + static_cast<double>(count) * kRowMm + 4 : 0;
+                             if (!isLast) return;
+                             DrawNotes(canvas, findings, kContents.y + tableMm);
+                         }});
         first += count;
         areNotesDrawn = isLast;
     }

@@ -8,3 +8,5 @@
 
 /// Adds its pages to `pages`. The findings must outlive them.
 void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages);
+/// The course of the test, stage by stage; no page without stages.
+void AddStagePages(const Findings& findings, std::vector<ReportPage>& pages);

@@ -141,6 +141,28 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bo
     canvas.DrawBox(m_box, {kMuted, 0.15});
 }
 
+void TrendPlot::DrawHoles(Canvas& canvas, const std::vector<Hole>& holes) const {
+    constexpr double kHatchMm = 1.5;
+    constexpr TextStyle kWhy{6.5, false, kMuted, Align::Centre};
+    for (const Hole& hole : holes) {
+        const double left = X(std::clamp(hole.span.fromSeconds, 0.0, m_time.seconds));
+        const double right = X(std::clamp(hole.span.toSeconds, 0.0, m_time.seconds));
+        const Box band{left, m_box.y, right - left, m_box.height};
+        const ClipTo clip(canvas, band);
+        std::vector<Point> lines;
+        for (double x = left - m_box.height; x < right; x += kHatchMm) {
+            lines.push_back({x, m_box.Bottom()});
+            lines.push_back({x + m_box.height, m_box.y});
+        }
+        canvas.DrawLines(lines, {kRule, 0.15});
+        const double width = canvas.MeasureText(hole.why, kWhy) + 1;
+        if (width > band.width) continue;
+        const Point centre{left + band.width / 2, m_box.Bottom() - 1.2};
+        canvas.FillBox({centre.x - width / 2, centre.y - 2.3, width, 3.1}, kWhite);
+        canvas.DrawText(centre, hole.why, kWhy);
+    }
+}
+
 void TrendPlot::DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readings, const Pen& pen) const {
     std::vector<Point> points;
     for (std::size_t i = 0; i < readings.size(); ++i) {

@@ -6,6 +6,7 @@
 
 #include "host/report/Canvas.h"
 #include "host/results/Exercise.h"
+#include "host/results/Holes.h"
 
 /// Ticks at the multiples of `step` from `from` to `to`, which are multiples themselves.
 struct ValueAxis {
@@ -49,6 +50,9 @@ public:
     /// lies beyond the axis is drawn at its edge. Very many readings are drawn as their spread and their
     /// median.
     void DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readings, const Pen& pen) const;
+
+    /// Hatches when there was no ST, and writes why where that has room.
+    void DrawHoles(Canvas& canvas, const std::vector<Hole>& holes) const;
 
     const Box& Area() const { return m_box; }
 

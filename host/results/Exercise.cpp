@@ -4,14 +4,11 @@
 #include <cmath>
 #include <iterator>
 #include <limits>
-#include <sstream>
 #include <string_view>
 
 #include "core/stress/ExerciseIndices.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
-#include "host/support/HostError.h"
-#include "host/support/InputFile.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
@@ -20,18 +17,9 @@ namespace {
 constexpr double kPeakWindowSeconds = 30;  // the peak heart rate is the highest median over this long
 // Readings come with the beats: a window is whole if its first reading is at most this far from its start.
 constexpr double kLongestIntervalSeconds = 2;
-constexpr double kMostWatts = 2000;
-constexpr double kLatestStartSeconds = 7 * 24 * 3600.0;
 constexpr double kSlackSeconds = 1;  // times given by hand are rounded to the second
 constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
 constexpr std::array kLeadsWithoutSTHR{"aVR", "aVL", "V1"};  // see STHRIndices.h
-
-constexpr std::array kProtocols{ProtocolPlan{"bruce", 180, 7, 0}, ProtocolPlan{"bicycle", 120, 16, 25},
-                                ProtocolPlan{"ramp", 60, 40, 10}};
-
-// Speed and slope of the belt (Bruce, Blackmon, Jones, Strait, Pediatrics 1963; 32: 742-756).
-constexpr std::array kBruceStages{"2.7 km/h, 10 %", "4.0 km/h, 12 %", "5.5 km/h, 14 %", "6.8 km/h, 16 %",
-                                  "8.0 km/h, 18 %", "8.9 km/h, 20 %", "9.7 km/h, 22 %"};
 
 std::vector<double> RatesIn(const StressResult& result, const Span& span) {
     std::vector<double> bpm;
@@ -43,40 +31,6 @@ std::vector<double> RatesIn(const StressResult& result, const Span& span) {
 double StageEnd(const std::vector<Stage>& stages, std::size_t index, const StressResult& result) {
     return index + 1 < stages.size() ? stages[index + 1].startSeconds : result.seconds;
 }
-
-// "90", "1:30" or "1:02:30"; nothing where it is none of them, or 60 or more stand behind a colon.
-std::optional<double> ParseStart(const std::string& text) {
-    double seconds = 0;
-    std::istringstream parts(text);
-    std::string part;
-    int count = 0;
-    while (std::getline(parts, part, ':')) {
-        if (part.empty() || part.find_first_not_of("0123456789.") != std::string::npos || ++count > 3)
-            return {};
-        std::istringstream number(part);
-        double value = 0;
-        if (!(number >> value) || !number.eof() || value > kLatestStartSeconds) return {};
-        if (count > 1 && value >= kSecondsPerMinute) return {};
-        seconds = seconds * kSecondsPerMinute + value;
-    }
-    if (count == 0 || text.back() == ':' || seconds > kLatestStartSeconds) return {};
-    return seconds;
-}
-
-// "-" for a power that is not known.
-bool ParseWatts(const std::string& text, std::optional<double>& watts) {
-    if (text == "-") {
-        watts.reset();
-        return true;
-    }
-    std::istringstream number(text);
-    double value = 0;
-    if (!(number >> value) || !number.eof() || value < 0 || value > kMostWatts) return false;
-    watts = value;
-    return true;
-}
-
-bool IsWork(const Stage& stage) { return !stage.watts || *stage.watts > 0; }
 
 void FindPeak(const StressResult& result, ExerciseSummary& summary) {
     summary.peakBpm = std::numeric_limits<double>::quiet_NaN();
@@ -192,66 +146,29 @@ void FindPowers(const StressResult& result, ExerciseSummary& summary) {
         if (found[i] != Pwc::kNotComputed) summary.pwcWatts[i] = found[i];
 }
 
+// Those asked for by name, or the three whose ST changes most, aVR left out, in the order of the leads.
+void ChooseStageLeads(const StressResult& result, const std::vector<std::string>& asked,
+                      ExerciseSummary& summary) {
+    constexpr std::size_t kShown = 3;
+    const std::vector<std::string>& names = result.source.leads;
+    const auto is = [&](std::size_t lead, const std::string& name) {
+        return EqualIgnoringCase(names[lead], name);
+    };
+    for (const std::string& name : asked)
+        for (std::size_t lead = 0; lead < names.size(); ++lead)
+            if (is(lead, name)) summary.stageLeads.push_back(lead);
+    if (!asked.empty()) return;
+    const std::vector<LeadSummary> leads = SummarizeLeads(result);
+    for (std::size_t lead = 0; lead < leads.size(); ++lead)
+        if (!std::isnan(leads[lead].changeUv) && !is(lead, "aVR")) summary.stageLeads.push_back(lead);
+    std::stable_sort(summary.stageLeads.begin(), summary.stageLeads.end(), [&](std::size_t a, std::size_t b) {
+        return std::abs(leads[a].changeUv) > std::abs(leads[b].changeUv);
+    });
+    summary.stageLeads.resize(std::min(summary.stageLeads.size(), kShown));
+    std::sort(summary.stageLeads.begin(), summary.stageLeads.end());
+}
+
 }  // namespace
-
-std::vector<Stage> ReadStages(const std::string& path) {
-    std::istringstream file(ReadText(path));
-    std::vector<Stage> stages;
-    std::string line;
-    for (int number = 1; std::getline(file, line); ++number) {
-        const auto fail = [&](const std::string& expected) {
-            throw HostError(path, "line " + std::to_string(number) + ": " + expected);
-        };
-        std::istringstream words(line.substr(0, line.find('#')));
-        std::string start, watts;
-        if (!(words >> start)) continue;
-        Stage stage;
-        const std::optional<double> seconds = ParseStart(start);
-        if (!seconds) fail("a start in seconds, min:s or h:min:s is expected, not \"" + start + "\"");
-        stage.startSeconds = *seconds;
-        if (!(words >> watts) || !ParseWatts(watts, stage.watts))
-            fail("a power of 0 to 2000 W or - is expected after the start, not \"" + watts + "\"");
-        if (!stages.empty() && stage.startSeconds <= stages.back().startSeconds)
-            fail("a later start than that of the stage before is expected");
-        std::getline(words >> std::ws, stage.name);
-        stage.name = OneLine(stage.name);
-        stages.push_back(std::move(stage));
-    }
-    if (stages.empty()) throw HostError(path, "holds no stage; a line is expected to be: start power name");
-    return stages;
-}
-
-const std::vector<std::string>& ProtocolNames() {
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> all;
-        for (const ProtocolPlan& protocol : kProtocols) all.emplace_back(protocol.name);
-        return all;
-    }();
-    return names;
-}
-
-const ProtocolPlan& FindProtocol(const std::string& name) {
-    return *std::find_if(kProtocols.begin(), kProtocols.end(),
-                         [&](const ProtocolPlan& known) { return name == known.name; });
-}
-
-Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds) {
-    const double watts = (stage + 1) * plan.wattsPerStage;
-    if (watts > 0) return {startSeconds, watts, Number(watts, 0) + " W"};
-    return {startSeconds, {}, "Bruce " + std::to_string(stage + 1) + ", " + kBruceStages.begin()[stage]};
-}
-
-std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds) {
-    const ProtocolPlan& plan = FindProtocol(name);
-    std::vector<Stage> stages;
-    if (startSeconds > 0) stages.push_back({0, 0, "rest"});
-    for (int i = 0; i < plan.stages; ++i) {
-        const double start = startSeconds + i * plan.stageSeconds;
-        if (start < endSeconds) stages.push_back(StageOf(plan, i, start));
-    }
-    if (std::isfinite(endSeconds)) stages.push_back({endSeconds, 0, "recovery"});
-    return stages;
-}
 
 std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingSeconds) {
     const auto first = std::find_if(stages.begin(), stages.end(), IsWork);
@@ -299,6 +216,7 @@ ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOpti
     std::copy_if(options.stages.begin(), options.stages.end(), std::back_inserter(summary.stages),
                  [&](const Stage& stage) { return stage.startSeconds < result.seconds; });
     summary.angina = options.angina;
+    summary.pressures = options.pressures;
     summary.exerciseSeconds = options.exerciseSeconds;
     if (const std::optional<Span> work = FindWork(options.stages, result.seconds);
         work && !summary.exerciseSeconds)
@@ -308,6 +226,9 @@ ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOpti
     FindSTHR(result, summary);
     FindDuke(result, summary);
     FindPowers(result, summary);
+    summary.capacity =
+        MeasureCapacity(result, summary.stages, summary.pressures, summary.peakBpm, options.predicted);
+    ChooseStageLeads(result, options.stageLeads, summary);
     return summary;
 }
 
@@ -319,10 +240,4 @@ std::optional<std::size_t> StageAt(const std::vector<Stage>& stages, double seco
 
 std::string NameStage(const Stage& stage, std::size_t index) {
     return stage.name.empty() ? std::to_string(index + 1) : stage.name;
-}
-
-std::string DescribePower(const Stage& stage) {
-    if (!stage.watts || *stage.watts <= 0) return "";
-    const std::string power = Number(*stage.watts, 0) + " W";
-    return power == stage.name ? "" : power;
 }

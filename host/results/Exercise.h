@@ -7,7 +7,10 @@
 #include <vector>
 
 #include "core/stress/STHRIndices.h"
+#include "host/results/Capacity.h"
 #include "host/results/Duke.h"
+#include "host/results/Protocols.h"
+#include "host/results/StageSources.h"
 #include "host/results/StressResult.h"
 
 /// The figures of a stage are medians over this long before its end.
@@ -15,17 +18,13 @@ constexpr double kStageEndSeconds = 60;
 /// Heart rates at which the physical working capacity is given, beats/min.
 constexpr std::array kPwcRates{130, 150, 170};
 
-/// One stage of a test, from its start to that of the next.
-struct Stage {
-    double startSeconds = 0;
-    std::optional<double> watts;  // 0 at rest; empty if not known, as on a treadmill
-    std::string name;
-};
-
 struct ExerciseOptions {
     std::vector<Stage> stages;              // in order of their starts
     std::optional<double> exerciseSeconds;  // else from the first stage with work to the first after it
     std::optional<int> angina;              // 0 none, 1 not limiting, 2 limiting; empty: not given
+    std::vector<BloodPressure> pressures = {};
+    PredictedRate predicted = PredictedRate::Fox;
+    std::vector<std::string> stageLeads = {};  // for the table of stages; empty: the three that change most
 };
 
 /// The published ST/HR index and slope of a lead, uV per beat/min. Rest is the reference; peak exercise is
@@ -39,6 +38,9 @@ struct STHRFigures {
 struct ExerciseSummary {
     std::vector<Stage> stages;  // those that begin before the end of the recording
     std::optional<int> angina;  // as in ExerciseOptions
+    std::vector<BloodPressure> pressures;
+    Capacity capacity;
+    std::vector<std::size_t> stageLeads;  // for the table of stages
     std::optional<double> exerciseSeconds;
     /// Highest median over a whole half minute, or over the whole of a shorter recording, and the end of that
     /// stretch; NaN without heart rate.
@@ -53,28 +55,6 @@ struct ExerciseSummary {
     std::optional<std::size_t> sthrIndexLead, sthrSlopeLead;  // with the highest of all but aVR, aVL and V1
     std::array<std::optional<double>, kPwcRates.size()> pwcWatts;  // at kPwcRates
 };
-
-/// Reads "start power" lines: seconds, min:s or h:min:s, and watts; further words name the stage; '#'
-/// comments. Throws HostError.
-std::vector<Stage> ReadStages(const std::string& path);
-/// A protocol whose stages have fixed lengths; the last one goes on.
-struct ProtocolPlan {
-    const char* name;
-    double stageSeconds;
-    int stages;
-    double wattsPerStage;  // added by each stage; 0 if the power is not known
-};
-/// Stage number `stage` of the plan, from 0 on, with its name.
-Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds);
-
-/// "bruce" (treadmill, stages of 3 minutes), "bicycle" (25 W more every 2 minutes), "ramp" (10 W more every
-/// minute).
-const std::vector<std::string>& ProtocolNames();
-/// The plan of one of ProtocolNames.
-const ProtocolPlan& FindProtocol(const std::string& name);
-/// Rest up to `startSeconds`, the stages of the protocol, and recovery from `endSeconds` on, infinity for
-/// never. The last stage goes on beyond the protocol's end.
-std::vector<Stage> ProtocolStages(const std::string& name, double startSeconds, double endSeconds);
 
 /// The stretch from the first stage with work to the first stage without work after it, or to the end of the
 /// recording; nothing if there is no work.
@@ -93,5 +73,3 @@ ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOpti
 std::optional<std::size_t> StageAt(const std::vector<Stage>& stages, double seconds);
 /// The name of a stage or, where it has none, its number from 1 on.
 std::string NameStage(const Stage& stage, std::size_t index);
-/// The power of a stage, "50 W"; empty where there is none or where the name says it.
-std::string DescribePower(const Stage& stage);

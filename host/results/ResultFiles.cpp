@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "host/results/Course.h"
 #include "host/results/Ectopy.h"
 #include "host/results/Holes.h"
 #include "host/results/Reference.h"
@@ -81,12 +82,30 @@ Json HolesJson(const std::vector<Hole>& holes) {
     return all;
 }
 
+Json PatientJson(const SourceInfo& source) {
+    const Patient& patient = source.patient;
+    Json all{{"anonymous", patient.isAnonymous}};
+    for (const PatientText& field : kPatientTexts)
+        all[field.key] = (patient.*field.text).empty() ? Json() : Json(patient.*field.text);
+    for (const PatientNumber& field : kPatientNumbers) all[field.key] = Value(patient.*field.number);
+    all["age_years"] = Value(AgeAt(patient, source.started));
+    return all;
+}
+
 Json ReferenceJson(const StressResult& result) {
     if (result.reference.why.empty()) return {};
     return {{"from_s", result.reference.span.fromSeconds},
             {"to_s", result.reference.span.toSeconds},
             {"why", result.reference.why},
             {"heart_rate_per_min", Value(MeasureReference(result).bpm)}};
+}
+
+Json ShapeJson(qz::STShape shape) { return shape == qz::STShape::Unknown ? Json() : Json(NameShape(shape)); }
+
+// The name of the stage at a time; null before the first and of NaN.
+Json StageJson(const ExerciseSummary& exercise, double seconds) {
+    const std::optional<std::size_t> stage = StageAt(exercise.stages, seconds);
+    return stage ? Json(NameStage(exercise.stages[*stage], *stage)) : Json();
 }
 
 Json LeadsJson(const StressResult& result, const ExerciseSummary& exercise) {
@@ -96,6 +115,7 @@ Json LeadsJson(const StressResult& result, const ExerciseSummary& exercise) {
     const std::vector<LeadExtremes> extremes = FindExtremes(result);
     const std::vector<std::vector<Hole>> holes = FindHoles(result);
     const std::vector<QualitySummary> quality = SummarizeQuality(result);
+    const std::vector<STThen> then = MeasureAtLargestChange(result);
     for (std::size_t lead = 0; lead < summaries.size(); ++lead) {
         const LeadSummary& s = summaries[lead];
         const LeadExtremes& e = extremes[lead];
@@ -113,6 +133,9 @@ Json LeadsJson(const StressResult& result, const ExerciseSummary& exercise) {
                          {"largest_change_s", Value(s.seconds)},
                          {"level_then_uv", Value(s.levelUv)},
                          {"slope_then_uv_per_ms", Value(s.slopeUvPerMs)},
+                         {"j_level_then_uv", Value(then[lead].jUv)},
+                         {"shape_then", ShapeJson(then[lead].shape)},
+                         {"stage_then", StageJson(exercise, s.seconds)},
                          {"heart_rate_then_per_min", Value(s.bpm)},
                          {"sthr_index_then_uv_min", Value(s.sthrIndex)},
                          {"published_sthr_index_uv_min", Value(sthr.index)},
@@ -164,12 +187,63 @@ Json BeatClassesJson(const StressResult& result, const std::vector<Stage>& stage
     return all;
 }
 
+Json CourseJson(const StressResult& result, const ExerciseSummary& exercise) {
+    Json all = Json::array();
+    for (const CourseRow& row : SummarizeCourse(result, exercise)) {
+        Json leads = Json::array();
+        for (std::size_t lead = 0; lead < row.levelUv.size(); ++lead)
+            leads.push_back({{"name", result.source.leads[lead]},
+                             {"level_uv", Value(row.levelUv[lead])},
+                             {"change_uv", Value(row.changeUv[lead])},
+                             {"slope_uv_per_ms", Value(row.slopeUvPerMs[lead])}});
+        all.push_back({{"name", row.name},
+                       {"from_s", row.span.fromSeconds},
+                       {"to_s", row.span.toSeconds},
+                       {"recovery", row.isRecovery},
+                       {"speed_kmh", Value(row.stage.speedKmh)},
+                       {"grade_percent", Value(row.stage.gradePercent)},
+                       {"power_w", Value(row.stage.watts)},
+                       {"mets", Value(row.mets)},
+                       {"heart_rate_per_min", Value(row.bpm)},
+                       {"percent_of_predicted", Value(row.percentOfPredicted)},
+                       {"systolic_mmhg", Value(row.pressure.systolic)},
+                       {"diastolic_mmhg", Value(row.pressure.diastolic)},
+                       {"exertion", Value(row.pressure.exertion)},
+                       {"rate_pressure_mmhg_per_min", Value(row.ratePressure)},
+                       {"supraventricular", row.counts.supraventricular},
+                       {"ventricular", row.counts.ventricular},
+                       {"leads", leads}});
+    }
+    return all;
+}
+
+Json CapacityJson(const Capacity& capacity) {
+    Json all{{"predicted_by", DescribeFormula(capacity.formula)},
+             {"predicted_per_min", Value(capacity.predictedBpm)},
+             {"target_per_min", Value(capacity.targetBpm)},
+             {"target_reached_s", Value(capacity.targetSeconds)},
+             {"rest_heart_rate_per_min", Value(capacity.restBpm)},
+             {"chronotropic_index", Value(capacity.chronotropicIndex)},
+             {"mets", Value(capacity.mets)},
+             {"rate_pressure_mmhg_per_min", Value(capacity.ratePressure)},
+             {"rate_pressure_s", Value(capacity.ratePressureSeconds)}};
+    for (std::size_t i = 0; i < kRecoveryMinutes.size(); ++i)
+        all["recovery_" + std::to_string(kRecoveryMinutes[i]) + "_min_per_min"] =
+            Value(capacity.recoveryBpm[i]);
+    return all;
+}
+
 Json ExerciseJson(const StressResult& result, const ExerciseSummary& exercise) {
     Json stages = Json::array();
     for (const Stage& stage : exercise.stages)
-        stages.push_back(
-            {{"start_s", stage.startSeconds}, {"power_w", Value(stage.watts)}, {"name", stage.name}});
+        stages.push_back({{"start_s", stage.startSeconds},
+                          {"power_w", Value(stage.watts)},
+                          {"name", stage.name},
+                          {"speed_kmh", Value(stage.speedKmh)},
+                          {"grade_percent", Value(stage.gradePercent)}});
     return {{"stages", stages},
+            {"course", CourseJson(result, exercise)},
+            {"capacity", CapacityJson(exercise.capacity)},
             {"exercise_s", Value(exercise.exerciseSeconds)},
             {"angina", exercise.angina ? Json(*exercise.angina) : Json()},
             {"st_deviation_mv", exercise.stDeviationMv},
@@ -216,6 +290,7 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
           {"sampling_rate_hz", source.fs},
           {"uv_per_unit", source.uVpb},
           {"length_s", result.seconds}}},
+        {"patient", PatientJson(source)},
         {"conditioning",
          {{"stages", result.conditioning},
           {"mains_hz", result.mainsHz},
@@ -266,8 +341,7 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
                                                                          {"j80_uv", &qz::STMeasure::j80Uv}};
         for (const auto& [name, uV] : points)
             for (const qz::STMeasure& st : beat.st) row[name].push_back(Rounded(st.*uV));
-        for (const qz::STMeasure& st : beat.st)
-            row["shape"].push_back(st.shape == qz::STShape::Unknown ? Json() : Json(NameShape(st.shape)));
+        for (const qz::STMeasure& st : beat.st) row["shape"].push_back(ShapeJson(st.shape));
         for (const qz::STMeasure& st : beat.st) row["is_on_t"].push_back(st.isOnT);
         return row;
     });

@@ -6,8 +6,8 @@
 
 #include "host/support/HostError.h"
 #include "host/support/IndexOf.h"
-#include "host/support/InputFile.h"
 #include "host/support/Json.h"
+#include "host/support/JsonField.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
@@ -48,7 +48,9 @@ Json StagesJson(const std::vector<Stage>& stages) {
     for (const Stage& stage : stages)
         all.push_back({{"start_s", stage.startSeconds},
                        {"power_w", stage.watts ? Json(*stage.watts) : Json()},
-                       {"name", stage.name}});
+                       {"name", stage.name},
+                       {"speed_kmh", Value(stage.speedKmh)},
+                       {"grade_percent", Value(stage.gradePercent)}});
     return all;
 }
 
@@ -71,59 +73,11 @@ Json RowJson(const SimulatedTest& test, double seconds, int postJms) {
             {"slope_uv_per_ms", slopes}};
 }
 
-/// A value in a JSON file that knows its place there, so that every refusal names it.
-class Field {
-public:
-    Field(const std::string& file, std::string place, const Json& value)
-        : m_file(file), m_place(std::move(place)), m_value(value) {}
-
-    [[noreturn]] void Fail(const std::string& message) const {
-        throw HostError(m_file, (m_place.empty() ? "" : m_place + ": ") + message);
-    }
-    Field operator[](const char* key) const {
-        if (!m_value.is_object() || !m_value.contains(key))
-            Fail("expected an object with \"" + std::string(key) + "\"");
-        return {m_file, m_place.empty() ? key : m_place + "." + key, m_value[key]};
-    }
-    /// The elements of an array, as `take` makes them of their fields.
-    template <typename Take>
-    auto Each(Take take) const {
-        if (!m_value.is_array()) Fail("expected an array");
-        std::vector<decltype(take(*this))> all;
-        for (std::size_t i = 0; i < m_value.size(); ++i)
-            all.push_back(take(Field(m_file, m_place + "[" + std::to_string(i) + "]", m_value[i])));
-        return all;
-    }
-    bool IsNull() const { return m_value.is_null(); }
-    std::string Text() const {
-        if (!m_value.is_string()) Fail("expected a text");
-        return OneLine(m_value.get<std::string>());
-    }
-    double Number(double lowest, double highest) const {
-        const double value = m_value.is_number() ? m_value.get<double>() : std::nan("");
-        if (!(value >= lowest && value <= highest)) {
-            Fail("expected a number of " + ::Number(lowest, 0) + " to " + ::Number(highest, 0));
-        }
-        return value;
-    }
-    template <typename Integer>
-    Integer Whole(Integer lowest, Integer highest) const {
-        const double value = Number(static_cast<double>(lowest), static_cast<double>(highest));
-        if (value != std::floor(value)) Fail("expected a whole number");
-        return static_cast<Integer>(value);
-    }
-
-private:
-    const std::string& m_file;
-    std::string m_place;  // as in "beats[3].rr_ms", empty for the whole
-    const Json& m_value;
-};
-
 // Bounds beyond any valid truth.
 constexpr double kMostSeconds = 1e8, kMostUv = 1e7;
 constexpr long long kMostFrames = 1LL << 48;
 
-SimulatedBeat TakeBeat(const Field& field) {
+SimulatedBeat TakeBeat(const JsonField& field) {
     constexpr double kMostMs = 1e6;
     SimulatedBeat beat;
     beat.r = field["sample"].Whole(0LL, kMostFrames);
@@ -137,17 +91,25 @@ SimulatedBeat TakeBeat(const Field& field) {
     return beat;
 }
 
-Stage TakeStage(const Field& field) {
+Stage TakeStage(const JsonField& field) {
     Stage stage{field["start_s"].Number(0, kMostSeconds), {}, field["name"].Text()};
-    constexpr double kMostWatts = 1e5;
-    if (!field["power_w"].IsNull()) stage.watts = field["power_w"].Number(0, kMostWatts);
+    constexpr double kMostWatts = 1e5, kMostKmh = 100, kMostPercent = 100;
+    const auto take = [&](const char* key, double highest, std::optional<double>& value) {
+        const std::vector<std::string> keys = field.Keys();
+        if (std::find(keys.begin(), keys.end(), key) != keys.end() && !field[key].IsNull())
+            value = field[key].Number(0, highest);
+    };
+    take("power_w", kMostWatts, stage.watts);
+    take("speed_kmh", kMostKmh, stage.speedKmh);
+    take("grade_percent", kMostPercent, stage.gradePercent);
     return stage;
 }
 
-RecordedTruth::Row TakeRow(const Field& field, std::size_t leads) {
+RecordedTruth::Row TakeRow(const JsonField& field, std::size_t leads) {
     constexpr double kMostBpm = 1000;
     const auto values = [&](const char* key) {
-        std::vector<double> all = field[key].Each([](const Field& f) { return f.Number(-kMostUv, kMostUv); });
+        std::vector<double> all =
+            field[key].Each([](const JsonField& f) { return f.Number(-kMostUv, kMostUv); });
         if (all.size() != leads)
             field[key].Fail("expected " + std::to_string(leads) + " values, one per lead, found " +
                             std::to_string(all.size()));
@@ -159,29 +121,10 @@ RecordedTruth::Row TakeRow(const Field& field, std::size_t leads) {
 
 /// Fails at the first element that is not later than the one before.
 template <typename Element, typename Time>
-void NeedAscending(const Field& field, const std::vector<Element>& elements, Time time) {
+void NeedAscending(const JsonField& field, const std::vector<Element>& elements, Time time) {
     for (std::size_t i = 1; i < elements.size(); ++i)
         if (time(elements[i]) <= time(elements[i - 1]))
             field.Fail("expected ascending times, which element " + std::to_string(i) + " breaks");
-}
-
-Json ParseJson(const std::string& path) {
-    constexpr long long kMostBytes = 64 << 20;            // a day of twelve leads has 40 MB
-    constexpr int kDeepest = 8, kMostParts = 10'000'000;  // twice what that day has
-    const std::string text = ReadText(path, kMostBytes);
-    int parts = 0;
-    try {
-        return Json::parse(text, [&](int depth, Json::parse_event_t, const Json&) {
-            if (depth > kDeepest || ++parts > kMostParts)
-                throw HostError(path,
-                                "expected JSON of a truth, found far more brackets or values than one has");
-            return true;
-        });
-    } catch (const Json::exception& error) {
-        // The message holds what was read last, which may be the whole file.
-        constexpr std::size_t kShown = 200;
-        throw HostError(path, "expected JSON: " + std::string(error.what()).substr(0, kShown));
-    }
 }
 
 /// `value` at a time, on the straight line between the rows before and after it.
@@ -237,20 +180,22 @@ void WriteTruth(PendingFile& file, const SimulatedTest& test, const TruthOptions
 
 RecordedTruth ReadTruth(const std::string& path) {
     constexpr int kMostFs = 1000000, kMostPostJms = 1000;
-    const Json json = ParseJson(path);
-    const Field all(path, "", json);
+    constexpr long long kMostBytes = 64 << 20;  // a day of twelve leads has 40 MB
+    constexpr int kMostParts = 10'000'000;      // twice what that day has
+    const Json json = ParseJsonFile(path, "a truth", kMostBytes, kMostParts);
+    const JsonField all(path, "", json);
     if (all["schema"].Text() != kSchema) all["schema"].Fail("expected \"" + std::string(kSchema) + "\"");
     RecordedTruth truth;
     truth.file = path;
     truth.fs = all["record"]["sampling_rate_hz"].Whole(1, kMostFs);
     truth.seconds = all["record"]["length_s"].Number(0, kMostSeconds);
-    truth.leads = all["record"]["leads"].Each([](const Field& field) { return field.Text(); });
+    truth.leads = all["record"]["leads"].Each([](const JsonField& field) { return field.Text(); });
     truth.postJms =
         all["st_measured_ms_after_j"].Whole(kSTOffsetMs, kSTOffsetMs + kMostPostJms) - kSTOffsetMs;
     truth.stages = all["stages"].Each(TakeStage);
     truth.beats = all["beats"].Each(TakeBeat);
     const std::size_t leads = truth.leads.size();
-    truth.course = all["course"].Each([leads](const Field& field) { return TakeRow(field, leads); });
+    truth.course = all["course"].Each([leads](const JsonField& field) { return TakeRow(field, leads); });
     if (truth.course.empty()) all["course"].Fail("expected at least one row");
     NeedAscending(all["beats"], truth.beats, [](const SimulatedBeat& beat) { return beat.r; });
     NeedAscending(all["course"], truth.course, [](const RecordedTruth::Row& row) { return row.seconds; });

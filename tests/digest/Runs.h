@@ -60,7 +60,7 @@ private:
 inline constexpr std::size_t kWide = 16;  // samples of a frame; a class takes the leads that it has
 
 /// Up and down in straight lines between -amplitude and amplitude.
-inline int Zigzag(std::int64_t n, int period, int amplitude) {
+inline int Zigzag(std::int64_t n, int period, std::int64_t amplitude) {
     const std::int64_t at = 4 * (n % period) * amplitude / period;
     return static_cast<int>(at < 2 * amplitude ? at - amplitude : 3 * amplitude - at);
 }
@@ -100,7 +100,7 @@ inline const Samples& Heart(int fs) {
         while (latest + 1 < beats.size() && us / 1000 >= beats[latest + 1] - 150) ++latest;
         const auto at = static_cast<std::size_t>(n);
         for (std::size_t lead = 0; lead < kWide; ++lead) {
-            const std::int64_t sinceBeat = us / 1000 - (beats[latest] - 150) - 6 * static_cast<int>(lead % 3);
+            const std::int64_t sinceBeat = us / 1000 - (beats[latest] - 150) - 6 * static_cast<std::int64_t>(lead % 3);
             const int wave = Beat(sinceBeat) + Zigzag(us, 20000, 30) + Zigzag(us, 4000000, 150);
             frames.push_back(
                 Wrapped(wave * kGains[lead] / 100 + noise[(at * (lead + 5) + lead) % 4096] / 20));

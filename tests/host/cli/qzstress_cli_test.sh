@@ -136,6 +136,32 @@ for layout in 500 500,2 500,0,1 500,2,0 500,2,x 500,65,1; do expect_refusal 2 ra
 expect_refusal 1 'is for CSV' analyze "$work/sim.edf" --fs 500
 expect_refusal 1 'leaves nothing' evaluate "$work/sim" --ann "$work/sim.atr" --skip 120
 "$program" info "$work/sim.atr" --json | grep -q '"length_s": 120.0' || fail "info --json"
+# Persons stand in no output of an anonymous run; what is told of the patient stands in all that have room for it.
+echo '{"name": "Zwqx", "id": "Zwqx-1", "referring": "Dr. Zwqx", "indication": "dyspnoea"}' >"$work/p.json"
+for anonymous in '' --anonymous; do
+    rm -f "$work"/p1*
+    "$program" analyze "$work/sim" --patient "$work/p.json" $anonymous --json "$work/p1.json" --report "$work/p1.html" \
+        --csv "$work/p1.csv" --export "$work/p1.edf" --quiet || fail "analyze --patient $anonymous"
+    "$program" analyze "$work/p1.edf" $anonymous --export "$work/p1" --quiet || fail "analyze with a patient $anonymous"
+    for file in p1.json p1.html p1.edf p1.hea; do
+        grep -aq dyspnoea "$work/$file" || fail "$file does not tell of the patient"
+        [ -z "$anonymous" ] && { grep -aq Zwqx "$work/$file" || fail "$file has no name"; }
+    done
+    [ -n "$anonymous" ] && grep -alr Zwqx "$work"/p1* && fail "a person stands in an anonymous output"
+done
+expect_refusal 1 'p.json: is read' analyze "$work/sim" --patient "$work/p.json" --json "$work/p.json"
+
+# Stages come from the truth of a simulation and from notes, the rest from a table and options.
+printf 'time,systolic\n0:50,171\n' >"$work/bp.csv"
+"$program" analyze "$work/sim" --stages "$work/sim.truth.json" --bp "$work/bp.csv" --predicted tanaka --stage-leads V5 \
+    --ended 'tired legs' --symptoms none --report "$work/s.html" --json "$work/s.json" --quiet || fail "--stages truth.json"
+for word in '<td>171/-</td>' '>ST V5<' 'tired legs' '>recovery to its end<'; do
+    grep -q "$word" "$work/s.html" || fail "'$word' is not in the report"
+done
+grep -q '"predicted_by": "Tanaka' "$work/s.json" || fail "--predicted"
+expect_refusal 1 'no note that names a stage' analyze "$work/sim" --stages "$work/sim.atr"
+expect_refusal 1 'lead "V9" is not one' analyze "$work/sim" --stage-leads V9
+expect_refusal 1 'bp.csv: is read' analyze "$work/sim" --bp "$work/bp.csv" --csv "$work/bp.csv"
 
 # The words after a list of leads are not leads; a beat is taken from leads of the same names.
 "$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"

@@ -67,6 +67,9 @@ TEST(FrameSink, WritesEdfWithItsFactsAndMarksWhereTheFillingStarts) {
         EXPECT_NE(bytes.find(fact), std::string::npos) << fact;
     EdfRecord record(folder.Path("r.EDF"));
     EXPECT_EQ(record.Info().frames, 1250);
+    ASSERT_EQ(record.Info().notes.size(), 1U);
+    EXPECT_EQ(record.Info().notes[0].text, "Recording ends");
+    EXPECT_EQ(record.Info().notes[0].seconds, 4.004);
     EXPECT_EQ(ReadAll(record).back()[1], std::lround(frames.back()[1] * 0.305));
     // Whole seconds need no filling; without a start the file is the same on any day.
     SourceInfo unknown = Facts();

@@ -124,9 +124,13 @@ TEST_F(EdfRecordTest, LeavesOutWithAWarningWhatIsNoLeadAndSaysWhatTheFileHolds) 
     EXPECT_EQ(ReadAll(record), Frames(200, {2, 6}));
     EXPECT_THAT(record.Warnings(), ElementsAre("\"Resp\" left out: its unit \"%\" is not a voltage",
                                                "\"ECG II\" left out: its rate is not that of \"I\""));
-    EXPECT_THAT(record.Info().remarks,
-                ElementsAre("patient: A-1, Female, 02 mar 1951, Doe", "recording: Lee"));
-    EXPECT_THAT(record.Describe(), testing::Contains("annotations: 1 signal, not read"));
+    EXPECT_THAT(
+        PatientRemarks(record.Info().patient),
+        ElementsAre("Name: Doe", "Id: A-1", "Birth date: 1951-03-02", "Sex: female", "Performing: Lee"));
+    EXPECT_THAT(record.Info().remarks, IsEmpty());
+    EXPECT_EQ(Open(Edf({{"I", "uV", -100, 100, -100, 100, 100, few}})).Info().patient.id,
+              "A-1 F 02-MAR-1951 Doe");
+    EXPECT_THAT(record.Describe(), testing::Contains("annotations: 0 in 1 signal"));
 }
 
 TEST_F(EdfRecordTest, ReadsWhatIsThereOfAFileThatIsNotWhole) {

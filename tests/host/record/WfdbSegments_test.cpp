@@ -38,7 +38,8 @@ TEST_F(WfdbSegmentsTest, PutsSegmentsBehindEachOtherEachWithItsOwnCalibration) {
     EXPECT_EQ(record.Info().name, "r");
     EXPECT_EQ(record.Info().frames, 5);
     EXPECT_EQ(record.Info().started, "1995-03-14 09:05:30");
-    EXPECT_THAT(record.Info().remarks, ElementsAre("before", "Age: 50"));
+    EXPECT_THAT(record.Info().remarks, ElementsAre("before"));
+    EXPECT_EQ(record.Info().patient.ageYears, 50);
     EXPECT_THAT(record.Info().leads, ElementsAre("I", "II"));
     EXPECT_EQ(record.Info().uVpb, 50);  // 16 bits at 50 uV need it, and one scale holds for all
     EXPECT_EQ(ReadAll(record), (Frames{{-1, -1}, {-1, -1}, {0, 4}, {-1, -1}, {-1, -1}}));

@@ -12,6 +12,7 @@
 #include "host/report/Outputs.h"
 #include "host/report/StripPages.h"
 #include "host/report/TrendPlot.h"
+#include "host/results/Holes.h"
 #include "tests/support/Folder.h"
 
 namespace {
@@ -109,7 +110,7 @@ TEST_F(ReportTest, EveryKindHoldsTheSamePages) {
     const StressResult result = MakeResult(12, 600);
     const std::string pdf = Write(".pdf", result), png = Write(".PNG", result), html = Write(".html", result);
     const auto pages = CountPages(pdf);
-    EXPECT_EQ(pages, 6U);  // summary, trends, beats, a page for each strip, table
+    EXPECT_EQ(pages, 9U);  // summary, stages, trends, ST level, beats, a page for each strip, two tables
     EXPECT_THAT(pdf, testing::StartsWith("%PDF-1.4"));
     // A4 in landscape in points, within what a printer tells apart.
     std::istringstream box(Between(pdf, "/MediaBox [ 0 0 ", "]").at(0));
@@ -172,7 +173,22 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     ExerciseSummary without = SummarizeExercise(result, {});
     const std::string bare = Write(".html", result, without);
     EXPECT_THAT(bare, HasSubstr("<dt>Duke score</dt><dd>not computed: exercise time not given"));
-    EXPECT_THAT(bare, HasSubstr("<dt>PWC170</dt><dd>not computed: no stages of known power"));
+    EXPECT_THAT(bare, Not(HasSubstr("PWC170</dt>")));
+}
+
+TEST_F(ReportTest, TimesWithoutSTAreHatchedInEveryPlot) {
+    StressResult result = MakeResult(3, 600);
+    for (int second = 0; second < 600; ++second) result.beatsFound.push_back({double(second)});
+    result.off = {{}, {{100, 400}}, {}};
+    result.disturbed.resize(3);
+    ExerciseSummary exercise = Summarize(result);
+    exercise.pressures = {{120, 150, 80}, {1e9, 150, kNaN}};
+    const auto countClips = [&] { return Count(Write(".html", result, exercise), "<clipPath"); };
+    const std::size_t whole = countClips();
+    for (std::size_t second = 100; second < 400; ++second) result.beats[second].levelUv[1] = kNaNf;
+    EXPECT_EQ(FindHoles(result)[1].at(0).why, "off");
+    // Hatched in the plots of ST and of slope, and in that of the lead.
+    EXPECT_EQ(countClips(), whole + 3);
 }
 
 TEST_F(ReportTest, OddRecordingsAreDrawn) {
@@ -209,8 +225,9 @@ TEST_F(ReportTest, OddRecordingsAreDrawn) {
 TEST_F(ReportTest, ADayIsThinnedToWhatPaperCanShow) {
     const std::string day = Write(".html", MakeResult(12, 24 * 3600.0));
     // 24 h hold 144 times the readings of 10 min. Two points per tenth of a millimetre of the 264 mm of heart
-    // rate and the 60 mm of each lead, 20 letters each, stay below 400,000 letters.
-    EXPECT_LT(day.size(), Write(".html", MakeResult(12, 600)).size() + 400000);
+    // rate, twice, of ST and slope of three leads and the 60 mm of each lead, up to 20 letters each, stay
+    // below 1,000,000 letters.
+    EXPECT_LT(day.size(), Write(".html", MakeResult(12, 600)).size() + 1000000);
     EXPECT_THAT(day, HasSubstr("24:00:00 h:min:s"));
 }
 
