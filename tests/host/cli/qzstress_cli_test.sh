@@ -193,11 +193,14 @@ grep -q '"interrupted": true' "$work/part.json" || fail "interrupted: the result
 
 # So they are where frames are waited for.
 exec 9<>"$work/pipe"
-cat "$work/sim.dat" >&9 &
+timeout 20 cat "$work/sim.dat" >"$work/pipe" 9>&- &
+cat=$!
 "$program" analyze "$work/pipe" --raw 500,2,1 --quiet --json "$work/waited.json" 9>&- >"$work/out" 2>&1 &
+waiting=$!
+wait $cat
 sleep 1
-kill -TERM $!
-wait $!
+kill -TERM $waiting
+wait $waiting
 [ $? -eq 130 ] && grep -q '"interrupted": true' "$work/waited.json" || fail "interrupted while waiting for frames"
 exec 9>&-
 
