@@ -12,8 +12,7 @@
 
 static constexpr int kFs = 500, kLeads = 12;
 static constexpr std::size_t kWarmUp = 1500, kCounted = 2000;  // frames
-static constexpr std::size_t kDiesAway =
-    6000;  // frames of silence until the low-pass of 5 Hz is at 1e-300
+static constexpr std::size_t kDiesAway = 6000;  // frames of silence until the low-pass of 5 Hz is at 1e-300
 
 int main() {
     Signal signal = MakeSignal(kFs, kLeads);

@@ -100,7 +100,8 @@ inline const Samples& Heart(int fs) {
         while (latest + 1 < beats.size() && us / 1000 >= beats[latest + 1] - 150) ++latest;
         const auto at = static_cast<std::size_t>(n);
         for (std::size_t lead = 0; lead < kWide; ++lead) {
-            const std::int64_t sinceBeat = us / 1000 - (beats[latest] - 150) - 6 * static_cast<std::int64_t>(lead % 3);
+            const std::int64_t sinceBeat =
+                us / 1000 - (beats[latest] - 150) - 6 * static_cast<std::int64_t>(lead % 3);
             const int wave = Beat(sinceBeat) + Zigzag(us, 20000, 30) + Zigzag(us, 4000000, 150);
             frames.push_back(
                 Wrapped(wave * kGains[lead] / 100 + noise[(at * (lead + 5) + lead) % 4096] / 20));
