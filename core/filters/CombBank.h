@@ -8,10 +8,11 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/CBaseNotchFilter.h"
 #include "core/filters/FourLeads.h"
 
-class CombBank {
+class QZ_API CombBank {
 public:
     /// Builds fresh combs; none without a mains frequency and a rate, in Hz.
     void Init(int freq, int fs, std::size_t leads);

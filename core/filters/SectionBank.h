@@ -11,10 +11,11 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/Export.h"
 #include "core/filters/DirectForm1.h"
 #include "core/filters/FourLeads.h"
 
-class SectionBank {
+class QZ_API SectionBank {
 public:
     /// Takes the coefficients and clears the delay lines. No input is to be larger in size than largestInput.
     void Init(const SectionCoefficients<double>& coefficients, std::size_t leads, double largestInput);

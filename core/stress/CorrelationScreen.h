@@ -37,7 +37,9 @@
 #include <limits>
 #include <vector>
 
-class CorrelationScreen {
+#include "core/Export.h"
+
+class QZ_API CorrelationScreen {
 public:
     /// What the estimate differs from rxy by at the most.
     static constexpr double kMargin = 1.0 / (1 << 24);
