@@ -324,6 +324,7 @@ void LiveServer::Impl::Client::Begin(const Request& request) {
     beast::websocket::stream_base::timeout times{kRequestTime, kSilence, true};
     m_stream.set_option(times);
     m_stream.read_message_max(kLongestMessage);
+    m_stream.auto_fragment(false);
     m_stream.next_layer().socket().set_option(tcp::no_delay(true));
     m_stream.async_accept(request, [self = shared_from_this()](beast::error_code error) {
         if (error) return self->End();
