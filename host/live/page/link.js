@@ -9,7 +9,8 @@ export class Link {
     this.requests = 0;
     this.waiting = new Map();  // by number, what is done with the signal that was asked for
     this.clockOffsetMs = 0;    // of the monitor's clock against that of this machine
-    this.bestRoundTripMs = Infinity;
+    this.leastOffsetMs = -Infinity;
+    this.mostOffsetMs = Infinity;
     this.connect();
     setInterval(() => this.ping(), kPingMs);
   }
@@ -34,11 +35,11 @@ export class Link {
 
   take(message) {
     if (message.type !== "pong") return this.handlers.object(message);
-    // The answer of the fastest round trip tells the clock best.
-    const now = Date.now(), roundTripMs = now - message.ping;
-    if (roundTripMs > this.bestRoundTripMs) return;
-    this.bestRoundTripMs = roundTripMs;
-    this.clockOffsetMs = message.wall_ms - (message.ping + roundTripMs / 2);
+    // The monitor looked at its clock between the question and its answer. Clocks are taken to agree where
+    // no answer tells otherwise.
+    this.leastOffsetMs = Math.max(this.leastOffsetMs, message.wall_ms - Date.now());
+    this.mostOffsetMs = Math.min(this.mostOffsetMs, message.wall_ms - message.ping);
+    this.clockOffsetMs = Math.min(Math.max(0, this.leastOffsetMs), this.mostOffsetMs);
   }
 
   takeSignal(buffer) {

@@ -39,42 +39,39 @@ export class Alarms {
   constructor(acknowledge) {
     this.acknowledge = acknowledge;
     this.sounder = new Sounder();
-    this.key = "";
+    this.boxes = new Map();  // by number
   }
 
   show(alarms) {
     this.sounder.set(alarms.some((alarm) => alarm.active && !alarm.acknowledged));
-    const texts = alarms.map((alarm) => {
-      const value = alarm.value === null || alarm.kind === "lead-off" ? "" : alarm.kind === "st" ? ` ${signed(alarm.value)} µV` : ` ${alarm.value}`;
-      return `${clock(alarm.s)} ${word(alarm.kind)}${alarm.lead ? ` ${alarm.lead}` : ""}${value}`;
-    });
-    // An alarm that stays keeps its element, so that it is read out once and its button keeps the focus.
-    const key = JSON.stringify(alarms.map((alarm) => [alarm.number, alarm.active, alarm.acknowledged, word("acknowledge")]));
-    const parent = byId("alarms");
-    if (key !== this.key) {
-      const focused = document.activeElement && document.activeElement.dataset.number;
-      parent.replaceChildren(...alarms.map((alarm) => this.element(alarm)));
-      const again = focused && parent.querySelector(`[data-number="${focused}"]`);
-      if (again) again.focus();
-      this.key = key;
+    // An alarm keeps its element, so that it is read out once and its button keeps the focus.
+    for (const [number, box] of this.boxes) {
+      if (alarms.some((alarm) => alarm.number === number)) continue;
+      box.remove();
+      this.boxes.delete(number);
     }
-    parent.querySelectorAll(".alarm span").forEach((element, i) => { if (element.textContent !== texts[i]) element.textContent = texts[i]; });
+    for (const alarm of alarms) this.update(this.boxes.get(alarm.number) || this.add(alarm), alarm);
   }
 
-  element(alarm) {
-    const box = document.createElement("div"), text = document.createElement("span");
-    box.className = `alarm ${alarm.active ? "active" : ""} ${alarm.acknowledged ? "acknowledged" : ""}`;
+  add(alarm) {
+    const box = document.createElement("div"), button = document.createElement("button");
     box.dataset.kind = alarm.kind;
-    box.append(text);
-    if (!alarm.acknowledged) {
-      const button = document.createElement("button");
-      button.type = "button";
-      button.dataset.number = alarm.number;
-      button.textContent = word("acknowledge");
-      button.addEventListener("click", () => this.acknowledge(alarm.number));
-      box.append(button);
-    }
+    button.type = "button";
+    button.addEventListener("click", () => this.acknowledge(alarm.number));
+    box.append(document.createElement("span"), button);
+    byId("alarms").append(box);
+    this.boxes.set(alarm.number, box);
     return box;
+  }
+
+  update(box, alarm) {
+    const [text, button] = box.children;
+    const value = alarm.value === null || alarm.kind === "lead-off" ? "" : alarm.kind === "st" ? ` ${signed(alarm.value)} µV` : ` ${alarm.value}`;
+    const words = `${clock(alarm.s)} ${word(alarm.kind)}${alarm.lead ? ` ${alarm.lead}` : ""}${value}`;
+    if (text.textContent !== words) text.textContent = words;
+    box.className = `alarm ${alarm.active ? "active" : ""} ${alarm.acknowledged ? "acknowledged" : ""}`;
+    button.textContent = word("acknowledge");
+    button.hidden = alarm.acknowledged;
   }
 }
 

@@ -14,6 +14,7 @@ if sys.executable != "/usr/bin/python3" and os.path.exists("/usr/bin/python3"):
     os.execv("/usr/bin/python3", ["/usr/bin/python3", "-B", *sys.argv])  # Debian's packages belong to Debian's Python
 try:
     from selenium import webdriver
+    from selenium.common.exceptions import WebDriverException
     from selenium.webdriver.chrome.service import Service
     from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.by import By
@@ -28,8 +29,8 @@ pictures = sys.argv[2] if len(sys.argv) > 2 else None
 SPEED = 10
 work = tempfile.TemporaryDirectory()
 record, folder = work.name + "/patient", work.name + "/kept"
-# A patient at rest for two minutes; V2 falls off in the second.
-subprocess.run([program, "simulate", record, "--seconds", "1000", "--lead-off", "V2:75:12"], check=True)
+# A patient at rest for two minutes, in the second of which V2 falls off; in sinus rhythm, whose rate the truth tells.
+subprocess.run([program, "simulate", record, "--seconds", "1000", "--lead-off", "V2:75:12", "--ectopy", "0"], check=True)
 with open(record + ".truth.json") as file:
     truth = json.load(file)
 
@@ -64,7 +65,7 @@ def wait(condition, what, seconds=15):
         try:
             if condition():
                 return
-        except (TypeError, KeyError, IndexError):  # the page has not been told yet
+        except (TypeError, KeyError, IndexError, WebDriverException):  # the page has not been told yet
             pass
         time.sleep(0.05)
     raise AssertionError(f"{what} did not come within {seconds} s: {state()}")
@@ -92,7 +93,7 @@ def check_truth():
     now = state()
     true = course_at(now["s"])
     assert abs(now["bpm"] - true["heart_rate_per_min"]) <= 2, (now["bpm"], true)
-    for name, lead, level in zip(truth["leads"], now["leads"], true["st_level_uv"]):
+    for name, lead, level in zip(truth["record"]["leads"], now["leads"], true["level_uv"]):
         assert abs(lead["st"] - level) <= 25, (name, lead, level)
 
 
@@ -102,7 +103,7 @@ try:
     wait(lambda: state()["learned"] and all(lead["st"] is not None for lead in state()["leads"]), "ST values")
     wait(lambda: state()["s"] > 40, "40 s")
     check_truth()
-    assert 0 <= state("delayMs()") < 1000
+    assert -5 < (delay := state("delayMs()")) < 1000, delay  # clocks are read in whole milliseconds
     picture("1-rest")
 
     # A lead falls off, and its alarm stays until it is acknowledged, with the keyboard.
@@ -120,7 +121,7 @@ try:
     wait(lambda: state()["pressures"][-1]["systolic"] == 150, "the pressure")
     find("note-text").send_keys("Chest pain" + Keys.ENTER)
     find("next").click()
-    wait(lambda: len(state()["stages"]) == 3, "the next stage")
+    wait(lambda: len(state()["stages"]) >= 3, "the next stage")
 
     # The ST point is dragged on the averaged beat.
     browser.find_element(By.CSS_SELECTOR, "[data-lead=V5]").click()
