@@ -215,6 +215,7 @@ public:
         AddEvaluate();
         AddBatch();
         AddMonitor();
+        AddView();
     }
 
     /// Parses the command line and does what it asks for. Returns the exit code.
@@ -555,6 +556,15 @@ private:
         });
     }
 
+    void AddView() {
+        CLI::App& command = *m_app.add_subcommand("view", "Show a finished recording in a page");
+        AddFile(command, "RECORD", m_view.record, "A recording, or the folder of a test")->required();
+        AddReading(command, m_view.reading);
+        AddAnalysis(command, m_view.analysis);
+        AddServer(command, m_view.server);
+        command.callback([this] { m_exitCode = RunView(m_view); });
+    }
+
     CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};
     AnalyzeOptions m_analyze;
     std::string m_realtime;  // the word as given; "1" if no word follows the option
@@ -564,6 +574,7 @@ private:
     EvaluateOptions m_evaluate;
     BatchOptions m_batch;
     MonitorOptions m_monitor;
+    ViewOptions m_view;
     std::string m_simulateOut;
     bool m_simulateForce = false;
     std::string m_simulatedProtocol = "steps";

@@ -15,7 +15,7 @@ _qzstress() {
     fi
 
     if [[ $COMP_CWORD -eq 1 ]]; then
-        COMPREPLY=($(compgen -W "analyze simulate info evaluate batch monitor --help --help-all --version" -- "$word"))
+        COMPREPLY=($(compgen -W "analyze simulate info evaluate batch monitor view --help --help-all --version" -- "$word"))
         return
     fi
     case $before in
@@ -49,6 +49,7 @@ _qzstress() {
         evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet --force" ;;
         batch) options="$reading $analysis $exercise --out --jobs --timeout --keep --quiet" ;;
         monitor) options="$reading $analysis --out --resume --speed --protocol --patient --port --address --host-name --no-page" ;;
+        view) options="$reading $analysis --port --address --host-name" ;;
         esac
         COMPREPLY=($(compgen -W "$options --help" -- "$word"))
     else

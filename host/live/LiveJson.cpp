@@ -200,15 +200,16 @@ void PutBytes(std::string& out, const void* value, std::size_t bytes) {
 
 }  // namespace
 
-std::string HelloMessage(const SourceInfo& info, const std::string& protocol, long long frames) {
+std::string HelloMessage(const SourceInfo& info, const std::string& protocol, bool isView) {
     return Json{{"type", "hello"},         {"fs", info.fs},
                 {"leads", info.leads},     {"uVpb", info.uVpb},
                 {"started", info.started}, {"protocol", protocol},
-                {"frames", frames},        {"program", "qzstress " QZSTRESS_VERSION}}
+                {"view", isView},          {"program", "qzstress " QZSTRESS_VERSION}}
         .dump();
 }
 
-std::string StateMessage(const live::State& state, const LiveStatus& source, const std::string& trouble) {
+std::string StateMessage(const live::State& state, const LiveStatus& source, const std::string& trouble,
+                         double keptSeconds) {
     Json leads = Json::array();
     for (const live::LeadState& lead : state.leads)
         leads.push_back({{"st", Rounded(lead.levelUv, 1)},
@@ -265,7 +266,8 @@ std::string StateMessage(const live::State& state, const LiveStatus& source, con
                 {"delay_ms", state.delayMs},
                 {"conditioning", state.conditioning},
                 {"source", {{"there", source.isThere}, {"what", source.what}, {"hz", source.measuredHz}}},
-                {"trouble", trouble}}
+                {"trouble", trouble},
+                {"kept_s", keptSeconds}}
         .dump();
 }
 
@@ -298,6 +300,18 @@ std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks) {
     for (const live::BeatMark& mark : marks)
         all.push_back({mark.seconds, std::string(1, "NSVQ"[static_cast<int>(mark.beatClass)])});
     return Json{{"type", "marks"}, {"marks", std::move(all)}}.dump();
+}
+
+std::string FindsMessage(const live::Finds& finds) {
+    Json gaps = Json::array();
+    for (const Span& gap : finds.gaps) gaps.push_back({gap.fromSeconds, gap.toSeconds});
+    return Json{{"type", "finds"},
+                {"ventricular", finds.ventricular},
+                {"gaps", std::move(gaps)},
+                {"largest_uv", Rounded(finds.largestUv, 1)},
+                {"largest_s", Value(finds.largestSeconds)},
+                {"largest_lead", finds.largestLead}}
+        .dump();
 }
 
 std::string TrendMessage(const std::vector<live::TrendRow>& rows, std::size_t first, bool isWhole) {

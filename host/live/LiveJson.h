@@ -37,12 +37,14 @@ struct JournalCommand {
 std::vector<JournalCommand> ParseJournalCommands(const std::string& folder,
                                                  const std::vector<std::string>& lines);
 
-/// What a page is told when it comes: the signal, the protocol, and how many frames are kept.
-std::string HelloMessage(const SourceInfo& info, const std::string& protocol, long long frames);
-std::string StateMessage(const live::State& state, const LiveStatus& source, const std::string& trouble);
+/// What a page is told when it comes: the signal, the protocol, and whether a finished recording is viewed.
+std::string HelloMessage(const SourceInfo& info, const std::string& protocol, bool isView);
+std::string StateMessage(const live::State& state, const LiveStatus& source, const std::string& trouble,
+                         double keptSeconds);
 std::string BeatsMessage(const live::Beats& beats, int fs);
 std::string EventsMessage(const std::vector<live::Event>& events);
 std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks);
+std::string FindsMessage(const live::Finds& finds);
 /// Rows from `first` on; a page that has others forgets them where `isWhole`.
 std::string TrendMessage(const std::vector<live::TrendRow>& rows, std::size_t first, bool isWhole);
 /// Files of results, as the page may ask for them.

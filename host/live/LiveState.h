@@ -124,6 +124,15 @@ struct Beats {
     double stMs = 0;
 };
 
+/// Places of a test that somebody looks for.
+struct Finds {
+    std::vector<double> ventricular;  // seconds of the first ventricular beats, up to 4096
+    std::vector<Span> gaps;           // the first ones, up to 4096
+    double largestUv = kUnknown;      // the largest change of ST from the reference,
+    double largestSeconds = kUnknown;
+    std::string largestLead;
+};
+
 /// Heart rate and ST over the whole test, in bounded memory.
 struct TrendRow {
     double seconds = 0;

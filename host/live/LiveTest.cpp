@@ -70,6 +70,9 @@ void LiveTest::TakeFrame(const short* frame) {
             Raise(Alarm::Kind::NoSignal, true);
         } else {
             Raise(Alarm::Kind::NoSignal, false);
+            const double ended = m_info.SecondsOf(m_state.frames - 1);
+            if (m_finds.gaps.size() < kMostEvents)
+                m_finds.gaps.push_back({ended - m_state.gapSeconds, ended});
             Tell(Event::Kind::Gap, {}, {}, std::exchange(m_state.gapSeconds, 0));
         }
     }
@@ -113,6 +116,8 @@ void LiveTest::OnInterval(const qz::IntervalEvent& interval) {
         case qz::BeatClass::Unclassified: ++m_state.unclassified; break;
     }
     if (m_beatMarks.size() < kMostEvents) m_beatMarks.push_back({interval.seconds, interval.beatClass});
+    if (interval.beatClass == qz::BeatClass::Ventricular && m_finds.ventricular.size() < kMostEvents)
+        m_finds.ventricular.push_back(interval.seconds);
     m_run = interval.beatClass == qz::BeatClass::Ventricular ? m_run + 1 : 0;
     if (m_run == kRunBeats) {
         ++m_state.runs;
@@ -158,6 +163,11 @@ void LiveTest::ShowLevels() {
         live::LeadState& state = m_state.leads[lead];
         state.levelUv = levelUv[lead];
         state.changeUv = referenceUv.empty() ? live::kUnknown : levelUv[lead] - referenceUv[lead];
+        if (!(std::abs(state.changeUv) <= std::abs(m_finds.largestUv)) && !std::isnan(state.changeUv)) {
+            m_finds.largestUv = state.changeUv;
+            m_finds.largestSeconds = m_recent.back().seconds;
+            m_finds.largestLead = m_info.leads[lead];
+        }
         Raise(Alarm::Kind::STChange, std::abs(state.changeUv) > m_state.limits.stUv, m_info.leads[lead],
               state.changeUv);
     }
@@ -192,6 +202,7 @@ void LiveTest::SetReference(double fromSeconds, double toSeconds) {
     for (std::vector<float>& lead : values) m_referenceUv.push_back(Median(std::move(lead)));
     m_referenceBeat = m_session->Template();
     m_state.reference = {fromSeconds, toSeconds};
+    m_finds.largestUv = live::kUnknown;
 }
 
 void LiveTest::OnLead(const qz::LeadEvent& event) {

@@ -40,6 +40,7 @@ public:
     const live::State& State() const { return m_state; }
     /// The averaged beats as they are now; empty before there is one.
     live::Beats Beats() const;
+    const live::Finds& Finds() const { return m_finds; }
     /// What happened since the last call; at most kMostEvents.
     std::vector<live::Event> TakeEvents();
     /// Beats found since the last call; at most kMostEvents.
@@ -94,6 +95,7 @@ private:
     int m_alarms = 0;
     std::vector<live::Event> m_events;
     std::vector<live::BeatMark> m_beatMarks;
+    live::Finds m_finds;
     std::vector<live::TrendRow> m_trend;
     double m_trendSeconds = kTrendSeconds, m_nextTrendSeconds = 0;
 };

@@ -21,6 +21,16 @@ struct MonitorOptions {
     GivenOptions given;  // those of the analysis as the command line gave them
 };
 
+struct ViewOptions {
+    std::string record;  // a recording, or the folder of a test
+    RecordOptions reading;
+    StressOptions analysis;
+    ServerOptions server;
+};
+/// Shows a finished recording in the page of a live test, until it is interrupted. Returns the exit code.
+/// Throws HostError where it cannot be read.
+[[nodiscard]] int RunView(const ViewOptions& options);
+
 /// With a page it stays, once the test has ended, until it is interrupted. Returns the exit code. Throws
 /// HostError where the test cannot begin.
 [[nodiscard]] int RunMonitor(const MonitorOptions& options);

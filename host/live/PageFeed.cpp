@@ -34,10 +34,11 @@ std::vector<short> Envelope(const std::vector<short>& samples, std::size_t chn, 
 }  // namespace
 
 PageFeed::PageFeed(const ServerOptions& options, LiveTest& test, const TestFolder& folder,
-                   std::string protocol)
+                   std::string protocol, bool isView)
     : m_test(test),
       m_folder(folder),
       m_protocol(std::move(protocol)),
+      m_isView(isView),
       m_server(options, [this](int client, std::string text) {
           const std::lock_guard lock(m_mutex);
           if (m_inbox.size() < kMostInbox) m_inbox.emplace_back(client, std::move(text));
@@ -48,9 +49,10 @@ void PageFeed::SendText(std::string text, int client, LiveServer::Kind kind) {
 }
 
 void PageFeed::Greet(int client) {
-    SendText(HelloMessage(m_test.Info(), m_protocol, m_folder.Frames()), client);
+    SendText(HelloMessage(m_test.Info(), m_protocol, m_isView), client);
     SendText(TrendMessage(m_test.Trend(), 0, true), client);
     SendText(EventsMessage({m_events.begin(), m_events.end()}), client);
+    SendText(FindsMessage(m_test.Finds()), client);
     if (!m_state.empty()) SendText(m_state, client);
     if (!m_results.empty()) SendText(m_results, client);
     m_nextState = m_nextBeats = {};
@@ -119,7 +121,7 @@ void PageFeed::Show(const LiveStatus& source, const std::string& trouble, bool n
     if (!marks.empty()) SendText(BeatMarksMessage(marks), 0, LiveServer::Kind::Signal);
     if (!now && time < m_nextState) return;
     m_nextState = time + kStateEvery;
-    m_state = StateMessage(m_test.State(), source, trouble);
+    m_state = StateMessage(m_test.State(), source, trouble, m_test.Info().SecondsOf(m_folder.Frames()));
     SendText(m_state, 0, LiveServer::Kind::State);
     // A trend that was thinned out is told anew.
     const std::vector<live::TrendRow>& trend = m_test.Trend();
@@ -127,6 +129,10 @@ void PageFeed::Show(const LiveStatus& source, const std::string& trouble, bool n
     const bool isOther = trend.size() < m_trendRows || (m_trendRows > 1 && second != m_trendSecond);
     if (trend.size() != m_trendRows || isOther)
         SendText(TrendMessage(trend, isOther ? 0 : m_trendRows, isOther));
+    if (trend.size() != m_trendRows || m_test.State().hasEnded) {
+        std::string finds = FindsMessage(m_test.Finds());
+        if (finds != m_finds) SendText(m_finds = std::move(finds));
+    }
     m_trendRows = trend.size();
     m_trendSecond = second;
     if (!now && time < m_nextBeats) return;

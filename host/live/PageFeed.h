@@ -22,7 +22,8 @@
 class PageFeed {
 public:
     /// Keeps references to the test and the folder. Throws HostError as LiveServer does.
-    PageFeed(const ServerOptions& options, LiveTest& test, const TestFolder& folder, std::string protocol);
+    PageFeed(const ServerOptions& options, LiveTest& test, const TestFolder& folder, std::string protocol,
+             bool isView = false);
 
     std::string Url() const { return m_server.Url(); }
     /// Answers what pages ask for and returns their commands, in order, each with the client that waits for
@@ -59,6 +60,7 @@ private:
     std::size_t m_trendRows = 0;                      // that have been told
     double m_trendSecond = -1;                        // time of the second of them
     Clock::time_point m_nextState{}, m_nextBeats{};
-    std::string m_results, m_state;  // the latest messages; empty: none
-    LiveServer m_server;             // last: its thread ends first
+    bool m_isView;
+    std::string m_results, m_state, m_finds;  // the latest messages; empty: none
+    LiveServer m_server;                      // last: its thread ends first
 };

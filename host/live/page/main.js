@@ -20,7 +20,7 @@ const keep = (name, value) => localStorage.setItem(`qzstress-${name}`, value);
 
 let hello = null, state = null, beats = null, live = null, tiles = null, selected = 0;
 let frozen = null;  // { end: frame at the right edge, stretch } while the display stands
-let events = [], latestMs = NaN, isLinked = false, isNew = true, results = null, answerTimer = 0;
+let events = [], latestMs = NaN, isLinked = false, isNew = true, results = null, answerTimer = 0, finds = null;
 
 const link = new Link({
   opened: () => { isLinked = true; showLink(); },
@@ -53,7 +53,7 @@ const takers = {
     tiles = new Tiles(byId("tiles"), hello.leads, select);
     select(Math.max(0, hello.leads.indexOf("V5")), false);
     byId("lead-boxes").replaceChildren(...hello.leads.map(leadBox));
-    document.title = "qzstress";
+    document.body.classList.toggle("view", hello.view);
   },
   state(message) {
     state = message;
@@ -66,9 +66,10 @@ const takers = {
     trends.stages = state.stages;
     showFigures();
     showLink();
-    if (!frozen) byId("position").max = state.s.toFixed(1);
+    if (hello.view && !frozen && state.kept_s > paper.seconds) freeze(true, paper.seconds);
+    byId("position").max = state.kept_s.toFixed(1);
     if (state.ended && !results) byId("result-links").textContent = word("working");
-    byId("results").hidden = !state.ended;
+    byId("results").hidden = !state.ended || hello.view;
     dialog.show(beats, state);
   },
   beats(message) {
@@ -88,6 +89,12 @@ const takers = {
     events = message.events.length > 1 && events.length > 0 && message.events[0].s <= events[0].s ? message.events : events.concat(message.events);
     events = events.slice(-kMostEvents);
     showEvents(events);
+  },
+  finds(message) {
+    finds = message;
+    byId("to-largest").disabled = finds.largest_s === null;
+    byId("to-ventricular").disabled = finds.ventricular.length === 0;
+    byId("to-gap").disabled = finds.gaps.length === 0;
   },
   done(message) {
     byId("answer").textContent = message.do === "acknowledge" ? "" : message.ok ? word("done") : word("refused");
@@ -112,7 +119,7 @@ function showFigures() {
   byId("bpm").textContent = state.bpm === null ? "–" : Math.round(state.bpm);
   byId("clock").textContent = clock(state.s);
   const stage = state.stages[state.stages.length - 1];
-  byId("stage").textContent = stage.power ? `${stage.name} · ${stage.power}` : stage.name;
+  byId("stage").textContent = stage.power ? `${stage.name} · ${stage.power}` : word(stage.name);
   const next = state.next_stage_s === null ? "" : ` / ${clock(Math.max(0, state.next_stage_s - state.s))}`;
   byId("stage-clock").textContent = clock(state.s - stage.s) + next;
   byId("counts").textContent = `${state.beats} (${state.supraventricular}, ${state.ventricular})`;
@@ -124,6 +131,8 @@ function showLink() {
   if (!isLinked) {
     text = word("disconnected");
     isBad = true;
+  } else if (hello && hello.view) {
+    text = state && state.ended ? word("viewing") : word("analysing");
   } else if (state && !state.ended) {
     const { there, what, hz } = state.source;
     isBad = !there || state.trouble !== "";
@@ -161,7 +170,7 @@ function leadBox(name, lead) {
 
 // Freezing: the running display stands still and every place of the test can be shown; the test goes on.
 
-function freeze(isFrozen) {
+function freeze(isFrozen, seconds = live ? live.end / hello.fs : 0) {
   if (isFrozen === (frozen !== null) || !live) return;
   frozen = isFrozen ? { end: live.end, stretch: live } : null;
   byId("freeze").setAttribute("aria-pressed", String(isFrozen));
@@ -169,13 +178,13 @@ function freeze(isFrozen) {
   byId("history").hidden = !isFrozen;
   paper.calipers = null;
   byId("calipers").textContent = "";
-  if (isFrozen) moveTo(live.end / hello.fs);
+  if (isFrozen) moveTo(seconds);
   isNew = true;
 }
 
 async function moveTo(seconds) {
   const place = frozen;
-  const whole = Math.max(state ? state.s : 0, live.end / hello.fs);
+  const whole = Math.max(state ? state.kept_s : 0, live.end / hello.fs);
   const at = Math.min(Math.max(seconds, Math.min(paper.seconds, whole)), whole);
   place.end = Math.round(at * hello.fs);
   byId("position").max = whole.toFixed(1);
@@ -192,6 +201,22 @@ byId("freeze").addEventListener("click", () => freeze(frozen === null));
 byId("position").addEventListener("input", () => moveTo(Number(byId("position").value)));
 byId("back").addEventListener("click", () => moveTo(frozen.end / hello.fs - paper.seconds / 2));
 byId("forward").addEventListener("click", () => moveTo(frozen.end / hello.fs + paper.seconds / 2));
+byId("to-largest").addEventListener("click", () => {
+  select(hello.leads.indexOf(finds.largest_lead), false);
+  moveTo(finds.largest_s + paper.seconds / 2);
+});
+// The first place behind what is shown in the middle; behind the last the first again.
+function jump(places) {
+  const now = frozen.end / hello.fs - paper.seconds / 2;
+  moveTo((places.find((seconds) => seconds > now + 0.5) ?? places[0]) + paper.seconds / 2);
+}
+byId("to-ventricular").addEventListener("click", () => jump(finds.ventricular));
+byId("to-gap").addEventListener("click", () => jump(finds.gaps.map((gap) => gap[0])));
+byId("trends").addEventListener("click", (event) => {
+  if (!live) return;
+  freeze(true);
+  moveTo(trends.secondsAt(event.offsetX) + paper.seconds / 2);
+});
 byId("paper").addEventListener("keydown", (event) => {
   const steps = { ArrowLeft: -0.2, ArrowRight: 0.2, PageUp: -paper.seconds, PageDown: paper.seconds, Home: -1e9, End: 1e9 };
   if (event.key === " ") freeze(frozen === null);

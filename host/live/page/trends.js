@@ -3,6 +3,8 @@
 import { colours, fit } from "./paper.js";
 import { clock } from "./words.js";
 
+const kLeft = 34, kRight = 40;  // for the figures of the axes, CSS pixels
+
 export class Trends {
   constructor(canvas) {
     this.canvas = canvas;
@@ -16,11 +18,20 @@ export class Trends {
     this.rows = message.whole ? message.rows : this.rows.concat(message.rows);
   }
 
+  /** The time of the test at a place of the canvas. */
+  secondsAt(x) {
+    return Math.max(0, (x - kLeft) / (this.canvas.clientWidth - kRight - kLeft) * this.seconds);
+  }
+
+  get seconds() {
+    return Math.max(60, this.rows.length ? this.rows[this.rows.length - 1][0] : 0);
+  }
+
   draw() {
     const context = fit(this.canvas), width = this.canvas.clientWidth, height = this.canvas.clientHeight;
     context.clearRect(0, 0, width, height);
-    const left = 34, right = width - 40, top = 18, bottom = height - 16;
-    const seconds = Math.max(60, this.rows.length ? this.rows[this.rows.length - 1][0] : 0);
+    const left = kLeft, right = width - kRight, top = 18, bottom = height - 16;
+    const seconds = this.seconds;
     const xOf = (s) => left + s / seconds * (right - left);
     const rates = this.rows.map((row) => row[1]).filter((value) => value !== null);
     const levels = this.rows.map((row) => row[2 + this.lead]).filter((value) => value !== null && value !== undefined);
