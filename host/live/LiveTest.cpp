@@ -250,10 +250,10 @@ void LiveTest::Raise(Alarm::Kind kind, bool isActive, const std::string& lead, d
     const auto found = std::find_if(alarms.begin(), alarms.end(), [&](const Alarm& alarm) {
         return alarm.kind == kind && alarm.lead == lead && (alarm.isActive || !alarm.isAcknowledged);
     });
-    if (isActive && (found == alarms.end() || !found->isActive)) {
-        if (found != alarms.end()) alarms.erase(found);
+    if (isActive && found == alarms.end()) {
         alarms.push_back({++m_alarms, kind, lead, value, m_state.seconds});
     } else if (isActive) {
+        found->isActive = true;
         found->value = value;
     } else if (found != alarms.end()) {
         found->isActive = false;

@@ -61,7 +61,7 @@ const takers = {
     const mains = /(50|60) Hz/.exec(state.conditioning);
     live.setMains(mains ? Number(mains[1]) : 0);
     tiles.show(state);
-    alarms.show(state.alarms);
+    if (!hello.view) alarms.show(state.alarms);
     enableControls(state);
     trends.stages = state.stages;
     showFigures();
