@@ -50,6 +50,7 @@ constexpr std::string_view kTableBeginning =
 struct Task {
     std::string record;
     fs::path json;    // the result
+    fs::path report;  // empty: none is asked for
     fs::path notes;   // what its process says on stderr
     std::string row;  // of the table; empty while there is no whole result
 };
@@ -131,6 +132,7 @@ GivenOptions StudyOf(const std::string& record, GivenOptions study) {
 
 pid_t Start(const std::string& program, const Task& task, const GivenOptions& study) {
     std::vector<std::string> words{program, "analyze", task.record, "--quiet", "--json", task.json.string()};
+    if (!task.report.empty()) words.insert(words.end(), {"--report", task.report.string()});
     for (const auto& option : StudyOf(task.record, study)) words.push_back(Word(option));
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
@@ -212,6 +214,7 @@ enum class ResultState {
 
 ResultState ReadResult(Task& task, const GivenOptions& study) {
     if (!fs::exists(task.json)) return ResultState::None;
+    if (!task.report.empty() && !fs::exists(task.report)) return ResultState::None;
     try {
         std::ifstream file = InputFile(task.json.string()).Stream();
         const Json result = Json::parse(file, IsKept);
@@ -316,14 +319,15 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
 
 // One task for each record that is listed, once or more often; WFDB records go with and without ".hea". Two
 // records with one place for their results would overwrite each other's: the later one fails.
-std::vector<Task> MakeTasks(const std::vector<std::string>& records, const fs::path& outFolder,
+std::vector<Task> MakeTasks(const std::vector<std::string>& records, const BatchOptions& options,
                             const fs::path& root, std::vector<std::string>& failed) {
     std::vector<Task> tasks;
     std::map<fs::path, std::string> recordOf;  // of a result
     std::set<std::string> listed;
     for (const std::string& record : records) {
         if (!listed.insert(IsRecording(record) ? record : record + ".hea").second) continue;
-        Task task{record, ResultPath(outFolder, record, root), {}, {}};
+        Task task{record, ResultPath(options.outFolder, record, root), {}, {}, {}};
+        if (!options.reports.empty()) task.report = fs::path(task.json).replace_extension(options.reports);
         task.notes = task.json;
         task.notes += ".log";
         const auto [place, isNew] = recordOf.emplace(task.json, record);
@@ -369,7 +373,7 @@ std::size_t RunRecords(const BatchOptions& options) {
     PendingFile file(table.string());
 
     Failures failures;
-    std::vector<Task> tasks = MakeTasks(records, options.outFolder, root, failures.lines);
+    std::vector<Task> tasks = MakeTasks(records, options, root, failures.lines);
     std::vector<Task*> open;
     std::size_t others = 0;
     for (Task& task : tasks) {

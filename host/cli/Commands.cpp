@@ -108,7 +108,9 @@ public:
             WriteAnnotations(file, BeatAnnotations(result, result.source.AnnotationHz()));
         });
         write(m_csv, [&](PendingFile& file) { WriteTrendsCsv(file, result, m_options.csvEverySeconds); });
-        write(m_report, [&](PendingFile& file) { WriteReport(file, {result, exercise}); });
+        write(m_report, [&](PendingFile& file) {
+            WriteReport(file, {result, exercise, FindLanguage(m_options.language)});
+        });
         write(m_json, [&](PendingFile& file) { WriteResultJson(file, result, exercise); });
         for (const WriteError& error : PendingFile::CommitGroups(groups)) Tell(error);
         return !m_hasFailed;
@@ -259,7 +261,7 @@ int Analyze(AnalyzeOptions options) {
         PendingFile::RefuseOverwriting(other->Files());
         StressResult learned = LearnFrom(*other, info.fs, options.analysis);
         for (const std::string& warning : learned.warnings)
-            warnings.push_back(learned.source.name + ": " + warning);
+            warnings.push_back("averaged beat of " + learned.source.name + ": " + warning);
         options.analysis.beat = &beat.emplace(std::move(learned.learned));
     }
     if (!options.force) outputs.RefuseReplacing();

@@ -24,6 +24,7 @@ struct AnalyzeOptions {
     bool anonymous = false;           // leaves persons and remarks out of all results
     std::string templateFrom;  // record to learn the first averaged beat from; empty: the record itself
     std::string csv, json, annotations, exported, report;  // paths of results; empty: not written
+    std::string language = "en";                           // of the report
     double csvEverySeconds = 0;                            // 0: a row per beat
     bool doubled = false;                                  // of the exported signal
     double realtime = 0;                                   // speed; 0: as fast as it goes

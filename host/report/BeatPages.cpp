@@ -119,13 +119,13 @@ void DrawEnlarged(Canvas& canvas, const StressResult& result, std::size_t lead, 
 }
 
 // "reference", "9:51" or "latest" with its kind of line and its figures.
-void DrawFigures(Canvas& canvas, Point at, double widthMm, const std::string& which, const Pen& pen,
-                 double levelUv, double slopeUvPerMs) {
+void DrawFigures(Canvas& canvas, const Language& tr, Point at, double widthMm, const std::string& which,
+                 const Pen& pen, double levelUv, double slopeUvPerMs) {
     constexpr double kSampleMm = 5, kNameMm = 12.5;
     canvas.DrawLine({at.x, at.y - 0.8}, {at.x + kSampleMm, at.y - 0.8}, pen);
-    canvas.DrawText({at.x + kSampleMm + 1.2, at.y}, which, {6.5, false, kMuted});
+    canvas.DrawText({at.x + kSampleMm + 1.2, at.y}, tr(which), {6.5, false, kMuted});
     canvas.DrawText({at.x + kSampleMm + kNameMm, at.y},
-                    "ST " + Number(levelUv, 0) + " µV,  slope " + Number(slopeUvPerMs, 2) + " µV/ms",
+                    tr("ST " + Number(levelUv, 0) + " µV,  slope " + Number(slopeUvPerMs, 2) + " µV/ms"),
                     {7, false, kInk}, widthMm - kSampleMm - kNameMm);
 }
 
@@ -147,16 +147,17 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
     DrawEnlarged(canvas, result, lead, {enlargedX, paperBox.y, cell.Right() - enlargedX, paperBox.height});
 
     if (findings.leads.empty()) {
-        canvas.DrawText({cell.x, paperBox.Bottom() + 5.5}, "no ST was measured", {7, false, kMuted});
+        canvas.DrawText({cell.x, paperBox.Bottom() + 5.5}, findings.tr("no ST was measured"),
+                        {7, false, kMuted});
         return;
     }
-    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 5}, cell.width, "reference", kReferencePen,
+    DrawFigures(canvas, findings.tr, {cell.x, paperBox.Bottom() + 5}, cell.width, "reference", kReferencePen,
                 findings.leads[lead].referenceUv, findings.reference.slopeUvPerMs[lead]);
     const LeadSummary& farthest = findings.leads[lead];
     if (!FarthestOf(result, lead).empty())
-        DrawFigures(canvas, {cell.x, paperBox.Bottom() + 7.5}, cell.width, LongClock(farthest.seconds),
-                    kFarthestPen, farthest.levelUv, farthest.slopeUvPerMs);
-    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 10}, cell.width, "latest", kLatestPen,
+        DrawFigures(canvas, findings.tr, {cell.x, paperBox.Bottom() + 7.5}, cell.width,
+                    LongClock(farthest.seconds), kFarthestPen, farthest.levelUv, farthest.slopeUvPerMs);
+    DrawFigures(canvas, findings.tr, {cell.x, paperBox.Bottom() + 10}, cell.width, "latest", kLatestPen,
                 result.beats.back().levelUv[lead], result.beats.back().slopeUvPerMs[lead]);
 }
 
@@ -165,11 +166,13 @@ void DrawBeatPage(Canvas& canvas, const Findings& findings, std::size_t first, s
     const PaperScale scale = ChooseBeatScale(findings.result, ChoosePaperHeight(grid.Cell(0, kCellGapMm)));
     for (std::size_t i = 0; i < count; ++i)
         DrawLeadBeats(canvas, findings, first + i, grid.Cell(i, kCellGapMm), scale);
-    DrawCaption(canvas, "Left: " + DescribeScale(scale) +
-                            (scale.mmPerMv < kUsualScale.mmPerMv ? " (half the usual gain, to fit)" : "") +
-                            ", squares of 1 mm. Right: ST segment enlarged, squares of 40 ms and 0.1 mV. All "
-                            "stand on their PR level. "
-                            "Red: at the largest ST change. Dots: Q, R upstroke, J, ST point of the latest.");
+    DrawCaption(
+        canvas,
+        findings.tr("Left: " + DescribeScale(scale) +
+                    (scale.mmPerMv < kUsualScale.mmPerMv ? " (half the usual gain, to fit)" : "") +
+                    ", squares of 1 mm. Right: ST segment enlarged, squares of 40 ms and 0.1 mV. All "
+                    "stand on their PR level. "
+                    "Red: at the largest ST change. Dots: Q, R upstroke, J, ST point of the latest."));
 }
 
 }  // namespace
@@ -219,8 +222,8 @@ void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
     for (std::size_t first = 0; first < leads; first += kLeadsPerGrid) {
         const std::size_t count = std::min(kLeadsPerGrid, leads - first);
         pages.push_back(
-            {"Averaged beats: in the reference, at the largest ST change, latest" +
-                 NameSpan("leads", first, count, leads),
+            {findings.tr("Averaged beats: in the reference, at the largest ST change, latest" +
+                         NameSpan("leads", first, count, leads)),
              [&findings, first, count](Canvas& canvas) { DrawBeatPage(canvas, findings, first, count); }});
     }
 }

@@ -57,12 +57,18 @@ std::string ShowDuke(const ExerciseSummary& exercise) {
 
 Findings::Findings(const ReportData& data)
     : result(data.result),
+      tr(data.language),
       exercise(data.exercise),
+      holes(FindHoles(data.result)),
       leads(SummarizeLeads(data.result)),
       reference(MeasureReference(data.result)) {
     const std::vector<std::string>& names = result.source.leads;
     const auto worst = std::find(names.begin(), names.end(), exercise.stLead);
     if (!exercise.stLead.empty() && worst != names.end() && !leads.empty()) worstLead = IndexOf(names, worst);
+    for (Stage& stage : exercise.stages) stage.name = tr.Name(stage.name);
+    exercise.capacity.metsStage = tr.Name(exercise.capacity.metsStage);
+    for (std::vector<Hole>& ofLead : holes)
+        for (Hole& hole : ofLead) hole.why = tr(hole.why);
 }
 
 std::string DescribeDuke(const ExerciseSummary& exercise) {
@@ -148,17 +154,18 @@ double RateAt(const StressResult& result, double seconds) {
 double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
 
 std::vector<Fact> ListPatient(const Findings& findings) {
+    const Language& tr = findings.tr;
     const SourceInfo& source = findings.result.source;
     const Patient& patient = source.patient;
-    const std::string without = patient.isAnonymous ? "left out" : "not given";
+    const std::string without = tr(patient.isAnonymous ? "left out" : "not given");
     const std::string body = DescribeBody(patient, source.started);
-    std::vector<Fact> facts{{"Name", patient.name.empty() ? without : patient.name},
-                            {"Id", patient.id.empty() ? without : patient.id}};
+    std::vector<Fact> facts{{tr("Name"), patient.name.empty() ? without : patient.name},
+                            {tr("Id"), patient.id.empty() ? without : patient.id}};
     const auto add = [&](const char* label, const std::string& text) {
-        if (!text.empty()) facts.push_back({label, text});
+        if (!text.empty()) facts.push_back({tr(label), text});
     };
     add("Born", patient.birthDate);
-    facts.push_back({"Age, sex", body.empty() ? "not given" : body});
+    facts.push_back({tr("Age, sex"), tr.List(body.empty() ? "not given" : body)});
     add("Indication", patient.indication);
     add("Medication", patient.medication);
     add("Referring", patient.referring);
@@ -170,26 +177,29 @@ std::vector<Fact> ListPatient(const Findings& findings) {
 std::vector<Fact> ListFacts(const Findings& findings) {
     const StressResult& result = findings.result;
     const SourceInfo& source = result.source;
-    std::vector<Fact> facts;
-    facts.push_back({"Record", source.name});
-    facts.push_back({"Started", source.started.empty() ? "not known" : source.started});
-    facts.push_back(
-        {"Length", LongClock(result.seconds) + (result.seconds < kSecondsPerHour ? " min:s" : " h:min:s")});
-    facts.push_back({"Leads", std::to_string(source.leads.size()) + ": " + Join(source.leads, ", ")});
-    facts.push_back({"Beats", DescribeBeats(result)});
-    facts.push_back({"ST point", result.stPoint.Describe()});
-    facts.push_back({"Reference", DescribeReference(result)});
-    if (!source.remarks.empty()) facts.push_back({"Remarks", Join(source.remarks, "; ")});
+    const Language& tr = findings.tr;
+    const std::string length =
+        LongClock(result.seconds) + (result.seconds < kSecondsPerHour ? " min:s" : " h:min:s");
+    std::vector<Fact> facts{
+        {tr("Record"), source.name},
+        {tr("Started"), source.started.empty() ? tr("not known") : source.started},
+        {tr("Length"), tr(length)},
+        {tr("Leads"), std::to_string(source.leads.size()) + ": " + Join(source.leads, ", ")},
+        {tr("Beats"), tr(DescribeBeats(result))},
+        {tr("ST point"), tr(result.stPoint.Describe())},
+        {tr("Reference"), tr(DescribeReference(result))}};
+    if (!source.remarks.empty()) facts.push_back({tr("Remarks"), Join(source.remarks, "; ")});
     return facts;
 }
 
 std::vector<Fact> ListSettings(const Findings& findings) {
     const StressResult& result = findings.result;
     const SourceInfo& source = result.source;
-    return {{"Sampling", std::to_string(source.fs) + " Hz, " + Number(source.uVpb, source.uVpb < 10 ? 2 : 0) +
-                             " µV per unit"},
-            {"Conditioning", result.conditioning.empty() ? "none" : result.conditioning},
-            {"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"}};
+    const Language& tr = findings.tr;
+    return {{tr("Sampling"), tr(std::to_string(source.fs) + " Hz, " +
+                                Number(source.uVpb, source.uVpb < 10 ? 2 : 0) + " µV per unit")},
+            {tr("Conditioning"), tr.List(result.conditioning.empty() ? "none" : result.conditioning)},
+            {tr("Averaged beat"), tr(result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none")}};
 }
 
 std::vector<Fact> ListResults(const Findings& findings) {
@@ -248,9 +258,11 @@ std::vector<Fact> ListResults(const Findings& findings) {
         results.push_back({"PWC" + std::to_string(kPwcRates[i]), exercise.pwcWatts[i]
                                                                      ? Number(*exercise.pwcWatts[i], 0) + " W"
                                                                      : DescribeMissingPwc(i)});
+    for (Fact& fact : results) fact = {findings.tr(fact.label), findings.tr(fact.value)};
     const Patient& patient = result.source.patient;
-    results.push_back({"Ended because of", patient.ended.empty() ? "not given" : patient.ended});
-    results.push_back({"Symptoms", patient.symptoms.empty() ? "not given" : patient.symptoms});
+    for (const auto& [label, text] :
+         {std::pair("Ended because of", &patient.ended), std::pair("Symptoms", &patient.symptoms)})
+        results.push_back({findings.tr(label), text->empty() ? findings.tr("not given") : *text});
     return results;
 }
 
@@ -268,6 +280,7 @@ std::vector<std::string> ListWarnings(const Findings& findings) {
     if (!relearned.empty())
         warnings.push_back("beats did not match, and another averaged beat was learned from them, at " +
                            Join(relearned, ", "));
+    for (std::string& warning : warnings) warning = findings.tr(warning);
     return warnings;
 }
 
@@ -277,7 +290,6 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     std::string settings;
     for (const Fact& fact : ListSettings(findings))
         settings += (settings.empty() ? "" : "; ") + fact.label + ": " + fact.value;
-    methods.push_back(settings + ".");
     methods.push_back(
         "ST level: height of the averaged beat at " + findings.result.stPoint.Describe() +
         " above the PR level; slope: from " + (findings.result.stPoint.postJms ? "J + 6 ms" : "J") +
@@ -316,7 +328,15 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     methods.push_back(
         "PWC130, 150, 170: power at which the straight line through heart rate over power, of stages "
         "with 110 to 190 beats/min in their last minute, reaches so many beats/min.");
+    for (std::string& method : methods) method = findings.tr(method);
+    methods.insert(methods.begin(), settings + ".");
     return methods;
+}
+
+static void TranslateHeadings(const Language& tr, ReportTable& table) {
+    table.title = tr(table.title);
+    for (ReportTable::Column& column : table.columns)
+        column = {tr(column.heading), tr(column.unit), column.width, column.isText};
 }
 
 ReportTable MakeStageTable(const Findings& findings) {
@@ -350,7 +370,7 @@ ReportTable MakeStageTable(const Findings& findings) {
     for (const CourseRow& row : SummarizeCourse(result, exercise)) {
         const BloodPressure& pressure = row.pressure;
         std::vector<std::string> cells{
-            row.name,
+            findings.tr.Name(row.name),
             LongClock(row.span.fromSeconds),
             row.span.toSeconds > row.span.fromSeconds ? LongClock(row.span.toSeconds - row.span.fromSeconds)
                                                       : "-",
@@ -383,6 +403,7 @@ ReportTable MakeStageTable(const Findings& findings) {
         table.columns.erase(table.columns.begin() + offset);
         for (std::vector<std::string>& row : table.rows) row.erase(row.begin() + offset);
     }
+    TranslateHeadings(findings.tr, table);
     return table;
 }
 
@@ -403,18 +424,19 @@ ReportTable MakeCommonTable(const Findings& findings) {
                        {"Slope class then", "", 1.5, true}},
                       {},
                       findings.worstLead};
+    TranslateHeadings(findings.tr, table);
     if (!findings.worstLead) return table;
     const double seconds = findings.leads[*findings.worstLead].seconds;
-    table.title = "ST of all leads at " + LongClock(seconds) + " and at its largest in each";
+    table.title = findings.tr("ST of all leads at " + LongClock(seconds) + " and at its largest in each");
     const std::vector<STThen> common = MeasureAllAt(result, seconds), own = MeasureAtLargestChange(result);
     for (std::size_t lead = 0; lead < names.size(); ++lead) {
         const std::optional<std::size_t> stage = StageAt(findings.exercise.stages, own[lead].seconds);
         table.rows.push_back({names[lead], Number(common[lead].levelUv, 0), Signed(common[lead].changeUv, 0),
                               Number(common[lead].jUv, 0), Number(common[lead].slopeUvPerMs, 2),
-                              NameShape(common[lead].shape), Signed(own[lead].changeUv, 0),
+                              findings.tr(NameShape(common[lead].shape)), Signed(own[lead].changeUv, 0),
                               LongClock(own[lead].seconds),
                               stage ? NameStage(findings.exercise.stages[*stage], *stage) : "-",
-                              Number(own[lead].jUv, 0), NameShape(own[lead].shape)});
+                              Number(own[lead].jUv, 0), findings.tr(NameShape(own[lead].shape))});
     }
     return table;
 }
@@ -437,6 +459,7 @@ ReportTable MakeLeadTable(const Findings& findings) {
                       {},
                       findings.worstLead};
     if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";
+    TranslateHeadings(findings.tr, table);
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
         std::vector<std::string> row{result.source.leads[lead]};
         if (findings.leads.empty()) {
@@ -446,10 +469,11 @@ ReportTable MakeLeadTable(const Findings& findings) {
             const STHRFigures sthr = lead < findings.exercise.sthr.size() ? findings.exercise.sthr[lead]
                                                                           : STHRFigures{kNothing, {}};
             for (std::string& cell : std::vector<std::string>{
-                     std::isnan(s.referenceUv) ? "none" : Number(s.referenceUv, 0), Signed(s.changeUv, 0),
-                     Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0), Number(s.slopeUvPerMs, 2),
-                     Number(s.bpm, 0), LongClock(s.seconds), Number(s.sthrIndex, 2), Number(sthr.index, 2),
-                     Number(sthr.slope.uVPerBpm, 2), Number(result.beats.back().levelUv[lead], 0)})
+                     std::isnan(s.referenceUv) ? findings.tr("none") : Number(s.referenceUv, 0),
+                     Signed(s.changeUv, 0), Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0),
+                     Number(s.slopeUvPerMs, 2), Number(s.bpm, 0), LongClock(s.seconds),
+                     Number(s.sthrIndex, 2), Number(sthr.index, 2), Number(sthr.slope.uVPerBpm, 2),
+                     Number(result.beats.back().levelUv[lead], 0)})
                 row.push_back(std::move(cell));
         }
         table.rows.push_back(std::move(row));

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "host/report/Language.h"
 #include "host/report/ReportData.h"
 #include "host/results/Ectopy.h"
+#include "host/results/Holes.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 
@@ -17,8 +19,10 @@ struct Findings {
     explicit Findings(const ReportData& data);
 
     const StressResult& result;
-    const ExerciseSummary& exercise;
-    std::vector<LeadSummary> leads;  // empty without a folded beat
+    const Language& tr;        // every text that is drawn goes through it, but for what people have given
+    ExerciseSummary exercise;  // its stages named in that language
+    std::vector<std::vector<Hole>> holes;  // per lead, likewise
+    std::vector<LeadSummary> leads;        // empty without a folded beat
     Reference reference;
     std::optional<std::size_t> worstLead;  // the one with the largest ST change of all but aVR
 };
@@ -38,6 +42,8 @@ struct ReportTable {
     std::vector<std::vector<std::string>> rows;
     std::optional<std::size_t> emphasised;  // a row that stands out
 };
+
+// The phrases from here to Counted are English.
 
 /// Stands in the place of a risk where the stages are not those of Bruce.
 constexpr const char* kDukeRemark = "not the Bruce protocol";

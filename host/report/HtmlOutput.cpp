@@ -83,14 +83,15 @@ std::string DrawSvg(const std::vector<ReportPage>& pages, std::size_t index, con
     ReplaceAll(svg, "href=\"#", "href=\"#" + prefix);
     ReplaceAll(svg, "url(#", "url(#" + prefix);
     const std::string size = Number(MmToPoints(kPageWidthMm), 3) + " " + Number(MmToPoints(kPageHeightMm), 3);
-    const std::string label = "Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size()) +
-                              ": " + pages[index].title + ". The figures follow as text below the pages.";
+    const std::string label =
+        findings.tr("Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size())) + ": " +
+        pages[index].title;
     return "<svg xmlns=\"http://www.w3.org/2000/svg\" xmlns:xlink=\"http://www.w3.org/1999/xlink\" "
            "viewBox=\"0 0 " +
            size + "\" role=\"img\" aria-label=\"" + Escape(label) + "\">" + svg;
 }
 
-void WriteFacts(std::ostream& out, const char* heading, const std::vector<Fact>& facts) {
+void WriteFacts(std::ostream& out, const std::string& heading, const std::vector<Fact>& facts) {
     out << "<h2>" << heading << "</h2>\n<dl>\n";
     for (const Fact& fact : facts)
         out << "<dt>" << Escape(fact.label) << "</dt><dd>" << Escape(fact.value) << "</dd>\n";
@@ -116,7 +117,7 @@ void WriteTable(std::ostream& out, const ReportTable& table) {
     out << "</tbody></table></div>\n";
 }
 
-void WriteList(std::ostream& out, const char* heading, const std::vector<std::string>& items) {
+void WriteList(std::ostream& out, const std::string& heading, const std::vector<std::string>& items) {
     if (items.empty()) return;
     out << "<h2>" << heading << "</h2>\n<ul>\n";
     for (const std::string& item : items) out << "<li>" << Escape(item) << "</li>\n";
@@ -126,22 +127,23 @@ void WriteList(std::ostream& out, const char* heading, const std::vector<std::st
 }  // namespace
 
 void WriteHtml(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings) {
-    const std::string title = Escape("Exercise ECG report: " + findings.result.source.name);
-    out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+    const std::string title = Escape(findings.tr("Exercise ECG report") + ": " + findings.result.source.name);
+    const Language& tr = findings.tr;
+    out << "<!DOCTYPE html>\n<html lang=\"" << tr.Code() << "\">\n<head>\n<meta charset=\"utf-8\">\n"
         << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" << title
         << "</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n<main>\n";
     for (std::size_t i = 0; i < pages.size(); ++i)
         out << "<figure>\n" << DrawSvg(pages, i, findings) << "</figure>\n";
     out << "<section>\n<h1>" << title << "</h1>\n";
-    WriteFacts(out, "Patient", ListPatient(findings));
-    WriteFacts(out, "Record", ListFacts(findings));
-    WriteFacts(out, "Results", ListResults(findings));
+    WriteFacts(out, tr("Patient"), ListPatient(findings));
+    WriteFacts(out, tr("Record"), ListFacts(findings));
+    WriteFacts(out, tr("Results"), ListResults(findings));
     WriteTable(out, MakeStageTable(findings));
     WriteTable(out, MakeLeadTable(findings));
     WriteTable(out, MakeCommonTable(findings));
-    WriteList(out, "Warnings", ListWarnings(findings));
-    WriteList(out, "How the figures were made", ListMethods(findings));
-    out << "<p class=\"foot\">For research and evaluation. Not a medical "
-           "device.</p>\n</section>\n</main>\n</body>\n"
+    WriteList(out, tr("Warnings"), ListWarnings(findings));
+    WriteList(out, tr("How the figures were made"), ListMethods(findings));
+    out << "<p class=\"foot\">" << tr("For research and evaluation. Not a medical device.")
+        << "</p>\n</section>\n</main>\n</body>\n"
            "</html>\n";
 }

@@ -48,9 +48,10 @@ void DrawPage(Canvas& canvas, const std::vector<ReportPage>& pages, std::size_t 
     canvas.DrawLine({kContents.x, kHeadingRuleY}, {kContents.Right(), kHeadingRuleY}, {kInk, 0.3});
     pages[index].draw(canvas);
     canvas.DrawLine({kContents.x, kFootRuleY}, {kContents.Right(), kFootRuleY}, {kRule, 0.2});
-    canvas.DrawText({kContents.x, kFootY}, kDisclaimer, kFoot);
+    canvas.DrawText({kContents.x, kFootY}, findings.tr(kDisclaimer), kFoot);
     TextStyle right = kFoot;
     right.align = Align::Right;
     canvas.DrawText({kContents.Right(), kFootY},
-                    "Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size()), right);
+                    findings.tr("Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size())),
+                    right);
 }

@@ -9,8 +9,9 @@ void WritePdf(std::ostream& out, const std::vector<ReportPage>& pages, const Fin
                                                               MmToPoints(kPageHeightMm)));
     // Every reader and printer still in use understands this version.
     cairo_pdf_surface_restrict_to_version(surface.get(), CAIRO_PDF_VERSION_1_4);
-    cairo_pdf_surface_set_metadata(surface.get(), CAIRO_PDF_METADATA_TITLE,
-                                   OneLine("Exercise ECG report: " + findings.result.source.name).c_str());
+    cairo_pdf_surface_set_metadata(
+        surface.get(), CAIRO_PDF_METADATA_TITLE,
+        OneLine(findings.tr("Exercise ECG report") + ": " + findings.result.source.name).c_str());
     const Context context = MakeContext(surface, MmToPoints(1));
     for (std::size_t i = 0; i < pages.size(); ++i) {
         Canvas canvas(context.get());

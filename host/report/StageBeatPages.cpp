@@ -26,14 +26,15 @@ std::vector<Column> ListColumns(const Findings& findings) {
     const StressResult& result = findings.result;
     const std::vector<Stage>& stages = findings.exercise.stages;
     const std::optional<Span> work = FindWork(stages, result.seconds);
-    std::vector<Column> columns{{"reference", "", &result.referenceBeatUv, nullptr, false}};
+    std::vector<Column> columns{{findings.tr("reference"), "", &result.referenceBeatUv, nullptr, false}};
     for (const BeatsThen& then : result.asked) {
         const double at = then.askedSeconds;
         const bool isWork = work && at <= work->toSeconds;
         // The end of a stage is the start of the next.
         const std::optional<std::size_t> stage = StageAt(stages, std::nextafter(at, 0));
         std::string name = stage ? NameStage(stages[*stage], *stage) : "";
-        if (work && !isWork) name = "after " + Number((at - work->toSeconds) / kSecondsPerMinute, 0) + " min";
+        if (work && !isWork)
+            name = findings.tr("after " + Number((at - work->toSeconds) / kSecondsPerMinute, 0) + " min");
         columns.push_back({name, LongClock(at), &then.uV, &result.beats.at(then.reading), isWork});
     }
     // Of more stages than have room every second, third, ... is left, with the last of them.
@@ -127,10 +128,11 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, std::size_t first,
                             paperMm + kGapMm - 0.5);
         }
     }
-    DrawCaption(canvas,
-                DescribeScale(scale) +
+    DrawCaption(
+        canvas,
+        findings.tr(DescribeScale(scale) +
                     ", squares of 1 mm; each beat stands on its PR level. Below: ST level in µV, slope in "
-                    "µV/ms. Dots: J as in the first averaged beat (blue), ST point (red).");
+                    "µV/ms. Dots: J as in the first averaged beat (blue), ST point (red)."));
 }
 
 }  // namespace
@@ -141,7 +143,7 @@ void AddStageBeatPages(const Findings& findings, std::vector<ReportPage>& pages)
     for (std::size_t first = 0; first < leads; first += kLeadsPerPage) {
         const std::size_t count = std::min(kLeadsPerPage, leads - first);
         pages.push_back(
-            {"Averaged beats by stages" + NameSpan("leads", first, count, leads),
+            {findings.tr("Averaged beats by stages" + NameSpan("leads", first, count, leads)),
              [&findings, first, count](Canvas& canvas) { DrawStageBeats(canvas, findings, first, count); }});
     }
 }

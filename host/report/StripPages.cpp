@@ -181,12 +181,12 @@ std::string DescribeTime(const Findings& findings, const Strip& strip) {
         if (const std::string power = DescribePower(stage); !power.empty()) text += " " + power;
     }
     const double bpm = RateAt(findings.result, strip.seconds);
-    return std::isfinite(bpm) ? text + ", " + Number(bpm, 0) + " beats/min" : text;
+    return std::isfinite(bpm) ? text + ", " + findings.tr(Number(bpm, 0) + " beats/min") : text;
 }
 
 std::string NameLeads(const StressResult& result, std::size_t first, std::size_t count) {
     const std::string& name = result.source.leads[first];
-    return count > 1 ? name + " to " + result.source.leads[first + count - 1] : name;
+    return count > 1 ? "leads " + name + " to " + result.source.leads[first + count - 1] : name;
 }
 
 std::string NameStrips(const StressResult& result, std::size_t first, std::size_t last) {
@@ -207,10 +207,11 @@ void DrawBlock(Canvas& canvas, const Findings& findings, const Strip& strip, std
                                            {7, true, kInk, Align::Right});
     canvas.DrawText(
         {corner.x, corner.y + 3},
-        DescribeTime(findings, strip) + (layout.groups > 1 ? ": " + NameLeads(result, firstLead, leads) : ""),
+        DescribeTime(findings, strip) +
+            (layout.groups > 1 ? ": " + findings.tr.Name(NameLeads(result, firstLead, leads)) : ""),
         {8.5, true, kInk}, clean.Right() - corner.x - scaleMm - 3);
-    canvas.DrawText({raw.x, raw.y - 1}, "as recorded", {6.5, false, kMuted});
-    canvas.DrawText({clean.x, clean.y - 1}, "as conditioned", {6.5, false, kMuted});
+    canvas.DrawText({raw.x, raw.y - 1}, findings.tr("as recorded"), {6.5, false, kMuted});
+    canvas.DrawText({clean.x, clean.y - 1}, findings.tr("as conditioned"), {6.5, false, kMuted});
     DrawPaper(canvas, result, strip.rawUv, firstLead, lines, raw, {kInk, 0.22});
     DrawPaper(canvas, result, strip.cleanUv, firstLead, lines, clean, {kInk, 0.26});
 }
@@ -299,15 +300,15 @@ void AddStripPages(const Findings& findings, std::vector<ReportPage>& pages) {
     const std::size_t perPage = layout.columns * layout.rows;
     for (std::size_t first = 0; first < blocks; first += perPage) {
         const std::size_t count = std::min(perPage, blocks - first);
-        pages.push_back({NameStrips(result, first / layout.groups, (first + count - 1) / layout.groups),
-                         [&findings, layout, first, count](Canvas& canvas) {
-                             const auto& strips = findings.result.strips;
-                             for (std::size_t i = 0; i < count; ++i) {
-                                 const std::size_t block = first + i;
-                                 DrawBlock(canvas, findings, strips[block / layout.groups],
-                                           block % layout.groups * layout.leadsPerBlock, layout,
-                                           layout.Corner(i));
-                             }
-                         }});
+        pages.push_back(
+            {findings.tr(NameStrips(result, first / layout.groups, (first + count - 1) / layout.groups)),
+             [&findings, layout, first, count](Canvas& canvas) {
+                 const auto& strips = findings.result.strips;
+                 for (std::size_t i = 0; i < count; ++i) {
+                     const std::size_t block = first + i;
+                     DrawBlock(canvas, findings, strips[block / layout.groups],
+                               block % layout.groups * layout.leadsPerBlock, layout, layout.Corner(i));
+                 }
+             }});
     }
 }

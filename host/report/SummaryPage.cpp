@@ -47,11 +47,12 @@ double DrawHeader(Canvas& canvas, const Findings& findings) {
     return y + DrawColumns(canvas, y, kRecordLines, ListFacts(findings));
 }
 
-void MarkPeak(Canvas& canvas, const TrendPlot& plot, const ExerciseSummary& exercise) {
+void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
+    const ExerciseSummary& exercise = findings.exercise;
     if (!(exercise.peakBpm > 0)) return;
     const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
     const std::string label =
-        "30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds);
+        findings.tr("30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds));
     TextStyle style{7.5, true, kAccent};
     const double width = canvas.MeasureText(label, style);
     const bool isToTheLeft = peak.x + 2.5 + width > plot.Area().Right();
@@ -63,9 +64,10 @@ void MarkPeak(Canvas& canvas, const TrendPlot& plot, const ExerciseSummary& exer
 
 void DrawHeartRate(Canvas& canvas, const Findings& findings, const Box& box) {
     const StressResult& result = findings.result;
-    canvas.DrawText({box.x, box.y}, "Heart rate", kSection);
+    const double titleMm = canvas.DrawText({box.x, box.y}, findings.tr("Heart rate"), kSection);
     const TimeAxis time = ChooseTimeAxis(result.seconds, 24);
-    canvas.DrawText({box.x + 21, box.y}, std::string("beats/min, time in ") + time.unit, kSmall);
+    canvas.DrawText({box.x + titleMm + 3, box.y}, findings.tr(std::string("beats/min, time in ") + time.unit),
+                    kSmall);
     const Box area{box.x + 9, box.y + 9, box.width - 9, box.height - 14};
     const TrendPlot plot(area, time, ChooseRateAxis(result, findings.exercise.peakBpm));
     plot.DrawStages(canvas, findings.exercise.stages, true);
@@ -75,15 +77,15 @@ void DrawHeartRate(Canvas& canvas, const Findings& findings, const Box& box) {
     plot.DrawCourse(canvas, readings, {kBlue, 0.35});
     for (const double seconds : result.relearnedSeconds)
         canvas.FillDisc({plot.X(seconds), area.Bottom()}, 0.8, kAccent);
-    MarkPeak(canvas, plot, findings.exercise);
+    MarkPeak(canvas, plot, findings);
     if (readings.empty())
-        canvas.DrawText({area.x + area.width / 2, area.y + area.height / 2}, "no heart rate was found",
-                        {9, false, kMuted, Align::Centre});
+        canvas.DrawText({area.x + area.width / 2, area.y + area.height / 2},
+                        findings.tr("no heart rate was found"), {9, false, kMuted, Align::Centre});
 }
 
 // Results in two columns. Returns the height used, mm.
 double DrawResults(Canvas& canvas, const Findings& findings, double top) {
-    canvas.DrawText({kContents.x, top}, "Results", kSection);
+    canvas.DrawText({kContents.x, top}, findings.tr("Results"), kSection);
     const std::vector<Fact> results = ListResults(findings);
     const auto middle = results.begin() + (std::ssize(results) + 1) / 2;
     const double width = (kContents.width - kColumnGapMm) / 2, y = top + kBelowTitleMm;
@@ -97,26 +99,27 @@ double DrawResults(Canvas& canvas, const Findings& findings, double top) {
 void DrawWarnings(Canvas& canvas, const Findings& findings, const Box& box) {
     const std::vector<std::string> warnings = ListWarnings(findings);
     if (warnings.empty()) return;
-    canvas.DrawText({box.x, box.y}, "Warnings", {9, true, kAccent});
+    canvas.DrawText({box.x, box.y}, findings.tr("Warnings"), {9, true, kAccent});
     double y = box.y + 1.5;
     for (std::size_t i = 0; i < warnings.size(); ++i) {
         const bool isLast = y + 10 > box.Bottom() && i + 1 < warnings.size();
         const std::string text =
-            isLast ? "and " + std::to_string(warnings.size() - i) + " more, on the last page" : warnings[i];
+            isLast ? findings.tr("and " + std::to_string(warnings.size() - i) + " more, on the last page")
+                   : warnings[i];
         y += 0.8 + canvas.DrawParagraph({box.x, y}, box.width, 2, text, {7, false, kInk});
         if (isLast) break;
     }
 }
 
 // Room to write by hand.
-void DrawConclusion(Canvas& canvas, const Box& box) {
+void DrawConclusion(Canvas& canvas, const Language& tr, const Box& box) {
     constexpr double kDateMm = 30;
-    canvas.DrawText({box.x, box.y}, "Conclusion", kSection);
+    canvas.DrawText({box.x, box.y}, tr("Conclusion"), kSection);
     const double y = box.Bottom() - 3.5;
     canvas.DrawLine({box.x, y}, {box.x + kDateMm, y}, {kMuted, 0.2});
-    canvas.DrawText({box.x, box.Bottom()}, "Date", kSmall);
+    canvas.DrawText({box.x, box.Bottom()}, tr("Date"), kSmall);
     canvas.DrawLine({box.x + kDateMm + kColumnGapMm, y}, {box.Right(), y}, {kMuted, 0.2});
-    canvas.DrawText({box.x + kDateMm + kColumnGapMm, box.Bottom()}, "Name and signature", kSmall);
+    canvas.DrawText({box.x + kDateMm + kColumnGapMm, box.Bottom()}, tr("Name and signature"), kSmall);
 }
 
 void DrawSummary(Canvas& canvas, const Findings& findings) {
@@ -129,7 +132,7 @@ void DrawSummary(Canvas& canvas, const Findings& findings) {
     const double width = (kContents.width - kColumnGapMm) / 2;
     const Box left{kContents.x, y, width, kContents.Bottom() - y};
     DrawWarnings(canvas, findings, left);
-    DrawConclusion(canvas, {kContents.Right() - width, y, width, left.height});
+    DrawConclusion(canvas, findings.tr, {kContents.Right() - width, y, width, left.height});
 }
 
 }  // namespace
@@ -150,7 +153,8 @@ ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
 }
 
 void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages) {
-    pages.push_back({"Exercise ECG report", [&findings](Canvas& canvas) { DrawSummary(canvas, findings); }});
+    pages.push_back(
+        {findings.tr("Exercise ECG report"), [&findings](Canvas& canvas) { DrawSummary(canvas, findings); }});
 }
 
 void AddLongTexts(const Findings& findings, std::vector<ReportPage>& pages) {
@@ -163,7 +167,7 @@ void AddLongTexts(const Findings& findings, std::vector<ReportPage>& pages) {
     keepLong(ListFacts(findings), kRecordLines * kLineLetters);
     keepLong(ListResults(findings), kResultLines * kResultLetters);
     if (cut.empty()) return;
-    pages.push_back({"Texts of page 1 in full", [cut](Canvas& canvas) {
+    pages.push_back({findings.tr("Texts of page 1 in full"), [cut](Canvas& canvas) {
                          constexpr int kAllLines = 100;
                          const ClipTo clip(canvas, kContents);
                          DrawFacts(canvas, kContents, kResultLabelMm, kAllLines, cut);

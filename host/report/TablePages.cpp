@@ -12,7 +12,7 @@ void DrawNotes(Canvas& canvas, const Findings& findings, double top) {
     double y = top;
     const auto draw = [&](const char* title, const Colour& colour, const std::vector<std::string>& notes) {
         if (notes.empty() || y + 3 * kLineMm > kContents.Bottom()) return;
-        canvas.DrawText({kContents.x, y + 3}, title, {9, true, colour});
+        canvas.DrawText({kContents.x, y + 3}, findings.tr(title), {9, true, colour});
         y += 4.6;
         for (const std::string& note : notes) {
             if (y + kLineMm > kContents.Bottom()) return;
@@ -30,12 +30,12 @@ constexpr std::size_t kRowsWithNotes =
     static_cast<std::size_t>((kContents.height - kHeadRowsMm - kNotesMm) / kRowMm);
 
 // A table alone, on as many pages as it needs.
-void AddTable(ReportTable made, const char* what, std::vector<ReportPage>& pages) {
+void AddTable(const Language& tr, ReportTable made, const char* what, std::vector<ReportPage>& pages) {
     const auto table = std::make_shared<const ReportTable>(std::move(made));
     const std::size_t rows = table->rows.size();
     for (std::size_t first = 0; first < rows; first += kRowsPerPage) {
         const std::size_t count = std::min(rows - first, kRowsPerPage);
-        pages.push_back({table->title + NameSpan(what, first, count, rows),
+        pages.push_back({table->title + tr(NameSpan(what, first, count, rows)),
                          [table, first](Canvas& canvas) { DrawTable(canvas, kContents, *table, first); }});
     }
 }
@@ -43,11 +43,11 @@ void AddTable(ReportTable made, const char* what, std::vector<ReportPage>& pages
 }  // namespace
 
 void AddStagePages(const Findings& findings, std::vector<ReportPage>& pages) {
-    AddTable(MakeStageTable(findings), "rows", pages);
+    AddTable(findings.tr, MakeStageTable(findings), "rows", pages);
 }
 
 void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages) {
-    AddTable(MakeCommonTable(findings), "leads", pages);
+    AddTable(findings.tr, MakeCommonTable(findings), "leads", pages);
     const auto table = std::make_shared<const ReportTable>(MakeLeadTable(findings));
     const std::size_t leads = table->rows.size();
     std::size_t first = 0;
@@ -55,14 +55,14 @@ void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages) {
     while (!areNotesDrawn) {
         const bool isLast = leads - first <= kRowsWithNotes;
         const std::size_t count = std::min(leads - first, kRowsPerPage);
-        pages.push_back({count == 0 ? "Notes" : "ST per lead" + NameSpan("leads", first, count, leads),
-                         [&findings, table, first, count, isLast](Canvas& canvas) {
-                             if (count > 0) DrawTable(canvas, kContents, *table, first);
-                             const double tableMm =
-                                 count > 0 ? kHeadRowsMm + static_cast<double>(count) * kRowMm + 4 : 0;
-                             if (!isLast) return;
-                             DrawNotes(canvas, findings, kContents.y + tableMm);
-                         }});
+        pages.push_back(
+            {findings.tr(count == 0 ? "Notes" : "ST per lead" + NameSpan("leads", first, count, leads)),
+             [&findings, table, first, count, isLast](Canvas& canvas) {
+                 if (count > 0) DrawTable(canvas, kContents, *table, first);
+                 const double tableMm = count > 0 ? kHeadRowsMm + static_cast<double>(count) * kRowMm + 4 : 0;
+                 if (!isLast) return;
+                 DrawNotes(canvas, findings, kContents.y + tableMm);
+             }});
         first += count;
         areNotesDrawn = isLast;
     }

@@ -60,7 +60,7 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
     plot.DrawStages(canvas, findings.exercise.stages, false);
     plot.DrawAxes(canvas, 6.5, true, true);
 
-    const std::vector<Hole> holes = FindHoles(result)[lead];
+    const std::vector<Hole>& holes = findings.holes[lead];
     plot.DrawHoles(canvas, holes);
     const std::vector<TrendPoint> readings =
         CourseOf(result, holes, [lead](const STReading& beat) { return beat.levelUv[lead] / kUvPerMv; });
@@ -69,11 +69,13 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
     const Colour colour = isWorst ? kAccent : kInk;
     const double nameMm = canvas.DrawText({area.x, area.y - 1.6}, result.source.leads[lead],
                                           {9, true, colour}, area.width * 0.4);
-    std::string caption = result.beats.empty() ? "no ST was measured" : "no change: no ST in the reference";
+    const Language& tr = findings.tr;
+    std::string caption =
+        tr(result.beats.empty() ? "no ST was measured" : "no change: no ST in the reference");
     if (!findings.leads.empty() && std::isfinite(findings.leads[lead].levelUv)) {
         const LeadSummary& s = findings.leads[lead];
-        caption = (isWorst ? "largest of all: " : "largest change ") + Number(s.changeUv, 0) + " µV at " +
-                  LongClock(s.seconds);
+        caption = tr((isWorst ? "largest of all: " : "largest change ") + Number(s.changeUv, 0) + " µV at " +
+                     LongClock(s.seconds));
         canvas.DrawRing({plot.X(s.seconds), plot.Y(std::clamp(s.levelUv / kUvPerMv, levels.from, levels.to))},
                         0.7, {colour, 0.3});
     }
@@ -106,13 +108,12 @@ template <typename Value>
 void DrawLeads(Canvas& canvas, const Findings& findings, const Box& box, const TimeAxis& time, double least,
                double step, Value value) {
     const StressResult& result = findings.result;
-    const std::vector<std::vector<Hole>> holes = FindHoles(result);
     std::vector<std::vector<TrendPoint>> courses;
     std::vector<double> all{-least, least};
     for (std::size_t i = 0; i < std::min(findings.exercise.stageLeads.size(), kLeadPens.size()); ++i) {
         const std::size_t lead = findings.exercise.stageLeads[i];
         courses.push_back(
-            CourseOf(result, holes[lead], [&](const STReading& beat) { return value(beat, lead); }));
+            CourseOf(result, findings.holes[lead], [&](const STReading& beat) { return value(beat, lead); }));
         for (const TrendPoint& point : courses.back())
             if (std::abs(point.value) <= kFarthest * least) all.push_back(point.value);
     }
@@ -122,7 +123,7 @@ void DrawLeads(Canvas& canvas, const Findings& findings, const Box& box, const T
     double x = box.Right();
     for (std::size_t i = courses.size(); i-- > 0;) {
         const std::size_t lead = findings.exercise.stageLeads[i];
-        plot.DrawHoles(canvas, holes[lead]);
+        plot.DrawHoles(canvas, findings.holes[lead]);
         plot.DrawCourse(canvas, courses[i], kLeadPens.begin()[i]);
         x -= canvas.DrawText({x, box.y - 1.2}, result.source.leads[lead],
                              {7.5, true, kLeadPens.begin()[i].colour, Align::Right}) +
@@ -215,36 +216,38 @@ void DrawTrends(Canvas& canvas, const Findings& findings) {
     bool isFirst = true;
     for (const TrendRow& row : rows) {
         y += kAboveMm;
-        canvas.DrawText({kContents.x, y - 2.2}, row.title, {7.5, true, kInk});
+        canvas.DrawText({kContents.x, y - 2.2}, findings.tr(row.title), {7.5, true, kInk});
         if (isFirst) y += kNamesMm;
         const Box box{kContents.x + kFiguresMm, y, kContents.width - kFiguresMm, free * row.parts / parts};
         row.draw(canvas, box, time, isFirst);
         isFirst = false;
         y = box.Bottom() + kBelowMm;
     }
-    DrawCaption(canvas, std::string("Time in ") + time.unit +
-                            "; stages of work are shaded. Hatched: no ST, for the reason that "
-                            "stands there or among the warnings.");
+    DrawCaption(canvas, findings.tr(std::string("Time in ") + time.unit +
+                                    "; stages of work are shaded. Hatched: no ST, for the reason that "
+                                    "stands there or among the warnings."));
 }
 
 }  // namespace
 
 void AddTrendPages(const Findings& findings, std::vector<ReportPage>& pages) {
-    pages.push_back({"Trends", [&findings](Canvas& canvas) { DrawTrends(canvas, findings); }});
+    pages.push_back({findings.tr("Trends"), [&findings](Canvas& canvas) { DrawTrends(canvas, findings); }});
     const std::size_t leads = findings.result.source.leads.size();
     for (std::size_t first = 0; first < leads; first += kLeadsPerGrid) {
         const std::size_t count = std::min(kLeadsPerGrid, leads - first);
         pages.push_back(
-            {"ST level" + NameSpan("leads", first, count, leads), [&findings, first, count](Canvas& canvas) {
+            {findings.tr("ST level" + NameSpan("leads", first, count, leads)),
+             [&findings, first, count](Canvas& canvas) {
                  const ValueAxis levels = ChooseLevelAxis(findings.result);
                  const LeadGrid grid = ChooseGrid(count);
                  for (std::size_t i = 0; i < count; ++i)
                      DrawLeadTrend(canvas, findings, first + i, grid.Cell(i, 3), levels);
                  const TimeAxis time = ChooseTimeAxis(findings.result.seconds, 1);
-                 DrawCaption(canvas, std::string("mV over ") + time.unit +
+                 DrawCaption(canvas,
+                             findings.tr(std::string("mV over ") + time.unit +
                                          "; 0.1 mV is 1 mm of ECG paper. All leads on one scale; stages of "
                                          "work are shaded; hatched: no ST; rings: largest change from the "
-                                         "reference.");
+                                         "reference."));
              }});
     }
 }

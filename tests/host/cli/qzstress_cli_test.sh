@@ -84,7 +84,8 @@ cmp "$work/first.dat" "$work/sim.dat" || fail "the same seed gives another signa
 
 # All results at once. One that cannot be written costs the others nothing.
 "$program" analyze "$work/sim" --json "$work/r.json" --wfdb-ann "$work/r.atr" --export "$work/clean" --double \
-    --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" >"$work/out" || fail "analyze with results"
+    --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" --language de >"$work/out" || fail "analyze with results"
+grep -q '<html lang="de">' "$work/r.html" && expect_refusal 2 'requires --report' analyze --language de || fail "--language"
 for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || fail "no $file"; done
 "$program" evaluate "$work/sim" --ann "$work/r.atr" | grep -q 'sensitivity 100' || fail "own annotations"
 "$program" evaluate "$work/sim" --fiducials "$work/r.atr,$work/r.atr" | grep -q 'hand marks' || fail "--fiducials"
@@ -275,8 +276,10 @@ grep -q 'another version kept: 2$' "$work/err" && cmp "$work/table.csv" "$result
 sed -i 's/"program": "[^"]*/&x/' "$results/sim.edf.json"
 "$program" batch "$work/records" --out "$results" --mains 60 2>"$work/err" && grep -q 'made again: 1$' "$work/err" ||
     fail "another version: $(cat "$work/err")"
-"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 2>"$work/err" || fail "other options"
-[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb"$' "$results/results.csv")" -eq 2 ] ||
+"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 --reports html --language de 2>"$work/err" ||
+    fail "other options"
+[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb language=de"$' "$results/results.csv")" -eq 2 ] &&
+    grep -q 'lang="de"' "$results/sim.edf.html" "$results/deep/sim.hea.html" ||
     fail "other options: $(cat "$results/results.csv")"
 # Wrong options are told once, before any work, and so is what is no list.
 expect_refusal 2 'no-such' batch "$work/records" --out "$work/never" -- --no-such 1

@@ -13,6 +13,7 @@
 #include "host/report/StripPages.h"
 #include "host/report/TrendPlot.h"
 #include "host/results/Holes.h"
+#include "host/results/Reference.h"
 #include "tests/support/Folder.h"
 
 namespace {
@@ -198,6 +199,84 @@ TEST_F(ReportTest, TimesWithoutSTAreHatchedInEveryPlot) {
     EXPECT_EQ(FindHoles(result)[1].at(0).why, "off");
     // Hatched in the plots of ST and of slope, and in that of the lead.
     EXPECT_EQ(countClips(), whole + 3);
+}
+
+/// A test with as many findings as one can have.
+StressResult MakeRich(std::size_t leads) {
+    StressResult result = MakeResult(leads, 600);
+    Patient& patient = result.source.patient;
+    patient.sex = "female";
+    patient.ageYears = 50;
+    patient.heightCm = patient.weightKg = 100;
+    patient.name = patient.birthDate = patient.indication = patient.medication = patient.referring =
+        "1974-01-01";
+    patient.performing = patient.device = patient.birthDate;
+    result.stPoint.postJms.reset();
+    result.conditioning = "no mains found, notch at 50 Hz, high-pass 0.05 Hz, low-pass 40 Hz, smoother 1";
+    result.learned.usable[0] = false;
+    result.learned.record = "other";
+    result.learned.beatsUsed = 11;
+    result.relearnedSeconds = {100};
+    result.off.resize(leads);
+    result.disturbed.resize(leads);
+    result.disturbed[1] = {{200, 260}};
+    result.off[0] = {{100, 160}};
+    for (int second = 0; second < 600; ++second)
+        result.beatsFound.push_back(
+            {double(second), second % 100 < 5 ? qz::BeatClass::Ventricular : qz::BeatClass::Normal});
+    result.beatsFound[9].beatClass = qz::BeatClass::Unclassified;
+    for (std::size_t second = 100; second < 260; ++second)
+        for (std::size_t lead = 0; lead < leads; ++lead) result.beats[second].levelUv[lead] = kNaNf;
+    result.asked.push_back({300, 300, result.latestBeatUv});
+    result.warnings = DescribeHoles(result, FindHoles(result));
+    return result;
+}
+
+TEST_F(ReportTest, GermanHasEveryText) {
+    std::set<std::string> missing;
+    const Language german("de", kGermanPhrases, [&](std::string_view text) { missing.emplace(text); });
+    const auto write = [&](const StressResult& result, const ExerciseSummary& exercise) {
+        WriteWhole(m_folder.Path("report.html"), [&](PendingFile& file) {
+            WriteReport(file, {result, exercise, german});
+        });
+        return m_folder.Bytes("report.html");
+    };
+    StressResult rich = MakeRich(13);
+    ExerciseOptions options{ProtocolStages("bicycle", 60, 480), {}, {}, {{300, 180, 90, 15}}};
+    for (const PredictedRate formula : {PredictedRate::Fox, PredictedRate::Tanaka, PredictedRate::Gulati}) {
+        options.predicted = formula;
+        write(rich, SummarizeExercise(rich, options));
+    }
+    // Warnings about stages, a reference at work, and what files and the analysis warn of.
+    const std::vector<ExerciseOptions> odd{{ProtocolStages("bruce", 700, 800), {}, 1},
+                                           {ProtocolStages("bruce", 0, 1e9), {}, 2},
+                                           {{}, 1000, 0},
+                                           {{}, {}, 1}};
+    for (const ExerciseOptions& one : odd) {
+        rich.reference = {{300, 301}, "as asked for"};
+        rich.stPoint.postJms = 60;
+        rich.warnings = CheckExercise(one, rich.seconds);
+        for (std::string& warning : CheckReference(rich, one.stages)) rich.warnings.push_back(warning);
+        write(rich, SummarizeExercise(rich, one));
+    }
+    StressResult none = MakeResult(1, 10);
+    none.rates.clear();
+    none.beats.clear();
+    none.reference.why.clear();
+    none.warnings = {"off: V5 (from 0:10 min:s on, 2 times), V6 (from 0:20 min:s on)",
+                     "averaged beat of a: segment b: \"V1\": 12 samples clipped at 16 bits"};
+    EXPECT_THAT(write(none, SummarizeExercise(none, {})),
+                testing::AllOf(HasSubstr("<html lang=\"de\">"),
+                               HasSubstr("Elektrode ab: V5 (ab 0:10 min:s, 2-mal), V6 (ab 0:20 min:s)"),
+                               HasSubstr("aus a: Segment b: &quot;V1&quot;: 12 Werte bei 16 Bit begrenzt")));
+    EXPECT_THAT(missing, testing::IsEmpty());
+
+    std::set<std::string_view> english;
+    for (const Phrase& phrase : kGermanPhrases) {
+        EXPECT_TRUE(english.insert(phrase.english).second) << phrase.english;
+        for (const std::string& gap : Between(std::string(phrase.translated), "{", "}"))
+            EXPECT_LE(std::stoul(gap), Count(std::string(phrase.english), "{}")) << phrase.english;
+    }
 }
 
 TEST_F(ReportTest, OddRecordingsAreDrawn) {
