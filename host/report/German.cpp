@@ -32,6 +32,7 @@ constexpr Phrase kPhrases[] = {
     {"Averaged beats: in the reference, at the largest ST change, latest",
      "Gemittelte Schläge: Referenz, größte ST-Änderung, letzter"},
     {"Conclusion", "Beurteilung"},
+    {"Contents", "Inhalt"},
     {"Exercise ECG report", "Belastungs-EKG"},
     {"For research and evaluation. Not a medical device.",
      "Für Forschung und Erprobung. Kein Medizinprodukt."},

@@ -17,6 +17,7 @@ constexpr Box kContents{12, 22, 273, 176};
 struct ReportPage {
     std::string title;
     std::function<void(Canvas&)> draw;  // the contents
+    bool isDrawing = false;             // else it is text and tables, which HTML has in its own way
 };
 
 constexpr double kCaptionMm = 5.5;

@@ -27,10 +27,12 @@ std::vector<ReportPage> LayOutPages(const Findings& findings) {
     std::vector<ReportPage> pages;
     AddSummaryPage(findings, pages);
     AddStagePages(findings, pages);
+    const std::size_t firstDrawing = pages.size();
     AddTrendPages(findings, pages);
     AddBeatPages(findings, pages);
     AddStageBeatPages(findings, pages);
     AddStripPages(findings, pages);
+    for (std::size_t i = firstDrawing; i < pages.size(); ++i) pages[i].isDrawing = true;
     AddLongTexts(findings, pages);
     AddTablePages(findings, pages);
     return pages;
