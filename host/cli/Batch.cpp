@@ -169,12 +169,9 @@ std::string TableRow(const std::string& record, const Json& result) {
     std::ostringstream out;
     const Json& exercise = result.at("exercise");
     const Json* worst = nullptr;
-    for (const Json& lead : result.at("leads")) {
-        const Json& change = lead.at("largest_change_uv");
-        if (change.is_null()) continue;  // the lead was off
-        if (!worst || std::abs(change.get<double>()) > std::abs(worst->at("largest_change_uv").get<double>()))
+    for (const Json& lead : result.at("leads"))
+        if (lead.at("name") == exercise.at("st_deviation_lead") && !lead.at("largest_change_uv").is_null())
             worst = &lead;
-    }
     std::string options;
     for (const auto& option : OptionsOf(result))
         options += (options.empty() ? "" : " ") + Word(option).substr(std::string_view("--").size());
@@ -212,7 +209,7 @@ enum class ResultState {
     Whole,        // the row of the task is filled
 };
 
-ResultState ReadResult(Task& task, const GivenOptions& study) {
+ResultState ReadResult(Task& task, const GivenOptions& told) {
     if (!fs::exists(task.json)) return ResultState::None;
     if (!task.report.empty() && !fs::exists(task.report)) return ResultState::None;
     try {
@@ -221,7 +218,7 @@ ResultState ReadResult(Task& task, const GivenOptions& study) {
         if (result.at("schema") != kResultSchema) return ResultState::Foreign;
         if (result.value("interrupted", false)) return ResultState::Interrupted;
         task.row = TableRow(task.record, result);
-        return result.at("program") == kProgram && OptionsOf(result) == StudyOf(task.record, study)
+        return result.at("program") == kProgram && OptionsOf(result) == StudyOf(task.record, told)
                    ? ResultState::Whole
                    : ResultState::Other;
     } catch (const Json::exception&) {  // not JSON, or not with these members
@@ -308,7 +305,7 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
         if (ended == running.end()) continue;
         Task& task = *ended->second.task;
         // What an interrupted process says is not the fault of its record.
-        if (ReadResult(task, options.study) == ResultState::Whole || Interrupt::IsAsked())
+        if (ReadResult(task, options.told) == ResultState::Whole || Interrupt::IsAsked())
             fs::remove(task.notes);
         else
             failed.push_back(Problem(ended->second, status, options.timeoutSeconds));
@@ -377,7 +374,7 @@ std::size_t RunRecords(const BatchOptions& options) {
     std::vector<Task*> open;
     std::size_t others = 0;
     for (Task& task : tasks) {
-        switch (ReadResult(task, options.study)) {
+        switch (ReadResult(task, options.told)) {
             case ResultState::Other:
                 ++others;
                 if (options.keep) break;

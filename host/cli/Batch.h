@@ -25,6 +25,7 @@ struct BatchOptions {
     std::string reports;           // ending of the reports beside the results; empty: none
     bool quiet = false;            // no progress bar
     GivenOptions study;            // of every analysis
+    GivenOptions told;             // the same as results tell them
     bool keep = false;             // results of other options or another version count too
 };
 

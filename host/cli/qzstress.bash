@@ -28,6 +28,7 @@ _qzstress() {
     --predicted) values="fox tanaka gulati" ;;
     --language) values="en de" ;;
     --reports) values="html pdf png" ;;
+    --paper) values="a4 letter" ;;
     --out)
         compopt -o plusdirs
         return
@@ -44,7 +45,7 @@ _qzstress() {
     elif [[ $word == -* ]]; then
         case $command in
         analyze) options="$reading $analysis $exercise --patient --bp --ended --symptoms --csv --every --json --wfdb-ann --export --double \
-            --report --strips --realtime --quiet --force" ;;
+            --report --strips --paper --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off --force" ;;
         info) options="$reading --json" ;;

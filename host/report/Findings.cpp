@@ -25,8 +25,6 @@ std::string Join(const std::vector<std::string>& words, const char* between) {
 
 std::string MissingBecause(const std::string& reason) { return "not computed: " + reason; }
 
-std::string Signed(double value, int decimals) { return (value > 0 ? "+" : "") + Number(value, decimals); }
-
 bool KnowsAPower(const std::vector<Stage>& stages) {
     return std::any_of(stages.begin(), stages.end(), [](const Stage& s) { return s.watts && *s.watts > 0; });
 }
@@ -60,6 +58,7 @@ Findings::Findings(const ReportData& data)
       tr(data.language),
       exercise(data.exercise),
       holes(FindHoles(data.result)),
+      paper(data.paper),
       leads(SummarizeLeads(data.result)),
       reference(MeasureReference(data.result)) {
     const std::vector<std::string>& names = result.source.leads;
@@ -129,6 +128,23 @@ std::string DescribeEctopy(const BeatCounts& counts) {
     return text;
 }
 
+std::string DescribeEctopyByStages(const Findings& findings) {
+    if (findings.exercise.stages.empty()) return "";
+    const std::vector<BeatCounts> counts = CountBeats(findings.result, findings.exercise.stages);
+    std::string text;
+    for (auto stage = counts.begin() + 1; stage != counts.end(); ++stage) {
+        std::string found;
+        if (stage->ventricular > 0) found = findings.tr(std::to_string(stage->ventricular) + " ventricular");
+        if (stage->supraventricular > 0)
+            found += (found.empty() ? "" : ", ") +
+                     findings.tr(std::to_string(stage->supraventricular) + " supraventricular");
+        if (!found.empty()) text += (text.empty() ? "" : "; ") + stage->stretch + ": " + found;
+    }
+    return text.empty() ? findings.tr("none in any stage") : text;
+}
+
+std::string Signed(double value, int decimals) { return (value > 0 ? "+" : "") + Number(value, decimals); }
+
 std::string Counted(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -152,6 +168,12 @@ double RateAt(const StressResult& result, double seconds) {
 }
 
 double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
+
+double BeatHeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms) {
+    const long sample = std::lround(ms * result.source.fs / kMsPerSecond);
+    if (sample < 0 || sample >= std::ssize(beatUv)) return kNothing;
+    return beatUv.begin()[sample] - PrLevelUv(result, beatUv);
+}
 
 std::vector<Fact> ListPatient(const Findings& findings) {
     const Language& tr = findings.tr;
@@ -207,23 +229,21 @@ std::vector<Fact> ListResults(const Findings& findings) {
     const Capacity& capacity = exercise.capacity;
     const StressResult& result = findings.result;
     std::vector<Fact> results;
-    const auto add = [&](const char* label, bool isKnown, const std::string& text) {
-        if (isKnown) results.push_back({label, text});
+    const auto add = [&](const std::string& label, bool isKnown, const std::string& text) {
+        if (isKnown) results.push_back({findings.tr(label), findings.tr(text)});
     };
     const bool hasPeak = exercise.peakBpm > 0, isPredicted = !std::isnan(capacity.predictedBpm);
-    results.push_back(
-        {"Exercise time", exercise.exerciseSeconds
-                              ? LongClock(*exercise.exerciseSeconds) +
-                                    (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
-                              : "not given"});
-    results.push_back({"Peak heart rate, 30 s", hasPeak ? Number(exercise.peakBpm, 0) + " beats/min at " +
-                                                              LongClock(exercise.peakSeconds)
-                                                        : MissingBecause("no heart rate was found")});
-    results.push_back({"Predicted maximum",
-                       isPredicted ? Number(capacity.predictedBpm, 0) + " beats/min (" +
-                                         DescribeFormula(capacity.formula) + "); peak at " +
-                                         Number(100 * exercise.peakBpm / capacity.predictedBpm, 0) + " %"
-                                   : MissingBecause("age not given")});
+    add("Exercise time", true,
+        exercise.exerciseSeconds ? LongClock(*exercise.exerciseSeconds) +
+                                       (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
+                                 : "not given");
+    add("Peak heart rate, 30 s", true,
+        hasPeak ? Number(exercise.peakBpm, 0) + " beats/min at " + LongClock(exercise.peakSeconds)
+                : MissingBecause("no heart rate was found"));
+    add("Predicted maximum", true,
+        isPredicted ? Number(capacity.predictedBpm, 0) + " beats/min (" + DescribeFormula(capacity.formula) +
+                          "); peak at " + Number(100 * exercise.peakBpm / capacity.predictedBpm, 0) + " %"
+                    : MissingBecause("age not given"));
     add("Target, 85 %", isPredicted && hasPeak,
         Number(capacity.targetBpm, 0) + " beats/min, " +
             (std::isnan(capacity.targetSeconds) ? "not reached"
@@ -238,27 +258,27 @@ std::vector<Fact> ListResults(const Findings& findings) {
     add("Chronotropic index", !std::isnan(capacity.chronotropicIndex), Number(capacity.chronotropicIndex, 2));
     if (findings.worstLead) {
         const LeadSummary& lead = findings.leads[*findings.worstLead];
-        results.push_back({"Largest ST change", Signed(lead.changeUv / kUvPerMv, 2) + " mV (" +
-                                                    Signed(lead.changeUv / kUvPerMm, 1) + " mm) in " +
-                                                    exercise.stLead + " at " + LongClock(lead.seconds)});
+        add("Largest ST change", true,
+            Signed(lead.changeUv / kUvPerMv, 2) + " mV (" + Signed(lead.changeUv / kUvPerMm, 1) + " mm) in " +
+                exercise.stLead + " at " + LongClock(lead.seconds));
     } else {
-        results.push_back(
-            {"Largest ST change",
-             MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference")});
+        add("Largest ST change", true,
+            MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference"));
     }
-    results.push_back({"Ectopic beats", findings.result.beatsFound.empty()
-                                            ? MissingBecause("no beats were found")
-                                            : DescribeEctopy(CountBeats(findings.result, {}).front())});
-    results.push_back({"Angina", DescribeAngina(exercise)});
-    results.push_back({"Duke score", DescribeDukeOrNone(findings)});
-    if (exercise.duke) results.push_back({"Duke ST deviation", DescribeDukeST(result, exercise)});
-    results.push_back({"ST/HR index", DescribeSTHRIndex(result, exercise)});
-    results.push_back({"ST/HR slope", DescribeSTHRSlope(result, exercise)});
+    add("Ectopic beats", true,
+        findings.result.beatsFound.empty() ? MissingBecause("no beats were found")
+                                           : DescribeEctopy(CountBeats(findings.result, {}).front()));
+    if (const std::string byStages = DescribeEctopyByStages(findings);
+        !byStages.empty() && !result.beatsFound.empty())
+        results.push_back({findings.tr("Ectopic, by stage"), byStages});
+    add("Angina", true, DescribeAngina(exercise));
+    add("Duke score", true, DescribeDukeOrNone(findings));
+    if (exercise.duke) add("Duke ST deviation", true, DescribeDukeST(result, exercise));
+    add("ST/HR index", true, DescribeSTHRIndex(result, exercise));
+    add("ST/HR slope", true, DescribeSTHRSlope(result, exercise));
     for (std::size_t i = 0; i < kPwcRates.size() && KnowsAPower(exercise.stages); ++i)
-        results.push_back({"PWC" + std::to_string(kPwcRates[i]), exercise.pwcWatts[i]
-                                                                     ? Number(*exercise.pwcWatts[i], 0) + " W"
-                                                                     : DescribeMissingPwc(i)});
-    for (Fact& fact : results) fact = {findings.tr(fact.label), findings.tr(fact.value)};
+        add("PWC" + std::to_string(kPwcRates[i]), true,
+            exercise.pwcWatts[i] ? Number(*exercise.pwcWatts[i], 0) + " W" : DescribeMissingPwc(i));
     const Patient& patient = result.source.patient;
     for (const auto& [label, text] :
          {std::pair("Ended because of", &patient.ended), std::pair("Symptoms", &patient.symptoms)})
@@ -336,34 +356,34 @@ std::vector<std::string> ListMethods(const Findings& findings) {
 static void TranslateHeadings(const Language& tr, ReportTable& table) {
     table.title = tr(table.title);
     for (ReportTable::Column& column : table.columns)
-        column = {tr(column.heading), tr(column.unit), column.width, column.isText};
+        column = {tr(column.heading), tr(column.unit), column.isText};
 }
 
 ReportTable MakeStageTable(const Findings& findings) {
     const StressResult& result = findings.result;
     const ExerciseSummary& exercise = findings.exercise;
     ReportTable table{"Stages and recovery",
-                      {{"Stage", "", 26, true},
-                       {"Start", "min:s", 11},
-                       {"Length", "min:s", 12.5},
-                       {"Speed", "km/h", 11.5},
-                       {"Grade", "%", 11.5},
-                       {"Power", "W", 12},
-                       {"METs", "", 10.5},
-                       {"Rate", "beats/min", 15},
-                       {"of max.", "%", 15},
-                       {"Pressure", "mmHg", 16},
-                       {"Borg", "", 10},
-                       {"Product", "mmHg/min", 16.5}},
+                      {{"Stage", "", true},
+                       {"Start", "min:s"},
+                       {"Length", "min:s"},
+                       {"Speed", "km/h"},
+                       {"Grade", "%"},
+                       {"Power", "W"},
+                       {"METs", ""},
+                       {"Rate", "beats/min"},
+                       {"of max.", "%"},
+                       {"Pressure", "mmHg"},
+                       {"Borg", ""},
+                       {"Product", "mmHg/min"}},
                       {},
                       {}};
     const std::size_t firstLead = table.columns.size();
     for (const std::size_t lead : exercise.stageLeads) {
-        table.columns.push_back({"ST " + result.source.leads[lead], "µV", 13});
-        table.columns.push_back({"Slope", "µV/ms", 11});
+        table.columns.push_back({"ST " + result.source.leads[lead], "µV"});
+        table.columns.push_back({"Slope", "µV/ms"});
     }
-    table.columns.push_back({"Suprav.", "beats", 14});
-    table.columns.push_back({"Ventr.", "beats", 12.5});
+    table.columns.push_back({"Suprav.", "beats"});
+    table.columns.push_back({"Ventr.", "beats"});
     const auto optional = [](const std::optional<double>& value, int decimals) {
         return Number(value.value_or(kNothing), decimals);
     };
@@ -411,17 +431,17 @@ ReportTable MakeCommonTable(const Findings& findings) {
     const StressResult& result = findings.result;
     const std::vector<std::string>& names = result.source.leads;
     ReportTable table{"",
-                      {{"Lead", "", 0.9, true},
+                      {{"Lead", "", true},
                        {"ST level", "µV"},
                        {"Change", "µV"},
                        {"J level", "µV"},
                        {"Slope", "µV/ms"},
-                       {"Slope class", "", 1.4, true},
-                       {"Own largest change", "µV", 1.6},
-                       {"When", "min:s", 0.9},
-                       {"Stage then", "", 1.8, true},
-                       {"J level then", "µV", 1.2},
-                       {"Slope class then", "", 1.5, true}},
+                       {"Slope class", "", true},
+                       {"Own largest change", "µV"},
+                       {"When", "min:s"},
+                       {"Stage then", "", true},
+                       {"J level then", "µV"},
+                       {"Slope class then", "", true}},
                       {},
                       findings.worstLead};
     TranslateHeadings(findings.tr, table);
@@ -444,18 +464,18 @@ ReportTable MakeCommonTable(const Findings& findings) {
 ReportTable MakeLeadTable(const Findings& findings) {
     const StressResult& result = findings.result;
     ReportTable table{"ST per lead",
-                      {{"Lead", "", 0.9, true},
+                      {{"Lead", "", true},
                        {"Reference", "µV"},
-                       {"Largest change", "µV", 1.4},
-                       {"Largest change", "mm", 1.4},
+                       {"Largest change", "µV"},
+                       {"Largest change", "mm"},
                        {"Level then", "µV"},
                        {"Slope then", "µV/ms"},
-                       {"Heart rate then", "beats/min", 1.45},
-                       {"When", "min:s", 0.8},
-                       {"STHRindex", "µV/(beats/min)", 1.25},
-                       {"ST/HR index", "µV/(beats/min)", 1.25},
-                       {"ST/HR slope", "µV/(beats/min)", 1.25},
-                       {"Latest level", "µV", 1.1}},
+                       {"Heart rate then", "beats/min"},
+                       {"When", "min:s"},
+                       {"STHRindex", "µV/(beats/min)"},
+                       {"ST/HR index", "µV/(beats/min)"},
+                       {"ST/HR slope", "µV/(beats/min)"},
+                       {"Latest level", "µV"}},
                       {},
                       findings.worstLead};
     if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";

@@ -22,7 +22,8 @@ struct Findings {
     const Language& tr;        // every text that is drawn goes through it, but for what people have given
     ExerciseSummary exercise;  // its stages named in that language
     std::vector<std::vector<Hole>> holes;  // per lead, likewise
-    std::vector<LeadSummary> leads;        // empty without a folded beat
+    Paper paper;
+    std::vector<LeadSummary> leads;  // empty without a folded beat
     Reference reference;
     std::optional<std::size_t> worstLead;  // the one with the largest ST change of all but aVR
 };
@@ -34,7 +35,6 @@ struct Fact {
 struct ReportTable {
     struct Column {
         std::string heading, unit;
-        double width = 1;     // in parts, of whatever the table has
         bool isText = false;  // set to the left; figures are set to the right
     };
     std::string title;
@@ -62,9 +62,14 @@ std::string DescribeBeats(const StressResult& result);
 /// "12 ventricular (0.6 %), 2 couplets, 1 run (longest 4, fastest 132/min at 3:20); 3
 /// supraventricular".
 std::string DescribeEctopy(const BeatCounts& counts);
+/// "+12", "-3", "0".
+std::string Signed(double value, int decimals);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 
+/// "stage 2: 3 ventricular; recovery: 1 supraventricular", of the stages that have any, in the language of
+/// the report; empty without stages.
+std::string DescribeEctopyByStages(const Findings& findings);
 /// Who was tested, why and by whom. "not given" stands for a name, a number, age and sex that are not known;
 /// other rows are left out.
 std::vector<Fact> ListPatient(const Findings& findings);
@@ -91,5 +96,7 @@ ReportTable MakeLeadTable(const Findings& findings);
 double RateAt(const StressResult& result, double seconds);
 /// Where ST is measured, milliseconds from the start of the averaged beat.
 double STPointMs(const StressResult& result);
+/// Height of an averaged beat above its PR level at a time from its start, uV; NaN outside the beat.
+double BeatHeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms);
 /// "12:05", from an hour on "3:12:05".
 std::string LongClock(double seconds);

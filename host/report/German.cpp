@@ -28,28 +28,31 @@ constexpr Phrase kPhrases[] = {
     {"{} years", "{1} Jahre"},
 
     // Titles of pages and sections
+    {"Averaged beats: reference and largest ST change",
+     "Gemittelte Schläge: Referenz und größte ST-Änderung"},
+    {"Figures of the test", "Werte der Untersuchung"},
+    {"Heart rate, ST and averaged beats of an exercise test",
+     "Herzfrequenz, ST und gemittelte Schläge einer Belastungsuntersuchung"},
+    {"Strip", "Streifen"},
+    {"Strips", "Streifen"},
+    {"What to know before reading", "Vor dem Lesen zu wissen"},
+    {"{} (strips {} of {})", "{1:tr} ({2} von {3})"},
+    {"{} (strips {} to {} of {})", "{1:tr} ({2} bis {3} von {4})"},
     {"Averaged beats by stages", "Gemittelte Schläge nach Belastungsstufen"},
-    {"Averaged beats: in the reference, at the largest ST change, latest",
-     "Gemittelte Schläge: Referenz, größte ST-Änderung, letzter"},
     {"Conclusion", "Beurteilung"},
     {"Contents", "Inhalt"},
     {"Exercise ECG report", "Belastungs-EKG"},
     {"For research and evaluation. Not a medical device.",
      "Für Forschung und Erprobung. Kein Medizinprodukt."},
-    {"Heart rate", "Herzfrequenz"},
     {"How the figures were made", "Wie die Werte entstanden sind"},
     {"Notes", "Anmerkungen"},
     {"Page {} of {}", "Seite {1} von {2}"},
     {"Patient", "Patient"},
     {"Record", "Aufnahme"},
     {"Results", "Ergebnisse"},
-    {"ST level", "ST-Niveau"},
     {"ST of all leads at {} and at its largest in each",
      "ST aller Ableitungen bei {1} und bei der größten Änderung jeder einzelnen"},
     {"ST per lead", "ST je Ableitung"},
-    {"Signal at {}, as recorded and as conditioned", "Signal bei {1}, wie aufgezeichnet und wie aufbereitet"},
-    {"Signal at {} to {}, as recorded and as conditioned",
-     "Signal bei {1} bis {2}, wie aufgezeichnet und wie aufbereitet"},
     {"Stages and recovery", "Belastungsstufen und Erholung"},
     {"Texts of page 1 in full", "Texte der Seite 1, vollständig"},
     {"Trends", "Verläufe"},
@@ -60,52 +63,110 @@ constexpr Phrase kPhrases[] = {
     {"{} (rows {} to {} of {})", "{1:tr} (Zeilen {2} bis {3} von {4})"},
 
     // Captions and marks of drawings
+    {"Conditioned signal ({}), calibration pulses of 1 mV. Letters above the beats: N normal, S "
+     "supraventricular, V ventricular, Q unclassified.",
+     "Aufbereitetes Signal ({1:list}), Eichzacken von 1 mV. Buchstaben über den Schlägen: N normal, S "
+     "supraventrikulär, V ventrikulär, Q nicht klassifiziert."},
+    {"Heart rate, beats/min, over time in {}", "Herzfrequenz, /min, über der Zeit in {1}"},
+    {"Of each lead above: ST level (strong) and J level (thin) in mV, in mm of ECG paper on the right, its "
+     "largest change with a ring; below: ST slope in mV/s. Time in {}; stages of work are shaded; hatched: "
+     "no "
+     "ST, and why.",
+     "Je Ableitung oben: ST-Niveau (kräftig) und J-Niveau (dünn) in mV, rechts in mm EKG-Papier, größte "
+     "Änderung mit Ring; unten: ST-Steigung in mV/s. Zeit in {1}; Belastungsstufen grau; schraffiert: kein "
+     "ST, und warum."},
+    {"ST at its end:", "ST am Ende:"},
+    {"Squares of 40 ms, and of so many mV as stands with each lead: enlarged, not to the scale of a printed "
+     "electrocardiogram. Dashed with rings: mean of the reference; full with dots: at the largest ST change "
+     "of "
+     "the lead. Rings and dots: J and ST point. All beats stand on their PR level.",
+     "Kästchen von 40 ms und so vielen mV, wie bei der Ableitung steht: vergrößert, nicht im Maßstab eines "
+     "gedruckten EKG. Gestrichelt mit Ringen: Mittel der Referenz; ausgezogen mit Punkten: bei der größten "
+     "ST-Änderung der Ableitung. Ringe und Punkte: J und ST-Punkt. Alle Schläge stehen auf ihrem PR-Niveau."},
+    {"end of {}", "Ende {1}"},
+    {"1 square is {} ms, {} mV", "1 Kästchen ist {1} ms, {2} mV"},
+    {"squares of {} mV", "Kästchen von {1} mV"},
+    {"{} mm/s, {} mm/mV", "{1} mm/s, {2} mm/mV"},
+    {"{}; each beat stands on its PR level. Below: ST level and slope. Ring: J as in the first averaged "
+     "beat; "
+     "dot: ST point.",
+     "{1:tr}; jeder Schlag steht auf seinem PR-Niveau. Darunter: ST-Niveau und Steigung. Ring: J wie im "
+     "ersten gemittelten Schlag; Punkt: ST-Punkt."},
+    {"{} µV (change {})", "{1} µV (Änderung {2})"},
+    {"{} µV at {}", "{1} µV bei {2}"},
     {"30 s peak {} at {}", "Maximum über 30 s: {1} bei {2}"},
     {"Blood pressure, mmHg", "Blutdruck, mmHg"},
     {"Date", "Datum"},
-    {"Heart rate, beats/min", "Herzfrequenz, /min"},
-    {"Left: {}, squares of 1 mm. Right: ST segment enlarged, squares of 40 ms and 0.1 mV. All stand on their "
-     "PR level. Red: at the largest ST change. Dots: Q, R upstroke, J, ST point of the latest.",
-     "Links: {1}, Kästchen von 1 mm. Rechts: ST-Strecke vergrößert, Kästchen von 40 ms und 0.1 mV. Alle "
-     "stehen auf ihrem PR-Niveau. Rot: bei der größten ST-Änderung. Punkte: Q, R-Anstieg, J, ST-Messpunkt "
-     "des letzten."},
-    {"Left: {} (half the usual gain, to fit), squares of 1 mm. Right: ST segment enlarged, squares of 40 ms "
-     "and 0.1 mV. All stand on their PR level. Red: at the largest ST change. Dots: Q, R upstroke, J, ST "
-     "point of the latest.",
-     "Links: {1} (halbe übliche Verstärkung, damit es passt), Kästchen von 1 mm. Rechts: ST-Strecke "
-     "vergrößert, Kästchen von 40 ms und 0.1 mV. Alle stehen auf ihrem PR-Niveau. Rot: bei der größten "
-     "ST-Änderung. Punkte: Q, R-Anstieg, J, ST-Messpunkt des letzten."},
     {"METs", "METs"},
     {"Name and signature", "Name und Unterschrift"},
-    {"ST level, mV (0.1 mV is 1 mm)", "ST-Niveau, mV (0.1 mV ist 1 mm)"},
-    {"ST slope, mV/s", "ST-Steigung, mV/s"},
-    {"ST {} µV,  slope {} µV/ms", "ST {1} µV,  Steigung {2} µV/ms"},
-    {"Time in {}; stages of work are shaded. Hatched: no ST, for the reason that stands there or among the "
-     "warnings.",
-     "Zeit in {1}; Belastungsstufen sind grau hinterlegt. Schraffiert: kein ST, aus dem Grund, der dort oder "
-     "bei den Warnungen steht."},
     {"after {} min", "nach {1} min"},
-    {"and {} more, on the last page", "und {1} weitere, auf der letzten Seite"},
-    {"as conditioned", "wie aufbereitet"},
-    {"as recorded", "wie aufgezeichnet"},
-    {"beats/min, time in {}", "/min, Zeit in {1}"},
-    {"largest change {} µV at {}", "größte Änderung {1} µV bei {2}"},
-    {"largest of all: {} µV at {}", "größte von allen: {1} µV bei {2}"},
-    {"latest", "letzter"},
-    {"leads {} to {}", "Ableitungen {1} bis {2}"},
-    {"mV over {}; 0.1 mV is 1 mm of ECG paper. All leads on one scale; stages of work are shaded; hatched: "
-     "no "
-     "ST; rings: largest change from the reference.",
-     "mV über {1}; 0.1 mV ist 1 mm EKG-Papier. Alle Ableitungen im selben Maßstab; Belastungsstufen sind "
-     "grau hinterlegt; schraffiert: kein ST; Ringe: größte Änderung gegen die Referenz."},
-    {"no change: no ST in the reference", "keine Änderung: kein ST in der Referenz"},
     {"no heart rate was found", "keine Herzfrequenz gefunden"},
     {"no ST was measured", "kein ST gemessen"},
     {"reference", "Referenz"},
-    {"{}, squares of 1 mm; each beat stands on its PR level. Below: ST level in µV, slope in µV/ms. Dots: J "
-     "as in the first averaged beat (blue), ST point (red).",
-     "{1}, Kästchen von 1 mm; jeder Schlag steht auf seinem PR-Niveau. Darunter: ST-Niveau in µV, Steigung "
-     "in µV/ms. Punkte: J wie im ersten gemittelten Schlag (blau), ST-Messpunkt (rot)."},
+
+    // Strips
+    {"end of a stage", "Ende einer Stufe"},
+    {"largest ST change in {}", "größte ST-Änderung in {1}"},
+    {"peak heart rate", "maximale Herzfrequenz"},
+    {"start of the recording", "Beginn der Aufzeichnung"},
+    {"ventricular couplet", "ventrikuläres Couplet"},
+    {"ventricular run of {} beats", "ventrikuläre Salve von {1} Schlägen"},
+
+    // What to know before reading
+    {"And {} more: see the notes.", "Und {1} weitere: siehe Anmerkungen."},
+    {"Leads were off for so many min:s, and have no ST then: {}.",
+     "Elektroden waren so viele min:s ab, und dann gibt es kein ST: {1}."},
+    {"No ST in the reference of {}: changes of it are not known.",
+     "Kein ST in der Referenz von {1}: Änderungen davon sind nicht bekannt."},
+    {"No ST was measured: no beats were alike enough to be averaged.",
+     "Kein ST gemessen: keine Schläge waren einander ähnlich genug, um gemittelt zu werden."},
+    {"No ST while beats were unlike the averaged one: {} min:s.",
+     "Kein ST, während Schläge anders als der gemittelte waren: {1} min:s."},
+    {"No ST while most beats were ventricular: {} min:s.",
+     "Kein ST, während die meisten Schläge ventrikulär waren: {1} min:s."},
+    {"No ST while the ST point lay on the T wave: {} min:s.",
+     "Kein ST, während der ST-Punkt auf der T-Welle lag: {1} min:s."},
+    {"No ST while the averaged beat was another or renewed: {} min:s.",
+     "Kein ST, während der gemittelte Schlag ein anderer war oder erneuert wurde: {1} min:s."},
+    {"No ST while the baseline jumped: {} min:s.", "Kein ST, während die Grundlinie sprang: {1} min:s."},
+    {"No beats were found: there is neither heart rate nor ST.",
+     "Keine Schläge gefunden: es gibt weder Herzfrequenz noch ST."},
+    {"No lead has ST in the reference: changes of ST are not known.",
+     "Keine Ableitung hat ST in der Referenz: Änderungen von ST sind nicht bekannt."},
+    {"Only {} of {} beats were alike enough to be averaged: ST is that of these alone.",
+     "Nur {1} von {2} Schlägen waren einander ähnlich genug, um gemittelt zu werden: ST ist allein das von "
+     "diesen."},
+    {"Only {} lead was recorded: changes of ST that other leads would show are not seen, and noise is not "
+     "told from beats.",
+     "Nur {1} Ableitung wurde aufgezeichnet: ST-Änderungen, die andere Ableitungen zeigen würden, sind nicht "
+     "zu sehen, und Rauschen ist nicht von Schlägen zu unterscheiden."},
+    {"Only {} leads were recorded: changes of ST that other leads would show are not seen.",
+     "Nur {1} Ableitungen wurden aufgezeichnet: ST-Änderungen, die andere Ableitungen zeigen würden, sind "
+     "nicht zu sehen."},
+    {"The analysis was ended at {} min:s: what the recording holds behind that is not in this report.",
+     "Die Auswertung wurde bei {1} min:s beendet: was die Aufzeichnung danach enthält, fehlt in diesem "
+     "Bericht."},
+    {"The first averaged beat is uncertain, learned from {}: ST may be off.",
+     "Der erste gemittelte Schlag ist unsicher, gelernt aus {1:tr}: ST kann falsch sein."},
+    {"The reference of all ST changes, {} to {} min:s, lies in the exercise: changes from rest may be larger "
+     "than told.",
+     "Die Referenz aller ST-Änderungen, {1} bis {2} min:s, liegt in der Belastung: Änderungen gegen die Ruhe "
+     "können größer sein als angegeben."},
+    {"The reference of all ST changes, {} to {} min:s, may lie in exercise, at {} beats/min: changes from "
+     "rest "
+     "may be larger than told.",
+     "Die Referenz aller ST-Änderungen, {1} bis {2} min:s, liegt vielleicht unter Belastung, bei {3}/min: "
+     "Änderungen gegen die Ruhe können größer sein als angegeben."},
+    {"The reference of all ST changes, {} to {} min:s, may lie in exercise, at {} beats/min and later {}: "
+     "changes from rest may be larger than told.",
+     "Die Referenz aller ST-Änderungen, {1} bis {2} min:s, liegt vielleicht unter Belastung, bei {3}/min und "
+     "später {4}: Änderungen gegen die Ruhe können größer sein als angegeben."},
+    {"The signal holds mains of {} Hz, but {} Hz were taken out: traces and ST carry them.",
+     "Das Signal enthält Netz von {1} Hz, aber {2} Hz wurden entfernt: Kurven und ST sind davon betroffen."},
+    {"The signal holds mains of {} Hz, which were left in: traces and ST carry them.",
+     "Das Signal enthält Netz von {1} Hz, das darin blieb: Kurven und ST sind davon betroffen."},
+    {"The signal was poor for a part of the time: {}.",
+     "Das Signal war für einen Teil der Zeit schlecht: {1}."},
 
     // The patient and the recording
     {"Age, sex", "Person"},
@@ -215,6 +276,10 @@ constexpr Phrase kPhrases[] = {
     {"{} ventricular{}; {} supraventricular", "{1} ventrikulär{2:list}; {3} supraventrikulär"},
     {"{} ventricular{}; {} supraventricular; {} unclassified",
      "{1} ventrikulär{2:list}; {3} supraventrikulär; {4} nicht klassifiziert"},
+    {"Ectopic, by stage", "Extrasyst. je Stufe"},
+    {"none in any stage", "in keiner Stufe"},
+    {"{} supraventricular", "{1} supraventrikulär"},
+    {"{} ventricular", "{1} ventrikulär"},
     {"{} couplet", "{1} Couplet"},
     {"{} couplets", "{1} Couplets"},
     {"{} run (longest {} beats", "{1} Salve (längste {2} Schläge"},

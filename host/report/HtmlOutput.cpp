@@ -1,3 +1,4 @@
+#include "host/report/Cautions.h"
 #include "host/report/Outputs.h"
 #include "host/report/SvgCanvas.h"
 #include "host/support/Text.h"
@@ -6,9 +7,10 @@ namespace {
 
 // A millimetre of a drawing has at least so many pixels, so that its texts can be read; on a narrow screen
 // drawings and tables are moved sideways. In print a millimetre is one.
-constexpr double kLeastPixelsPerMm = 3.4;
+constexpr double kLeastPixelsPerMm = 3.4, kMostPixelsPerMm = 5;
 constexpr double kEdgeMm = 1.5;
 
+constexpr const char* kDisclaimer = "For research and evaluation. Not a medical device.";
 constexpr const char* kStyle = R"(
 :root { color-scheme: light; }
 * { box-sizing: border-box; }
@@ -47,7 +49,8 @@ text { white-space: pre; }
   body { background: #fff; font-size: 10.5px; -webkit-print-color-adjust: exact; print-color-adjust: exact; }
   main { max-width: none; padding: 0; } header, section { padding: 0; margin: 0 0 5mm; }
   nav { display: none; } .scroll { overflow: visible; } .print { display: block; }
-  section.drawing { break-before: page; margin: 0; } section.drawing + section:not(.drawing) { break-before: page; }
+  section.wide { page: wide; } figure svg { width: var(--width); height: var(--height); min-width: 0 !important; max-width: none !important; }
+  section.wide { break-inside: avoid; } section.drawing { break-before: page; margin: 0; } section.drawing + section:not(.drawing) { break-before: page; }
   figure, tr, li, dl div { break-inside: avoid; } h2 { break-after: avoid; margin: 0 0 2mm; }
   .warning { padding-left: 2mm; } tbody th { position: static; }
   .sign { display: flex; gap: 8mm; margin-top: 22mm; } .sign p { flex: 1; border-top: .3mm solid #5e666f; margin: 0; padding-top: 1mm; }
@@ -104,25 +107,44 @@ std::string Table(const ReportTable& table) {
 }
 
 // The contents of a page, with room for what a text of their last line has below it.
-std::string Drawing(const ReportPage& page) {
+Section Drawing(const ReportPage& page) {
     SvgCanvas canvas;
-    page.draw(canvas);
-    const Box shown{kContents.x, kContents.y - kEdgeMm, kContents.width, kContents.height + 2 * kEdgeMm};
-    return Scrolled(page.title, "<figure><svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"" +
-                                    SvgCanvas::ViewBox(shown) +
-                                    "\" style=\"min-width:" + Number(shown.width * kLeastPixelsPerMm, 0) +
-                                    "px\" role=\"img\" aria-label=\"" + EscapeXml(page.title) + "\">\n" +
-                                    canvas.Elements() + "</svg></figure>");
+    const Box contents = page.size.Contents();
+    page.draw(canvas, contents);
+    const Box shown{contents.x, contents.y - kEdgeMm, contents.width, contents.height + 2 * kEdgeMm};
+    const std::string svg = "<figure><svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"" +
+                            SvgCanvas::ViewBox(shown) +
+                            "\" style=\"min-width:" + Number(shown.width * kLeastPixelsPerMm, 0) +
+                            "px;max-width:" + Number(shown.width * kMostPixelsPerMm, 0) +
+                            "px;--width:" + Millimetres(shown.width) +
+                            ";--height:" + Millimetres(shown.height) + "\" role=\"img\" aria-label=\"" +
+                            EscapeXml(page.title) + "\">\n" + canvas.Elements() + "</svg></figure>";
+    return {page.title, Scrolled(page.title, svg),
+            page.size.widthMm > page.size.heightMm ? "drawing wide" : "drawing"};
+}
+
+// Printed pages: text in portrait, tables and wide drawings in landscape, with foot and number.
+std::string PageRules(const Findings& findings) {
+    const Language& tr = findings.tr;
+    const auto size = [](const PageSize& page) {
+        return "size: " + Millimetres(page.widthMm) + " " + Millimetres(page.heightMm) + ";";
+    };
+    return "@page { " + size(Portrait(findings.paper)) + " margin: 9mm 12mm 12mm; font: 8pt sans-serif; " +
+           "@bottom-left { content: \"" + tr(kDisclaimer) + "\"; } @bottom-right { content: \"" +
+           tr("Page \" counter(page) \" of \" counter(pages) \"") + "\"; } }\n@page wide { " +
+           size(Landscape(findings.paper)) + " }\n";
 }
 
 std::vector<Section> ListSections(const std::vector<ReportPage>& pages, const Findings& findings) {
     const Language& tr = findings.tr;
     std::vector<Section> sections;
     const auto addTable = [&](const ReportTable& table) {
-        if (!table.rows.empty()) sections.push_back({table.title, Table(table)});
+        if (!table.rows.empty()) sections.push_back({table.title, Table(table), "wide"});
     };
-    if (const std::vector<std::string> warnings = ListWarnings(findings); !warnings.empty())
-        sections.push_back({tr("Warnings"), List(warnings), "warning"});
+    const auto addList = [&](const char* title, const std::vector<std::string>& items, const char* kind) {
+        if (!items.empty()) sections.push_back({tr(title), List(items), kind});
+    };
+    addList("What to know before reading", ListCautions(findings), "warning");
     sections.push_back({tr("Patient"), Facts(ListPatient(findings))});
     sections.push_back({tr("Record"), Facts(ListFacts(findings))});
     sections.push_back({tr("Results"), Facts(ListResults(findings))});
@@ -130,8 +152,9 @@ std::vector<Section> ListSections(const std::vector<ReportPage>& pages, const Fi
     addTable(MakeLeadTable(findings));
     addTable(MakeCommonTable(findings));
     for (const ReportPage& page : pages)
-        if (page.isDrawing) sections.push_back({page.title, Drawing(page), "drawing"});
-    sections.push_back({tr("How the figures were made"), List(ListMethods(findings))});
+        if (page.isDrawing) sections.push_back(Drawing(page));
+    addList("Warnings", ListWarnings(findings), "");
+    addList("How the figures were made", ListMethods(findings), "");
     return sections;
 }
 
@@ -141,18 +164,12 @@ void WriteHtml(std::ostream& out, const std::vector<ReportPage>& pages, const Fi
     const SourceInfo& source = findings.result.source;
     const Language& tr = findings.tr;
     const std::string heading = EscapeXml(tr("Exercise ECG report"));
-    const std::string name = EscapeXml(source.name),
-                      foot = EscapeXml(tr("For research and evaluation. Not a medical device."));
+    const std::string name = EscapeXml(source.name), foot = EscapeXml(tr(kDisclaimer));
     const std::vector<Section> sections = ListSections(pages, findings);
     out << "<!DOCTYPE html>\n<html lang=\"" << tr.Code() << "\">\n<head>\n<meta charset=\"utf-8\">\n"
         << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" << heading
-        << ": " << name << "</title>\n<style>" << kStyle << "@page { size: " << Millimetres(kPageWidthMm)
-        << " " << Millimetres(kPageHeightMm) << "; margin: 9mm 12mm 12mm; "
-        << "@bottom-left { content: \"" << foot << "\"; font: 8pt sans-serif; } @bottom-right { content: \""
-        << tr("Page \" counter(page) \" of \" counter(pages) \"") << "\"; font: 8pt sans-serif; } }\n"
-        << "@media print { figure svg { width: " << Millimetres(kContents.width)
-        << "; height: " << Millimetres(kContents.height + 2 * kEdgeMm)
-        << "; } }\n</style>\n</head>\n<body>\n<main>\n<header>\n<h1>" << heading << "</h1>\n<p>" << name
+        << ": " << name << "</title>\n<style>" << kStyle << PageRules(findings)
+        << "</style>\n</head>\n<body>\n<main>\n<header>\n<h1>" << heading << "</h1>\n<p>" << name
         << (source.started.empty() ? "" : ", " + EscapeXml(source.started))
         << "</p>\n</header>\n<nav aria-label=\"" << EscapeXml(tr("Contents")) << "\">\n<h2>"
         << EscapeXml(tr("Contents")) << "</h2>\n<ol>\n";
