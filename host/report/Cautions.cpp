@@ -90,7 +90,7 @@ void AddHoles(const StressResult& result, std::vector<std::string>& cautions) {
         Cause{kHoleDisturbed, "No ST while the baseline jumped: "},
         Cause{kHoleVentricular, "No ST while most beats were ventricular: "},
         Cause{kHoleUnlike, "No ST while beats were unlike the averaged one: "},
-        Cause{kHoleRenewed, "No ST while the averaged beat was another or renewed: "}};
+        Cause{kHoleRenewed, "No ST while beats had another shape, or the average was renewed: "}};
     const std::vector<std::vector<Hole>> holes = FindHoles(result);
     for (const Cause& cause : kCauses) {
         std::vector<double> seconds;
