@@ -160,7 +160,7 @@ TraceRange FindBeatRange(const StressResult& result, std::size_t lead) {
 }
 
 SquareScale ChooseSquares(const TraceRange& range) {
-    constexpr std::array kSteps{100.0, 200.0, 500.0, 1000.0, 2000.0};
+    constexpr std::array kSteps{100.0, 200.0, 300.0, 500.0, 1000.0, 2000.0};
     for (const double uV : kSteps) {
         const double above = std::ceil(range.highestUv / uV), below = std::ceil(-range.lowestUv / uV);
         const double free = kBeatSquares - above - below;
@@ -172,8 +172,9 @@ SquareScale ChooseSquares(const TraceRange& range) {
 void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
     if (findings.result.referenceBeatUv.empty()) return;
     const std::size_t leads = findings.result.source.leads.size();
-    for (std::size_t first = 0; first < leads; first += kLeadsPerGrid) {
-        const std::size_t count = std::min(kLeadsPerGrid, leads - first);
+    const std::size_t perPage = SpreadEvenly(leads, kLeadsPerGrid);
+    for (std::size_t first = 0; first < leads; first += perPage) {
+        const std::size_t count = std::min(perPage, leads - first);
         pages.push_back({findings.tr("Averaged beats: reference and largest ST change" +
                                      NameSpan("leads", first, count, leads)),
                          Landscape(findings.paper),

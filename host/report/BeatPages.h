@@ -20,5 +20,5 @@ struct SquareScale {
     double uVPerSquare = 100;
     int squaresAbove = kBeatSquares / 2;  // the PR level
 };
-/// 0.1, 0.2, 0.5 mV or so on per square, the least that has room for the range.
+/// 0.1, 0.2, 0.3, 0.5, 1 or 2 mV per square, the least that has room for the range.
 SquareScale ChooseSquares(const TraceRange& range);

@@ -14,7 +14,7 @@ namespace {
 // With fewer leads an ischemia is easily missed: eight make up the twelve of a standard electrocardiogram.
 constexpr std::size_t kFewestLeads = 8;
 
-// "V2, V3 (2:10), V5 (0:40)", the longest first; empty where no lead has any.
+// "V2, V3 (2:10 min:s), V5 (0:40 min:s)", the longest first; empty where no lead has any.
 std::string NameLeads(const StressResult& result, const std::vector<double>& seconds) {
     std::map<long, std::string, std::greater<>> leadsBySeconds;
     for (std::size_t lead = 0; lead < seconds.size(); ++lead) {
@@ -24,7 +24,8 @@ std::string NameLeads(const StressResult& result, const std::vector<double>& sec
     }
     std::string text;
     for (const auto& [duration, leads] : leadsBySeconds)
-        text += (text.empty() ? "" : ", ") + leads + " (" + LongClock(static_cast<double>(duration)) + ")";
+        text +=
+            (text.empty() ? "" : ", ") + leads + " (" + LongClock(static_cast<double>(duration)) + " min:s)";
     return text;
 }
 
@@ -77,7 +78,7 @@ void AddLeads(const StressResult& result, std::vector<std::string>& cautions) {
     std::vector<double> seconds;
     for (const std::vector<Span>& spans : result.off) seconds.push_back(TotalSeconds(spans));
     if (const std::string leads = NameLeads(result, seconds); !leads.empty())
-        cautions.push_back("Leads were off for so many min:s, and have no ST then: " + leads + ".");
+        cautions.push_back("Leads were off, and have no ST then: " + leads + ".");
 }
 
 void AddHoles(const StressResult& result, std::vector<std::string>& cautions) {
@@ -90,7 +91,7 @@ void AddHoles(const StressResult& result, std::vector<std::string>& cautions) {
         Cause{kHoleDisturbed, "No ST while the baseline jumped: "},
         Cause{kHoleVentricular, "No ST while most beats were ventricular: "},
         Cause{kHoleUnlike, "No ST while beats were unlike the averaged one: "},
-        Cause{kHoleRenewed, "No ST while the averaged beat was another or renewed: "}};
+        Cause{kHoleRenewed, "No ST while beats had another shape, or the average was renewed: "}};
     const std::vector<std::vector<Hole>> holes = FindHoles(result);
     for (const Cause& cause : kCauses) {
         std::vector<double> seconds;
@@ -100,7 +101,7 @@ void AddHoles(const StressResult& result, std::vector<std::string>& cautions) {
                     return all + (hole.why == cause.why ? hole.span.toSeconds - hole.span.fromSeconds : 0);
                 }));
         if (const std::string leads = NameLeads(result, seconds); !leads.empty())
-            cautions.push_back(cause.words + leads + " min:s.");
+            cautions.push_back(cause.words + leads + ".");
     }
 }
 

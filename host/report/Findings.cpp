@@ -458,6 +458,11 @@ ReportTable MakeCommonTable(const Findings& findings) {
                               stage ? NameStage(findings.exercise.stages[*stage], *stage) : "-",
                               Number(own[lead].jUv, 0), findings.tr(NameShape(own[lead].shape))});
     }
+    if (findings.exercise.stages.empty()) {
+        constexpr std::ptrdiff_t kStageThen = 8;
+        table.columns.erase(table.columns.begin() + kStageThen);
+        for (std::vector<std::string>& row : table.rows) row.erase(row.begin() + kStageThen);
+    }
     return table;
 }
 

@@ -33,11 +33,10 @@ constexpr Phrase kPhrases[] = {
     {"Figures of the test", "Werte der Untersuchung"},
     {"Heart rate, ST and averaged beats of an exercise test",
      "Herzfrequenz, ST und gemittelte Schläge einer Belastungsuntersuchung"},
-    {"Strip", "Streifen"},
     {"Strips", "Streifen"},
     {"What to know before reading", "Vor dem Lesen zu wissen"},
-    {"{} (strips {} of {})", "{1:tr} ({2} von {3})"},
-    {"{} (strips {} to {} of {})", "{1:tr} ({2} bis {3} von {4})"},
+    {"{} (strip {} of {})", "{1:tr} ({2} von {3})"},
+    {"{} (strip {} to {} of {})", "{1:tr} ({2} bis {3} von {4})"},
     {"Averaged beats by stages", "Gemittelte Schläge nach Belastungsstufen"},
     {"Conclusion", "Beurteilung"},
     {"Contents", "Inhalt"},
@@ -63,10 +62,9 @@ constexpr Phrase kPhrases[] = {
     {"{} (rows {} to {} of {})", "{1:tr} (Zeilen {2} bis {3} von {4})"},
 
     // Captions and marks of drawings
-    {"Conditioned signal ({}), calibration pulses of 1 mV. Letters above the beats: N normal, S "
-     "supraventricular, V ventricular, Q unclassified.",
-     "Aufbereitetes Signal ({1:list}), Eichzacken von 1 mV. Buchstaben über den Schlägen: N normal, S "
-     "supraventrikulär, V ventrikulär, Q nicht klassifiziert."},
+    {"Filters: {}; pulses of 1 mV. Beats: N normal, S supraventricular, V ventricular, Q unclassified.",
+     "Filter: {1:list}; Eichzacken von 1 mV. Schläge: N normal, S supraventrikulär, V ventrikulär, Q nicht "
+     "klassifiziert."},
     {"Heart rate, beats/min, over time in {}", "Herzfrequenz, /min, über der Zeit in {1}"},
     {"Of each lead above: ST level (strong) and J level (thin) in mV, in mm of ECG paper on the right, its "
      "largest change with a ring; below: ST slope in mV/s. Time in {}; stages of work are shaded; hatched: "
@@ -101,11 +99,11 @@ constexpr Phrase kPhrases[] = {
     {"Name and signature", "Name und Unterschrift"},
     {"after {} min", "nach {1} min"},
     {"no heart rate was found", "keine Herzfrequenz gefunden"},
+    {"no ST in the reference", "kein ST in der Referenz"},
     {"no ST was measured", "kein ST gemessen"},
     {"reference", "Referenz"},
 
     // Strips
-    {"end of a stage", "Ende einer Stufe"},
     {"largest ST change in {}", "größte ST-Änderung in {1}"},
     {"peak heart rate", "maximale Herzfrequenz"},
     {"start of the recording", "Beginn der Aufzeichnung"},
@@ -114,21 +112,20 @@ constexpr Phrase kPhrases[] = {
 
     // What to know before reading
     {"And {} more: see the notes.", "Und {1} weitere: siehe Anmerkungen."},
-    {"Leads were off for so many min:s, and have no ST then: {}.",
-     "Elektroden waren so viele min:s ab, und dann gibt es kein ST: {1}."},
+    {"Leads were off, and have no ST then: {}.", "Elektroden waren ab, und dann gibt es kein ST: {1}."},
     {"No ST in the reference of {}: changes of it are not known.",
      "Kein ST in der Referenz von {1}: Änderungen davon sind nicht bekannt."},
     {"No ST was measured: no beats were alike enough to be averaged.",
      "Kein ST gemessen: keine Schläge waren einander ähnlich genug, um gemittelt zu werden."},
-    {"No ST while beats were unlike the averaged one: {} min:s.",
-     "Kein ST, während Schläge anders als der gemittelte waren: {1} min:s."},
-    {"No ST while most beats were ventricular: {} min:s.",
-     "Kein ST, während die meisten Schläge ventrikulär waren: {1} min:s."},
-    {"No ST while the ST point lay on the T wave: {} min:s.",
-     "Kein ST, während der ST-Punkt auf der T-Welle lag: {1} min:s."},
-    {"No ST while the averaged beat was another or renewed: {} min:s.",
-     "Kein ST, während der gemittelte Schlag ein anderer war oder erneuert wurde: {1} min:s."},
-    {"No ST while the baseline jumped: {} min:s.", "Kein ST, während die Grundlinie sprang: {1} min:s."},
+    {"No ST while beats were unlike the averaged one: {}.",
+     "Kein ST, während Schläge anders als der gemittelte waren: {1}."},
+    {"No ST while most beats were ventricular: {}.",
+     "Kein ST, während die meisten Schläge ventrikulär waren: {1}."},
+    {"No ST while the ST point lay on the T wave: {}.",
+     "Kein ST, während der ST-Punkt auf der T-Welle lag: {1}."},
+    {"No ST while beats had another shape, or the average was renewed: {}.",
+     "Kein ST, während Schläge eine andere Form hatten oder die Mittelung erneuert wurde: {1}."},
+    {"No ST while the baseline jumped: {}.", "Kein ST, während die Grundlinie sprang: {1}."},
     {"No beats were found: there is neither heart rate nor ST.",
      "Keine Schläge gefunden: es gibt weder Herzfrequenz noch ST."},
     {"No lead has ST in the reference: changes of ST are not known.",

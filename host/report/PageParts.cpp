@@ -11,6 +11,11 @@ constexpr double kSideMm = 12, kTopMm = 22, kBottomMm = 12;  // around the conte
 constexpr double kCellPadMm = 1.2;
 constexpr TextStyle kHeadStyle{8, true, kInk};
 
+// A text stands away from the figures that end on its left.
+double IndentMm(const ReportTable& table, std::size_t column) {
+    return column > 0 && table.columns[column].isText ? 3 : 0;
+}
+
 // The widest text of each column with its margins.
 std::vector<double> MeasureColumns(Canvas& canvas, const ReportTable& table, std::size_t first,
                                    std::size_t rows) {
@@ -21,7 +26,7 @@ std::vector<double> MeasureColumns(Canvas& canvas, const ReportTable& table, std
         for (std::size_t row = first; row < first + rows; ++row)
             width = std::max(width, canvas.MeasureText(table.rows[row][column],
                                                        table.emphasised == row ? kHeadStyle : kTextStyle));
-        widths.push_back(width + 2 * kCellPadMm);
+        widths.push_back(width + 2 * kCellPadMm + IndentMm(table, column));
     }
     return widths;
 }
@@ -85,6 +90,11 @@ void DrawCaption(Canvas& canvas, const Box& contents, const std::string& text) {
     canvas.DrawParagraph({contents.x, contents.Bottom() - 2 * kLineMm}, contents.width, 2, text, kMutedStyle);
 }
 
+std::size_t SpreadEvenly(std::size_t all, std::size_t most) {
+    const std::size_t pages = std::max<std::size_t>(1, (all + most - 1) / most);
+    return std::max<std::size_t>(1, (all + pages - 1) / pages);
+}
+
 std::string NameSpan(const char* what, std::size_t first, std::size_t count, std::size_t all) {
     if (count >= all) return "";
     return std::string(" (") + what + " " + std::to_string(first + 1) +
@@ -97,8 +107,9 @@ void DrawTable(Canvas& canvas, const Box& box, const ReportTable& table, std::si
     const auto drawCell = [&](std::size_t column, double baseline, const std::string& text, TextStyle style) {
         const bool isText = table.columns[column].isText;
         style.align = isText ? Align::Left : Align::Right;
-        const double x = isText ? edges[column] + kCellPadMm : edges[column + 1] - kCellPadMm;
-        canvas.DrawText({x, baseline}, text, style, edges[column + 1] - edges[column] - 2 * kCellPadMm);
+        const double left = edges[column] + kCellPadMm + IndentMm(table, column),
+                     right = edges[column + 1] - kCellPadMm;
+        canvas.DrawText({isText ? left : right, baseline}, text, style, right - left);
     };
     for (std::size_t column = 0; column < table.columns.size(); ++column) {
         drawCell(column, box.y + 3.6, table.columns[column].heading, kHeadStyle);
@@ -114,6 +125,11 @@ void DrawTable(Canvas& canvas, const Box& box, const ReportTable& table, std::si
         canvas.DrawLine({box.x, y + kRowMm - 0.4}, {edges.back(), y + kRowMm - 0.4}, {kRule, 0.12});
     }
 }
+
+ScratchCanvas::ScratchCanvas()
+    : m_surface(cairo_recording_surface_create(CAIRO_CONTENT_COLOR, nullptr)),
+      m_context(MakeContext(m_surface, 1)),
+      m_canvas(std::make_unique<Canvas>(m_context.get())) {}
 
 double DrawFacts(Canvas& canvas, const Box& box, double labelMm, int lines, const std::vector<Fact>& facts) {
     constexpr double kGap = 0.9;

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/report/Canvas.h"
 #include "host/report/Findings.h"
+#include "host/report/Surface.h"
 
 struct PageSize {
     double widthMm = 0, heightMm = 0;
@@ -47,6 +49,9 @@ constexpr std::size_t kLeadsPerGrid = 12;
 LeadGrid ChooseWideGrid(std::size_t leads);
 LeadGrid ChooseHighGrid(std::size_t leads);
 
+/// How many of `all` each page has if none has more than `most` and they are spread evenly; 1 or more.
+std::size_t SpreadEvenly(std::size_t all, std::size_t most);
+
 /// What the title of one of several pages ends in: " (leads 13 to 24 of 30)"; empty if there is one page.
 std::string NameSpan(const char* what, std::size_t first, std::size_t count, std::size_t all);
 
@@ -55,5 +60,16 @@ constexpr double kHeadRowsMm = 10;  // height of the headings of a table
 /// Draws headings and `rows` rows from `first` on. A column is as wide as its widest text, and what is left
 /// is spread evenly; where that is too little, texts are cut.
 void DrawTable(Canvas& canvas, const Box& box, const ReportTable& table, std::size_t first, std::size_t rows);
+/// A canvas to measure texts on before there is a page for them.
+class ScratchCanvas {
+public:
+    ScratchCanvas();
+    Canvas& operator*() const { return *m_canvas; }
+
+private:
+    Surface m_surface;
+    Context m_context;
+    std::unique_ptr<Canvas> m_canvas;
+};
 /// Draws labels and values below each other; a value takes up to `lines` lines. Returns the height used, mm.
 double DrawFacts(Canvas& canvas, const Box& box, double labelMm, int lines, const std::vector<Fact>& facts);

@@ -24,7 +24,6 @@ constexpr TextStyle kRunningHead{8, false, kMuted, Align::Right};
 std::vector<ReportPage> LayOutPages(const Findings& findings) {
     std::vector<ReportPage> pages;
     AddSummaryPage(findings, pages);
-    AddLongTexts(findings, pages);
     AddTablePages(findings, pages);
     const std::size_t firstDrawing = pages.size();
     AddTrendPages(findings, pages);

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr double kNameMm = 11, kGapMm = 2, kPaperMm = 30;
+constexpr double kNameMm = 9, kGapMm = 2, kPaperMm = 30;
 constexpr double kHeadMm = 3 * kLineMm + 1;                // name, in two lines, and time of a column
 constexpr double kLeadRowMm = kPaperMm + 2 * kLineMm + 2;  // paper, level and slope of a lead
 constexpr double kMarginMm = 1;                            // between a beat and the edge of its paper
@@ -120,7 +120,7 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
         return contents.x + kNameMm + static_cast<double>(column) * (paperMm + kGapMm);
     };
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        const double width = paperMm + kGapMm - 0.5;
+        const double width = paperMm + kGapMm - 1.5;
         canvas.DrawParagraph({left(i), contents.y - 1}, width, 2, columns[i].name, {8, true, kInk});
         if (std::isfinite(columns[i].seconds))
             canvas.DrawText({left(i), contents.y + kHeadMm - 1.5}, LongClock(columns[i].seconds), kMutedStyle,
@@ -178,7 +178,7 @@ void AddStageBeatPages(const Findings& findings, std::vector<ReportPage>& pages)
     const PageSize size = ChooseSize(findings);
     const std::size_t leads = findings.result.source.leads.size();
     const auto most = static_cast<std::size_t>((size.Contents().height - kCaptionMm - kHeadMm) / kLeadRowMm);
-    const std::size_t count = (leads + most - 1) / most, perPage = (leads + count - 1) / count;
+    const std::size_t perPage = SpreadEvenly(leads, most);
     for (std::size_t first = 0; first < leads; first += perPage) {
         const std::size_t shown = std::min(perPage, leads - first);
         pages.push_back({findings.tr("Averaged beats by stages" + NameSpan("leads", first, shown, leads)),

@@ -88,16 +88,21 @@ double FindGapUv(const std::vector<Excursion>& upper, const std::vector<Excursio
 }
 
 // The gap above each line, and last the one below all, uV.
-std::vector<double> ListGapsUv(const Strip& strip, const std::vector<StripLane>& lanes, int fs) {
-    std::vector<double> gapsUv;
+struct Gaps {
+    std::vector<double> apartUv;  // at which no trace meets its neighbour
+    std::vector<double> offUv;    // at which none reaches the line of its neighbour
+};
+Gaps ListGaps(const Strip& strip, const std::vector<StripLane>& lanes, int fs) {
+    Gaps gaps;
     std::vector<Excursion> upper;
-    for (const StripLane& lane : lanes) {
-        std::vector<Excursion> lower = ListExcursions(strip, lane, fs);
-        gapsUv.push_back(FindGapUv(upper, lower));
+    for (std::size_t i = 0; i <= lanes.size(); ++i) {
+        std::vector<Excursion> lower;
+        if (i < lanes.size()) lower = ListExcursions(strip, lanes[i], fs);
+        gaps.apartUv.push_back(FindGapUv(upper, lower));
+        gaps.offUv.push_back(std::max(FindGapUv(upper, {}), FindGapUv({}, lower)));
         upper = std::move(lower);
     }
-    gapsUv.push_back(FindGapUv(upper, {}));
-    return gapsUv;
+    return gaps;
 }
 
 // The lines at one gain; empty if they do not fit.
@@ -120,13 +125,6 @@ std::vector<double> FitLines(const std::vector<double>& gapsUv, double paperMm, 
     }
     if (mm.front() < gapMm(0)) mm.clear();
     return mm;
-}
-
-StripLines FitLines(const std::vector<double>& gapsUv, double paperMm) {
-    for (const PaperScale& scale : kScales)
-        if (std::vector<double> mm = FitLines(gapsUv, paperMm, scale); !mm.empty())
-            return {scale, std::move(mm)};
-    return {kQuarterGainScale, FitLines(std::vector<double>(gapsUv.size()), paperMm, kQuarterGainScale)};
 }
 
 // The part of the paper from half way to the line above to half way to the line below.
@@ -234,8 +232,14 @@ std::string NameVentricular(const StressResult& result, const Strip& strip) {
     return longest == 2 ? "ventricular couplet" : "ventricular run of " + std::to_string(longest) + " beats";
 }
 
+std::string NameStageAt(const std::vector<Stage>& stages, double seconds) {
+    const std::optional<std::size_t> at = StageAt(stages, seconds);
+    return at ? NameStage(stages[*at], *at) : "";
+}
+
 // "peak heart rate, end of stage 3".
 std::string NameStrip(const Findings& findings, const Strip& strip) {
+    const double middle = strip.seconds + kStripSeconds / 2;
     std::string text;
     for (const StripKind kind : strip.kinds) {
         std::string name;
@@ -245,7 +249,7 @@ std::string NameStrip(const Findings& findings, const Strip& strip) {
             case StripKind::PeakRate: name = "peak heart rate"; break;
             case StripKind::LargestST: name = "largest ST change in " + findings.exercise.stLead; break;
             case StripKind::Ventricular: name = NameVentricular(findings.result, strip); break;
-            case StripKind::StageEnd: name = "end of a stage"; break;
+            case StripKind::StageEnd: name = "end of " + NameStageAt(findings.exercise.stages, middle); break;
             case StripKind::Start: name = "start of the recording"; break;
         }
         text += (text.empty() ? "" : ", ") + findings.tr(name);
@@ -351,22 +355,22 @@ void AddBlocks(const Findings& findings, std::vector<Block> made, std::vector<Re
                              LongClock(findings.result.strips[(*blocks)[i].strip].seconds));
         const std::string title =
             titles.size() > 1
-                ? findings.tr("Strips" + NameSpan("strips", first, titles.size(), blocks->size()))
-                : findings.tr("Strip") + ": " + titles.front();
+                ? findings.tr("Strips" + NameSpan("strip", first, titles.size(), blocks->size()))
+                : titles.front();
         if (titles.size() == 1) titles.clear();
-        pages.push_back(
-            {title, size,
-             [&findings, blocks, layout, first, end](Canvas& canvas, const Box& contents) {
-                 const double pitch = layout.paperMm + kTitleMm + kBeatsMm + kBlockGapMm;
-                 for (std::size_t i = first; i < end; ++i)
-                     DrawBlock(canvas, findings, (*blocks)[i], contents,
-                               contents.y - 2 + static_cast<double>(i - first) * pitch, layout.paperMm);
-                 DrawCaption(canvas, contents,
-                             findings.tr("Conditioned signal (" + findings.result.conditioning +
-                                         "), calibration pulses of 1 mV. Letters above the beats: N normal, "
-                                         "S supraventricular, V ventricular, Q unclassified."));
-             },
-             std::move(titles)});
+        pages.push_back({title, size,
+                         [&findings, blocks, layout, first, end](Canvas& canvas, const Box& contents) {
+                             const double pitch = layout.paperMm + kTitleMm + kBeatsMm + kBlockGapMm;
+                             for (std::size_t i = first; i < end; ++i)
+                                 DrawBlock(canvas, findings, (*blocks)[i], contents,
+                                           contents.y - 2 + static_cast<double>(i - first) * pitch,
+                                           layout.paperMm);
+                             DrawCaption(canvas, contents,
+                                         findings.tr("Filters: " + findings.result.conditioning +
+                                                     "; pulses of 1 mV. Beats: N normal, S "
+                                                     "supraventricular, V ventricular, Q unclassified."));
+                         },
+                         std::move(titles)});
     }
 }
 
@@ -393,7 +397,12 @@ bool IsPlausible(const std::vector<float>& uV) {
 }
 
 StripLines PlaceLines(const Strip& strip, const std::vector<StripLane>& lanes, int fs, double paperMm) {
-    return FitLines(ListGapsUv(strip, lanes, fs), paperMm);
+    const Gaps gaps = ListGaps(strip, lanes, fs);
+    for (const PaperScale& scale : kScales)
+        for (const std::vector<double>* gapsUv : {&gaps.apartUv, &gaps.offUv})
+            if (std::vector<double> mm = FitLines(*gapsUv, paperMm, scale); !mm.empty())
+                return {scale, std::move(mm)};
+    return {kQuarterGainScale, FitLines(std::vector<double>(lanes.size() + 1), paperMm, kQuarterGainScale)};
 }
 
 double PlaceName(const Box& part, double line, const std::vector<Cover>& covers) {
@@ -423,13 +432,14 @@ std::vector<std::vector<StripLane>> PlanLanes(const std::vector<std::string>& le
     });
     const std::size_t rhythmLead =
         rhythm == leads.end() ? 0 : static_cast<std::size_t>(rhythm - leads.begin());
+    // Twelve leads in four columns of three, fifteen in five.
+    const std::size_t mostHere = SpreadEvenly(all, most);
+    const std::size_t columns = !hasColumns ? 1 : mostHere > 12 && mostHere <= 15 ? 5 : 4;
+    const double seconds = kStripSeconds / static_cast<double>(columns);
     std::vector<std::vector<StripLane>> papers;
     for (std::size_t paper = 0; paper < count; ++paper) {
         const std::size_t first = paper * all / count, leadsHere = (paper + 1) * all / count - first;
-        // Twelve leads in four columns of three, fifteen in five.
-        const std::size_t columns = !hasColumns ? 1 : leadsHere > 12 && leadsHere <= 15 ? 5 : 4;
         const std::size_t rows = (leadsHere + columns - 1) / columns;
-        const double seconds = kStripSeconds / static_cast<double>(columns);
         std::vector<StripLane> lanes(rows);
         for (std::size_t i = 0; i < leadsHere; ++i) {
             const auto column = static_cast<double>(i / rows);

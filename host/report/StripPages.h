@@ -30,9 +30,9 @@ struct StripLines {
     PaperScale scale;
     std::vector<double> mm;  // distance of each line from the upper edge, whole squares
 };
-/// The largest usual gain at which no trace meets its neighbour or the edge, else the smallest. Lines lie
-/// evenly, moved only where a trace or a calibration pulse asks for more. An implausible trace asks for
-/// nothing.
+/// The largest usual gain at which no trace reaches its neighbour's line or the edge, else the smallest.
+/// Lines lie evenly, moved only where a trace or a calibration pulse asks for more; they lie so far apart
+/// that no trace meets another where there is room for that. An implausible trace asks for nothing.
 StripLines PlaceLines(const Strip& strip, const std::vector<StripLane>& lanes, int fs, double paperMm);
 /// False above 9 mV peak to peak: an open lead that swings between the rails, ignored by the layout.
 bool IsPlausible(const std::vector<float>& uV);

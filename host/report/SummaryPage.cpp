@@ -8,31 +8,30 @@
 namespace {
 
 constexpr double kLabelMm = 21;
-// A text of the header has so many lines, each of at least so many letters.
-constexpr int kHeaderLines = 5, kRecordLines = 3;
-constexpr std::size_t kLineLetters = 32;
-constexpr int kResultLines = 4;
-constexpr std::size_t kResultLetters = 26;
+constexpr int kHeaderLines = 5, kRecordLines = 3, kResultLines = 4;  // of a text at most
 constexpr double kResultLabelMm = 35;
 constexpr double kColumnGapMm = 6;
-constexpr double kLowestPlotMm = 25, kTallestPlotMm = 60;
-constexpr double kPlotLeftMm = 9, kPlotAboveMm = 12, kPlotBelowMm = 6;  // of titles and figures
+constexpr double kLowestPlotMm = 25, kTallestPlotMm = 85;
+constexpr double kPlotLeftMm = 9, kPlotRightMm = 5, kPlotAboveMm = 12,
+                 kPlotBelowMm = 6;  // of titles and figures
 constexpr double kConclusionMm = 30;
 constexpr double kMostCautionsMm = 45;
 constexpr double kGapMm = 4;
 constexpr double kBelowTitleMm = 5;
 
+double ColumnMm(double widthMm) { return (widthMm - kColumnGapMm) / 2; }
+
 // Facts in two columns, about as long as each other. Returns the height used, mm.
 double DrawColumns(Canvas& canvas, const Box& box, double labelMm, int lines,
                    const std::vector<Fact>& facts) {
-    const double width = (box.width - kColumnGapMm) / 2;
+    const double width = ColumnMm(box.width);
     const auto middle = facts.begin() + (std::ssize(facts) + 1) / 2;
     return std::max(
         DrawFacts(canvas, {box.x, box.y, width, 0}, labelMm, lines, {facts.begin(), middle}),
         DrawFacts(canvas, {box.Right() - width, box.y, width, 0}, labelMm, lines, {middle, facts.end()}));
 }
 
-// The patient in full, above the recording; texts too long for this page stand on one of their own. Returns
+// The patient in full, above the recording; texts too long for this page stand among the notes. Returns
 // the height used, mm.
 double DrawHeader(Canvas& canvas, const Findings& findings, const Box& box) {
     double y = box.y - 1;
@@ -75,22 +74,36 @@ void DrawConclusion(Canvas& canvas, const Language& tr, const Box& box) {
                     kMutedStyle);
 }
 
-void DrawSummary(Canvas& canvas, const Findings& findings, const Box& contents) {
-    const Box foot{contents.x, contents.Bottom() - kConclusionMm, contents.width, kConclusionMm};
-    DrawConclusion(canvas, findings.tr, foot);
-    const Box body{contents.x, contents.y - 2, contents.width, foot.y - contents.y + 2};
-    const ClipTo clip(canvas, body);
+// Returns where it ends, mm from the top of the page.
+double DrawFindings(Canvas& canvas, const Findings& findings, const Box& body) {
     const auto rest = [&](double y) { return Box{body.x, y, body.width, body.Bottom() - y}; };
-    double y = contents.y;
+    double y = body.y + 2;
     y += DrawHeader(canvas, findings, rest(y)) + kGapMm;
     y += DrawCautions(canvas, findings, rest(y));
     canvas.DrawText({body.x, y + 3.5}, findings.tr("Results"), kSectionStyle);
     y += kBelowTitleMm;
     y += DrawColumns(canvas, rest(y), kResultLabelMm, kResultLines, ListResults(findings)) + kGapMm;
     const double plotMm = std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kGapMm);
-    if (plotMm >= kLowestPlotMm)  // else it stands among the trends only
-        DrawRateTrend(canvas, findings,
-                      {body.x + kPlotLeftMm, y + kPlotAboveMm, body.width - kPlotLeftMm, plotMm});
+    if (plotMm < kLowestPlotMm) return y;  // it stands among the trends
+    DrawRateTrend(canvas, findings,
+                  {body.x + kPlotLeftMm, y + kPlotAboveMm, body.width - kPlotLeftMm - kPlotRightMm, plotMm});
+    return y + kPlotAboveMm + plotMm + kPlotBelowMm + kGapMm;
+}
+
+// All but the room for the conclusion.
+Box BodyOf(const Box& contents) {
+    return {contents.x, contents.y - 2, contents.width, contents.height + 2 - kConclusionMm};
+}
+
+void DrawSummary(Canvas& canvas, const Findings& findings, const Box& contents) {
+    const Box body = BodyOf(contents);
+    double y = contents.y;
+    {
+        const ClipTo clip(canvas, body);
+        y = DrawFindings(canvas, findings, body);
+    }
+    const double top = std::min(y, body.Bottom());
+    DrawConclusion(canvas, findings.tr, {contents.x, top, contents.width, contents.Bottom() - top});
 }
 
 }  // namespace
@@ -101,20 +114,22 @@ void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages) {
          [&findings](Canvas& canvas, const Box& contents) { DrawSummary(canvas, findings, contents); }});
 }
 
-void AddLongTexts(const Findings& findings, std::vector<ReportPage>& pages) {
+std::vector<Fact> ListCutFacts(const Findings& findings) {
+    constexpr int kAllLines = 100;
+    const Box body = BodyOf(Portrait(findings.paper).Contents());
+    const double columnMm = ColumnMm(body.width);
+    const ScratchCanvas scratch;
+    const bool isPageCut = DrawFindings(*scratch, findings, body) > body.Bottom();
     std::vector<Fact> cut;
-    const auto keepLong = [&](const std::vector<Fact>& facts, std::size_t letters) {
+    const auto keepCut = [&](const std::vector<Fact>& facts, double labelMm, int lines) {
         for (const Fact& fact : facts)
-            if (fact.value.size() > letters) cut.push_back(fact);
+            if (isPageCut ||
+                (*scratch).DrawParagraph({0, 0}, columnMm - labelMm, kAllLines, fact.value, kTextStyle) >
+                    (*scratch).DrawParagraph({0, 0}, columnMm - labelMm, lines, fact.value, kTextStyle))
+                cut.push_back(fact);
     };
-    keepLong(ListPatient(findings), kHeaderLines * kLineLetters);
-    keepLong(ListFacts(findings), kRecordLines * kLineLetters);
-    keepLong(ListResults(findings), kResultLines * kResultLetters);
-    if (cut.empty()) return;
-    pages.push_back({findings.tr("Texts of page 1 in full"), Portrait(findings.paper),
-                     [cut](Canvas& canvas, const Box& contents) {
-                         constexpr int kAllLines = 100;
-                         const ClipTo clip(canvas, contents);
-                         DrawFacts(canvas, contents, kResultLabelMm, kAllLines, cut);
-                     }});
+    keepCut(ListPatient(findings), kLabelMm, kHeaderLines);
+    keepCut(ListFacts(findings), kLabelMm, kRecordLines);
+    keepCut(ListResults(findings), kResultLabelMm, kResultLines);
+    return cut;
 }

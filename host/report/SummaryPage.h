@@ -9,5 +9,5 @@
 
 /// Adds its pages to `pages`. The findings must outlive them.
 void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages);
-/// The texts of that page in full, on a page of their own; none if they surely have room there.
-void AddLongTexts(const Findings& findings, std::vector<ReportPage>& pages);
+/// The facts whose texts have no room there.
+std::vector<Fact> ListCutFacts(const Findings& findings);

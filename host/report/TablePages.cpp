@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/report/Surface.h"
+#include "host/report/Cautions.h"
+#include "host/report/SummaryPage.h"
 
 namespace {
 
@@ -67,14 +68,13 @@ constexpr int kNoteLines = 12;
 
 // Spreads notes over pages by their heights.
 std::vector<std::vector<Paragraph>> FlowParagraphs(std::vector<Paragraph> notes, const Box& contents) {
-    const Surface scratch(cairo_recording_surface_create(CAIRO_CONTENT_COLOR, nullptr));
-    const Context context = MakeContext(scratch, 1);
-    Canvas canvas(context.get());
+    const ScratchCanvas scratch;
     std::vector<std::vector<Paragraph>> pages(1);
     double y = 0;
     for (Paragraph& note : notes) {
         const bool isHeading = note.style.bold;
-        const double height = canvas.DrawParagraph({0, 0}, contents.width, kNoteLines, note.text, note.style);
+        const double height =
+            (*scratch).DrawParagraph({0, 0}, contents.width, kNoteLines, note.text, note.style);
         const double needed = height + (isHeading ? 3 * kLineMm : 0);
         if (y > 0 && isHeading) y += kLineMm;
         if (y + needed > contents.height && y > 0) {
@@ -113,6 +113,10 @@ void AddNotePages(const Findings& findings, std::vector<ReportPage>& pages) {
         notes.push_back({findings.tr(title), kSectionStyle});
         for (const std::string& text : texts) notes.push_back({text});
     };
+    std::vector<std::string> cut;
+    for (const Fact& fact : ListCutFacts(findings)) cut.push_back(fact.label + ": " + fact.value);
+    add("Texts of page 1 in full", cut);
+    add("What to know before reading", ListCautions(findings));
     add("Warnings", ListWarnings(findings));
     add("How the figures were made", ListMethods(findings));
     for (const std::vector<Paragraph>& shown : FlowParagraphs(std::move(notes), size.Contents()))

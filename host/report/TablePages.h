@@ -8,5 +8,6 @@
 
 /// Adds the tables of stages and of ST; no page without rows. The findings must outlive the pages.
 void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages);
-/// All warnings and how the figures were made, on as many pages as they need.
+/// Texts that have no room on the first page, what to know, all warnings and how the figures were made, on as
+/// many pages as they need.
 void AddNotePages(const Findings& findings, std::vector<ReportPage>& pages);

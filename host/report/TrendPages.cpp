@@ -63,9 +63,10 @@ void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
     const double width = canvas.MeasureText(label, style);
     const bool isToTheLeft = peak.x + 2.5 + width > plot.Area().Right();
     style.align = isToTheLeft ? Align::Right : Align::Left;
+    const double x = peak.x + (isToTheLeft ? -2.5 : 2.5), y = std::max(peak.y - 2.5, plot.Area().y + 3.5);
+    canvas.FillBox({isToTheLeft ? x - width - 0.5 : x - 0.5, y - 2.6, width + 1, 3.4}, kWhite);
     canvas.DrawRing(peak, 0.9, {kAccent, 0.4});
-    canvas.DrawText({peak.x + (isToTheLeft ? -2.5 : 2.5), std::max(peak.y - 1.8, plot.Area().y + 3)}, label,
-                    style);
+    canvas.DrawText({x, y}, label, style);
 }
 
 // The plots of a lead: its levels above its slope.
@@ -73,7 +74,7 @@ struct LeadBoxes {
     Box level, slope;
 };
 LeadBoxes SplitCell(const Box& cell) {
-    constexpr double kBetweenMm = 2.5, kSlopePart = 0.34;
+    constexpr double kBetweenMm = 3.5, kSlopePart = 0.34;
     const double x = cell.x + kLeftMm, width = cell.width - kLeftMm - kRightMm;
     const double height = cell.height - kTitleMm - kBetweenMm - kTimeMm, slopeMm = kSlopePart * height;
     const Box level{x, cell.y + kTitleMm, width, height - slopeMm};
@@ -254,8 +255,9 @@ ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
 
 void AddTrendPages(const Findings& findings, std::vector<ReportPage>& pages) {
     const std::size_t leads = findings.result.source.leads.size();
-    for (std::size_t first = 0; first < leads; first += kLeadsPerGrid) {
-        const std::size_t count = std::min(kLeadsPerGrid, leads - first);
+    const std::size_t perPage = SpreadEvenly(leads, kLeadsPerGrid);
+    for (std::size_t first = 0; first < leads; first += perPage) {
+        const std::size_t count = std::min(perPage, leads - first);
         pages.push_back({findings.tr("Trends" + NameSpan("leads", first, count, leads)),
                          Portrait(findings.paper),
                          [&findings, first, count](Canvas& canvas, const Box& contents) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <sstream>
 
 #include "host/report/EcgPaper.h"
 #include "host/results/Summaries.h"
@@ -152,7 +153,7 @@ void TrendPlot::DrawRightFigures(Canvas& canvas, double perUnit) const {
 }
 
 void TrendPlot::DrawHoles(Canvas& canvas, const std::vector<Hole>& holes) const {
-    constexpr double kHatchMm = 1.5;
+    constexpr double kHatchMm = 1.5, kWhyLineMm = 3.5;
     constexpr TextStyle kWhy{8, false, kMuted, Align::Centre};
     for (const Hole& hole : holes) {
         const double left = X(std::clamp(hole.span.fromSeconds, 0.0, m_time.seconds));
@@ -165,11 +166,24 @@ void TrendPlot::DrawHoles(Canvas& canvas, const std::vector<Hole>& holes) const 
             lines.push_back({x + m_box.height, m_box.y});
         }
         canvas.DrawLines(lines, {kRule, 0.15});
-        const double width = canvas.MeasureText(hole.why, kWhy) + 1;
-        if (width > band.width) continue;
-        const Point centre{left + band.width / 2, m_box.Bottom() - 1.2};
-        canvas.FillBox({centre.x - width / 2, centre.y - 2.6, width, 3.5}, kWhite);
-        canvas.DrawText(centre, hole.why, kWhy);
+        // In as few lines as the band is wide for.
+        std::vector<std::string> text;
+        std::istringstream words(hole.why);
+        for (std::string word; words >> word;) {
+            const std::string longer = text.empty() ? word : text.back() + " " + word;
+            if (!text.empty() && canvas.MeasureText(longer, kWhy) + 1 <= band.width)
+                text.back() = longer;
+            else
+                text.push_back(word);
+        }
+        double width = 0;
+        for (const std::string& line : text) width = std::max(width, canvas.MeasureText(line, kWhy) + 1);
+        const double height = kWhyLineMm * static_cast<double>(text.size());
+        if (width > band.width || height > band.height) continue;
+        const double x = left + band.width / 2;
+        double y = m_box.Bottom() - height;
+        canvas.FillBox({x - width / 2, y, width, height}, kWhite);
+        for (const std::string& line : text) canvas.DrawText({x, (y += kWhyLineMm) - 0.8}, line, kWhy);
     }
 }
 
