@@ -227,7 +227,7 @@ TEST_F(ReportTest, TimesWithoutSTAreHatchedInEveryPlot) {
     const std::size_t whole = countClips();
     for (std::size_t second = 100; second < 400; ++second) result.beats[second].levelUv[1] = kNaNf;
     EXPECT_EQ(FindHoles(result)[1].at(0).why, "off");
-    EXPECT_EQ(countClips(), whole + 2);  // in the plots of level and slope of the lead
+    EXPECT_EQ(countClips(), whole + 4);  // hatches and why, in the plots of level and of slope
 }
 
 TEST_F(ReportTest, OddRecordingsAreDrawn) {
