@@ -24,7 +24,7 @@ constexpr std::size_t kFewestForColumns = 7;
 constexpr std::size_t kMostInColumns = 16, kMostLanes = 12;
 constexpr const char* kRhythmLead = "II";  // P waves stand out in it
 
-constexpr double kUsualPitchMm = 20;  // from lane to lane
+constexpr double kUsualPitchMm = 20, kTallestPitchMm = 40;  // from lane to lane
 constexpr PaperScale kScales[] = {kUsualScale, kHalfGainScale, kQuarterGainScale};
 // Largest peak-to-peak amplitude taken for ECG, uV; it fills a lane even at the smallest gain.
 constexpr double kMostUv = 9000;
@@ -436,6 +436,13 @@ void AddStripPages(const Findings& findings, std::vector<ReportPage>& pages) {
     std::vector<Block> shown;
     double used = 0;
     const auto addPage = [&](std::size_t end) {
+        for (Block& block : shown) {
+            const double spare = (room - used + kBlockGapMm) / static_cast<double>(shown.size());
+            const double tallest = kTallestPitchMm * static_cast<double>(block.lanes.size());
+            block.paperMm =
+                std::max(block.paperMm,
+                         std::min(tallest, std::floor((block.paperMm + spare) / kStrongMm) * kStrongMm));
+        }
         const std::string span = NameSpan("strip", end - shown.size(), shown.size(), blocks.size());
         pages.push_back(MakePage(findings, std::exchange(shown, {}), span));
         used = 0;
