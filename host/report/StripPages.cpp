@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
+#include <utility>
 
 #include "host/results/Course.h"
 #include "host/results/Ectopy.h"
@@ -24,8 +24,7 @@ constexpr std::size_t kFewestForColumns = 7;
 constexpr std::size_t kMostInColumns = 16, kMostLanes = 12;
 constexpr const char* kRhythmLead = "II";  // P waves stand out in it
 
-constexpr double kLeastPitchMm = 20;  // from lane to lane, of more than one strip on a page
-constexpr double kTallestPitchMm = 55;
+constexpr double kUsualPitchMm = 20, kTallestPitchMm = 40;  // from lane to lane
 constexpr PaperScale kScales[] = {kUsualScale, kHalfGainScale, kQuarterGainScale};
 // Largest peak-to-peak amplitude taken for ECG, uV; it fills a lane even at the smallest gain.
 constexpr double kMostUv = 9000;
@@ -291,87 +290,58 @@ struct Block {
     std::size_t strip = 0;
     std::vector<StripLane> lanes;
     std::string title;
-};
-
-// Several on a page if no gain is smaller for it.
-struct BlockLayout {
-    std::size_t rows = 1;
     double paperMm = 0;  // height
 };
 
-double PaperHeight(const Box& contents, std::size_t rows, std::size_t lanes) {
-    const double room = (contents.height - kCaptionMm + kBlockGapMm) / static_cast<double>(rows);
-    const double free = room - kBlockGapMm - kTitleMm - kBeatsMm;
-    return std::floor(std::min(free, kTallestPitchMm * static_cast<double>(lanes)) / kStrongMm) * kStrongMm;
-}
-
-BlockLayout LayOutBlocks(const std::vector<Strip>& strips, const std::vector<Block>& blocks, int fs,
-                         const Box& contents) {
-    std::size_t lanes = 1;
-    for (const Block& block : blocks) lanes = std::max(lanes, block.lanes.size());
-    const auto gain = [&](const Block& block, double paperMm) {
-        return PlaceLines(strips[block.strip], block.lanes, fs, paperMm).scale.mmPerMv;
+// The least height at which its gain is that of a page of its own.
+double PaperHeight(const StressResult& result, const Block& block, const Box& contents) {
+    const auto lanes = static_cast<double>(block.lanes.size());
+    const double most =
+        std::floor((contents.height - kCaptionMm - kTitleMm - kBeatsMm) / kStrongMm) * kStrongMm;
+    const auto gain = [&](double paperMm) {
+        return PlaceLines(result.strips[block.strip], block.lanes, result.source.fs, paperMm).scale.mmPerMv;
     };
-    const double alone = PaperHeight(contents, 1, lanes);
-    std::size_t rows = blocks.size();
-    for (; rows > 1; --rows) {
-        const double paperMm = PaperHeight(contents, rows, lanes);
-        if (paperMm < kLeastPitchMm * static_cast<double>(lanes)) continue;
-        if (std::all_of(blocks.begin(), blocks.end(),
-                        [&](const Block& block) { return gain(block, paperMm) >= gain(block, alone); }))
-            break;
-    }
-    return {rows, PaperHeight(contents, rows, lanes)};
+    double paperMm = std::min(most, std::ceil(kUsualPitchMm * lanes / kStrongMm) * kStrongMm);
+    while (paperMm < most && gain(paperMm) < gain(most)) paperMm += kStrongMm;
+    return paperMm;
 }
 
-void DrawBlock(Canvas& canvas, const Findings& findings, const Block& block, const Box& contents, double top,
-               double paperMm) {
+void DrawBlock(Canvas& canvas, const Findings& findings, const Block& block, const std::string& heading,
+               Point corner) {
     const StressResult& result = findings.result;
     const Strip& strip = result.strips[block.strip];
-    const StripLines lines = PlaceLines(strip, block.lanes, result.source.fs, paperMm);
-    const Box paper{contents.x, top + kTitleMm + kBeatsMm, kPaperMm, paperMm};
-    const double scaleMm = canvas.DrawText({paper.Right(), top + 3},
+    const StripLines lines = PlaceLines(strip, block.lanes, result.source.fs, block.paperMm);
+    const Box paper{corner.x, corner.y + kTitleMm + kBeatsMm, kPaperMm, block.paperMm};
+    const double scaleMm = canvas.DrawText({paper.Right(), corner.y + 3},
                                            findings.tr(DescribeScale(lines.scale, canvas.IsTrueToScale())),
                                            {8, true, kInk, Align::Right});
-    canvas.DrawText({paper.x, top + 3}, block.title + ": " + DescribeTime(findings, strip), {8.5, true, kInk},
+    canvas.DrawText({paper.x, corner.y + 3}, heading + DescribeTime(findings, strip), {8.5, true, kInk},
                     paper.width - scaleMm - 3);
-    canvas.DrawText({paper.x, top + 3 + kLineMm}, DescribeST(findings, strip), kTextStyle, paper.width);
+    canvas.DrawText({paper.x, corner.y + 3 + kLineMm}, DescribeST(findings, strip), kTextStyle, paper.width);
     DrawBeats(canvas, result, strip, paper);
     DrawPaper(canvas, result, strip, block.lanes, lines, paper);
 }
 
-// Blocks of one kind, as many on a page as have room.
-void AddBlocks(const Findings& findings, std::vector<Block> made, std::vector<ReportPage>& pages) {
-    if (made.empty()) return;
-    const PageSize size = Landscape(findings.paper);
-    const auto blocks = std::make_shared<const std::vector<Block>>(std::move(made));
-    const BlockLayout layout =
-        LayOutBlocks(findings.result.strips, *blocks, findings.result.source.fs, size.Contents());
-    for (std::size_t first = 0; first < blocks->size(); first += layout.rows) {
-        const std::size_t end = std::min(first + layout.rows, blocks->size());
-        std::vector<std::string> titles;
-        for (std::size_t i = first; i < end; ++i)
-            titles.push_back((*blocks)[i].title + ", " +
-                             LongClock(findings.result.strips[(*blocks)[i].strip].seconds));
-        const std::string title =
-            titles.size() > 1
-                ? findings.tr("Strips" + NameSpan("strip", first, titles.size(), blocks->size()))
-                : titles.front();
-        if (titles.size() == 1) titles.clear();
-        pages.push_back({title, size,
-                         [&findings, blocks, layout, first, end](Canvas& canvas, const Box& contents) {
-                             const double pitch = layout.paperMm + kTitleMm + kBeatsMm + kBlockGapMm;
-                             for (std::size_t i = first; i < end; ++i)
-                                 DrawBlock(canvas, findings, (*blocks)[i], contents,
-                                           contents.y - 2 + static_cast<double>(i - first) * pitch,
-                                           layout.paperMm);
-                             DrawCaption(canvas, contents,
-                                         findings.tr("Filters: " + findings.result.conditioning +
-                                                     "; pulses of 1 mV. Beats: N normal, S "
-                                                     "supraventricular, V ventricular, Q unclassified."));
-                         },
-                         std::move(titles)});
-    }
+// A page of blocks below each other.
+ReportPage MakePage(const Findings& findings, std::vector<Block> blocks, const std::string& span) {
+    ReportPage page{findings.tr("Strips" + span), Landscape(findings.paper), {}};
+    if (blocks.size() == 1) page.title = blocks.front().title;
+    for (const Block& block : blocks)
+        if (blocks.size() > 1)
+            page.entries.push_back(block.title + ", " +
+                                   LongClock(findings.result.strips[block.strip].seconds));
+    page.draw = [&findings, blocks = std::move(blocks)](Canvas& canvas, const Box& contents) {
+        double y = contents.y - 2;
+        for (const Block& block : blocks) {
+            DrawBlock(canvas, findings, block, blocks.size() > 1 ? block.title + ": " : "", {contents.x, y});
+            y += kTitleMm + kBeatsMm + block.paperMm + kBlockGapMm;
+        }
+        DrawCaption(canvas, contents,
+                    findings.tr("Filters: " + findings.result.conditioning +
+                                "; pulses of 1 mV. Beats: N normal, S supraventricular, V "
+                                "ventricular, Q unclassified."));
+    };
+    return page;
 }
 
 std::string NameLeads(const StressResult& result, const std::vector<StripLane>& lanes) {
@@ -453,7 +423,6 @@ std::vector<std::vector<StripLane>> PlanLanes(const std::vector<std::string>& le
 
 void AddStripPages(const Findings& findings, std::vector<ReportPage>& pages) {
     const StressResult& result = findings.result;
-    const bool hasColumns = result.source.leads.size() >= kFewestForColumns;
     std::vector<Block> blocks;
     for (std::size_t i = 0; i < result.strips.size(); ++i) {
         const StripKind kind = result.strips[i].kinds.front();
@@ -465,7 +434,28 @@ void AddStripPages(const Findings& findings, std::vector<ReportPage>& pages) {
             blocks.push_back(
                 {i, lanes, papers.size() > 1 ? title + " (" + NameLeads(result, lanes) + ")" : title});
     }
-    // Papers of many lanes have a page each.
-    if (!hasColumns) return AddBlocks(findings, std::move(blocks), pages);
-    for (Block& block : blocks) AddBlocks(findings, {std::move(block)}, pages);
+    const Box contents = Landscape(findings.paper).Contents();
+    const double room = contents.height - kCaptionMm + 2;
+    std::vector<Block> shown;
+    double used = 0;
+    const auto addPage = [&](std::size_t end) {
+        for (Block& block : shown) {
+            const double spare = (room - used + kBlockGapMm) / static_cast<double>(shown.size());
+            const double tallest = kTallestPitchMm * static_cast<double>(block.lanes.size());
+            block.paperMm =
+                std::max(block.paperMm,
+                         std::min(tallest, std::floor((block.paperMm + spare) / kStrongMm) * kStrongMm));
+        }
+        const std::string span = NameSpan("strip", end - shown.size(), shown.size(), blocks.size());
+        pages.push_back(MakePage(findings, std::exchange(shown, {}), span));
+        used = 0;
+    };
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        blocks[i].paperMm = PaperHeight(result, blocks[i], contents);
+        const double needed = kTitleMm + kBeatsMm + blocks[i].paperMm;
+        if (!shown.empty() && used + needed > room) addPage(i);
+        shown.push_back(blocks[i]);
+        used += needed + kBlockGapMm;
+    }
+    if (!shown.empty()) addPage(blocks.size());
 }

@@ -5,18 +5,17 @@
 
 #include "host/results/Summaries.h"
 
-static constexpr double kWindowSeconds = 30;
 // Readings come with the beats: a window is whole if its first reading is at most this far from its start.
 static constexpr double kLongestIntervalSeconds = 2;
 
 // A few readings after the start or a pause make no half minute, and are likely to be wrong.
 static double WholeSeconds(double longestSeconds) {
-    return std::min(longestSeconds, kWindowSeconds - kLongestIntervalSeconds);
+    return std::min(longestSeconds, kPeakRateSeconds - kLongestIntervalSeconds);
 }
 
 bool PeakRate::Take(const RateReading& rate) {
     m_window.push_back(rate);
-    while (rate.seconds - m_window.front().seconds > kWindowSeconds) m_window.pop_front();
+    while (rate.seconds - m_window.front().seconds > kPeakRateSeconds) m_window.pop_front();
     const double seconds = rate.seconds - m_window.front().seconds;
     const double wholeBefore = WholeSeconds(m_longestSeconds);
     m_longestSeconds = std::max(m_longestSeconds, seconds);

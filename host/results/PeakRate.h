@@ -10,6 +10,8 @@
 
 #include "host/results/StressResult.h"
 
+constexpr double kPeakRateSeconds = 30;
+
 class PeakRate {
 public:
     /// Takes the next reading, in order of time. True if the highest median so far ends with it.

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "host/results/Ectopy.h"
+#include "host/results/PeakRate.h"
 #include "host/results/Summaries.h"
 
 namespace {
@@ -96,10 +97,12 @@ std::vector<Strip> ChooseStrips(const StressResult& result, const ExerciseSummar
     Choice choice(result.seconds, asked + kMostStrips);
     for (const double seconds : askedSeconds)
         if (seconds >= 0 && seconds < result.seconds) choice.Add(seconds, StripKind::Asked);
-    // Each of these ends where what it shows ends or is told.
+    // The reference and stages end with their strips; the averages that ST is measured on are of the beats
+    // before.
     const auto addEnd = [&](double seconds, StripKind kind) { choice.Add(seconds - kStripSeconds, kind); };
     if (!result.reference.why.empty()) addEnd(result.reference.span.toSeconds, StripKind::Reference);
-    if (exercise.peakBpm > 0) addEnd(exercise.peakSeconds, StripKind::PeakRate);
+    if (exercise.peakBpm > 0)
+        addEnd(exercise.peakSeconds - (kPeakRateSeconds - kStripSeconds) / 2, StripKind::PeakRate);
     if (const std::optional<double> seconds = LargestChangeSeconds(result, exercise))
         addEnd(*seconds, StripKind::LargestST);
     const std::vector<VentricularRow> rows = RowsMostTellingFirst(result);

@@ -19,7 +19,7 @@ StressResult ResultOf(const std::vector<int>& ventricular) {
         const bool isV = std::find(ventricular.begin(), ventricular.end(), second) != ventricular.end();
         result.beatsFound.push_back(
             {double(second), isV ? qz::BeatClass::Ventricular : qz::BeatClass::Normal});
-        result.rates.push_back({double(second), second > 410 && second <= 440 ? 150.0 : 80.0});
+        result.rates.push_back({double(second), second > 420 && second <= 450 ? 150.0 : 80.0});
         STReading beat{double(second), 80, {second == 333 ? -200.F : 0.F}, {0}};
         result.beats.push_back(beat);
     }
