@@ -344,9 +344,12 @@ ReportPage MakePage(const Findings& findings, std::vector<Block> blocks, const s
     return page;
 }
 
+// Of the first and the last lead; the one in full below the columns is none of them.
 std::string NameLeads(const StressResult& result, const std::vector<StripLane>& lanes) {
-    return result.source.leads[lanes.front().front().lead] + " – " +
-           result.source.leads[lanes.back().back().lead];
+    const std::size_t first = lanes.front().front().lead;
+    std::size_t last = first;
+    for (const StripLane& lane : lanes) last = std::max(last, lane.back().lead);
+    return result.source.leads[first] + " – " + result.source.leads[last];
 }
 
 }  // namespace
