@@ -351,11 +351,9 @@ TEST_F(ReportTest, OddRecordingsAreDrawn) {
         ExerciseSummary exercise = Summarize(odd[i]);
         if (i == 6) exercise.stages.assign(200, {3, {}, std::string(100, 's')});
         EXPECT_GE(CountPages(Write(".pdf", odd[i], exercise)), 2U) << i;
-        // The slowest kind draws what the others draw.
-        if (i % 3 == 0) {
-            EXPECT_THAT(Write(".png", odd[i], exercise), testing::StartsWith("\x89PNG")) << i;
-        }
         EXPECT_THAT(Write(".html", odd[i], exercise), testing::EndsWith("</html>\n")) << i;
+        if (i % 3 != 0) continue;  // the slowest kind draws what the others draw
+        EXPECT_THAT(Write(".png", odd[i], exercise), testing::StartsWith("\x89PNG")) << i;
     }
 }
 
