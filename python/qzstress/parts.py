@@ -1,8 +1,8 @@
 """The library's parts one by one: each on instances, NumPy in and out.
 
 Frames are arrays of whole numbers, shape (frames, leads). An object keeps its state from call to call: a
-signal in one call or frame by frame gives the same. One object is for one thread at a time; the interpreter is
-free while it works. Results of filters are truncated toward zero to 16 bits.
+signal in one call or frame by frame gives the same. One object is for one thread at a time; the interpreter
+is free while it works. Results of filters are truncated toward zero to 16 bits.
 """
 
 from __future__ import annotations

@@ -77,6 +77,7 @@ class Plots:
         pyplot = _checks.need("matplotlib.pyplot", "plot")
         result = self._result
         arrays = result._all_arrays()
+        figure: Figure
         figure, (rate, st) = pyplot.subplots(2, 1, sharex=True, figsize=(10, 6), height_ratios=(1, 2))
         rates = arrays["rates"]
         rate.plot(rates[:, 0] / 60, rates[:, 1], color=_TRACE, linewidth=0.8)

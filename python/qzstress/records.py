@@ -122,7 +122,7 @@ class Recording:
     @property
     def signal_mv(self) -> NDArray[np.float64]:
         """The samples in millivolts, shape (frames, leads)."""
-        return self.signal * (self.uv_per_bit / 1000.0)
+        return self.signal.astype(np.float64) * (self.uv_per_bit / 1000.0)
 
     def chunks(self, seconds: float = 10.0) -> Iterator[NDArray[np.int16]]:
         """Yield the signal piece by piece; of a file no more than one piece is in memory.

@@ -162,7 +162,8 @@ class LearnedBeat:
 
     def save(self, path: str | os.PathLike[str]) -> None:
         """Write the beat to a NumPy archive (.npz)."""
-        np.savez(path, **{one.name: np.asarray(getattr(self, one.name)) for one in fields(self)})
+        values: dict[str, Any] = {one.name: np.asarray(getattr(self, one.name)) for one in fields(self)}
+        np.savez(path, **values)
 
     @classmethod
     def load(cls, path: str | os.PathLike[str]) -> LearnedBeat:
