@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+from collections.abc import Iterable
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
@@ -50,8 +51,23 @@ def _sheet(width_mm: float, height_mm: float, title: str) -> tuple[Figure, Axes]
         )
     )
     _paper(axes, width_mm, height_mm)
-    axes.set_title(title, fontsize=9, loc="left")
+    axes.set_title(title, fontsize=8, loc="left")
     return figure, axes
+
+
+class _Lane:
+    """Room for traces on paper: its height, and the height in it of 0, in whole 5 mm."""
+
+    _LEAST_MM = 5.0  # to either side of 0
+
+    def __init__(self, traces_mm: Iterable[NDArray[Any]], most_mm: float) -> None:
+        highest, lowest = self._LEAST_MM, -self._LEAST_MM
+        for trace in traces_mm:
+            finite = trace[np.isfinite(trace)]
+            highest = max(highest, float(finite.max(initial=0.0)))
+            lowest = min(lowest, float(finite.min(initial=0.0)))
+        self.base = 5.0 * math.ceil(min(-lowest, most_mm) / 5)
+        self.height = self.base + 5.0 * math.ceil(min(highest, most_mm) / 5)
 
 
 class Plots:
@@ -85,7 +101,7 @@ class Plots:
         rate.set_title(str(result._summary["record"]["name"]), fontsize=9, loc="left")
         minutes = arrays["trend"][:, 0] / 60
         shown = self._columns(leads)
-        colors = pyplot.get_cmap("tab20")
+        colors = pyplot.get_cmap("tab10" if len(shown) <= 10 else "tab20")
         for number, (lead, name) in enumerate(shown):
             st.plot(
                 minutes, arrays["level_uv"][:, lead], label=name, color=colors(number % 20), linewidth=0.9
@@ -123,35 +139,38 @@ class Plots:
         QRS, the dotted one at the ST point.
         """
         result = self._result
-        at = result._summary["averaged_beat"]
+        summary = result._summary
+        at = summary["averaged_beat"]
         shown = self._columns(leads)
-        zoom = 2.0
-        both = (
-            np.stack([result.reference, result.template])
-            if result.template.size
-            else np.zeros((2, len(result.lead_names), 0))
-        )
+        mm_per_ms, mm_per_uv = 2 * MM_PER_S / 1000, 2 * MM_PER_MV / 1000
         columns = min(len(shown), 4)
-        rows = math.ceil(len(shown) / columns)
-        width = max(30.0, 5 * math.ceil(at["length_ms"] / 1000 * MM_PER_S * zoom / 5) + 5)
-        scale = MM_PER_MV * zoom / 1000  # mm per uV
-        finite = [both[:, lead][np.isfinite(both[:, lead])] for lead, _ in shown]
-        highest = max((float(values.max(initial=0)) for values in finite), default=0.0)
-        lowest = min((float(values.min(initial=0)) for values in finite), default=0.0)
-        height = 5 * math.ceil((highest - lowest) * scale / 5) + 10
-        base = 5 * math.ceil(-lowest * scale / 5) + 5
-        title = f"{result._summary['record']['name']}: averaged beats, 50 mm/s, 20 mm/mV"
-        figure, axes = _sheet(width * columns, height * rows, title)
-        for number, (lead, name) in enumerate(shown):
-            left, bottom = width * (number % columns), height * (rows - 1 - number // columns)
-            ms = np.arange(both.shape[2]) * 1000.0 / result._summary["record"]["sampling_rate_hz"]
-            x = left + 2.5 + ms / 1000 * MM_PER_S * zoom
-            for values, color in ((both[0, lead], _EARLIER), (both[1, lead], _TRACE)):
-                axes.plot(x, bottom + base + values * scale, color=color, linewidth=0.9)
-            for ms_at, style in ((at["q_ms"], "--"), (at["j_ms"], "--"), (at["st_ms"], ":")):
-                mark = left + 2.5 + ms_at / 1000 * MM_PER_S * zoom
-                axes.plot([mark, mark], [bottom + 1, bottom + height - 1], style, color=_MARK, linewidth=0.5)
-            axes.text(left + 2, bottom + height - 1.5, name, fontsize=8, va="top", weight="bold")
+        rows = [shown[first : first + columns] for first in range(0, len(shown), columns)]
+        lanes = [
+            _Lane(
+                [np.stack([result.reference[lead], result.template[lead]]) * mm_per_uv for lead, _ in row],
+                most_mm=100,
+            )
+            for row in rows
+        ]
+        width = 5 * math.ceil(at["length_ms"] * mm_per_ms / 5) + 5
+        title = f"{summary['record']['name']}\naveraged beats (reference blue), 50 mm/s, 20 mm/mV"
+        top = sum(lane.height for lane in lanes)
+        figure, axes = _sheet(width * columns, top, title)
+        x = (
+            np.arange(result.template.shape[1]) * 1000 / summary["record"]["sampling_rate_hz"] * mm_per_ms
+            + 2.5
+        )
+        for row, lane in zip(rows, lanes):
+            bottom = top - lane.height
+            for column, (lead, name) in enumerate(row):
+                left = width * column
+                for beat, color in ((result.reference[lead], _EARLIER), (result.template[lead], _TRACE)):
+                    axes.plot(left + x, bottom + lane.base + beat * mm_per_uv, color=color, linewidth=0.9)
+                for ms, style in ((at["q_ms"], "--"), (at["j_ms"], "--"), (at["st_ms"], ":")):
+                    mark = left + 2.5 + ms * mm_per_ms
+                    axes.plot([mark, mark], [bottom + 1, top - 1], style, color=_MARK, linewidth=0.5)
+                axes.text(left + 2, top - 1.5, name, fontsize=8, va="top", weight="bold")
+            top = bottom
         return figure
 
     def strip(
@@ -172,16 +191,20 @@ class Plots:
         strip = result.strip(start_s, seconds)
         uv: NDArray[Any] = strip["raw_uv"] - np.median(strip["raw_uv"], axis=0) if raw else strip["clean_uv"]
         shown = self._columns(leads)
-        lane, labels = 20.0, 10.0
+        labels = 10.0
+        lanes = [_Lane([uv[:, lead] * MM_PER_MV / 1000], 40) for lead, _ in shown]
         width = 5 * math.ceil((seconds * MM_PER_S + labels) / 5)
         kind = "as recorded" if raw else "conditioned"
         title = f"{result._summary['record']['name']} from {start_s:g} s, {kind}, 25 mm/s, 10 mm/mV"
-        figure, axes = _sheet(width, lane * len(shown) + 5, title)
+        top = sum(lane.height for lane in lanes)
+        figure, axes = _sheet(width, top, title)
         x = labels + (strip["time_s"] - start_s) * MM_PER_S
-        for number, (lead, name) in enumerate(shown):
-            base = lane * (len(shown) - number) - lane / 2 + 2.5
-            axes.plot(x[: len(uv)], base + uv[:, lead] * MM_PER_MV / 1000, color=_TRACE, linewidth=0.7)
-            axes.text(1.5, base, name, fontsize=8, va="center", weight="bold")
+        for (lead, name), lane in zip(shown, lanes):
+            top -= lane.height
+            axes.plot(
+                x[: len(uv)], top + lane.base + uv[:, lead] * MM_PER_MV / 1000, color=_TRACE, linewidth=0.7
+            )
+            axes.text(1.5, top + lane.base, name, fontsize=8, va="center", weight="bold")
         for second in range(int(seconds) + 1):
             axes.text(labels + second * MM_PER_S, -1, f"{start_s + second:g} s", fontsize=6, va="top")
         return figure
