@@ -13,7 +13,11 @@ namespace qz {
 namespace {
 
 constexpr int kPlacesPerSecond = 250;  // at least, where there are so many frames
-constexpr double kKeptSeconds = 8;
+
+// What is kept. The slowest beats that are told apart are so far from each other; a beat is classed 6.5 s
+// after it at the most, at the end of a recording of 4 s; and the first beats are found after 4 s.
+constexpr double kEnvelopeSeconds = 8, kSignalSeconds = 7, kBandSeconds = 4.5;
+constexpr double kEnergySeconds = 0.5;
 constexpr std::size_t kMostBeats = 64;  // that become known at once, in the first seconds
 constexpr double kMostUvPerUnit = 1e9;  // so that energies are within the range of float
 
@@ -111,6 +115,14 @@ double BeatFinder::Latest::Median() const {
     return (sorted[kMemory / 2 - 1] + sorted[kMemory / 2]) / 2;
 }
 
+const float* BeatFinder::Ring::Rows(long long first, std::size_t count, std::vector<float>& room) const {
+    const std::size_t slot = Slot(first), toEnd = static_cast<std::size_t>(m_places) - slot;
+    if (count <= toEnd) return &m_values[slot * m_width];
+    const auto rest = std::copy_n(&m_values[slot * m_width], toEnd * m_width, room.begin());
+    std::copy_n(m_values.begin(), (count - toEnd) * m_width, rest);
+    return room.data();
+}
+
 BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
     : m_chn(chn),
       m_step(std::max(1, fs / kPlacesPerSecond)),
@@ -121,13 +133,13 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
       m_bandTaps(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds))),
       m_slopeTaps(BandPassTaps(kSlopeLowHz, kSlopeHighHz, m_rate, Places(kSlopeHalfSeconds))),
       m_meanTaps(MeanTaps(Places(kMeanHalfSeconds))),
-      m_sums(chn),
-      m_signal(static_cast<std::size_t>(Places(kKeptSeconds)), chn),
-      m_band(m_signal),
-      m_energy(m_signal),
-      m_envelope(m_signal),
-      m_slope(m_signal),
-      m_fused(static_cast<std::size_t>(Places(kKeptSeconds)), 1),
+      m_rows(m_bandTaps.size() * chn),
+      m_signal(Places(kSignalSeconds), chn),
+      m_band(Places(kBandSeconds), chn),
+      m_energy(Places(kEnergySeconds), chn),
+      m_envelope(Places(kEnvelopeSeconds), chn),
+      m_slope(Places(kBandSeconds), chn),
+      m_fused(Places(kEnvelopeSeconds), 1),
       m_leads(chn),
       m_shape(static_cast<std::size_t>(2 * Places(kShapeHalfSeconds) + 1) * chn) {
     m_rrs.Fill(kUsualRrSeconds * m_rate);
@@ -175,20 +187,15 @@ void BeatFinder::TakePlace() {
     ++m_taken;
     const long long centre = m_taken - 1 - Half(m_bandTaps);
     if (centre < 0) return;
-    ConvolveAt(m_signal, m_bandTaps, centre);
-    std::copy(m_sums.begin(), m_sums.end(), m_band.Row(centre));
-    ConvolveAt(m_signal, m_slopeTaps, centre);
-    std::transform(m_sums.begin(), m_sums.end(), m_slope.Row(centre),
-                   [](float slope) { return std::abs(slope); });
+    ConvolveAt(m_signal, m_bandTaps, centre, m_band.Row(centre));
+    float* const slope = m_slope.Row(centre);
+    ConvolveAt(m_signal, m_slopeTaps, centre, slope);
+    for (std::size_t c = 0; c < m_chn; ++c) slope[c] = std::abs(slope[c]);
     TakeEnvelope(centre - 1);
 }
 
-// Into m_sums.
-void BeatFinder::ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre) {
-    const long long first = centre - Half(taps);
-    Convolve(
-        taps, m_chn, [&](std::size_t i) { return from.Row(first + static_cast<long long>(i)); },
-        m_sums.data());
+void BeatFinder::ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre, float* sums) {
+    Convolve(taps, m_chn, from.Rows(centre - Half(taps), taps.size(), m_rows), sums);
 }
 
 // Signal and slope, a quarter of a period apart, make an envelope without ripple.
@@ -204,9 +211,9 @@ void BeatFinder::TakeEnvelope(long long centre) {
     }
     const long long place = centre - Half(m_meanTaps);
     if (place < 0) return;
-    ConvolveAt(m_energy, m_meanTaps, place);
-    std::transform(m_sums.begin(), m_sums.end(), m_envelope.Row(place),
-                   [](float square) { return std::sqrt(square); });
+    float* const envelope = m_envelope.Row(place);
+    ConvolveAt(m_energy, m_meanTaps, place, envelope);
+    for (std::size_t c = 0; c < m_chn; ++c) envelope[c] = std::sqrt(envelope[c]);
     m_ready = place + 1;
     if (m_isStarted)
         Step(place);
