@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "core/Arithmetic.h"
@@ -91,6 +92,36 @@ constexpr double kAsleepSeconds = 1.6, kAsleepRrs = 1.6, kAsleepAgainSeconds = 0
                  kAsleepSlope = 0.7;
 constexpr double kPeakOverFloor = 3;  // a signal that does not stand out from its floor has no beats
 
+constexpr std::size_t kRankAtOnce = 8;
+
+// The value that `rank` of `count` values are at the most below of. Begins with a guess, the value of before,
+// and goes from each to the next one above or below it: few have come and gone. There is room behind the
+// values for a multiple of kRankAtOnce of them.
+float OfRank(float* values, std::size_t count, std::size_t rank, float guess) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    for (; count % kRankAtOnce != 0; ++count) values[count] = kInfinity;
+    while (true) {
+        int below[kRankAtOnce] = {}, above[kRankAtOnce] = {};
+        float under[kRankAtOnce], over[kRankAtOnce];
+        std::fill_n(under, kRankAtOnce, -kInfinity);
+        std::fill_n(over, kRankAtOnce, kInfinity);
+        for (const float* x = values; x != values + count; x += kRankAtOnce) {
+            for (std::size_t n = 0; n < kRankAtOnce; ++n) {
+                below[n] += x[n] < guess ? 1 : 0;
+                above[n] += x[n] > guess ? 1 : 0;
+                under[n] = x[n] < guess && x[n] > under[n] ? x[n] : under[n];
+                over[n] = x[n] > guess && x[n] < over[n] ? x[n] : over[n];
+            }
+        }
+        if (static_cast<std::size_t>(std::accumulate(below, below + kRankAtOnce, 0)) > rank)
+            guess = *std::max_element(under, under + kRankAtOnce);
+        else if (count - static_cast<std::size_t>(std::accumulate(above, above + kRankAtOnce, 0)) <= rank)
+            guess = *std::min_element(over, over + kRankAtOnce);
+        else
+            return guess;
+    }
+}
+
 std::vector<float> MeanTaps(long long half) {
     std::vector<double> taps;
     for (long long i = -half; i <= half; ++i)
@@ -107,12 +138,9 @@ std::vector<float> MeanTaps(long long half) {
 void BeatFinder::Latest::Add(double value) {
     m_values[m_next] = value;
     m_next = (m_next + 1) % kMemory;
-}
-
-double BeatFinder::Latest::Median() const {
     std::array<double, kMemory> sorted = m_values;
     std::sort(sorted.begin(), sorted.end());
-    return (sorted[kMemory / 2 - 1] + sorted[kMemory / 2]) / 2;
+    m_median = (sorted[kMemory / 2 - 1] + sorted[kMemory / 2]) / 2;
 }
 
 const float* BeatFinder::Ring::Rows(long long first, std::size_t count, std::vector<float>& room) const {
@@ -145,7 +173,8 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
     m_rrs.Fill(kUsualRrSeconds * m_rate);
     m_rejected.reserve(kMostBeats);
     m_beats.reserve(kMostBeats);
-    m_sorted.resize(static_cast<std::size_t>(Places(kFloorSeconds)) * (chn + 1));
+    const auto looks = static_cast<std::size_t>(Places(kFloorSeconds) / FloorStep()) + 1;
+    m_latest.resize((looks + kRankAtOnce - 1) / kRankAtOnce * kRankAtOnce * (chn + 1));
 }
 
 const std::vector<long long>& BeatFinder::Take(const short* frame) {
@@ -268,29 +297,29 @@ void BeatFinder::Step(long long place) {
     Awaken(place);
 }
 
+long long BeatFinder::FloorStep() const { return std::max(1LL, Places(kFloorStepSeconds)); }
+
 // A level that the signal is below of for two fifths of the time: between beats, it is noise.
 void BeatFinder::MeasureFloors(long long end) {
     const long long begin = std::max(0LL, end - Places(kFloorSeconds));
-    const long long step = std::max(1LL, Places(kFloorStepSeconds));
-    const std::size_t room = m_sorted.size() / (m_chn + 1);  // of a lead; the last ones are the fused
+    const std::size_t room = m_latest.size() / (m_chn + 1);  // of a lead; the last ones are the fused
     std::size_t count = 0;
-    for (long long n = begin; n < end; n += step, ++count) {
+    for (long long n = begin; n < end; n += FloorStep(), ++count) {
         const float* envelope = m_envelope.Row(n);
-        for (std::size_t c = 0; c < m_chn; ++c) m_sorted[c * room + count] = envelope[c];
-        m_sorted[m_chn * room + count] = *m_fused.Row(n);
+        for (std::size_t c = 0; c < m_chn; ++c) m_latest[c * room + count] = envelope[c];
+        m_latest[m_chn * room + count] = *m_fused.Row(n);
     }
     if (count == 0) return;
-    const auto floorOf = [&](std::size_t c) {
-        float* const first = &m_sorted[c * room];
-        float* const at = first + static_cast<std::ptrdiff_t>(static_cast<double>(count) * kFloorPart);
-        std::nth_element(first, at, first + count);
-        return static_cast<double>(*at);
+    const auto floorOf = [&](std::size_t c, double last) {
+        return static_cast<double>(
+            OfRank(&m_latest[c * room], count, static_cast<std::size_t>(static_cast<double>(count) * kFloorPart),
+                   static_cast<float>(last)));
     };
     for (std::size_t c = 0; c < m_chn; ++c) {
-        m_leads[c].floor = floorOf(c);
+        m_leads[c].floor = floorOf(c, m_leads[c].floor);
         Weigh(m_leads[c]);
     }
-    m_fusedFloor = floorOf(m_chn);
+    m_fusedFloor = floorOf(m_chn, m_fusedFloor);
 }
 
 void BeatFinder::Weigh(Lead& lead) const {

@@ -72,9 +72,12 @@ private:
     // The latest values.
     class Latest {
     public:
-        void Fill(double value) { m_values.fill(value); }
+        void Fill(double value) {
+            m_values.fill(value);
+            m_median = value;
+        }
         void Add(double value);
-        double Median() const;
+        double Median() const { return m_median; }
         /// The newest but `back`.
         double Newest(std::size_t back) const {
             return m_values[(m_next + 2 * kMemory - 1 - back) % kMemory];
@@ -83,6 +86,7 @@ private:
     private:
         std::array<double, kMemory> m_values{};
         std::size_t m_next = 0;
+        double m_median = 0;
     };
     // One row of samples per place, the newest ones. Rows that have not been written hold 0, those ahead of
     // place 0 among them.
@@ -131,6 +135,7 @@ private:
     void Start();
     void Step(long long place);
     void MeasureFloors(long long end);
+    long long FloorStep() const;  // places
     void Weigh(Lead& lead) const;
     bool HasVoice(const Lead& lead) const { return !lead.isDisturbed || m_areAllDisturbed; }
     void Fuse(long long place);
@@ -187,7 +192,7 @@ private:
     double m_lastSlope = 0;
     long long m_lastAwakening = 0;
     std::vector<long long> m_beats;  // told last
-    std::vector<float> m_sorted;     // [lead][place], and the fused
+    std::vector<float> m_latest;     // [lead][place], and the fused: what floors are measured in
 };
 
 }  // namespace qz

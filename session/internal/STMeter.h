@@ -43,11 +43,10 @@ public:
     void Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event);
 
 private:
-    static constexpr std::size_t kBeats = 10;   // in the mean
-    static constexpr std::size_t kAtOnce = 16;  // samples of a mean
+    static constexpr std::size_t kBeats = 10;  // in the mean
 
     struct Lead {
-        std::array<std::vector<short>, kBeats> beats;  // the latest ones, as conditioned
+        std::array<std::vector<short>, kBeats> beats;  // the latest ones, as conditioned, by fours of samples
         std::array<double, kBeats> moved{};  // so much downward they come to the level of the mean, uV
         std::size_t count = 0, next = 0;     // of them, and where the next one goes
     };
@@ -57,8 +56,6 @@ private:
     void TakeBeat(const FrameRing& frames, long long first, const std::vector<bool>& isGood);
     void FoldLead(std::size_t lead);
     void Average(std::size_t lead);
-    template <std::size_t N>
-    void AverageSamples(std::size_t lead, std::size_t first);
     void FollowPositions();
     STMeasure Measure(std::size_t lead, double pointMs);
     double SteepestOfT(const std::vector<double>& mean) const;
