@@ -246,8 +246,7 @@ void StressSession::Impl::TakeFrame(const short* frame) {
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
     m_watch.Take(m_raw.data());
-    const std::vector<BeatClasser::Beat>& found = m_classer.Take(m_finder.Take(m_raw.data()));
-    m_toTell.insert(m_toTell.end(), found.begin(), found.end());
+    for (const BeatClasser::Beat& beat : m_classer.Take(m_finder.Take(m_raw.data()))) m_toTell.push_back(beat);
     TakeConditioned();
     if (m_framesIn % FramesOf(kQualitySeconds) == 0) TellQuality();
 }
@@ -269,7 +268,7 @@ void StressSession::Impl::Finish() {
 
 void StressSession::Impl::TakeConditioned() {
     m_conditioner.Process(m_raw.data(), m_conditioned.data());
-    for (std::size_t lead = 0; lead < m_chn; ++lead)
+    for (std::size_t lead = 0; m_conditioner.IsAnyLost() && lead < m_chn; ++lead)
         if (m_conditioner.IsLost(lead)) m_watch.Disturb(lead);
     TellLeads();
     const long long index = m_kept.End();

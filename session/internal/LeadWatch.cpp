@@ -95,9 +95,7 @@ void LeadWatch::Take(const short* frame) {
         StoreSome(oldest + four * kLanes, count, sample);
         notable = notable | IsAbove(still, lineAfter) | IsAbove(Magnitude(WrapSub(newSum, oldSum)), noJump);
     });
-    FourInts isNotable;
-    Store(isNotable, notable);
-    if (isNotable.lanes != FourInts().lanes) {
+    if (IsAny(notable)) {
         // Waits for full windows: the first sample of a recording may be far from the rest.
         const bool isFilled = static_cast<std::size_t>(m_frames) * chn >= m_ring.size();
         const double now = Seconds(m_frames);

@@ -148,14 +148,16 @@ FourDoubles SignalConditioner::LessStart(std::size_t four, const FourDoubles& uV
 
 void SignalConditioner::Process(const short* frame, short* conditioned) {
     const LanesSection drift(m_drift.coefficients), notch(m_notch.coefficients);
+    m_isAnyLost = false;
     const auto condition = [&](std::size_t four, std::size_t count, IntLanes samples) {
         const DoubleLanes uV = ToDoubles(samples) * AllLanes(m_uVpb);
         Start& start = m_starts[four];
         DoubleLanes x = uV - Load(start.uV);
-        if (!m_started || IsAnyAbove(kClipUv, x) || start.framesOut.lanes != FourInts().lanes) {
+        if (!m_started || IsAnyAbove(kClipUv, x) || IsAny(Load(start.framesOut))) {
             FourDoubles less;
             Store(less, uV);
             x = Load(LessStart(four, less));
+            m_isAnyLost |= IsAny(Load(start.framesOut));
         }
         if (!m_drift.lines.empty()) x = drift.Step(m_drift.lines[four], x, CHighpassFilter::kSilence);
         if (!m_notch.lines.empty()) x = notch.Step(m_notch.lines[four], x, 0);

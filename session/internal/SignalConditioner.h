@@ -62,6 +62,7 @@ public:
     bool IsLost(std::size_t lead) const {
         return m_starts[lead / kLanes].framesOut.lanes[lead % kLanes] > 0;
     }
+    bool IsAnyLost() const { return m_isAnyLost; }
     /// The stages in words, for the report.
     const std::string& Description() const { return m_description; }
 
@@ -89,6 +90,7 @@ private:
     std::size_t m_chn;
     double m_uVpb;                // microvolts per unit of the source
     bool m_started = false;       // m_starts holds the first frame
+    bool m_isAnyLost = false;
     std::vector<Start> m_starts;  // by fours of leads
     Section m_drift;              // none with the comb
     Section m_notch;              // none with the comb or without mains
