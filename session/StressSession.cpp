@@ -246,7 +246,8 @@ void StressSession::Impl::TakeFrame(const short* frame) {
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
     m_watch.Take(m_raw.data());
-    for (const BeatClasser::Beat& beat : m_classer.Take(m_finder.Take(m_raw.data()))) m_toTell.push_back(beat);
+    for (const BeatClasser::Beat& beat : m_classer.Take(m_finder.Take(m_raw.data())))
+        m_toTell.push_back(beat);
     TakeConditioned();
     if (m_framesIn % FramesOf(kQualitySeconds) == 0) TellQuality();
 }

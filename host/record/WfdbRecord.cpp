@@ -169,9 +169,7 @@ private:
         }
         return static_cast<unsigned char>(m_buffer[m_next++]);
     }
-    long long SignExtended(long long raw) const {
-        return raw >= m_half ? raw - 2 * m_half : raw;
-    }
+    long long SignExtended(long long raw) const { return raw >= m_half ? raw - 2 * m_half : raw; }
 
     std::string m_path;
     WfdbFormat m_format;

@@ -311,9 +311,9 @@ void BeatFinder::MeasureFloors(long long end) {
     }
     if (count == 0) return;
     const auto floorOf = [&](std::size_t c, double last) {
-        return static_cast<double>(
-            OfRank(&m_latest[c * room], count, static_cast<std::size_t>(static_cast<double>(count) * kFloorPart),
-                   static_cast<float>(last)));
+        return static_cast<double>(OfRank(&m_latest[c * room], count,
+                                          static_cast<std::size_t>(static_cast<double>(count) * kFloorPart),
+                                          static_cast<float>(last)));
     };
     for (std::size_t c = 0; c < m_chn; ++c) {
         m_leads[c].floor = floorOf(c, m_leads[c].floor);

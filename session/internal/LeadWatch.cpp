@@ -53,7 +53,8 @@ LeadWatch::LeadWatch(int fs, std::size_t chn, double uVpb)
         course.still.lanes.fill(-1);
         course.lineAfter.lanes.fill(INT_MAX);
     }
-    for (std::size_t i = 0; i < chn; ++i) m_courses[i / kLanes].lineAfter.lanes[i % kLanes] = m_flatFrames - 1;
+    for (std::size_t i = 0; i < chn; ++i)
+        m_courses[i / kLanes].lineAfter.lanes[i % kLanes] = m_flatFrames - 1;
     for (Lead& lead : m_leads) {
         lead.off.reserve(kMostSpans);
         lead.disturbed.reserve(kMostSpans);
@@ -120,8 +121,7 @@ void LeadWatch::Take(const short* frame) {
 // level.
 void LeadWatch::LookForJump(std::size_t index, double now) {
     Lead& lead = m_leads[index];
-    const bool isJumping =
-        std::abs(Of(&Course::newSum, index) - Of(&Course::oldSum, index)) > m_jumpChange;
+    const bool isJumping = std::abs(Of(&Course::newSum, index) - Of(&Course::oldSum, index)) > m_jumpChange;
     if (isJumping && lead.isDisturbed) return Mark(index, now);
     if (isJumping && !lead.isJumping) {
         lead.isJumping = true;
@@ -134,7 +134,8 @@ void LeadWatch::LookForJump(std::size_t index, double now) {
 void LeadWatch::JudgeJump(std::size_t index) {
     Lead& lead = m_leads[index];
     lead.isJumping = false;
-    if (2 * std::abs(Of(&Course::newSum, index) - lead.sumBefore) > m_jumpChange) Mark(index, lead.jumpSeconds);
+    if (2 * std::abs(Of(&Course::newSum, index) - lead.sumBefore) > m_jumpChange)
+        Mark(index, lead.jumpSeconds);
 }
 
 void LeadWatch::LookForLine(std::size_t index) {

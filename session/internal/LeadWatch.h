@@ -46,10 +46,10 @@ public:
 private:
     // What every frame changes, of four leads: most have nothing to tell.
     struct Course {
-        FourInts lowest, highest;               // since they last moved
-        FourInts still;                         // frames since then, up to those of a line
-        FourInts newSum, oldSum, earlierSum;    // of windows: the newest, 0.2 s and 0.5 s before it
-        FourInts lineAfter;                     // frames; where there is no lead, more than any
+        FourInts lowest, highest;             // since they last moved
+        FourInts still;                       // frames since then, up to those of a line
+        FourInts newSum, oldSum, earlierSum;  // of windows: the newest, 0.2 s and 0.5 s before it
+        FourInts lineAfter;                   // frames; where there is no lead, more than any
     };
     struct Lead {
         int sumBefore = 0;       // earlierSum at what may be a jump
@@ -60,7 +60,7 @@ private:
         std::vector<Span> off, disturbed;  // of the last two minutes, in order of time
     };
 
-    int Of(FourInts Course::* what, std::size_t lead) const {
+    int Of(FourInts Course::*what, std::size_t lead) const {
         return (m_courses[lead / kLanes].*what).lanes[lead % kLanes];
     }
     void LookForLine(std::size_t lead);

@@ -59,9 +59,7 @@ public:
     /// Conditioned frames before this one still carry the start of the filters.
     int SettlingSamples() const { return m_settlingSamples; }
     /// Whether samples of a lead are or were lately held at +-15 mV of where the lead began.
-    bool IsLost(std::size_t lead) const {
-        return m_starts[lead / kLanes].framesOut.lanes[lead % kLanes] > 0;
-    }
+    bool IsLost(std::size_t lead) const { return m_starts[lead / kLanes].framesOut.lanes[lead % kLanes] > 0; }
     bool IsAnyLost() const { return m_isAnyLost; }
     /// The stages in words, for the report.
     const std::string& Description() const { return m_description; }
@@ -72,8 +70,8 @@ private:
         FourDoubles uV;      // what they began with
         FourInts framesOut;  // of range, less those within it since
     };
-    // The section of DirectForm1 for all leads, four side by side. Samples are no whole numbers here, as those
-    // of a SectionBank are.
+    // The section of DirectForm1 for all leads, four side by side. Samples are no whole numbers here, as
+    // those of a SectionBank are.
     struct Section {
         struct Line {
             FourDoubles x1, x2, y1, y2;
@@ -88,8 +86,8 @@ private:
 
     int m_fs;
     std::size_t m_chn;
-    double m_uVpb;                // microvolts per unit of the source
-    bool m_started = false;       // m_starts holds the first frame
+    double m_uVpb;           // microvolts per unit of the source
+    bool m_started = false;  // m_starts holds the first frame
     bool m_isAnyLost = false;
     std::vector<Start> m_starts;  // by fours of leads
     Section m_drift;              // none with the comb

@@ -92,8 +92,9 @@ inline IntLanes TruncateToInts(DoubleLanes x) {
 inline IntLanes LoadSamples(const short* x) {
     // Each sample goes into the upper half of a lane and is shifted down.
     using Shorts = std::int16_t __attribute__((vector_size(16)));
-    Shorts four = {};
-    std::memcpy(&four, x, kLanes * sizeof *x);
+    std::int64_t bits;
+    std::memcpy(&bits, x, sizeof bits);
+    const auto four = (Shorts)MaskPair{bits, 0};
     return (IntLanes)__builtin_shufflevector(four, four, 0, 0, 1, 1, 2, 2, 3, 3) >> 16;
 }
 inline IntLanes LoadSamples(const int* x) {
