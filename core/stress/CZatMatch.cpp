@@ -229,8 +229,8 @@ bool CZatMatch::HasOneLength() const {
 }
 
 bool CZatMatch::IsFoldDue() const {
-    if (!m_bMatched || m_chn == 0 || m_geometry.length == 0 || !HasOneLength()) return false;
-    return Passed((m_pTemplRxy[0]->RingPos() + 1) % m_geometry.length) >= m_waitLen;
+    if (!m_bMatched || m_chn == 0 || m_geometry.length == 0) return false;
+    return Passed((m_pTemplRxy[0]->RingPos() + 1) % m_geometry.length) >= m_waitLen && HasOneLength();
 }
 
 void CZatMatch::SetOldWeight(short ch, short weight) {

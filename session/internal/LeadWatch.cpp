@@ -23,6 +23,7 @@ constexpr double kSameSeconds = 1;
 // Beats are judged some 90 s late at the most, where those that a template was learned from are matched.
 constexpr double kKeptSeconds = 120;
 constexpr std::size_t kMostSpans = static_cast<std::size_t>(kKeptSeconds / kSameSeconds) + 2;
+constexpr std::size_t kMostOff = static_cast<std::size_t>(kKeptSeconds / kFlatSeconds) + 2;
 constexpr std::size_t kMostEvents = 4;  // events of a lead at once
 
 int WindowFrames(int fs) { return fs / kWindowsPerSecond; }
@@ -56,7 +57,7 @@ LeadWatch::LeadWatch(int fs, std::size_t chn, double uVpb)
     for (std::size_t i = 0; i < chn; ++i)
         m_courses[i / kLanes].lineAfter.lanes[i % kLanes] = m_flatFrames - 1;
     for (Lead& lead : m_leads) {
-        lead.off.reserve(kMostSpans);
+        lead.off.reserve(kMostOff);
         lead.disturbed.reserve(kMostSpans);
     }
     m_news.reserve(kMostEvents * chn);
