@@ -6,7 +6,6 @@
 #include <cmath>
 #include <filesystem>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -15,14 +14,15 @@
 #include "host/analysis/AnalysisProgress.h"
 #include "host/analysis/Exporter.h"
 #include "host/analysis/Monitor.h"
+#include "host/analysis/SignalStore.h"
 #include "host/cli/ExitCodes.h"
 #include "host/record/CreateRecord.h"
 #include "host/record/OpenRecord.h"
 #include "host/report/ReportDrawing.h"
 #include "host/report/TextReport.h"
 #include "host/results/Evaluate.h"
-#include "host/results/Reference.h"
 #include "host/results/ResultFiles.h"
+#include "host/results/Strips.h"
 #include "host/simulate/SimulatedTest.h"
 #include "host/simulate/TruthFile.h"
 #include "host/support/HostError.h"
@@ -34,7 +34,6 @@
 namespace {
 
 constexpr double kTemplateSeconds = 60;  // stretch of another record in which its beat is learned
-constexpr double kStripMarginSeconds = 5;
 
 // Ends the analysis when the user asks for it.
 class InterruptWatch : public AnalysisObserver {
@@ -108,8 +107,10 @@ public:
             WriteAnnotations(file, BeatAnnotations(result, result.source.AnnotationHz()));
         });
         write(m_csv, [&](PendingFile& file) { WriteTrendsCsv(file, result, m_options.csvEverySeconds); });
-        write(m_report, [&](PendingFile& file) { WriteReport(file, {result, exercise}); });
-        write(m_json, [&](PendingFile& file) { WriteResultJson(file, result, exercise); });
+        write(m_report, [&](PendingFile& file) {
+            WriteReport(file, {result, exercise, m_options.paper, FindLanguage(m_options.language)});
+        });
+        write(m_json, [&](PendingFile& file) { WriteResultJson(file.Stream(), result, exercise); });
         for (const WriteError& error : PendingFile::CommitGroups(groups)) Tell(error);
         return !m_hasFailed;
     }
@@ -144,25 +145,23 @@ StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options
         throw HostError(info.name, "a beat at " + std::to_string(fs) + " Hz is expected, not at " +
                                        std::to_string(info.fs) + " Hz");
     Beginning beginning(source, kTemplateSeconds);
-    StressOptions learning = options;
-    learning.stripSeconds.clear();
     InterruptWatch interrupt;
-    StressResult result = StressAnalysis(beginning, learning, {&interrupt}).Run();
+    StressResult result = StressAnalysis(beginning, options, {&interrupt}).Run();
     if (result.learned.rows.empty()) throw HostError(info.name, result.warnings.front());
     return result;
 }
 
-// Where strips begin if the user names no times: at the start, the middle and the end of the work, and at the
-// end of the recording; without known work at a third and two thirds. Only 0 if the length is not known.
-std::vector<double> DefaultStrips(const SourceInfo& info, const std::vector<Stage>& stages) {
-    const double seconds = info.SecondsOf(info.frames);
-    if (seconds < 4 * kStripMarginSeconds) return {0};
-    const double last = seconds - kStripMarginSeconds;
-    const std::optional<Span> work = FindWork(stages, seconds);
-    if (work && work->fromSeconds > kStripMarginSeconds && work->toSeconds < last)
-        return {kStripMarginSeconds, (work->fromSeconds + work->toSeconds) / 2,
-                work->toSeconds - kStripMarginSeconds, last};
-    return {kStripMarginSeconds, seconds / 3, seconds * 2 / 3, last};
+// The strips of the report with their signal, and a warning about those that there are none of.
+std::vector<Strip> CutStrips(SignalStore& signal, const StressResult& result, const ExerciseSummary& exercise,
+                             const std::vector<double>& askedSeconds, std::vector<std::string>& warnings) {
+    const auto missing = std::count_if(askedSeconds.begin(), askedSeconds.end(),
+                                       [&](double seconds) { return seconds >= result.seconds; });
+    if (missing > 0 && !result.interrupted)
+        warnings.push_back(std::to_string(missing) + (missing == 1 ? " strip begins" : " strips begin") +
+                           " after the end of the recording");
+    std::vector<Strip> strips = signal.Fill(ChooseStrips(result, exercise, askedSeconds));
+    if (!signal.Failure().empty()) warnings.push_back("no strips: " + signal.Failure());
+    return strips;
 }
 
 void PrintWarnings(const StressResult& result) {
@@ -170,42 +169,19 @@ void PrintWarnings(const StressResult& result) {
         std::cerr << "qzstress: " << OneLine(result.source.name + ": " + warning) << "\n";
 }
 
-// True for a file that is no text, as annotations are.
-bool IsBinary(const std::string& path) {
-    if (path == "/dev/stdin") return false;
-    std::string bytes(1 << 16, '\n');
-    std::ifstream file = InputFile(path).Stream();
-    file.read(bytes.data(), std::ssize(bytes));
-    return bytes.find('\0') != std::string::npos;
-}
-
-// Stages of a file of whichever kind.
-std::vector<Stage> StagesOf(const std::string& path, const SourceInfo& info) {
-    if (std::filesystem::path(path).extension() == ".json") return ReadTruth(path).stages;
-    if (!IsBinary(path)) return ReadStages(path);
-    const std::vector<Annotation> annotations = ReadAnnotations(path);
-    const double perSecond = StepsPerSecond(annotations, info.AnnotationHz());
-    std::vector<Note> notes;
-    for (const Annotation& annotation : annotations)
-        if (!annotation.text.empty())
-            notes.push_back({static_cast<double>(annotation.sample) / perSecond, annotation.text});
-    std::vector<Stage> stages = StagesFromNotes(notes);
-    if (stages.empty()) throw HostError(path, "holds no note that names a stage of work");
-    return stages;
-}
-
-// The facts of a recording with what is told of the patient elsewhere, as results are to have them.
-SourceInfo Described(SourceInfo info, const AnalyzeOptions& options) {
-    if (!options.patientFile.empty()) info.patient = Complete(info.patient, ReadPatient(options.patientFile));
-    info.patient = Complete(info.patient, options.told);
-    if (options.anonymous) {
-        LeaveOutPersons(info.patient, info.started);
-        info.remarks.clear();
-    }
-    return info;
-}
-
 }  // namespace
+
+GivenOptions TellOptions(const AnalyzeOptions& options) {
+    GivenOptions told = options.given;
+    for (auto& [name, value] : told) {
+        std::vector<std::string> files;
+        if (name == "--stages" && !IsPipe(options.stagesFile)) files = {options.stagesFile};
+        if (name == "--template-from") files = OpenRecord(options.templateFrom)->Files();
+        if (files.empty()) continue;
+        value = (options.anonymous ? "" : value + ", ") + "contents " + ContentMark(files);
+    }
+    return told;
+}
 
 int Analyze(AnalyzeOptions options) {
     const SimulatedTest* simulated = nullptr;
@@ -220,29 +196,10 @@ int Analyze(AnalyzeOptions options) {
     } else {
         source = OpenRecord(options.record, options.reading);
     }
-    const SourceInfo info = Described(source->Info(), options);
+    const SourceInfo info = TakeStudy(options, source->Info());
     std::vector<std::string> warnings;
-    for (const std::string& name : options.exercise.stageLeads)
-        if (std::none_of(info.leads.begin(), info.leads.end(),
-                         [&](const std::string& lead) { return EqualIgnoringCase(lead, name); }))
-            throw HostError(info.name, "lead \"" + name + "\" is not one of those that are used");
-    if (!options.stagesFile.empty())
-        options.exercise.stages = StagesOf(options.stagesFile, info);
-    else if (options.protocol.empty() && options.exercise.stages.empty())
-        options.exercise.stages = StagesFromNotes(info.notes);
-    if (!options.pressuresFile.empty())
-        options.exercise.pressures = ReadBloodPressures(options.pressuresFile);
-    if (!options.protocol.empty()) {
-        const double start = options.exerciseStartSeconds;
-        const double seconds =
-            options.exercise.exerciseSeconds.value_or(std::numeric_limits<double>::infinity());
-        options.exercise.stages = ProtocolStages(options.protocol, start, start + seconds);
-    }
-    if (options.analysis.stripSeconds.empty() && !options.report.empty())
-        options.analysis.stripSeconds = DefaultStrips(info, options.exercise.stages);
 
     if (!options.report.empty()) options.analysis.beatSeconds = TellingSeconds(options.exercise.stages);
-    options.analysis.reference = ChooseReference(options.reference, options.exercise.stages);
 
     // What goes to stdout for another program goes there alone.
     const bool isPiped = options.csv == "-" || options.json == "-";
@@ -259,7 +216,7 @@ int Analyze(AnalyzeOptions options) {
         PendingFile::RefuseOverwriting(other->Files());
         StressResult learned = LearnFrom(*other, info.fs, options.analysis);
         for (const std::string& warning : learned.warnings)
-            warnings.push_back(learned.source.name + ": " + warning);
+            warnings.push_back("averaged beat of " + learned.source.name + ": " + warning);
         options.analysis.beat = &beat.emplace(std::move(learned.learned));
     }
     if (!options.force) outputs.RefuseReplacing();
@@ -271,17 +228,12 @@ int Analyze(AnalyzeOptions options) {
         observers.push_back(&monitor.emplace(isPiped ? std::cerr : std::cout, info, options.realtime,
                                              isatty(isPiped ? STDERR_FILENO : STDOUT_FILENO) == 1));
 
-    StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
-    result.source.patient = info.patient;
-    result.source.remarks = info.remarks;
-    result.options = options.given;
-    if (!result.interrupted)
-        for (std::string& warning : CheckExercise(options.exercise, result.seconds))
-            warnings.push_back(std::move(warning));
-    for (std::string& warning : CheckReference(result, options.exercise.stages))
-        warnings.push_back(std::move(warning));
-    result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
-    const ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
+    std::optional<SignalStore> signal;
+    if (!options.report.empty()) observers.push_back(&signal.emplace(info.leads.size(), info.fs));
+
+    options.given = TellOptions(options);
+    auto [result, exercise] = RunStudy(*source, options, info, warnings, observers);
+    if (signal) result.strips = CutStrips(*signal, result, exercise, options.stripSeconds, result.warnings);
     PrintWarnings(result);
     const bool isWritten = outputs.Write(result, exercise);
     if (!options.quiet) {
@@ -303,7 +255,7 @@ void CheckStudy(const AnalyzeOptions& options) {
     if (!options.templateFrom.empty()) OpenRecord(options.templateFrom);
     SourceInfo anyRate;
     anyRate.fs = 1;
-    if (!options.stagesFile.empty()) StagesOf(options.stagesFile, anyRate);
+    if (!options.stagesFile.empty()) ReadAnyStages(options.stagesFile, anyRate);
 }
 
 void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJson) {
