@@ -62,7 +62,7 @@ for kill in range(kills):
     before = now
     if len(now) > LEADS * 250 * 30:
         analysis = subprocess.run([program, "analyze", folder, "--quiet"], stderr=subprocess.PIPE, text=True)
-        assert analysis.returncode == 0, analysis.stderr
+        assert analysis.returncode == 0, (analysis.returncode, analysis.stderr)
 assert start(True).wait() == 0
 now = kept()
 assert abs(len(now) - len(truth)) <= LEADS * 250 * SPEED // 20, f"{len(now)} samples of {len(truth)}"
