@@ -176,7 +176,7 @@ GivenOptions TellOptions(const AnalyzeOptions& options) {
     for (auto& [name, value] : told) {
         std::vector<std::string> files;
         if (name == "--stages" && !IsPipe(options.stagesFile)) files = {options.stagesFile};
-        if (name == "--template-from") files = OpenRecord(options.templateFrom)->Files();
+        if (name == "--template-from") files = OpenRecord(options.templateFrom, options.reading)->Files();
         if (files.empty()) continue;
         value = (options.anonymous ? "" : value + ", ") + "contents " + ContentMark(files);
     }

@@ -166,7 +166,7 @@ expect_refusal 1 'bp.csv: is read' analyze "$work/sim" --bp "$work/bp.csv" --csv
 
 # The words after a list of leads are not leads; a beat is taken from leads of the same names.
 "$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"
-"$program" simulate "$work/other" --seconds 60 --leads II,V5,I || fail "simulate other leads"
+"$program" simulate "$work/other" --seconds 60 --fs 250 --leads II,V5,I || fail "simulate other leads"
 "$program" analyze "$work/sim" --template-from "$work/other" --json "$work/r.json" --quiet || fail "--template-from"
 grep -q '"learned_from": "other"' "$work/r.json" ||
     fail "the record of the beat is not told"
