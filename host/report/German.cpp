@@ -299,6 +299,7 @@ constexpr Phrase kPhrases[] = {
     {"Pressure", "Blutdruck"},
     {"Product", "Produkt"},
     {"Rate", "Frequenz"},
+    {"ST level", "ST-Niveau"},
     {"ST {}", "ST {1}"},
     {"STHRindex", "STHRindex"},
     {"Slope", "Steig."},
