@@ -292,9 +292,19 @@ private:
             ->needs(exported);
         CLI::Option* report =
             AddFile(command, "--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
-        AddList(command, "--strips", m_analyze.analysis.stripSeconds,
-                "Seconds at which the report shows strips, as 10,300,600")
+        AddList(command, "--strips", m_analyze.stripSeconds,
+                "Seconds from which the report shows strips of 10 s, besides those that tell most, as 10,300")
             ->check(kNotNegative)
+            ->needs(report);
+        command
+            .add_option_function<std::string>(
+                "--paper",
+                [this](const std::string& name) {
+                    m_analyze.paper = name == "letter" ? Paper::Letter : Paper::A4;
+                },
+                "Paper of the report")
+            ->check(CLI::IsMember({"a4", "letter"}))
+            ->default_str("a4")
             ->needs(report);
     }
 

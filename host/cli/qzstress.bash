@@ -26,6 +26,7 @@ _qzstress() {
         [[ $command == simulate ]] && values="steps bruce bicycle ramp"
         ;;
     --predicted) values="fox tanaka gulati" ;;
+    --paper) values="a4 letter" ;;
     --out)
         compopt -o plusdirs
         return
@@ -42,7 +43,7 @@ _qzstress() {
     elif [[ $word == -* ]]; then
         case $command in
         analyze) options="$reading $analysis $exercise --patient --bp --ended --symptoms --csv --every --json --wfdb-ann --export --double \
-            --report --strips --realtime --quiet --force" ;;
+            --report --strips --paper --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off --force" ;;
         info) options="$reading --json" ;;

@@ -19,7 +19,7 @@
 namespace {
 
 constexpr std::size_t kBufferBytes = 1 << 14;
-constexpr long long kMaxCount = std::numeric_limits<long long>::max();
+constexpr long long kMaxLong = std::numeric_limits<long long>::max();
 
 /// A signal while it is read.
 struct Signal : WfdbSignal {
@@ -206,7 +206,7 @@ struct WfdbRecord::State {
 /// Opens each file once, for all its signals, and finds out how many frames there are to read.
 void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
     const long long announced = storedFrames;
-    long long shortest = kMaxCount;
+    long long shortest = kMaxLong;
     long long longest = 0;
     for (std::size_t begin = 0, end = 0; begin < signals.size(); begin = end) {
         const Signal& first = signals[begin];
@@ -233,7 +233,7 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
 /// The levels between which the ECG signals lie, uV. Reads all files, then begins anew.
 std::vector<double> WfdbRecord::State::UsedExtremes() {
     struct Range {
-        long long lowest = kMaxCount, highest = -kMaxCount;
+        long long lowest = kMaxLong, highest = -kMaxLong;
     };
     std::vector<Range> ranges(signals.size());
     for (long long frame = 0; frame < storedFrames; ++frame) {

@@ -25,8 +25,6 @@ std::string Join(const std::vector<std::string>& words, const char* between) {
 
 std::string MissingBecause(const std::string& reason) { return "not computed: " + reason; }
 
-std::string Signed(double value, int decimals) { return (value > 0 ? "+" : "") + Number(value, decimals); }
-
 bool KnowsAPower(const std::vector<Stage>& stages) {
     return std::any_of(stages.begin(), stages.end(), [](const Stage& s) { return s.watts && *s.watts > 0; });
 }
@@ -58,6 +56,7 @@ std::string ShowDuke(const ExerciseSummary& exercise) {
 Findings::Findings(const ReportData& data)
     : result(data.result),
       exercise(data.exercise),
+      paper(data.paper),
       leads(SummarizeLeads(data.result)),
       reference(MeasureReference(data.result)) {
     const std::vector<std::string>& names = result.source.leads;
@@ -123,6 +122,23 @@ std::string DescribeEctopy(const BeatCounts& counts) {
     return text;
 }
 
+std::string DescribeEctopyByStages(const StressResult& result, const std::vector<Stage>& stages) {
+    if (stages.empty()) return "";
+    const std::vector<BeatCounts> counts = CountBeats(result, stages);
+    std::string text;
+    for (auto stage = counts.begin() + 1; stage != counts.end(); ++stage) {
+        std::string found;
+        if (stage->ventricular > 0) found = std::to_string(stage->ventricular) + " ventricular";
+        if (stage->supraventricular > 0)
+            found +=
+                (found.empty() ? "" : ", ") + std::to_string(stage->supraventricular) + " supraventricular";
+        if (!found.empty()) text += (text.empty() ? "" : "; ") + stage->stretch + ": " + found;
+    }
+    return text.empty() ? "none in any stage" : text;
+}
+
+std::string Signed(double value, int decimals) { return (value > 0 ? "+" : "") + Number(value, decimals); }
+
 std::string Counted(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -146,6 +162,12 @@ double RateAt(const StressResult& result, double seconds) {
 }
 
 double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
+
+double BeatHeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms) {
+    const long sample = std::lround(ms * result.source.fs / kMsPerSecond);
+    if (sample < 0 || sample >= std::ssize(beatUv)) return kNothing;
+    return beatUv.begin()[sample] - PrLevelUv(result, beatUv);
+}
 
 std::vector<Fact> ListPatient(const Findings& findings) {
     const SourceInfo& source = findings.result.source;
@@ -239,6 +261,8 @@ std::vector<Fact> ListResults(const Findings& findings) {
     results.push_back({"Ectopic beats", findings.result.beatsFound.empty()
                                             ? MissingBecause("no beats were found")
                                             : DescribeEctopy(CountBeats(findings.result, {}).front())});
+    const std::string byStages = DescribeEctopyByStages(result, exercise.stages);
+    add("Ectopic, by stage", !byStages.empty() && !result.beatsFound.empty(), byStages);
     results.push_back({"Angina", DescribeAngina(exercise)});
     results.push_back({"Duke score", DescribeDukeOrNone(findings)});
     if (exercise.duke) results.push_back({"Duke ST deviation", DescribeDukeST(result, exercise)});
@@ -323,27 +347,27 @@ ReportTable MakeStageTable(const Findings& findings) {
     const StressResult& result = findings.result;
     const ExerciseSummary& exercise = findings.exercise;
     ReportTable table{"Stages and recovery",
-                      {{"Stage", "", 26, true},
-                       {"Start", "min:s", 11},
-                       {"Length", "min:s", 12.5},
-                       {"Speed", "km/h", 11.5},
-                       {"Grade", "%", 11.5},
-                       {"Power", "W", 12},
-                       {"METs", "", 10.5},
-                       {"Rate", "beats/min", 15},
-                       {"of max.", "%", 15},
-                       {"Pressure", "mmHg", 16},
-                       {"Borg", "", 10},
-                       {"Product", "mmHg/min", 16.5}},
+                      {{"Stage", "", true},
+                       {"Start", "min:s"},
+                       {"Length", "min:s"},
+                       {"Speed", "km/h"},
+                       {"Grade", "%"},
+                       {"Power", "W"},
+                       {"METs", ""},
+                       {"Rate", "beats/min"},
+                       {"of max.", "%"},
+                       {"Pressure", "mmHg"},
+                       {"Borg", ""},
+                       {"Product", "mmHg/min"}},
                       {},
                       {}};
     const std::size_t firstLead = table.columns.size();
     for (const std::size_t lead : exercise.stageLeads) {
-        table.columns.push_back({"ST " + result.source.leads[lead], "µV", 13});
-        table.columns.push_back({"Slope", "µV/ms", 11});
+        table.columns.push_back({"ST " + result.source.leads[lead], "µV"});
+        table.columns.push_back({"Slope", "µV/ms"});
     }
-    table.columns.push_back({"Suprav.", "beats", 14});
-    table.columns.push_back({"Ventr.", "beats", 12.5});
+    table.columns.push_back({"Suprav.", "beats"});
+    table.columns.push_back({"Ventr.", "beats"});
     const auto optional = [](const std::optional<double>& value, int decimals) {
         return Number(value.value_or(kNothing), decimals);
     };
@@ -390,17 +414,17 @@ ReportTable MakeCommonTable(const Findings& findings) {
     const StressResult& result = findings.result;
     const std::vector<std::string>& names = result.source.leads;
     ReportTable table{"",
-                      {{"Lead", "", 0.9, true},
+                      {{"Lead", "", true},
                        {"ST level", "µV"},
                        {"Change", "µV"},
                        {"J level", "µV"},
                        {"Slope", "µV/ms"},
-                       {"Slope class", "", 1.4, true},
-                       {"Own largest change", "µV", 1.6},
-                       {"When", "min:s", 0.9},
-                       {"Stage then", "", 1.8, true},
-                       {"J level then", "µV", 1.2},
-                       {"Slope class then", "", 1.5, true}},
+                       {"Slope class", "", true},
+                       {"Own largest change", "µV"},
+                       {"When", "min:s"},
+                       {"Stage then", "", true},
+                       {"J level then", "µV"},
+                       {"Slope class then", "", true}},
                       {},
                       findings.worstLead};
     if (!findings.worstLead) return table;
@@ -416,24 +440,29 @@ ReportTable MakeCommonTable(const Findings& findings) {
                               stage ? NameStage(findings.exercise.stages[*stage], *stage) : "-",
                               Number(own[lead].jUv, 0), NameShape(own[lead].shape)});
     }
+    if (findings.exercise.stages.empty()) {
+        constexpr std::ptrdiff_t kStageThen = 8;
+        table.columns.erase(table.columns.begin() + kStageThen);
+        for (std::vector<std::string>& row : table.rows) row.erase(row.begin() + kStageThen);
+    }
     return table;
 }
 
 ReportTable MakeLeadTable(const Findings& findings) {
     const StressResult& result = findings.result;
     ReportTable table{"ST per lead",
-                      {{"Lead", "", 0.9, true},
+                      {{"Lead", "", true},
                        {"Reference", "µV"},
-                       {"Largest change", "µV", 1.4},
-                       {"Largest change", "mm", 1.4},
+                       {"Largest change", "µV"},
+                       {"Largest change", "mm"},
                        {"Level then", "µV"},
                        {"Slope then", "µV/ms"},
-                       {"Heart rate then", "beats/min", 1.45},
-                       {"When", "min:s", 0.8},
-                       {"STHRindex", "µV/(beats/min)", 1.25},
-                       {"ST/HR index", "µV/(beats/min)", 1.25},
-                       {"ST/HR slope", "µV/(beats/min)", 1.25},
-                       {"Latest level", "µV", 1.1}},
+                       {"Heart rate then", "beats/min"},
+                       {"When", "min:s"},
+                       {"STHRindex", "µV/(beats/min)"},
+                       {"ST/HR index", "µV/(beats/min)"},
+                       {"ST/HR slope", "µV/(beats/min)"},
+                       {"Latest level", "µV"}},
                       {},
                       findings.worstLead};
     if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";

@@ -18,6 +18,7 @@ struct Findings {
 
     const StressResult& result;
     const ExerciseSummary& exercise;
+    Paper paper;
     std::vector<LeadSummary> leads;  // empty without a folded beat
     Reference reference;
     std::optional<std::size_t> worstLead;  // the one with the largest ST change of all but aVR
@@ -30,7 +31,6 @@ struct Fact {
 struct ReportTable {
     struct Column {
         std::string heading, unit;
-        double width = 1;     // in parts, of whatever the table has
         bool isText = false;  // set to the left; figures are set to the right
     };
     std::string title;
@@ -56,6 +56,10 @@ std::string DescribeBeats(const StressResult& result);
 /// "12 ventricular (0.6 %), 2 couplets, 1 run (longest 4, fastest 132/min at 3:20); 3
 /// supraventricular".
 std::string DescribeEctopy(const BeatCounts& counts);
+/// "stage 2: 3 ventricular; recovery: 1 supraventricular", of the stages that have any; empty without stages.
+std::string DescribeEctopyByStages(const StressResult& result, const std::vector<Stage>& stages);
+/// "+12", "-3", "0".
+std::string Signed(double value, int decimals);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 
@@ -85,5 +89,7 @@ ReportTable MakeLeadTable(const Findings& findings);
 double RateAt(const StressResult& result, double seconds);
 /// Where ST is measured, milliseconds from the start of the averaged beat.
 double STPointMs(const StressResult& result);
+/// Height of an averaged beat above its PR level at a time from its start, uV; NaN outside the beat.
+double BeatHeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms);
 /// "12:05", from an hour on "3:12:05".
 std::string LongClock(double seconds);

@@ -65,9 +65,9 @@ void ReplaceAll(std::string& text, const std::string& from, const std::string& t
 std::string DrawSvg(const std::vector<ReportPage>& pages, std::size_t index, const Findings& findings) {
     std::ostringstream drawn;
     {
-        const Surface surface(
-            cairo_svg_surface_create_for_stream(AppendToStream, static_cast<std::ostream*>(&drawn),
-                                                MmToPoints(kPageWidthMm), MmToPoints(kPageHeightMm)));
+        const Surface surface(cairo_svg_surface_create_for_stream(
+            AppendToStream, static_cast<std::ostream*>(&drawn), MmToPoints(pages[index].size.widthMm),
+            MmToPoints(pages[index].size.heightMm)));
         const Context context = MakeContext(surface, MmToPoints(1));
         Canvas canvas(context.get());
         DrawPage(canvas, pages, index, findings);
@@ -82,7 +82,8 @@ std::string DrawSvg(const std::vector<ReportPage>& pages, std::size_t index, con
     ReplaceAll(svg, " id=\"", " id=\"" + prefix);
     ReplaceAll(svg, "href=\"#", "href=\"#" + prefix);
     ReplaceAll(svg, "url(#", "url(#" + prefix);
-    const std::string size = Number(MmToPoints(kPageWidthMm), 3) + " " + Number(MmToPoints(kPageHeightMm), 3);
+    const std::string size = Number(MmToPoints(pages[index].size.widthMm), 3) + " " +
+                             Number(MmToPoints(pages[index].size.heightMm), 3);
     const std::string label = "Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size()) +
                               ": " + pages[index].title + ". The figures follow as text below the pages.";
     return "<svg xmlns=\"http://www.w3.org/2000/svg\" xmlns:xlink=\"http://www.w3.org/1999/xlink\" "

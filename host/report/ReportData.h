@@ -4,8 +4,11 @@
 #include "host/results/Exercise.h"
 #include "host/results/StressResult.h"
 
+enum class Paper { A4, Letter };
+
 /// Views: both outlive the call that is given them.
 struct ReportData {
     const StressResult& result;
     const ExerciseSummary& exercise;
+    Paper paper = Paper::A4;
 };

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/stress/ExerciseIndices.h"
+#include "host/results/PeakRate.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 #include "host/support/Text.h"
@@ -14,10 +15,8 @@
 
 namespace {
 
-constexpr double kPeakWindowSeconds = 30;  // the peak heart rate is the highest median over this long
-// Readings come with the beats: a window is whole if its first reading is at most this far from its start.
-constexpr double kLongestIntervalSeconds = 2;
-constexpr double kSlackSeconds = 1;  // times given by hand are rounded to the second
+constexpr double kPeakExerciseSeconds = 30;  // the end of the work, of which ST/HR index and slope take it
+constexpr double kSlackSeconds = 1;          // times given by hand are rounded to the second
 constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
 constexpr std::array kLeadsWithoutSTHR{"aVR", "aVL", "V1"};  // see STHRIndices.h
 
@@ -33,27 +32,10 @@ double StageEnd(const std::vector<Stage>& stages, std::size_t index, const Stres
 }
 
 void FindPeak(const StressResult& result, ExerciseSummary& summary) {
-    summary.peakBpm = std::numeric_limits<double>::quiet_NaN();
-    const std::vector<RateReading>& rates = result.rates;
-    std::vector<std::size_t> firsts;  // of the window that ends with each reading
-    double longestSeconds = 0;
-    for (std::size_t last = 0, first = 0; last < rates.size(); ++last) {
-        while (rates[last].seconds - rates[first].seconds > kPeakWindowSeconds) ++first;
-        firsts.push_back(first);
-        longestSeconds = std::max(longestSeconds, rates[last].seconds - rates[first].seconds);
-    }
-    // A few readings after the start or a pause make no half minute, and are likely to be wrong.
-    const double wholeSeconds = std::min(longestSeconds, kPeakWindowSeconds - kLongestIntervalSeconds);
-    for (std::size_t last = 0; last < rates.size(); ++last) {
-        if (rates[last].seconds - rates[firsts[last]].seconds < wholeSeconds) continue;
-        std::vector<double> bpm;
-        for (std::size_t rate = firsts[last]; rate <= last; ++rate) bpm.push_back(rates[rate].bpm);
-        const double median = Median(std::move(bpm));
-        if (!(median <= summary.peakBpm)) {
-            summary.peakBpm = median;
-            summary.peakSeconds = rates[last].seconds;
-        }
-    }
+    PeakRate peak;
+    for (const RateReading& rate : result.rates) peak.Take(rate);
+    summary.peakBpm = peak.Bpm();
+    summary.peakSeconds = peak.Seconds();
 }
 
 void FindSTDeviation(const StressResult& result, ExerciseSummary& summary) {
@@ -97,7 +79,8 @@ void FindSTHR(const StressResult& result, ExerciseSummary& summary) {
     const std::vector<Span> course = ExerciseCourse(result, summary);
     const std::optional<Span> work = FindWork(summary.stages, result.seconds);
     const double peakSeconds = work ? work->toSeconds : summary.peakSeconds;
-    const Span peak{std::max(work ? work->fromSeconds : 0.0, peakSeconds - kPeakWindowSeconds), peakSeconds};
+    const Span peak{std::max(work ? work->fromSeconds : 0.0, peakSeconds - kPeakExerciseSeconds),
+                    peakSeconds};
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
         const STAtRate rest{reference.bpm, reference.levelUv[lead]};
         std::vector<STAtRate> points{rest};

@@ -39,7 +39,7 @@ std::string WhyNot(const StressResult& result, std::size_t lead, const Span& hol
         return span.fromSeconds <= hole.toSeconds && span.toSeconds >= hole.fromSeconds;
     };
     if (std::any_of(result.disturbed[lead].begin(), result.disturbed[lead].end(), touches))
-        return "disturbed";
+        return kHoleDisturbed;
     const auto [firstFound, lastFound] = Within(result.beatsFound, hole);
     const auto [firstFolded, lastFolded] = Within(result.beats, hole);
     const auto found = lastFound - firstFound, folded = lastFolded - firstFolded;
@@ -49,10 +49,10 @@ std::string WhyNot(const StressResult& result, std::size_t lead, const Span& hol
     const auto onT = std::count_if(firstFolded, lastFolded, [&](const STReading& beat) {
         return lead < beat.st.size() && beat.st[lead].isOnT;
     });
-    if (2 * ventricular > found) return "ventricular beats";
-    if (2 * onT > folded) return "ST point on the T wave";
-    if (2 * folded > found) return "another shape, or the average of this lead renewed";
-    return "beats unlike the averaged one";
+    if (2 * ventricular > found) return kHoleVentricular;
+    if (2 * onT > folded) return kHoleOnT;
+    if (2 * folded > found) return kHoleRenewed;
+    return kHoleUnlike;
 }
 
 }  // namespace

@@ -68,11 +68,14 @@ struct STReading {
     std::vector<qz::STMeasure> st = {};                      // at the points of the field
 };
 
-/// A stretch of signal as recorded and as conditioned, in step, [lead][sample] in microvolts.
+/// What a strip was chosen for.
+enum class StripKind { Asked, Reference, PeakRate, LargestST, Ventricular, StageEnd, Start };
+
+/// A stretch of the conditioned signal.
 struct Strip {
-    double seconds = 0;                     // time of its first sample
-    std::vector<std::vector<float>> rawUv;  // first sample of the recording subtracted
-    std::vector<std::vector<float>> cleanUv;
+    double seconds = 0;                       // time of its first sample
+    std::vector<StripKind> kinds = {};        // the one that it was chosen for first
+    std::vector<std::vector<float>> uV = {};  // [lead][sample]
 };
 
 /// The averaged beat of a lead when its ST level was the lowest, the highest or farthest from the reference.
@@ -110,7 +113,8 @@ struct StressResult {
     std::vector<BeatThen> farthest;        // per lead
     std::vector<BeatsThen> asked;          // in order of time; without times that had no beats
     std::vector<double> relearnedSeconds;  // from when on a newly learned beat was matched
-    std::vector<Strip> strips;             // in order of time
+    std::optional<BeatsThen> peak;         // at the highest heart rate, PeakRate; empty without beats then
+    std::vector<Strip> strips;             // those that tell most first
     std::vector<RateReading> rates;
     std::vector<STReading> beats;  // one for each beat folded in
     // Of each lead, when it was off, and when its baseline jumped or left the range; in order of time.
@@ -122,5 +126,7 @@ struct StressResult {
 
 /// What the averaged beat was learned from: "11 of 12 beats in 10 s", and of which recording if of another.
 std::string DescribeLearning(const StressResult& result);
+/// "N", "S", "V", or "Q" where unclassified.
+const char* LetterOf(qz::BeatClass beatClass);
 /// The beats found, at `perSecond` steps per second: N, S, V, or Q where unclassified.
 std::vector<Annotation> BeatAnnotations(const StressResult& result, double perSecond);

@@ -41,6 +41,7 @@ struct QualitySummary {
     double median = 0;
     double poorPart = 0;  // of the time with a quality below 0.5, 0..1
 };
+constexpr double kMostPoorPart = 0.25;  // of the time, without a warning
 /// One per lead.
 std::vector<QualitySummary> SummarizeQuality(const StressResult& result);
 

@@ -26,6 +26,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/FloatingPoint.h"
 #include "session/SessionTypes.h"
 #include "session/internal/BeatFinder.h"
 

@@ -25,6 +25,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/FloatingPoint.h"
+
 namespace qz {
 
 class BeatFinder {
