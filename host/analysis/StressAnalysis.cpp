@@ -138,8 +138,9 @@ void StressAnalysis::OnInterval(const qz::IntervalEvent& interval) {
 }
 
 void StressAnalysis::OnBeat(const qz::BeatEvent& beat) {
-    STReading reading{beat.seconds, beat.bpm, beat.levelUv, beat.slopeUvPerMs, beat.rrMs, beat.stPointMs,
-                      beat.qMs,     beat.jMs, beat.st};
+    STReading reading{beat.seconds,      beat.bpm,  beat.levelUv,
+                      beat.slopeUvPerMs, beat.rrMs, beat.stPointMs,
+                      beat.qMs,          beat.jMs,  {beat.st.begin(), beat.st.end()}};
     if (m_options.stPoint.postJms) {
         reading.stPointMs = m_options.stPoint.UsualMs();
     } else {

@@ -107,7 +107,9 @@ public:
             WriteAnnotations(file, BeatAnnotations(result, result.source.AnnotationHz()));
         });
         write(m_csv, [&](PendingFile& file) { WriteTrendsCsv(file, result, m_options.csvEverySeconds); });
-        write(m_report, [&](PendingFile& file) { WriteReport(file, {result, exercise, m_options.paper}); });
+        write(m_report, [&](PendingFile& file) {
+            WriteReport(file, {result, exercise, m_options.paper, FindLanguage(m_options.language)});
+        });
         write(m_json, [&](PendingFile& file) { WriteResultJson(file.Stream(), result, exercise); });
         for (const WriteError& error : PendingFile::CommitGroups(groups)) Tell(error);
         return !m_hasFailed;
@@ -169,6 +171,18 @@ void PrintWarnings(const StressResult& result) {
 
 }  // namespace
 
+GivenOptions TellOptions(const AnalyzeOptions& options) {
+    GivenOptions told = options.given;
+    for (auto& [name, value] : told) {
+        std::vector<std::string> files;
+        if (name == "--stages" && !IsPipe(options.stagesFile)) files = {options.stagesFile};
+        if (name == "--template-from") files = OpenRecord(options.templateFrom)->Files();
+        if (files.empty()) continue;
+        value = (options.anonymous ? "" : value + ", ") + "contents " + ContentMark(files);
+    }
+    return told;
+}
+
 int Analyze(AnalyzeOptions options) {
     const SimulatedTest* simulated = nullptr;
     std::unique_ptr<FrameSource> source;
@@ -202,7 +216,7 @@ int Analyze(AnalyzeOptions options) {
         PendingFile::RefuseOverwriting(other->Files());
         StressResult learned = LearnFrom(*other, info.fs, options.analysis);
         for (const std::string& warning : learned.warnings)
-            warnings.push_back(learned.source.name + ": " + warning);
+            warnings.push_back("averaged beat of " + learned.source.name + ": " + warning);
         options.analysis.beat = &beat.emplace(std::move(learned.learned));
     }
     if (!options.force) outputs.RefuseReplacing();
@@ -217,6 +231,7 @@ int Analyze(AnalyzeOptions options) {
     std::optional<SignalStore> signal;
     if (!options.report.empty()) observers.push_back(&signal.emplace(info.leads.size(), info.fs));
 
+    options.given = TellOptions(options);
     auto [result, exercise] = RunStudy(*source, options, info, warnings, observers);
     if (signal) result.strips = CutStrips(*signal, result, exercise, options.stripSeconds, result.warnings);
     PrintWarnings(result);

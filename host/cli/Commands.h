@@ -16,6 +16,7 @@ struct AnalyzeOptions : StudyOptions {
     std::string csv, json, annotations, exported, report;  // paths of results; empty: not written
     std::vector<double> stripSeconds;  // starts of strips in the report, besides those that tell most
     Paper paper = Paper::A4;           // of the report
+    std::string language = "en";       // of the report
     double csvEverySeconds = 0;        // 0: a row per beat
     bool doubled = false;              // of the exported signal
     double realtime = 0;               // speed; 0: as fast as it goes
@@ -26,6 +27,10 @@ struct AnalyzeOptions : StudyOptions {
 /// kExitInterrupted with results up to there, or kExitFailed where a file could not be written, which stderr
 /// tells and which costs the others nothing. Throws HostError, and then writes none of the files.
 [[nodiscard]] int Analyze(AnalyzeOptions options);
+
+/// The options of the analysis as results tell them: of a file also its contents and, where persons are left
+/// out, not its name. Throws HostError for a file that cannot be read.
+GivenOptions TellOptions(const AnalyzeOptions& options);
 
 /// Throws HostError for options with which no recording could be analysed.
 void CheckStudy(const AnalyzeOptions& options);

@@ -63,11 +63,11 @@ void DrawMarks(Canvas& canvas, const StressResult& result, const EcgPaper& paper
 }
 
 // "reference" or "9:51" with its kind of line and its figures.
-void DrawFigures(Canvas& canvas, Point at, double widthMm, const std::string& which, const Pen& pen,
-                 double levelUv, double slopeUvPerMs) {
+void DrawFigures(Canvas& canvas, const Language& tr, Point at, double widthMm, const std::string& which,
+                 const Pen& pen, double levelUv, double slopeUvPerMs) {
     constexpr double kSampleMm = 5, kNameWidthMm = 17.5;
     canvas.DrawLine({at.x, at.y - 1}, {at.x + kSampleMm, at.y - 1}, pen);
-    canvas.DrawText({at.x + kSampleMm + 1, at.y}, which, kMutedStyle, kNameWidthMm - 1);
+    canvas.DrawText({at.x + kSampleMm + 1, at.y}, tr(which), kMutedStyle, kNameWidthMm - 1);
     canvas.DrawText({at.x + kSampleMm + kNameWidthMm, at.y},
                     "ST " + Number(levelUv, 0) + " µV, " + Number(slopeUvPerMs, 2) + " µV/ms", kTextStyle,
                     widthMm - kSampleMm - kNameWidthMm);
@@ -93,8 +93,8 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
         canvas.DrawText({cell.x, cell.y + 3.3}, result.source.leads[lead],
                         {9, true, findings.worstLead == lead ? kAccent : kInk}, cell.width * 0.5);
     canvas.DrawText({cell.x + nameMm + 3, cell.y + 3.3},
-                    "squares of " + Number(squares.uVPerSquare / kUvPerMv, 1) + " mV", kMutedStyle,
-                    cell.width - nameMm - 3);
+                    findings.tr("squares of " + Number(squares.uVPerSquare / kUvPerMv, 1) + " mV"),
+                    kMutedStyle, cell.width - nameMm - 3);
 
     const EcgPaper paper = PlacePaper(
         result,
@@ -108,7 +108,7 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
     paper.DrawTrace(canvas, farthest, PrLevelUv(result, farthest), result.source.fs, kFarthestPen);
     double y = box.Bottom() + kLineMm;
     if (findings.leads.empty()) {
-        canvas.DrawText({cell.x, y}, "no ST was measured", kMutedStyle);
+        canvas.DrawText({cell.x, y}, findings.tr("no ST was measured"), kMutedStyle);
         return;
     }
     const LeadSummary& s = findings.leads[lead];
@@ -123,12 +123,12 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
             if (std::isfinite(uV)) canvas.FillDisc({paper.X(ms), paper.Y(uV)}, 0.6, kAccent);
         }
     }
-    DrawFigures(canvas, {cell.x, y}, cell.width, "reference", kReferencePen, s.referenceUv,
+    DrawFigures(canvas, findings.tr, {cell.x, y}, cell.width, "reference", kReferencePen, s.referenceUv,
                 findings.reference.slopeUvPerMs[lead]);
     y += kLineMm;
     if (!farthest.empty())
-        DrawFigures(canvas, {cell.x, y}, cell.width, LongClock(s.seconds), kFarthestPen, s.levelUv,
-                    s.slopeUvPerMs);
+        DrawFigures(canvas, findings.tr, {cell.x, y}, cell.width, LongClock(s.seconds), kFarthestPen,
+                    s.levelUv, s.slopeUvPerMs);
 }
 
 void DrawBeatPage(Canvas& canvas, const Findings& findings, const Box& contents, std::size_t first,
@@ -139,10 +139,11 @@ void DrawBeatPage(Canvas& canvas, const Findings& findings, const Box& contents,
         DrawLeadBeats(canvas, findings, first + i, grid.Cell(area, i, kCellGapMm));
     DrawCaption(
         canvas, contents,
-        "Squares of 40 ms, and of so many mV as stands with each lead: enlarged, not to the scale of a "
-        "printed electrocardiogram. Dashed with rings: mean of the reference; full with dots: at the "
-        "largest ST change of the lead. Rings and dots: J and ST point. All beats stand on their PR "
-        "level.");
+        findings.tr(
+            "Squares of 40 ms, and of so many mV as stands with each lead: enlarged, not to the scale of a "
+            "printed electrocardiogram. Dashed with rings: mean of the reference; full with dots: at the "
+            "largest ST change of the lead. Rings and dots: J and ST point. All beats stand on their PR "
+            "level."));
 }
 
 }  // namespace
@@ -174,10 +175,11 @@ void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
     const std::size_t perPage = SpreadEvenly(leads, kLeadsPerGrid);
     for (std::size_t first = 0; first < leads; first += perPage) {
         const std::size_t count = std::min(perPage, leads - first);
-        pages.push_back(
-            {"Averaged beats: reference and largest ST change" + NameSpan("leads", first, count, leads),
-             Landscape(findings.paper), [&findings, first, count](Canvas& canvas, const Box& contents) {
-                 DrawBeatPage(canvas, findings, contents, first, count);
-             }});
+        pages.push_back({findings.tr("Averaged beats: reference and largest ST change" +
+                                     NameSpan("leads", first, count, leads)),
+                         Landscape(findings.paper),
+                         [&findings, first, count](Canvas& canvas, const Box& contents) {
+                             DrawBeatPage(canvas, findings, contents, first, count);
+                         }});
     }
 }

@@ -14,7 +14,7 @@ namespace {
 // With fewer leads an ischemia is easily missed: eight make up the twelve of a standard electrocardiogram.
 constexpr std::size_t kFewestLeads = 8;
 
-// "V2, V3 for 2:10, V5 for 0:40 min:s", the longest first; empty where no lead has any.
+// "V2, V3 (2:10 min:s), V5 (0:40 min:s)", the longest first; empty where no lead has any.
 std::string NameLeads(const StressResult& result, const std::vector<double>& seconds) {
     std::map<long, std::string, std::greater<>> leadsBySeconds;
     for (std::size_t lead = 0; lead < seconds.size(); ++lead) {
@@ -24,8 +24,9 @@ std::string NameLeads(const StressResult& result, const std::vector<double>& sec
     }
     std::string text;
     for (const auto& [duration, leads] : leadsBySeconds)
-        text += (text.empty() ? "" : ", ") + leads + " for " + LongClock(static_cast<double>(duration));
-    return text.empty() ? "" : text + " min:s";
+        text +=
+            (text.empty() ? "" : ", ") + leads + " (" + LongClock(static_cast<double>(duration)) + " min:s)";
+    return text;
 }
 
 double TotalSeconds(const std::vector<Span>& spans) {
@@ -109,9 +110,9 @@ void AddQuality(const StressResult& result, std::vector<std::string>& cautions) 
     const std::vector<QualitySummary> leads = SummarizeQuality(result);
     for (std::size_t lead = 0; lead < leads.size(); ++lead)
         if (leads[lead].poorPart > kMostPoorPart)
-            poor += (poor.empty() ? "" : ", ") + result.source.leads[lead] + " for " +
-                    Number(100 * leads[lead].poorPart, 0) + " %";
-    if (!poor.empty()) cautions.push_back("The signal was poor: " + poor + " of the time.");
+            poor += (poor.empty() ? "" : ", ") + result.source.leads[lead] + " (" +
+                    Number(100 * leads[lead].poorPart, 0) + " %)";
+    if (!poor.empty()) cautions.push_back("The signal was poor for a part of the time: " + poor + ".");
 }
 
 }  // namespace
@@ -138,5 +139,6 @@ std::vector<std::string> ListCautions(const Findings& findings) {
     if (result.learned.beatsUsed > 0 && !result.learned.confident)
         cautions.push_back("The first averaged beat is uncertain, learned from " + DescribeLearning(result) +
                            ": ST may be off.");
+    for (std::string& caution : cautions) caution = findings.tr(caution);
     return cautions;
 }

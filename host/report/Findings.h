@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "host/report/Language.h"
 #include "host/report/ReportData.h"
 #include "host/results/Ectopy.h"
+#include "host/results/Holes.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 
@@ -17,7 +19,9 @@ struct Findings {
     explicit Findings(const ReportData& data);
 
     const StressResult& result;
-    const ExerciseSummary& exercise;
+    const Language& tr;        // every text that is drawn goes through it, but for what people have given
+    ExerciseSummary exercise;  // its stages named in that language
+    std::vector<std::vector<Hole>> holes;  // per lead, likewise
     Paper paper;
     std::vector<LeadSummary> leads;  // empty without a folded beat
     Reference reference;
@@ -39,6 +43,8 @@ struct ReportTable {
     std::optional<std::size_t> emphasised;  // a row that stands out
 };
 
+// The phrases from here to Counted are English.
+
 /// Stands in the place of a risk where the stages are not those of Bruce.
 constexpr const char* kDukeRemark = "not the Bruce protocol";
 /// "-1.8, moderate risk", or why there is no class of risk.
@@ -56,13 +62,14 @@ std::string DescribeBeats(const StressResult& result);
 /// "12 ventricular (0.6 %), 2 couplets, 1 run (longest 4, fastest 132/min at 3:20); 3
 /// supraventricular".
 std::string DescribeEctopy(const BeatCounts& counts);
-/// "stage 2: 3 ventricular; recovery: 1 supraventricular", of the stages that have any; empty without stages.
-std::string DescribeEctopyByStages(const StressResult& result, const std::vector<Stage>& stages);
 /// "+12", "-3", "0".
 std::string Signed(double value, int decimals);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 
+/// "stage 2: 3 ventricular; recovery: 1 supraventricular", of the stages that have any, in the language of
+/// the report; empty without stages.
+std::string DescribeEctopyByStages(const Findings& findings);
 /// Who was tested, why and by whom. "not given" stands for a name, a number, age and sex that are not known;
 /// other rows are left out.
 std::vector<Fact> ListPatient(const Findings& findings);

@@ -25,6 +25,7 @@ struct ReportPage {
     std::function<void(Canvas& canvas, const Box& contents)> draw;
     /// What an outline names below the page's title, in order.
     std::vector<std::string> entries = {};
+    bool isDrawing = false;  // else it is text and tables, which HTML has in its own way
 };
 
 // No text of a page is smaller than 8 points.

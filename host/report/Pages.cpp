@@ -25,10 +25,12 @@ std::vector<ReportPage> LayOutPages(const Findings& findings) {
     std::vector<ReportPage> pages;
     AddSummaryPage(findings, pages);
     AddTablePages(findings, pages);
+    const std::size_t firstDrawing = pages.size();
     AddTrendPages(findings, pages);
     AddStageBeatPages(findings, pages);
     AddBeatPages(findings, pages);
     AddStripPages(findings, pages);
+    for (std::size_t i = firstDrawing; i < pages.size(); ++i) pages[i].isDrawing = true;
     AddNotePages(findings, pages);
     return pages;
 }
@@ -48,9 +50,10 @@ void DrawPage(Canvas& canvas, const std::vector<ReportPage>& pages, std::size_t 
     pages[index].draw(canvas, contents);
     const double foot = size.heightMm - kFootMm, rule = size.heightMm - kFootRuleMm;
     canvas.DrawLine({contents.x, rule}, {contents.Right(), rule}, {kRule, 0.2});
-    canvas.DrawText({contents.x, foot}, kDisclaimer, kMutedStyle);
+    canvas.DrawText({contents.x, foot}, findings.tr(kDisclaimer), kMutedStyle);
     TextStyle right = kMutedStyle;
     right.align = Align::Right;
     canvas.DrawText({contents.Right(), foot},
-                    "Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size()), right);
+                    findings.tr("Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size())),
+                    right);
 }

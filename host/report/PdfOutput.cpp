@@ -13,10 +13,10 @@ void SetMetadata(cairo_surface_t* surface, const Findings& findings) {
     const auto set = [&](cairo_pdf_metadata_t what, const std::string& text) {
         if (!text.empty()) cairo_pdf_surface_set_metadata(surface, what, OneLine(text).c_str());
     };
-    set(CAIRO_PDF_METADATA_TITLE, "Exercise ECG report: " + source.name);
+    set(CAIRO_PDF_METADATA_TITLE, findings.tr("Exercise ECG report") + ": " + source.name);
     set(CAIRO_PDF_METADATA_AUTHOR, source.patient.performing);
-    set(CAIRO_PDF_METADATA_SUBJECT, "Heart rate, ST and averaged beats of an exercise test" +
-                                        (source.started.empty() ? "" : " of " + source.started));
+    set(CAIRO_PDF_METADATA_SUBJECT, findings.tr("Heart rate, ST and averaged beats of an exercise test") +
+                                        (source.started.empty() ? "" : ", " + source.started));
     set(CAIRO_PDF_METADATA_CREATOR, "qzstress " QZSTRESS_VERSION);
 }
 
@@ -69,5 +69,5 @@ void WritePdf(std::ostream& out, const std::vector<ReportPage>& pages, const Fin
         cairo_surface_finish(surface.get());
         CheckCairo(cairo_surface_status(surface.get()));
     }
-    out << WithLanguage(std::move(drawn).str(), "en");
+    out << WithLanguage(std::move(drawn).str(), findings.tr.Code());
 }

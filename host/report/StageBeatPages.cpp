@@ -34,22 +34,23 @@ std::vector<Column> ListColumns(const Findings& findings, std::size_t most) {
     const StressResult& result = findings.result;
     const std::vector<Stage>& stages = findings.exercise.stages;
     const std::optional<Span> work = FindWork(stages, result.seconds);
-    std::vector<Column> columns{{"reference", kNothing, &result.referenceBeatUv, nullptr, false}};
+    std::vector<Column> columns{
+        {findings.tr("reference"), kNothing, &result.referenceBeatUv, nullptr, false}};
     for (const BeatsThen& then : result.asked) {
         const double at = then.askedSeconds;
         const bool isStageEnd = work && at <= work->toSeconds;
         // The end of a stage is the start of the next.
         const std::optional<std::size_t> stage = StageAt(stages, std::nextafter(at, 0));
-        std::string name = stage ? "end of " + NameStage(stages[*stage], *stage) : "";
+        std::string name = stage ? findings.tr("end of " + NameStage(stages[*stage], *stage)) : "";
         if (work && !isStageEnd)
-            name = "after " + Number((at - work->toSeconds) / kSecondsPerMinute, 0) + " min";
+            name = findings.tr("after " + Number((at - work->toSeconds) / kSecondsPerMinute, 0) + " min");
         columns.push_back({name, at, &then.uV, &result.beats.at(then.reading), isStageEnd});
     }
     if (result.peak) {
         const auto later = std::find_if(columns.begin() + 1, columns.end(), [&](const Column& column) {
             return column.seconds > result.peak->askedSeconds;
         });
-        columns.insert(later, {"peak heart rate", result.peak->askedSeconds, &result.peak->uV,
+        columns.insert(later, {findings.tr("peak heart rate"), result.peak->askedSeconds, &result.peak->uV,
                                &result.beats.at(result.peak->reading), false});
     }
     const auto ends = static_cast<std::size_t>(std::count_if(
@@ -150,9 +151,9 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
     }
     DrawCaption(
         canvas, contents,
-        DescribeScale(scale) +
-            ", squares of 1 mm; each beat stands on its PR level. Below: ST level and slope. Ring: J as "
-            "in the first averaged beat; dot: ST point.");
+        findings.tr(DescribeScale(scale, canvas.IsTrueToScale()) +
+                    "; each beat stands on its PR level. Below: ST level and slope. Ring: J as in the first "
+                    "averaged beat; dot: ST point."));
 }
 
 }  // namespace
@@ -180,8 +181,8 @@ void AddStageBeatPages(const Findings& findings, std::vector<ReportPage>& pages)
     const std::size_t perPage = SpreadEvenly(leads, most);
     for (std::size_t first = 0; first < leads; first += perPage) {
         const std::size_t shown = std::min(perPage, leads - first);
-        pages.push_back({"Averaged beats by stages" + NameSpan("leads", first, shown, leads), size,
-                         [&findings, first, shown](Canvas& canvas, const Box& contents) {
+        pages.push_back({findings.tr("Averaged beats by stages" + NameSpan("leads", first, shown, leads)),
+                         size, [&findings, first, shown](Canvas& canvas, const Box& contents) {
                              DrawStageBeats(canvas, findings, contents, first, shown);
                          }});
     }

@@ -246,12 +246,12 @@ std::string NameStrip(const Findings& findings, const Strip& strip) {
             case StripKind::Asked: name = "as asked for"; break;
             case StripKind::Reference: name = "reference"; break;
             case StripKind::PeakRate: name = "peak heart rate"; break;
-            case StripKind::LargestST: name = "largest ST change, in " + findings.exercise.stLead; break;
+            case StripKind::LargestST: name = "largest ST change in " + findings.exercise.stLead; break;
             case StripKind::Ventricular: name = NameVentricular(findings.result, strip); break;
             case StripKind::StageEnd: name = "end of " + NameStageAt(findings.exercise.stages, middle); break;
             case StripKind::Start: name = "start of the recording"; break;
         }
-        text += (text.empty() ? "" : ", ") + name;
+        text += (text.empty() ? "" : ", ") + findings.tr(name);
     }
     return text;
 }
@@ -259,14 +259,15 @@ std::string NameStrip(const Findings& findings, const Strip& strip) {
 // "9:51 to 10:01, stage 3 150 W, 168 beats/min".
 std::string DescribeTime(const Findings& findings, const Strip& strip) {
     const double end = strip.seconds + kStripSeconds;
-    std::string text = LongClock(strip.seconds) + " to " + LongClock(std::min(end, findings.result.seconds));
+    std::string text = findings.tr(LongClock(strip.seconds) + " to " +
+                                   LongClock(std::min(end, findings.result.seconds)) + " min:s");
     const std::vector<Stage>& stages = findings.exercise.stages;
     if (const std::optional<std::size_t> at = StageAt(stages, strip.seconds)) {
         text += ", " + NameStage(stages[*at], *at);
         if (const std::string power = DescribePower(stages[*at]); !power.empty()) text += " " + power;
     }
     const double bpm = MedianRateAt(findings.result, strip.seconds + kStripSeconds / 2);
-    return std::isfinite(bpm) ? text + ", " + Number(bpm, 0) + " beats/min" : text;
+    return std::isfinite(bpm) ? text + ", " + findings.tr(Number(bpm, 0) + " beats/min") : text;
 }
 
 // "ST II −20 µV (change −35), V5 ...": of the leads of the table of stages, at the end of the strip, as ST is
@@ -277,8 +278,9 @@ std::string DescribeST(const Findings& findings, const Strip& strip) {
     std::string text;
     for (const std::size_t lead : findings.exercise.stageLeads) {
         if (lead >= all.size() || std::isnan(all[lead].levelUv)) continue;
-        text += (text.empty() ? "ST at its end: " : ", ") + result.source.leads[lead] + " " +
-                Number(all[lead].levelUv, 0) + " µV (change " + Signed(all[lead].changeUv, 0) + ")";
+        text +=
+            (text.empty() ? findings.tr("ST at its end:") + " " : ", ") + result.source.leads[lead] + " " +
+            findings.tr(Number(all[lead].levelUv, 0) + " µV (change " + Signed(all[lead].changeUv, 0) + ")");
     }
     return text;
 }
@@ -310,7 +312,8 @@ void DrawBlock(Canvas& canvas, const Findings& findings, const Block& block, con
     const Strip& strip = result.strips[block.strip];
     const StripLines lines = PlaceLines(strip, block.lanes, result.source.fs, block.paperMm);
     const Box paper{corner.x, corner.y + kTitleMm + kBeatsMm, kPaperMm, block.paperMm};
-    const double scaleMm = canvas.DrawText({paper.Right(), corner.y + 3}, DescribeScale(lines.scale),
+    const double scaleMm = canvas.DrawText({paper.Right(), corner.y + 3},
+                                           findings.tr(DescribeScale(lines.scale, canvas.IsTrueToScale())),
                                            {8, true, kInk, Align::Right});
     canvas.DrawText({paper.x, corner.y + 3}, heading + DescribeTime(findings, strip), {8.5, true, kInk},
                     paper.width - scaleMm - 3);
@@ -321,11 +324,11 @@ void DrawBlock(Canvas& canvas, const Findings& findings, const Block& block, con
 
 // A page of blocks below each other.
 ReportPage MakePage(const Findings& findings, std::vector<Block> blocks, const std::string& span) {
-    ReportPage page{"Strips" + span, Landscape(findings.paper), {}};
+    ReportPage page{findings.tr("Strips" + span), Landscape(findings.paper), {}};
     if (blocks.size() == 1) page.title = blocks.front().title;
     for (const Block& block : blocks)
         if (blocks.size() > 1)
-            page.entries.push_back(block.title + " at " +
+            page.entries.push_back(block.title + ", " +
                                    LongClock(findings.result.strips[block.strip].seconds));
     page.draw = [&findings, blocks = std::move(blocks)](Canvas& canvas, const Box& contents) {
         double y = contents.y - 2;
@@ -334,9 +337,9 @@ ReportPage MakePage(const Findings& findings, std::vector<Block> blocks, const s
             y += kTitleMm + kBeatsMm + block.paperMm + kBlockGapMm;
         }
         DrawCaption(canvas, contents,
-                    "Filters: " + findings.result.conditioning +
-                        "; squares of 1 mm, pulses of 1 mV. Beats: N normal, S supraventricular, V "
-                        "ventricular, Q unclassified.");
+                    findings.tr("Filters: " + findings.result.conditioning +
+                                "; pulses of 1 mV. Beats: N normal, S supraventricular, V "
+                                "ventricular, Q unclassified."));
     };
     return page;
 }
@@ -346,7 +349,7 @@ std::string NameLeads(const StressResult& result, const std::vector<StripLane>& 
     const std::size_t first = lanes.front().front().lead;
     std::size_t last = first;
     for (const StripLane& lane : lanes) last = std::max(last, lane.back().lead);
-    return result.source.leads[first] + " to " + result.source.leads[last];
+    return result.source.leads[first] + " – " + result.source.leads[last];
 }
 
 }  // namespace

@@ -48,12 +48,13 @@ double DrawCautions(Canvas& canvas, const Findings& findings, const Box& box) {
     const std::vector<std::string> cautions = ListCautions(findings);
     if (cautions.empty()) return 0;
     const double x = box.x + kInsetMm;
-    canvas.DrawText({x, box.y + 3.5}, "What to know before reading", {9.5, true, kAccent});
+    canvas.DrawText({x, box.y + 3.5}, findings.tr("What to know before reading"), {9.5, true, kAccent});
     double y = box.y + kBelowTitleMm;
     for (std::size_t i = 0; i < cautions.size(); ++i) {
         const bool isLast = y + 3 * kLineMm > box.y + kMostCautionsMm && i + 1 < cautions.size();
         const std::string text =
-            isLast ? "And " + std::to_string(cautions.size() - i) + " more: see the notes." : cautions[i];
+            isLast ? findings.tr("And " + std::to_string(cautions.size() - i) + " more: see the notes.")
+                   : cautions[i];
         y += 0.8 + canvas.DrawParagraph({x, y}, box.width - kInsetMm, 2, text, kTextStyle);
         if (isLast) break;
     }
@@ -62,14 +63,15 @@ double DrawCautions(Canvas& canvas, const Findings& findings, const Box& box) {
 }
 
 // Room to write by hand.
-void DrawConclusion(Canvas& canvas, const Box& box) {
+void DrawConclusion(Canvas& canvas, const Language& tr, const Box& box) {
     constexpr double kDateMm = 35;
-    canvas.DrawText({box.x, box.y + 3.5}, "Conclusion", kSectionStyle);
+    canvas.DrawText({box.x, box.y + 3.5}, tr("Conclusion"), kSectionStyle);
     const double y = box.Bottom() - 4;
     canvas.DrawLine({box.x, y}, {box.x + kDateMm, y}, {kMuted, 0.2});
-    canvas.DrawText({box.x, box.Bottom() - 0.5}, "Date", kMutedStyle);
+    canvas.DrawText({box.x, box.Bottom() - 0.5}, tr("Date"), kMutedStyle);
     canvas.DrawLine({box.x + kDateMm + kColumnGapMm, y}, {box.Right(), y}, {kMuted, 0.2});
-    canvas.DrawText({box.x + kDateMm + kColumnGapMm, box.Bottom() - 0.5}, "Name and signature", kMutedStyle);
+    canvas.DrawText({box.x + kDateMm + kColumnGapMm, box.Bottom() - 0.5}, tr("Name and signature"),
+                    kMutedStyle);
 }
 
 // Returns where it ends, mm from the top of the page.
@@ -78,7 +80,7 @@ double DrawFindings(Canvas& canvas, const Findings& findings, const Box& body) {
     double y = body.y + 2;
     y += DrawHeader(canvas, findings, rest(y)) + kGapMm;
     y += DrawCautions(canvas, findings, rest(y));
-    canvas.DrawText({body.x, y + 3.5}, "Results", kSectionStyle);
+    canvas.DrawText({body.x, y + 3.5}, findings.tr("Results"), kSectionStyle);
     y += kBelowTitleMm;
     y += DrawColumns(canvas, rest(y), kResultLabelMm, kResultLines, ListResults(findings)) + kGapMm;
     const double plotMm = std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kGapMm);
@@ -101,14 +103,14 @@ void DrawSummary(Canvas& canvas, const Findings& findings, const Box& contents) 
         y = DrawFindings(canvas, findings, body);
     }
     const double top = std::min(y, body.Bottom());
-    DrawConclusion(canvas, {contents.x, top, contents.width, contents.Bottom() - top});
+    DrawConclusion(canvas, findings.tr, {contents.x, top, contents.width, contents.Bottom() - top});
 }
 
 }  // namespace
 
 void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages) {
     pages.push_back(
-        {"Exercise ECG report", Portrait(findings.paper),
+        {findings.tr("Exercise ECG report"), Portrait(findings.paper),
          [&findings](Canvas& canvas, const Box& contents) { DrawSummary(canvas, findings, contents); }});
 }
 

@@ -18,7 +18,9 @@ struct Piece {
     std::size_t first = 0, rows = 0;
     double top = 0;  // of its title, mm below that of the contents
 
-    std::string Title() const { return table->title + NameSpan("rows", first, rows, table->rows.size()); }
+    std::string Title(const Language& tr) const {
+        return table->title + tr(NameSpan("rows", first, rows, table->rows.size()));
+    }
 };
 
 // Tables one below the other; one that does not fit whole begins on a new page if it fits there.
@@ -47,10 +49,10 @@ std::vector<std::vector<Piece>> FlowTables(const std::vector<ReportTable>& table
     return pages;
 }
 
-void DrawPieces(Canvas& canvas, const Box& contents, const std::vector<Piece>& pieces) {
+void DrawPieces(Canvas& canvas, const Language& tr, const Box& contents, const std::vector<Piece>& pieces) {
     for (const Piece& piece : pieces) {
         const double y = contents.y + piece.top;
-        canvas.DrawText({contents.x, y + 3.5}, piece.Title(), kSectionStyle, contents.width);
+        canvas.DrawText({contents.x, y + 3.5}, piece.Title(tr), kSectionStyle, contents.width);
         DrawTable(canvas, {contents.x, y + kTitleMm, contents.width, 0}, *piece.table, piece.first,
                   piece.rows);
     }
@@ -94,11 +96,12 @@ void AddTablePages(const Findings& findings, std::vector<ReportPage>& pages) {
          FlowTables({MakeStageTable(findings), MakeCommonTable(findings), MakeLeadTable(findings)},
                     size.Contents().height)) {
         std::vector<std::string> titles;
-        for (const Piece& piece : pieces) titles.push_back(piece.Title());
-        pages.push_back(
-            {"Figures of the test", size,
-             [pieces](Canvas& canvas, const Box& contents) { DrawPieces(canvas, contents, pieces); },
-             std::move(titles)});
+        for (const Piece& piece : pieces) titles.push_back(piece.Title(findings.tr));
+        pages.push_back({findings.tr("Figures of the test"), size,
+                         [&findings, pieces](Canvas& canvas, const Box& contents) {
+                             DrawPieces(canvas, findings.tr, contents, pieces);
+                         },
+                         std::move(titles)});
     }
 }
 
@@ -107,7 +110,7 @@ void AddNotePages(const Findings& findings, std::vector<ReportPage>& pages) {
     std::vector<Paragraph> notes;
     const auto add = [&](const char* title, const std::vector<std::string>& texts) {
         if (texts.empty()) return;
-        notes.push_back({title, kSectionStyle});
+        notes.push_back({findings.tr(title), kSectionStyle});
         for (const std::string& text : texts) notes.push_back({text});
     };
     std::vector<std::string> cut;
@@ -117,7 +120,7 @@ void AddNotePages(const Findings& findings, std::vector<ReportPage>& pages) {
     add("Warnings", ListWarnings(findings));
     add("How the figures were made", ListMethods(findings));
     for (const std::vector<Paragraph>& shown : FlowParagraphs(std::move(notes), size.Contents()))
-        pages.push_back({"Notes", size, [shown](Canvas& canvas, const Box& contents) {
+        pages.push_back({findings.tr("Notes"), size, [shown](Canvas& canvas, const Box& contents) {
                              for (const Paragraph& note : shown)
                                  canvas.DrawParagraph({contents.x, contents.y + note.top}, contents.width,
                                                       kNoteLines, note.text, note.style);

@@ -53,11 +53,12 @@ ValueAxis ChooseAxis(const StressResult& result, std::vector<float> STReading::*
     return ChooseValueAxis(lowest, highest, step, std::max(2, static_cast<int>(heightMm / kPerFigureMm)));
 }
 
-void MarkPeak(Canvas& canvas, const TrendPlot& plot, const ExerciseSummary& exercise) {
+void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
+    const ExerciseSummary& exercise = findings.exercise;
     if (!(exercise.peakBpm > 0)) return;
     const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
     const std::string label =
-        "30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds);
+        findings.tr("30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds));
     TextStyle style{8, true, kAccent};
     const double width = canvas.MeasureText(label, style);
     const bool isToTheLeft = peak.x + 2.5 + width > plot.Area().Right();
@@ -92,7 +93,7 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
     const Colour colour = isWorst ? kAccent : kInk;
     const LeadBoxes boxes = SplitCell(cell);
     const TimeAxis time = ChooseTimeAxis(result.seconds, static_cast<int>(boxes.level.width / 8));
-    const std::vector<Hole> holes = FindHoles(result)[lead];
+    const std::vector<Hole>& holes = findings.holes[lead];
 
     const TrendPlot levels(boxes.level, time, axes.levels);
     levels.DrawStages(canvas, findings.exercise.stages, false);
@@ -122,10 +123,10 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
     const double baseline = boxes.level.y - 1.6;
     const double nameMm = canvas.DrawText({boxes.level.x, baseline}, result.source.leads[lead],
                                           {9, true, colour}, boxes.level.width * 0.4);
-    std::string caption = result.beats.empty() ? "no ST was measured" : "no ST in the reference";
+    std::string caption = findings.tr(result.beats.empty() ? "no ST was measured" : "no ST in the reference");
     if (!findings.leads.empty() && std::isfinite(findings.leads[lead].levelUv)) {
         const LeadSummary& s = findings.leads[lead];
-        caption = Signed(s.changeUv, 0) + " µV at " + LongClock(s.seconds);
+        caption = findings.tr(Signed(s.changeUv, 0) + " µV at " + LongClock(s.seconds));
         canvas.DrawRing({levels.X(s.seconds),
                          levels.Y(std::clamp(s.levelUv / kUvPerMv, axes.levels.from, axes.levels.to))},
                         0.7, {colour, 0.3});
@@ -138,7 +139,7 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
 TrendPlot BeginRow(Canvas& canvas, const Findings& findings, const Box& box, const ValueAxis& values,
                    const char* title) {
     const TrendPlot plot(box, ChooseTimeAxis(findings.result.seconds, 24), values);
-    canvas.DrawText({box.x - kLeftMm, box.y - 1.6}, title, {8, true, kInk});
+    canvas.DrawText({box.x - kLeftMm, box.y - 1.6}, findings.tr(title), {8, true, kInk});
     plot.DrawStages(canvas, findings.exercise.stages, false);
     plot.DrawAxes(canvas, true);
     return plot;
@@ -210,10 +211,11 @@ void DrawTrends(Canvas& canvas, const Findings& findings, const Box& contents, s
         DrawLeadTrend(canvas, findings, first + i, grid.Cell(area, i, kLeadGapMm), axes);
     DrawCaption(
         canvas, contents,
-        std::string("Of each lead above: ST level (strong) and J level (thin) in mV, in mm of ECG paper "
-                    "on the right, its largest change with a ring; below: ST slope in mV/s. Time in ") +
+        findings.tr(
+            std::string("Of each lead above: ST level (strong) and J level (thin) in mV, in mm of ECG paper "
+                        "on the right, its largest change with a ring; below: ST slope in mV/s. Time in ") +
             ChooseTimeAxis(result.seconds, 24).unit +
-            "; stages of work are shaded; hatched: no ST, and why.");
+            "; stages of work are shaded; hatched: no ST, and why."));
 }
 
 }  // namespace
@@ -222,17 +224,18 @@ void DrawRateTrend(Canvas& canvas, const Findings& findings, const Box& box) {
     const StressResult& result = findings.result;
     const TimeAxis time = ChooseTimeAxis(result.seconds, 24);
     canvas.DrawText({box.x - kLeftMm, box.y - kStageNamesMm - 1.6},
-                    std::string("Heart rate, beats/min, over time in ") + time.unit, {8, true, kInk});
+                    findings.tr(std::string("Heart rate, beats/min, over time in ") + time.unit),
+                    {8, true, kInk});
     const TrendPlot plot(box, time, ChooseRateAxis(result, findings.exercise.peakBpm));
     plot.DrawStages(canvas, findings.exercise.stages, true);
     plot.DrawAxes(canvas, true);
     std::vector<TrendPoint> readings;
     for (const RateReading& rate : result.rates) readings.push_back({rate.seconds, rate.bpm});
     plot.DrawCourse(canvas, readings, {kBlue, 0.35});
-    MarkPeak(canvas, plot, findings.exercise);
+    MarkPeak(canvas, plot, findings);
     if (readings.empty())
-        canvas.DrawText({box.x + box.width / 2, box.y + box.height / 2}, "no heart rate was found",
-                        {9, false, kMuted, Align::Centre});
+        canvas.DrawText({box.x + box.width / 2, box.y + box.height / 2},
+                        findings.tr("no heart rate was found"), {9, false, kMuted, Align::Centre});
 }
 
 ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
@@ -255,7 +258,8 @@ void AddTrendPages(const Findings& findings, std::vector<ReportPage>& pages) {
     const std::size_t perPage = SpreadEvenly(leads, kLeadsPerGrid);
     for (std::size_t first = 0; first < leads; first += perPage) {
         const std::size_t count = std::min(perPage, leads - first);
-        pages.push_back({"Trends" + NameSpan("leads", first, count, leads), Portrait(findings.paper),
+        pages.push_back({findings.tr("Trends" + NameSpan("leads", first, count, leads)),
+                         Portrait(findings.paper),
                          [&findings, first, count](Canvas& canvas, const Box& contents) {
                              DrawTrends(canvas, findings, contents, first, count);
                          }});

@@ -42,7 +42,7 @@ void FindSTDeviation(const StressResult& result, ExerciseSummary& summary) {
     const std::vector<LeadSummary> leads = SummarizeLeads(result);
     for (std::size_t lead = 0; lead < leads.size(); ++lead) {
         const double deviationMv = leads[lead].changeUv / kUvPerMv;
-        if (EqualIgnoringCase(result.source.leads[lead], "aVR") ||
+        if (!IsChosenForST(result.source.leads[lead]) ||
             !(std::abs(deviationMv) > std::abs(summary.stDeviationMv)))
             continue;
         summary.stDeviationMv = deviationMv;
@@ -129,7 +129,7 @@ void FindPowers(const StressResult& result, ExerciseSummary& summary) {
         if (found[i] != Pwc::kNotComputed) summary.pwcWatts[i] = found[i];
 }
 
-// Those asked for by name, or the three whose ST changes most, aVR left out, in the order of the leads.
+// Those asked for by name, or the three whose ST changes most, in the order of the leads.
 void ChooseStageLeads(const StressResult& result, const std::vector<std::string>& asked,
                       ExerciseSummary& summary) {
     constexpr std::size_t kShown = 3;
@@ -143,7 +143,8 @@ void ChooseStageLeads(const StressResult& result, const std::vector<std::string>
     if (!asked.empty()) return;
     const std::vector<LeadSummary> leads = SummarizeLeads(result);
     for (std::size_t lead = 0; lead < leads.size(); ++lead)
-        if (!std::isnan(leads[lead].changeUv) && !is(lead, "aVR")) summary.stageLeads.push_back(lead);
+        if (!std::isnan(leads[lead].changeUv) && IsChosenForST(names[lead]))
+            summary.stageLeads.push_back(lead);
     std::stable_sort(summary.stageLeads.begin(), summary.stageLeads.end(), [&](std::size_t a, std::size_t b) {
         return std::abs(leads[a].changeUv) > std::abs(leads[b].changeUv);
     });

@@ -84,7 +84,8 @@ cmp "$work/first.dat" "$work/sim.dat" || fail "the same seed gives another signa
 
 # All results at once. One that cannot be written costs the others nothing.
 "$program" analyze "$work/sim" --json "$work/r.json" --wfdb-ann "$work/r.atr" --export "$work/clean" --double \
-    --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" >"$work/out" || fail "analyze with results"
+    --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" --language de >"$work/out" || fail "analyze with results"
+grep -q '<html lang="de">' "$work/r.html" && expect_refusal 2 'requires --report' analyze --language de || fail "--language"
 for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || fail "no $file"; done
 "$program" evaluate "$work/sim" --ann "$work/r.atr" | grep -q 'sensitivity 100' || fail "own annotations"
 "$program" evaluate "$work/sim" --fiducials "$work/r.atr,$work/r.atr" | grep -q 'hand marks' || fail "--fiducials"
@@ -275,9 +276,20 @@ grep -q 'another version kept: 2$' "$work/err" && cmp "$work/table.csv" "$result
 sed -i 's/"program": "[^"]*/&x/' "$results/sim.edf.json"
 "$program" batch "$work/records" --out "$results" --mains 60 2>"$work/err" && grep -q 'made again: 1$' "$work/err" ||
     fail "another version: $(cat "$work/err")"
-"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 2>"$work/err" || fail "other options"
-[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb"$' "$results/results.csv")" -eq 2 ] ||
+"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 --reports html --language de 2>"$work/err" ||
+    fail "other options"
+[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb language=de"$' "$results/results.csv")" -eq 2 ] &&
+    grep -q 'lang="de"' "$results/sim.edf.html" "$results/deep/sim.hea.html" ||
     fail "other options: $(cat "$results/results.csv")"
+# A file of stages that has changed counts as another option; an anonymous result does not name it.
+printf '0 0 rest\n30 50 work\n' >"$work/ride.txt"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous --quiet 2>/dev/null || fail "--stages"
+grep -q 'ride' "$results/sim.edf.json" && fail "an anonymous result names a file"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous 2>"$work/err"
+[ -s "$work/err" ] && fail "the same stages: $(cat "$work/err")"
+echo '60 0 recovery' >>"$work/ride.txt"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous 2>"$work/err"
+grep -q 'made again: 2$' "$work/err" || fail "changed stages: $(cat "$work/err")"
 # Wrong options are told once, before any work, and so is what is no list.
 expect_refusal 2 'no-such' batch "$work/records" --out "$work/never" -- --no-such 1
 expect_refusal 1 'comb is for' batch "$work/records" --out "$work/never" -- --comb --mains 60
