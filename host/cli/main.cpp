@@ -468,7 +468,7 @@ private:
         command.callback([this, &command] {
             m_batch.study = m_analyze.given = GivenStudy(command);
             CheckStudy(m_analyze);
-            m_batch.told = TellOptions(m_analyze);
+            m_batch.told = TellOptions(m_analyze, m_analyze.templateFrom);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
             if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;
         });
