@@ -26,7 +26,7 @@ struct Signal : WfdbSignal {
     explicit Signal(const WfdbSignal& header)
         : WfdbSignal(header),
           level(header.initial),
-          invalidSample(format.IsDifference() ? kMaxCount : format.Lowest()) {}
+          invalidSample(format.IsDifference() ? kMaxLong : format.Lowest()) {}
 
     /// The sample that a stored value tells: in format 8 it is the difference to the one before.
     long long Sample(long long stored) { return format.IsDifference() ? level += stored : stored; }
