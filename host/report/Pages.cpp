@@ -14,7 +14,6 @@ namespace {
 // From the top of the page, and from its foot.
 constexpr double kHeadingMm = 14.5, kHeadingRuleMm = 17.5;
 constexpr double kFootRuleMm = 9.5, kFootMm = 5.5;
-constexpr const char* kDisclaimer = "For research and evaluation. Not a medical device.";
 
 constexpr TextStyle kTitle{13, true, kInk};
 constexpr TextStyle kRunningHead{8, false, kMuted, Align::Right};

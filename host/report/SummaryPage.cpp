@@ -14,7 +14,7 @@ constexpr double kPlotLeftMm = 9, kPlotRightMm = 5, kPlotAboveMm = 12,
                  kPlotBelowMm = 6;  // of titles and figures
 constexpr double kConclusionMm = 30;
 constexpr double kMostCautionsMm = 45;
-constexpr double kGapMm = 4;
+constexpr double kPartGapMm = 4;
 constexpr double kBelowTitleMm = 5;
 
 double ColumnMm(double widthMm) { return (widthMm - kColumnGapMm) / 2; }
@@ -64,7 +64,7 @@ double DrawCautions(Canvas& canvas, const Findings& findings, const Box& box) {
         if (isLast) break;
     }
     canvas.DrawLine({box.x + 0.5, box.y}, {box.x + 0.5, y}, {kAccent, 1});
-    return y - box.y + kGapMm;
+    return y - box.y + kPartGapMm;
 }
 
 // Room to write by hand.
@@ -83,16 +83,16 @@ void DrawConclusion(Canvas& canvas, const Language& tr, const Box& box) {
 double DrawFindings(Canvas& canvas, const Findings& findings, const Box& body) {
     const auto rest = [&](double y) { return Box{body.x, y, body.width, body.Bottom() - y}; };
     double y = body.y + 2;
-    y += DrawHeader(canvas, findings, rest(y)) + kGapMm;
+    y += DrawHeader(canvas, findings, rest(y)) + kPartGapMm;
     y += DrawCautions(canvas, findings, rest(y));
     canvas.DrawText({body.x, y + 3.5}, findings.tr("Results"), kSectionStyle);
     y += kBelowTitleMm;
-    y += DrawColumns(canvas, rest(y), kResultLines, ListResults(findings)) + kGapMm;
-    const double plotMm = std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kGapMm);
+    y += DrawColumns(canvas, rest(y), kResultLines, ListResults(findings)) + kPartGapMm;
+    const double plotMm = std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kPartGapMm);
     if (plotMm < kLowestPlotMm) return y;  // it stands among the trends
     DrawRateTrend(canvas, findings,
                   {body.x + kPlotLeftMm, y + kPlotAboveMm, body.width - kPlotLeftMm - kPlotRightMm, plotMm});
-    return y + kPlotAboveMm + plotMm + kPlotBelowMm + kGapMm;
+    return y + kPlotAboveMm + plotMm + kPlotBelowMm + kPartGapMm;
 }
 
 // All but the room for the conclusion.
