@@ -25,7 +25,8 @@ struct Column {
 };
 
 std::size_t ColumnsIn(const StressResult& result, const PageSize& size) {
-    return static_cast<std::size_t>((size.Contents().width - kLeadNameMm) / (BeatPaperMm(result) + kColumnGapMm));
+    return static_cast<std::size_t>((size.Contents().width - kLeadNameMm) /
+                                    (BeatPaperMm(result) + kColumnGapMm));
 }
 
 // Of more columns than `most` every second, third, ... end of a stage is left, with the last of them.

@@ -88,7 +88,8 @@ double DrawFindings(Canvas& canvas, const Findings& findings, const Box& body) {
     canvas.DrawText({body.x, y + 3.5}, findings.tr("Results"), kSectionStyle);
     y += kBelowTitleMm;
     y += DrawColumns(canvas, rest(y), kResultLines, ListResults(findings)) + kPartGapMm;
-    const double plotMm = std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kPartGapMm);
+    const double plotMm =
+        std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kPartGapMm);
     if (plotMm < kLowestPlotMm) return y;  // it stands among the trends
     DrawRateTrend(canvas, findings,
                   {body.x + kPlotLeftMm, y + kPlotAboveMm, body.width - kPlotLeftMm - kPlotRightMm, plotMm});

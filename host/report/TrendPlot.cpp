@@ -192,7 +192,8 @@ void TrendPlot::DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readin
     for (std::size_t i = 0; i < readings.size(); ++i) {
         const TrendPoint& reading = readings[i];
         const double pause = i > 0 ? reading.seconds - readings[i - 1].seconds : 0;
-        if (pause > kGapSeconds && X(pause) - X(0) > kPlotGapMm) points.push_back({X(reading.seconds), kNothing});
+        if (pause > kGapSeconds && X(pause) - X(0) > kPlotGapMm)
+            points.push_back({X(reading.seconds), kNothing});
         const double y = std::isfinite(reading.value)
                              ? Y(std::clamp(reading.value, m_values.from, m_values.to))
                              : kNothing;
