@@ -6,7 +6,6 @@
 #include <cmath>
 #include <filesystem>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -22,7 +21,6 @@
 #include "host/report/ReportDrawing.h"
 #include "host/report/TextReport.h"
 #include "host/results/Evaluate.h"
-#include "host/results/Reference.h"
 #include "host/results/ResultFiles.h"
 #include "host/results/Strips.h"
 #include "host/simulate/SimulatedTest.h"
@@ -112,7 +110,7 @@ public:
         write(m_report, [&](PendingFile& file) {
             WriteReport(file, {result, exercise, m_options.paper, FindLanguage(m_options.language)});
         });
-        write(m_json, [&](PendingFile& file) { WriteResultJson(file, result, exercise); });
+        write(m_json, [&](PendingFile& file) { WriteResultJson(file.Stream(), result, exercise); });
         for (const WriteError& error : PendingFile::CommitGroups(groups)) Tell(error);
         return !m_hasFailed;
     }
@@ -171,54 +169,7 @@ void PrintWarnings(const StressResult& result) {
         std::cerr << "qzstress: " << OneLine(result.source.name + ": " + warning) << "\n";
 }
 
-// True for a file that is no text, as annotations are.
-bool IsBinary(const std::string& path) {
-    if (path == "/dev/stdin") return false;
-    std::string bytes(1 << 16, '\n');
-    std::ifstream file = InputFile(path).Stream();
-    file.read(bytes.data(), std::ssize(bytes));
-    return bytes.find('\0') != std::string::npos;
-}
-
-// Stages of a file of whichever kind.
-std::vector<Stage> StagesOf(const std::string& path, const SourceInfo& info) {
-    if (std::filesystem::path(path).extension() == ".json") return ReadTruth(path).stages;
-    if (!IsBinary(path)) return ReadStages(path);
-    const std::vector<Annotation> annotations = ReadAnnotations(path);
-    const double perSecond = StepsPerSecond(annotations, info.AnnotationHz());
-    std::vector<Note> notes;
-    for (const Annotation& annotation : annotations)
-        if (!annotation.text.empty())
-            notes.push_back({static_cast<double>(annotation.sample) / perSecond, annotation.text});
-    std::vector<Stage> stages = StagesFromNotes(notes);
-    if (stages.empty()) throw HostError(path, "holds no note that names a stage of work");
-    return stages;
-}
-
-// The facts of a recording with what is told of the patient elsewhere, as results are to have them.
-SourceInfo Described(SourceInfo info, const AnalyzeOptions& options) {
-    if (!options.patientFile.empty()) info.patient = Complete(info.patient, ReadPatient(options.patientFile));
-    info.patient = Complete(info.patient, options.told);
-    if (options.anonymous) {
-        LeaveOutPersons(info.patient, info.started);
-        info.remarks.clear();
-    }
-    return info;
-}
-
 }  // namespace
-
-GivenOptions TellOptions(const AnalyzeOptions& options) {
-    GivenOptions told = options.given;
-    for (auto& [name, value] : told) {
-        std::vector<std::string> files;
-        if (name == "--stages" && !IsPipe(options.stagesFile)) files = {options.stagesFile};
-        if (name == "--template-from") files = OpenRecord(options.templateFrom)->Files();
-        if (files.empty()) continue;
-        value = (options.anonymous ? "" : value + ", ") + "contents " + ContentMark(files);
-    }
-    return told;
-}
 
 int Analyze(AnalyzeOptions options) {
     const SimulatedTest* simulated = nullptr;
@@ -233,27 +184,10 @@ int Analyze(AnalyzeOptions options) {
     } else {
         source = OpenRecord(options.record, options.reading);
     }
-    const SourceInfo info = Described(source->Info(), options);
+    const SourceInfo info = TakeStudy(options, source->Info());
     std::vector<std::string> warnings;
-    for (const std::string& name : options.exercise.stageLeads)
-        if (std::none_of(info.leads.begin(), info.leads.end(),
-                         [&](const std::string& lead) { return EqualIgnoringCase(lead, name); }))
-            throw HostError(info.name, "lead \"" + name + "\" is not one of those that are used");
-    if (!options.stagesFile.empty())
-        options.exercise.stages = StagesOf(options.stagesFile, info);
-    else if (options.protocol.empty() && options.exercise.stages.empty())
-        options.exercise.stages = StagesFromNotes(info.notes);
-    if (!options.pressuresFile.empty())
-        options.exercise.pressures = ReadBloodPressures(options.pressuresFile);
-    if (!options.protocol.empty()) {
-        const double start = options.exerciseStartSeconds;
-        const double seconds =
-            options.exercise.exerciseSeconds.value_or(std::numeric_limits<double>::infinity());
-        options.exercise.stages = ProtocolStages(options.protocol, start, start + seconds);
-    }
 
     if (!options.report.empty()) options.analysis.beatSeconds = TellingSeconds(options.exercise.stages);
-    options.analysis.reference = ChooseReference(options.reference, options.exercise.stages);
 
     // What goes to stdout for another program goes there alone.
     const bool isPiped = options.csv == "-" || options.json == "-";
@@ -285,17 +219,8 @@ int Analyze(AnalyzeOptions options) {
     std::optional<SignalStore> signal;
     if (!options.report.empty()) observers.push_back(&signal.emplace(info.leads.size(), info.fs));
 
-    StressResult result = StressAnalysis(*source, options.analysis, observers).Run();
-    result.source.patient = info.patient;
-    result.source.remarks = info.remarks;
-    result.options = TellOptions(options);
-    if (!result.interrupted)
-        for (std::string& warning : CheckExercise(options.exercise, result.seconds))
-            warnings.push_back(std::move(warning));
-    for (std::string& warning : CheckReference(result, options.exercise.stages))
-        warnings.push_back(std::move(warning));
-    result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
-    const ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
+    options.given = TellOptions(options, options.templateFrom);
+    auto [result, exercise] = RunStudy(*source, options, info, warnings, observers);
     if (signal) result.strips = CutStrips(*signal, result, exercise, options.stripSeconds, result.warnings);
     PrintWarnings(result);
     const bool isWritten = outputs.Write(result, exercise);
@@ -318,7 +243,7 @@ void CheckStudy(const AnalyzeOptions& options) {
     if (!options.templateFrom.empty()) OpenRecord(options.templateFrom);
     SourceInfo anyRate;
     anyRate.fs = 1;
-    if (!options.stagesFile.empty()) StagesOf(options.stagesFile, anyRate);
+    if (!options.stagesFile.empty()) ReadAnyStages(options.stagesFile, anyRate);
 }
 
 void PrintInfo(const std::string& record, const RecordOptions& reading, bool asJson) {

@@ -5,24 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "host/analysis/StressAnalysis.h"
+#include "host/analysis/Study.h"
 #include "host/record/RecordOptions.h"
 #include "host/report/ReportData.h"
-#include "host/results/Exercise.h"
 
-struct AnalyzeOptions {
+struct AnalyzeOptions : StudyOptions {
     std::string record;  // empty: the simulated test
     RecordOptions reading;
-    StressOptions analysis;
-    ExerciseOptions exercise;
-    std::string stagesFile;  // stages, truth of a simulation or annotations; empty: what the recording holds
-    std::string pressuresFile;        // file of blood pressures; empty for none
-    std::string protocol;             // named stages instead of those in `exercise`; empty for none
-    double exerciseStartSeconds = 0;  // start of the protocol
-    std::optional<Span> reference;    // from which changes of ST count; empty: as ChooseReference has it
-    std::string patientFile;          // what is told of the patient; empty: what the recording tells
-    Patient told;                     // as the command line tells of the patient, over all else
-    bool anonymous = false;           // leaves persons and remarks out of all results
     std::string templateFrom;  // record to learn the first averaged beat from; empty: the record itself
     std::string csv, json, annotations, exported, report;  // paths of results; empty: not written
     std::vector<double> stripSeconds;  // starts of strips in the report, besides those that tell most
@@ -32,17 +21,12 @@ struct AnalyzeOptions {
     bool doubled = false;              // of the exported signal
     double realtime = 0;               // speed; 0: as fast as it goes
     bool quiet = false;                // no report on stdout, no progress bar
-    GivenOptions given;                // what results tell of these options
     bool force = false;                // replaces files that are no earlier results of the same kind
 };
 /// Analyses a record: the report goes to stdout, warnings to stderr. Returns the exit code: 0,
 /// kExitInterrupted with results up to there, or kExitFailed where a file could not be written, which stderr
 /// tells and which costs the others nothing. Throws HostError, and then writes none of the files.
 [[nodiscard]] int Analyze(AnalyzeOptions options);
-
-/// The options of the analysis as results tell them: of a file also its contents and, where persons are left
-/// out, not its name. Throws HostError for a file that cannot be read.
-GivenOptions TellOptions(const AnalyzeOptions& options);
 
 /// Throws HostError for options with which no recording could be analysed.
 void CheckStudy(const AnalyzeOptions& options);

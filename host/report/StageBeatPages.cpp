@@ -56,7 +56,8 @@ std::vector<Column> ListColumns(const Findings& findings, std::size_t most) {
     const auto ends = static_cast<std::size_t>(std::count_if(
         columns.begin(), columns.end(), [](const Column& column) { return column.isStageEnd; }));
     const std::size_t others = columns.size() - ends;
-    const std::size_t room = most > others ? most - others : 1, stride = (ends + room - 1) / room;
+    const std::size_t room = most > others ? most - others : 1;
+    const std::size_t stride = ends / room + (ends % room == 0 ? 0 : 1);
     std::size_t left = ends;
     std::erase_if(columns, [&](const Column& column) { return column.isStageEnd && --left % stride != 0; });
     return columns;

@@ -119,7 +119,7 @@ ClassScores ScoreClasses(const std::vector<MarkedBeat>& found, const std::vector
             ScoreClass(BeatClass::Supraventricular, pairing, found, reference)};
 }
 
-FoldingScore ScoreFolding(const std::vector<STReading>& folded, const std::vector<MarkedBeat>& reference,
+FoldingScore ScoreFolding(const std::deque<STReading>& folded, const std::vector<MarkedBeat>& reference,
                           const std::vector<Span>& uncounted) {
     std::vector<double> normal;
     for (const MarkedBeat& beat : reference)

@@ -14,14 +14,14 @@ constexpr double kShortestSeconds = 10;
 double LastsSeconds(const Span& span) { return span.toSeconds - span.fromSeconds; }
 
 // What lies between the ends of the hole, both excluded, of all that are in order of time.
-template <typename Timed>
-std::pair<typename std::vector<Timed>::const_iterator, typename std::vector<Timed>::const_iterator> Within(
-    const std::vector<Timed>& all, const Span& hole) {
+template <typename All>
+auto Within(const All& all, const Span& hole) {
     const auto first =
         std::upper_bound(all.begin(), all.end(), hole.fromSeconds,
-                         [](double seconds, const Timed& one) { return seconds < one.seconds; });
-    return {first, std::lower_bound(first, all.end(), hole.toSeconds,
-                                    [](const Timed& one, double seconds) { return one.seconds < seconds; })};
+                         [](double seconds, const auto& one) { return seconds < one.seconds; });
+    return std::pair{first,
+                     std::lower_bound(first, all.end(), hole.toSeconds,
+                                      [](const auto& one, double seconds) { return one.seconds < seconds; })};
 }
 
 // For how long any of `spans` lies in `hole`.

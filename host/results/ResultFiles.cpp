@@ -257,25 +257,8 @@ Json ExerciseJson(const StressResult& result, const ExerciseSummary& exercise) {
             {"pwc170_w", Value(exercise.pwcWatts[2])}};
 }
 
-}  // namespace
-
-void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everySeconds) {
-    std::ostream& out = file.Stream();
-    out << "time_s,rr_ms,heart_rate_per_min";
-    for (const std::string& lead : result.source.leads)
-        out << ',' << CsvField(lead + "_st_uv") << ',' << CsvField(lead + "_slope_uv_per_ms") << ','
-            << CsvField(lead + "_change_uv") << ',' << CsvField(lead + "_sthr_uv_min");
-    out << ",reference_from_s,reference_to_s\n";
-    const std::vector<double> referencesUv = MeasureReference(result).levelUv;
-    double due = 0;
-    for (const STReading& beat : result.beats) {
-        if (beat.seconds < due) continue;
-        WriteRow(out, beat, referencesUv, result.reference.span);
-        if (everySeconds > 0) due = (std::floor(beat.seconds / everySeconds) + 1) * everySeconds;
-    }
-}
-
-void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise) {
+// All but the trends.
+std::string SummaryText(const StressResult& result, const ExerciseSummary& exercise) {
     const SourceInfo& source = result.source;
     const Json summary = {
         {"schema", kResultSchema},
@@ -307,9 +290,34 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
         {"beats_folded", result.beats.size()},
         {"beat_classes", BeatClassesJson(result, exercise.stages)},
         {"leads", LeadsJson(result, exercise)}};
-    std::ostream& out = file.Stream();
     // File names and lead names need not be UTF-8.
-    std::string head = summary.dump(1, ' ', false, Json::error_handler_t::replace);
+    return summary.dump(1, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace
+
+void WriteTrendsCsv(PendingFile& file, const StressResult& result, double everySeconds) {
+    std::ostream& out = file.Stream();
+    out << "time_s,rr_ms,heart_rate_per_min";
+    for (const std::string& lead : result.source.leads)
+        out << ',' << CsvField(lead + "_st_uv") << ',' << CsvField(lead + "_slope_uv_per_ms") << ','
+            << CsvField(lead + "_change_uv") << ',' << CsvField(lead + "_sthr_uv_min");
+    out << ",reference_from_s,reference_to_s\n";
+    const std::vector<double> referencesUv = MeasureReference(result).levelUv;
+    double due = 0;
+    for (const STReading& beat : result.beats) {
+        if (beat.seconds < due) continue;
+        WriteRow(out, beat, referencesUv, result.reference.span);
+        if (everySeconds > 0) due = (std::floor(beat.seconds / everySeconds) + 1) * everySeconds;
+    }
+}
+
+void WriteSummaryJson(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise) {
+    out << SummaryText(result, exercise) << "\n";
+}
+
+void WriteResultJson(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise) {
+    std::string head = SummaryText(result, exercise);
     head.resize(head.rfind('\n'));
     out << head;
     // The trends go out row by row: those of a day would fill a hundred megabytes.
@@ -335,14 +343,14 @@ void WriteResultJson(PendingFile& file, const StressResult& result, const Exerci
                  {"j_ms", Value(beat.jMs)},
                  {"level_uv", beat.levelUv},
                  {"slope_uv_per_ms", beat.slopeUvPerMs}};
-        const std::pair<const char*, float qz::STMeasure::*> points[] = {{"j_uv", &qz::STMeasure::jUv},
-                                                                         {"j20_uv", &qz::STMeasure::j20Uv},
-                                                                         {"j60_uv", &qz::STMeasure::j60Uv},
-                                                                         {"j80_uv", &qz::STMeasure::j80Uv}};
+        const std::pair<const char*, float STPoints::*> points[] = {{"j_uv", &STPoints::jUv},
+                                                                    {"j20_uv", &STPoints::j20Uv},
+                                                                    {"j60_uv", &STPoints::j60Uv},
+                                                                    {"j80_uv", &STPoints::j80Uv}};
         for (const auto& [name, uV] : points)
-            for (const qz::STMeasure& st : beat.st) row[name].push_back(Rounded(st.*uV));
-        for (const qz::STMeasure& st : beat.st) row["shape"].push_back(ShapeJson(st.shape));
-        for (const qz::STMeasure& st : beat.st) row["is_on_t"].push_back(st.isOnT);
+            for (const STPoints& st : beat.st) row[name].push_back(Rounded(st.*uV));
+        for (const STPoints& st : beat.st) row["shape"].push_back(ShapeJson(st.shape));
+        for (const STPoints& st : beat.st) row["is_on_t"].push_back(st.isOnT);
         return row;
     });
     out << "\n}\n";

@@ -20,9 +20,10 @@ inline constexpr const char* kResultSchema = "qzstress-result-1";
 /// Value of the member "program": which version made it.
 inline constexpr const char* kProgram = "qzstress " QZSTRESS_VERSION;
 
-/// Everything that the analysis found, as JSON with the schema kResultSchema (docs/schema). The caller
-/// commits.
-void WriteResultJson(PendingFile& file, const StressResult& result, const ExerciseSummary& exercise);
+/// Everything that the analysis found, as JSON with the schema kResultSchema (docs/schema).
+void WriteResultJson(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise);
+/// The same without the trends, which are most of it: no "heart_rate" and no "st".
+void WriteSummaryJson(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise);
 
 /// What a recording holds, as JSON with the schema "qzstress-info-1".
 void WriteInfoJson(std::ostream& out, const FrameSource& source);

@@ -5,6 +5,7 @@
 // five more, it follows a change some ten seconds late at rest.
 #pragma once
 
+#include <deque>
 #include <limits>
 #include <optional>
 #include <string>
@@ -55,6 +56,17 @@ struct FoundBeat {
     qz::BeatClass beatClass = qz::BeatClass::Normal;
 };
 
+/// What is kept of a qz::STMeasure beside the level and the slope of a reading.
+struct STPoints {
+    STPoints() = default;
+    explicit STPoints(const qz::STMeasure& st)
+        : jUv(st.jUv), j20Uv(st.j20Uv), j60Uv(st.j60Uv), j80Uv(st.j80Uv), shape(st.shape), isOnT(st.isOnT) {}
+    float jUv = qz::STMeasure::kNothing, j20Uv = qz::STMeasure::kNothing, j60Uv = qz::STMeasure::kNothing,
+          j80Uv = qz::STMeasure::kNothing;
+    qz::STShape shape = qz::STShape::Unknown;
+    bool isOnT = false;
+};
+
 /// The state of the averaged beat after one more beat, one value per lead in source order; NaN where the lead
 /// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
 struct STReading {
@@ -65,7 +77,7 @@ struct STReading {
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
     double stPointMs = 0;                                    // the ST point, after J
     double qMs = 0, jMs = 0;                                 // onset and end of the QRS, from `seconds`
-    std::vector<qz::STMeasure> st = {};                      // at the points of the field
+    std::vector<STPoints> st = {};                           // at the points of the field
 };
 
 /// What a strip was chosen for.
@@ -116,7 +128,7 @@ struct StressResult {
     std::optional<BeatsThen> peak;         // at the highest heart rate, PeakRate; empty without beats then
     std::vector<Strip> strips;             // those that tell most first
     std::vector<RateReading> rates;
-    std::vector<STReading> beats;  // one for each beat folded in
+    std::deque<STReading> beats;  // one for each beat folded in
     // Of each lead, when it was off, and when its baseline jumped or left the range; in order of time.
     std::vector<std::vector<Span>> off, disturbed;
     std::vector<FoundBeat> beatsFound;

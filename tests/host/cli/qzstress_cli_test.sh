@@ -281,6 +281,15 @@ sed -i 's/"program": "[^"]*/&x/' "$results/sim.edf.json"
 [ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb language=de"$' "$results/results.csv")" -eq 2 ] &&
     grep -q 'lang="de"' "$results/sim.edf.html" "$results/deep/sim.hea.html" ||
     fail "other options: $(cat "$results/results.csv")"
+# A file of stages that has changed counts as another option; an anonymous result does not name it.
+printf '0 0 rest\n30 50 work\n' >"$work/ride.txt"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous --quiet 2>/dev/null || fail "--stages"
+grep -q 'ride' "$results/sim.edf.json" && fail "an anonymous result names a file"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous 2>"$work/err"
+[ -s "$work/err" ] && fail "the same stages: $(cat "$work/err")"
+echo '60 0 recovery' >>"$work/ride.txt"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous 2>"$work/err"
+grep -q 'made again: 2$' "$work/err" || fail "changed stages: $(cat "$work/err")"
 # Wrong options are told once, before any work, and so is what is no list.
 expect_refusal 2 'no-such' batch "$work/records" --out "$work/never" -- --no-such 1
 expect_refusal 1 'comb is for' batch "$work/records" --out "$work/never" -- --comb --mains 60

@@ -54,7 +54,7 @@ TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
     exercise.pwcWatts[1] = 150;
     exercise.peakBpm = std::nan("");
     WriteWhole(m_folder.Path("r.json"),
-               [&](PendingFile& file) { WriteResultJson(file, m_result, exercise); });
+               [&](PendingFile& file) { WriteResultJson(file.Stream(), m_result, exercise); });
     const auto json = nlohmann::json::parse(m_folder.Bytes("r.json"));
     EXPECT_EQ(json.at("schema"), "qzstress-result-1");
     EXPECT_EQ(json.at("record").at("sampling_rate_hz"), 250);
@@ -78,7 +78,7 @@ TEST_F(ResultFilesTest, JsonHoldsEverythingAndIsWhole) {
     m_result.beats.clear();
     m_result.rates.clear();
     WriteWhole(m_folder.Path("none.json"),
-               [&](PendingFile& file) { WriteResultJson(file, m_result, exercise); });
+               [&](PendingFile& file) { WriteResultJson(file.Stream(), m_result, exercise); });
     EXPECT_TRUE(nlohmann::json::parse(m_folder.Bytes("none.json")).at("st").empty());
 }
 
