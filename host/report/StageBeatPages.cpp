@@ -50,7 +50,7 @@ std::vector<Column> ListColumns(const Findings& findings, std::size_t most) {
         const auto later = std::find_if(columns.begin() + 1, columns.end(), [&](const Column& column) {
             return column.seconds > result.peak->askedSeconds;
         });
-        columns.insert(later, {findings.tr("peak heart rate"), result.peak->askedSeconds, &result.peak->uV,
+        columns.insert(later, {findings.tr("peak"), result.peak->askedSeconds, &result.peak->uV,
                                &result.beats.at(result.peak->reading), false});
     }
     const auto ends = static_cast<std::size_t>(std::count_if(

@@ -139,7 +139,7 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
 TrendPlot BeginRow(Canvas& canvas, const Findings& findings, const Box& box, const ValueAxis& values,
                    const char* title) {
     const TrendPlot plot(box, ChooseTimeAxis(findings.result.seconds, 24), values);
-    canvas.DrawText({box.x - kLeftMm, box.y - 1.6}, findings.tr(title), {8, true, kInk});
+    canvas.DrawText({box.x, box.y - 1.6}, findings.tr(title), {8, true, kInk});
     plot.DrawStages(canvas, findings.exercise.stages, false);
     plot.DrawAxes(canvas, true);
     return plot;
