@@ -7,6 +7,7 @@ import dataclasses
 import hashlib
 import inspect
 import itertools
+import logging
 import os
 import posixpath
 import queue
@@ -311,6 +312,7 @@ def _cluster(distributed: Any, client: Any) -> Iterator[Any]:
                 processes=False,
                 memory_limit=None,
                 dashboard_address=":0",
+                silence_logs=logging.CRITICAL,  # failures are told at the end
             )
             stack.enter_context(client)
         yield stack.enter_context(distributed.Client(client))
@@ -473,28 +475,38 @@ class _Progress:
         self._began = self._told = time.monotonic()
 
     def __enter__(self) -> _Progress:
+        self._tell()
         return self
 
     def __exit__(self, *_: object) -> None:
-        if self._is_shown:
-            print(("\r" if self._is_terminal else "") + self._line(), file=sys.stderr)
+        self._tell()
+        if self._is_shown and self._is_terminal:
+            print(file=sys.stderr)
 
     def step(self, is_failed: bool) -> None:
         self._done += 1
         self._failed += is_failed
         now = time.monotonic()
-        if self._is_shown and now - self._told >= _SECONDS_PER_PROGRESS[self._is_terminal]:
+        if now - self._told >= _SECONDS_PER_PROGRESS[self._is_terminal]:
             self._told = now
+            self._tell()
+
+    def _tell(self) -> None:
+        if self._is_shown:
             print(self._line(), file=sys.stderr, end="\r" if self._is_terminal else "\n", flush=True)
 
     def _line(self) -> str:
         seconds = max(time.monotonic() - self._began, 1e-3)
         rate = (self._done - self._before) / seconds
-        left = f"{_duration((self._total - self._done) / rate)} left" if rate > 0 else "nothing done yet"
-        if self._done == self._total:
-            left = f"took {_duration(seconds)}"
-        failed = f", {self._failed} failed" if self._failed else ""
-        return f"archive: {self._done} of {self._total}{failed}, {rate:.2f} recordings/s, {left}    "
+        words = [f"archive: {self._done} of {self._total}"]
+        if self._failed:
+            words.append(f"{self._failed} failed")
+        if rate > 0:
+            words.append(f"{rate:.2f} recordings/s")
+        if rate > 0 and self._done < self._total:
+            words.append(f"{_duration((self._total - self._done) / rate)} left")
+        line = ", ".join(words)
+        return f"{line:<78}" if self._is_terminal else line  # over a longer one
 
 
 def _duration(seconds: float) -> str:
