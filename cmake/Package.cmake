@@ -1,5 +1,5 @@
-# `cpack -G DEB` makes two Debian packages, as Debian lays libraries out: libqzstresstempllib1 with the shared
-# library, libqzstresstempllib-dev with everything to build against it. Configure with
+# `cpack -G DEB` makes Debian packages: as Debian lays libraries out libqzstresstempllib1 with the shared library
+# and libqzstresstempllib-dev with everything to build against it, and qzstress with the program. Configure with
 # -DCMAKE_INSTALL_PREFIX=/usr (the preset deb does): the library directory of a Debian system, which carries the
 # architecture's name, is chosen with that prefix. The Objective-C classes are not packaged.
 if(NOT PROJECT_IS_TOP_LEVEL OR NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
@@ -14,6 +14,9 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_PACKAGE_CONTACT "${QZ_MAINTAINER}")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_COMPONENTS_ALL runtime dev)
+if(TARGET qzstress)
+    list(APPEND CPACK_COMPONENTS_ALL program)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -48,11 +51,22 @@ set(CPACK_COMPONENT_DEV_DESCRIPTION "analysis of exercise electrocardiograms, de
 Headers, static library, CMake package and pkg-config file of
 ${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME}.")
 
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME qzstress)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
+# The library is found where it is built, and told by its package. Reports are set in DejaVu Sans.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${CPACK_DEBIAN_DEV_PACKAGE_DEPENDS}, fonts-dejavu-core")
+set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "analysis of recorded exercise electrocardiograms
+Takes a recording (WFDB, EDF, BDF, CSV) to heart rate, ST level and slope of
+every lead, averaged beats, indices and a report in PDF, HTML or PNG.
+Not a medical device.")
+
 # Whose the packages are and what changed in them. No other installation holds these files.
 configure_file(packaging/debian/copyright debian/copyright @ONLY)
 configure_file(packaging/debian/changelog debian/changelog.Debian @ONLY)
 execute_process(COMMAND gzip -9nf ${PROJECT_BINARY_DIR}/debian/changelog.Debian)
-foreach(component RUNTIME DEV)
+foreach(component RUNTIME DEV PROGRAM)
     string(TOLOWER ${component} name)
     install(FILES ${PROJECT_BINARY_DIR}/debian/copyright ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz
         DESTINATION share/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME} COMPONENT ${name} EXCLUDE_FROM_ALL)

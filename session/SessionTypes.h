@@ -93,7 +93,7 @@ struct IntervalEvent {
     BeatClass beatClass = BeatClass::Normal;
 };
 
-enum class STShape { Unknown, Upsloping, Horizontal, Downsloping };
+enum class STShape : unsigned char { Unknown, Upsloping, Horizontal, Downsloping };
 
 /// ST of one lead in the mean of its latest ten beats, the two highest and the two lowest at each moment left
 /// out, against its PR level: the mean of the 12 ms that end 4 ms before the onset of the QRS. Where P runs

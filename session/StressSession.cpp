@@ -41,8 +41,11 @@ constexpr int kLongestRelearnSeconds = 30;
 constexpr int kFirstRelearnWaitSeconds = 2;
 constexpr int kLongestRelearnWaitSeconds = 20;
 
-// Conditioned frames are kept for the longest stretch and for the time in which a beat is learned from it.
-constexpr int kKeptSeconds = kLongestStretchSeconds + 30;
+// Conditioned frames are kept for the longest stretch and for the time in which a beat is learned from it:
+// for the first beat at first, and for further ones once the kept frames have been matched.
+constexpr int kLearningSeconds = 10;
+constexpr int kKeptSeconds = kLongestStretchSeconds + kLearningSeconds;
+constexpr int kKeptToRelearnSeconds = kLongestRelearnSeconds + kLearningSeconds;
 // Pieces of learning done, and kept frames matched, with each new frame. The pieces double with each second
 // that the learning takes, so that it ends long before its stretch is forgotten.
 constexpr int kPiecesPerFrame = 4;
@@ -61,7 +64,7 @@ constexpr double kSwingSeconds = 3;
 constexpr int kFirstQualitySeconds = 6;  // the first beats are known before
 
 constexpr std::size_t kMostLeads = 64;
-constexpr std::size_t kKeptRates = static_cast<std::size_t>(kKeptSeconds) * 5;  // at 300 beats/min
+constexpr std::size_t kKeptRates = 450;    // 90 s at 300 beats/min
 constexpr double kSameBeatSeconds = 0.15;  // R of a matched beat and the middle of its QRS are closer
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
@@ -219,7 +222,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_rate(m_fs, m_chn),
       m_shapes(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),
-      m_kept(m_chn, static_cast<std::size_t>(kKeptSeconds) * static_cast<std::size_t>(m_fs)),
+      m_kept(m_chn, FramesOf(kKeptSeconds)),
       m_raw(m_chn),
       m_conditioned(m_chn),
       m_isGood([this](std::size_t lead, long long samplesSinceR) {
@@ -243,8 +246,8 @@ void StressSession::Impl::TakeFrame(const short* frame) {
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
     m_watch.Take(m_raw.data());
-    const std::vector<BeatClasser::Beat>& found = m_classer.Take(m_finder.Take(m_raw.data()));
-    m_toTell.insert(m_toTell.end(), found.begin(), found.end());
+    for (const BeatClasser::Beat& beat : m_classer.Take(m_finder.Take(m_raw.data())))
+        m_toTell.push_back(beat);
     TakeConditioned();
     if (m_framesIn % FramesOf(kQualitySeconds) == 0) TellQuality();
 }
@@ -266,7 +269,7 @@ void StressSession::Impl::Finish() {
 
 void StressSession::Impl::TakeConditioned() {
     m_conditioner.Process(m_raw.data(), m_conditioned.data());
-    for (std::size_t lead = 0; lead < m_chn; ++lead)
+    for (std::size_t lead = 0; m_conditioner.IsAnyLost() && lead < m_chn; ++lead)
         if (m_conditioner.IsLost(lead)) m_watch.Disturb(lead);
     TellLeads();
     const long long index = m_kept.End();
@@ -383,6 +386,7 @@ void StressSession::Impl::EndLearning() {
 void StressSession::Impl::LookForRelearning() {
     const long long now = m_shapes.Next();
     if (now < MatchEnd() || now < m_relearnDue) return;
+    m_kept.Keep(FramesOf(kKeptToRelearnSeconds));
     m_relearnDue = now + m_fs;
     const long long decided = now - static_cast<long long>(kDecidedAfterSeconds * m_fs);
     for (const RelearnRule& rule : kRelearnRules) {

@@ -12,7 +12,8 @@
 // side by side, as of a bundle branch block that comes and goes; ST is that of the dominant one.
 //
 // Work per frame is bounded: learning is cut into small pieces, of which a few are done with each frame.
-// Memory is bounded: 90 s of conditioned frames are kept. Allocates in the constructor, while it learns a
+// Memory is bounded: 40 s of conditioned frames are kept, and up to 70 s until the first averaged beat is
+// learned, in blocks that are allocated as they fill. Allocates in the constructor besides, while it learns a
 // beat, a few bytes once per beat, and in Template and the functions that return strings; nothing per frame.
 //
 // Any number of sessions may run at once, none knows of another. One session belongs to one thread at a time.

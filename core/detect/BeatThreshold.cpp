@@ -1,7 +1,5 @@
 #include "core/detect/BeatThreshold.h"
 
-#include <algorithm>
-
 #include "core/Arithmetic.h"
 
 static constexpr int kLearningMs = 2000;
@@ -33,11 +31,6 @@ void BeatThreshold::Init() {
 
 inline void BeatThreshold::CountSample() {
     if (m_counter < kLongestRR) ++m_counter;
-}
-
-inline void BeatThreshold::TakeExtremes(int v) {
-    m_minimum = std::min(m_minimum, v);
-    m_maximum = std::max(m_maximum, v);
 }
 
 inline void BeatThreshold::Learn(int v) {

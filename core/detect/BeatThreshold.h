@@ -38,6 +38,12 @@ public:
             ++m_counter;
             return 0;
         }
+        // Silence is learned from all the time: what Learning does within its 2 s, likewise.
+        if (m_state == State::Learning && m_counter < m_learningSamples && m_timer >= m_blankingSamples) {
+            TakeExtremes(v);
+            ++m_counter;
+            return 0;
+        }
         return StepInState(v);
     }
 
@@ -56,7 +62,10 @@ private:
     void Refractory(int v);
     void CountSample();
     void ResetExtremes();
-    void TakeExtremes(int v);
+    void TakeExtremes(int v) {
+        if (v < m_minimum) m_minimum = v;
+        if (v > m_maximum) m_maximum = v;
+    }
     int ThresholdFromExtremes() const;
 
     int m_learningSamples;     // 2 s

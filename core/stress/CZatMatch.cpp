@@ -177,7 +177,8 @@ CZatTemplRxy** CZatMatch::SetTempl(short** templ) {
     Barrier();
     if (templ == nullptr) return m_pTemplRxy.data();
     for (std::size_t c = 0; c < std::min(Leads(), kSetTemplLeads); ++c)
-        if (templ[c] != nullptr) m_pTemplRxy[c]->SetMeasurementCopy(templ[c]);
+        if (templ[c] != nullptr && m_pTemplRxy[c]->Length() == m_geometry.length)
+            m_pTemplRxy[c]->SetMeasurementCopy(templ[c]);
     return m_pTemplRxy.data();
 }
 
@@ -205,8 +206,9 @@ short** CZatMatch::match(const short* frame) {
 
     if (m_bMatched) {
         if (Passed(pos) < m_waitLen) return nullptr;
-        FoldBeat(pos);
         m_bMatched = false;
+        if (!HasOneLength()) return nullptr;
+        FoldBeat(pos);
         return m_pTempl.get();
     }
     const Vote vote = CountMatches();
@@ -220,9 +222,15 @@ int CZatMatch::Passed(int pos) const {
     return passed < 0 ? passed + m_geometry.length : passed;
 }
 
+/// False while a host has given one of the leads of SetTempl a template of another length.
+bool CZatMatch::HasOneLength() const {
+    return std::all_of(m_pTemplRxy.begin(), m_pTemplRxy.end(),
+                       [this](const CZatTemplRxy* lead) { return lead->Length() == m_geometry.length; });
+}
+
 bool CZatMatch::IsFoldDue() const {
     if (!m_bMatched || m_chn == 0 || m_geometry.length == 0) return false;
-    return Passed((m_pTemplRxy[0]->RingPos() + 1) % m_geometry.length) >= m_waitLen;
+    return Passed((m_pTemplRxy[0]->RingPos() + 1) % m_geometry.length) >= m_waitLen && HasOneLength();
 }
 
 void CZatMatch::SetOldWeight(short ch, short weight) {
@@ -289,6 +297,8 @@ void CZatMatch::FollowPeak(const Vote& vote, int pos) {
 /// Averages the beat in the rings, whose oldest sample stands at pos, into the template, shifts the template
 /// so that its fiducial point stays at R, and renews what is measured on it.
 void CZatMatch::FoldBeat(int pos) {
+    // A lead that a host has given its template anew has it elsewhere.
+    for (std::size_t c = 0; c < Leads(); ++c) m_pTempl[c] = m_pTemplRxy[c]->Templ();
     const int posMax = AverageBeat(pos);
     Realign(FindSteepestUpstroke(m_pTempl.get(), m_geometry.length, posMax, m_geometry.posQ) -
             m_geometry.posR);

@@ -88,14 +88,15 @@ public:
     const TemplGeometry& Geometry() const { return m_geometry; }
     /// Overwrites the measurement copies of the first 12 leads, of those that there are, with templ's samples
     /// (the template's length each). Matching templates, zero levels and the correlation stay. A null templ
-    /// or lead is left out. Returns the leads.
+    /// or lead is left out, and a lead that has been given a template of another length. Returns the leads.
     /// Deliberate: 12 leads whatever their number.
     CZatTemplRxy** SetTempl(short** templ);
     /// Renews the zero level of every lead from its measurement copy.
     void ZeroV();
 
     /// Takes a frame of one sample per lead. Returns the template array on the call that folded a beat into
-    /// it, else null. Null frame or no template: null, and nothing changes.
+    /// it, else null. Null frame or no template: null, and nothing changes. While a host has given a lead a
+    /// template of another length than the others' no beat is folded in.
     short** match(const short* frame);
     /// True if the next call of match folds a beat in, with the frame that it is given as its last one.
     bool IsFoldDue() const;
@@ -152,6 +153,7 @@ private:
     std::size_t Leads() const { return static_cast<std::size_t>(m_chn); }
     CZatTemplRxy* Lead(short ch) const;
     int Passed(int pos) const;
+    bool HasOneLength() const;
     bool MixesLeads(const short* const* templ) const;
     int FindQrsMaximum(const short* const* templ, int len, int posR, int posQ, int posJ) const;
     int FindSteepestUpstroke(const short* const* templ, int len, int posMax, int posQ) const;

@@ -192,12 +192,6 @@ void CZatTemplRxy::rxy(const CZatTemplRxy* const* leads, std::size_t count, doub
     for (; c < count; ++c) correlations[c] = leads[c]->rxy();
 }
 
-void CZatTemplRxy::rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
-                       double* correlations) {
-    Take(leads, count, samples);
-    rxy(leads, count, correlations);
-}
-
 /// Adds up b^2 and a b over the window of N leads, each sum for itself from the oldest term to the newest. A
 /// function of this source alone: what a class declares in its header, ahead of core/FloatingPoint.h, some
 /// compilers take for free to fuse.

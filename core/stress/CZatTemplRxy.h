@@ -88,9 +88,6 @@ public:
     /// rxy of `count` leads, bit for bit, written in lead order. It is the faster form: the sums of one lead
     /// wait for each other, those of different leads do not.
     static void rxy(const CZatTemplRxy* const* leads, std::size_t count, double* correlations);
-    /// The same after Take.
-    static void rxy(CZatTemplRxy* const* leads, std::size_t count, const short* samples,
-                    double* correlations);
     /// rxy() to within CorrelationScreen::kMargin; 0 where that is NaN. The estimate is NaN where only rxy()
     /// can tell.
     double EstimateRxy() const;

@@ -33,6 +33,7 @@ void CorrelationScreen::SetTempl(const std::vector<int>& diffs) {
 
 double CorrelationScreen::Estimate(std::size_t pos, std::int64_t sum, std::int64_t runningSum) const {
     if (m_squares >= kSquaresLimit || std::abs(runningSum) >= kRunningSumLimit) return kUnknown;
+    if (m_squares == 0) return 0 * m_templVariance;  // silence; unknown all the same without a template
     const short* d = m_ring.data() + pos;
     int products = 0;
     for (const Block& t : m_templ) {

@@ -26,7 +26,7 @@ std::vector<short> ReadAhead(FrameSource& source) {
     return frames;
 }
 
-constexpr double kMostPoor = 0.25;  // of the time, without a warning
+constexpr double kLateSeconds = 15;  // a beat this much later than asked for shows something else
 
 // The options with the mains frequency that is to be taken out.
 StressOptions WithMains(StressOptions options, int measuredHz) {
@@ -72,7 +72,6 @@ StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options
                                            source.Info().leads.size(), source.Info().fs)),
       m_options(WithMains(options, m_measuredMainsHz)),
       m_session(OptionsFor(source.Info(), m_options), *this),
-      m_strips(source.Info(), options.stripSeconds),
       m_fs(source.Info().fs),
       m_chn(source.Info().leads.size()) {
     if (m_options.reference) m_result.reference = *m_options.reference;
@@ -104,7 +103,6 @@ StressResult StressAnalysis::Run() {
             m_result.interrupted = IsStopped();  // a wait for more frames was
             break;
         }
-        m_strips.TakeRaw(frame.data());
         for (AnalysisObserver* observer : m_observers) observer->OnFrame(frame.data());
         m_session.Push(frame.data(), 1);
     }
@@ -128,7 +126,6 @@ bool StressAnalysis::IsStopped() const {
 }
 
 void StressAnalysis::OnConditioned(const short* uV, double seconds) {
-    m_strips.TakeClean(uV, m_framesShown++);
     for (AnalysisObserver* observer : m_observers) observer->OnConditioned(uV, seconds);
 }
 
@@ -136,12 +133,14 @@ void StressAnalysis::OnInterval(const qz::IntervalEvent& interval) {
     m_result.beatsFound.push_back({interval.seconds, interval.beatClass});
     if (std::isnan(interval.bpm)) return;
     m_result.rates.push_back({interval.seconds, interval.bpm, interval.votedBpm});
+    if (m_peak.Take(m_result.rates.back())) m_newPeakSeconds = m_peak.Seconds();
     for (AnalysisObserver* observer : m_observers) observer->OnRate(m_result.rates.back());
 }
 
 void StressAnalysis::OnBeat(const qz::BeatEvent& beat) {
-    STReading reading{beat.seconds, beat.bpm, beat.levelUv, beat.slopeUvPerMs, beat.rrMs, beat.stPointMs,
-                      beat.qMs,     beat.jMs, beat.st};
+    STReading reading{beat.seconds,      beat.bpm,  beat.levelUv,
+                      beat.slopeUvPerMs, beat.rrMs, beat.stPointMs,
+                      beat.qMs,          beat.jMs,  {beat.st.begin(), beat.st.end()}};
     if (m_options.stPoint.postJms) {
         reading.stPointMs = m_options.stPoint.UsualMs();
     } else {
@@ -153,6 +152,7 @@ void StressAnalysis::OnBeat(const qz::BeatEvent& beat) {
     KeepBeats(reading);
     m_result.beats.push_back(std::move(reading));
     KeepAsked();
+    KeepPeak();
     for (AnalysisObserver* observer : m_observers) observer->OnBeat(m_result.beats.back());
 }
 
@@ -219,13 +219,23 @@ void StressAnalysis::KeepBeats(const STReading& reading) {
 
 // The first beat from shortly before each time on, so that it still belongs to the stage that ends there.
 void StressAnalysis::KeepAsked() {
-    constexpr double kAheadSeconds = 2, kLateSeconds = 15;
+    constexpr double kAheadSeconds = 2;
     const double now = m_result.beats.back().seconds;
     const std::vector<double>& asked = m_options.beatSeconds;
     for (; m_nextAsked < asked.size() && now >= asked[m_nextAsked] - kAheadSeconds; ++m_nextAsked)
         if (now <= asked[m_nextAsked] + kLateSeconds)
             m_result.asked.push_back(
                 {asked[m_nextAsked], m_result.beats.size() - 1, BeatsAtFirstPositions()});
+}
+
+// Heart rates and averaged beats come with different delays: the peak takes the first beat from it on.
+void StressAnalysis::KeepPeak() {
+    const double now = m_result.beats.back().seconds;
+    if (!(now >= m_newPeakSeconds)) return;
+    m_result.peak.reset();
+    if (now <= m_newPeakSeconds + kLateSeconds)
+        m_result.peak = {m_newPeakSeconds, m_result.beats.size() - 1, BeatsAtFirstPositions()};
+    m_newPeakSeconds = kNothing;
 }
 
 void StressAnalysis::FinishBeats() {
@@ -271,7 +281,7 @@ void StressAnalysis::WarnOfPoorSignal() {
     std::string text;
     const std::vector<QualitySummary> leads = SummarizeQuality(m_result);
     for (std::size_t lead = 0; lead < leads.size(); ++lead)
-        if (leads[lead].poorPart > kMostPoor)
+        if (leads[lead].poorPart > kMostPoorPart)
             text += (text.empty() ? "" : ", ") + m_result.source.leads[lead] + " (" +
                     Number(100 * leads[lead].poorPart, 0) + " % of the time)";
     if (!text.empty()) m_result.warnings.push_back("poor signal: " + text);
@@ -283,17 +293,12 @@ void StressAnalysis::Finish() {
         m_result.warnings.push_back(*m_notLearned + "; the beats found may be noise");
     }
     m_result.seconds = m_result.source.SecondsOf(m_session.Frames());
-    m_result.strips = m_strips.Finish();
     FinishBeats();
     for (std::vector<Span>& spans : m_result.off)
         if (!spans.empty()) spans.back().toSeconds = std::min(spans.back().toSeconds, m_result.seconds);
     if (m_result.interrupted)
         m_result.warnings.push_back("interrupted after " + Clock(m_result.seconds) +
                                     " min:s: the rest of the recording is not analysed");
-    else if (const std::size_t missing = m_options.stripSeconds.size() - m_result.strips.size(); missing > 0)
-        m_result.warnings.push_back(std::to_string(missing) +
-                                    (missing == 1 ? " strip begins" : " strips begin") +
-                                    " after the end of the recording");
     if (m_result.mainsHz != 0 && m_measuredMainsHz != 0 && m_measuredMainsHz != m_result.mainsHz)
         m_result.warnings.push_back("the mains are of " + std::to_string(m_measuredMainsHz) + " Hz, but " +
                                     std::to_string(m_result.mainsHz) + " Hz is taken out");

@@ -11,9 +11,10 @@
 #include <vector>
 
 #include "host/analysis/AnalysisObserver.h"
-#include "host/analysis/StripRecorder.h"
 #include "host/record/FrameSource.h"
+#include "host/results/PeakRate.h"
 #include "host/results/StressResult.h"
+#include "host/results/Summaries.h"
 #include "session/StressSession.h"
 
 struct StressOptions {
@@ -23,7 +24,6 @@ struct StressOptions {
     bool measureMains = true;
     STPointRule stPoint;
     const LearnedBeat* beat = nullptr;          // the first averaged beat; null learns it from the source
-    std::vector<double> stripSeconds;           // starts of the strips
     std::vector<double> beatSeconds;            // times whose averaged beats are kept, ascending
     std::optional<ReferenceStretch> reference;  // empty: the first half minute of ST values
 };
@@ -54,6 +54,7 @@ private:
     bool ReadFrame(short* frame);
     void KeepBeats(const STReading& reading);
     void KeepAsked();
+    void KeepPeak();
     void FinishBeats();
     std::vector<std::vector<float>> BeatsAtFirstPositions() const;
     void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
@@ -67,13 +68,13 @@ private:
     int m_measuredMainsHz;                           // 0: none stands out
     StressOptions m_options;                         // with the mains frequency that is taken out
     qz::StressSession m_session;
-    StripRecorder m_strips;
     StressResult m_result;
     int m_fs;
     std::size_t m_chn;
-    long long m_framesShown = 0;                         // conditioned
-    std::ptrdiff_t m_beatSamples = 0;                    // length of the first learned beat
-    std::size_t m_nextAsked = 0;                         // of the options' beatSeconds
+    std::ptrdiff_t m_beatSamples = 0;  // length of the first learned beat
+    std::size_t m_nextAsked = 0;       // of the options' beatSeconds
+    PeakRate m_peak;
+    double m_newPeakSeconds = kNothing;                  // of a peak whose beats are not kept yet
     std::vector<BeatThen> m_lowest, m_highest;           // per lead
     std::vector<std::vector<double>> m_referenceSumsUv;  // of the averaged beats in the reference
     std::vector<int> m_referenceBeats;                   // per lead, in these sums

@@ -50,6 +50,7 @@ constexpr std::string_view kTableBeginning =
 struct Task {
     std::string record;
     fs::path json;    // the result
+    fs::path report;  // empty: none is asked for
     fs::path notes;   // what its process says on stderr
     std::string row;  // of the table; empty while there is no whole result
 };
@@ -131,6 +132,7 @@ GivenOptions StudyOf(const std::string& record, GivenOptions study) {
 
 pid_t Start(const std::string& program, const Task& task, const GivenOptions& study) {
     std::vector<std::string> words{program, "analyze", task.record, "--quiet", "--json", task.json.string()};
+    if (!task.report.empty()) words.insert(words.end(), {"--report", task.report.string()});
     for (const auto& option : StudyOf(task.record, study)) words.push_back(Word(option));
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
@@ -167,12 +169,9 @@ std::string TableRow(const std::string& record, const Json& result) {
     std::ostringstream out;
     const Json& exercise = result.at("exercise");
     const Json* worst = nullptr;
-    for (const Json& lead : result.at("leads")) {
-        const Json& change = lead.at("largest_change_uv");
-        if (change.is_null()) continue;  // the lead was off
-        if (!worst || std::abs(change.get<double>()) > std::abs(worst->at("largest_change_uv").get<double>()))
+    for (const Json& lead : result.at("leads"))
+        if (lead.at("name") == exercise.at("st_deviation_lead") && !lead.at("largest_change_uv").is_null())
             worst = &lead;
-    }
     std::string options;
     for (const auto& option : OptionsOf(result))
         options += (options.empty() ? "" : " ") + Word(option).substr(std::string_view("--").size());
@@ -210,15 +209,16 @@ enum class ResultState {
     Whole,        // the row of the task is filled
 };
 
-ResultState ReadResult(Task& task, const GivenOptions& study) {
+ResultState ReadResult(Task& task, const GivenOptions& told) {
     if (!fs::exists(task.json)) return ResultState::None;
+    if (!task.report.empty() && !fs::exists(task.report)) return ResultState::None;
     try {
         std::ifstream file = InputFile(task.json.string()).Stream();
         const Json result = Json::parse(file, IsKept);
         if (result.at("schema") != kResultSchema) return ResultState::Foreign;
         if (result.value("interrupted", false)) return ResultState::Interrupted;
         task.row = TableRow(task.record, result);
-        return result.at("program") == kProgram && OptionsOf(result) == StudyOf(task.record, study)
+        return result.at("program") == kProgram && OptionsOf(result) == StudyOf(task.record, told)
                    ? ResultState::Whole
                    : ResultState::Other;
     } catch (const Json::exception&) {  // not JSON, or not with these members
@@ -305,7 +305,7 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
         if (ended == running.end()) continue;
         Task& task = *ended->second.task;
         // What an interrupted process says is not the fault of its record.
-        if (ReadResult(task, options.study) == ResultState::Whole || Interrupt::IsAsked())
+        if (ReadResult(task, options.told) == ResultState::Whole || Interrupt::IsAsked())
             fs::remove(task.notes);
         else
             failed.push_back(Problem(ended->second, status, options.timeoutSeconds));
@@ -316,14 +316,15 @@ void RunTasks(const std::vector<Task*>& open, const BatchOptions& options, std::
 
 // One task for each record that is listed, once or more often; WFDB records go with and without ".hea". Two
 // records with one place for their results would overwrite each other's: the later one fails.
-std::vector<Task> MakeTasks(const std::vector<std::string>& records, const fs::path& outFolder,
+std::vector<Task> MakeTasks(const std::vector<std::string>& records, const BatchOptions& options,
                             const fs::path& root, std::vector<std::string>& failed) {
     std::vector<Task> tasks;
     std::map<fs::path, std::string> recordOf;  // of a result
     std::set<std::string> listed;
     for (const std::string& record : records) {
         if (!listed.insert(IsRecording(record) ? record : record + ".hea").second) continue;
-        Task task{record, ResultPath(outFolder, record, root), {}, {}};
+        Task task{record, ResultPath(options.outFolder, record, root), {}, {}, {}};
+        if (!options.reports.empty()) task.report = fs::path(task.json).replace_extension(options.reports);
         task.notes = task.json;
         task.notes += ".log";
         const auto [place, isNew] = recordOf.emplace(task.json, record);
@@ -369,11 +370,11 @@ std::size_t RunRecords(const BatchOptions& options) {
     PendingFile file(table.string());
 
     Failures failures;
-    std::vector<Task> tasks = MakeTasks(records, options.outFolder, root, failures.lines);
+    std::vector<Task> tasks = MakeTasks(records, options, root, failures.lines);
     std::vector<Task*> open;
     std::size_t others = 0;
     for (Task& task : tasks) {
-        switch (ReadResult(task, options.study)) {
+        switch (ReadResult(task, options.told)) {
             case ResultState::Other:
                 ++others;
                 if (options.keep) break;

@@ -14,6 +14,7 @@
 #include "host/analysis/AnalysisProgress.h"
 #include "host/analysis/Exporter.h"
 #include "host/analysis/Monitor.h"
+#include "host/analysis/SignalStore.h"
 #include "host/cli/ExitCodes.h"
 #include "host/record/CreateRecord.h"
 #include "host/record/OpenRecord.h"
@@ -21,6 +22,7 @@
 #include "host/report/TextReport.h"
 #include "host/results/Evaluate.h"
 #include "host/results/ResultFiles.h"
+#include "host/results/Strips.h"
 #include "host/simulate/SimulatedTest.h"
 #include "host/simulate/TruthFile.h"
 #include "host/support/HostError.h"
@@ -32,7 +34,6 @@
 namespace {
 
 constexpr double kTemplateSeconds = 60;  // stretch of another record in which its beat is learned
-constexpr double kStripMarginSeconds = 5;
 
 // Ends the analysis when the user asks for it.
 class InterruptWatch : public AnalysisObserver {
@@ -106,7 +107,9 @@ public:
             WriteAnnotations(file, BeatAnnotations(result, result.source.AnnotationHz()));
         });
         write(m_csv, [&](PendingFile& file) { WriteTrendsCsv(file, result, m_options.csvEverySeconds); });
-        write(m_report, [&](PendingFile& file) { WriteReport(file, {result, exercise}); });
+        write(m_report, [&](PendingFile& file) {
+            WriteReport(file, {result, exercise, m_options.paper, FindLanguage(m_options.language)});
+        });
         write(m_json, [&](PendingFile& file) { WriteResultJson(file.Stream(), result, exercise); });
         for (const WriteError& error : PendingFile::CommitGroups(groups)) Tell(error);
         return !m_hasFailed;
@@ -142,25 +145,23 @@ StressResult LearnFrom(FrameSource& source, int fs, const StressOptions& options
         throw HostError(info.name, "a beat at " + std::to_string(fs) + " Hz is expected, not at " +
                                        std::to_string(info.fs) + " Hz");
     Beginning beginning(source, kTemplateSeconds);
-    StressOptions learning = options;
-    learning.stripSeconds.clear();
     InterruptWatch interrupt;
-    StressResult result = StressAnalysis(beginning, learning, {&interrupt}).Run();
+    StressResult result = StressAnalysis(beginning, options, {&interrupt}).Run();
     if (result.learned.rows.empty()) throw HostError(info.name, result.warnings.front());
     return result;
 }
 
-// Where strips begin if the user names no times: at the start, the middle and the end of the work, and at the
-// end of the recording; without known work at a third and two thirds. Only 0 if the length is not known.
-std::vector<double> DefaultStrips(const SourceInfo& info, const std::vector<Stage>& stages) {
-    const double seconds = info.SecondsOf(info.frames);
-    if (seconds < 4 * kStripMarginSeconds) return {0};
-    const double last = seconds - kStripMarginSeconds;
-    const std::optional<Span> work = FindWork(stages, seconds);
-    if (work && work->fromSeconds > kStripMarginSeconds && work->toSeconds < last)
-        return {kStripMarginSeconds, (work->fromSeconds + work->toSeconds) / 2,
-                work->toSeconds - kStripMarginSeconds, last};
-    return {kStripMarginSeconds, seconds / 3, seconds * 2 / 3, last};
+// The strips of the report with their signal, and a warning about those that there are none of.
+std::vector<Strip> CutStrips(SignalStore& signal, const StressResult& result, const ExerciseSummary& exercise,
+                             const std::vector<double>& askedSeconds, std::vector<std::string>& warnings) {
+    const auto missing = std::count_if(askedSeconds.begin(), askedSeconds.end(),
+                                       [&](double seconds) { return seconds >= result.seconds; });
+    if (missing > 0 && !result.interrupted)
+        warnings.push_back(std::to_string(missing) + (missing == 1 ? " strip begins" : " strips begin") +
+                           " after the end of the recording");
+    std::vector<Strip> strips = signal.Fill(ChooseStrips(result, exercise, askedSeconds));
+    if (!signal.Failure().empty()) warnings.push_back("no strips: " + signal.Failure());
+    return strips;
 }
 
 void PrintWarnings(const StressResult& result) {
@@ -185,8 +186,6 @@ int Analyze(AnalyzeOptions options) {
     }
     const SourceInfo info = TakeStudy(options, source->Info());
     std::vector<std::string> warnings;
-    if (options.analysis.stripSeconds.empty() && !options.report.empty())
-        options.analysis.stripSeconds = DefaultStrips(info, options.exercise.stages);
 
     if (!options.report.empty()) options.analysis.beatSeconds = TellingSeconds(options.exercise.stages);
 
@@ -205,7 +204,7 @@ int Analyze(AnalyzeOptions options) {
         PendingFile::RefuseOverwriting(other->Files());
         StressResult learned = LearnFrom(*other, info.fs, options.analysis);
         for (const std::string& warning : learned.warnings)
-            warnings.push_back(learned.source.name + ": " + warning);
+            warnings.push_back("averaged beat of " + learned.source.name + ": " + warning);
         options.analysis.beat = &beat.emplace(std::move(learned.learned));
     }
     if (!options.force) outputs.RefuseReplacing();
@@ -217,7 +216,12 @@ int Analyze(AnalyzeOptions options) {
         observers.push_back(&monitor.emplace(isPiped ? std::cerr : std::cout, info, options.realtime,
                                              isatty(isPiped ? STDERR_FILENO : STDOUT_FILENO) == 1));
 
-    const auto [result, exercise] = RunStudy(*source, options, info, warnings, observers);
+    std::optional<SignalStore> signal;
+    if (!options.report.empty()) observers.push_back(&signal.emplace(info.leads.size(), info.fs));
+
+    options.given = TellOptions(options, options.templateFrom);
+    auto [result, exercise] = RunStudy(*source, options, info, warnings, observers);
+    if (signal) result.strips = CutStrips(*signal, result, exercise, options.stripSeconds, result.warnings);
     PrintWarnings(result);
     const bool isWritten = outputs.Write(result, exercise);
     if (!options.quiet) {

@@ -7,17 +7,21 @@
 
 #include "host/analysis/Study.h"
 #include "host/record/RecordOptions.h"
+#include "host/report/ReportData.h"
 
 struct AnalyzeOptions : StudyOptions {
     std::string record;  // empty: the simulated test
     RecordOptions reading;
     std::string templateFrom;  // record to learn the first averaged beat from; empty: the record itself
     std::string csv, json, annotations, exported, report;  // paths of results; empty: not written
-    double csvEverySeconds = 0;                            // 0: a row per beat
-    bool doubled = false;                                  // of the exported signal
-    double realtime = 0;                                   // speed; 0: as fast as it goes
-    bool quiet = false;                                    // no report on stdout, no progress bar
-    bool force = false;  // replaces files that are no earlier results of the same kind
+    std::vector<double> stripSeconds;  // starts of strips in the report, besides those that tell most
+    Paper paper = Paper::A4;           // of the report
+    std::string language = "en";       // of the report
+    double csvEverySeconds = 0;        // 0: a row per beat
+    bool doubled = false;              // of the exported signal
+    double realtime = 0;               // speed; 0: as fast as it goes
+    bool quiet = false;                // no report on stdout, no progress bar
+    bool force = false;                // replaces files that are no earlier results of the same kind
 };
 /// Analyses a record: the report goes to stdout, warnings to stderr. Returns the exit code: 0,
 /// kExitInterrupted with results up to there, or kExitFailed where a file could not be written, which stderr

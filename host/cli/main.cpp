@@ -21,6 +21,7 @@
 #include "host/cli/Batch.h"
 #include "host/cli/Commands.h"
 #include "host/cli/ExitCodes.h"
+#include "host/report/Language.h"
 #include "host/simulate/Simulate.h"
 #include "host/support/HostError.h"
 #include "host/support/Interrupt.h"
@@ -258,8 +259,9 @@ private:
             meant.empty() ? "expected " + all : "did you mean qzstress " + meant + "?");
     }
 
-    // The options that decide what an analysis finds; results tell them.
-    void AddStudy(CLI::App& command) {
+    // The options that decide what an analysis finds and how its report reads; results tell them. Returns
+    // that of the report's language.
+    CLI::Option* AddStudy(CLI::App& command) {
         command.option_defaults()->group(kStudyGroup);
         AddReading(command, m_analyze.reading);
         AddAnalysis(command, m_analyze.analysis);
@@ -274,10 +276,16 @@ private:
             ->type_name("SPAN");
         command.add_flag("--anonymous", m_analyze.anonymous, "Leave persons and remarks out of every output");
         AddExercise(command);
+        CLI::Option* language =
+            command.add_option("--language", m_analyze.language, "Language of the report")
+                ->check(CLI::IsMember(LanguageCodes()))
+                ->capture_default_str();
         command.option_defaults()->group("Options");
+        return language;
     }
 
-    void AddOutputs(CLI::App& command) {
+    // Returns the option of the report.
+    CLI::Option* AddOutputs(CLI::App& command) {
         CLI::Option* csv = AddFile(command, "--csv", m_analyze.csv, "Write the trends as CSV");
         command
             .add_option("--every", m_analyze.csvEverySeconds, "Seconds per row of --csv, 0 for every beat")
@@ -292,10 +300,21 @@ private:
             ->needs(exported);
         CLI::Option* report =
             AddFile(command, "--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
-        AddList(command, "--strips", m_analyze.analysis.stripSeconds,
-                "Seconds at which the report shows strips, as 10,300,600")
+        AddList(command, "--strips", m_analyze.stripSeconds,
+                "Seconds from which the report shows strips of 10 s, besides those that tell most, as 10,300")
             ->check(kNotNegative)
             ->needs(report);
+        command
+            .add_option_function<std::string>(
+                "--paper",
+                [this](const std::string& name) {
+                    m_analyze.paper = name == "letter" ? Paper::Letter : Paper::A4;
+                },
+                "Paper of the report")
+            ->check(CLI::IsMember({"a4", "letter"}))
+            ->default_str("a4")
+            ->needs(report);
+        return report;
     }
 
     void AddExercise(CLI::App& command) {
@@ -347,9 +366,9 @@ private:
         CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
         AddFile(command, "RECORD", m_analyze.record,
                 "WFDB header, EDF, BDF or CSV file; without it a simulated test");
-        AddStudy(command);
+        CLI::Option* language = AddStudy(command);
         AddPatient(command);
-        AddOutputs(command);
+        language->needs(AddOutputs(command));
         command
             .add_option("--realtime", m_realtime,
                         "Play at so many times the pace of the patient, 0.01 to 1000")
@@ -438,14 +457,18 @@ private:
             ->capture_default_str();
         command.add_flag("--keep", m_batch.keep,
                          "Keep results that were made with other options or by another version");
+        CLI::Option* reports =
+            command.add_option("--reports", m_batch.reports, "Draw a report beside each result")
+                ->check(CLI::IsMember({"html", "pdf", "png"}));
         command.add_flag("--quiet", m_batch.quiet, "No progress bar");
-        AddStudy(command);
+        AddStudy(command)->needs(reports);
         command.footer(
             "Example:\n"
             "  qzstress batch records --out results --mains 60");
         command.callback([this, &command] {
-            m_batch.study = GivenStudy(command);
+            m_batch.study = m_analyze.given = GivenStudy(command);
             CheckStudy(m_analyze);
+            m_batch.told = TellOptions(m_analyze, m_analyze.templateFrom);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
             if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;
         });

@@ -3,7 +3,7 @@ _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit --raw"
     local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start --predicted --stage-leads \
-        --anonymous"
+        --anonymous --language"
     local analysis="--mains --comb --lowpass --smooth --post-j --st-rate-limit"
     COMPREPLY=()
 
@@ -26,6 +26,9 @@ _qzstress() {
         [[ $command == simulate ]] && values="steps bruce bicycle ramp"
         ;;
     --predicted) values="fox tanaka gulati" ;;
+    --language) values="en de" ;;
+    --reports) values="html pdf png" ;;
+    --paper) values="a4 letter" ;;
     --out)
         compopt -o plusdirs
         return
@@ -42,12 +45,12 @@ _qzstress() {
     elif [[ $word == -* ]]; then
         case $command in
         analyze) options="$reading $analysis $exercise --patient --bp --ended --symptoms --csv --every --json --wfdb-ann --export --double \
-            --report --strips --realtime --quiet --force" ;;
+            --report --strips --paper --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off --force" ;;
         info) options="$reading --json" ;;
         evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet --force" ;;
-        batch) options="$reading $analysis $exercise --out --jobs --timeout --keep --quiet" ;;
+        batch) options="$reading $analysis $exercise --out --jobs --timeout --keep --reports --quiet" ;;
         esac
         COMPREPLY=($(compgen -W "$options --help" -- "$word"))
     else

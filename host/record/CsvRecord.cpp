@@ -23,18 +23,14 @@ constexpr std::size_t kMostColumns = 257;
 constexpr double kRateTolerance =
     1e-3;  // largest distance of the rate in the times from a whole number, as a part of it
 
-std::string_view Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \"\r");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \"\r") + 1 - first);
-}
+std::string_view TrimmedCell(std::string_view text) { return Trimmed(text, " \"\r"); }
 
 /// True if the whole of `text` is a number, with or without a plus; puts it into `value`.
-bool ParseNumber(std::string_view text, double& value, bool mayHaveComma = false) {
+bool ParseCell(std::string_view text, double& value, bool mayHaveComma = false) {
     if (mayHaveComma && text.find(',') != std::string_view::npos) {
         std::string withPoint(text);
         withPoint[text.find(',')] = '.';
-        return ParseNumber(withPoint, value);
+        return ParseCell(withPoint, value);
     }
     if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -81,8 +77,8 @@ std::string_view TakeUnit(std::string_view& name) {
     const bool isRound = name.ends_with(')'), isSquare = name.ends_with(']');
     const std::size_t open = name.rfind(isRound ? '(' : '[');
     if ((!isRound && !isSquare) || open == std::string_view::npos) return {};
-    const std::string_view unit = Trimmed(name.substr(open + 1, name.size() - open - 2));
-    name = Trimmed(name.substr(0, open));
+    const std::string_view unit = TrimmedCell(name.substr(open + 1, name.size() - open - 2));
+    name = TrimmedCell(name.substr(0, open));
     return unit;
 }
 
@@ -139,9 +135,9 @@ bool CsvRecord::TakeTimeColumn(const std::string& name, std::string_view unit) {
 }
 
 void CsvRecord::TakeComment() {
-    const std::string_view text = Trimmed(m_line.substr(1));
+    const std::string_view text = TrimmedCell(m_line.substr(1));
     double fs = 0;
-    if (text.starts_with(kCsvRateFact) && ParseNumber(Trimmed(text.substr(kCsvRateFact.size())), fs)) {
+    if (text.starts_with(kCsvRateFact) && ParseCell(TrimmedCell(text.substr(kCsvRateFact.size())), fs)) {
         m_toldFs = fs;
     } else if (text.starts_with(kCsvStartFact) &&
                ParseStartTime(std::string(text.substr(kCsvStartFact.size())))) {
@@ -165,14 +161,14 @@ void CsvRecord::ReadHeader(const RecordOptions& options) {
     std::string_view rest = m_line;
     while (true) {
         const std::size_t end = FindSeparator(rest, m_separator);
-        std::string_view name = Trimmed(rest.substr(0, end));
+        std::string_view name = TrimmedCell(rest.substr(0, end));
         const std::string_view unit = TakeUnit(name);
         // CsvField puts an apostrophe in front of a formula.
         if (name.size() > 1 && name[0] == '\'' && kFormulaStarts.find(name[1]) != std::string_view::npos)
             name.remove_prefix(1);
         const std::string lead = OneLine(std::string(name));
         double number = 0;
-        withNames |= !lead.empty() && !ParseNumber(lead, number);
+        withNames |= !lead.empty() && !ParseCell(lead, number);
         if (m_columns.empty() && TakeTimeColumn(lead, unit)) {
             m_columns.push_back({.isLead = false});
         } else {
@@ -233,7 +229,7 @@ void CsvRecord::Survey(const RecordOptions& options) {
 /// The value of a cell of a lead, or in one without a value the one held; false for other text.
 bool CsvRecord::TakeValue(Column& column, std::string_view field, double& value) const {
     if (!IsMissing(field)) {
-        if (!ParseNumber(field, value, m_separator != ',')) return false;
+        if (!ParseCell(field, value, m_separator != ',')) return false;
         // The survey keeps the first value of all, which is held until the reading comes to it.
         const bool isSurvey = m_scalers.empty();
         if (!std::exchange(column.isKnown, true) || !isSurvey) column.latest = value;
@@ -248,16 +244,16 @@ bool CsvRecord::TakeValue(Column& column, std::string_view field, double& value)
 bool CsvRecord::ReadValues() {
     do {
         if (!ReadLine()) return false;
-    } while (Trimmed(m_line).empty() || m_line.starts_with('#'));
+    } while (TrimmedCell(m_line).empty() || m_line.starts_with('#'));
     std::string_view rest = m_line;
     for (std::size_t i = 0; i < m_values.size(); ++i) {
         const std::size_t end = rest.find(m_separator);
         if ((end == std::string_view::npos) != (i + 1 == m_values.size()))
             Fail("expected " + std::to_string(m_values.size()) + " columns as in the header, found " +
                  std::to_string(std::count(m_line.begin(), m_line.end(), m_separator) + 1));
-        const std::string_view field = Trimmed(rest.substr(0, end));
+        const std::string_view field = TrimmedCell(rest.substr(0, end));
         const bool isTime = i == 0 && m_secondsPerTime > 0;
-        const bool isRight = isTime                ? ParseNumber(field, m_values[i], m_separator != ',')
+        const bool isRight = isTime                ? ParseCell(field, m_values[i], m_separator != ',')
                              : m_columns[i].isLead ? TakeValue(m_columns[i], field, m_values[i])
                                                    : true;
         if (!isRight) Fail("column " + std::to_string(i + 1) + ": expected a number, found " + Quote(field));

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr double kFinestUVpb = 1e-6;
+constexpr double kFinestCsvUVpb = 1e-6;
 constexpr int kMostDecimals = 9;  // a thousandth of the finest scale
 // Characters of one value: the sign, 309 digits of the largest double, the point, the decimals.
 constexpr std::size_t kLongestValue = 1 + 309 + 1 + kMostDecimals;
@@ -40,7 +40,7 @@ CsvSink::CsvSink(const std::string& path, const SourceInfo& info)
       m_uVpb(info.uVpb),
       m_decimals(DecimalsOf(info.uVpb)),
       m_file(path) {
-    if (m_uVpb < kFinestUVpb) throw HostError(path, "expected a scale of at least 1e-6 uV per unit for CSV");
+    if (m_uVpb < kFinestCsvUVpb) throw HostError(path, "expected a scale of at least 1e-6 uV per unit for CSV");
     std::ostream& out = m_file.Stream();
     out << "# " << kCsvRateFact << std::to_string(info.fs) << "\n";
     if (!info.started.empty()) out << "# " << kCsvStartFact << info.started << "\n";

@@ -34,15 +34,11 @@ struct Lead {
     double LevelUv(int stored) const { return (stored + offset) * uvPerUnit; }
 };
 
-std::string Trimmed(std::string text) {
-    text.erase(text.find_last_not_of(' ') + 1);
-    text.erase(0, text.find_first_not_of(' '));
-    return OneLine(text);
-}
+std::string TrimmedField(std::string_view text) { return OneLine(Trimmed(text, " ")); }
 
 /// The number in a field of the header; nothing if the field holds none.
 std::optional<long long> HeaderNumber(const std::string& header, std::size_t from, std::size_t width) {
-    const std::string field = Trimmed(header.substr(from, width));
+    const std::string field = TrimmedField(header.substr(from, width));
     long long value = 0;
     const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), value);
     if (field.empty() || error != std::errc() || end != field.data() + field.size()) return {};
@@ -81,7 +77,7 @@ long long CheckLength(InputFile& input, std::vector<std::string>& warnings) {
                signals = HeaderNumber(header, 252, 4);
     if (!signals || *signals < 1 || *signals > EDFLIB_MAXSIGNALS)
         throw HostError(path, "expected an EDF header with 1 to " + std::to_string(EDFLIB_MAXSIGNALS) +
-                                  " signals at byte 252, found " + Quote(Trimmed(header.substr(252, 4))));
+                                  " signals at byte 252, found " + Quote(TrimmedField(header.substr(252, 4))));
     const auto signalCount = static_cast<std::size_t>(*signals);
     std::string rest(signalCount * kSignalHeaderBytes, '\0');
     if (!file.read(rest.data(), std::ssize(rest)))
@@ -96,7 +92,7 @@ long long CheckLength(InputFile& input, std::vector<std::string>& warnings) {
         if (!count || *count < 1 || *count > kMostSamples)
             throw HostError(path, "signal " + std::to_string(i + 1) +
                                       ": expected a count of samples in a data record, found " +
-                                      Quote(Trimmed(rest.substr(from, 8))));
+                                      Quote(TrimmedField(rest.substr(from, 8))));
         samples += *count;
     }
     const long long recordBytes = samples * (isBdf ? 3 : 2);
@@ -106,7 +102,7 @@ long long CheckLength(InputFile& input, std::vector<std::string>& warnings) {
     const bool isUnknown = records && *records == kUnknownRecords;
     if (!isUnknown && (!records || *records < 1 || *records > kMostRecords))
         throw HostError(path, "expected the number of data records at byte 236, found " +
-                                  Quote(Trimmed(header.substr(kRecordsAt, kRecordsWidth))));
+                                  Quote(TrimmedField(header.substr(kRecordsAt, kRecordsWidth))));
     const long long held = isUnknown ? whole : std::min(whole, *records);
     const long long expected = headerBytes + held * recordBytes;
     if (held < 1)
@@ -133,7 +129,7 @@ std::string LeadName(const std::string& label) {
     const std::string kind = label.substr(0, kKindLetters);
     const bool isNamed =
         label.size() > kKindLetters && (EqualIgnoringCase(kind, "ECG ") || EqualIgnoringCase(kind, "EKG "));
-    return isNamed ? Trimmed(label.substr(kKindLetters)) : label;
+    return isNamed ? TrimmedField(label.substr(kKindLetters)) : label;
 }
 
 /// True if a field says nothing: EDF+ writes "X" for what is unknown or anonymised.
@@ -223,7 +219,7 @@ EdfRecord::EdfRecord(const std::string& path) : m_state(std::make_unique<State>(
     std::vector<double> extremesUv;
     for (int i = 0; i < header->edfsignals; ++i) {
         const edf_param_struct& signal = header->signalparam[i];
-        const std::string label = Trimmed(signal.label), unit = Trimmed(signal.physdimension);
+        const std::string label = TrimmedField(signal.label), unit = TrimmedField(signal.physdimension);
         const double rate = signal.smp_in_datarecord * static_cast<double>(EDFLIB_TIME_DIMENSION) /
                             static_cast<double>(header->datarecord_duration);
         char line[200];
@@ -294,7 +290,7 @@ void EdfRecord::TakeNotes(const edf_hdr_struct& header) {
 // they are.
 void EdfRecord::TakeFacts(const edf_hdr_struct& header) {
     const auto field = [](const char* text) {
-        const std::string trimmed = Trimmed(text);
+        const std::string trimmed = TrimmedField(text);
         return IsBlank(trimmed) ? std::string() : trimmed;
     };
     Patient& patient = m_info.patient;

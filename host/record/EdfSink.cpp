@@ -13,7 +13,7 @@
 namespace {
 
 constexpr int kLowest = std::numeric_limits<short>::min(), kHighest = std::numeric_limits<short>::max();
-constexpr double kFinestUVpb = 1e-4, kCoarsestUVpb = 300;  // what the eight characters of a range can tell
+constexpr double kFinestEdfUVpb = 1e-4, kCoarsestEdfUVpb = 300;  // what the eight characters of a range can tell
 constexpr long long kTicksPerSecond = 10000;               // of the annotations that EDFlib writes
 
 /// One end of the physical range. EDFlib cuts its digits off where the field ends: the factor takes 9994.24,
@@ -38,7 +38,7 @@ EdfSink::EdfSink(const std::string& path, const SourceInfo& info)
       m_fs(static_cast<unsigned>(info.fs)),
       m_file(path),
       m_record(m_chn * m_fs) {
-    if (info.uVpb < kFinestUVpb || info.uVpb > kCoarsestUVpb)
+    if (info.uVpb < kFinestEdfUVpb || info.uVpb > kCoarsestEdfUVpb)
         throw HostError(path, "expected a scale of 0.0001 to 300 uV per unit for EDF");
     if (m_chn >= EDFLIB_MAXSIGNALS)
         throw HostError(path, "expected fewer than " + std::to_string(EDFLIB_MAXSIGNALS) + " leads for EDF");

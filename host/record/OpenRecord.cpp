@@ -98,10 +98,10 @@ std::string RecordIn(const std::string& folder) {
 
 /// The header of a WFDB record; `path` may also be one of its other files.
 std::string FindHeader(const std::string& path) {
-    const std::string header = WfdbHeaderPath(path);
+    std::string header = WfdbHeaderPath(path);
     std::error_code unknown;
     if (fs::exists(header, unknown) || !fs::is_regular_file(path, unknown)) return header;
-    const std::string beside = fs::path(path).replace_extension(".hea").string();
+    std::string beside = fs::path(path).replace_extension(".hea").string();
     if (fs::exists(beside, unknown)) return beside;
     throw HostError(path,
                     "is no recording by its name: expected .hea, .edf, .bdf, .csv, .tsv or .txt, or a file "

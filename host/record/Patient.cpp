@@ -34,12 +34,7 @@ std::string Lower(std::string text) {
     return text;
 }
 
-std::string Trimmed(std::string_view text) {
-    constexpr const char* kBlanks = " \t;,";
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return std::string(text.substr(first, text.find_last_not_of(kBlanks) - first + 1));
-}
+std::string TrimmedFact(std::string_view text) { return std::string(Trimmed(text, " \t;,")); }
 
 /// A label at the front of `text`, "Sex:" or "<sex>:", as the key of its field and its length with the colon.
 struct LabelThere {
@@ -50,7 +45,7 @@ LabelThere LabelAt(std::string_view text) {
     constexpr std::size_t kLongest = 40;
     const std::size_t colon = text.substr(0, kLongest).find(':');
     if (colon == std::string_view::npos) return {};
-    std::string name = Lower(Trimmed(text.substr(0, colon)));
+    std::string name = Lower(TrimmedFact(text.substr(0, colon)));
     if (name.starts_with('<') && name.ends_with('>')) name = name.substr(1, name.size() - 2);
     const auto found = [&](const char* key) { return LabelThere{key, colon + 1}; };
     for (const PatientText& field : kPatientTexts)
@@ -67,7 +62,7 @@ std::optional<double> ParseNumber(const PatientNumber& field, const std::string&
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc()) return {};
-    const std::string unit = Lower(Trimmed(std::string_view(end, text.data() + text.size())));
+    const std::string unit = Lower(TrimmedFact(std::string_view(end, text.data() + text.size())));
     const bool isAge = field.number == &Patient::ageYears;
     constexpr double kCmPerM = 100;
     if (unit == "m" && field.number == &Patient::heightCm)
@@ -129,7 +124,7 @@ bool TakeLine(const std::string& line, Patient& patient) {
                 next = LabelAt(std::string_view(line).substr(end));
             if (!next.key.empty()) break;
         }
-        const std::string value = Trimmed(std::string_view(line).substr(from, end - from));
+        const std::string value = TrimmedFact(std::string_view(line).substr(from, end - from));
         isWhole = Take(label.key, value, patient) && isWhole;
         label = next;
         from = end + next.length;

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr std::size_t kBlockFrames = 1024;  // of the source
+constexpr std::size_t kSourceBlockFrames = 1024;  // of the source
 constexpr double kTailSeconds = 0.5;        // longer than the converter looks ahead
 
 }  // namespace
@@ -48,7 +48,7 @@ void ResampledRecord::Fill() {
         for (std::size_t lead = 0; lead < leads; ++lead) m_in.push_back(m_frame[lead] - m_first[lead]);
     };
     m_in.clear();
-    while (m_in.size() < kBlockFrames * leads && !m_isEnded) {
+    while (m_in.size() < kSourceBlockFrames * leads && !m_isEnded) {
         m_isEnded = !m_source->Read(m_frame.data());
         if (m_isEnded) break;
         m_last = m_frame;
@@ -61,7 +61,7 @@ void ResampledRecord::Fill() {
         for (double left = kTailSeconds * m_info.storedHz; left > 0; --left) put();
     }
     SRC_DATA data{};
-    m_out.resize(static_cast<std::size_t>(static_cast<double>(m_in.size()) * m_ratio) + kBlockFrames * leads);
+    m_out.resize(static_cast<std::size_t>(static_cast<double>(m_in.size()) * m_ratio) + kSourceBlockFrames * leads);
     data.data_in = m_in.data();
     data.input_frames = static_cast<long>(m_in.size() / leads);
     data.data_out = m_out.data();

@@ -31,11 +31,6 @@ constexpr WfdbFormat kFormats[] = {{8, 16, 1, 1},   {16, 16, 2, 1}, {24, 24, 3, 
                                    {61, 16, 2, 1},  {80, 8, 1, 1},  {160, 16, 2, 1}, {212, 12, 3, 2},
                                    {310, 10, 4, 3}, {311, 10, 4, 3}};
 
-std::string_view Trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
 /// Walks through one header line from left to right. Every refusal names the file and the line.
 class LineParser {
 public:
@@ -290,9 +285,9 @@ WfdbHeader ReadWfdbHeader(const std::string& path, WfdbHeaderKind kind) {
     int lineNumber = 1;
     for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1, ++lineNumber) {
         end = std::min(text.find('\n', begin), text.size());
-        const std::string_view content = Trimmed(std::string_view(text.data() + begin, end - begin));
+        const std::string_view content = Trimmed(std::string_view(text.data() + begin, end - begin), kBlanks);
         if (content.starts_with('#') && content.size() > 1)
-            remarks.push_back(OneLine(std::string(Trimmed(content.substr(1)))));
+            remarks.push_back(OneLine(std::string(Trimmed(content.substr(1), kBlanks))));
         if (content.empty() || content.front() == '#') continue;
         LineParser line(path, lineNumber, content);
         if (!header) {

@@ -19,17 +19,21 @@
 namespace {
 
 constexpr std::size_t kBufferBytes = 1 << 14;
-constexpr long long kMaxCount = std::numeric_limits<long long>::max();
+constexpr long long kMaxLong = std::numeric_limits<long long>::max();
 
 /// A signal while it is read.
 struct Signal : WfdbSignal {
-    explicit Signal(const WfdbSignal& header) : WfdbSignal(header), level(header.initial) {}
+    explicit Signal(const WfdbSignal& header)
+        : WfdbSignal(header),
+          level(header.initial),
+          invalidSample(format.IsDifference() ? kMaxLong : format.Lowest()) {}
 
     /// The sample that a stored value tells: in format 8 it is the difference to the one before.
     long long Sample(long long stored) { return format.IsDifference() ? level += stored : stored; }
-    bool IsInvalid(long long sample) const { return !format.IsDifference() && sample == format.Lowest(); }
+    bool IsInvalid(long long sample) const { return sample == invalidSample; }
 
     long long level = 0;        // of format 8, the latest sample
+    long long invalidSample;    // tells that there is none
     std::uint16_t sum = 0;      // of the stored samples, modulo 65536
     short previous = 0;         // shown again in the place of samples that are not valid
     long long invalid = 0;      // samples that were not valid
@@ -62,6 +66,8 @@ public:
           m_byteOffset(byteOffset),
           m_stream(file.Stream()),
           m_bytes(std::max(0LL, file.Bytes() - byteOffset)),
+          m_isWord(format.code == 16),
+          m_half(-format.Lowest()),
           m_buffer(kBufferBytes) {
         m_stream.seekg(byteOffset);
     }
@@ -91,6 +97,17 @@ public:
 
     /// The next value as it is stored.
     long long Next() {
+        if (m_isWord && m_filled - m_next >= 2) {  // as most are
+            const auto low = static_cast<unsigned char>(m_buffer[m_next]);
+            const auto high = static_cast<signed char>(m_buffer[m_next + 1]);
+            m_next += 2;
+            return low | high * 256;
+        }
+        return NextOfGroup();
+    }
+
+private:
+    long long NextOfGroup() {
         if (m_groupNext == m_groupSize) {
             m_groupNext = 0;
             ReadGroup();
@@ -98,7 +115,6 @@ public:
         return m_group[m_groupNext++];
     }
 
-private:
     /// Reads the samples that share bytes, one in most formats.
     void ReadGroup() {
         m_groupSize = static_cast<std::size_t>(m_format.groupSamples);
@@ -153,15 +169,15 @@ private:
         }
         return static_cast<unsigned char>(m_buffer[m_next++]);
     }
-    long long SignExtended(long long raw) const {
-        return raw >= -m_format.Lowest() ? raw + 2 * m_format.Lowest() : raw;
-    }
+    long long SignExtended(long long raw) const { return raw >= m_half ? raw - 2 * m_half : raw; }
 
     std::string m_path;
     WfdbFormat m_format;
     long long m_byteOffset = 0;  // of the first sample
     std::ifstream m_stream;
     long long m_bytes = 0;  // from the first sample to the end of the file
+    bool m_isWord = false;  // format 16
+    long long m_half = 0;   // of the range of stored values
     std::vector<char> m_buffer;
     std::size_t m_next = 0;              // in m_buffer
     std::size_t m_filled = 0;            // bytes in m_buffer
@@ -169,14 +185,19 @@ private:
     std::size_t m_groupNext = 0, m_groupSize = 0;
 };
 
-/// The sample on the common scale. An invalid sample repeats the one before it, at the start the baseline.
+/// The sample on the common scale, rounded half away from zero. An invalid sample repeats the one before it,
+/// at the start the baseline.
 short Convert(Signal& signal, long long stored, double uVpb) {
     if (signal.IsInvalid(stored)) {
         ++signal.invalid;
         return signal.previous;
     }
-    const double units = std::round(LevelUv(signal, stored) / uVpb);
-    const double kept = std::clamp<double>(units, INT16_MIN, INT16_MAX);
+    constexpr double kBeyond = 40000;  // what is farther out is clipped all the same
+    const double level = std::clamp(LevelUv(signal, stored) / uVpb, -kBeyond, kBeyond);
+    const int whole = static_cast<int>(level);
+    const double rest = level - whole;
+    const int units = whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0);
+    const int kept = std::clamp<int>(units, INT16_MIN, INT16_MAX);
     if (kept != units) ++signal.clipped;
     signal.previous = static_cast<short>(kept);
     return signal.previous;
@@ -206,7 +227,7 @@ struct WfdbRecord::State {
 /// Opens each file once, for all its signals, and finds out how many frames there are to read.
 void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
     const long long announced = storedFrames;
-    long long shortest = kMaxCount;
+    long long shortest = kMaxLong;
     long long longest = 0;
     for (std::size_t begin = 0, end = 0; begin < signals.size(); begin = end) {
         const Signal& first = signals[begin];
@@ -233,7 +254,7 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
 /// The levels between which the ECG signals lie, uV. Reads all files, then begins anew.
 std::vector<double> WfdbRecord::State::UsedExtremes() {
     struct Range {
-        long long lowest = kMaxCount, highest = -kMaxCount;
+        long long lowest = kMaxLong, highest = -kMaxLong;
     };
     std::vector<Range> ranges(signals.size());
     for (long long frame = 0; frame < storedFrames; ++frame) {

@@ -3,40 +3,28 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
 
-constexpr double kStrongMm = 5;
-constexpr double kMarginMm = 1;  // between a beat and the edge of its paper
-constexpr double kWidestBeatMm = 30;
-
-// The enlarged beat: squares of 40 ms and 0.1 mV, beginning this long before Q.
+// The paper begins this long before Q.
 constexpr double kBeforeQMs = 60;
 constexpr double kSquareMs = 40;
-constexpr double kZeroSquares = 5;  // above the PR level
-constexpr double kEnlargedSquares = 10;
 
-// Space above and below the papers of a lead.
-constexpr double kAboveMm = 5.2, kBelowMm = 10.2;
-constexpr double kCellGapMm = 2;
-constexpr double kTallestPaperMm = 60;
+// Of a lead, mm: its name, the letters of the marks, and the figures below the paper.
+constexpr double kNameMm = 4.5, kMarksMm = 3.5, kFiguresMm = 2 * kLineMm + 1;
+constexpr double kCellGapMm = 3;
+constexpr double kLargestSquareMm = 8;
 
-// Height of the papers: a whole number of strong squares at both scales.
-double ChoosePaperHeight(const Box& cell) {
-    constexpr double kStep = 2 * kEnlargedSquares;
-    return std::min(kTallestPaperMm, std::floor((cell.height - kAboveMm - kBelowMm) / kStep) * kStep);
-}
+// Beats differ in the kind of their lines as well as in colour.
+constexpr Pen kReferencePen{kBlue, 0.35, 0.9};
+constexpr Pen kFarthestPen{kAccent, 0.4};
 
-constexpr Pen kReferencePen{kBlue, 0.3, 0.9};
-constexpr Pen kFarthestPen{kAccent, 0.3};
-constexpr Pen kLatestPen{kInk, 0.38};
-
-const std::vector<float>& BeatOf(const std::vector<std::vector<float>>& beats, std::size_t lead) {
+const std::vector<float>& ReferenceOf(const StressResult& result, std::size_t lead) {
     static const std::vector<float> kNone;
-    return lead < beats.size() ? beats[lead] : kNone;
+    return lead < result.referenceBeatUv.size() ? result.referenceBeatUv[lead] : kNone;
 }
 
 const std::vector<float>& FarthestOf(const StressResult& result, std::size_t lead) {
@@ -44,140 +32,125 @@ const std::vector<float>& FarthestOf(const StressResult& result, std::size_t lea
     return lead < result.farthest.size() ? result.farthest[lead].uV : kNone;
 }
 
-struct Mark {
-    const char* name;
-    double ms;
-};
-std::array<Mark, 4> ListMarks(const StressResult& result) {
+// Where ST was measured when it was farthest from the reference, ms from the start of the averaged beat.
+double FarthestSTPointMs(const StressResult& result, double seconds) {
+    const auto beat = std::find_if(result.beats.begin(), result.beats.end(),
+                                   [&](const STReading& one) { return one.seconds == seconds; });
+    return beat == result.beats.end() || !(beat->stPointMs > 0) ? STPointMs(result)
+                                                                : result.positions.j + beat->stPointMs;
+}
+
+// Lines at Q, R, J and ST with their letters above the paper, as far as these have room.
+void DrawMarks(Canvas& canvas, const StressResult& result, const EcgPaper& paper) {
+    struct Mark {
+        const char* name;
+        double ms;
+    };
     const BeatPositionsMs& at = result.positions;
-    return {{{"Q", at.q}, {"R", at.r}, {"J", at.j}, {"ST", STPointMs(result)}}};
-}
-
-// Height of a beat above its PR level at a time, uV; NaN outside the beat.
-double HeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms) {
-    const long sample = std::lround(ms * result.source.fs / 1000);
-    if (sample < 0 || sample >= std::ssize(beatUv)) return std::numeric_limits<double>::quiet_NaN();
-    return beatUv.begin()[sample] - PrLevelUv(result, beatUv);
-}
-
-void DrawBeats(Canvas& canvas, const StressResult& result, std::size_t lead, const EcgPaper& paper) {
-    const std::vector<float>& reference = BeatOf(result.referenceBeatUv, lead);
-    const std::vector<float>& farthest = FarthestOf(result, lead);
-    const std::vector<float>& latest = BeatOf(result.latestBeatUv, lead);
-    paper.DrawTrace(canvas, reference, PrLevelUv(result, reference), result.source.fs, kReferencePen);
-    paper.DrawTrace(canvas, farthest, PrLevelUv(result, farthest), result.source.fs, kFarthestPen);
-    paper.DrawTrace(canvas, latest, PrLevelUv(result, latest), result.source.fs, kLatestPen);
-}
-
-void DrawPoints(Canvas& canvas, const StressResult& result, std::size_t lead, const EcgPaper& paper,
-                double radiusMm) {
-    const ClipTo clip(canvas, paper.Area());
-    const std::vector<float>& latest = BeatOf(result.latestBeatUv, lead);
-    for (const Mark& mark : ListMarks(result)) {
-        const double uV = HeightUv(result, latest, mark.ms);
-        if (std::isfinite(uV)) canvas.FillDisc({paper.X(mark.ms), paper.Y(uV)}, radiusMm, kAccent);
-    }
-}
-
-// Ticks at the upper edge with R and ST, at the lower with Q and J: at this scale all four are within 5 mm.
-void DrawTicks(Canvas& canvas, const StressResult& result, const EcgPaper& paper) {
-    constexpr double kTickMm = 1.4;
-    const Box& area = paper.Area();
-    const std::array<Mark, 4> marks = ListMarks(result);
-    for (std::size_t i = 0; i < marks.size(); ++i) {
-        const double x = paper.X(marks[i].ms);
-        if (!(x >= area.x && x <= area.Right())) continue;
-        const bool isAbove = i % 2 == 1, isToTheLeft = i < 2;
-        const double edge = isAbove ? area.y : area.Bottom();
-        canvas.DrawLine({x, edge + (isAbove ? kTickMm : -kTickMm)},
-                        {x, edge + (isAbove ? -kTickMm : kTickMm)}, {kAccent, 0.25});
-        canvas.DrawText({x + (isToTheLeft ? -0.4 : 0.4), isAbove ? area.y - 0.5 : area.Bottom() + 2.1},
-                        marks[i].name, {6, true, kAccent, isToTheLeft ? Align::Right : Align::Left});
-    }
-}
-
-// Draws as much of the beat as `room` holds.
-void DrawEnlarged(Canvas& canvas, const StressResult& result, std::size_t lead, const Box& room) {
-    const double squareMm = room.height / kEnlargedSquares;  // so many times as large as on paper
-    const PaperScale scale{kUsualScale.mmPerSecond * squareMm, kUsualScale.mmPerMv * squareMm};
-    const double startMs = std::max(0.0, result.positions.q - kBeforeQMs);
-    const double squares =
-        std::max(1.0, std::min(std::floor(room.width / squareMm),
-                               std::ceil((result.positions.length - startMs) / kSquareMs)));
-    const Box box{room.x, room.y, squares * squareMm, room.height};
-    const EcgPaper paper(box, scale, box.y + kZeroSquares * squareMm, startMs);
-    paper.DrawGrid(canvas, squareMm);
-    for (const Mark& mark : ListMarks(result)) {
+    const Box& box = paper.Area();
+    double free = box.x;
+    for (const Mark& mark :
+         {Mark{"Q", at.q}, Mark{"R", at.r}, Mark{"J", at.j}, Mark{"ST", STPointMs(result)}}) {
         const double x = paper.X(mark.ms);
         if (!(x >= box.x && x <= box.Right())) continue;
-        canvas.DrawLine({x, box.y}, {x, box.Bottom()}, {kAccent, 0.15, 0.7});
-        canvas.DrawText({x, box.y - 0.5}, mark.name, {6, true, kAccent, Align::Centre});
+        canvas.DrawLine({x, box.y}, {x, box.Bottom()}, {kMuted, 0.15, 0.7});
+        const TextStyle style{8, true, kMuted, Align::Centre};
+        const double half = canvas.MeasureText(mark.name, style) / 2;
+        if (x - half < free) continue;
+        canvas.DrawText({x, box.y - 0.8}, mark.name, style);
+        free = x + half + 0.4;
     }
-    canvas.DrawLine({box.x, paper.Y(0)}, {box.Right(), paper.Y(0)}, {kMuted, 0.15});
-    DrawBeats(canvas, result, lead, paper);
-    DrawPoints(canvas, result, lead, paper, 0.6);
 }
 
-// "reference", "9:51" or "latest" with its kind of line and its figures.
-void DrawFigures(Canvas& canvas, Point at, double widthMm, const std::string& which, const Pen& pen,
-                 double levelUv, double slopeUvPerMs) {
-    constexpr double kSampleMm = 5, kNameMm = 12.5;
-    canvas.DrawLine({at.x, at.y - 0.8}, {at.x + kSampleMm, at.y - 0.8}, pen);
-    canvas.DrawText({at.x + kSampleMm + 1.2, at.y}, which, {6.5, false, kMuted});
-    canvas.DrawText({at.x + kSampleMm + kNameMm, at.y},
-                    "ST " + Number(levelUv, 0) + " µV,  slope " + Number(slopeUvPerMs, 2) + " µV/ms",
-                    {7, false, kInk}, widthMm - kSampleMm - kNameMm);
+// "reference" or "9:51" with its kind of line and its figures.
+void DrawFigures(Canvas& canvas, const Language& tr, Point at, double widthMm, const std::string& which,
+                 const Pen& pen, double levelUv, double slopeUvPerMs) {
+    constexpr double kSampleMm = 5, kNameWidthMm = 17.5;
+    canvas.DrawLine({at.x, at.y - 1}, {at.x + kSampleMm, at.y - 1}, pen);
+    canvas.DrawText({at.x + kSampleMm + 1, at.y}, tr(which), kMutedStyle, kNameWidthMm - 1);
+    canvas.DrawText({at.x + kSampleMm + kNameWidthMm, at.y},
+                    "ST " + Number(levelUv, 0) + " µV, " + Number(slopeUvPerMs, 2) + " µV/ms", kTextStyle,
+                    widthMm - kSampleMm - kNameWidthMm);
 }
 
-void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell,
-                   const PaperScale& scale) {
+// The largest paper that the room has, with as much of the beat as it holds.
+EcgPaper PlacePaper(const StressResult& result, const Box& room, const SquareScale& squares) {
+    const double startMs = std::max(0.0, result.positions.q - kBeforeQMs);
+    const double columns = std::max(1.0, std::ceil((result.positions.length - startMs) / kSquareMs));
+    const double squareMm = std::min(room.height / kBeatSquares, kLargestSquareMm);
+    const Box box{room.x, room.y, std::min(columns, std::floor(room.width / squareMm)) * squareMm,
+                  squareMm * kBeatSquares};
+    const PaperScale scale{squareMm / kSquareMs * kMsPerSecond, squareMm / squares.uVPerSquare * kUvPerMv};
+    return {box, scale, box.y + squares.squaresAbove * squareMm, startMs};
+}
+
+void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell) {
     const StressResult& result = findings.result;
-    const bool isWorst = findings.worstLead == lead;
-    const Box paperBox{cell.x, cell.y + kAboveMm, BeatPaperMm(result), ChoosePaperHeight(cell)};
-    canvas.DrawText({cell.x, cell.y + 3.1}, result.source.leads[lead], {9, true, isWorst ? kAccent : kInk},
-                    cell.width);
+    const std::vector<float>& reference = ReferenceOf(result, lead);
+    const std::vector<float>& farthest = FarthestOf(result, lead);
+    const SquareScale squares = ChooseSquares(FindBeatRange(result, lead));
+    const double nameMm =
+        canvas.DrawText({cell.x, cell.y + 3.3}, result.source.leads[lead],
+                        {9, true, findings.worstLead == lead ? kAccent : kInk}, cell.width * 0.5);
+    canvas.DrawText({cell.x + nameMm + 3, cell.y + 3.3},
+                    findings.tr("squares of " + Number(squares.uVPerSquare / kUvPerMv, 1) + " mV"),
+                    kMutedStyle, cell.width - nameMm - 3);
 
-    const EcgPaper paper = PlaceBeat(paperBox, scale, FindBeatRange(result, lead));
-    paper.DrawGrid(canvas);
-    DrawBeats(canvas, result, lead, paper);
-    DrawPoints(canvas, result, lead, paper, 0.4);
-    DrawTicks(canvas, result, paper);
-
-    const double enlargedX = paperBox.Right() + 3;
-    DrawEnlarged(canvas, result, lead, {enlargedX, paperBox.y, cell.Right() - enlargedX, paperBox.height});
-
+    const EcgPaper paper = PlacePaper(
+        result,
+        {cell.x, cell.y + kNameMm + kMarksMm, cell.width, cell.height - kNameMm - kMarksMm - kFiguresMm},
+        squares);
+    const Box& box = paper.Area();
+    paper.DrawGrid(canvas, box.height / kBeatSquares);
+    DrawMarks(canvas, result, paper);
+    canvas.DrawLine({box.x, paper.Y(0)}, {box.Right(), paper.Y(0)}, {kMuted, 0.15});
+    paper.DrawTrace(canvas, reference, PrLevelUv(result, reference), result.source.fs, kReferencePen);
+    paper.DrawTrace(canvas, farthest, PrLevelUv(result, farthest), result.source.fs, kFarthestPen);
+    double y = box.Bottom() + kLineMm;
     if (findings.leads.empty()) {
-        canvas.DrawText({cell.x, paperBox.Bottom() + 5.5}, "no ST was measured", {7, false, kMuted});
+        canvas.DrawText({cell.x, y}, findings.tr("no ST was measured"), kMutedStyle);
         return;
     }
-    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 5}, cell.width, "reference", kReferencePen,
-                findings.leads[lead].referenceUv, findings.reference.slopeUvPerMs[lead]);
-    const LeadSummary& farthest = findings.leads[lead];
-    if (!FarthestOf(result, lead).empty())
-        DrawFigures(canvas, {cell.x, paperBox.Bottom() + 7.5}, cell.width, LongClock(farthest.seconds),
-                    kFarthestPen, farthest.levelUv, farthest.slopeUvPerMs);
-    DrawFigures(canvas, {cell.x, paperBox.Bottom() + 10}, cell.width, "latest", kLatestPen,
-                result.beats.back().levelUv[lead], result.beats.back().slopeUvPerMs[lead]);
+    const LeadSummary& s = findings.leads[lead];
+    {
+        const ClipTo clip(canvas, box);
+        for (const double ms : {result.positions.j, STPointMs(result)}) {
+            const double uV = BeatHeightUv(result, reference, ms);
+            if (std::isfinite(uV)) canvas.DrawRing({paper.X(ms), paper.Y(uV)}, 0.6, {kBlue, 0.25});
+        }
+        for (const double ms : {result.positions.j, FarthestSTPointMs(result, s.seconds)}) {
+            const double uV = BeatHeightUv(result, farthest, ms);
+            if (std::isfinite(uV)) canvas.FillDisc({paper.X(ms), paper.Y(uV)}, 0.6, kAccent);
+        }
+    }
+    DrawFigures(canvas, findings.tr, {cell.x, y}, cell.width, "reference", kReferencePen, s.referenceUv,
+                findings.reference.slopeUvPerMs[lead]);
+    y += kLineMm;
+    if (!farthest.empty())
+        DrawFigures(canvas, findings.tr, {cell.x, y}, cell.width, LongClock(s.seconds), kFarthestPen,
+                    s.levelUv, s.slopeUvPerMs);
 }
 
-void DrawBeatPage(Canvas& canvas, const Findings& findings, std::size_t first, std::size_t count) {
-    const LeadGrid grid = ChooseGrid(count);
-    const PaperScale scale = ChooseBeatScale(findings.result, ChoosePaperHeight(grid.Cell(0, kCellGapMm)));
+void DrawBeatPage(Canvas& canvas, const Findings& findings, const Box& contents, std::size_t first,
+                  std::size_t count) {
+    const LeadGrid grid = ChooseWideGrid(count);
+    const Box area{contents.x, contents.y, contents.width, contents.height - kCaptionMm};
     for (std::size_t i = 0; i < count; ++i)
-        DrawLeadBeats(canvas, findings, first + i, grid.Cell(i, kCellGapMm), scale);
-    DrawCaption(canvas, "Left: " + DescribeScale(scale) +
-                            (scale.mmPerMv < kUsualScale.mmPerMv ? " (half the usual gain, to fit)" : "") +
-                            ", squares of 1 mm. Right: ST segment enlarged, squares of 40 ms and 0.1 mV. All "
-                            "stand on their PR level. "
-                            "Red: at the largest ST change. Dots: Q, R upstroke, J, ST point of the latest.");
+        DrawLeadBeats(canvas, findings, first + i, grid.Cell(area, i, kCellGapMm));
+    DrawCaption(
+        canvas, contents,
+        findings.tr(
+            "Squares of 40 ms, and of so many mV as stands with each lead: enlarged, not to the scale of a "
+            "printed electrocardiogram. Dashed with rings: mean of the reference; full with dots: at the "
+            "largest ST change of the lead. Rings and dots: J and ST point. All beats stand on their PR "
+            "level."));
 }
 
 }  // namespace
 
 TraceRange FindBeatRange(const StressResult& result, std::size_t lead) {
     TraceRange all;
-    for (const std::vector<float>* beat : {&BeatOf(result.referenceBeatUv, lead), &FarthestOf(result, lead),
-                                           &BeatOf(result.latestBeatUv, lead)}) {
+    for (const std::vector<float>* beat : {&ReferenceOf(result, lead), &FarthestOf(result, lead)}) {
         const TraceRange range = FindRange(*beat);
         const double zeroUv = PrLevelUv(result, *beat);
         all.lowestUv = std::min(all.lowestUv, range.lowestUv - zeroUv);
@@ -186,41 +159,27 @@ TraceRange FindBeatRange(const StressResult& result, std::size_t lead) {
     return all;
 }
 
-PaperScale ChooseBeatScale(const StressResult& result, double heightMm) {
-    const auto mm = [](const TraceRange& range, const PaperScale& scale) {
-        return (range.highestUv - range.lowestUv) * scale.mmPerMv / 1000;
-    };
-    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
-        const TraceRange range = FindBeatRange(result, lead);
-        const double room = heightMm - 2 * kMarginMm;
-        if (mm(range, kUsualScale) > room && mm(range, kHalfGainScale) <= room) return kHalfGainScale;
+SquareScale ChooseSquares(const TraceRange& range) {
+    constexpr std::array kSteps{100.0, 200.0, 300.0, 500.0, 1000.0, 2000.0};
+    for (const double uV : kSteps) {
+        const double above = std::ceil(range.highestUv / uV), below = std::ceil(-range.lowestUv / uV);
+        const double free = kBeatSquares - above - below;
+        if (free >= 0) return {uV, static_cast<int>(above + std::floor(free / 2))};
     }
-    return kUsualScale;
-}
-
-EcgPaper PlaceBeat(const Box& box, const PaperScale& scale, const TraceRange& range) {
-    const double above = range.highestUv * scale.mmPerMv / 1000,
-                 below = -range.lowestUv * scale.mmPerMv / 1000;
-    const double free = box.height - above - below;
-    const double wanted = free / 2 + above;
-    double zero = std::round(wanted / kStrongMm) * kStrongMm;
-    if (free >= 0 && (zero < above || zero + below > box.height)) zero = wanted;
-    return {box, scale, box.y + std::clamp(zero, 0.0, box.height)};
-}
-
-double BeatPaperMm(const StressResult& result) {
-    const double mm = result.positions.length * kUsualScale.mmPerSecond / 1000;
-    return std::clamp(std::ceil(mm / kStrongMm - 1e-9) * kStrongMm, 2 * kStrongMm, kWidestBeatMm);
+    return {kSteps.back(), kBeatSquares / 2};
 }
 
 void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
     if (findings.result.referenceBeatUv.empty()) return;
     const std::size_t leads = findings.result.source.leads.size();
-    for (std::size_t first = 0; first < leads; first += kLeadsPerGrid) {
-        const std::size_t count = std::min(kLeadsPerGrid, leads - first);
-        pages.push_back(
-            {"Averaged beats: in the reference, at the largest ST change, latest" +
-                 NameSpan("leads", first, count, leads),
-             [&findings, first, count](Canvas& canvas) { DrawBeatPage(canvas, findings, first, count); }});
+    const std::size_t perPage = SpreadEvenly(leads, kLeadsPerGrid);
+    for (std::size_t first = 0; first < leads; first += perPage) {
+        const std::size_t count = std::min(perPage, leads - first);
+        pages.push_back({findings.tr("Averaged beats: reference and largest ST change" +
+                                     NameSpan("leads", first, count, leads)),
+                         Landscape(findings.paper),
+                         [&findings, first, count](Canvas& canvas, const Box& contents) {
+                             DrawBeatPage(canvas, findings, contents, first, count);
+                         }});
     }
 }

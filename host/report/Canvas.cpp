@@ -87,14 +87,7 @@ double Canvas::MeasureText(const std::string& text, const TextStyle& style) {
 double Canvas::DrawParagraph(Point at, double widthMm, int lines, const std::string& text,
                              const TextStyle& style) {
     const Layout layout = LayOut(text, style);
-    pango_layout_set_width(layout.get(), ToPango(widthMm));
-    pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
-    pango_layout_set_ellipsize(layout.get(), PANGO_ELLIPSIZE_END);
-    pango_layout_set_height(layout.get(), -lines);
-    // A name that is broken within must not gain a hyphen.
-    const std::unique_ptr<PangoAttrList, FreeAttributes> attributes(pango_attr_list_new());
-    pango_attr_list_insert(attributes.get(), pango_attr_insert_hyphens_new(FALSE));
-    pango_layout_set_attributes(layout.get(), attributes.get());
+    Wrap(layout.get(), widthMm, lines);
     SetColour(style.colour);
     cairo_move_to(m_context, at.x, at.y);
     pango_cairo_show_layout(m_context, layout.get());
@@ -102,6 +95,25 @@ double Canvas::DrawParagraph(Point at, double widthMm, int lines, const std::str
     pango_layout_get_size(layout.get(), nullptr, &height);
     return ToMm(height);
 }
+
+void Canvas::Wrap(PangoLayout* layout, double widthMm, int lines) {
+    pango_layout_set_width(layout, ToPango(widthMm));
+    pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
+    pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
+    pango_layout_set_height(layout, -lines);
+    // A name that is broken within must not gain a hyphen.
+    const std::unique_ptr<PangoAttrList, FreeAttributes> attributes(pango_attr_list_new());
+    pango_attr_list_insert(attributes.get(), pango_attr_insert_hyphens_new(FALSE));
+    pango_layout_set_attributes(layout, attributes.get());
+}
+
+void Canvas::Clip(const Box& box) {
+    cairo_save(m_context);
+    cairo_rectangle(m_context, box.x, box.y, box.width, box.height);
+    cairo_clip(m_context);
+}
+
+void Canvas::Unclip() { cairo_restore(m_context); }
 
 void Canvas::Stroke(const Pen& pen) {
     SetColour(pen.colour);

@@ -1,4 +1,5 @@
-// Canvas: drawing in millimetres from the upper left corner of a page, on whatever Cairo draws to.
+// Canvas: drawing in millimetres from the upper left corner of a page, on whatever Cairo draws to. SvgCanvas
+// draws the same as text.
 //
 // Text goes through Pango with hinting off, so that all outputs break and place it alike. Text is set
 // as OneLine has it, and the hyphen before a negative figure as a minus sign.
@@ -62,35 +63,48 @@ class Canvas {
 public:
     /// Draws on a context whose unit is the millimetre; takes no ownership, and is not to outlive it.
     explicit Canvas(cairo_t* context);
+    virtual ~Canvas() = default;
+    Canvas(const Canvas&) = delete;
+    Canvas& operator=(const Canvas&) = delete;
+
+    /// False where a millimetre may be shown as another length: nothing there has a scale in mm.
+    virtual bool IsTrueToScale() const { return true; }
 
     /// Draws one line whose baseline begins, is centred or ends at `at`. Text wider than `widthMm` ends in an
     /// ellipsis; 0 sets no limit. Returns the width drawn, mm.
-    double DrawText(Point at, const std::string& text, const TextStyle& style, double widthMm = 0);
+    virtual double DrawText(Point at, const std::string& text, const TextStyle& style, double widthMm = 0);
     double MeasureText(const std::string& text, const TextStyle& style);
     /// Draws words broken into at most `lines` lines, the first below `at`; an ellipsis stands for the rest.
     /// Returns the height used, mm.
-    double DrawParagraph(Point at, double widthMm, int lines, const std::string& text,
-                         const TextStyle& style);
+    virtual double DrawParagraph(Point at, double widthMm, int lines, const std::string& text,
+                                 const TextStyle& style);
 
     void DrawLine(Point from, Point to, const Pen& pen);
     /// Draws a line through the points; a point that is not finite interrupts it.
-    void DrawPath(const std::vector<Point>& points, const Pen& pen);
+    virtual void DrawPath(const std::vector<Point>& points, const Pen& pen);
     /// Draws a separate line from each even point to the next.
-    void DrawLines(const std::vector<Point>& ends, const Pen& pen);
-    void FillBox(const Box& box, const Colour& colour);
-    void DrawBox(const Box& box, const Pen& pen);
+    virtual void DrawLines(const std::vector<Point>& ends, const Pen& pen);
+    virtual void FillBox(const Box& box, const Colour& colour);
+    virtual void DrawBox(const Box& box, const Pen& pen);
     /// A disc; a ring is filled with white.
-    void FillDisc(Point centre, double radiusMm, const Colour& colour);
-    void DrawRing(Point centre, double radiusMm, const Pen& pen);
+    virtual void FillDisc(Point centre, double radiusMm, const Colour& colour);
+    virtual void DrawRing(Point centre, double radiusMm, const Pen& pen);
 
-private:
+protected:
     friend class ClipTo;
+    virtual void Clip(const Box& box);
+    virtual void Unclip();
+
     struct UnrefLayout {
         void operator()(PangoLayout* layout) const { g_object_unref(layout); }
     };
     using Layout = std::unique_ptr<PangoLayout, UnrefLayout>;
 
     Layout LayOut(const std::string& text, const TextStyle& style) const;
+    /// Breaks a layout into lines of at most `widthMm`, of which the last that fits ends in an ellipsis.
+    static void Wrap(PangoLayout* layout, double widthMm, int lines);
+
+private:
     void SetColour(const Colour& colour) {
         cairo_set_source_rgb(m_context, colour.red, colour.green, colour.blue);
     }
@@ -102,15 +116,11 @@ private:
 /// Nothing is drawn outside `box` while this lives.
 class ClipTo {
 public:
-    ClipTo(Canvas& canvas, const Box& box) : m_context(canvas.m_context) {
-        cairo_save(m_context);
-        cairo_rectangle(m_context, box.x, box.y, box.width, box.height);
-        cairo_clip(m_context);
-    }
-    ~ClipTo() { cairo_restore(m_context); }
+    ClipTo(Canvas& canvas, const Box& box) : m_canvas(canvas) { m_canvas.Clip(box); }
+    ~ClipTo() { m_canvas.Unclip(); }
     ClipTo(const ClipTo&) = delete;
     ClipTo& operator=(const ClipTo&) = delete;
 
 private:
-    cairo_t* m_context;
+    Canvas& m_canvas;
 };

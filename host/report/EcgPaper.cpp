@@ -34,7 +34,10 @@ std::vector<Point> GridLines(const Box& box, double squareMm, bool isStrong) {
 
 }  // namespace
 
-std::string DescribeScale(const PaperScale& scale) {
+std::string DescribeScale(const PaperScale& scale, bool isTrueToScale) {
+    if (!isTrueToScale)
+        return "1 square is " + Number(1000 / scale.mmPerSecond, 0) + " ms, " + Number(1 / scale.mmPerMv, 1) +
+               " mV";
     const int decimals = scale.mmPerMv == std::floor(scale.mmPerMv) ? 0 : 1;
     return Number(scale.mmPerSecond, 0) + " mm/s, " + Number(scale.mmPerMv, decimals) + " mm/mV";
 }

@@ -14,8 +14,9 @@ constexpr PaperScale kUsualScale{};
 constexpr PaperScale kHalfGainScale{25, 5};
 constexpr PaperScale kQuarterGainScale{25, 2.5};
 
-/// The scale as captions show it: "25 mm/s, 10 mm/mV".
-std::string DescribeScale(const PaperScale& scale);
+/// The scale as captions show it: "25 mm/s, 10 mm/mV" or, where a millimetre may have another length,
+/// "1 square is 40 ms, 0.1 mV".
+std::string DescribeScale(const PaperScale& scale, bool isTrueToScale = true);
 
 /// The lowest and the highest value of a trace, uV; both 0 if it has no finite sample.
 struct TraceRange {

@@ -25,8 +25,6 @@ std::string Join(const std::vector<std::string>& words, const char* between) {
 
 std::string MissingBecause(const std::string& reason) { return "not computed: " + reason; }
 
-std::string Signed(double value, int decimals) { return (value > 0 ? "+" : "") + Number(value, decimals); }
-
 bool KnowsAPower(const std::vector<Stage>& stages) {
     return std::any_of(stages.begin(), stages.end(), [](const Stage& s) { return s.watts && *s.watts > 0; });
 }
@@ -57,12 +55,19 @@ std::string ShowDuke(const ExerciseSummary& exercise) {
 
 Findings::Findings(const ReportData& data)
     : result(data.result),
+      tr(data.language),
       exercise(data.exercise),
+      holes(FindHoles(data.result)),
+      paper(data.paper),
       leads(SummarizeLeads(data.result)),
       reference(MeasureReference(data.result)) {
     const std::vector<std::string>& names = result.source.leads;
     const auto worst = std::find(names.begin(), names.end(), exercise.stLead);
     if (!exercise.stLead.empty() && worst != names.end() && !leads.empty()) worstLead = IndexOf(names, worst);
+    for (Stage& stage : exercise.stages) stage.name = tr.Name(stage.name);
+    exercise.capacity.metsStage = tr.Name(exercise.capacity.metsStage);
+    for (std::vector<Hole>& ofLead : holes)
+        for (Hole& hole : ofLead) hole.why = tr(hole.why);
 }
 
 std::string DescribeDuke(const ExerciseSummary& exercise) {
@@ -123,6 +128,23 @@ std::string DescribeEctopy(const BeatCounts& counts) {
     return text;
 }
 
+std::string DescribeEctopyByStages(const Findings& findings) {
+    if (findings.exercise.stages.empty()) return "";
+    const std::vector<BeatCounts> counts = CountBeats(findings.result, findings.exercise.stages);
+    std::string text;
+    for (auto stage = counts.begin() + 1; stage != counts.end(); ++stage) {
+        std::string found;
+        if (stage->ventricular > 0) found = findings.tr(std::to_string(stage->ventricular) + " ventricular");
+        if (stage->supraventricular > 0)
+            found += (found.empty() ? "" : ", ") +
+                     findings.tr(std::to_string(stage->supraventricular) + " supraventricular");
+        if (!found.empty()) text += (text.empty() ? "" : "; ") + stage->stretch + ": " + found;
+    }
+    return text.empty() ? findings.tr("none in any stage") : text;
+}
+
+std::string Signed(double value, int decimals) { return (value > 0 ? "+" : "") + Number(value, decimals); }
+
 std::string Counted(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -147,18 +169,25 @@ double RateAt(const StressResult& result, double seconds) {
 
 double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
 
+double BeatHeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms) {
+    const long sample = std::lround(ms * result.source.fs / kMsPerSecond);
+    if (sample < 0 || sample >= std::ssize(beatUv)) return kNothing;
+    return beatUv.begin()[sample] - PrLevelUv(result, beatUv);
+}
+
 std::vector<Fact> ListPatient(const Findings& findings) {
+    const Language& tr = findings.tr;
     const SourceInfo& source = findings.result.source;
     const Patient& patient = source.patient;
-    const std::string without = patient.isAnonymous ? "left out" : "not given";
+    const std::string without = tr(patient.isAnonymous ? "left out" : "not given");
     const std::string body = DescribeBody(patient, source.started);
-    std::vector<Fact> facts{{"Name", patient.name.empty() ? without : patient.name},
-                            {"Id", patient.id.empty() ? without : patient.id}};
+    std::vector<Fact> facts{{tr("Name"), patient.name.empty() ? without : patient.name},
+                            {tr("Id"), patient.id.empty() ? without : patient.id}};
     const auto add = [&](const char* label, const std::string& text) {
-        if (!text.empty()) facts.push_back({label, text});
+        if (!text.empty()) facts.push_back({tr(label), text});
     };
     add("Born", patient.birthDate);
-    facts.push_back({"Age, sex", body.empty() ? "not given" : body});
+    facts.push_back({tr("Age, sex"), tr.List(body.empty() ? "not given" : body)});
     add("Indication", patient.indication);
     add("Medication", patient.medication);
     add("Referring", patient.referring);
@@ -170,26 +199,29 @@ std::vector<Fact> ListPatient(const Findings& findings) {
 std::vector<Fact> ListFacts(const Findings& findings) {
     const StressResult& result = findings.result;
     const SourceInfo& source = result.source;
-    std::vector<Fact> facts;
-    facts.push_back({"Record", source.name});
-    facts.push_back({"Started", source.started.empty() ? "not known" : source.started});
-    facts.push_back(
-        {"Length", LongClock(result.seconds) + (result.seconds < kSecondsPerHour ? " min:s" : " h:min:s")});
-    facts.push_back({"Leads", std::to_string(source.leads.size()) + ": " + Join(source.leads, ", ")});
-    facts.push_back({"Beats", DescribeBeats(result)});
-    facts.push_back({"ST point", result.stPoint.Describe()});
-    facts.push_back({"Reference", DescribeReference(result)});
-    if (!source.remarks.empty()) facts.push_back({"Remarks", Join(source.remarks, "; ")});
+    const Language& tr = findings.tr;
+    const std::string length =
+        LongClock(result.seconds) + (result.seconds < kSecondsPerHour ? " min:s" : " h:min:s");
+    std::vector<Fact> facts{
+        {tr("Record"), source.name},
+        {tr("Started"), source.started.empty() ? tr("not known") : source.started},
+        {tr("Length"), tr(length)},
+        {tr("Leads"), std::to_string(source.leads.size()) + ": " + Join(source.leads, ", ")},
+        {tr("Beats"), tr(DescribeBeats(result))},
+        {tr("ST point"), tr(result.stPoint.Describe())},
+        {tr("Reference"), tr(DescribeReference(result))}};
+    if (!source.remarks.empty()) facts.push_back({tr("Remarks"), Join(source.remarks, "; ")});
     return facts;
 }
 
 std::vector<Fact> ListSettings(const Findings& findings) {
     const StressResult& result = findings.result;
     const SourceInfo& source = result.source;
-    return {{"Sampling", std::to_string(source.fs) + " Hz, " + Number(source.uVpb, source.uVpb < 10 ? 2 : 0) +
-                             " µV per unit"},
-            {"Conditioning", result.conditioning.empty() ? "none" : result.conditioning},
-            {"Averaged beat", result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none"}};
+    const Language& tr = findings.tr;
+    return {{tr("Sampling"), tr(std::to_string(source.fs) + " Hz, " +
+                                Number(source.uVpb, source.uVpb < 10 ? 2 : 0) + " µV per unit")},
+            {tr("Conditioning"), tr.List(result.conditioning.empty() ? "none" : result.conditioning)},
+            {tr("Averaged beat"), tr(result.learned.beatsUsed > 0 ? DescribeLearning(result) : "none")}};
 }
 
 std::vector<Fact> ListResults(const Findings& findings) {
@@ -197,23 +229,21 @@ std::vector<Fact> ListResults(const Findings& findings) {
     const Capacity& capacity = exercise.capacity;
     const StressResult& result = findings.result;
     std::vector<Fact> results;
-    const auto add = [&](const char* label, bool isKnown, const std::string& text) {
-        if (isKnown) results.push_back({label, text});
+    const auto add = [&](const std::string& label, bool isKnown, const std::string& text) {
+        if (isKnown) results.push_back({findings.tr(label), findings.tr(text)});
     };
     const bool hasPeak = exercise.peakBpm > 0, isPredicted = !std::isnan(capacity.predictedBpm);
-    results.push_back(
-        {"Exercise time", exercise.exerciseSeconds
-                              ? LongClock(*exercise.exerciseSeconds) +
-                                    (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
-                              : "not given"});
-    results.push_back({"Peak heart rate, 30 s", hasPeak ? Number(exercise.peakBpm, 0) + " beats/min at " +
-                                                              LongClock(exercise.peakSeconds)
-                                                        : MissingBecause("no heart rate was found")});
-    results.push_back({"Predicted maximum",
-                       isPredicted ? Number(capacity.predictedBpm, 0) + " beats/min (" +
-                                         DescribeFormula(capacity.formula) + "); peak at " +
-                                         Number(100 * exercise.peakBpm / capacity.predictedBpm, 0) + " %"
-                                   : MissingBecause("age not given")});
+    add("Exercise time", true,
+        exercise.exerciseSeconds ? LongClock(*exercise.exerciseSeconds) +
+                                       (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
+                                 : "not given");
+    add("Peak heart rate, 30 s", true,
+        hasPeak ? Number(exercise.peakBpm, 0) + " beats/min at " + LongClock(exercise.peakSeconds)
+                : MissingBecause("no heart rate was found"));
+    add("Predicted maximum", true,
+        isPredicted ? Number(capacity.predictedBpm, 0) + " beats/min (" + DescribeFormula(capacity.formula) +
+                          "); peak at " + Number(100 * exercise.peakBpm / capacity.predictedBpm, 0) + " %"
+                    : MissingBecause("age not given"));
     add("Target, 85 %", isPredicted && hasPeak,
         Number(capacity.targetBpm, 0) + " beats/min, " +
             (std::isnan(capacity.targetSeconds) ? "not reached"
@@ -228,29 +258,31 @@ std::vector<Fact> ListResults(const Findings& findings) {
     add("Chronotropic index", !std::isnan(capacity.chronotropicIndex), Number(capacity.chronotropicIndex, 2));
     if (findings.worstLead) {
         const LeadSummary& lead = findings.leads[*findings.worstLead];
-        results.push_back({"Largest ST change", Signed(lead.changeUv / kUvPerMv, 2) + " mV (" +
-                                                    Signed(lead.changeUv / kUvPerMm, 1) + " mm) in " +
-                                                    exercise.stLead + " at " + LongClock(lead.seconds)});
+        add("Largest ST change", true,
+            Signed(lead.changeUv / kUvPerMv, 2) + " mV (" + Signed(lead.changeUv / kUvPerMm, 1) + " mm) in " +
+                exercise.stLead + " at " + LongClock(lead.seconds));
     } else {
-        results.push_back(
-            {"Largest ST change",
-             MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference")});
+        add("Largest ST change", true,
+            MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference"));
     }
-    results.push_back({"Ectopic beats", findings.result.beatsFound.empty()
-                                            ? MissingBecause("no beats were found")
-                                            : DescribeEctopy(CountBeats(findings.result, {}).front())});
-    results.push_back({"Angina", DescribeAngina(exercise)});
-    results.push_back({"Duke score", DescribeDukeOrNone(findings)});
-    if (exercise.duke) results.push_back({"Duke ST deviation", DescribeDukeST(result, exercise)});
-    results.push_back({"ST/HR index", DescribeSTHRIndex(result, exercise)});
-    results.push_back({"ST/HR slope", DescribeSTHRSlope(result, exercise)});
+    add("Ectopic beats", true,
+        findings.result.beatsFound.empty() ? MissingBecause("no beats were found")
+                                           : DescribeEctopy(CountBeats(findings.result, {}).front()));
+    if (const std::string byStages = DescribeEctopyByStages(findings);
+        !byStages.empty() && !result.beatsFound.empty())
+        results.push_back({findings.tr("Ectopic, by stage"), byStages});
+    add("Angina", true, DescribeAngina(exercise));
+    add("Duke score", true, DescribeDukeOrNone(findings));
+    if (exercise.duke) add("Duke ST deviation", true, DescribeDukeST(result, exercise));
+    add("ST/HR index", true, DescribeSTHRIndex(result, exercise));
+    add("ST/HR slope", true, DescribeSTHRSlope(result, exercise));
     for (std::size_t i = 0; i < kPwcRates.size() && KnowsAPower(exercise.stages); ++i)
-        results.push_back({"PWC" + std::to_string(kPwcRates[i]), exercise.pwcWatts[i]
-                                                                     ? Number(*exercise.pwcWatts[i], 0) + " W"
-                                                                     : DescribeMissingPwc(i)});
+        add("PWC" + std::to_string(kPwcRates[i]), true,
+            exercise.pwcWatts[i] ? Number(*exercise.pwcWatts[i], 0) + " W" : DescribeMissingPwc(i));
     const Patient& patient = result.source.patient;
-    results.push_back({"Ended because of", patient.ended.empty() ? "not given" : patient.ended});
-    results.push_back({"Symptoms", patient.symptoms.empty() ? "not given" : patient.symptoms});
+    for (const auto& [label, text] :
+         {std::pair("Ended because of", &patient.ended), std::pair("Symptoms", &patient.symptoms)})
+        results.push_back({findings.tr(label), text->empty() ? findings.tr("not given") : *text});
     return results;
 }
 
@@ -268,6 +300,7 @@ std::vector<std::string> ListWarnings(const Findings& findings) {
     if (!relearned.empty())
         warnings.push_back("beats did not match, and another averaged beat was learned from them, at " +
                            Join(relearned, ", "));
+    for (std::string& warning : warnings) warning = findings.tr(warning);
     return warnings;
 }
 
@@ -277,7 +310,6 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     std::string settings;
     for (const Fact& fact : ListSettings(findings))
         settings += (settings.empty() ? "" : "; ") + fact.label + ": " + fact.value;
-    methods.push_back(settings + ".");
     methods.push_back(
         "ST level: height of the averaged beat at " + findings.result.stPoint.Describe() +
         " above the PR level; slope: from " + (findings.result.stPoint.postJms ? "J + 6 ms" : "J") +
@@ -316,41 +348,49 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     methods.push_back(
         "PWC130, 150, 170: power at which the straight line through heart rate over power, of stages "
         "with 110 to 190 beats/min in their last minute, reaches so many beats/min.");
+    for (std::string& method : methods) method = findings.tr(method);
+    methods.insert(methods.begin(), settings + ".");
     return methods;
+}
+
+static void TranslateHeadings(const Language& tr, ReportTable& table) {
+    table.title = tr(table.title);
+    for (ReportTable::Column& column : table.columns)
+        column = {tr(column.heading), tr(column.unit), column.isText};
 }
 
 ReportTable MakeStageTable(const Findings& findings) {
     const StressResult& result = findings.result;
     const ExerciseSummary& exercise = findings.exercise;
     ReportTable table{"Stages and recovery",
-                      {{"Stage", "", 26, true},
-                       {"Start", "min:s", 11},
-                       {"Length", "min:s", 12.5},
-                       {"Speed", "km/h", 11.5},
-                       {"Grade", "%", 11.5},
-                       {"Power", "W", 12},
-                       {"METs", "", 10.5},
-                       {"Rate", "beats/min", 15},
-                       {"of max.", "%", 15},
-                       {"Pressure", "mmHg", 16},
-                       {"Borg", "", 10},
-                       {"Product", "mmHg/min", 16.5}},
+                      {{"Stage", "", true},
+                       {"Start", "min:s"},
+                       {"Length", "min:s"},
+                       {"Speed", "km/h"},
+                       {"Grade", "%"},
+                       {"Power", "W"},
+                       {"METs", ""},
+                       {"Rate", "beats/min"},
+                       {"of max.", "%"},
+                       {"Pressure", "mmHg"},
+                       {"Borg", ""},
+                       {"Product", "mmHg/min"}},
                       {},
                       {}};
     const std::size_t firstLead = table.columns.size();
     for (const std::size_t lead : exercise.stageLeads) {
-        table.columns.push_back({"ST " + result.source.leads[lead], "µV", 13});
-        table.columns.push_back({"Slope", "µV/ms", 11});
+        table.columns.push_back({"ST " + result.source.leads[lead], "µV"});
+        table.columns.push_back({"Slope", "µV/ms"});
     }
-    table.columns.push_back({"Suprav.", "beats", 14});
-    table.columns.push_back({"Ventr.", "beats", 12.5});
+    table.columns.push_back({"Suprav.", "beats"});
+    table.columns.push_back({"Ventr.", "beats"});
     const auto optional = [](const std::optional<double>& value, int decimals) {
         return Number(value.value_or(kNothing), decimals);
     };
     for (const CourseRow& row : SummarizeCourse(result, exercise)) {
         const BloodPressure& pressure = row.pressure;
         std::vector<std::string> cells{
-            row.name,
+            findings.tr.Name(row.name),
             LongClock(row.span.fromSeconds),
             row.span.toSeconds > row.span.fromSeconds ? LongClock(row.span.toSeconds - row.span.fromSeconds)
                                                       : "-",
@@ -383,6 +423,7 @@ ReportTable MakeStageTable(const Findings& findings) {
         table.columns.erase(table.columns.begin() + offset);
         for (std::vector<std::string>& row : table.rows) row.erase(row.begin() + offset);
     }
+    TranslateHeadings(findings.tr, table);
     return table;
 }
 
@@ -390,31 +431,37 @@ ReportTable MakeCommonTable(const Findings& findings) {
     const StressResult& result = findings.result;
     const std::vector<std::string>& names = result.source.leads;
     ReportTable table{"",
-                      {{"Lead", "", 0.9, true},
+                      {{"Lead", "", true},
                        {"ST level", "µV"},
                        {"Change", "µV"},
                        {"J level", "µV"},
                        {"Slope", "µV/ms"},
-                       {"Slope class", "", 1.4, true},
-                       {"Own largest change", "µV", 1.6},
-                       {"When", "min:s", 0.9},
-                       {"Stage then", "", 1.8, true},
-                       {"J level then", "µV", 1.2},
-                       {"Slope class then", "", 1.5, true}},
+                       {"Slope class", "", true},
+                       {"Own largest change", "µV"},
+                       {"When", "min:s"},
+                       {"Stage then", "", true},
+                       {"J level then", "µV"},
+                       {"Slope class then", "", true}},
                       {},
                       findings.worstLead};
+    TranslateHeadings(findings.tr, table);
     if (!findings.worstLead) return table;
     const double seconds = findings.leads[*findings.worstLead].seconds;
-    table.title = "ST of all leads at " + LongClock(seconds) + " and at its largest in each";
+    table.title = findings.tr("ST of all leads at " + LongClock(seconds) + " and at its largest in each");
     const std::vector<STThen> common = MeasureAllAt(result, seconds), own = MeasureAtLargestChange(result);
     for (std::size_t lead = 0; lead < names.size(); ++lead) {
         const std::optional<std::size_t> stage = StageAt(findings.exercise.stages, own[lead].seconds);
         table.rows.push_back({names[lead], Number(common[lead].levelUv, 0), Signed(common[lead].changeUv, 0),
                               Number(common[lead].jUv, 0), Number(common[lead].slopeUvPerMs, 2),
-                              NameShape(common[lead].shape), Signed(own[lead].changeUv, 0),
+                              findings.tr(NameShape(common[lead].shape)), Signed(own[lead].changeUv, 0),
                               LongClock(own[lead].seconds),
                               stage ? NameStage(findings.exercise.stages[*stage], *stage) : "-",
-                              Number(own[lead].jUv, 0), NameShape(own[lead].shape)});
+                              Number(own[lead].jUv, 0), findings.tr(NameShape(own[lead].shape))});
+    }
+    if (findings.exercise.stages.empty()) {
+        constexpr std::ptrdiff_t kStageThen = 8;
+        table.columns.erase(table.columns.begin() + kStageThen);
+        for (std::vector<std::string>& row : table.rows) row.erase(row.begin() + kStageThen);
     }
     return table;
 }
@@ -422,21 +469,22 @@ ReportTable MakeCommonTable(const Findings& findings) {
 ReportTable MakeLeadTable(const Findings& findings) {
     const StressResult& result = findings.result;
     ReportTable table{"ST per lead",
-                      {{"Lead", "", 0.9, true},
+                      {{"Lead", "", true},
                        {"Reference", "µV"},
-                       {"Largest change", "µV", 1.4},
-                       {"Largest change", "mm", 1.4},
+                       {"Largest change", "µV"},
+                       {"Largest change", "mm"},
                        {"Level then", "µV"},
                        {"Slope then", "µV/ms"},
-                       {"Heart rate then", "beats/min", 1.45},
-                       {"When", "min:s", 0.8},
-                       {"STHRindex", "µV/(beats/min)", 1.25},
-                       {"ST/HR index", "µV/(beats/min)", 1.25},
-                       {"ST/HR slope", "µV/(beats/min)", 1.25},
-                       {"Latest level", "µV", 1.1}},
+                       {"Heart rate then", "beats/min"},
+                       {"When", "min:s"},
+                       {"STHRindex", "µV/(beats/min)"},
+                       {"ST/HR index", "µV/(beats/min)"},
+                       {"ST/HR slope", "µV/(beats/min)"},
+                       {"Latest level", "µV"}},
                       {},
                       findings.worstLead};
     if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";
+    TranslateHeadings(findings.tr, table);
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
         std::vector<std::string> row{result.source.leads[lead]};
         if (findings.leads.empty()) {
@@ -446,10 +494,11 @@ ReportTable MakeLeadTable(const Findings& findings) {
             const STHRFigures sthr = lead < findings.exercise.sthr.size() ? findings.exercise.sthr[lead]
                                                                           : STHRFigures{kNothing, {}};
             for (std::string& cell : std::vector<std::string>{
-                     std::isnan(s.referenceUv) ? "none" : Number(s.referenceUv, 0), Signed(s.changeUv, 0),
-                     Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0), Number(s.slopeUvPerMs, 2),
-                     Number(s.bpm, 0), LongClock(s.seconds), Number(s.sthrIndex, 2), Number(sthr.index, 2),
-                     Number(sthr.slope.uVPerBpm, 2), Number(result.beats.back().levelUv[lead], 0)})
+                     std::isnan(s.referenceUv) ? findings.tr("none") : Number(s.referenceUv, 0),
+                     Signed(s.changeUv, 0), Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0),
+                     Number(s.slopeUvPerMs, 2), Number(s.bpm, 0), LongClock(s.seconds),
+                     Number(s.sthrIndex, 2), Number(sthr.index, 2), Number(sthr.slope.uVPerBpm, 2),
+                     Number(result.beats.back().levelUv[lead], 0)})
                 row.push_back(std::move(cell));
         }
         table.rows.push_back(std::move(row));

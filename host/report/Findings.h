@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "host/report/Language.h"
 #include "host/report/ReportData.h"
 #include "host/results/Ectopy.h"
+#include "host/results/Holes.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 
@@ -17,7 +19,10 @@ struct Findings {
     explicit Findings(const ReportData& data);
 
     const StressResult& result;
-    const ExerciseSummary& exercise;
+    const Language& tr;        // every text that is drawn goes through it, but for what people have given
+    ExerciseSummary exercise;  // its stages named in that language
+    std::vector<std::vector<Hole>> holes;  // per lead, likewise
+    Paper paper;
     std::vector<LeadSummary> leads;  // empty without a folded beat
     Reference reference;
     std::optional<std::size_t> worstLead;  // the one with the largest ST change of all but aVR
@@ -30,7 +35,6 @@ struct Fact {
 struct ReportTable {
     struct Column {
         std::string heading, unit;
-        double width = 1;     // in parts, of whatever the table has
         bool isText = false;  // set to the left; figures are set to the right
     };
     std::string title;
@@ -38,6 +42,8 @@ struct ReportTable {
     std::vector<std::vector<std::string>> rows;
     std::optional<std::size_t> emphasised;  // a row that stands out
 };
+
+// The phrases from here to Counted are English.
 
 /// Stands in the place of a risk where the stages are not those of Bruce.
 constexpr const char* kDukeRemark = "not the Bruce protocol";
@@ -56,9 +62,14 @@ std::string DescribeBeats(const StressResult& result);
 /// "12 ventricular (0.6 %), 2 couplets, 1 run (longest 4, fastest 132/min at 3:20); 3
 /// supraventricular".
 std::string DescribeEctopy(const BeatCounts& counts);
+/// "+12", "-3", "0".
+std::string Signed(double value, int decimals);
 /// "1 lead", "2 leads".
 std::string Counted(std::size_t count, const std::string& noun);
 
+/// "stage 2: 3 ventricular; recovery: 1 supraventricular", of the stages that have any, in the language of
+/// the report; empty without stages.
+std::string DescribeEctopyByStages(const Findings& findings);
 /// Who was tested, why and by whom. "not given" stands for a name, a number, age and sex that are not known;
 /// other rows are left out.
 std::vector<Fact> ListPatient(const Findings& findings);
@@ -85,5 +96,7 @@ ReportTable MakeLeadTable(const Findings& findings);
 double RateAt(const StressResult& result, double seconds);
 /// Where ST is measured, milliseconds from the start of the averaged beat.
 double STPointMs(const StressResult& result);
+/// Height of an averaged beat above its PR level at a time from its start, uV; NaN outside the beat.
+double BeatHeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms);
 /// "12:05", from an hour on "3:12:05".
 std::string LongClock(double seconds);

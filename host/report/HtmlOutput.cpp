@@ -1,147 +1,190 @@
-#include <cairo-svg.h>
-
-#include <sstream>
-
+#include "host/report/Cautions.h"
 #include "host/report/Outputs.h"
-#include "host/report/Surface.h"
+#include "host/report/SvgCanvas.h"
 #include "host/support/Text.h"
 
 namespace {
 
+// A millimetre of a drawing has at least so many pixels, so that its texts can be read; on a narrow screen
+// drawings and tables are moved sideways. In print a millimetre is one.
+constexpr double kLeastPixelsPerMm = 3.4, kMostPixelsPerMm = 5;
+constexpr double kEdgeMm = 1.5;
+
+constexpr const char* kDisclaimer = "For research and evaluation. Not a medical device.";
 constexpr const char* kStyle = R"(
-body { margin: 0; background: #e9ebed; color: #1a1c21; font: 15px/1.45 "DejaVu Sans", "Segoe UI", Helvetica, Arial, sans-serif; }
-main { width: 297mm; max-width: 100%; margin: 0 auto; }
-figure { margin: 6mm 0; background: #fff; box-shadow: 0 0.3mm 1.5mm rgba(0,0,0,.25); }
-figure svg { display: block; width: 100%; height: auto; }
-section { background: #fff; margin: 6mm 0; padding: 8mm 12mm; box-shadow: 0 0.3mm 1.5mm rgba(0,0,0,.25); }
-h1 { font-size: 1.4em; margin: 0 0 .6em; overflow-wrap: anywhere; }
-h2 { font-size: 1.1em; margin: 1.6em 0 .5em; }
+:root { color-scheme: light; }
+* { box-sizing: border-box; }
+body { margin: 0; background: #e9ebed; color: #1a1c21; font: 16px/1.45 "DejaVu Sans", "Segoe UI", Helvetica, Arial, sans-serif; -webkit-text-size-adjust: 100%; }
+main { max-width: 1240px; margin: 0 auto; padding: 1em; }
+header, nav, section { background: #fff; margin: 0 0 1em; padding: 1em 1.4em; }
+h1 { font-size: 1.5em; margin: 0; overflow-wrap: anywhere; }
+h2 { font-size: 1.2em; margin: 0 0 .6em; }
+header p { margin: .3em 0 0; color: #5e666f; overflow-wrap: anywhere; }
+nav ol { columns: 20em; column-gap: 3em; margin: 0; padding-left: 1.6em; }
+a { color: #005a8c; }
 .scroll { overflow-x: auto; }
-table { border-collapse: collapse; font-variant-numeric: tabular-nums; font-size: .87em; }
-th, td { text-align: right; padding: .22em .8em; border-bottom: 1px solid #d4d7da; vertical-align: bottom; }
-th { border-bottom: 1.5px solid #1a1c21; }
-th small { display: block; font-weight: normal; color: #5e666f; }
+.scroll:focus-visible { outline: 2px solid #005a8c; }
+table { border-collapse: separate; border-spacing: 0; font-variant-numeric: tabular-nums; font-size: .875em; }
+th, td { text-align: right; padding: .25em .7em; border-bottom: 1px solid #d4d7da; vertical-align: bottom; white-space: nowrap; }
+thead th { border-bottom: 1.5px solid #1a1c21; white-space: normal; }
+th small { display: block; font-weight: normal; color: #5e666f; white-space: nowrap; }
 .text, tbody th { text-align: left; }
-tbody th { font-weight: normal; border-bottom: 1px solid #d4d7da; overflow-wrap: anywhere; }
+tbody th { font-weight: normal; min-width: 3.5em; max-width: 16em; overflow-wrap: break-word; white-space: normal; position: sticky; left: 0; background: #fff; }
 tr.worst > * { background: #eceff1; color: #a33c00; font-weight: bold; }
-dl { display: grid; grid-template-columns: max-content 1fr; gap: .2em 1.2em; margin: 0; font-size: .9em; }
+dl { columns: 24em; column-gap: 2.5em; margin: 0; }
+dl div { display: grid; grid-template-columns: 11em 1fr; gap: 0 1em; break-inside: avoid; padding: .12em 0; }
 dt { color: #5e666f; } dd { margin: 0; overflow-wrap: anywhere; }
-li, .foot { font-size: .85em; } .foot { color: #5e666f; }
-@page { size: A4 landscape; margin: 0; }
+ul { margin: 0; padding-left: 1.3em; } li { margin-bottom: .3em; overflow-wrap: anywhere; }
+.warning { border-left: .4em solid #b84500; } .warning h2 { color: #a33c00; }
+figure { margin: 0; }
+svg { display: block; width: 100%; height: auto; fill: none; stroke-linejoin: round; font-family: "DejaVu Sans", sans-serif; }
+text { white-space: pre; }
+.foot { color: #5e666f; font-size: .875em; margin: 0; }
+.print { display: none; }
+@media (max-width: 40em) {
+  main { padding: 0; } header, nav, section { padding: 1em .8em; }
+  dl div { grid-template-columns: 1fr; padding: .25em 0; } dt { font-size: .875em; }
+}
 @media print {
-  body { background: #fff; font-size: 12px; -webkit-print-color-adjust: exact; print-color-adjust: exact; }
-  main { width: 297mm; max-width: none; }
-  figure { margin: 0; box-shadow: none; width: 297mm; height: 209.9mm; overflow: hidden; break-after: page; }
-  figure svg { width: 297mm; height: 210mm; }
-  section { margin: 0; box-shadow: none; }
-  tr, li { break-inside: avoid; }
+  body { background: #fff; font-size: 10.5px; -webkit-print-color-adjust: exact; print-color-adjust: exact; }
+  main { max-width: none; padding: 0; } header, section { padding: 0; margin: 0 0 5mm; }
+  nav { display: none; } .scroll { overflow: visible; } .print { display: block; }
+  section.wide { page: wide; } figure svg { width: var(--width); height: var(--height); min-width: 0 !important; max-width: none !important; }
+  section.wide { break-inside: avoid; } section.drawing { break-before: page; margin: 0; } section.drawing + section:not(.drawing) { break-before: page; }
+  figure, tr, li, dl div { break-inside: avoid; } h2 { break-after: avoid; margin: 0 0 2mm; }
+  .warning { padding-left: 2mm; } tbody th { position: static; }
+  .sign { display: flex; gap: 8mm; margin-top: 22mm; } .sign p { flex: 1; border-top: .3mm solid #5e666f; margin: 0; padding-top: 1mm; }
 }
 )";
 
-std::string Escape(const std::string& text) {
-    std::string escaped;
-    for (const char c : OneLine(text)) {
-        switch (c) {
-            case '&': escaped += "&amp;"; break;
-            case '<': escaped += "&lt;"; break;
-            case '>': escaped += "&gt;"; break;
-            case '"': escaped += "&quot;"; break;
-            default: escaped += c;
-        }
-    }
-    return escaped;
-}
+std::string Millimetres(double mm) { return Number(mm, 1) + "mm"; }
 
-void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
-    std::string replaced;
-    std::size_t at = 0;
-    for (std::size_t found = 0; (found = text.find(from, at)) != std::string::npos; at = found + from.size())
-        replaced.append(text, at, found - at) += to;
-    text = std::move(replaced.append(text, at, std::string::npos));
-}
+// One section of the page, to which the table of contents leads.
+struct Section {
+    std::string title;
+    std::string content;
+    const char* kind = "";  // its class
+};
 
-// A page as an element of a larger document: without the XML declaration and a size of its own, and with
-// names that differ from those of the other pages, as names hold for the whole document.
-std::string DrawSvg(const std::vector<ReportPage>& pages, std::size_t index, const Findings& findings) {
-    std::ostringstream drawn;
-    {
-        const Surface surface(
-            cairo_svg_surface_create_for_stream(AppendToStream, static_cast<std::ostream*>(&drawn),
-                                                MmToPoints(kPageWidthMm), MmToPoints(kPageHeightMm)));
-        const Context context = MakeContext(surface, MmToPoints(1));
-        Canvas canvas(context.get());
-        DrawPage(canvas, pages, index, findings);
-        CheckCairo(cairo_status(context.get()));
-        cairo_surface_finish(surface.get());
-        CheckCairo(cairo_surface_status(surface.get()));
-    }
-    std::string svg = std::move(drawn).str();
-    const std::size_t element = svg.find('>', svg.find("<svg"));
-    svg.erase(0, element == std::string::npos ? 0 : element + 1);
-    const std::string prefix = "p" + std::to_string(index + 1) + "-";
-    ReplaceAll(svg, " id=\"", " id=\"" + prefix);
-    ReplaceAll(svg, "href=\"#", "href=\"#" + prefix);
-    ReplaceAll(svg, "url(#", "url(#" + prefix);
-    const std::string size = Number(MmToPoints(kPageWidthMm), 3) + " " + Number(MmToPoints(kPageHeightMm), 3);
-    const std::string label = "Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size()) +
-                              ": " + pages[index].title + ". The figures follow as text below the pages.";
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" xmlns:xlink=\"http://www.w3.org/1999/xlink\" "
-           "viewBox=\"0 0 " +
-           size + "\" role=\"img\" aria-label=\"" + Escape(label) + "\">" + svg;
-}
-
-void WriteFacts(std::ostream& out, const char* heading, const std::vector<Fact>& facts) {
-    out << "<h2>" << heading << "</h2>\n<dl>\n";
+std::string Facts(const std::vector<Fact>& facts) {
+    std::string html = "<dl>\n";
     for (const Fact& fact : facts)
-        out << "<dt>" << Escape(fact.label) << "</dt><dd>" << Escape(fact.value) << "</dd>\n";
-    out << "</dl>\n";
+        html += "<div><dt>" + EscapeXml(fact.label) + "</dt><dd>" + EscapeXml(SetMinus(fact.value)) +
+                "</dd></div>\n";
+    return html + "</dl>\n";
 }
 
-void WriteTable(std::ostream& out, const ReportTable& table) {
-    if (table.rows.empty()) return;
-    out << "<h2>" << Escape(table.title) << "</h2>\n<div class=\"scroll\"><table>\n<thead><tr>";
+std::string List(const std::vector<std::string>& items) {
+    std::string html = "<ul>\n";
+    for (const std::string& item : items) html += "<li>" + EscapeXml(item) + "</li>\n";
+    return html + "</ul>\n";
+}
+
+// What may be wider than the screen; the keyboard moves it too.
+std::string Scrolled(const std::string& title, const std::string& content) {
+    return "<div class=\"scroll\" role=\"region\" tabindex=\"0\" aria-label=\"" + EscapeXml(title) + "\">" +
+           content + "</div>\n";
+}
+
+std::string Table(const ReportTable& table) {
+    std::string html = "<table>\n<thead><tr>";
     for (const ReportTable::Column& column : table.columns)
-        out << "<th scope=\"col\"" << (column.isText ? " class=\"text\"" : "") << ">"
-            << Escape(column.heading) << "<small>" << (column.unit.empty() ? "&nbsp;" : Escape(column.unit))
-            << "</small></th>";
-    out << "</tr></thead>\n<tbody>\n";
+        html += std::string("<th scope=\"col\"") + (column.isText ? " class=\"text\"" : "") + ">" +
+                EscapeXml(column.heading) + "<small>" +
+                (column.unit.empty() ? "&nbsp;" : EscapeXml(column.unit)) + "</small></th>";
+    html += "</tr></thead>\n<tbody>\n";
     for (std::size_t row = 0; row < table.rows.size(); ++row) {
-        out << (table.emphasised == row ? "<tr class=\"worst\">" : "<tr>");
+        html += table.emphasised == row ? "<tr class=\"worst\">" : "<tr>";
         for (std::size_t column = 0; column < table.columns.size(); ++column) {
-            const std::string cell = Escape(table.rows[row][column]);
-            out << (column == 0 ? "<th scope=\"row\">" + cell + "</th>" : "<td>" + cell + "</td>");
+            const std::string cell = EscapeXml(SetMinus(table.rows[row][column]));
+            html += column == 0                    ? "<th scope=\"row\">" + cell + "</th>"
+                    : table.columns[column].isText ? "<td class=\"text\">" + cell + "</td>"
+                                                   : "<td>" + cell + "</td>";
         }
-        out << "</tr>\n";
+        html += "</tr>\n";
     }
-    out << "</tbody></table></div>\n";
+    return Scrolled(table.title, html + "</tbody></table>");
 }
 
-void WriteList(std::ostream& out, const char* heading, const std::vector<std::string>& items) {
-    if (items.empty()) return;
-    out << "<h2>" << heading << "</h2>\n<ul>\n";
-    for (const std::string& item : items) out << "<li>" << Escape(item) << "</li>\n";
-    out << "</ul>\n";
+// The contents of a page, with room for what a text of their last line has below it.
+Section Drawing(const ReportPage& page) {
+    SvgCanvas canvas;
+    const Box contents = page.size.Contents();
+    page.draw(canvas, contents);
+    const Box shown{contents.x, contents.y - kEdgeMm, contents.width, contents.height + 2 * kEdgeMm};
+    const std::string svg = "<figure><svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"" +
+                            SvgCanvas::ViewBox(shown) +
+                            "\" style=\"min-width:" + Number(shown.width * kLeastPixelsPerMm, 0) +
+                            "px;max-width:" + Number(shown.width * kMostPixelsPerMm, 0) +
+                            "px;--width:" + Millimetres(shown.width) +
+                            ";--height:" + Millimetres(shown.height) + "\" role=\"img\" aria-label=\"" +
+                            EscapeXml(page.title) + "\">\n" + canvas.Elements() + "</svg></figure>";
+    return {page.title, Scrolled(page.title, svg),
+            page.size.widthMm > page.size.heightMm ? "drawing wide" : "drawing"};
+}
+
+// Printed pages: text in portrait, tables and wide drawings in landscape, with foot and number.
+std::string PageRules(const Findings& findings) {
+    const Language& tr = findings.tr;
+    const auto size = [](const PageSize& page) {
+        return "size: " + Millimetres(page.widthMm) + " " + Millimetres(page.heightMm) + ";";
+    };
+    return "@page { " + size(Portrait(findings.paper)) + " margin: 9mm 12mm 12mm; font: 8pt sans-serif; " +
+           "@bottom-left { content: \"" + tr(kDisclaimer) + "\"; } @bottom-right { content: \"" +
+           tr("Page \" counter(page) \" of \" counter(pages) \"") + "\"; } }\n@page wide { " +
+           size(Landscape(findings.paper)) + " }\n";
+}
+
+std::vector<Section> ListSections(const std::vector<ReportPage>& pages, const Findings& findings) {
+    const Language& tr = findings.tr;
+    std::vector<Section> sections;
+    const auto addTable = [&](const ReportTable& table) {
+        if (!table.rows.empty()) sections.push_back({table.title, Table(table), "wide"});
+    };
+    const auto addList = [&](const char* title, const std::vector<std::string>& items, const char* kind) {
+        if (!items.empty()) sections.push_back({tr(title), List(items), kind});
+    };
+    addList("What to know before reading", ListCautions(findings), "warning");
+    sections.push_back({tr("Patient"), Facts(ListPatient(findings))});
+    sections.push_back({tr("Record"), Facts(ListFacts(findings))});
+    sections.push_back({tr("Results"), Facts(ListResults(findings))});
+    addTable(MakeStageTable(findings));
+    addTable(MakeLeadTable(findings));
+    addTable(MakeCommonTable(findings));
+    for (const ReportPage& page : pages)
+        if (page.isDrawing) sections.push_back(Drawing(page));
+    addList("Warnings", ListWarnings(findings), "");
+    addList("How the figures were made", ListMethods(findings), "");
+    return sections;
 }
 
 }  // namespace
 
 void WriteHtml(std::ostream& out, const std::vector<ReportPage>& pages, const Findings& findings) {
-    const std::string title = Escape("Exercise ECG report: " + findings.result.source.name);
-    out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-        << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" << title
-        << "</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n<main>\n";
-    for (std::size_t i = 0; i < pages.size(); ++i)
-        out << "<figure>\n" << DrawSvg(pages, i, findings) << "</figure>\n";
-    out << "<section>\n<h1>" << title << "</h1>\n";
-    WriteFacts(out, "Patient", ListPatient(findings));
-    WriteFacts(out, "Record", ListFacts(findings));
-    WriteFacts(out, "Results", ListResults(findings));
-    WriteTable(out, MakeStageTable(findings));
-    WriteTable(out, MakeLeadTable(findings));
-    WriteTable(out, MakeCommonTable(findings));
-    WriteList(out, "Warnings", ListWarnings(findings));
-    WriteList(out, "How the figures were made", ListMethods(findings));
-    out << "<p class=\"foot\">For research and evaluation. Not a medical "
-           "device.</p>\n</section>\n</main>\n</body>\n"
-           "</html>\n";
+    const SourceInfo& source = findings.result.source;
+    const Language& tr = findings.tr;
+    const std::string heading = EscapeXml(tr("Exercise ECG report"));
+    const std::string name = EscapeXml(source.name), foot = EscapeXml(tr(kDisclaimer));
+    const std::vector<Section> sections = ListSections(pages, findings);
+    out << "<!DOCTYPE html>\n<html lang=\"" << tr.Code() << "\">\n<head>\n<meta charset=\"utf-8\">\n"
+        << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" << heading
+        << ": " << name << "</title>\n<style>" << kStyle << PageRules(findings)
+        << "</style>\n</head>\n<body>\n<main>\n<header>\n<h1>" << heading << "</h1>\n<p>" << name
+        << (source.started.empty() ? "" : ", " + EscapeXml(source.started))
+        << "</p>\n</header>\n<nav aria-label=\"" << EscapeXml(tr("Contents")) << "\">\n<h2>"
+        << EscapeXml(tr("Contents")) << "</h2>\n<ol>\n";
+    for (std::size_t i = 0; i < sections.size(); ++i)
+        out << "<li><a href=\"#s" << i + 1 << "\">" << EscapeXml(sections[i].title) << "</a></li>\n";
+    out << "</ol>\n</nav>\n";
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+        const std::string id = "s" + std::to_string(i + 1);
+        out << "<section id=\"" << id << "\""
+            << (*sections[i].kind != '\0' ? std::string(" class=\"") + sections[i].kind + "\"" : "")
+            << " aria-labelledby=\"" << id << "h\">\n<h2 id=\"" << id << "h\">"
+            << EscapeXml(sections[i].title) << "</h2>\n"
+            << sections[i].content << "</section>\n";
+    }
+    out << "<section class=\"print\"><h2>" << EscapeXml(tr("Conclusion")) << "</h2>\n<div class=\"sign\"><p>"
+        << EscapeXml(tr("Date")) << "</p><p>" << EscapeXml(tr("Name and signature"))
+        << "</p></div></section>\n<p class=\"foot\">" << foot << "</p>\n</main>\n</body>\n</html>\n";
 }

@@ -11,46 +11,49 @@
 
 namespace {
 
-constexpr double kHeadingY = 14.5;
-constexpr double kHeadingRuleY = 17.5;
-constexpr double kFootRuleY = 200.5;
-constexpr double kFootY = 204.5;
+// From the top of the page, and from its foot.
+constexpr double kHeadingMm = 14.5, kHeadingRuleMm = 17.5;
+constexpr double kFootRuleMm = 9.5, kFootMm = 5.5;
 constexpr const char* kDisclaimer = "For research and evaluation. Not a medical device.";
 
 constexpr TextStyle kTitle{13, true, kInk};
 constexpr TextStyle kRunningHead{8, false, kMuted, Align::Right};
-constexpr TextStyle kFoot{7, false, kMuted};
 
 }  // namespace
 
 std::vector<ReportPage> LayOutPages(const Findings& findings) {
     std::vector<ReportPage> pages;
     AddSummaryPage(findings, pages);
-    AddStagePages(findings, pages);
-    AddTrendPages(findings, pages);
-    AddBeatPages(findings, pages);
-    AddStageBeatPages(findings, pages);
-    AddStripPages(findings, pages);
-    AddLongTexts(findings, pages);
     AddTablePages(findings, pages);
+    const std::size_t firstDrawing = pages.size();
+    AddTrendPages(findings, pages);
+    AddStageBeatPages(findings, pages);
+    AddBeatPages(findings, pages);
+    AddStripPages(findings, pages);
+    for (std::size_t i = firstDrawing; i < pages.size(); ++i) pages[i].isDrawing = true;
+    AddNotePages(findings, pages);
     return pages;
 }
 
 void DrawPage(Canvas& canvas, const std::vector<ReportPage>& pages, std::size_t index,
               const Findings& findings) {
     const SourceInfo& source = findings.result.source;
-    canvas.FillBox({0, 0, kPageWidthMm, kPageHeightMm}, kWhite);
+    const PageSize& size = pages[index].size;
+    const Box contents = size.Contents();
+    canvas.FillBox({0, 0, size.widthMm, size.heightMm}, kWhite);
     const double titleMm =
-        canvas.DrawText({kContents.x, kHeadingY}, pages[index].title, kTitle, kContents.width * 0.7);
-    canvas.DrawText({kContents.Right(), kHeadingY},
+        canvas.DrawText({contents.x, kHeadingMm}, pages[index].title, kTitle, contents.width * 0.7);
+    canvas.DrawText({contents.Right(), kHeadingMm},
                     source.started.empty() ? source.name : source.name + "   " + source.started, kRunningHead,
-                    kContents.width - titleMm - 6);
-    canvas.DrawLine({kContents.x, kHeadingRuleY}, {kContents.Right(), kHeadingRuleY}, {kInk, 0.3});
-    pages[index].draw(canvas);
-    canvas.DrawLine({kContents.x, kFootRuleY}, {kContents.Right(), kFootRuleY}, {kRule, 0.2});
-    canvas.DrawText({kContents.x, kFootY}, kDisclaimer, kFoot);
-    TextStyle right = kFoot;
+                    contents.width - titleMm - 6);
+    canvas.DrawLine({contents.x, kHeadingRuleMm}, {contents.Right(), kHeadingRuleMm}, {kInk, 0.3});
+    pages[index].draw(canvas, contents);
+    const double foot = size.heightMm - kFootMm, rule = size.heightMm - kFootRuleMm;
+    canvas.DrawLine({contents.x, rule}, {contents.Right(), rule}, {kRule, 0.2});
+    canvas.DrawText({contents.x, foot}, findings.tr(kDisclaimer), kMutedStyle);
+    TextStyle right = kMutedStyle;
     right.align = Align::Right;
-    canvas.DrawText({kContents.Right(), kFootY},
-                    "Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size()), right);
+    canvas.DrawText({contents.Right(), foot},
+                    findings.tr("Page " + std::to_string(index + 1) + " of " + std::to_string(pages.size())),
+                    right);
 }

@@ -1,11 +1,10 @@
-// ReportDrawing: an analysis as a report for a reader of stress tests, on A4 pages in landscape.
+// ReportDrawing: an analysis as a report for a reader of stress tests, on pages of A4 or Letter.
 //
-//   1        who was tested, results in short, heart rate over the stages, room for a conclusion
-//   then     the test stage by stage, trends, and ST level over time, one plot per lead on one scale
-//   then     averaged beat of each lead at first, at its largest ST change, and latest, on ECG paper
-//   then     averaged beats of all leads by stages on ECG paper
-//   then     strips as recorded and as conditioned on ECG paper
-//   last     tables of ST per lead, how the figures came about, notes
+//   1        who was tested, what to know before reading, results, heart rate, room for a conclusion
+//   then     tables of stages and of ST; trends of heart rate and of every lead
+//   then     averaged beats of all leads by stages, and of each lead the reference and its largest change
+//   then     strips of ten seconds
+//   last     warnings, and how the figures came about
 //
 // The name's ending chooses the kind, whichever way it is written:
 //   .pdf   vector pages; printed at 100 %, a millimetre of ECG paper is a millimetre

@@ -2,49 +2,72 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 
-#include "host/report/BeatPages.h"
-#include "host/report/EcgPaper.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
 namespace {
 
-constexpr std::size_t kLeadsPerPage = 4;
-constexpr double kNameMm = 11, kGapMm = 2, kHeadMm = 8, kPaperMm = 35;
-constexpr double kMarginMm = 1;  // between a beat and the edge of its paper
+constexpr double kNameMm = 9, kGapMm = 2, kPaperMm = 30;
+constexpr double kHeadMm = 3 * kLineMm + 1;                // name, in two lines, and time of a column
+constexpr double kLeadRowMm = kPaperMm + 2 * kLineMm + 2;  // paper, level and slope of a lead
+constexpr double kMarginMm = 1;                            // between a beat and the edge of its paper
+constexpr double kStrongMm = 5;
+constexpr double kWidestBeatMm = 30;
 
 struct Column {
-    std::string name, when;
+    std::string name;
+    double seconds = 0;
     const std::vector<std::vector<float>>* beats = nullptr;  // [lead][sample]
     const STReading* reading = nullptr;                      // null of the reference
-    bool isWork = false;
+    bool isStageEnd = false;
 };
 
-std::vector<Column> ListColumns(const Findings& findings) {
+std::size_t ColumnsIn(const StressResult& result, const PageSize& size) {
+    return static_cast<std::size_t>((size.Contents().width - kNameMm) / (BeatPaperMm(result) + kGapMm));
+}
+
+// Of more columns than `most` every second, third, ... end of a stage is left, with the last of them.
+std::vector<Column> ListColumns(const Findings& findings, std::size_t most) {
     const StressResult& result = findings.result;
     const std::vector<Stage>& stages = findings.exercise.stages;
     const std::optional<Span> work = FindWork(stages, result.seconds);
-    std::vector<Column> columns{{"reference", "", &result.referenceBeatUv, nullptr, false}};
+    std::vector<Column> columns{
+        {findings.tr("reference"), kNothing, &result.referenceBeatUv, nullptr, false}};
     for (const BeatsThen& then : result.asked) {
         const double at = then.askedSeconds;
-        const bool isWork = work && at <= work->toSeconds;
+        const bool isStageEnd = work && at <= work->toSeconds;
         // The end of a stage is the start of the next.
         const std::optional<std::size_t> stage = StageAt(stages, std::nextafter(at, 0));
-        std::string name = stage ? NameStage(stages[*stage], *stage) : "";
-        if (work && !isWork) name = "after " + Number((at - work->toSeconds) / kSecondsPerMinute, 0) + " min";
-        columns.push_back({name, LongClock(at), &then.uV, &result.beats.at(then.reading), isWork});
+        std::string name = stage ? findings.tr("end of " + NameStage(stages[*stage], *stage)) : "";
+        if (work && !isStageEnd)
+            name = findings.tr("after " + Number((at - work->toSeconds) / kSecondsPerMinute, 0) + " min");
+        columns.push_back({name, at, &then.uV, &result.beats.at(then.reading), isStageEnd});
     }
-    // Of more stages than have room every second, third, ... is left, with the last of them.
-    const auto most = static_cast<std::size_t>((kContents.width - kNameMm) / (BeatPaperMm(result) + kGapMm));
-    const auto works = static_cast<std::size_t>(
-        std::count_if(columns.begin(), columns.end(), [](const Column& column) { return column.isWork; }));
-    const std::size_t others = columns.size() - works;
-    const std::size_t room = most > others ? most - others : 1, stride = (works + room - 1) / room;
-    std::size_t left = works;
-    std::erase_if(columns, [&](const Column& column) { return column.isWork && --left % stride != 0; });
+    if (result.peak) {
+        const auto later = std::find_if(columns.begin() + 1, columns.end(), [&](const Column& column) {
+            return column.seconds > result.peak->askedSeconds;
+        });
+        columns.insert(later, {findings.tr("peak heart rate"), result.peak->askedSeconds, &result.peak->uV,
+                               &result.beats.at(result.peak->reading), false});
+    }
+    const auto ends = static_cast<std::size_t>(std::count_if(
+        columns.begin(), columns.end(), [](const Column& column) { return column.isStageEnd; }));
+    const std::size_t others = columns.size() - ends;
+    const std::size_t room = most > others ? most - others : 1;
+    const std::size_t stride = ends / room + (ends % room == 0 ? 0 : 1);
+    std::size_t left = ends;
+    std::erase_if(columns, [&](const Column& column) { return column.isStageEnd && --left % stride != 0; });
     return columns;
+}
+
+// Portrait if all columns fit so.
+PageSize ChooseSize(const Findings& findings) {
+    const PageSize portrait = Portrait(findings.paper);
+    const std::size_t all = ListColumns(findings, std::numeric_limits<std::size_t>::max()).size();
+    return all <= ColumnsIn(findings.result, portrait) ? portrait : Landscape(findings.paper);
 }
 
 const std::vector<float>& BeatOf(const Column& column, std::size_t lead) {
@@ -78,32 +101,36 @@ PaperScale ChooseScale(const StressResult& result, const std::vector<Column>& co
     return kQuarterGainScale;
 }
 
-void DrawMark(Canvas& canvas, const StressResult& result, const EcgPaper& paper,
-              const std::vector<float>& beat, double ms, const Colour& colour) {
-    const long sample = std::lround(ms * result.source.fs / kMsPerSecond);
-    if (sample < 0 || sample >= std::ssize(beat)) return;
-    const double y = paper.Y(beat.begin()[sample] - PrLevelUv(result, beat));
+// A ring at J, a dot at the ST point: they differ without their colours.
+void DrawMarks(Canvas& canvas, const StressResult& result, const EcgPaper& paper,
+               const std::vector<float>& beat, double stMs) {
     const ClipTo clip(canvas, paper.Area());
-    if (std::isfinite(y)) canvas.FillDisc({paper.X(ms), y}, 0.45, colour);
+    const double jMs = result.positions.j;
+    const double j = paper.Y(BeatHeightUv(result, beat, jMs)), st = paper.Y(BeatHeightUv(result, beat, stMs));
+    if (std::isfinite(j)) canvas.DrawRing({paper.X(jMs), j}, 0.45, {kBlue, 0.2});
+    if (std::isfinite(st)) canvas.FillDisc({paper.X(stMs), st}, 0.5, kAccent);
 }
 
-void DrawStageBeats(Canvas& canvas, const Findings& findings, std::size_t first, std::size_t count) {
+void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& contents, std::size_t first,
+                    std::size_t count) {
     const StressResult& result = findings.result;
-    const std::vector<Column> columns = ListColumns(findings);
+    const std::vector<Column> columns = ListColumns(findings, ColumnsIn(result, ChooseSize(findings)));
     const PaperScale scale = ChooseScale(result, columns);
     const double paperMm = BeatPaperMm(result);
-    const double rowMm = (kContents.height - kCaptionMm - kHeadMm) / kLeadsPerPage;
     const auto left = [&](std::size_t column) {
-        return kContents.x + kNameMm + static_cast<double>(column) * (paperMm + kGapMm);
+        return contents.x + kNameMm + static_cast<double>(column) * (paperMm + kGapMm);
     };
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        canvas.DrawText({left(i), kContents.y + 2}, columns[i].name, {7, true, kInk}, paperMm + kGapMm - 0.5);
-        canvas.DrawText({left(i), kContents.y + 5.2}, columns[i].when, {6.5, false, kMuted});
+        const double width = paperMm + kGapMm - 1.5;
+        canvas.DrawParagraph({left(i), contents.y - 1}, width, 2, columns[i].name, {8, true, kInk});
+        if (std::isfinite(columns[i].seconds))
+            canvas.DrawText({left(i), contents.y + kHeadMm - 1.5}, LongClock(columns[i].seconds), kMutedStyle,
+                            width);
     }
     for (std::size_t row = 0; row < count; ++row) {
         const std::size_t lead = first + row;
-        const double y = kContents.y + kHeadMm + static_cast<double>(row) * rowMm;
-        canvas.DrawText({kContents.x, y + kPaperMm / 2}, result.source.leads[lead], {9, true, kInk},
+        const double y = contents.y + kHeadMm + static_cast<double>(row) * kLeadRowMm;
+        canvas.DrawText({contents.x, y + kPaperMm / 2}, result.source.leads[lead], {9, true, kInk},
                         kNameMm - 1);
         const TraceRange range = RangeOf(result, columns, lead);
         for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -112,36 +139,52 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, std::size_t first,
             paper.DrawGrid(canvas);
             const std::vector<float>& beat = BeatOf(column, lead);
             paper.DrawTrace(canvas, beat, PrLevelUv(result, beat), result.source.fs, {kInk, 0.35});
-            const double jMs = result.positions.j;
-            const double stMs =
-                column.reading != nullptr ? jMs + column.reading->stPointMs : STPointMs(result);
-            DrawMark(canvas, result, paper, beat, jMs, kBlue);
-            DrawMark(canvas, result, paper, beat, stMs, kAccent);
             const bool isReference = column.reading == nullptr;
+            DrawMarks(canvas, result, paper, beat,
+                      isReference ? STPointMs(result) : result.positions.j + column.reading->stPointMs);
             const double levelUv =
                 isReference ? findings.reference.levelUv[lead] : column.reading->levelUv[lead];
             const double slope =
                 isReference ? findings.reference.slopeUvPerMs[lead] : column.reading->slopeUvPerMs[lead];
-            canvas.DrawText({left(i), y + kPaperMm + 2.5},
-                            "ST " + Number(levelUv, 0) + ", " + Number(slope, 2), {6.5, false, kInk},
-                            paperMm + kGapMm - 0.5);
+            canvas.DrawText({left(i), y + kPaperMm + 3}, "ST " + Number(levelUv, 0) + " µV", kTextStyle);
+            canvas.DrawText({left(i), y + kPaperMm + 3 + kLineMm}, Number(slope, 2) + " µV/ms", kMutedStyle);
         }
     }
-    DrawCaption(canvas,
-                DescribeScale(scale) +
-                    ", squares of 1 mm; each beat stands on its PR level. Below: ST level in µV, slope in "
-                    "µV/ms. Dots: J as in the first averaged beat (blue), ST point (red).");
+    DrawCaption(
+        canvas, contents,
+        findings.tr(DescribeScale(scale, canvas.IsTrueToScale()) +
+                    "; each beat stands on its PR level. Below: ST level and slope. Ring: J as in the first "
+                    "averaged beat; dot: ST point."));
 }
 
 }  // namespace
 
+EcgPaper PlaceBeat(const Box& box, const PaperScale& scale, const TraceRange& range) {
+    const double above = range.highestUv * scale.mmPerMv / 1000,
+                 below = -range.lowestUv * scale.mmPerMv / 1000;
+    const double free = box.height - above - below;
+    const double wanted = free / 2 + above;
+    double zero = std::round(wanted / kStrongMm) * kStrongMm;
+    if (free >= 0 && (zero < above || zero + below > box.height)) zero = wanted;
+    return {box, scale, box.y + std::clamp(zero, 0.0, box.height)};
+}
+
+double BeatPaperMm(const StressResult& result) {
+    const double mm = result.positions.length * kUsualScale.mmPerSecond / 1000;
+    return std::clamp(std::ceil(mm / kStrongMm - 1e-9) * kStrongMm, 2 * kStrongMm, kWidestBeatMm);
+}
+
 void AddStageBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
     if (findings.result.asked.empty()) return;
+    const PageSize size = ChooseSize(findings);
     const std::size_t leads = findings.result.source.leads.size();
-    for (std::size_t first = 0; first < leads; first += kLeadsPerPage) {
-        const std::size_t count = std::min(kLeadsPerPage, leads - first);
-        pages.push_back(
-            {"Averaged beats by stages" + NameSpan("leads", first, count, leads),
-             [&findings, first, count](Canvas& canvas) { DrawStageBeats(canvas, findings, first, count); }});
+    const auto most = static_cast<std::size_t>((size.Contents().height - kCaptionMm - kHeadMm) / kLeadRowMm);
+    const std::size_t perPage = SpreadEvenly(leads, most);
+    for (std::size_t first = 0; first < leads; first += perPage) {
+        const std::size_t shown = std::min(perPage, leads - first);
+        pages.push_back({findings.tr("Averaged beats by stages" + NameSpan("leads", first, shown, leads)),
+                         size, [&findings, first, shown](Canvas& canvas, const Box& contents) {
+                             DrawStageBeats(canvas, findings, contents, first, shown);
+                         }});
     }
 }

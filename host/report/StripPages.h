@@ -1,4 +1,8 @@
-// StripPages: stretches of signal on ECG paper, as recorded beside as conditioned.
+// StripPages: strips of ten seconds on ECG paper, with calibration pulses and the class of each beat.
+//
+// Seven leads and more stand as on a printed electrocardiogram: in columns, each for a part of the time, over
+// one lead in full, as 3 by 4 of twelve; strips of ventricular beats and those that were asked for show all
+// of the time of every lead instead. Fewer leads do so always.
 #pragma once
 
 #include <cstddef>
@@ -11,29 +15,25 @@
 /// Adds its pages to `pages`. The findings must outlive them.
 void AddStripPages(const Findings& findings, std::vector<ReportPage>& pages);
 
-/// How strips are spread over pages. A block is one strip of one group of leads: a paper with the signal as
-/// recorded and one with the signal as conditioned.
-struct StripLayout {
-    std::size_t leadsPerBlock = 1, groups = 1;  // groups of leads
-    std::size_t columns = 1, rows = 1;          // blocks on a page
-    double paperMm = 0;                         // width of each of the two papers, whole 5 mm
-    double pitchMm = 0;                         // height of the papers per lead
-    /// Upper left corner of the block that is `index` on its page.
-    Point Corner(std::size_t index) const;
-    double PaperHeightMm() const { return pitchMm * static_cast<double>(leadsPerBlock); }
+/// A part of the time of a strip of a lead, seconds from the start of the strip.
+struct StripSegment {
+    std::size_t lead = 0;
+    double fromSeconds = 0, toSeconds = 0;
 };
-/// Lays strips out in as many rows as they need. Lanes have the usual height; they grow, if the page has
-/// room, until no block needs a smaller gain than in the tallest lane.
-StripLayout PlanStrips(const std::vector<Strip>& strips, std::size_t leads, int fs);
+/// What stands side by side on one line of the paper, in order of time.
+using StripLane = std::vector<StripSegment>;
+/// The lanes of a strip, paper by paper: more leads than fit on one are spread evenly.
+std::vector<std::vector<StripLane>> PlanLanes(const std::vector<std::string>& leads, bool inColumns);
 
-/// The lines that the traces of a block stand on, alike on both of its papers.
+/// The lines that the traces stand on.
 struct StripLines {
     PaperScale scale;
     std::vector<double> mm;  // distance of each line from the upper edge, whole squares
 };
-/// The largest usual gain at which no trace meets its neighbour or the edge, else the smallest. Lines lie
-/// evenly, moved only where a trace asks for more. An implausible trace asks for nothing.
-StripLines PlaceLines(const Strip& strip, std::size_t firstLead, std::size_t leads, int fs, double pitchMm);
+/// The largest usual gain at which no trace reaches its neighbour's line or the edge, else the smallest.
+/// Lines lie evenly, moved only where a trace or a calibration pulse asks for more; they lie so far apart
+/// that no trace meets another where there is room for that. An implausible trace asks for nothing.
+StripLines PlaceLines(const Strip& strip, const std::vector<StripLane>& lanes, int fs, double paperMm);
 /// False above 9 mV peak to peak: an open lead that swings between the rails, ignored by the layout.
 bool IsPlausible(const std::vector<float>& uV);
 

@@ -1,171 +1,135 @@
 #include "host/report/SummaryPage.h"
 
 #include <algorithm>
-#include <cmath>
 
-#include "host/report/TrendPlot.h"
-#include "host/support/Text.h"
+#include "host/report/Cautions.h"
+#include "host/report/TrendPages.h"
 
 namespace {
 
-constexpr double kLabelMm = 19;
-// A text of the header has so many lines, each of at least so many letters.
-constexpr int kHeaderLines = 5, kRecordLines = 3;
-constexpr std::size_t kLineLetters = 36;
-constexpr int kResultLines = 4;
-constexpr std::size_t kResultLetters = 60;
-constexpr double kResultLabelMm = 34;
+constexpr double kLabelMm = 21;
+constexpr int kHeaderLines = 5, kRecordLines = 3, kResultLines = 4;  // of a text at most
+constexpr double kResultLabelMm = 35;
 constexpr double kColumnGapMm = 6;
-constexpr double kLowestPlotMm = 40, kTallestPlotMm = 80;
-constexpr double kFootMm = 30;  // of warnings and conclusion
-constexpr double kGapMm = 6;
-constexpr double kBelowTitleMm = 3;
-constexpr TextStyle kSection{9, true, kInk};
-constexpr TextStyle kSmall{7, false, kMuted};
+constexpr double kLowestPlotMm = 25, kTallestPlotMm = 85;
+constexpr double kPlotLeftMm = 9, kPlotRightMm = 5, kPlotAboveMm = 12,
+                 kPlotBelowMm = 6;  // of titles and figures
+constexpr double kConclusionMm = 30;
+constexpr double kMostCautionsMm = 45;
+constexpr double kGapMm = 4;
+constexpr double kBelowTitleMm = 5;
 
-// Facts in three columns, as even as can be. Returns the height used, mm.
-double DrawColumns(Canvas& canvas, double y, int lines, const std::vector<Fact>& facts) {
-    constexpr std::size_t kColumns = 3;
-    constexpr double kWidthMm = (kContents.width - (kColumns - 1) * kColumnGapMm) / kColumns;
-    const std::size_t perColumn = (facts.size() + kColumns - 1) / kColumns;
-    double used = 0, x = kContents.x;
-    for (std::size_t first = 0; first < facts.size(); first += perColumn, x += kWidthMm + kColumnGapMm) {
-        const auto begin = facts.begin() + static_cast<std::ptrdiff_t>(first);
-        const auto end =
-            facts.begin() + static_cast<std::ptrdiff_t>(std::min(facts.size(), first + perColumn));
-        used = std::max(used, DrawFacts(canvas, {x, y, kWidthMm, 0}, kLabelMm, lines, {begin, end}));
-    }
-    return used;
+double ColumnMm(double widthMm) { return (widthMm - kColumnGapMm) / 2; }
+
+// Facts in two columns, about as long as each other. Returns the height used, mm.
+double DrawColumns(Canvas& canvas, const Box& box, double labelMm, int lines,
+                   const std::vector<Fact>& facts) {
+    const double width = ColumnMm(box.width);
+    const auto middle = facts.begin() + (std::ssize(facts) + 1) / 2;
+    return std::max(
+        DrawFacts(canvas, {box.x, box.y, width, 0}, labelMm, lines, {facts.begin(), middle}),
+        DrawFacts(canvas, {box.Right() - width, box.y, width, 0}, labelMm, lines, {middle, facts.end()}));
 }
 
-// The patient in full, above the recording; texts too long for this page stand on one of their own.
-double DrawHeader(Canvas& canvas, const Findings& findings) {
-    double y = kContents.y - 1;
-    y += DrawColumns(canvas, y, kHeaderLines, ListPatient(findings));
-    canvas.DrawLine({kContents.x, y + 0.5}, {kContents.Right(), y + 0.5}, {kRule, 0.2});
-    y += 2;
-    return y + DrawColumns(canvas, y, kRecordLines, ListFacts(findings));
+// The patient in full, above the recording; texts too long for this page stand among the notes. Returns
+// the height used, mm.
+double DrawHeader(Canvas& canvas, const Findings& findings, const Box& box) {
+    double y = box.y - 1;
+    y += DrawColumns(canvas, {box.x, y, box.width, 0}, kLabelMm, kHeaderLines, ListPatient(findings));
+    canvas.DrawLine({box.x, y + 0.3}, {box.Right(), y + 0.3}, {kRule, 0.2});
+    y += 1.5;
+    y += DrawColumns(canvas, {box.x, y, box.width, 0}, kLabelMm, kRecordLines, ListFacts(findings));
+    return y - box.y;
 }
 
-void MarkPeak(Canvas& canvas, const TrendPlot& plot, const ExerciseSummary& exercise) {
-    if (!(exercise.peakBpm > 0)) return;
-    const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
-    const std::string label =
-        "30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds);
-    TextStyle style{7.5, true, kAccent};
-    const double width = canvas.MeasureText(label, style);
-    const bool isToTheLeft = peak.x + 2.5 + width > plot.Area().Right();
-    style.align = isToTheLeft ? Align::Right : Align::Left;
-    canvas.DrawRing(peak, 0.9, {kAccent, 0.4});
-    canvas.DrawText({peak.x + (isToTheLeft ? -2.5 : 2.5), std::max(peak.y - 1.8, plot.Area().y + 3)}, label,
-                    style);
-}
-
-void DrawHeartRate(Canvas& canvas, const Findings& findings, const Box& box) {
-    const StressResult& result = findings.result;
-    canvas.DrawText({box.x, box.y}, "Heart rate", kSection);
-    const TimeAxis time = ChooseTimeAxis(result.seconds, 24);
-    canvas.DrawText({box.x + 21, box.y}, std::string("beats/min, time in ") + time.unit, kSmall);
-    const Box area{box.x + 9, box.y + 9, box.width - 9, box.height - 14};
-    const TrendPlot plot(area, time, ChooseRateAxis(result, findings.exercise.peakBpm));
-    plot.DrawStages(canvas, findings.exercise.stages, true);
-    plot.DrawAxes(canvas, 7, true, true);
-    std::vector<TrendPoint> readings;
-    for (const RateReading& rate : result.rates) readings.push_back({rate.seconds, rate.bpm});
-    plot.DrawCourse(canvas, readings, {kBlue, 0.35});
-    for (const double seconds : result.relearnedSeconds)
-        canvas.FillDisc({plot.X(seconds), area.Bottom()}, 0.8, kAccent);
-    MarkPeak(canvas, plot, findings.exercise);
-    if (readings.empty())
-        canvas.DrawText({area.x + area.width / 2, area.y + area.height / 2}, "no heart rate was found",
-                        {9, false, kMuted, Align::Centre});
-}
-
-// Results in two columns. Returns the height used, mm.
-double DrawResults(Canvas& canvas, const Findings& findings, double top) {
-    canvas.DrawText({kContents.x, top}, "Results", kSection);
-    const std::vector<Fact> results = ListResults(findings);
-    const auto middle = results.begin() + (std::ssize(results) + 1) / 2;
-    const double width = (kContents.width - kColumnGapMm) / 2, y = top + kBelowTitleMm;
-    return kBelowTitleMm + std::max(DrawFacts(canvas, {kContents.x, y, width, 0}, kResultLabelMm,
-                                              kResultLines, {results.begin(), middle}),
-                                    DrawFacts(canvas, {kContents.Right() - width, y, width, 0},
-                                              kResultLabelMm, kResultLines, {middle, results.end()}));
-}
-
-// As many as have room; the last page has them all.
-void DrawWarnings(Canvas& canvas, const Findings& findings, const Box& box) {
-    const std::vector<std::string> warnings = ListWarnings(findings);
-    if (warnings.empty()) return;
-    canvas.DrawText({box.x, box.y}, "Warnings", {9, true, kAccent});
-    double y = box.y + 1.5;
-    for (std::size_t i = 0; i < warnings.size(); ++i) {
-        const bool isLast = y + 10 > box.Bottom() && i + 1 < warnings.size();
+// As many as have room. Returns the height used, mm.
+double DrawCautions(Canvas& canvas, const Findings& findings, const Box& box) {
+    constexpr double kInsetMm = 2.5;
+    const std::vector<std::string> cautions = ListCautions(findings);
+    if (cautions.empty()) return 0;
+    const double x = box.x + kInsetMm;
+    canvas.DrawText({x, box.y + 3.5}, findings.tr("What to know before reading"), {9.5, true, kAccent});
+    double y = box.y + kBelowTitleMm;
+    for (std::size_t i = 0; i < cautions.size(); ++i) {
+        const bool isLast = y + 3 * kLineMm > box.y + kMostCautionsMm && i + 1 < cautions.size();
         const std::string text =
-            isLast ? "and " + std::to_string(warnings.size() - i) + " more, on the last page" : warnings[i];
-        y += 0.8 + canvas.DrawParagraph({box.x, y}, box.width, 2, text, {7, false, kInk});
+            isLast ? findings.tr("And " + std::to_string(cautions.size() - i) + " more: see the notes.")
+                   : cautions[i];
+        y += 0.8 + canvas.DrawParagraph({x, y}, box.width - kInsetMm, 2, text, kTextStyle);
         if (isLast) break;
     }
+    canvas.DrawLine({box.x + 0.5, box.y}, {box.x + 0.5, y}, {kAccent, 1});
+    return y - box.y + kGapMm;
 }
 
 // Room to write by hand.
-void DrawConclusion(Canvas& canvas, const Box& box) {
-    constexpr double kDateMm = 30;
-    canvas.DrawText({box.x, box.y}, "Conclusion", kSection);
-    const double y = box.Bottom() - 3.5;
+void DrawConclusion(Canvas& canvas, const Language& tr, const Box& box) {
+    constexpr double kDateMm = 35;
+    canvas.DrawText({box.x, box.y + 3.5}, tr("Conclusion"), kSectionStyle);
+    const double y = box.Bottom() - 4;
     canvas.DrawLine({box.x, y}, {box.x + kDateMm, y}, {kMuted, 0.2});
-    canvas.DrawText({box.x, box.Bottom()}, "Date", kSmall);
+    canvas.DrawText({box.x, box.Bottom() - 0.5}, tr("Date"), kMutedStyle);
     canvas.DrawLine({box.x + kDateMm + kColumnGapMm, y}, {box.Right(), y}, {kMuted, 0.2});
-    canvas.DrawText({box.x + kDateMm + kColumnGapMm, box.Bottom()}, "Name and signature", kSmall);
+    canvas.DrawText({box.x + kDateMm + kColumnGapMm, box.Bottom() - 0.5}, tr("Name and signature"),
+                    kMutedStyle);
 }
 
-void DrawSummary(Canvas& canvas, const Findings& findings) {
-    double y = DrawHeader(canvas, findings) + 5;
-    y += DrawResults(canvas, findings, y) + kGapMm - 2;
-    const double plotMm =
-        std::clamp(kContents.Bottom() - y - kGapMm - kFootMm, kLowestPlotMm, kTallestPlotMm);
-    DrawHeartRate(canvas, findings, {kContents.x, y, kContents.width, plotMm});
-    y = std::max(y + plotMm + kGapMm, kContents.Bottom() - kFootMm);
-    const double width = (kContents.width - kColumnGapMm) / 2;
-    const Box left{kContents.x, y, width, kContents.Bottom() - y};
-    DrawWarnings(canvas, findings, left);
-    DrawConclusion(canvas, {kContents.Right() - width, y, width, left.height});
+// Returns where it ends, mm from the top of the page.
+double DrawFindings(Canvas& canvas, const Findings& findings, const Box& body) {
+    const auto rest = [&](double y) { return Box{body.x, y, body.width, body.Bottom() - y}; };
+    double y = body.y + 2;
+    y += DrawHeader(canvas, findings, rest(y)) + kGapMm;
+    y += DrawCautions(canvas, findings, rest(y));
+    canvas.DrawText({body.x, y + 3.5}, findings.tr("Results"), kSectionStyle);
+    y += kBelowTitleMm;
+    y += DrawColumns(canvas, rest(y), kResultLabelMm, kResultLines, ListResults(findings)) + kGapMm;
+    const double plotMm = std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kGapMm);
+    if (plotMm < kLowestPlotMm) return y;  // it stands among the trends
+    DrawRateTrend(canvas, findings,
+                  {body.x + kPlotLeftMm, y + kPlotAboveMm, body.width - kPlotLeftMm - kPlotRightMm, plotMm});
+    return y + kPlotAboveMm + plotMm + kPlotBelowMm + kGapMm;
+}
+
+// All but the room for the conclusion.
+Box BodyOf(const Box& contents) {
+    return {contents.x, contents.y - 2, contents.width, contents.height + 2 - kConclusionMm};
+}
+
+void DrawSummary(Canvas& canvas, const Findings& findings, const Box& contents) {
+    const Box body = BodyOf(contents);
+    double y = contents.y;
+    {
+        const ClipTo clip(canvas, body);
+        y = DrawFindings(canvas, findings, body);
+    }
+    const double top = std::min(y, body.Bottom());
+    DrawConclusion(canvas, findings.tr, {contents.x, top, contents.width, contents.Bottom() - top});
 }
 
 }  // namespace
 
-ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
-    std::vector<double> bpm;
-    for (const RateReading& rate : result.rates)
-        if (std::isfinite(rate.bpm)) bpm.push_back(rate.bpm);
-    double lowest = 60, highest = 120;
-    if (!bpm.empty()) {
-        // A single wrong reading must not flatten the course.
-        std::sort(bpm.begin(), bpm.end());
-        const std::size_t tail = bpm.size() / 200;
-        lowest = bpm[tail];
-        highest = std::max(bpm[bpm.size() - 1 - tail], peakBpm > 0 ? peakBpm : 0);
-    }
-    return ChooseValueAxis(std::max(0.0, lowest - 5), highest + 12, 10, 9);
-}
-
 void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages) {
-    pages.push_back({"Exercise ECG report", [&findings](Canvas& canvas) { DrawSummary(canvas, findings); }});
+    pages.push_back(
+        {findings.tr("Exercise ECG report"), Portrait(findings.paper),
+         [&findings](Canvas& canvas, const Box& contents) { DrawSummary(canvas, findings, contents); }});
 }
 
-void AddLongTexts(const Findings& findings, std::vector<ReportPage>& pages) {
+std::vector<Fact> ListCutFacts(const Findings& findings) {
+    constexpr int kAllLines = 100;
+    const Box body = BodyOf(Portrait(findings.paper).Contents());
+    const double columnMm = ColumnMm(body.width);
+    const ScratchCanvas scratch;
+    const bool isPageCut = DrawFindings(*scratch, findings, body) > body.Bottom();
     std::vector<Fact> cut;
-    const auto keepLong = [&](const std::vector<Fact>& facts, std::size_t letters) {
+    const auto keepCut = [&](const std::vector<Fact>& facts, double labelMm, int lines) {
         for (const Fact& fact : facts)
-            if (fact.value.size() > letters) cut.push_back(fact);
+            if (isPageCut ||
+                (*scratch).DrawParagraph({0, 0}, columnMm - labelMm, kAllLines, fact.value, kTextStyle) >
+                    (*scratch).DrawParagraph({0, 0}, columnMm - labelMm, lines, fact.value, kTextStyle))
+                cut.push_back(fact);
     };
-    keepLong(ListPatient(findings), kHeaderLines * kLineLetters);
-    keepLong(ListFacts(findings), kRecordLines * kLineLetters);
-    keepLong(ListResults(findings), kResultLines * kResultLetters);
-    if (cut.empty()) return;
-    pages.push_back({"Texts of page 1 in full", [cut](Canvas& canvas) {
-                         constexpr int kAllLines = 100;
-                         const ClipTo clip(canvas, kContents);
-                         DrawFacts(canvas, kContents, kResultLabelMm, kAllLines, cut);
-                     }});
+    keepCut(ListPatient(findings), kLabelMm, kHeaderLines);
+    keepCut(ListFacts(findings), kLabelMm, kRecordLines);
+    keepCut(ListResults(findings), kResultLabelMm, kResultLines);
+    return cut;
 }

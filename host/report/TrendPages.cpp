@@ -1,12 +1,8 @@
 #include "host/report/TrendPages.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <functional>
 
-#include "host/report/SummaryPage.h"
-#include "host/report/TrendPlot.h"
 #include "host/results/Course.h"
 #include "host/results/Holes.h"
 #include "host/support/Text.h"
@@ -14,14 +10,19 @@
 
 namespace {
 
-// Readings beyond this do not widen the scale, so that a lead that is off does not flatten the others; they
-// are drawn at the edge of the plot.
 constexpr double kMostMv = 1.5;
 constexpr double kLeastMv = 0.2;
 constexpr double kStepMv = 0.1;  // a millimetre of ECG paper
-constexpr int kMostSteps = 10;
-constexpr double kLeastSlope = 2;  // mV/s, as uV/ms
-constexpr double kFarthest = 8;  // times the least range of an axis; beyond it readings are drawn at the edge
+constexpr double kMmPerMv = 10;
+constexpr double kLeastSlope = 1;  // mV/s, as uV/ms
+constexpr double kMostSlope = 8;
+constexpr double kPerFigureMm = 3;  // height
+
+// Of a page, mm: of a plot's title, of the names of stages below it, of the figures of time.
+constexpr double kTitleMm = 5, kStageNamesMm = 7, kTimeMm = 6;
+constexpr double kLeftMm = 9, kRightMm = 5;  // of the figures beside a plot
+constexpr double kRateMm = 30, kPressureMm = 20, kMetsMm = 12;
+constexpr double kLeadGapMm = 3;
 
 // A value of every reading, and a gap at the beginning of each hole.
 template <typename Value>
@@ -36,103 +37,115 @@ std::vector<TrendPoint> CourseOf(const StressResult& result, const std::vector<H
     return points;
 }
 
-// One axis for all leads.
-ValueAxis ChooseLevelAxis(const StressResult& result) {
-    double lowest = -kLeastMv, highest = kLeastMv;
+// An axis for all leads, from -`least` to `least` or wider. Readings beyond `most` do not widen it, so that a
+// lead that is off does not flatten the others; they are drawn at the edge of the plot.
+ValueAxis ChooseAxis(const StressResult& result, std::vector<float> STReading::*values, double perUnit,
+                     double least, double most, double step, double heightMm) {
+    double lowest = -least, highest = least;
     for (const STReading& beat : result.beats) {
-        for (const float levelUv : beat.levelUv) {
-            const double levelMv = levelUv / kUvPerMv;
-            if (!(std::abs(levelMv) <= kMostMv)) continue;
-            lowest = std::min(lowest, levelMv);
-            highest = std::max(highest, levelMv);
+        for (const float reading : beat.*values) {
+            const double value = reading / perUnit;
+            if (!(std::abs(value) <= most)) continue;
+            lowest = std::min(lowest, value);
+            highest = std::max(highest, value);
         }
     }
-    return ChooseValueAxis(lowest, highest, kStepMv, kMostSteps);
+    return ChooseValueAxis(lowest, highest, step, std::max(2, static_cast<int>(heightMm / kPerFigureMm)));
 }
 
-void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell,
-                   const ValueAxis& levels) {
-    const StressResult& result = findings.result;
-    const bool isWorst = findings.worstLead == lead;
-    const Box area{cell.x + 9, cell.y + 6, cell.width - 10, cell.height - 12};
-    const TimeAxis time = ChooseTimeAxis(result.seconds, static_cast<int>(area.width / 7));
-    const TrendPlot plot(area, time, levels);
-    plot.DrawStages(canvas, findings.exercise.stages, false);
-    plot.DrawAxes(canvas, 6.5, true, true);
-
-    const std::vector<Hole> holes = FindHoles(result)[lead];
-    plot.DrawHoles(canvas, holes);
-    const std::vector<TrendPoint> readings =
-        CourseOf(result, holes, [lead](const STReading& beat) { return beat.levelUv[lead] / kUvPerMv; });
-    plot.DrawCourse(canvas, readings, {isWorst ? kAccent : kBlue, isWorst ? 0.55 : 0.35});
-
-    const Colour colour = isWorst ? kAccent : kInk;
-    const double nameMm = canvas.DrawText({area.x, area.y - 1.6}, result.source.leads[lead],
-                                          {9, true, colour}, area.width * 0.4);
-    std::string caption = result.beats.empty() ? "no ST was measured" : "no change: no ST in the reference";
-    if (!findings.leads.empty() && std::isfinite(findings.leads[lead].levelUv)) {
-        const LeadSummary& s = findings.leads[lead];
-        caption = (isWorst ? "largest of all: " : "largest change ") + Number(s.changeUv, 0) + " µV at " +
-                  LongClock(s.seconds);
-        canvas.DrawRing({plot.X(s.seconds), plot.Y(std::clamp(s.levelUv / kUvPerMv, levels.from, levels.to))},
-                        0.7, {colour, 0.3});
-    }
-    canvas.DrawText({area.Right(), area.y - 1.6}, caption,
-                    {6.5, isWorst, isWorst ? kAccent : kMuted, Align::Right}, area.width - nameMm - 3);
-    if (isWorst) canvas.DrawBox(area, {kAccent, 0.5});
+void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
+    const ExerciseSummary& exercise = findings.exercise;
+    if (!(exercise.peakBpm > 0)) return;
+    const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
+    const std::string label =
+        findings.tr("30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds));
+    TextStyle style{8, true, kAccent};
+    const double width = canvas.MeasureText(label, style);
+    const bool isToTheLeft = peak.x + 2.5 + width > plot.Area().Right();
+    style.align = isToTheLeft ? Align::Right : Align::Left;
+    const double x = peak.x + (isToTheLeft ? -2.5 : 2.5), y = std::max(peak.y - 2.5, plot.Area().y + 3.5);
+    canvas.FillBox({isToTheLeft ? x - width - 0.5 : x - 0.5, y - 2.6, width + 1, 3.4}, kWhite);
+    canvas.DrawRing(peak, 0.9, {kAccent, 0.4});
+    canvas.DrawText({x, y}, label, style);
 }
 
-// Leads differ in the kind of their lines as well as in colour.
-constexpr std::array kLeadPens{Pen{kBlue, 0.4},  Pen{kAccent, 0.4, 1.6}, Pen{kInk, 0.4, 0.6},
-                               Pen{kMuted, 0.5}, Pen{kBlue, 0.5, 0.9},   Pen{kAccent, 0.5, 0.4}};
+// The plots of a lead: its levels above its slope.
+struct LeadBoxes {
+    Box level, slope;
+};
+LeadBoxes SplitCell(const Box& cell) {
+    constexpr double kBetweenMm = 3.5, kSlopePart = 0.34;
+    const double x = cell.x + kLeftMm, width = cell.width - kLeftMm - kRightMm;
+    const double height = cell.height - kTitleMm - kBetweenMm - kTimeMm, slopeMm = kSlopePart * height;
+    const Box level{x, cell.y + kTitleMm, width, height - slopeMm};
+    return {level, {x, level.Bottom() + kBetweenMm, width, slopeMm}};
+}
 
-// What one row of the page shows.
-struct TrendRow {
-    std::string title;
-    double parts = 1;  // of the height
-    std::function<void(Canvas& canvas, const Box& box, const TimeAxis& time, bool withNames)> draw;
+// What all leads share.
+struct LeadAxes {
+    ValueAxis levels, slopes;
 };
 
-TrendPlot BeginRow(Canvas& canvas, const Findings& findings, const Box& box, const TimeAxis& time,
-                   const ValueAxis& values, bool withNames) {
-    const TrendPlot plot(box, time, values);
-    plot.DrawStages(canvas, findings.exercise.stages, withNames);
-    plot.DrawAxes(canvas, 6.5, true, true);
+void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell,
+                   const LeadAxes& axes) {
+    const StressResult& result = findings.result;
+    const bool isWorst = findings.worstLead == lead;
+    const Colour colour = isWorst ? kAccent : kInk;
+    const LeadBoxes boxes = SplitCell(cell);
+    const TimeAxis time = ChooseTimeAxis(result.seconds, static_cast<int>(boxes.level.width / 8));
+    const std::vector<Hole>& holes = findings.holes[lead];
+
+    const TrendPlot levels(boxes.level, time, axes.levels);
+    levels.DrawStages(canvas, findings.exercise.stages, false);
+    levels.DrawAxes(canvas, false);
+    levels.DrawRightFigures(canvas, kMmPerMv);
+    levels.DrawHoles(canvas, holes);
+    levels.DrawCourse(canvas,
+                      CourseOf(result, holes,
+                               [lead](const STReading& beat) {
+                                   return lead < beat.st.size() ? beat.st[lead].jUv / kUvPerMv : kNothing;
+                               }),
+                      {kMuted, 0.12});
+    levels.DrawCourse(
+        canvas,
+        CourseOf(result, holes, [lead](const STReading& beat) { return beat.levelUv[lead] / kUvPerMv; }),
+        {isWorst ? kAccent : kBlue, isWorst ? 0.55 : 0.4});
+
+    const TrendPlot slopes(boxes.slope, time, axes.slopes);
+    slopes.DrawStages(canvas, findings.exercise.stages, false);
+    slopes.DrawAxes(canvas, true);
+    slopes.DrawHoles(canvas, holes);
+    slopes.DrawCourse(
+        canvas,
+        CourseOf(result, holes, [lead](const STReading& beat) { return double{beat.slopeUvPerMs[lead]}; }),
+        {kInk, 0.25});
+
+    const double baseline = boxes.level.y - 1.6;
+    const double nameMm = canvas.DrawText({boxes.level.x, baseline}, result.source.leads[lead],
+                                          {9, true, colour}, boxes.level.width * 0.4);
+    std::string caption = findings.tr(result.beats.empty() ? "no ST was measured" : "no ST in the reference");
+    if (!findings.leads.empty() && std::isfinite(findings.leads[lead].levelUv)) {
+        const LeadSummary& s = findings.leads[lead];
+        caption = findings.tr(Signed(s.changeUv, 0) + " µV at " + LongClock(s.seconds));
+        canvas.DrawRing({levels.X(s.seconds),
+                         levels.Y(std::clamp(s.levelUv / kUvPerMv, axes.levels.from, axes.levels.to))},
+                        0.7, {colour, 0.3});
+    }
+    canvas.DrawText({cell.Right(), baseline}, caption, {8, isWorst, isWorst ? kAccent : kMuted, Align::Right},
+                    cell.Right() - boxes.level.x - nameMm - 2);
+    if (isWorst) canvas.DrawBox(boxes.level, {kAccent, 0.5});
+}
+
+TrendPlot BeginRow(Canvas& canvas, const Findings& findings, const Box& box, const ValueAxis& values,
+                   const char* title) {
+    const TrendPlot plot(box, ChooseTimeAxis(findings.result.seconds, 24), values);
+    canvas.DrawText({box.x - kLeftMm, box.y - 1.6}, findings.tr(title), {8, true, kInk});
+    plot.DrawStages(canvas, findings.exercise.stages, false);
+    plot.DrawAxes(canvas, true);
     return plot;
 }
 
-// ST or its slope of the leads of the table of stages.
-template <typename Value>
-void DrawLeads(Canvas& canvas, const Findings& findings, const Box& box, const TimeAxis& time, double least,
-               double step, Value value) {
-    const StressResult& result = findings.result;
-    const std::vector<std::vector<Hole>> holes = FindHoles(result);
-    std::vector<std::vector<TrendPoint>> courses;
-    std::vector<double> all{-least, least};
-    for (std::size_t i = 0; i < std::min(findings.exercise.stageLeads.size(), kLeadPens.size()); ++i) {
-        const std::size_t lead = findings.exercise.stageLeads[i];
-        courses.push_back(
-            CourseOf(result, holes[lead], [&](const STReading& beat) { return value(beat, lead); }));
-        for (const TrendPoint& point : courses.back())
-            if (std::abs(point.value) <= kFarthest * least) all.push_back(point.value);
-    }
-    const auto [lowest, highest] = std::minmax_element(all.begin(), all.end());
-    const TrendPlot plot =
-        BeginRow(canvas, findings, box, time, ChooseValueAxis(*lowest, *highest, step, 8), false);
-    double x = box.Right();
-    for (std::size_t i = courses.size(); i-- > 0;) {
-        const std::size_t lead = findings.exercise.stageLeads[i];
-        plot.DrawHoles(canvas, holes[lead]);
-        plot.DrawCourse(canvas, courses[i], kLeadPens.begin()[i]);
-        x -= canvas.DrawText({x, box.y - 1.2}, result.source.leads[lead],
-                             {7.5, true, kLeadPens.begin()[i].colour, Align::Right}) +
-             1;
-        canvas.DrawLine({x - 6, box.y - 2}, {x, box.y - 2}, kLeadPens.begin()[i]);
-        x -= 9;
-    }
-}
-
-void DrawPressures(Canvas& canvas, const Findings& findings, const Box& box, const TimeAxis& time) {
+void DrawPressures(Canvas& canvas, const Findings& findings, const Box& box) {
     constexpr double kRoomMmHg = 15;
     double highest = 160;
     std::vector<TrendPoint> systolic, diastolic;
@@ -142,8 +155,8 @@ void DrawPressures(Canvas& canvas, const Findings& findings, const Box& box, con
         diastolic.push_back({pressure.seconds, pressure.diastolic});
         if (pressure.systolic > highest) highest = pressure.systolic;
     }
-    const TrendPlot plot =
-        BeginRow(canvas, findings, box, time, ChooseValueAxis(40, highest + kRoomMmHg, 20, 6), false);
+    const TrendPlot plot = BeginRow(canvas, findings, box, ChooseValueAxis(40, highest + kRoomMmHg, 20, 5),
+                                    "Blood pressure, mmHg");
     for (std::size_t i = 0; i < systolic.size(); ++i) {
         const double x = plot.X(systolic[i].seconds);
         canvas.DrawLines({{x, plot.Y(systolic[i].value)}, {x, plot.Y(diastolic[i].value)}}, {kMuted, 0.25});
@@ -152,99 +165,103 @@ void DrawPressures(Canvas& canvas, const Findings& findings, const Box& box, con
     }
 }
 
-void DrawMets(Canvas& canvas, const Findings& findings, const Box& box, const TimeAxis& time) {
+void DrawMets(Canvas& canvas, const Findings& findings, const Box& box) {
     const std::vector<CourseRow> rows = SummarizeCourse(findings.result, findings.exercise);
-    constexpr double kRoom = 3;  // for the figure above its line
+    constexpr double kRoom = 5;  // for the figure above its line
     double highest = 4;
     for (const CourseRow& row : rows)
         if (row.mets > highest) highest = row.mets;
-    const TrendPlot plot =
-        BeginRow(canvas, findings, box, time, ChooseValueAxis(0, highest + kRoom, 1, 4), false);
+    const TrendPlot plot = BeginRow(canvas, findings, box, ChooseValueAxis(0, highest + kRoom, 1, 3), "METs");
     for (const CourseRow& row : rows) {
         if (std::isnan(row.mets)) continue;
         const double y = plot.Y(row.mets), left = plot.X(row.span.fromSeconds),
                      right = plot.X(row.span.toSeconds);
         canvas.DrawLine({left, y}, {right, y}, {kBlue, 0.5});
-        canvas.DrawText({(left + right) / 2, y - 0.8}, Number(row.mets, 1),
-                        {6.5, false, kInk, Align::Centre});
+        canvas.DrawText({(left + right) / 2, y - 0.8}, Number(row.mets, 1), {8, false, kInk, Align::Centre});
     }
 }
 
-void DrawTrends(Canvas& canvas, const Findings& findings) {
+void DrawTrends(Canvas& canvas, const Findings& findings, const Box& contents, std::size_t first,
+                std::size_t count) {
     const StressResult& result = findings.result;
     const ExerciseSummary& exercise = findings.exercise;
-    std::vector<TrendRow> rows;
-    rows.push_back(
-        {"Heart rate, beats/min", 3, [&](Canvas& c, const Box& box, const TimeAxis& time, bool withNames) {
-             const TrendPlot plot =
-                 BeginRow(c, findings, box, time, ChooseRateAxis(result, exercise.peakBpm), withNames);
-             std::vector<TrendPoint> readings;
-             for (const RateReading& rate : result.rates) readings.push_back({rate.seconds, rate.bpm});
-             plot.DrawCourse(c, readings, {kBlue, 0.35});
-         }});
-    if (!exercise.stageLeads.empty()) {
-        rows.push_back(
-            {"ST level, mV (0.1 mV is 1 mm)", 4, [&](Canvas& c, const Box& box, const TimeAxis& time, bool) {
-                 DrawLeads(
-                     c, findings, box, time, kLeastMv, kStepMv,
-                     [](const STReading& beat, std::size_t lead) { return beat.levelUv[lead] / kUvPerMv; });
-             }});
-        rows.push_back({"ST slope, mV/s", 3, [&](Canvas& c, const Box& box, const TimeAxis& time, bool) {
-                            DrawLeads(c, findings, box, time, kLeastSlope, kLeastSlope / 2,
-                                      [](const STReading& beat, std::size_t lead) {
-                                          return double{beat.slopeUvPerMs[lead]};
-                                      });
-                        }});
-    }
-    if (!exercise.pressures.empty())
-        rows.push_back(
-            {"Blood pressure, mmHg", 2.2, [&](Canvas& c, const Box& box, const TimeAxis& time, bool) {
-                 DrawPressures(c, findings, box, time);
-             }});
-    if (!std::isnan(exercise.capacity.mets))
-        rows.push_back({"METs", 1.6, [&](Canvas& c, const Box& box, const TimeAxis& time, bool) {
-                            DrawMets(c, findings, box, time);
-                        }});
-    constexpr double kAboveMm = 6.2, kBelowMm = 4, kNamesMm = 6.5, kFiguresMm = 9;
-    double parts = 0;
-    for (const TrendRow& row : rows) parts += row.parts;
-    const double free =
-        kContents.height - kCaptionMm - kNamesMm - static_cast<double>(rows.size()) * (kAboveMm + kBelowMm);
-    const TimeAxis time = ChooseTimeAxis(result.seconds, 24);
-    double y = kContents.y;
-    bool isFirst = true;
-    for (const TrendRow& row : rows) {
-        y += kAboveMm;
-        canvas.DrawText({kContents.x, y - 2.2}, row.title, {7.5, true, kInk});
-        if (isFirst) y += kNamesMm;
-        const Box box{kContents.x + kFiguresMm, y, kContents.width - kFiguresMm, free * row.parts / parts};
-        row.draw(canvas, box, time, isFirst);
-        isFirst = false;
-        y = box.Bottom() + kBelowMm;
-    }
-    DrawCaption(canvas, std::string("Time in ") + time.unit +
-                            "; stages of work are shaded. Hatched: no ST, for the reason that "
-                            "stands there or among the warnings.");
+    const auto row = [&](double top, double heightMm) {
+        return Box{contents.x + kLeftMm, top, contents.width - kLeftMm - kRightMm, heightMm};
+    };
+    DrawRateTrend(canvas, findings, row(contents.y + kTitleMm + kStageNamesMm, kRateMm));
+
+    double bottom = contents.Bottom() - kCaptionMm;
+    const auto addRow = [&](double heightMm, auto draw) {
+        bottom -= kTimeMm + heightMm;
+        draw(canvas, findings, row(bottom, heightMm));
+        bottom -= kTitleMm;
+    };
+    if (!std::isnan(exercise.capacity.mets)) addRow(kMetsMm, DrawMets);
+    if (!exercise.pressures.empty()) addRow(kPressureMm, DrawPressures);
+
+    const double top = contents.y + kTitleMm + kStageNamesMm + kRateMm + kTimeMm + 1;
+    const Box area{contents.x, top, contents.width, bottom - top};
+    const LeadGrid grid = ChooseHighGrid(count);
+    const LeadBoxes boxes = SplitCell(grid.Cell(area, 0, kLeadGapMm));
+    const LeadAxes axes{
+        ChooseAxis(result, &STReading::levelUv, kUvPerMv, kLeastMv, kMostMv, kStepMv, boxes.level.height),
+        ChooseAxis(result, &STReading::slopeUvPerMs, 1, kLeastSlope, kMostSlope, kLeastSlope,
+                   boxes.slope.height)};
+    for (std::size_t i = 0; i < count; ++i)
+        DrawLeadTrend(canvas, findings, first + i, grid.Cell(area, i, kLeadGapMm), axes);
+    DrawCaption(
+        canvas, contents,
+        findings.tr(
+            std::string("Of each lead above: ST level (strong) and J level (thin) in mV, in mm of ECG paper "
+                        "on the right, its largest change with a ring; below: ST slope in mV/s. Time in ") +
+            ChooseTimeAxis(result.seconds, 24).unit +
+            "; stages of work are shaded; hatched: no ST, and why."));
 }
 
 }  // namespace
 
+void DrawRateTrend(Canvas& canvas, const Findings& findings, const Box& box) {
+    const StressResult& result = findings.result;
+    const TimeAxis time = ChooseTimeAxis(result.seconds, 24);
+    canvas.DrawText({box.x - kLeftMm, box.y - kStageNamesMm - 1.6},
+                    findings.tr(std::string("Heart rate, beats/min, over time in ") + time.unit),
+                    {8, true, kInk});
+    const TrendPlot plot(box, time, ChooseRateAxis(result, findings.exercise.peakBpm));
+    plot.DrawStages(canvas, findings.exercise.stages, true);
+    plot.DrawAxes(canvas, true);
+    std::vector<TrendPoint> readings;
+    for (const RateReading& rate : result.rates) readings.push_back({rate.seconds, rate.bpm});
+    plot.DrawCourse(canvas, readings, {kBlue, 0.35});
+    MarkPeak(canvas, plot, findings);
+    if (readings.empty())
+        canvas.DrawText({box.x + box.width / 2, box.y + box.height / 2},
+                        findings.tr("no heart rate was found"), {9, false, kMuted, Align::Centre});
+}
+
+ValueAxis ChooseRateAxis(const StressResult& result, double peakBpm) {
+    std::vector<double> bpm;
+    for (const RateReading& rate : result.rates)
+        if (std::isfinite(rate.bpm)) bpm.push_back(rate.bpm);
+    double lowest = 60, highest = 120;
+    if (!bpm.empty()) {
+        // A single wrong reading must not flatten the course.
+        std::sort(bpm.begin(), bpm.end());
+        const std::size_t tail = bpm.size() / 200;
+        lowest = bpm[tail];
+        highest = std::max(bpm[bpm.size() - 1 - tail], peakBpm > 0 ? peakBpm : 0);
+    }
+    return ChooseValueAxis(std::max(0.0, lowest - 5), highest + 12, 10, 7);
+}
+
 void AddTrendPages(const Findings& findings, std::vector<ReportPage>& pages) {
-    pages.push_back({"Trends", [&findings](Canvas& canvas) { DrawTrends(canvas, findings); }});
     const std::size_t leads = findings.result.source.leads.size();
-    for (std::size_t first = 0; first < leads; first += kLeadsPerGrid) {
-        const std::size_t count = std::min(kLeadsPerGrid, leads - first);
-        pages.push_back(
-            {"ST level" + NameSpan("leads", first, count, leads), [&findings, first, count](Canvas& canvas) {
-                 const ValueAxis levels = ChooseLevelAxis(findings.result);
-                 const LeadGrid grid = ChooseGrid(count);
-                 for (std::size_t i = 0; i < count; ++i)
-                     DrawLeadTrend(canvas, findings, first + i, grid.Cell(i, 3), levels);
-                 const TimeAxis time = ChooseTimeAxis(findings.result.seconds, 1);
-                 DrawCaption(canvas, std::string("mV over ") + time.unit +
-                                         "; 0.1 mV is 1 mm of ECG paper. All leads on one scale; stages of "
-                                         "work are shaded; hatched: no ST; rings: largest change from the "
-                                         "reference.");
-             }});
+    const std::size_t perPage = SpreadEvenly(leads, kLeadsPerGrid);
+    for (std::size_t first = 0; first < leads; first += perPage) {
+        const std::size_t count = std::min(perPage, leads - first);
+        pages.push_back({findings.tr("Trends" + NameSpan("leads", first, count, leads)),
+                         Portrait(findings.paper),
+                         [&findings, first, count](Canvas& canvas, const Box& contents) {
+                             DrawTrends(canvas, findings, contents, first, count);
+                         }});
     }
 }

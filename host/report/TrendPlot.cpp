@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <sstream>
 
 #include "host/report/EcgPaper.h"
 #include "host/results/Summaries.h"
@@ -18,10 +19,11 @@ constexpr double kDensePerMm = 8;
 constexpr double kMedianColumnMm = 0.5;
 constexpr double kColumnMm = 0.1;  // courses are thinned to two points in each
 constexpr double kFigureGapMm = 1.2;
+constexpr double kFigurePoints = 8;
 constexpr double kNarrowestNameMm = 8;
-constexpr double kNameAbovePowerMm = 2.9;
-constexpr TextStyle kStageName{6.5, true, kMuted, Align::Centre};
-constexpr TextStyle kStagePower{6.5, false, kMuted, Align::Centre};
+constexpr double kNameAbovePowerMm = 3.4;
+constexpr TextStyle kStageName{8, true, kMuted, Align::Centre};
+constexpr TextStyle kStagePower{8, false, kMuted, Align::Centre};
 
 // Line height over text size is about 1.2; half of a capital's height lowers figures to their tick.
 double HalfCapitalMm(double points) { return PointsToMm(points) * 0.36; }
@@ -112,7 +114,7 @@ void TrendPlot::DrawStages(Canvas& canvas, const std::vector<Stage>& stages, boo
     }
 }
 
-void TrendPlot::DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bool withValueFigures) const {
+void TrendPlot::DrawAxes(Canvas& canvas, bool withTimeFigures) const {
     const Pen grid{kRule, 0.12};
     std::vector<Point> lines;
     const double values = std::round((m_values.to - m_values.from) / m_values.step);
@@ -120,9 +122,8 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bo
         const double value = m_values.from + i * m_values.step;
         lines.push_back({m_box.x, Y(value)});
         lines.push_back({m_box.Right(), Y(value)});
-        if (withValueFigures)
-            canvas.DrawText({m_box.x - kFigureGapMm, Y(value) + HalfCapitalMm(points)},
-                            Number(value, m_values.decimals), {points, false, kMuted, Align::Right});
+        canvas.DrawText({m_box.x - kFigureGapMm, Y(value) + HalfCapitalMm(kFigurePoints)},
+                        Number(value, m_values.decimals), {kFigurePoints, false, kMuted, Align::Right});
     }
     std::vector<Point> ticks;
     const double steps = std::floor(m_time.seconds / m_time.stepSeconds + 1e-9);
@@ -131,8 +132,9 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bo
         ticks.push_back({X(seconds), m_box.Bottom()});
         ticks.push_back({X(seconds), m_box.Bottom() + 0.9});
         if (withTimeFigures)
-            canvas.DrawText({X(seconds), m_box.Bottom() + 1.4 + 2 * HalfCapitalMm(points)},
-                            Number(seconds / m_time.unitSeconds, 0), {points, false, kMuted, Align::Centre});
+            canvas.DrawText({X(seconds), m_box.Bottom() + 1.4 + 2 * HalfCapitalMm(kFigurePoints)},
+                            Number(seconds / m_time.unitSeconds, 0),
+                            {kFigurePoints, false, kMuted, Align::Centre});
     }
     canvas.DrawLines(lines, grid);
     if (m_values.from < 0 && m_values.to > 0)
@@ -141,9 +143,18 @@ void TrendPlot::DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bo
     canvas.DrawBox(m_box, {kMuted, 0.15});
 }
 
+void TrendPlot::DrawRightFigures(Canvas& canvas, double perUnit) const {
+    const double values = std::round((m_values.to - m_values.from) / m_values.step);
+    for (int i = 0; i <= values; ++i) {
+        const double value = m_values.from + i * m_values.step;
+        canvas.DrawText({m_box.Right() + kFigureGapMm, Y(value) + HalfCapitalMm(kFigurePoints)},
+                        Number(value * perUnit, 0), {kFigurePoints, false, kMuted});
+    }
+}
+
 void TrendPlot::DrawHoles(Canvas& canvas, const std::vector<Hole>& holes) const {
-    constexpr double kHatchMm = 1.5;
-    constexpr TextStyle kWhy{6.5, false, kMuted, Align::Centre};
+    constexpr double kHatchMm = 1.5, kWhyLineMm = 3.5;
+    constexpr TextStyle kWhy{8, false, kMuted, Align::Centre};
     for (const Hole& hole : holes) {
         const double left = X(std::clamp(hole.span.fromSeconds, 0.0, m_time.seconds));
         const double right = X(std::clamp(hole.span.toSeconds, 0.0, m_time.seconds));
@@ -155,11 +166,24 @@ void TrendPlot::DrawHoles(Canvas& canvas, const std::vector<Hole>& holes) const 
             lines.push_back({x + m_box.height, m_box.y});
         }
         canvas.DrawLines(lines, {kRule, 0.15});
-        const double width = canvas.MeasureText(hole.why, kWhy) + 1;
-        if (width > band.width) continue;
-        const Point centre{left + band.width / 2, m_box.Bottom() - 1.2};
-        canvas.FillBox({centre.x - width / 2, centre.y - 2.3, width, 3.1}, kWhite);
-        canvas.DrawText(centre, hole.why, kWhy);
+        // In as few lines as the band is wide for.
+        std::vector<std::string> text;
+        std::istringstream words(hole.why);
+        for (std::string word; words >> word;) {
+            const std::string longer = text.empty() ? word : text.back() + " " + word;
+            if (!text.empty() && canvas.MeasureText(longer, kWhy) + 1 <= band.width)
+                text.back() = longer;
+            else
+                text.push_back(word);
+        }
+        double width = 0;
+        for (const std::string& line : text) width = std::max(width, canvas.MeasureText(line, kWhy) + 1);
+        const double height = kWhyLineMm * static_cast<double>(text.size());
+        if (width > band.width || height > band.height) continue;
+        const double x = left + band.width / 2;
+        double y = m_box.Bottom() - height;
+        canvas.FillBox({x - width / 2, y, width, height}, kWhite);
+        for (const std::string& line : text) canvas.DrawText({x, (y += kWhyLineMm) - 0.8}, line, kWhy);
     }
 }
 

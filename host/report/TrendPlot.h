@@ -44,8 +44,10 @@ public:
 
     /// Shades every other stage of work; writes the names above the plot if they have room.
     void DrawStages(Canvas& canvas, const std::vector<Stage>& stages, bool withNames) const;
-    /// Draws the lines of the ticks and their figures, in `points` size.
-    void DrawAxes(Canvas& canvas, double points, bool withTimeFigures, bool withValueFigures) const;
+    /// Draws the lines of the ticks and the figures of the values.
+    void DrawAxes(Canvas& canvas, bool withTimeFigures) const;
+    /// The values `perUnit` times as large, at whole figures of them on the right.
+    void DrawRightFigures(Canvas& canvas, double perUnit) const;
     /// In order of time; a pause of more than half a minute interrupts the line where it can be seen. What
     /// lies beyond the axis is drawn at its edge. Very many readings are drawn as their spread and their
     /// median.

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr double kWindowSeconds = 0.15 + 1e-6;  // 150 ms as EC57 sets it, plus floating-point slack
+constexpr double kMatchSeconds = 0.15 + 1e-6;  // 150 ms as EC57 sets it, plus floating-point slack
 constexpr double kPassingSeconds = 10;          // normal beats farther apart do not belong to one hole
 
 double Part(std::ptrdiff_t part, std::ptrdiff_t rest) {
@@ -21,8 +21,8 @@ std::vector<BeatPair> PossiblePairs(const std::vector<double>& found, const std:
     std::vector<BeatPair> pairs;
     std::size_t first = 0;
     for (std::size_t f = 0; f < found.size(); ++f) {
-        while (first < reference.size() && found[f] - reference[first] > kWindowSeconds) ++first;
-        for (std::size_t r = first; r < reference.size() && reference[r] - found[f] <= kWindowSeconds; ++r)
+        while (first < reference.size() && found[f] - reference[first] > kMatchSeconds) ++first;
+        for (std::size_t r = first; r < reference.size() && reference[r] - found[f] <= kMatchSeconds; ++r)
             pairs.push_back({f, r, found[f] - reference[r]});
     }
     std::stable_sort(pairs.begin(), pairs.end(), [](const BeatPair& a, const BeatPair& b) {
@@ -119,7 +119,7 @@ ClassScores ScoreClasses(const std::vector<MarkedBeat>& found, const std::vector
             ScoreClass(BeatClass::Supraventricular, pairing, found, reference)};
 }
 
-FoldingScore ScoreFolding(const std::vector<STReading>& folded, const std::vector<MarkedBeat>& reference,
+FoldingScore ScoreFolding(const std::deque<STReading>& folded, const std::vector<MarkedBeat>& reference,
                           const std::vector<Span>& uncounted) {
     std::vector<double> normal;
     for (const MarkedBeat& beat : reference)

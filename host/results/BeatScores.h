@@ -46,7 +46,7 @@ struct FoldingScore {
     double Part() const;                          // 0..1, NaN without normal beats
     double holeSeconds = 0, holeFromSeconds = 0;  // the longest; NaN where every normal beat has a value
 };
-FoldingScore ScoreFolding(const std::vector<STReading>& folded, const std::vector<MarkedBeat>& reference,
+FoldingScore ScoreFolding(const std::deque<STReading>& folded, const std::vector<MarkedBeat>& reference,
                           const std::vector<Span>& uncounted);
 
 /// A found and a reference beat, as indices, that belong together.

@@ -34,7 +34,7 @@ std::optional<DukeST> FindDukeST(const StressResult& result, double fromSeconds)
     const std::vector<double> references = MeasureReference(result).levelUv;
     std::optional<DukeST> largest;
     for (std::size_t lead = 0; lead < references.size(); ++lead) {
-        if (EqualIgnoringCase(result.source.leads[lead], "aVR")) continue;
+        if (!IsChosenForST(result.source.leads[lead])) continue;
         const bool hasQ = HasPathologicalQ(result, lead);
         for (const STReading& beat : result.beats) {
             const double mm = (beat.levelUv[lead] - references[lead]) / kUvPerMm;

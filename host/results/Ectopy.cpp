@@ -25,41 +25,47 @@ void Count(const FoundBeat& beat, BeatCounts& counts) {
     }
 }
 
-// Ventricular beats from the first to before the last, all in a row.
-void CountRow(const FoundBeat* first, const FoundBeat* last, BeatCounts& counts) {
-    const auto beats = static_cast<std::size_t>(last - first);
-    if (beats == kCouplet) ++counts.couplets;
-    if (beats <= kCouplet) return;
+void CountRow(const VentricularRow& row, BeatCounts& counts) {
+    if (row.beats == kCouplet) ++counts.couplets;
+    if (row.beats <= kCouplet) return;
     ++counts.runs;
-    counts.longestRun = std::max(counts.longestRun, beats);
-    const double bpm =
-        static_cast<double>(beats - 1) * kSecondsPerMinute / ((last - 1)->seconds - first->seconds);
-    if (counts.fastestRunBpm >= bpm) return;  // false for NaN
-    counts.fastestRunBpm = bpm;
-    counts.fastestRunSeconds = first->seconds;
+    counts.longestRun = std::max(counts.longestRun, row.beats);
+    if (counts.fastestRunBpm >= row.Bpm()) return;  // false for NaN
+    counts.fastestRunBpm = row.Bpm();
+    counts.fastestRunSeconds = row.fromSeconds;
 }
 
-void CountStretch(const std::vector<FoundBeat>& beats, BeatCounts& counts) {
+void CountStretch(const std::vector<FoundBeat>& beats, const std::vector<VentricularRow>& rows,
+                  BeatCounts& counts) {
     counts.fastestRunBpm = counts.fastestRunSeconds = kNothing;
-    const auto isIn = [&](const FoundBeat& beat) {
-        return beat.seconds >= counts.fromSeconds && beat.seconds < counts.toSeconds;
-    };
-    const FoundBeat* const end = beats.data() + beats.size();
-    for (const FoundBeat* beat = beats.data(); beat != end;) {
-        const FoundBeat* const first = beat;
-        if (isIn(*beat)) Count(*beat, counts);
-        ++beat;
-        if (first->beatClass != qz::BeatClass::Ventricular) continue;
-        while (beat != end && beat->beatClass == qz::BeatClass::Ventricular &&
-               beat->seconds - (beat - 1)->seconds <= kLongestRowSeconds) {
-            if (isIn(*beat)) Count(*beat, counts);
-            ++beat;
-        }
-        if (isIn(*first)) CountRow(first, beat, counts);
-    }
+    const Span stretch{counts.fromSeconds, counts.toSeconds};
+    for (const FoundBeat& beat : beats)
+        if (stretch.Contains(beat.seconds)) Count(beat, counts);
+    for (const VentricularRow& row : rows)
+        if (stretch.Contains(row.fromSeconds)) CountRow(row, counts);
 }
 
 }  // namespace
+
+double VentricularRow::Bpm() const {
+    return beats < kCouplet ? kNothing
+                            : static_cast<double>(beats - 1) * kSecondsPerMinute / (toSeconds - fromSeconds);
+}
+
+std::vector<VentricularRow> FindVentricularRows(const std::vector<FoundBeat>& beats) {
+    std::vector<VentricularRow> rows;
+    bool isInRow = false;
+    for (const FoundBeat& beat : beats) {
+        const bool wasInRow = isInRow;
+        isInRow = beat.beatClass == qz::BeatClass::Ventricular;
+        if (!isInRow) continue;
+        if (!wasInRow || beat.seconds - rows.back().toSeconds > kLongestRowSeconds)
+            rows.push_back({beat.seconds, beat.seconds, 0});
+        rows.back().toSeconds = beat.seconds;
+        ++rows.back().beats;
+    }
+    return rows;
+}
 
 double BeatCounts::VentricularPercent() const { return Percent(ventricular, beats); }
 double BeatCounts::SupraventricularPercent() const { return Percent(supraventricular, beats); }
@@ -74,8 +80,9 @@ std::vector<BeatCounts> CountBeats(const StressResult& result, const std::vector
         stage.toSeconds =
             i + 1 < stages.size() ? stages[i + 1].startSeconds : std::numeric_limits<double>::infinity();
     }
+    const std::vector<VentricularRow> rows = FindVentricularRows(result.beatsFound);
     for (BeatCounts& counts : all) {
-        CountStretch(result.beatsFound, counts);
+        CountStretch(result.beatsFound, rows, counts);
         counts.toSeconds = std::min(counts.toSeconds, result.seconds);
     }
     return all;

@@ -21,5 +21,15 @@ struct BeatCounts {
     double VentricularPercent() const;
     double SupraventricularPercent() const;
 };
+/// Ventricular beats in a row, a single one too; beats more than 2 s apart are not in a row.
+struct VentricularRow {
+    double fromSeconds = 0, toSeconds = 0;  // of its first and its last beat
+    std::size_t beats = 0;
+    /// Mean rate within it, beats/min; NaN of a single beat.
+    double Bpm() const;
+};
+/// In order of time.
+std::vector<VentricularRow> FindVentricularRows(const std::vector<FoundBeat>& beats);
+
 /// The whole recording first, then each of the stages.
 std::vector<BeatCounts> CountBeats(const StressResult& result, const std::vector<Stage>& stages);

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/stress/ExerciseIndices.h"
+#include "host/results/PeakRate.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
 #include "host/support/Text.h"
@@ -14,10 +15,8 @@
 
 namespace {
 
-constexpr double kPeakWindowSeconds = 30;  // the peak heart rate is the highest median over this long
-// Readings come with the beats: a window is whole if its first reading is at most this far from its start.
-constexpr double kLongestIntervalSeconds = 2;
-constexpr double kSlackSeconds = 1;  // times given by hand are rounded to the second
+constexpr double kPeakExerciseSeconds = 30;  // the end of the work, of which ST/HR index and slope take it
+constexpr double kSlackSeconds = 1;          // times given by hand are rounded to the second
 constexpr double kLongestDukeSeconds = std::numeric_limits<short>::max();
 constexpr std::array kLeadsWithoutSTHR{"aVR", "aVL", "V1"};  // see STHRIndices.h
 
@@ -33,34 +32,17 @@ double StageEnd(const std::vector<Stage>& stages, std::size_t index, const Stres
 }
 
 void FindPeak(const StressResult& result, ExerciseSummary& summary) {
-    summary.peakBpm = std::numeric_limits<double>::quiet_NaN();
-    const std::vector<RateReading>& rates = result.rates;
-    std::vector<std::size_t> firsts;  // of the window that ends with each reading
-    double longestSeconds = 0;
-    for (std::size_t last = 0, first = 0; last < rates.size(); ++last) {
-        while (rates[last].seconds - rates[first].seconds > kPeakWindowSeconds) ++first;
-        firsts.push_back(first);
-        longestSeconds = std::max(longestSeconds, rates[last].seconds - rates[first].seconds);
-    }
-    // A few readings after the start or a pause make no half minute, and are likely to be wrong.
-    const double wholeSeconds = std::min(longestSeconds, kPeakWindowSeconds - kLongestIntervalSeconds);
-    for (std::size_t last = 0; last < rates.size(); ++last) {
-        if (rates[last].seconds - rates[firsts[last]].seconds < wholeSeconds) continue;
-        std::vector<double> bpm;
-        for (std::size_t rate = firsts[last]; rate <= last; ++rate) bpm.push_back(rates[rate].bpm);
-        const double median = Median(std::move(bpm));
-        if (!(median <= summary.peakBpm)) {
-            summary.peakBpm = median;
-            summary.peakSeconds = rates[last].seconds;
-        }
-    }
+    PeakRate peak;
+    for (const RateReading& rate : result.rates) peak.Take(rate);
+    summary.peakBpm = peak.Bpm();
+    summary.peakSeconds = peak.Seconds();
 }
 
 void FindSTDeviation(const StressResult& result, ExerciseSummary& summary) {
     const std::vector<LeadSummary> leads = SummarizeLeads(result);
     for (std::size_t lead = 0; lead < leads.size(); ++lead) {
         const double deviationMv = leads[lead].changeUv / kUvPerMv;
-        if (EqualIgnoringCase(result.source.leads[lead], "aVR") ||
+        if (!IsChosenForST(result.source.leads[lead]) ||
             !(std::abs(deviationMv) > std::abs(summary.stDeviationMv)))
             continue;
         summary.stDeviationMv = deviationMv;
@@ -97,7 +79,8 @@ void FindSTHR(const StressResult& result, ExerciseSummary& summary) {
     const std::vector<Span> course = ExerciseCourse(result, summary);
     const std::optional<Span> work = FindWork(summary.stages, result.seconds);
     const double peakSeconds = work ? work->toSeconds : summary.peakSeconds;
-    const Span peak{std::max(work ? work->fromSeconds : 0.0, peakSeconds - kPeakWindowSeconds), peakSeconds};
+    const Span peak{std::max(work ? work->fromSeconds : 0.0, peakSeconds - kPeakExerciseSeconds),
+                    peakSeconds};
     for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
         const STAtRate rest{reference.bpm, reference.levelUv[lead]};
         std::vector<STAtRate> points{rest};
@@ -146,7 +129,7 @@ void FindPowers(const StressResult& result, ExerciseSummary& summary) {
         if (found[i] != Pwc::kNotComputed) summary.pwcWatts[i] = found[i];
 }
 
-// Those asked for by name, or the three whose ST changes most, aVR left out, in the order of the leads.
+// Those asked for by name, or the three whose ST changes most, in the order of the leads.
 void ChooseStageLeads(const StressResult& result, const std::vector<std::string>& asked,
                       ExerciseSummary& summary) {
     constexpr std::size_t kShown = 3;
@@ -160,7 +143,8 @@ void ChooseStageLeads(const StressResult& result, const std::vector<std::string>
     if (!asked.empty()) return;
     const std::vector<LeadSummary> leads = SummarizeLeads(result);
     for (std::size_t lead = 0; lead < leads.size(); ++lead)
-        if (!std::isnan(leads[lead].changeUv) && !is(lead, "aVR")) summary.stageLeads.push_back(lead);
+        if (!std::isnan(leads[lead].changeUv) && IsChosenForST(names[lead]))
+            summary.stageLeads.push_back(lead);
     std::stable_sort(summary.stageLeads.begin(), summary.stageLeads.end(), [&](std::size_t a, std::size_t b) {
         return std::abs(leads[a].changeUv) > std::abs(leads[b].changeUv);
     });

@@ -46,8 +46,8 @@ struct ExerciseSummary {
     /// stretch; NaN without heart rate.
     double peakBpm = 0;
     double peakSeconds = 0;
-    /// Largest ST change of any lead but aVR from the reference, mV (0.1 mV is 1 mm on ECG paper; a
-    /// depression is negative), and its lead.
+    /// Largest ST change of any lead that IsChosenForST from the reference, mV (0.1 mV is 1 mm on ECG paper;
+    /// a depression is negative), and its lead.
     double stDeviationMv = 0;
     std::string stLead;
     std::optional<Duke> duke;       // empty without an exercise time, or without ST changes from then on

@@ -14,14 +14,14 @@ constexpr double kShortestSeconds = 10;
 double LastsSeconds(const Span& span) { return span.toSeconds - span.fromSeconds; }
 
 // What lies between the ends of the hole, both excluded, of all that are in order of time.
-template <typename Timed>
-std::pair<typename std::vector<Timed>::const_iterator, typename std::vector<Timed>::const_iterator> Within(
-    const std::vector<Timed>& all, const Span& hole) {
+template <typename All>
+auto Within(const All& all, const Span& hole) {
     const auto first =
         std::upper_bound(all.begin(), all.end(), hole.fromSeconds,
-                         [](double seconds, const Timed& one) { return seconds < one.seconds; });
-    return {first, std::lower_bound(first, all.end(), hole.toSeconds,
-                                    [](const Timed& one, double seconds) { return one.seconds < seconds; })};
+                         [](double seconds, const auto& one) { return seconds < one.seconds; });
+    return std::pair{first,
+                     std::lower_bound(first, all.end(), hole.toSeconds,
+                                      [](const auto& one, double seconds) { return one.seconds < seconds; })};
 }
 
 // For how long any of `spans` lies in `hole`.
@@ -39,7 +39,7 @@ std::string WhyNot(const StressResult& result, std::size_t lead, const Span& hol
         return span.fromSeconds <= hole.toSeconds && span.toSeconds >= hole.fromSeconds;
     };
     if (std::any_of(result.disturbed[lead].begin(), result.disturbed[lead].end(), touches))
-        return "disturbed";
+        return kHoleDisturbed;
     const auto [firstFound, lastFound] = Within(result.beatsFound, hole);
     const auto [firstFolded, lastFolded] = Within(result.beats, hole);
     const auto found = lastFound - firstFound, folded = lastFolded - firstFolded;
@@ -49,10 +49,10 @@ std::string WhyNot(const StressResult& result, std::size_t lead, const Span& hol
     const auto onT = std::count_if(firstFolded, lastFolded, [&](const STReading& beat) {
         return lead < beat.st.size() && beat.st[lead].isOnT;
     });
-    if (2 * ventricular > found) return "ventricular beats";
-    if (2 * onT > folded) return "ST point on the T wave";
-    if (2 * folded > found) return "another shape, or the average of this lead renewed";
-    return "beats unlike the averaged one";
+    if (2 * ventricular > found) return kHoleVentricular;
+    if (2 * onT > folded) return kHoleOnT;
+    if (2 * folded > found) return kHoleRenewed;
+    return kHoleUnlike;
 }
 
 }  // namespace

@@ -6,11 +6,18 @@
 
 #include "host/results/StressResult.h"
 
+// Causes of a hole besides a lead that is "off".
+inline constexpr const char* kHoleDisturbed = "disturbed";
+inline constexpr const char* kHoleVentricular = "ventricular beats";
+inline constexpr const char* kHoleOnT = "ST point on the T wave";
+inline constexpr const char* kHoleRenewed = "another shape, or the average of this lead renewed";
+inline constexpr const char* kHoleUnlike = "beats unlike the averaged one";
+
 /// A stretch between two ST values of a lead, or before its first or after its last one, in which beats were
 /// found.
 struct Hole {
     Span span;
-    std::string why;  // "off", "disturbed", "ventricular beats", "beats unlike the averaged one", ...
+    std::string why;  // "off", or one of the above
 };
 
 /// Holes of 10 s and more of every lead, in order of time.

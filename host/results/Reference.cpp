@@ -83,31 +83,42 @@ std::string DescribeReference(const StressResult& result) {
            (beats == 1 ? " beat, " : " beats, ") + Number(MeasureReference(result).bpm, 0) + " beats/min";
 }
 
+ReferenceDoubts DoubtReference(const StressResult& result, const std::vector<Stage>& stages) {
+    ReferenceDoubts doubts;
+    const Reference reference = MeasureReference(result);
+    for (std::size_t lead = 0; lead < reference.beats.size(); ++lead)
+        if (reference.beats[lead] == 0) doubts.leadsWithout.push_back(lead);
+    const std::optional<Span> work = FindWork(stages, result.seconds);
+    doubts.isInExercise = work && result.reference.span.fromSeconds < work->toSeconds &&
+                          result.reference.span.toSeconds > work->fromSeconds;
+    doubts.bpm = reference.bpm;
+    doubts.isFast = reference.bpm > kFastestRestBpm;
+    doubts.recoveredBpm = FindRecoveredBpm(result, reference.bpm);
+    return doubts;
+}
+
 std::vector<std::string> CheckReference(const StressResult& result, const std::vector<Stage>& stages) {
     if (result.beats.empty()) return {};
     std::vector<std::string> warnings;
-    const Reference reference = MeasureReference(result);
+    const ReferenceDoubts doubts = DoubtReference(result, stages);
     const std::string stretch = "the reference (" + DescribeStretch(result) + ")";
     std::string without;
-    for (std::size_t lead = 0; lead < reference.beats.size(); ++lead)
-        if (reference.beats[lead] == 0) without += (without.empty() ? "" : ", ") + result.source.leads[lead];
+    for (const std::size_t lead : doubts.leadsWithout)
+        without += (without.empty() ? "" : ", ") + result.source.leads[lead];
     if (!without.empty())
         warnings.push_back("no ST in " + stretch + " of " + without +
                            ": changes of it are not known; --reference takes another stretch");
 
     const std::string consequence = "; changes of ST count from there, and --reference takes another stretch";
-    const std::optional<Span> work = FindWork(stages, result.seconds);
-    const double recoveredBpm = FindRecoveredBpm(result, reference.bpm);
-    if (work && result.reference.span.fromSeconds < work->toSeconds &&
-        result.reference.span.toSeconds > work->fromSeconds)
+    if (doubts.isInExercise)
         warnings.push_back(stretch + " lies in the exercise" + consequence);
-    else if (reference.bpm > kFastestRestBpm)
-        warnings.push_back("in " + stretch + " the heart rate is " + Number(reference.bpm, 0) +
+    else if (doubts.isFast)
+        warnings.push_back("in " + stretch + " the heart rate is " + Number(doubts.bpm, 0) +
                            " beats/min, more than at rest: the recording may begin in exercise" +
                            consequence);
-    else if (!std::isnan(recoveredBpm))
-        warnings.push_back("in " + stretch + " the heart rate is " + Number(reference.bpm, 0) +
-                           " beats/min, and later " + Number(recoveredBpm, 0) +
+    else if (!std::isnan(doubts.recoveredBpm))
+        warnings.push_back("in " + stretch + " the heart rate is " + Number(doubts.bpm, 0) +
+                           " beats/min, and later " + Number(doubts.recoveredBpm, 0) +
                            ": the recording may begin in exercise" + consequence);
     return warnings;
 }

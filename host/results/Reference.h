@@ -26,5 +26,16 @@ Reference MeasureReference(const StressResult& result);
 /// "0:00 to 2:00 min:s, rest before the exercise: 131 beats, 70 beats/min".
 std::string DescribeReference(const StressResult& result);
 
+/// What may be wrong with a reference.
+struct ReferenceDoubts {
+    std::vector<std::size_t> leadsWithout;  // without an ST value in it
+    bool isInExercise = false;              // it overlaps stages with work
+    double bpm = 0;                         // its heart rate
+    bool isFast = false;                    // above 100 beats/min
+    double recoveredBpm =
+        0;  // to which less than three quarters of it falls later, for two minutes; else NaN
+};
+ReferenceDoubts DoubtReference(const StressResult& result, const std::vector<Stage>& stages);
+
 /// Warnings, a phrase each: no ST values in the reference, or a reference that is not at rest.
 std::vector<std::string> CheckReference(const StressResult& result, const std::vector<Stage>& stages);

@@ -343,14 +343,14 @@ void WriteResultJson(std::ostream& out, const StressResult& result, const Exerci
                  {"j_ms", Value(beat.jMs)},
                  {"level_uv", beat.levelUv},
                  {"slope_uv_per_ms", beat.slopeUvPerMs}};
-        const std::pair<const char*, float qz::STMeasure::*> points[] = {{"j_uv", &qz::STMeasure::jUv},
-                                                                         {"j20_uv", &qz::STMeasure::j20Uv},
-                                                                         {"j60_uv", &qz::STMeasure::j60Uv},
-                                                                         {"j80_uv", &qz::STMeasure::j80Uv}};
+        const std::pair<const char*, float STPoints::*> points[] = {{"j_uv", &STPoints::jUv},
+                                                                    {"j20_uv", &STPoints::j20Uv},
+                                                                    {"j60_uv", &STPoints::j60Uv},
+                                                                    {"j80_uv", &STPoints::j80Uv}};
         for (const auto& [name, uV] : points)
-            for (const qz::STMeasure& st : beat.st) row[name].push_back(Rounded(st.*uV));
-        for (const qz::STMeasure& st : beat.st) row["shape"].push_back(ShapeJson(st.shape));
-        for (const qz::STMeasure& st : beat.st) row["is_on_t"].push_back(st.isOnT);
+            for (const STPoints& st : beat.st) row[name].push_back(Rounded(st.*uV));
+        for (const STPoints& st : beat.st) row["shape"].push_back(ShapeJson(st.shape));
+        for (const STPoints& st : beat.st) row["is_on_t"].push_back(st.isOnT);
         return row;
     });
     out << "\n}\n";

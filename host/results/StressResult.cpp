@@ -27,6 +27,15 @@ std::string DescribeLearning(const StressResult& result) {
            Number(learned.fromSeconds, 0) + " s" +
            (learned.record == result.source.name ? "" : " of " + learned.record);
 }
+const char* LetterOf(qz::BeatClass beatClass) {
+    switch (beatClass) {
+        case qz::BeatClass::Normal: return "N";
+        case qz::BeatClass::Supraventricular: return "S";
+        case qz::BeatClass::Ventricular: return "V";
+        case qz::BeatClass::Unclassified: break;
+    }
+    return "Q";
+}
 
 std::vector<Annotation> BeatAnnotations(const StressResult& result, double perSecond) {
     std::vector<Annotation> annotations;

@@ -5,6 +5,7 @@
 // five more, it follows a change some ten seconds late at rest.
 #pragma once
 
+#include <deque>
 #include <limits>
 #include <optional>
 #include <string>
@@ -55,6 +56,17 @@ struct FoundBeat {
     qz::BeatClass beatClass = qz::BeatClass::Normal;
 };
 
+/// What is kept of a qz::STMeasure beside the level and the slope of a reading.
+struct STPoints {
+    STPoints() = default;
+    explicit STPoints(const qz::STMeasure& st)
+        : jUv(st.jUv), j20Uv(st.j20Uv), j60Uv(st.j60Uv), j80Uv(st.j80Uv), shape(st.shape), isOnT(st.isOnT) {}
+    float jUv = qz::STMeasure::kNothing, j20Uv = qz::STMeasure::kNothing, j60Uv = qz::STMeasure::kNothing,
+          j80Uv = qz::STMeasure::kNothing;
+    qz::STShape shape = qz::STShape::Unknown;
+    bool isOnT = false;
+};
+
 /// The state of the averaged beat after one more beat, one value per lead in source order; NaN where the lead
 /// is off or disturbed, and until enough beats after that nothing of it is left in the averaged beat.
 struct STReading {
@@ -65,14 +77,17 @@ struct STReading {
     double rrMs = std::numeric_limits<double>::quiet_NaN();  // from the beat before; NaN where not known
     double stPointMs = 0;                                    // the ST point, after J
     double qMs = 0, jMs = 0;                                 // onset and end of the QRS, from `seconds`
-    std::vector<qz::STMeasure> st = {};                      // at the points of the field
+    std::vector<STPoints> st = {};                           // at the points of the field
 };
 
-/// A stretch of signal as recorded and as conditioned, in step, [lead][sample] in microvolts.
+/// What a strip was chosen for.
+enum class StripKind { Asked, Reference, PeakRate, LargestST, Ventricular, StageEnd, Start };
+
+/// A stretch of the conditioned signal.
 struct Strip {
-    double seconds = 0;                     // time of its first sample
-    std::vector<std::vector<float>> rawUv;  // first sample of the recording subtracted
-    std::vector<std::vector<float>> cleanUv;
+    double seconds = 0;                       // time of its first sample
+    std::vector<StripKind> kinds = {};        // the one that it was chosen for first
+    std::vector<std::vector<float>> uV = {};  // [lead][sample]
 };
 
 /// The averaged beat of a lead when its ST level was the lowest, the highest or farthest from the reference.
@@ -110,9 +125,10 @@ struct StressResult {
     std::vector<BeatThen> farthest;        // per lead
     std::vector<BeatsThen> asked;          // in order of time; without times that had no beats
     std::vector<double> relearnedSeconds;  // from when on a newly learned beat was matched
-    std::vector<Strip> strips;             // in order of time
+    std::optional<BeatsThen> peak;         // at the highest heart rate, PeakRate; empty without beats then
+    std::vector<Strip> strips;             // those that tell most first
     std::vector<RateReading> rates;
-    std::vector<STReading> beats;  // one for each beat folded in
+    std::deque<STReading> beats;  // one for each beat folded in
     // Of each lead, when it was off, and when its baseline jumped or left the range; in order of time.
     std::vector<std::vector<Span>> off, disturbed;
     std::vector<FoundBeat> beatsFound;
@@ -122,5 +138,7 @@ struct StressResult {
 
 /// What the averaged beat was learned from: "11 of 12 beats in 10 s", and of which recording if of another.
 std::string DescribeLearning(const StressResult& result);
+/// "N", "S", "V", or "Q" where unclassified.
+const char* LetterOf(qz::BeatClass beatClass);
 /// The beats found, at `perSecond` steps per second: N, S, V, or Q where unclassified.
 std::vector<Annotation> BeatAnnotations(const StressResult& result, double perSecond);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/results/Reference.h"
+#include "host/support/Text.h"
 #include "host/support/Units.h"
 
 double Median(std::vector<double> values) {
@@ -54,6 +55,8 @@ std::vector<MinuteRow> SummarizeMinutes(const StressResult& result) {
     }
     return rows;
 }
+
+bool IsChosenForST(const std::string& lead) { return !EqualIgnoringCase(lead, "aVR"); }
 
 std::vector<LeadSummary> SummarizeLeads(const StressResult& result) {
     std::vector<LeadSummary> leads;

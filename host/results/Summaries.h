@@ -2,6 +2,7 @@
 #pragma once
 
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "host/results/StressResult.h"
@@ -26,6 +27,11 @@ struct MinuteRow {
 };
 std::vector<MinuteRow> SummarizeMinutes(const StressResult& result);
 
+/// False for aVR. It looks at the heart from the right shoulder, about opposite to all others, and shows the
+/// mirror image of what they show: its ST stands in every table of all leads, but wherever one lead, or the
+/// few that tell most, are chosen by their ST, they are chosen from the others.
+bool IsChosenForST(const std::string& lead);
+
 /// ST of a lead, for tables: its level in the reference, and the reading farthest from it. NaN if nothing was
 /// measured in the reference.
 struct LeadSummary {
@@ -41,6 +47,7 @@ struct QualitySummary {
     double median = 0;
     double poorPart = 0;  // of the time with a quality below 0.5, 0..1
 };
+constexpr double kMostPoorPart = 0.25;  // of the time, without a warning
 /// One per lead.
 std::vector<QualitySummary> SummarizeQuality(const StressResult& result);
 

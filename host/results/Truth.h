@@ -13,10 +13,10 @@ struct MarkedBeat {
     int code = kNormalBeat;  // of its annotation
 };
 /// When each of the beats, readings or marks is.
-template <typename Timed>
-std::vector<double> TimesOf(const std::vector<Timed>& all) {
+template <typename All>
+std::vector<double> TimesOf(const All& all) {
     std::vector<double> seconds;
-    for (const Timed& timed : all) seconds.push_back(timed.seconds);
+    for (const auto& timed : all) seconds.push_back(timed.seconds);
     return seconds;
 }
 

@@ -3,7 +3,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -78,6 +81,17 @@ void Spool::Put(const char* bytes, std::size_t count) {
 }
 
 InputFile Spool::Finish() && { return {std::move(m_path), std::move(m_handle), m_bytes}; }
+
+std::string ContentMark(const std::vector<std::string>& paths) {
+    std::uint64_t mark = 0xcbf29ce484222325;
+    for (const std::string& path : paths) {
+        std::ifstream file = InputFile(path).Stream();
+        for (char byte = 0; file.get(byte);) mark = (mark ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+    }
+    std::array<char, 17> digits{};
+    std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(mark));
+    return digits.data();
+}
 
 std::string ReadText(const std::string& path, long long mostBytes) {
     const auto refuse = [&](const std::string& found) {

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "host/support/FileHandle.h"
 
@@ -62,6 +63,10 @@ private:
 
 /// Bytes that the latest read or getline took from the stream.
 inline std::size_t BytesRead(const std::istream& stream) { return static_cast<std::size_t>(stream.gcount()); }
+
+/// Sixteen digits that tell the contents of files, in this order, from other contents (FNV-1a, 64 bits).
+/// Throws HostError as InputFile.
+std::string ContentMark(const std::vector<std::string>& paths);
 
 /// Longest text that is read at once, bytes: headers, lists of records, tables of stages.
 inline constexpr long long kMostTextBytes = 4 << 20;

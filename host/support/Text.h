@@ -23,6 +23,8 @@ inline constexpr std::string_view kFormulaStarts = "=+-@\t\r";
 /// `text` as a field of CSV, quoted if needed. A field that a spreadsheet would take for a formula gets an
 /// apostrophe in front.
 std::string CsvField(const std::string& text);
+/// `text` without the characters of `blanks` at both of its ends.
+std::string_view Trimmed(std::string_view text, std::string_view blanks);
 bool EqualIgnoringCase(const std::string& a, const std::string& b);
 /// Makes names unique, case ignored: a repeated name gets the lowest free number from 2 on. "ECG", "ECG" and
 /// "ecg" become "ECG", "ECG 2" and "ecg 3".

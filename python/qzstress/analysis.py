@@ -498,7 +498,8 @@ class Result:
             command += ["--quiet", f"--report={os.fspath(path)}"]
             done = subprocess.run(command, capture_output=True, text=True, check=False)
         if done.returncode != 0:
-            raise RuntimeError(f"qzstress could not draw the report: {done.stderr.strip()}")
+            why = done.stderr.strip() or f"it ended with {done.returncode}"
+            raise RuntimeError(f"qzstress could not draw the report: {why}")
 
     def strip(self, start_s: float, seconds: float = 10.0) -> dict[str, Any]:
         """Return a stretch of signal, as recorded and as conditioned.

@@ -118,6 +118,7 @@ Result Analyze(FrameSource& source, Study study) {
         const nb::gil_scoped_release free;
         try {
             const SourceInfo info = TakeStudy(study, source.Info());
+            study.given = TellOptions(study, {});
             found = RunStudy(source, study, info, {}, {&watch});
         } catch (const std::exception&) {
             if (!watch.isAsked) throw;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
+#include <utility>
 
 #include "core/FloatingPoint.h"
 #include "session/internal/FilterTaps.h"
@@ -47,6 +49,41 @@ constexpr std::size_t kRegularRrs = 5;
 constexpr int kMostIrregularRrs = 1;
 constexpr int kLongestRun = 12;
 
+// Calls work(N, first) for the numbers from 0 to before `count`, N of them from `first` on at once: sums that
+// do not wait for each other.
+template <typename Work>
+void SideBySide(std::size_t count, Work work) {
+    std::size_t first = 0;
+    for (; first + 8 <= count; first += 8) work(std::integral_constant<std::size_t, 8>(), first);
+    for (; first + 4 <= count; first += 4) work(std::integral_constant<std::size_t, 4>(), first);
+    for (; first < count; ++first) work(std::integral_constant<std::size_t, 1>(), first);
+}
+
+// Of N rows that begin one place after the other: the sum of squares, less their mean.
+template <std::size_t N>
+void MeasureEnergies(const double* x, std::size_t length, double* energies) {
+    double sum[N] = {}, squares[N] = {};
+    for (std::size_t k = 0; k < length; ++k) {
+        for (std::size_t n = 0; n < N; ++n) {
+            sum[n] += x[k + n];
+            squares[n] += x[k + n] * x[k + n];
+        }
+    }
+    for (std::size_t n = 0; n < N; ++n)
+        energies[n] = squares[n] - sum[n] * sum[n] / static_cast<double>(length);
+}
+
+// The sums of their products with y.
+template <std::size_t N>
+void Multiply(const double* x, const float* y, std::size_t length, double* products) {
+    double sum[N] = {};
+    for (std::size_t k = 0; k < length; ++k) {
+        const auto factor = static_cast<double>(y[k]);
+        for (std::size_t n = 0; n < N; ++n) sum[n] += x[k + n] * factor;
+    }
+    std::copy_n(sum, N, products);
+}
+
 }  // namespace
 
 BeatClasser::BeatClasser(const BeatFinder& finder)
@@ -56,6 +93,7 @@ BeatClasser::BeatClasser(const BeatFinder& finder)
       m_taps(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds))),
       m_length(static_cast<std::size_t>(2 * Places(kHalfSeconds) + 1)),
       m_shifts(static_cast<std::size_t>(2 * Places(kShiftSeconds) + 1)),
+      m_rows((m_length + m_shifts - 1 + m_taps.size() - 1) * m_chn),
       m_cut((m_length + m_shifts - 1) * m_chn),
       m_energies(m_shifts * m_chn),
       m_sums(m_chn),
@@ -63,7 +101,10 @@ BeatClasser::BeatClasser(const BeatFinder& finder)
       m_likeness(m_shifts),
       m_row(m_length * m_chn),
       m_shapes(std::max(kMostShapes, kFirstBeats)) {
-    for (Shape& shape : m_shapes) shape.rows.resize(m_length * m_chn);
+    for (Shape& shape : m_shapes) {
+        shape.rows.resize(m_length * m_chn);
+        shape.energies.resize(m_chn);
+    }
     m_waiting.reserve(kMostWaiting);
     m_classed.reserve(kMostWaiting);
 }
@@ -98,6 +139,7 @@ void BeatClasser::Start() {
     for (std::size_t i = 0; i < count; ++i) {
         CutOut(m_waiting[i]);
         m_shapes[i].rows = Row(m_shifts / 2);
+        MeasureShape(m_shapes[i]);
         // Means of two, as long and short intervals take turns in bigeminy.
         if (i > 1) m_rrs[m_rrCount++] = static_cast<double>(m_waiting[i] - m_waiting[i - 2]) / 2;
     }
@@ -114,7 +156,7 @@ void BeatClasser::Start() {
             best = i;
         }
     }
-    std::swap(m_shapes[0].rows, m_shapes[best].rows);
+    std::swap(m_shapes[0], m_shapes[best]);
     m_shapes[0].isNormal = true;
     m_known = 1;
 }
@@ -139,36 +181,28 @@ void BeatClasser::CutOut(long long place) {
     const auto places = m_length + m_shifts - 1;
     const long long oldest = std::max(0LL, m_finder.Taken() - m_finder.Kept()), newest = m_finder.Taken() - 1;
     const long long first = place - static_cast<long long>(places / 2) - Half(m_taps);
+    for (std::size_t i = 0; i < m_rows.size() / m_chn; ++i)
+        std::copy_n(m_finder.Signal(std::clamp(first + static_cast<long long>(i), oldest, newest)), m_chn,
+                    &m_rows[i * m_chn]);
     for (std::size_t k = 0; k < places; ++k) {
-        const auto rowOf = [&](std::size_t i) {
-            return m_finder.Signal(std::clamp(first + static_cast<long long>(k + i), oldest, newest));
-        };
-        Convolve(m_taps, m_chn, rowOf, m_sums.data());
-        for (std::size_t c = 0; c < m_chn; ++c) m_cut[c * places + k] = m_sums[c];
+        Convolve(m_taps, m_chn, &m_rows[k * m_chn], m_sums.data());
+        for (std::size_t c = 0; c < m_chn; ++c) m_cut[c * places + k] = static_cast<double>(m_sums[c]);
     }
-    for (std::size_t c = 0; c < m_chn; ++c) {
-        for (std::size_t shift = 0; shift < m_shifts; ++shift) {
-            double sum = 0, squares = 0;
-            for (std::size_t k = 0; k < m_length; ++k) {
-                const auto x = static_cast<double>(m_cut[c * places + shift + k]);
-                sum += x;
-                squares += x * x;
-            }
-            m_energies[c * m_shifts + shift] = squares - sum * sum / static_cast<double>(m_length);
-        }
-    }
+    for (std::size_t c = 0; c < m_chn; ++c)
+        SideBySide(m_shifts, [&](auto n, std::size_t shift) {
+            MeasureEnergies<n>(&m_cut[c * places + shift], m_length, &m_energies[c * m_shifts + shift]);
+        });
 }
 
 // What was cut out from a shift on, each lead less its mean.
 const std::vector<float>& BeatClasser::Row(std::size_t shift) {
     m_row.clear();
     for (std::size_t c = 0; c < m_chn; ++c) {
-        const float* cut = &m_cut[c * (m_length + m_shifts - 1) + shift];
+        const double* cut = &m_cut[c * (m_length + m_shifts - 1) + shift];
         double mean = 0;
-        for (std::size_t k = 0; k < m_length; ++k) mean += static_cast<double>(cut[k]);
+        for (std::size_t k = 0; k < m_length; ++k) mean += cut[k];
         mean /= static_cast<double>(m_length);
-        for (std::size_t k = 0; k < m_length; ++k)
-            m_row.push_back(static_cast<float>(static_cast<double>(cut[k]) - mean));
+        for (std::size_t k = 0; k < m_length; ++k) m_row.push_back(static_cast<float>(cut[k] - mean));
     }
     return m_row;
 }
@@ -181,21 +215,15 @@ BeatClasser::Fit BeatClasser::Compare(const Shape& shape) {
         const double weight = m_finder.Weight(c);
         if (weight <= 0) continue;
         weights += weight;
-        const float* y = &shape.rows[c * m_length];
-        double yy = 0;
-        for (std::size_t k = 0; k < m_length; ++k)
-            yy += static_cast<double>(y[k]) * static_cast<double>(y[k]);
+        const double yy = shape.energies[c];
         if (yy <= 0) continue;
-        std::fill(m_products.begin(), m_products.end(), 0.0);
-        double* const products = m_products.data();
-        for (std::size_t k = 0; k < m_length; ++k) {
-            const float* x = &m_cut[c * (m_length + m_shifts - 1) + k];
-            for (std::size_t shift = 0; shift < m_shifts; ++shift)
-                products[shift] += static_cast<double>(x[shift]) * static_cast<double>(y[k]);
-        }
+        const double* const x = &m_cut[c * (m_length + m_shifts - 1)];
+        SideBySide(m_shifts, [&](auto n, std::size_t shift) {
+            Multiply<n>(x + shift, &shape.rows[c * m_length], m_length, &m_products[shift]);
+        });
         for (std::size_t shift = 0; shift < m_shifts; ++shift) {
             const double xx = m_energies[c * m_shifts + shift];
-            if (xx > 0) m_likeness[shift] += weight * products[shift] / std::sqrt(xx * yy);
+            if (xx > 0) m_likeness[shift] += weight * m_products[shift] / std::sqrt(xx * yy);
         }
     }
     if (weights <= 0) return {-1, m_shifts / 2};
@@ -311,7 +339,17 @@ std::size_t BeatClasser::TakeInto(std::size_t shape, bool isKnown, const Fit& fi
     for (std::size_t i = 0; i < rows.size(); ++i)
         own.rows[i] +=
             static_cast<float>(share * (static_cast<double>(rows[i]) - static_cast<double>(own.rows[i])));
+    MeasureShape(own);
     return shape;
+}
+
+void BeatClasser::MeasureShape(Shape& shape) const {
+    for (std::size_t c = 0; c < m_chn; ++c) {
+        const float* const y = &shape.rows[c * m_length];
+        shape.energies[c] = 0;
+        for (std::size_t k = 0; k < m_length; ++k)
+            shape.energies[c] += static_cast<double>(y[k]) * static_cast<double>(y[k]);
+    }
 }
 
 // Rare shapes go first, and those of long ago; the last normal one stays.

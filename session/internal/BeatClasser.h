@@ -26,6 +26,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/FloatingPoint.h"
 #include "session/SessionTypes.h"
 #include "session/internal/BeatFinder.h"
 
@@ -51,8 +52,9 @@ private:
     static constexpr std::size_t kMostShapes = 6;
     static constexpr std::size_t kKeptRrs = 12;
     struct Shape {
-        std::vector<float> rows;  // [lead][place], each row with a mean of 0
-        long long last = 0;       // place of the beat that it took in last
+        std::vector<float> rows;       // [lead][place], each row with a mean of 0
+        std::vector<double> energies;  // [lead], of its row
+        long long last = 0;            // place of the beat that it took in last
         int beats = 0;
         double early = 0, onTime = 0;  // part of its latest beats that came so
         bool isNormal = false;
@@ -73,6 +75,7 @@ private:
     bool IsWhole(long long place) const;
     double EarlyAtStart(std::size_t beat, std::size_t count) const;
     void CutOut(long long place);
+    void MeasureShape(Shape& shape) const;
     const std::vector<float>& Row(std::size_t shift);
     Fit Compare(const Shape& shape);
     double WidthSeconds(std::size_t shift);
@@ -92,7 +95,8 @@ private:
     std::vector<float> m_taps;
     std::size_t m_length;                        // of a shape, places
     std::size_t m_shifts;                        // how many of it are in what is cut out
-    std::vector<float> m_cut;                    // [lead][place]
+    std::vector<float> m_rows;                   // [place][lead], what is cut out of
+    std::vector<double> m_cut;                   // [lead][place]
     std::vector<double> m_energies;              // [lead][shift], of the cut out less its mean
     std::vector<float> m_sums;                   // [lead]
     std::vector<double> m_products, m_likeness;  // [shift]

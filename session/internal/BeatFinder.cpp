@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "core/Arithmetic.h"
@@ -13,7 +14,11 @@ namespace qz {
 namespace {
 
 constexpr int kPlacesPerSecond = 250;  // at least, where there are so many frames
-constexpr double kKeptSeconds = 8;
+
+// What is kept. The slowest beats that are told apart are so far from each other; a beat is classed 6.5 s
+// after it at the most, at the end of a recording of 4 s; and the first beats are found after 4 s.
+constexpr double kEnvelopeSeconds = 8, kSignalSeconds = 7, kBandSeconds = 4.5;
+constexpr double kEnergySeconds = 0.5;
 constexpr std::size_t kMostBeats = 64;  // that become known at once, in the first seconds
 constexpr double kMostUvPerUnit = 1e9;  // so that energies are within the range of float
 
@@ -87,6 +92,36 @@ constexpr double kAsleepSeconds = 1.6, kAsleepRrs = 1.6, kAsleepAgainSeconds = 0
                  kAsleepSlope = 0.7;
 constexpr double kPeakOverFloor = 3;  // a signal that does not stand out from its floor has no beats
 
+constexpr std::size_t kRankAtOnce = 8;
+
+// The value that `rank` of `count` values are at the most below of. Begins with a guess, the value of before,
+// and goes from each to the next one above or below it: few have come and gone. There is room behind the
+// values for a multiple of kRankAtOnce of them.
+float OfRank(float* values, std::size_t count, std::size_t rank, float guess) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    for (; count % kRankAtOnce != 0; ++count) values[count] = kInfinity;
+    while (true) {
+        int below[kRankAtOnce] = {}, above[kRankAtOnce] = {};
+        float under[kRankAtOnce], over[kRankAtOnce];
+        std::fill_n(under, kRankAtOnce, -kInfinity);
+        std::fill_n(over, kRankAtOnce, kInfinity);
+        for (const float* x = values; x != values + count; x += kRankAtOnce) {
+            for (std::size_t n = 0; n < kRankAtOnce; ++n) {
+                below[n] += x[n] < guess ? 1 : 0;
+                above[n] += x[n] > guess ? 1 : 0;
+                under[n] = x[n] < guess && x[n] > under[n] ? x[n] : under[n];
+                over[n] = x[n] > guess && x[n] < over[n] ? x[n] : over[n];
+            }
+        }
+        if (static_cast<std::size_t>(std::accumulate(below, below + kRankAtOnce, 0)) > rank)
+            guess = *std::max_element(under, under + kRankAtOnce);
+        else if (count - static_cast<std::size_t>(std::accumulate(above, above + kRankAtOnce, 0)) <= rank)
+            guess = *std::min_element(over, over + kRankAtOnce);
+        else
+            return guess;
+    }
+}
+
 std::vector<float> MeanTaps(long long half) {
     std::vector<double> taps;
     for (long long i = -half; i <= half; ++i)
@@ -103,12 +138,17 @@ std::vector<float> MeanTaps(long long half) {
 void BeatFinder::Latest::Add(double value) {
     m_values[m_next] = value;
     m_next = (m_next + 1) % kMemory;
-}
-
-double BeatFinder::Latest::Median() const {
     std::array<double, kMemory> sorted = m_values;
     std::sort(sorted.begin(), sorted.end());
-    return (sorted[kMemory / 2 - 1] + sorted[kMemory / 2]) / 2;
+    m_median = (sorted[kMemory / 2 - 1] + sorted[kMemory / 2]) / 2;
+}
+
+const float* BeatFinder::Ring::Rows(long long first, std::size_t count, std::vector<float>& room) const {
+    const std::size_t slot = Slot(first), toEnd = static_cast<std::size_t>(m_places) - slot;
+    if (count <= toEnd) return &m_values[slot * m_width];
+    const auto rest = std::copy_n(&m_values[slot * m_width], toEnd * m_width, room.begin());
+    std::copy_n(m_values.begin(), (count - toEnd) * m_width, rest);
+    return room.data();
 }
 
 BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
@@ -121,19 +161,20 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
       m_bandTaps(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds))),
       m_slopeTaps(BandPassTaps(kSlopeLowHz, kSlopeHighHz, m_rate, Places(kSlopeHalfSeconds))),
       m_meanTaps(MeanTaps(Places(kMeanHalfSeconds))),
-      m_sums(chn),
-      m_signal(static_cast<std::size_t>(Places(kKeptSeconds)), chn),
-      m_band(m_signal),
-      m_energy(m_signal),
-      m_envelope(m_signal),
-      m_slope(m_signal),
-      m_fused(static_cast<std::size_t>(Places(kKeptSeconds)), 1),
+      m_rows(m_bandTaps.size() * chn),
+      m_signal(Places(kSignalSeconds), chn),
+      m_band(Places(kBandSeconds), chn),
+      m_energy(Places(kEnergySeconds), chn),
+      m_envelope(Places(kEnvelopeSeconds), chn),
+      m_slope(Places(kBandSeconds), chn),
+      m_fused(Places(kEnvelopeSeconds), 1),
       m_leads(chn),
       m_shape(static_cast<std::size_t>(2 * Places(kShapeHalfSeconds) + 1) * chn) {
     m_rrs.Fill(kUsualRrSeconds * m_rate);
     m_rejected.reserve(kMostBeats);
     m_beats.reserve(kMostBeats);
-    m_sorted.resize(static_cast<std::size_t>(Places(kFloorSeconds)) * (chn + 1));
+    const auto looks = static_cast<std::size_t>(Places(kFloorSeconds) / FloorStep()) + 1;
+    m_latest.resize((looks + kRankAtOnce - 1) / kRankAtOnce * kRankAtOnce * (chn + 1));
 }
 
 const std::vector<long long>& BeatFinder::Take(const short* frame) {
@@ -175,20 +216,15 @@ void BeatFinder::TakePlace() {
     ++m_taken;
     const long long centre = m_taken - 1 - Half(m_bandTaps);
     if (centre < 0) return;
-    ConvolveAt(m_signal, m_bandTaps, centre);
-    std::copy(m_sums.begin(), m_sums.end(), m_band.Row(centre));
-    ConvolveAt(m_signal, m_slopeTaps, centre);
-    std::transform(m_sums.begin(), m_sums.end(), m_slope.Row(centre),
-                   [](float slope) { return std::abs(slope); });
+    ConvolveAt(m_signal, m_bandTaps, centre, m_band.Row(centre));
+    float* const slope = m_slope.Row(centre);
+    ConvolveAt(m_signal, m_slopeTaps, centre, slope);
+    for (std::size_t c = 0; c < m_chn; ++c) slope[c] = std::abs(slope[c]);
     TakeEnvelope(centre - 1);
 }
 
-// Into m_sums.
-void BeatFinder::ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre) {
-    const long long first = centre - Half(taps);
-    Convolve(
-        taps, m_chn, [&](std::size_t i) { return from.Row(first + static_cast<long long>(i)); },
-        m_sums.data());
+void BeatFinder::ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre, float* sums) {
+    Convolve(taps, m_chn, from.Rows(centre - Half(taps), taps.size(), m_rows), sums);
 }
 
 // Signal and slope, a quarter of a period apart, make an envelope without ripple.
@@ -204,9 +240,9 @@ void BeatFinder::TakeEnvelope(long long centre) {
     }
     const long long place = centre - Half(m_meanTaps);
     if (place < 0) return;
-    ConvolveAt(m_energy, m_meanTaps, place);
-    std::transform(m_sums.begin(), m_sums.end(), m_envelope.Row(place),
-                   [](float square) { return std::sqrt(square); });
+    float* const envelope = m_envelope.Row(place);
+    ConvolveAt(m_energy, m_meanTaps, place, envelope);
+    for (std::size_t c = 0; c < m_chn; ++c) envelope[c] = std::sqrt(envelope[c]);
     m_ready = place + 1;
     if (m_isStarted)
         Step(place);
@@ -261,29 +297,29 @@ void BeatFinder::Step(long long place) {
     Awaken(place);
 }
 
+long long BeatFinder::FloorStep() const { return std::max(1LL, Places(kFloorStepSeconds)); }
+
 // A level that the signal is below of for two fifths of the time: between beats, it is noise.
 void BeatFinder::MeasureFloors(long long end) {
     const long long begin = std::max(0LL, end - Places(kFloorSeconds));
-    const long long step = std::max(1LL, Places(kFloorStepSeconds));
-    const std::size_t room = m_sorted.size() / (m_chn + 1);  // of a lead; the last ones are the fused
+    const std::size_t room = m_latest.size() / (m_chn + 1);  // of a lead; the last ones are the fused
     std::size_t count = 0;
-    for (long long n = begin; n < end; n += step, ++count) {
+    for (long long n = begin; n < end; n += FloorStep(), ++count) {
         const float* envelope = m_envelope.Row(n);
-        for (std::size_t c = 0; c < m_chn; ++c) m_sorted[c * room + count] = envelope[c];
-        m_sorted[m_chn * room + count] = *m_fused.Row(n);
+        for (std::size_t c = 0; c < m_chn; ++c) m_latest[c * room + count] = envelope[c];
+        m_latest[m_chn * room + count] = *m_fused.Row(n);
     }
     if (count == 0) return;
-    const auto floorOf = [&](std::size_t c) {
-        float* const first = &m_sorted[c * room];
-        float* const at = first + static_cast<std::ptrdiff_t>(static_cast<double>(count) * kFloorPart);
-        std::nth_element(first, at, first + count);
-        return static_cast<double>(*at);
+    const auto floorOf = [&](std::size_t c, double last) {
+        return static_cast<double>(OfRank(&m_latest[c * room], count,
+                                          static_cast<std::size_t>(static_cast<double>(count) * kFloorPart),
+                                          static_cast<float>(last)));
     };
     for (std::size_t c = 0; c < m_chn; ++c) {
-        m_leads[c].floor = floorOf(c);
+        m_leads[c].floor = floorOf(c, m_leads[c].floor);
         Weigh(m_leads[c]);
     }
-    m_fusedFloor = floorOf(m_chn);
+    m_fusedFloor = floorOf(m_chn, m_fusedFloor);
 }
 
 void BeatFinder::Weigh(Lead& lead) const {

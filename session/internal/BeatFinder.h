@@ -25,6 +25,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/FloatingPoint.h"
+
 namespace qz {
 
 class BeatFinder {
@@ -72,9 +74,12 @@ private:
     // The latest values.
     class Latest {
     public:
-        void Fill(double value) { m_values.fill(value); }
+        void Fill(double value) {
+            m_values.fill(value);
+            m_median = value;
+        }
         void Add(double value);
-        double Median() const;
+        double Median() const { return m_median; }
         /// The newest but `back`.
         double Newest(std::size_t back) const {
             return m_values[(m_next + 2 * kMemory - 1 - back) % kMemory];
@@ -83,26 +88,32 @@ private:
     private:
         std::array<double, kMemory> m_values{};
         std::size_t m_next = 0;
+        double m_median = 0;
     };
-    // One row of samples per place, the newest few seconds. It has room for a power of two of them, so that a
-    // row is found without a division.
+    // One row of samples per place, the newest ones. Rows that have not been written hold 0, those ahead of
+    // place 0 among them.
     class Ring {
     public:
-        Ring(std::size_t places, std::size_t width) : m_places(places), m_width(width) {
-            while (m_mask < places) m_mask = 2 * m_mask + 1;
-            m_values.resize((m_mask + 1) * width);
+        Ring(long long places, std::size_t width)
+            : m_places(places), m_width(width), m_values(static_cast<std::size_t>(places) * width) {}
+        /// The place after the newest one, for writing, or one that is kept.
+        float* Row(long long place) {
+            if (place - m_lap == m_places) m_lap = place;
+            return &m_values[Slot(place) * m_width];
         }
-        float* Row(long long place) { return &m_values[Slot(place)]; }
-        const float* Row(long long place) const { return &m_values[Slot(place)]; }
-        long long Places() const { return static_cast<long long>(m_places); }
+        const float* Row(long long place) const { return &m_values[Slot(place) * m_width]; }
+        /// `count` rows one after the other; in `room`, where the end of the ring lies between them.
+        const float* Rows(long long first, std::size_t count, std::vector<float>& room) const;
+        long long Places() const { return m_places; }
 
     private:
-        // Places ahead of the first one are those that come later.
         std::size_t Slot(long long place) const {
-            return (static_cast<std::size_t>(place) & m_mask) * m_width;
+            const long long slot = place - m_lap;
+            return static_cast<std::size_t>(slot < 0 ? slot + m_places : slot);
         }
-        std::size_t m_places, m_width;
-        std::size_t m_mask = 0;
+        long long m_places;
+        std::size_t m_width;
+        long long m_lap = 0;  // place of the first row
         std::vector<float> m_values;
     };
     struct Lead {
@@ -121,11 +132,12 @@ private:
     };
 
     void TakePlace();
-    void ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre);
+    void ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre, float* sums);
     void TakeEnvelope(long long centre);
     void Start();
     void Step(long long place);
     void MeasureFloors(long long end);
+    long long FloorStep() const;  // places
     void Weigh(Lead& lead) const;
     bool HasVoice(const Lead& lead) const { return !lead.isDisturbed || m_areAllDisturbed; }
     void Fuse(long long place);
@@ -162,7 +174,7 @@ private:
     int m_summed = 0;
 
     std::vector<float> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
-    std::vector<float> m_sums;                               // one per lead, of ConvolveAt
+    std::vector<float> m_rows;                               // what lies under the taps
     Ring m_signal, m_band, m_energy, m_envelope, m_slope;    // per lead
     Ring m_fused;
     long long m_taken = 0;  // places with a signal
@@ -182,7 +194,7 @@ private:
     double m_lastSlope = 0;
     long long m_lastAwakening = 0;
     std::vector<long long> m_beats;  // told last
-    std::vector<float> m_sorted;     // [lead][place], and the fused
+    std::vector<float> m_latest;     // [lead][place], and the fused: what floors are measured in
 };
 
 }  // namespace qz

@@ -100,7 +100,8 @@ void BeatLearner::Begin(std::vector<short> frames, std::vector<int> beats, std::
     m_shapes.clear();
     m_result.reset();
     m_piece = 0;
-    m_stage = static_cast<int>(m_found.size()) < kFewestBeats ? Stage::Done : Stage::Scale;
+    m_stage = Stage::Scale;
+    if (static_cast<int>(m_found.size()) < kFewestBeats) Cancel();
 }
 
 std::optional<LearnedBeat> BeatLearner::Learn(std::vector<short> frames) {
@@ -173,7 +174,13 @@ void BeatLearner::Advance(std::size_t count, Stage next) {
 
 void BeatLearner::End(std::optional<LearnedBeat> learned) {
     m_result = std::move(learned);
+    Cancel();
+}
+
+void BeatLearner::Cancel() {
     m_stage = Stage::Done;
+    const auto release = [](auto&... values) { (std::decay_t<decltype(values)>().swap(values), ...); };
+    release(m_frames, m_shapes, m_peers, m_model, m_deviations, m_beatsOfLead, m_average);
 }
 
 int BeatLearner::Slope(int frame, std::size_t lead) const {

@@ -42,8 +42,8 @@ public:
     /// were found, each within 80 ms of the steepest place of its QRS; and per lead whether the beats stand
     /// out in it. Gives up an earlier stretch.
     void Begin(std::vector<short> frames, std::vector<int> beats, std::vector<bool> clear);
-    /// Gives up the stretch.
-    void Cancel() { m_stage = Stage::Done; }
+    /// Gives up the stretch, and releases what it takes of memory.
+    void Cancel();
     /// Does one piece of the work. False once there is none left, and before Begin.
     bool Work();
     /// What has been learned, once Work has returned false: nothing where fewer than kFewestBeats clean beats

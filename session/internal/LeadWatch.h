@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/filters/FourLeads.h"
 #include "session/SessionTypes.h"
 
 namespace qz {
@@ -43,19 +44,26 @@ public:
     bool IsGood(std::size_t lead, const Span& span, double swingSeconds) const;
 
 private:
+    // What every frame changes, of four leads: most have nothing to tell.
+    struct Course {
+        FourInts lowest, highest;             // since they last moved
+        FourInts still;                       // frames since then, up to those of a line
+        FourInts newSum, oldSum, earlierSum;  // of windows: the newest, 0.2 s and 0.5 s before it
+        FourInts lineAfter;                   // frames; where there is no lead, more than any
+    };
     struct Lead {
-        short lowest = 0, highest = 0;               // since it last moved
-        long long flatFrom = 0;                      // frame since which it has not moved
-        int newSum = 0, oldSum = 0, earlierSum = 0;  // of windows: the newest, 0.2 s and 0.5 s before it
-        int sumBefore = 0;                           // earlierSum at what may be a jump
-        double jumpSeconds = 0;                      // when that was
-        bool isJumping = false;                      // and not yet judged
+        int sumBefore = 0;       // earlierSum at what may be a jump
+        double jumpSeconds = 0;  // when that was
+        bool isJumping = false;  // and not yet judged
         bool isOff = false;
         bool isDisturbed = false;          // and not yet calm for a second
         std::vector<Span> off, disturbed;  // of the last two minutes, in order of time
     };
 
-    void LookForLine(std::size_t lead, short sample);
+    int Of(FourInts Course::*what, std::size_t lead) const {
+        return (m_courses[lead / kLanes].*what).lanes[lead % kLanes];
+    }
+    void LookForLine(std::size_t lead);
     void LookForJump(std::size_t lead, double now);
     void JudgeJump(std::size_t lead);
     void Mark(std::size_t lead, double seconds);
@@ -64,13 +72,16 @@ private:
     double Seconds(long long frame) const { return static_cast<double>(frame) / m_fs; }
 
     int m_fs;
-    double m_flatUnits;         // what a line moves by at the most, in units of the frames
+    int m_moveUnits;            // what moves at least so much is no line, units of the frames
+    int m_flatFrames;           // and what does not for so long is one
     std::size_t m_window;       // of a mean, samples of all leads
-    double m_jumpChange;        // of a jump, from Lead::oldSum to newSum
+    int m_jumpChange;           // a jump is more than this, from Course::oldSum to newSum
     std::vector<short> m_ring;  // the latest frames, three windows, interleaved
     std::size_t m_next = 0;     // in the ring
     long long m_frames = 0;
+    std::vector<Course> m_courses;
     std::vector<Lead> m_leads;
+    bool m_isAnyWatched = false;      // a lead is off, disturbed or jumping
     std::vector<LeadEvent> m_news;    // not yet told
     std::vector<LeadEvent> m_events;  // told last
 };

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "core/FloatingPoint.h"
+#include "core/filters/internal/Lanes.h"
 #include "session/internal/Units.h"
 
 namespace qz {
@@ -36,6 +37,8 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 int Samples(double ms, double hz) { return static_cast<int>(ms * hz / kMsPerSecond); }
 
+double UvOf(short conditioned) { return kConditionedUvPerUnit * conditioned; }
+
 }  // namespace
 
 STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSecond)
@@ -58,12 +61,13 @@ void STMeter::Start(const LearnedBeat& beat) {
     const auto length = static_cast<std::size_t>(m_length);
     m_row.resize(length);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
-        m_means[lead].resize(length);
+        std::vector<short> row((length + kLanes - 1) / kLanes * kLanes);
         for (int i = 0; i < m_length; ++i)
-            m_means[lead][static_cast<std::size_t>(i)] =
-                kConditionedUvPerUnit *
+            row[static_cast<std::size_t>(i)] =
                 beat.rows[lead][static_cast<std::size_t>(r + (i - m_before) * m_step)];
-        m_leads[lead].beats.fill(m_means[lead]);
+        m_means[lead].resize(length);
+        std::transform(row.begin(), row.begin() + m_length, m_means[lead].begin(), UvOf);
+        m_leads[lead].beats.fill(row);
         m_leads[lead].moved.fill(0);
         m_leads[lead].count = kBeats;
         m_leads[lead].next = 0;
@@ -85,12 +89,13 @@ void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>
     const int lag = m_lag = FindLag(frames, r);
     const long long first = r + lag - m_before * m_step;
     const bool isThere = first >= frames.Begin() && first + (m_length - 1) * m_step < frames.End();
+    if (isThere) TakeBeat(frames, first, isGood);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         m_counts[lead] = isGood[lead] && m_usable[lead];
         if (!isGood[lead])
             m_leads[lead].count = m_leads[lead].next = 0;
         else if (isThere)
-            FoldLead(frames, first, lead);
+            FoldLead(lead);
     }
     if (++m_foldsSince >= kBeats) FollowPositions();
 
@@ -142,20 +147,23 @@ int STMeter::FindLag(const FrameRing& frames, long long r) const {
     return best;
 }
 
+void STMeter::TakeBeat(const FrameRing& frames, long long first, const std::vector<bool>& isGood) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(m_length); ++i) {
+        const short* const frame = frames.Frame(first + static_cast<long long>(i) * m_step);
+        for (std::size_t lead = 0; lead < m_chn; ++lead)
+            if (isGood[lead]) m_leads[lead].beats[m_leads[lead].next][i] = frame[lead];
+    }
+}
+
 // The beat is moved to the level of the mean, so that drift does not sort the beats at one sample differently
 // from the next.
-void STMeter::FoldLead(const FrameRing& frames, long long first, std::size_t lead) {
+void STMeter::FoldLead(std::size_t lead) {
     Lead& state = m_leads[lead];
-    std::vector<double>& beat = state.beats[state.next];
+    const short* const beat = state.beats[state.next].data();
     const std::vector<double>& mean = m_means[lead];
     double sum = 0;
-    for (int i = 0; i < m_length; ++i) {
-        const auto at = static_cast<std::size_t>(i);
-        beat[at] = kConditionedUvPerUnit * frames.Frame(first + i * m_step)[lead];
-        sum += beat[at] - mean[at];
-    }
+    for (std::size_t i = 0; i < mean.size(); ++i) sum += UvOf(beat[i]) - mean[i];
     state.moved[state.next] = sum / m_length;
-    for (double& value : beat) value -= sum / m_length;
     state.next = (state.next + 1) % kBeats;
     state.count = std::min(state.count + 1, kBeats);
     Average(lead);
@@ -163,40 +171,29 @@ void STMeter::FoldLead(const FrameRing& frames, long long first, std::size_t lea
 
 // Of five beats and more the highest and the lowest are left out, of ten the two highest and the two lowest.
 void STMeter::Average(std::size_t lead) {
-    const std::size_t length = m_means[lead].size();
-    std::size_t first = 0;
-    for (; first + kAtOnce <= length; first += kAtOnce) AverageSamples<kAtOnce>(lead, first);
-    for (; first < length; ++first) AverageSamples<1>(lead, first);
-}
-
-// N samples of the mean from `first` on, side by side.
-template <std::size_t N>
-void STMeter::AverageSamples(std::size_t lead, std::size_t first) {
-    const Lead& state = m_leads[lead];
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    double sum[N] = {}, low[N], lower[N], high[N], higher[N];
-    for (std::size_t k = 0; k < N; ++k) {
-        low[k] = lower[k] = kInfinity;
-        high[k] = higher[k] = -kInfinity;
-    }
-    for (std::size_t b = 0; b < state.count; ++b) {
-        const double* const beat = state.beats[b].data() + first;
-        for (std::size_t k = 0; k < N; ++k) {
-            const double value = beat[k];
-            sum[k] += value;
-            low[k] = std::min(low[k], std::max(lower[k], value));
-            lower[k] = std::min(lower[k], value);
-            high[k] = std::max(high[k], std::min(higher[k], value));
-            higher[k] = std::max(higher[k], value);
-        }
-    }
+    const Lead& state = m_leads[lead];
     const std::size_t tail = state.count == kBeats ? 2 : state.count >= kFewestBeats ? 1 : 0;
-    const double divisor = static_cast<double>(state.count - 2 * tail);
-    double* const mean = m_means[lead].data() + first;
-    for (std::size_t k = 0; k < N; ++k) {
-        if (tail > 0) sum[k] -= lower[k] + higher[k];
-        if (tail > 1) sum[k] -= low[k] + high[k];
-        mean[k] = sum[k] / divisor;
+    const DoubleLanes divisor = AllLanes(static_cast<double>(state.count - 2 * tail));
+    std::vector<double>& mean = m_means[lead];
+    for (std::size_t at = 0; at < mean.size(); at += kLanes) {
+        DoubleLanes sum = AllLanes(0.0);
+        DoubleLanes low = AllLanes(kInfinity), lower = low, high = AllLanes(-kInfinity), higher = high;
+        for (std::size_t b = 0; b < state.count; ++b) {
+            const DoubleLanes uV = ToDoubles(LoadSamples(&state.beats[b][at])) *
+                                   AllLanes(kConditionedUvPerUnit),
+                              value = uV - AllLanes(state.moved[b]);
+            sum = sum + value;
+            low = Least(low, Most(lower, value));
+            lower = Least(lower, value);
+            high = Most(high, Least(higher, value));
+            higher = Most(higher, value);
+        }
+        if (tail > 0) sum = sum - (lower + higher);
+        if (tail > 1) sum = sum - (low + high);
+        FourDoubles quotient;
+        Store(quotient, sum / divisor);
+        std::copy_n(quotient.lanes.begin(), std::min(kLanes, mean.size() - at), &mean[at]);
     }
 }
 

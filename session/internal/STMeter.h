@@ -43,21 +43,19 @@ public:
     void Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event);
 
 private:
-    static constexpr std::size_t kBeats = 10;   // in the mean
-    static constexpr std::size_t kAtOnce = 16;  // samples of a mean
+    static constexpr std::size_t kBeats = 10;  // in the mean
 
     struct Lead {
-        std::array<std::vector<double>, kBeats> beats;  // the latest ones, moved to the level of the mean
-        std::array<double, kBeats> moved{};             // by so much downward, uV
-        std::size_t count = 0, next = 0;                // of them, and where the next one goes
+        std::array<std::vector<short>, kBeats> beats;  // the latest ones, as conditioned, by fours of samples
+        std::array<double, kBeats> moved{};  // so much downward they come to the level of the mean, uV
+        std::size_t count = 0, next = 0;     // of them, and where the next one goes
     };
 
     int FindLag(const FrameRing& frames, long long r) const;
     void GiveBackSag(std::size_t lead);
-    void FoldLead(const FrameRing& frames, long long first, std::size_t lead);
+    void TakeBeat(const FrameRing& frames, long long first, const std::vector<bool>& isGood);
+    void FoldLead(std::size_t lead);
     void Average(std::size_t lead);
-    template <std::size_t N>
-    void AverageSamples(std::size_t lead, std::size_t first);
     void FollowPositions();
     STMeasure Measure(std::size_t lead, double pointMs);
     double SteepestOfT(const std::vector<double>& mean) const;

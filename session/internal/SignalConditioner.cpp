@@ -4,6 +4,9 @@
 #include <cmath>
 
 #include "core/Arithmetic.h"
+#include "core/filters/CHighpassFilter.h"
+#include "core/filters/CNotchFilter.h"
+#include "core/filters/internal/Lanes.h"
 
 namespace qz {
 
@@ -25,13 +28,30 @@ constexpr double kNotchQ = 10.0;
 // difference of two such values, which then cannot wrap.
 constexpr double kClipUv = 15000.0;
 
-// To the nearest one, halves away from zero, of what is within the range of samples. What std::lround gives,
-// without a call.
-short RoundToSample(double x) {
-    const int whole = static_cast<int>(x);
-    const double rest = x - whole;
-    return static_cast<short>(whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0));
+// To the nearest ones, halves away from zero.
+IntLanes RoundInRange(DoubleLanes x) {
+    const IntLanes whole = TruncateInRange(x);
+    const DoubleLanes rest = x - ToDoubles(whole);
+    return WrapAdd(whole, TruncateInRange(rest + rest));
 }
+
+// A section with its coefficients for four leads.
+struct LanesSection : SectionCoefficients<DoubleLanes> {
+    explicit LanesSection(const SectionCoefficients<double>& all)
+        : SectionCoefficients{AllLanes(all.a1), AllLanes(all.a2), AllLanes(all.b0), AllLanes(all.b1),
+                              AllLanes(all.b2)} {}
+    // Outputs smaller than `least` become 0.
+    template <typename Line>
+    DoubleLanes Step(Line& line, DoubleLanes x, double least) const {
+        const DoubleLanes x1 = Load(line.x1), y1 = Load(line.y1);
+        const DoubleLanes y = ZeroBelow(least, Output(x, x1, Load(line.x2), y1, Load(line.y2)));
+        Store(line.x2, x1);
+        Store(line.y2, y1);
+        Store(line.x1, x);
+        Store(line.y1, y);
+        return y;
+    }
+};
 
 }  // namespace
 
@@ -57,11 +77,12 @@ std::string SignalConditioner::Refusal(int fs, const ConditioningOptions& option
 }
 
 SignalConditioner::SignalConditioner(int fs, std::size_t chn, double uVpb, const ConditioningOptions& options)
-    : m_fs(fs), m_uVpb(uVpb), m_starts(chn) {
+    : m_fs(fs), m_chn(chn), m_uVpb(uVpb), m_starts(FoursOf(chn)) {
     const int leads = static_cast<int>(chn);
     if (!options.comb) {
-        m_drift.assign(chn, CHighpassFilter(kDriftCornerHz, m_fs));
-        if (options.mainsHz != 0) m_notch.assign(chn, CNotchFilter(options.mainsHz, m_fs, kNotchQ));
+        m_drift.Build(CHighpassFilter(kDriftCornerHz, m_fs).Coefficients(), chn);
+        if (options.mainsHz != 0)
+            m_notch.Build(CNotchFilter(options.mainsHz, m_fs, kNotchQ).Coefficients(), chn);
     }
     if (options.lowpassHz != 0) {
         m_lowpass.emplace(options.lowpassHz, m_fs, leads);
@@ -90,34 +111,60 @@ SignalConditioner::SignalConditioner(int fs, std::size_t chn, double uVpb, const
 }
 
 double SignalConditioner::SagPerSecond() const {
-    if (m_drift.empty()) return 0;
+    if (m_drift.lines.empty()) return 0;
     CHighpassFilter highpass(kDriftCornerHz, m_fs);
     const double first = highpass.Filter(1.0);
     return (first - highpass.Filter(1.0)) / first * m_fs;
 }
 
-double SignalConditioner::LessStart(std::size_t lead, double uV) {
-    Start& start = m_starts[lead];
-    if (!m_started || start.framesOut == m_fs) {
-        start = {uV, 0};
-        if (!m_drift.empty()) m_drift[lead] = CHighpassFilter(kDriftCornerHz, m_fs);
+void SignalConditioner::Section::Build(const SectionCoefficients<double>& taken, std::size_t leads) {
+    coefficients = taken;
+    lines.resize(FoursOf(leads));
+}
+
+void SignalConditioner::Section::Clear(std::size_t lead) {
+    Line& line = lines[lead / kLanes];
+    for (FourDoubles* const four : {&line.x1, &line.x2, &line.y1, &line.y2}) four->lanes[lead % kLanes] = 0;
+}
+
+// Four leads less what they began with.
+FourDoubles SignalConditioner::LessStart(std::size_t four, const FourDoubles& uV) {
+    Start& start = m_starts[four];
+    FourDoubles less;
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        double& startUv = start.uV.lanes[lane];
+        int& framesOut = start.framesOut.lanes[lane];
+        if (!m_started || framesOut == m_fs) {
+            startUv = uV.lanes[lane];
+            framesOut = 0;
+            if (!m_drift.lines.empty()) m_drift.Clear(four * kLanes + lane);
+        }
+        const double x = uV.lanes[lane] - startUv;
+        framesOut = std::abs(x) <= kClipUv ? std::max(0, framesOut - 1) : framesOut + 1;
+        less.lanes[lane] = std::clamp(x, -kClipUv, kClipUv);
     }
-    const double x = uV - start.uV;
-    if (std::abs(x) <= kClipUv) {
-        start.framesOut = std::max(0, start.framesOut - 1);
-        return x;
-    }
-    ++start.framesOut;
-    return std::clamp(x, -kClipUv, kClipUv);
+    return less;
 }
 
 void SignalConditioner::Process(const short* frame, short* conditioned) {
-    for (std::size_t c = 0; c < m_starts.size(); ++c) {
-        double x = LessStart(c, frame[c] * m_uVpb);
-        if (!m_drift.empty()) x = m_drift[c].Filter(x);
-        if (!m_notch.empty()) x = m_notch[c].Filter(x);
-        conditioned[c] = RoundToSample(std::clamp(x, -2 * kClipUv, 2 * kClipUv) / kConditionedUvPerUnit);
-    }
+    const LanesSection drift(m_drift.coefficients), notch(m_notch.coefficients);
+    m_isAnyLost = false;
+    const auto condition = [&](std::size_t four, std::size_t count, IntLanes samples) {
+        const DoubleLanes uV = ToDoubles(samples) * AllLanes(m_uVpb);
+        Start& start = m_starts[four];
+        DoubleLanes x = uV - Load(start.uV);
+        if (!m_started || IsAnyAbove(kClipUv, x) || IsAny(Load(start.framesOut))) {
+            FourDoubles less;
+            Store(less, uV);
+            x = Load(LessStart(four, less));
+            m_isAnyLost |= IsAny(Load(start.framesOut));
+        }
+        if (!m_drift.lines.empty()) x = drift.Step(m_drift.lines[four], x, CHighpassFilter::kSilence);
+        if (!m_notch.lines.empty()) x = notch.Step(m_notch.lines[four], x, 0);
+        x = Most(AllLanes(-2 * kClipUv), Least(AllLanes(2 * kClipUv), x)) / AllLanes(kConditionedUvPerUnit);
+        StoreSome(conditioned + four * kLanes, count, RoundInRange(x));
+    };
+    ForEachFour(frame, m_chn, condition);
     m_started = true;
     if (m_lowpass) m_lowpass->Filter(conditioned);
     if (m_comb) m_comb->Filter(conditioned);

@@ -28,11 +28,11 @@
 #include <string>
 #include <vector>
 
-#include "core/filters/CHighpassFilter.h"
 #include "core/filters/CMultiChannelLowpass2.h"
 #include "core/filters/CMultiChannelSmoothEx.h"
-#include "core/filters/CNotchFilter.h"
 #include "core/filters/CQuorlMultiNotchFilter.h"
+#include "core/filters/DirectForm1.h"
+#include "core/filters/FourLeads.h"
 #include "session/SessionTypes.h"
 
 namespace qz {
@@ -59,24 +59,39 @@ public:
     /// Conditioned frames before this one still carry the start of the filters.
     int SettlingSamples() const { return m_settlingSamples; }
     /// Whether samples of a lead are or were lately held at +-15 mV of where the lead began.
-    bool IsLost(std::size_t lead) const { return m_starts[lead].framesOut > 0; }
+    bool IsLost(std::size_t lead) const { return m_starts[lead / kLanes].framesOut.lanes[lead % kLanes] > 0; }
+    bool IsAnyLost() const { return m_isAnyLost; }
     /// The stages in words, for the report.
     const std::string& Description() const { return m_description; }
 
 private:
-    // What a lead began with.
+    // Of four leads.
     struct Start {
-        double uV = 0;
-        int framesOut = 0;  // of range, less those within it since
+        FourDoubles uV;      // what they began with
+        FourInts framesOut;  // of range, less those within it since
     };
-    double LessStart(std::size_t lead, double uV);
+    // The section of DirectForm1 for all leads, four side by side. Samples are no whole numbers here, as
+    // those of a SectionBank are.
+    struct Section {
+        struct Line {
+            FourDoubles x1, x2, y1, y2;
+        };
+        SectionCoefficients<double> coefficients;
+        std::vector<Line> lines;  // empty: there is no such filter
+
+        void Build(const SectionCoefficients<double>& taken, std::size_t leads);
+        void Clear(std::size_t lead);
+    };
+    FourDoubles LessStart(std::size_t four, const FourDoubles& uV);
 
     int m_fs;
-    double m_uVpb;                         // microvolts per unit of the source
-    bool m_started = false;                // m_starts holds the first frame
-    std::vector<Start> m_starts;           // one per lead
-    std::vector<CHighpassFilter> m_drift;  // one per lead, empty with the comb
-    std::vector<CNotchFilter> m_notch;     // one per lead, empty with the comb or without mains
+    std::size_t m_chn;
+    double m_uVpb;           // microvolts per unit of the source
+    bool m_started = false;  // m_starts holds the first frame
+    bool m_isAnyLost = false;
+    std::vector<Start> m_starts;  // by fours of leads
+    Section m_drift;              // none with the comb
+    Section m_notch;              // none with the comb or without mains
     std::optional<CMultiChannelLowpass2> m_lowpass;
     std::optional<CQuorlMultiNotchFilter> m_comb;
     std::optional<CMultiChannelSmoothEx> m_smoother;

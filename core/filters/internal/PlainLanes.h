@@ -83,6 +83,9 @@ inline bool IsAnyAbove(double limit, DoubleLanes x) {
     return std::any_of(x.lanes.begin(), x.lanes.end(),
                        [limit](double lane) { return std::fabs(lane) > limit; });
 }
+inline bool IsAny(IntLanes x) {
+    return std::any_of(x.lanes.begin(), x.lanes.end(), [](std::int32_t lane) { return lane != 0; });
+}
 inline DoubleLanes ZeroBelow(double limit, DoubleLanes x) {
     return MakeLanes([&](std::size_t i) { return std::fabs(x.lanes[i]) < limit ? 0.0 : x.lanes[i]; });
 }

@@ -69,13 +69,18 @@ inline DoubleLanes Most(DoubleLanes a, DoubleLanes b) {
 inline DoublePair Magnitude(DoublePair x) { return (DoublePair)((MaskPair)x & INT64_MAX); }
 /// True if a lane's magnitude is above the limit.
 inline bool IsAnyAbove(double limit, DoubleLanes x) {
-    const WordLanes above = (WordLanes)((Magnitude(x.low) > limit) | (Magnitude(x.high) > limit));
-    return (above[0] | above[2]) != 0;
+    const MaskPair above = (Magnitude(x.low) > limit) | (Magnitude(x.high) > limit);
+    return (above[0] | above[1]) != 0;
 }
 /// A lane whose magnitude is below the limit becomes 0.
 inline DoubleLanes ZeroBelow(double limit, DoubleLanes x) {
     return {(DoublePair)((MaskPair)x.low & ~(Magnitude(x.low) < limit)),
             (DoublePair)((MaskPair)x.high & ~(Magnitude(x.high) < limit))};
+}
+/// True if a lane is not 0.
+inline bool IsAny(IntLanes x) {
+    const MaskPair lanes = (MaskPair)x;
+    return (lanes[0] | lanes[1]) != 0;
 }
 /// TruncateToInt of every lane.
 inline IntLanes TruncateToInts(DoubleLanes x) {
@@ -85,10 +90,12 @@ inline IntLanes TruncateToInts(DoubleLanes x) {
                     TruncateToInt(x.high[1])};
 }
 inline IntLanes LoadSamples(const short* x) {
-    using Shorts = std::int16_t __attribute__((vector_size(8)));
-    Shorts four;
-    std::memcpy(&four, x, sizeof four);
-    return __builtin_convertvector(four, IntLanes);
+    // Each sample goes into the upper half of a lane and is shifted down.
+    using Shorts = std::int16_t __attribute__((vector_size(16)));
+    std::int64_t bits;
+    std::memcpy(&bits, x, sizeof bits);
+    const auto four = (Shorts)MaskPair{bits, 0};
+    return (IntLanes)__builtin_shufflevector(four, four, 0, 0, 1, 1, 2, 2, 3, 3) >> 16;
 }
 inline IntLanes LoadSamples(const int* x) {
     IntLanes four;

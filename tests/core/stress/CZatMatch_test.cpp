@@ -178,6 +178,32 @@ TEST(CZatMatch, AnswersNullAndChangesNothingWithoutTemplateLeadsOrFrame) {
     EXPECT_EQ(untaught.match(frame.data()), nullptr);
 }
 
+TEST(CZatMatch, FoldsNothingWhileALeadHasATemplateOfAnotherLength) {
+    auto input = BeatTrain(500, 3).Beats(700, 5).Record();
+    for (const std::size_t lead : {0U, 1U}) {
+        for (const short length : {short{399}, short{401}, short{0}}) {
+            Matcher engine(500, 3);
+            auto rows = engine.Teach();
+            CZatTemplRxy& one = *engine.SetTempl(nullptr)[lead];
+            const auto folds = [&](short samples) {
+                std::vector<short> beat(rows[lead].begin(), rows[lead].end());
+                beat.resize(static_cast<std::size_t>(samples));
+                one.InitTempl(beat.data(), samples, 160, 129, 185, 60, 6, 3);
+                engine.SetTempl(rows.Pointers());
+                int count = 0;
+                for (std::size_t i = 0; i < input.Frames(); ++i) {
+                    const bool isDue = engine.IsFoldDue();
+                    count += engine.match(input.Frame(i)) != nullptr;
+                    EXPECT_LE(isDue, count > 0);
+                }
+                return count;
+            };
+            EXPECT_EQ(folds(length), 0) << length;
+            EXPECT_EQ(folds(400), 5) << length;
+        }
+    }
+}
+
 TEST(CZatMatch, FillsOneRecordPerLeadAndMeasuresZeroOutsideTheLeads) {
     Matcher engine(500, 3, 4.88);
     engine.Teach();

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "host/analysis/SignalStore.h"
 #include "host/results/Accuracy.h"
+#include "host/results/Exercise.h"
 #include "host/results/Summaries.h"
 #include "host/simulate/SimulatedTest.h"
 #include "host/simulate/TruthFile.h"
@@ -164,41 +166,37 @@ TEST(StressAnalysis, ObserversAreToldOfEverythingOnceAndInOrder) {
     }
 }
 
-TEST(StressAnalysis, StripsShowTheRecordedAndTheConditionedSignalInStep) {
+TEST(StressAnalysis, BeatsAreKeptWhenAskedAndAtThePeak) {
     SimulatedTestOptions simulation;
-    simulation.seconds = 60;
-    simulation.uVpb = 2.5;
+    simulation.seconds = 300;
     simulation.leads = {"II", "V5"};
-    simulation.wanderUv = simulation.muscleUv = simulation.mainsUv = 0;
     SimulatedTest source(simulation);
-    Witness witness(source.Info(), -1);
     StressOptions options;
-    options.conditioner.smooth = 1;
-    options.stripSeconds = {20, 58.8, 21, 5.001, 70};  // two overlap, one is cut, one is beyond the end
-    options.beatSeconds = {20, 40, 60, 80};            // the last one has no beat
-    const StressResult result = StressAnalysis(source, options, {&witness}).Run();
+    options.beatSeconds = {20, 40, 300, 320};  // the last one has no beat
+    SignalStore store(2, simulation.fs);
+    Witness witness(source.Info(), -1);
+    const StressResult result = StressAnalysis(source, options, {&witness, &store}).Run();
     ASSERT_EQ(result.asked.size(), 3U);
     for (const BeatsThen& then : result.asked) {
         EXPECT_NEAR(result.beats.at(then.reading).seconds, then.askedSeconds - 1.5, 0.8);
         EXPECT_EQ(then.uV[1].size(), result.latestBeatUv[1].size());
     }
     EXPECT_NE(result.asked[0].uV[1], result.asked[1].uV[1]);
-    ASSERT_EQ(result.strips.size(), 4U);
-    double last = 0;
-    for (const Strip& strip : result.strips) {
+    ASSERT_TRUE(result.peak);
+    EXPECT_EQ(result.peak->askedSeconds, SummarizeExercise(result, {}).peakSeconds);
+    EXPECT_NEAR(result.beats.at(result.peak->reading).seconds, result.peak->askedSeconds, 2);
+
+    // The strips are of the conditioned signal; two overlap, one is cut by the end.
+    const std::vector<Strip> strips = store.Fill({{20, {}}, {298.8, {}}, {12.002, {}}});
+    ASSERT_EQ(strips.size(), 3U);
+    for (const Strip& strip : strips) {
         SCOPED_TRACE(strip.seconds);
-        EXPECT_GT(strip.seconds, last);
-        last = strip.seconds;
         const auto first = static_cast<std::size_t>(std::llround(strip.seconds * simulation.fs));
-        const std::size_t length = std::min<std::size_t>(1250, 30000 - first);
+        const std::size_t length = std::min<std::size_t>(5000, 150000 - first);
         for (std::size_t lead = 0; lead < 2; ++lead) {
-            ASSERT_EQ(strip.rawUv[lead].size(), length);
-            ASSERT_EQ(strip.cleanUv[lead].size(), length);
-            for (std::size_t i = 0; i < length; ++i) {
-                ASSERT_EQ(strip.rawUv[lead][i],
-                          2.5F * static_cast<float>(witness.raw[(first + i) * 2 + lead] - witness.raw[lead]));
-                ASSERT_EQ(strip.cleanUv[lead][i], witness.clean[(first + i) * 2 + lead]);
-            }
+            ASSERT_EQ(strip.uV[lead].size(), length);
+            for (std::size_t i = 0; i < length; ++i)
+                ASSERT_EQ(strip.uV[lead][i], witness.clean[(first + i) * 2 + lead]);
         }
     }
 }

@@ -68,7 +68,7 @@ bash -c '. "$1"; COMP_WORDS=(qzstress batch x -- --mai) COMP_CWORD=4; _qzstress 
 
 # A simulated test as a file, in every format: the same for the same seed, and found again by evaluate.
 for format in '' .edf .csv; do
-    "$program" simulate "$work/sim$format" --seconds 120 --protocol ramp --seed 5 --leads I,V5 --force ||
+    "$program" simulate "$work/sim$format" --seconds 120 --protocol ramp --seed 5 --fs 250 --leads I,V5 --force ||
         fail "simulate $format"
     "$program" evaluate "$work/sim$format" --ann "$work/sim.truth.json" --json "$work/score.json" >"$work/out" ||
         fail "evaluate $format"
@@ -79,12 +79,13 @@ for format in '' .edf .csv; do
     "$program" info "$work/sim$format" | grep -q 'leads: I V5' || fail "info $format"
 done
 cp "$work/sim.dat" "$work/first.dat"
-"$program" simulate "$work/sim" --seconds 120 --protocol ramp --seed 5 --leads I,V5 --force
+"$program" simulate "$work/sim" --seconds 120 --protocol ramp --seed 5 --fs 250 --leads I,V5 --force
 cmp "$work/first.dat" "$work/sim.dat" || fail "the same seed gives another signal"
 
 # All results at once. One that cannot be written costs the others nothing.
 "$program" analyze "$work/sim" --json "$work/r.json" --wfdb-ann "$work/r.atr" --export "$work/clean" --double \
-    --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" >"$work/out" || fail "analyze with results"
+    --protocol ramp --exercise-start 14 --angina 1 --report "$work/r.html" --language de >"$work/out" || fail "analyze with results"
+grep -q '<html lang="de">' "$work/r.html" && expect_refusal 2 'requires --report' analyze --language de || fail "--language"
 for file in r.json r.atr clean.hea clean.dat r.html; do [ -s "$work/$file" ] || fail "no $file"; done
 "$program" evaluate "$work/sim" --ann "$work/r.atr" | grep -q 'sensitivity 100' || fail "own annotations"
 "$program" evaluate "$work/sim" --fiducials "$work/r.atr,$work/r.atr" | grep -q 'hand marks' || fail "--fiducials"
@@ -93,7 +94,7 @@ expect_refusal 2 '--ann or --fiducials' evaluate "$work/sim"
 "$program" analyze "$work/sim" --protocol ramp --reference 20-50 2>&1 | grep -q '0:20 to 0:50.*lies in the exercise' ||
     fail "--reference"
 for span in 10 10-10 -1-5 1-2x; do expect_refusal 2 SECONDS-SECONDS analyze "$work/sim" "--reference=$span"; done
-"$program" info "$work/clean" | grep -q '1000 Hz' || fail "the exported signal has not twice the rate"
+"$program" info "$work/clean" | grep -q '500 Hz' || fail "the exported signal has not twice the rate"
 "$program" analyze "$work/clean" --mains 0 --lowpass 0 --quiet || fail "the exported signal cannot be analysed"
 "$program" analyze "$work/sim" --mains 60 --quiet 2>&1 | grep -q 'mains are of 50 Hz' || fail "wrong mains are not told"
 expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --csv "$work/r.csv" --export "$work/e.edf" \
@@ -127,7 +128,7 @@ cmp "$work/first.dat" "$work/sim.dat" && cmp "$work/sim.truth.json" "$work/truth
 mkfifo "$work/pipe"
 cat "$work/sim.csv" >"$work/pipe" &
 "$program" analyze "$work/pipe" --csv - >"$work/piped.csv" && cmp "$work/trend.csv" "$work/piped.csv" || fail "a pipe"
-"$program" analyze - --raw 500,I+V5,1 --csv - <"$work/sim.dat" | cmp "$work/trend.csv" || fail "raw frames"
+"$program" analyze - --raw 250,I+V5,1 --csv - <"$work/sim.dat" | cmp "$work/trend.csv" || fail "raw frames"
 "$program" analyze "$work/sim.dat" --json - >"$work/out" && grep -q '"options": {}' "$work/out" || fail "--json -"
 expect_refusal 1 'two outputs' analyze "$work/sim" --json - --csv -
 expect_refusal 1 'is read twice' evaluate - --ann "$work/sim.atr"
@@ -195,7 +196,7 @@ grep -q '"interrupted": true' "$work/part.json" || fail "interrupted: the result
 exec 9<>"$work/pipe"
 timeout 20 cat "$work/sim.dat" >"$work/pipe" 9>&- &
 cat=$!
-"$program" analyze "$work/pipe" --raw 500,2,1 --quiet --json "$work/waited.json" 9>&- >"$work/out" 2>&1 &
+"$program" analyze "$work/pipe" --raw 250,2,1 --quiet --json "$work/waited.json" 9>&- >"$work/out" 2>&1 &
 waiting=$!
 wait $cat
 sleep 1
@@ -275,9 +276,20 @@ grep -q 'another version kept: 2$' "$work/err" && cmp "$work/table.csv" "$result
 sed -i 's/"program": "[^"]*/&x/' "$results/sim.edf.json"
 "$program" batch "$work/records" --out "$results" --mains 60 2>"$work/err" && grep -q 'made again: 1$' "$work/err" ||
     fail "another version: $(cat "$work/err")"
-"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 2>"$work/err" || fail "other options"
-[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb"$' "$results/results.csv")" -eq 2 ] ||
+"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 --reports html --language de 2>"$work/err" ||
+    fail "other options"
+[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb language=de"$' "$results/results.csv")" -eq 2 ] &&
+    grep -q 'lang="de"' "$results/sim.edf.html" "$results/deep/sim.hea.html" ||
     fail "other options: $(cat "$results/results.csv")"
+# A file of stages that has changed counts as another option; an anonymous result does not name it.
+printf '0 0 rest\n30 50 work\n' >"$work/ride.txt"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous --quiet 2>/dev/null || fail "--stages"
+grep -q 'ride' "$results/sim.edf.json" && fail "an anonymous result names a file"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous 2>"$work/err"
+[ -s "$work/err" ] && fail "the same stages: $(cat "$work/err")"
+echo '60 0 recovery' >>"$work/ride.txt"
+"$program" batch "$work/records" --out "$results" --stages "$work/ride.txt" --anonymous 2>"$work/err"
+grep -q 'made again: 2$' "$work/err" || fail "changed stages: $(cat "$work/err")"
 # Wrong options are told once, before any work, and so is what is no list.
 expect_refusal 2 'no-such' batch "$work/records" --out "$work/never" -- --no-such 1
 expect_refusal 1 'comb is for' batch "$work/records" --out "$work/never" -- --comb --mains 60

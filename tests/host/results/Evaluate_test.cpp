@@ -65,7 +65,7 @@ TEST(ScoreFolding, FindsTheLongestRowOfNormalBeatsWithoutST) {
     // N at 1 to 4, 6, 7 and 30 to 32 s.
     std::vector<MarkedBeat> reference = Beats("NLeNVNN");
     for (const MarkedBeat& beat : Beats("NNN", 30)) reference.push_back(beat);
-    const std::vector<STReading> folded{{1.1, 60, {nothing, 5}, {0, 0}},
+    const std::deque<STReading> folded{{1.1, 60, {nothing, 5}, {0, 0}},
                                         {2.1, 60, {nothing, nothing}, {0, 0}},
                                         {5, 60, {1, 1}, {0, 0}},
                                         {7.16, 60, {1, 1}, {0, 0}}};
