@@ -8,6 +8,7 @@ import hashlib
 import inspect
 import itertools
 import logging
+import math
 import os
 import posixpath
 import queue
@@ -37,6 +38,7 @@ _BATCH_TABLE = b"record,length_s,leads,beats_found,"  # how results.csv of qzstr
 _TASKS_PER_THREAD = (
     4  # that the scheduler knows of: a worker never waits for the next, and memory stays small
 )
+_SECONDS_PER_COUNT = 2.0  # of the cluster's threads, which may become more or fewer
 _SECONDS_PER_PROGRESS = {True: 0.5, False: 30.0}  # on a terminal, in a log
 
 
@@ -354,10 +356,13 @@ class _Tasks:
         self.running: dict[str, str] = {}  # keys of recordings, by the name of the task
         self._client, self._job, self._retries = client, job, tries - 1
         self._ended = distributed.as_completed()
+        self._most, self._counted = 0, -math.inf
 
     def room(self) -> int:
-        threads: int = max(1, sum(self._client.nthreads().values()))
-        return max(0, threads * _TASKS_PER_THREAD - len(self.running))
+        if time.monotonic() - self._counted >= _SECONDS_PER_COUNT:
+            self._counted = time.monotonic()
+            self._most = max(1, sum(self._client.nthreads().values())) * _TASKS_PER_THREAD
+        return max(0, self._most - len(self.running))
 
     def submit(self, key: str, record: str, name: str) -> None:
         self.running[name] = key
