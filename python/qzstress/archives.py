@@ -7,6 +7,8 @@ import dataclasses
 import hashlib
 import inspect
 import itertools
+import logging
+import math
 import os
 import posixpath
 import queue
@@ -36,6 +38,7 @@ _BATCH_TABLE = b"record,length_s,leads,beats_found,"  # how results.csv of qzstr
 _TASKS_PER_THREAD = (
     4  # that the scheduler knows of: a worker never waits for the next, and memory stays small
 )
+_SECONDS_PER_COUNT = 2.0  # of the cluster's threads, which may become more or fewer
 _SECONDS_PER_PROGRESS = {True: 0.5, False: 30.0}  # on a terminal, in a log
 
 
@@ -311,6 +314,7 @@ def _cluster(distributed: Any, client: Any) -> Iterator[Any]:
                 processes=False,
                 memory_limit=None,
                 dashboard_address=":0",
+                silence_logs=logging.CRITICAL,  # failures are told at the end
             )
             stack.enter_context(client)
         yield stack.enter_context(distributed.Client(client))
@@ -352,10 +356,13 @@ class _Tasks:
         self.running: dict[str, str] = {}  # keys of recordings, by the name of the task
         self._client, self._job, self._retries = client, job, tries - 1
         self._ended = distributed.as_completed()
+        self._most, self._counted = 0, -math.inf
 
     def room(self) -> int:
-        threads: int = max(1, sum(self._client.nthreads().values()))
-        return max(0, threads * _TASKS_PER_THREAD - len(self.running))
+        if time.monotonic() - self._counted >= _SECONDS_PER_COUNT:
+            self._counted = time.monotonic()
+            self._most = max(1, sum(self._client.nthreads().values())) * _TASKS_PER_THREAD
+        return max(0, self._most - len(self.running))
 
     def submit(self, key: str, record: str, name: str) -> None:
         self.running[name] = key
@@ -473,28 +480,38 @@ class _Progress:
         self._began = self._told = time.monotonic()
 
     def __enter__(self) -> _Progress:
+        self._tell()
         return self
 
     def __exit__(self, *_: object) -> None:
-        if self._is_shown:
-            print(("\r" if self._is_terminal else "") + self._line(), file=sys.stderr)
+        self._tell()
+        if self._is_shown and self._is_terminal:
+            print(file=sys.stderr)
 
     def step(self, is_failed: bool) -> None:
         self._done += 1
         self._failed += is_failed
         now = time.monotonic()
-        if self._is_shown and now - self._told >= _SECONDS_PER_PROGRESS[self._is_terminal]:
+        if now - self._told >= _SECONDS_PER_PROGRESS[self._is_terminal]:
             self._told = now
+            self._tell()
+
+    def _tell(self) -> None:
+        if self._is_shown:
             print(self._line(), file=sys.stderr, end="\r" if self._is_terminal else "\n", flush=True)
 
     def _line(self) -> str:
         seconds = max(time.monotonic() - self._began, 1e-3)
         rate = (self._done - self._before) / seconds
-        left = f"{_duration((self._total - self._done) / rate)} left" if rate > 0 else "nothing done yet"
-        if self._done == self._total:
-            left = f"took {_duration(seconds)}"
-        failed = f", {self._failed} failed" if self._failed else ""
-        return f"archive: {self._done} of {self._total}{failed}, {rate:.2f} recordings/s, {left}    "
+        words = [f"archive: {self._done} of {self._total}"]
+        if self._failed:
+            words.append(f"{self._failed} failed")
+        if rate > 0:
+            words.append(f"{rate:.2f} recordings/s")
+        if rate > 0 and self._done < self._total:
+            words.append(f"{_duration((self._total - self._done) / rate)} left")
+        line = ", ".join(words)
+        return f"{line:<78}" if self._is_terminal else line  # over a longer one
 
 
 def _duration(seconds: float) -> str:
