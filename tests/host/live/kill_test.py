@@ -21,7 +21,7 @@ MISSING, LEADS, SPEED = -32768, 3, 20
 
 work = tempfile.TemporaryDirectory()
 record, folder = os.path.join(work.name, "patient"), os.path.join(work.name, "kept")
-seconds = 60 + 25 * kills
+seconds = 200 * (kills + 1)  # far more than is played
 subprocess.run([program, "simulate", record, "--seconds", str(seconds), "--leads", "I,II,V5", "--fs", "250"], check=True)
 
 
@@ -62,10 +62,13 @@ for kill in range(kills):
     before = now
     if len(now) > LEADS * 250 * 30:
         analysis = subprocess.run([program, "analyze", folder, "--quiet"], stderr=subprocess.PIPE, text=True)
-        assert analysis.returncode == 0, analysis.stderr
-assert start(True).wait() == 0
+        assert analysis.returncode == 0, (analysis.returncode, analysis.stderr)
+process = start(True)
+while len(kept()) < len(before) + LEADS * 250 * 60:
+    time.sleep(0.05)
+process.send_signal(signal.SIGINT)
+assert process.wait() == 0
 now = kept()
-assert abs(len(now) - len(truth)) <= LEADS * 250 * SPEED // 20, f"{len(now)} samples of {len(truth)}"
 wrong = sum(a != b and a != MISSING for a, b in zip(now, truth))
 assert wrong == 0, f"{wrong} samples are not those of the patient at their time"
 with open(folder + "/journal.jsonl") as file:
@@ -75,4 +78,4 @@ missing = sum(sample == MISSING for sample in now) / LEADS / 250
 assert len(gaps) == died and abs(sum(gaps) - missing) < 0.01, f"{gaps} are told, {missing} s missing"
 with open(folder + "/results/result.json") as file:
     assert len(json.load(file)["st"]) > 30
-print(f"{kills} kills, {missing:.1f} s of {seconds} s missing, in {len(gaps)} gaps")
+print(f"{kills} kills, {missing:.1f} s of {len(now) / LEADS / 250:.1f} s missing, in {len(gaps)} gaps")
