@@ -86,12 +86,13 @@ StudyResult RunStudy(FrameSource& source, const StudyOptions& options, const Sou
     return {std::move(result), std::move(exercise)};
 }
 
-GivenOptions TellOptions(const StudyOptions& options, const std::string& templateFrom) {
+GivenOptions TellOptions(const StudyOptions& options, const std::string& templateFrom,
+                         const RecordOptions& reading) {
     GivenOptions told = options.given;
     for (auto& [name, value] : told) {
         std::vector<std::string> files;
         if (name == "--stages" && !IsPipe(options.stagesFile)) files = {options.stagesFile};
-        if (name == "--template-from") files = OpenRecord(templateFrom)->Files();
+        if (name == "--template-from") files = OpenRecord(templateFrom, reading)->Files();
         if (files.empty()) continue;
         value = (options.anonymous ? "" : value + ", ") + "contents " + ContentMark(files);
     }

@@ -219,7 +219,7 @@ int Analyze(AnalyzeOptions options) {
     std::optional<SignalStore> signal;
     if (!options.report.empty()) observers.push_back(&signal.emplace(info.leads.size(), info.fs));
 
-    options.given = TellOptions(options, options.templateFrom);
+    options.given = TellOptions(options, options.templateFrom, options.reading);
     auto [result, exercise] = RunStudy(*source, options, info, warnings, observers);
     if (signal) result.strips = CutStrips(*signal, result, exercise, options.stripSeconds, result.warnings);
     PrintWarnings(result);
