@@ -17,6 +17,8 @@ from scikit_build_core.build import (
     get_requires_for_build_editable,
     get_requires_for_build_sdist,
     get_requires_for_build_wheel,
+    prepare_metadata_for_build_editable,
+    prepare_metadata_for_build_wheel,
 )
 
 __all__ = [
@@ -26,6 +28,8 @@ __all__ = [
     "get_requires_for_build_editable",
     "get_requires_for_build_sdist",
     "get_requires_for_build_wheel",
+    "prepare_metadata_for_build_editable",
+    "prepare_metadata_for_build_wheel",
 ]
 
 HERE = Path(__file__).resolve().parent

@@ -1,5 +1,5 @@
-/* A device for `qzstress monitor tcp://127.0.0.1:5000`: it listens, and sends one lead of a made-up heart to whoever
- * connects, 500 samples a second. Build: cc device.c -o device -lm. Usage: device [PORT] */
+/* A device for `qzstress monitor tcp://127.0.0.1:5000`: it listens, and sends one lead of a made-up heart to
+ * whoever connects, 500 samples a second. Build: cc device.c -o device -lm. Usage: device [PORT] */
 #include <arpa/inet.h>
 #include <math.h>
 #include <stdio.h>

@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "host/record/OpenRecord.h"
 #include "host/results/Reference.h"
 #include "host/simulate/TruthFile.h"
 #include "host/support/HostError.h"
@@ -83,4 +84,17 @@ StudyResult RunStudy(FrameSource& source, const StudyOptions& options, const Sou
     result.warnings.insert(result.warnings.end(), warnings.begin(), warnings.end());
     ExerciseSummary exercise = SummarizeExercise(result, options.exercise);
     return {std::move(result), std::move(exercise)};
+}
+
+GivenOptions TellOptions(const StudyOptions& options, const std::string& templateFrom,
+                         const RecordOptions& reading) {
+    GivenOptions told = options.given;
+    for (auto& [name, value] : told) {
+        std::vector<std::string> files;
+        if (name == "--stages" && !IsPipe(options.stagesFile)) files = {options.stagesFile};
+        if (name == "--template-from") files = OpenRecord(templateFrom, reading)->Files();
+        if (files.empty()) continue;
+        value = (options.anonymous ? "" : value + ", ") + "contents " + ContentMark(files);
+    }
+    return told;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/analysis/StressAnalysis.h"
+#include "host/record/RecordOptions.h"
 #include "host/results/Exercise.h"
 
 struct StudyOptions {
@@ -40,3 +41,9 @@ SourceInfo TakeStudy(StudyOptions& options, SourceInfo info);
 /// follow the ones of the analysis. Throws HostError.
 StudyResult RunStudy(FrameSource& source, const StudyOptions& options, const SourceInfo& info,
                      std::vector<std::string> warnings, const std::vector<AnalysisObserver*>& observers);
+
+/// The options of the analysis as results tell them: of a file also its contents and, where persons are left
+/// out, not its name. `reading` is for the record of the template. Throws HostError for a file that cannot be
+/// read.
+GivenOptions TellOptions(const StudyOptions& options, const std::string& templateFrom,
+                         const RecordOptions& reading = {});

@@ -169,9 +169,11 @@ std::string TableRow(const std::string& record, const Json& result) {
     std::ostringstream out;
     const Json& exercise = result.at("exercise");
     const Json* worst = nullptr;
-    for (const Json& lead : result.at("leads"))
-        if (lead.at("name") == exercise.at("st_deviation_lead") && !lead.at("largest_change_uv").is_null())
-            worst = &lead;
+    for (const Json& lead : result.at("leads")) {
+        const Json& change = lead.at("largest_change_uv");
+        const bool isKnown = !change.is_null() && std::isfinite(change.get<double>());  // null: it was off
+        if (isKnown && lead.at("name") == exercise.at("st_deviation_lead")) worst = &lead;
+    }
     std::string options;
     for (const auto& option : OptionsOf(result))
         options += (options.empty() ? "" : " ") + Word(option).substr(std::string_view("--").size());

@@ -171,18 +171,6 @@ void PrintWarnings(const StressResult& result) {
 
 }  // namespace
 
-GivenOptions TellOptions(const AnalyzeOptions& options) {
-    GivenOptions told = options.given;
-    for (auto& [name, value] : told) {
-        std::vector<std::string> files;
-        if (name == "--stages" && !IsPipe(options.stagesFile)) files = {options.stagesFile};
-        if (name == "--template-from") files = OpenRecord(options.templateFrom)->Files();
-        if (files.empty()) continue;
-        value = (options.anonymous ? "" : value + ", ") + "contents " + ContentMark(files);
-    }
-    return told;
-}
-
 int Analyze(AnalyzeOptions options) {
     const SimulatedTest* simulated = nullptr;
     std::unique_ptr<FrameSource> source;
@@ -231,7 +219,7 @@ int Analyze(AnalyzeOptions options) {
     std::optional<SignalStore> signal;
     if (!options.report.empty()) observers.push_back(&signal.emplace(info.leads.size(), info.fs));
 
-    options.given = TellOptions(options);
+    options.given = TellOptions(options, options.templateFrom, options.reading);
     auto [result, exercise] = RunStudy(*source, options, info, warnings, observers);
     if (signal) result.strips = CutStrips(*signal, result, exercise, options.stripSeconds, result.warnings);
     PrintWarnings(result);

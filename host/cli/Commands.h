@@ -28,10 +28,6 @@ struct AnalyzeOptions : StudyOptions {
 /// tells and which costs the others nothing. Throws HostError, and then writes none of the files.
 [[nodiscard]] int Analyze(AnalyzeOptions options);
 
-/// The options of the analysis as results tell them: of a file also its contents and, where persons are left
-/// out, not its name. Throws HostError for a file that cannot be read.
-GivenOptions TellOptions(const AnalyzeOptions& options);
-
 /// Throws HostError for options with which no recording could be analysed.
 void CheckStudy(const AnalyzeOptions& options);
 

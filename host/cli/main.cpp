@@ -471,7 +471,7 @@ private:
         command.callback([this, &command] {
             m_batch.study = m_analyze.given = GivenStudy(command);
             CheckStudy(m_analyze);
-            m_batch.told = TellOptions(m_analyze);
+            m_batch.told = TellOptions(m_analyze, m_analyze.templateFrom, m_analyze.reading);
             if (RunBatch(m_batch) > 0) m_exitCode = kExitSomeFailed;
             if (Interrupt::IsAsked()) m_exitCode = kExitInterrupted;
         });

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t kFramesAtOnce = 2048;  // between two looks at what pages ask for
-constexpr std::chrono::milliseconds kWait{20};
+constexpr std::chrono::milliseconds kIdle{20};
 
 /// A folder that is gone with the object.
 class TemporaryFolder {
@@ -73,7 +73,7 @@ public:
         m_pages->ShowEvents(m_test->TakeEvents());
         while (!Interrupt::IsAsked()) {
             Serve();
-            std::this_thread::sleep_for(kWait);
+            std::this_thread::sleep_for(kIdle);
         }
         return 0;
     }

@@ -10,6 +10,7 @@ from ._native import predicted_rates as _predicted_rates
 from ._native import program as _program
 from ._native import protocols as _protocols
 from .analysis import Result, analyze
+from .archives import Archived, archive
 from .records import Recording, Stage, formats, from_mne, from_signal, from_wfdb, read, simulate
 from .session import BeatClass, EventKind, LearnedBeat, Session, event_dtype
 
@@ -20,6 +21,7 @@ predicted_rates = tuple(_predicted_rates)
 """Formulas of the maximal heart rate of the age, for `analyze`."""
 
 __all__ = [
+    "Archived",
     "BeatClass",
     "EventKind",
     "LearnedBeat",
@@ -30,6 +32,7 @@ __all__ = [
     "Stage",
     "__version__",
     "analyze",
+    "archive",
     "event_dtype",
     "formats",
     "from_mne",

@@ -406,6 +406,9 @@ class Result:
     @property
     def beats(self) -> pd.DataFrame:
         """One row per beat found: time, RR from the beat before (NaN after 4 s), heart rate, class."""
+        return _frame(self._beat_columns())
+
+    def _beat_columns(self) -> dict[str, NDArray[Any]]:
         arrays = self._all_arrays()
         seconds, classes = arrays["found"][:, 0], arrays["found"][:, 1].astype(int)
         rr = np.diff(seconds, prepend=np.nan) * 1000.0
@@ -413,15 +416,13 @@ class Result:
         rates = np.full((2, len(seconds)), np.nan)
         rates[:, np.searchsorted(seconds, arrays["rates"][:, 0])] = arrays["rates"][:, 1:].T
         names = np.array([one.name.lower() for one in BeatClass])
-        return _frame(
-            {
-                "time_s": seconds,
-                "rr_ms": rr,
-                "heart_rate_per_min": rates[0],
-                "voted_heart_rate_per_min": rates[1],
-                "beat_class": names[classes],
-            }
-        )
+        return {
+            "time_s": seconds,
+            "rr_ms": rr,
+            "heart_rate_per_min": rates[0],
+            "voted_heart_rate_per_min": rates[1],
+            "beat_class": names[classes],
+        }
 
     @property
     def quality(self) -> pd.DataFrame:
@@ -497,7 +498,8 @@ class Result:
             command += ["--quiet", f"--report={os.fspath(path)}"]
             done = subprocess.run(command, capture_output=True, text=True, check=False)
         if done.returncode != 0:
-            raise RuntimeError(f"qzstress could not draw the report: {done.stderr.strip()}")
+            why = done.stderr.strip() or f"it ended with {done.returncode}"
+            raise RuntimeError(f"qzstress could not draw the report: {why}")
 
     def strip(self, start_s: float, seconds: float = 10.0) -> dict[str, Any]:
         """Return a stretch of signal, as recorded and as conditioned.

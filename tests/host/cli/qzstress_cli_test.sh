@@ -100,7 +100,7 @@ for span in 10 10-10 -1-5 1-2x; do expect_refusal 2 SECONDS-SECONDS analyze "$wo
 expect_refusal 1 "$work/no/r.json" analyze "$work/sim" --quiet --csv "$work/r.csv" --export "$work/e.edf" \
     --json "$work/no/r.json"
 [ -s "$work/r.csv" ] && [ -s "$work/e.edf" ] || fail "one output that fails takes others with it"
-(ulimit -f 800; "$program" analyze "$work/sim" --quiet --json "$work/whole.json" --export "$work/cut" --double 2>"$work/err")
+(ulimit -f 400; "$program" analyze "$work/sim" --quiet --json "$work/whole.json" --export "$work/cut" --double 2>"$work/err")
 [ $? -eq 1 ] && [ "$(cat "$work/err")" = "qzstress: $work/cut.dat: cannot be written to its end: File too large" ] &&
     [ -s "$work/whole.json" ] || fail "a full disk: $(cat "$work/err")"
 # What is there is replaced by a later result of its kind, and by nothing else without --force.
@@ -166,7 +166,7 @@ expect_refusal 1 'bp.csv: is read' analyze "$work/sim" --bp "$work/bp.csv" --csv
 
 # The words after a list of leads are not leads; a beat is taken from leads of the same names.
 "$program" analyze --leads V5,I "$work/sim" >"$work/out" && grep -q 'V5 *I$' "$work/out" || fail "--leads before RECORD"
-"$program" simulate "$work/other" --seconds 60 --leads II,V5,I || fail "simulate other leads"
+"$program" simulate "$work/other" --seconds 60 --fs 250 --leads II,V5,I || fail "simulate other leads"
 "$program" analyze "$work/sim" --template-from "$work/other" --json "$work/r.json" --quiet || fail "--template-from"
 grep -q '"learned_from": "other"' "$work/r.json" ||
     fail "the record of the beat is not told"
