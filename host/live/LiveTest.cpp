@@ -16,11 +16,12 @@ using live::Event;
 
 namespace {
 
-constexpr std::size_t kKeptLevels = 600;     // beats: of a rest of five to ten minutes
-constexpr double kNewReferenceSeconds = 30;  // before the moment at which it is asked for
-constexpr int kRunBeats = 3;                 // in a row: a run
-constexpr double kPrEndMs = 4, kPrMs = 12;   // the PR level: the mean of 12 ms that end 4 ms before the QRS
-constexpr std::size_t kMostNotes = 200;      // symptoms and marks, each
+constexpr std::size_t kKeptLevels = 600;       // beats: of a rest of five to ten minutes
+constexpr double kNewReferenceSeconds = 30;    // before the moment at which it is asked for
+constexpr double kLineBeforeGapSeconds = 0.5;  // that a signal may have been a line when a gap began
+constexpr int kRunBeats = 3;                   // in a row: a run
+constexpr double kPrEndMs = 4, kPrMs = 12;     // the PR level: the mean of 12 ms that end 4 ms before the QRS
+constexpr std::size_t kMostNotes = 200;        // symptoms and marks, each
 constexpr std::size_t kMostStages = 100, kMostPressures = 500;
 
 float Median(std::vector<float> values) {
@@ -218,7 +219,11 @@ void LiveTest::OnLead(const qz::LeadEvent& event) {
     if (lead.isOff) lead.levelUv = lead.changeUv = lead.slopeUvPerMs = lead.jUv = live::kUnknown;
     // In a gap all leads are flat: the alarm of the gap says it.
     const std::string& name = m_info.leads[event.lead];
-    const bool isTold = lead.isOff && !m_isGap;
+    const auto isWithin = [&](const Span& gap) {
+        return IsIn(event.seconds, gap.fromSeconds - kLineBeforeGapSeconds, gap.toSeconds);
+    };
+    const bool isTold =
+        lead.isOff && !m_isGap && std::none_of(m_finds.gaps.begin(), m_finds.gaps.end(), isWithin);
     if (isTold || m_isOffTold[event.lead])
         Tell(isTold ? Event::Kind::LeadOff : Event::Kind::LeadOn, {}, name);
     Raise(Alarm::Kind::LeadOff, isTold, name);

@@ -82,6 +82,13 @@ TEST(LiveTest, TellsAGapWithItsLengthAndHoldsTheSignalOverIt) {
     EXPECT_EQ(patient.State().seconds, 40);
 }
 
+TEST(LiveTest, TellsAGapBeforeTheSessionBeginsAsAGapAlone) {
+    Patient patient(60);
+    patient.Until(3).Until(6, LeaveOut).Until(20);
+    for (const live::Event& event : patient.Test().TakeEvents())
+        EXPECT_THAT(event.kind, testing::AnyOf(live::Event::Kind::Gap, live::Event::Kind::Learned));
+}
+
 TEST(LiveTest, KeepsAnAlarmUntilItIsAcknowledgedAndItsCauseGone) {
     Patient patient(600);
     const auto loosen = [](std::vector<short>& frame) { frame[1] = 0; };
