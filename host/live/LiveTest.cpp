@@ -61,8 +61,8 @@ void LiveTest::TakeFrame(const short* frame) {
     ++m_state.frames;
     m_state.seconds = m_info.SecondsOf(m_state.frames);
     if (isGap) {
-        m_state.gapSeconds += m_info.SecondsOf(1);
-        m_state.gapsSeconds += m_info.SecondsOf(1);
+        m_state.gapSeconds = m_info.SecondsOf(++m_gapFrames);
+        m_state.gapsSeconds = m_info.SecondsOf(++m_allGapFrames);
     }
     if (std::exchange(m_isGap, isGap) != isGap) {
         if (isGap) {
@@ -74,6 +74,7 @@ void LiveTest::TakeFrame(const short* frame) {
             if (m_finds.gaps.size() < kMostEvents)
                 m_finds.gaps.push_back({ended - m_state.gapSeconds, ended});
             Tell(Event::Kind::Gap, {}, {}, std::exchange(m_state.gapSeconds, 0));
+            m_gapFrames = 0;
         }
     }
     if (m_session) {

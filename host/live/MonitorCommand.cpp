@@ -6,6 +6,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -147,6 +148,10 @@ private:
             throw HostError(m_folderName, "was left more than an hour ago: begin another test");
         m_test.emplace(start.info, m_options.analysis, m_options.protocol);
         Replay(commands);
+        // An event that the end has cut off is told now.
+        const std::set<std::string> told(lines.begin(), lines.end());
+        for (const live::Event& event : m_replayed)
+            if (const std::string line = JournalLine(event); !told.contains(line)) m_folder->Note(line);
         m_source = OpenLive(m_options.source, m_options.reading, m_options.speed);
         CheckSameSignal(m_options.source, m_source->Info(), start.info);
         m_source->GoOn(m_folder->Frames(), m_folder->SecondsSinceLast());

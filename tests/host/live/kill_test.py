@@ -66,7 +66,7 @@ for kill in range(kills):
 process = start(True)
 while len(kept()) < len(before) + LEADS * 250 * 60:
     time.sleep(0.05)
-process.send_signal(signal.SIGINT)
+process.send_signal(signal.SIGTERM)
 assert process.wait() == 0
 now = kept()
 wrong = sum(a != b and a != MISSING for a, b in zip(now, truth))

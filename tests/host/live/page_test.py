@@ -183,6 +183,6 @@ try:
 finally:
     browser.quit()
     if monitor:
-        monitor.send_signal(signal.SIGINT)
+        monitor.send_signal(signal.SIGTERM)
         monitor.wait(30)
 print("ok")

@@ -40,7 +40,7 @@ class Monitor:
             return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
 
     def end(self):
-        self.process.send_signal(signal.SIGINT)
+        self.process.send_signal(signal.SIGTERM)
         assert self.process.wait(60) == 0
 
 
