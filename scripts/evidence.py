@@ -83,7 +83,7 @@ def offset_row(name, sizes):
     return Row(name, gross, {record: size["mean_ms"] for record, size in sizes.items()}, "ms", False)
 
 
-def print_database(name, scored):
+def print_database(name, scored, program, folder):
     failures = {record.name: score for record, score in scored if isinstance(score, str)}
     scores = {record.name: score for record, score in scored if not isinstance(score, str)}
     print(f"## {name}: {len(scored)} records\n")
@@ -140,7 +140,32 @@ def print_database(name, scored):
         faulty = [record for record, score in scores.items() if is_faulty(score)]
         print(f"- {fault}: " + (", ".join(faulty) or "none"))
     print()
+    print_causes(program, scored, folder)
     print_st_changes(scores)
+
+
+def print_causes(program, scored, folder):
+    """What the program itself says of holes of more than 15 s, and where it folds less than 85 % of the normal beats."""
+    print("Holes of more than 15 s, records of which less than 85 % of the normal beats are folded, and what the program says of "
+          "them:\n")
+    any_told = False
+    for record, score in scored:
+        normal = {} if isinstance(score, str) else score["normal_beats"]
+        if not normal.get("reference"):
+            continue
+        seconds, begin = normal["longest_hole_s"] or 0, normal["longest_hole_from_s"] or 0
+        if seconds <= 15 and normal["folded_part"] >= 0.85:
+            continue
+        out = Path(folder, "cause.json")
+        failure = run(program, "analyze", str(record), "--json", str(out), "--force")
+        answer = None if failure else json.loads(out.read_text())
+        whys = [] if failure else sorted({hole["why"] for lead in answer["leads"] for hole in lead["not_measured"]
+                                          if hole["from_s"] < begin + seconds and hole["to_s"] > begin})
+        told = [failure] if failure else whys or answer["warnings"]
+        print(f"- {record.name}: {normal['folded']} of {normal['reference']} folded, {seconds:.0f} s without ST from {begin:.0f} s "
+              f"on; {'; '.join(told) or 'nothing'}")
+        any_told = True
+    print("" if any_told else "- none\n")
 
 
 def print_st_changes(scores):
@@ -387,7 +412,7 @@ minutes as well. Gross is the figure over all beats or seconds of a database, th
 """)
     with tempfile.TemporaryDirectory() as work:
         for name, chosen in databases.items():
-            print_database(name, evaluate_all(program, chosen, work))
+            print_database(name, evaluate_all(program, chosen, work), program, work)
         if unmarked:
             print_unmarked(program, unmarked, work)
         if with_noise:

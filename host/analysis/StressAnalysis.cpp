@@ -28,7 +28,8 @@ std::vector<short> ReadAhead(FrameSource& source) {
 
 constexpr double kLateSeconds = 15;  // a beat this much later than asked for shows something else
 
-// The options with the mains frequency that is to be taken out.
+}  // namespace
+
 StressOptions WithMains(StressOptions options, int measuredHz) {
     if (options.measureMains)
         options.conditioner.mainsHz =
@@ -36,7 +37,7 @@ StressOptions WithMains(StressOptions options, int measuredHz) {
     return options;
 }
 
-qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& options) {
+qz::SessionOptions SessionOptionsFor(const SourceInfo& source, const StressOptions& options) {
     qz::SessionOptions session;
     session.fs = source.fs;
     session.uVpb = source.uVpb;
@@ -50,8 +51,6 @@ qz::SessionOptions OptionsFor(const SourceInfo& source, const StressOptions& opt
     return session;
 }
 
-}  // namespace
-
 void CheckOptions(const StressOptions& options) {
     constexpr int kAnyFs = 2000;  // a multiple of all that filters ask for
     SourceInfo any;
@@ -59,7 +58,7 @@ void CheckOptions(const StressOptions& options) {
     any.fs = kAnyFs;
     any.uVpb = 1;
     any.leads = {"I"};
-    OptionsFor(any, WithMains(options, 0));
+    SessionOptionsFor(any, WithMains(options, 0));
 }
 
 StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options,
@@ -71,7 +70,7 @@ StressAnalysis::StressAnalysis(FrameSource& source, const StressOptions& options
       m_measuredMainsHz(qz::MeasureMainsHz(m_ahead.data(), m_ahead.size() / source.Info().leads.size(),
                                            source.Info().leads.size(), source.Info().fs)),
       m_options(WithMains(options, m_measuredMainsHz)),
-      m_session(OptionsFor(source.Info(), m_options), *this),
+      m_session(SessionOptionsFor(source.Info(), m_options), *this),
       m_fs(source.Info().fs),
       m_chn(source.Info().leads.size()) {
     if (m_options.reference) m_result.reference = *m_options.reference;

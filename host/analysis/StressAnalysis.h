@@ -28,6 +28,11 @@ struct StressOptions {
     std::optional<ReferenceStretch> reference;  // empty: the first half minute of ST values
 };
 
+/// The options with the mains frequency that is to be taken out, where `measuredHz` was measured.
+StressOptions WithMains(StressOptions options, int measuredHz);
+/// Those of a session for a source with these facts. Throws HostError where they do not fit it.
+qz::SessionOptions SessionOptionsFor(const SourceInfo& source, const StressOptions& options);
+
 /// Throws HostError for options that fit no recording at any rate.
 void CheckOptions(const StressOptions& options);
 

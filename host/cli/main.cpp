@@ -21,6 +21,7 @@
 #include "host/cli/Batch.h"
 #include "host/cli/Commands.h"
 #include "host/cli/ExitCodes.h"
+#include "host/live/MonitorCommand.h"
 #include "host/report/Language.h"
 #include "host/simulate/Simulate.h"
 #include "host/support/HostError.h"
@@ -214,6 +215,8 @@ public:
         AddInfo();
         AddEvaluate();
         AddBatch();
+        AddMonitor();
+        AddView();
     }
 
     /// Parses the command line and does what it asks for. Returns the exit code.
@@ -530,6 +533,61 @@ private:
         });
     }
 
+    static void AddServer(CLI::App& command, ServerOptions& options) {
+        command.add_option("--port", options.port, "Of the page, 0 for one that is free")
+            ->capture_default_str();
+        command
+            .add_option(
+                "--address", options.address,
+                "Of this machine, at which the page is served; another than the loopback needs a token, "
+                "which is printed")
+            ->capture_default_str();
+        command.add_option("--host-name", options.name, "A name of this machine that browsers may use");
+    }
+
+    void AddMonitor() {
+        CLI::App& command = *m_app.add_subcommand("monitor", "Take a live test: analyse it and keep it");
+        command
+            .add_option("SOURCE", m_monitor.source,
+                        "sim, - (standard input), tcp://HOST:PORT, listen://HOST:PORT, or a recording")
+            ->check(kNamed)
+            ->required();
+        command.option_defaults()->group(kStudyGroup);
+        AddAnalysis(command, m_monitor.analysis);
+        command.option_defaults()->group("Options");
+        AddReading(command, m_monitor.reading);
+        command.add_option("--speed", m_monitor.speed, "Of a recording, times the pace of the patient")
+            ->check(Expect("a speed of 0.01 to 1000",
+                           [](double speed) { return speed >= kSlowest && speed <= kFastest; }))
+            ->capture_default_str();
+        AddFile(command, "--out", m_monitor.folder,
+                "Folder that keeps the test; by default named by the time");
+        command.add_flag("--resume", m_monitor.isResumed, "Go on with the test in --out, after a gap");
+        command.add_option("--protocol", m_monitor.protocol, "Stages by its clock; else by hand")
+            ->check(CLI::IsMember(ProtocolNames()));
+        AddFile(command, "--patient", m_monitor.patientFile, "What is told of the patient, a JSON object");
+        AddServer(command, m_monitor.server);
+        command.add_flag("!--no-page", m_monitor.hasPage, "Serve no page; the program ends with the test");
+        command.footer(
+            "Examples:\n"
+            "  qzstress monitor sim --out test1\n"
+            "  qzstress monitor listen://127.0.0.1:5000 --protocol bruce --out test2\n"
+            "  qzstress monitor tcp://amplifier:5000 --raw 500,12,2.5 --out test2 --resume");
+        command.callback([this, &command] {
+            m_monitor.given = GivenStudy(command);
+            m_exitCode = RunMonitor(m_monitor);
+        });
+    }
+
+    void AddView() {
+        CLI::App& command = *m_app.add_subcommand("view", "Show a finished recording in a page");
+        AddFile(command, "RECORD", m_view.record, "A recording, or the folder of a test")->required();
+        AddReading(command, m_view.reading);
+        AddAnalysis(command, m_view.analysis);
+        AddServer(command, m_view.server);
+        command.callback([this] { m_exitCode = RunView(m_view); });
+    }
+
     CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};
     AnalyzeOptions m_analyze;
     std::string m_realtime;  // the word as given; "1" if no word follows the option
@@ -538,6 +596,8 @@ private:
     bool m_infoAsJson = false;
     EvaluateOptions m_evaluate;
     BatchOptions m_batch;
+    MonitorOptions m_monitor;
+    ViewOptions m_view;
     std::string m_simulateOut;
     bool m_simulateForce = false;
     std::string m_simulatedProtocol = "steps";

@@ -15,7 +15,7 @@ _qzstress() {
     fi
 
     if [[ $COMP_CWORD -eq 1 ]]; then
-        COMPREPLY=($(compgen -W "analyze simulate info evaluate batch --help --help-all --version" -- "$word"))
+        COMPREPLY=($(compgen -W "analyze simulate info evaluate batch monitor view --help --help-all --version" -- "$word"))
         return
     fi
     case $before in
@@ -36,7 +36,7 @@ _qzstress() {
     # Numbers and names of leads: neither a list nor files.
     --leads | --fs | --uv-per-bit | --raw | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | --stage-leads | --ended | --symptoms | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
-        --skip | --jobs | --timeout)
+        --skip | --jobs | --timeout | --speed | --port | --address | --host-name)
         return
         ;;
     esac
@@ -51,6 +51,8 @@ _qzstress() {
         info) options="$reading --json" ;;
         evaluate) options="$reading $analysis --ann --fiducials --skip --json --quiet --force" ;;
         batch) options="$reading $analysis $exercise --out --jobs --timeout --keep --reports --quiet" ;;
+        monitor) options="$reading $analysis --out --resume --speed --protocol --patient --port --address --host-name --no-page" ;;
+        view) options="$reading $analysis --port --address --host-name" ;;
         esac
         COMPREPLY=($(compgen -W "$options --help" -- "$word"))
     else

@@ -40,7 +40,8 @@ CsvSink::CsvSink(const std::string& path, const SourceInfo& info)
       m_uVpb(info.uVpb),
       m_decimals(DecimalsOf(info.uVpb)),
       m_file(path) {
-    if (m_uVpb < kFinestCsvUVpb) throw HostError(path, "expected a scale of at least 1e-6 uV per unit for CSV");
+    if (m_uVpb < kFinestCsvUVpb)
+        throw HostError(path, "expected a scale of at least 1e-6 uV per unit for CSV");
     std::ostream& out = m_file.Stream();
     out << "# " << kCsvRateFact << std::to_string(info.fs) << "\n";
     if (!info.started.empty()) out << "# " << kCsvStartFact << info.started << "\n";

@@ -77,7 +77,8 @@ long long CheckLength(InputFile& input, std::vector<std::string>& warnings) {
                signals = HeaderNumber(header, 252, 4);
     if (!signals || *signals < 1 || *signals > EDFLIB_MAXSIGNALS)
         throw HostError(path, "expected an EDF header with 1 to " + std::to_string(EDFLIB_MAXSIGNALS) +
-                                  " signals at byte 252, found " + Quote(TrimmedField(header.substr(252, 4))));
+                                  " signals at byte 252, found " +
+                                  Quote(TrimmedField(header.substr(252, 4))));
     const auto signalCount = static_cast<std::size_t>(*signals);
     std::string rest(signalCount * kSignalHeaderBytes, '\0');
     if (!file.read(rest.data(), std::ssize(rest)))

@@ -13,8 +13,9 @@
 namespace {
 
 constexpr int kLowest = std::numeric_limits<short>::min(), kHighest = std::numeric_limits<short>::max();
-constexpr double kFinestEdfUVpb = 1e-4, kCoarsestEdfUVpb = 300;  // what the eight characters of a range can tell
-constexpr long long kTicksPerSecond = 10000;               // of the annotations that EDFlib writes
+constexpr double kFinestEdfUVpb = 1e-4,
+                 kCoarsestEdfUVpb = 300;      // what the eight characters of a range can tell
+constexpr long long kTicksPerSecond = 10000;  // of the annotations that EDFlib writes
 
 /// One end of the physical range. EDFlib cuts its digits off where the field ends: the factor takes 9994.24,
 /// which as a double lies a little below, over the edge.

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::size_t kSourceBlockFrames = 1024;  // of the source
-constexpr double kTailSeconds = 0.5;        // longer than the converter looks ahead
+constexpr double kTailSeconds = 0.5;              // longer than the converter looks ahead
 
 }  // namespace
 
@@ -61,7 +61,8 @@ void ResampledRecord::Fill() {
         for (double left = kTailSeconds * m_info.storedHz; left > 0; --left) put();
     }
     SRC_DATA data{};
-    m_out.resize(static_cast<std::size_t>(static_cast<double>(m_in.size()) * m_ratio) + kSourceBlockFrames * leads);
+    m_out.resize(static_cast<std::size_t>(static_cast<double>(m_in.size()) * m_ratio) +
+                 kSourceBlockFrames * leads);
     data.data_in = m_in.data();
     data.input_frames = static_cast<long>(m_in.size() / leads);
     data.data_out = m_out.data();

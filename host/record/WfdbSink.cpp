@@ -35,17 +35,37 @@ WfdbSink::WfdbSink(const std::string& base, const SourceInfo& info)
       m_header(base + ".hea"),
       m_samples(base + ".dat"),
       m_bytes(2 * info.leads.size()),
-      m_sum(info.leads.size()) {
+      m_totals(info.leads.size()) {
     const auto breaksWord = [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == 0x7F; };
     if (m_name.empty() || m_name.front() == '#' || std::any_of(m_name.begin(), m_name.end(), breaksWord))
         throw HostError(base + ".hea", "expected a record name without blanks, found \"" + m_name + "\"");
 }
 
+void WfdbTotals::Add(const short* frame) {
+    if (frames++ == 0) initial.assign(frame, frame + sum.size());
+    for (std::size_t lead = 0; lead < sum.size(); ++lead)
+        sum[lead] = static_cast<std::uint16_t>(sum[lead] + static_cast<std::uint16_t>(frame[lead]));  // wraps
+}
+
+void WriteWfdbHeader(std::ostream& out, const std::string& name, const SourceInfo& info,
+                     const WfdbTotals& totals) {
+    out << name << " " << std::to_string(totals.sum.size()) << " " << std::to_string(info.fs) << " "
+        << std::to_string(totals.frames) << StartFields(info.started) << "\n";
+    for (std::size_t lead = 0; lead < totals.sum.size(); ++lead) {
+        // 16 bits of resolution, ADC zero 0; the checksum is written signed, the last 0 is the block size.
+        const int initial = totals.initial.empty() ? 0 : totals.initial[lead];
+        out << name << ".dat 16 " << ShortestDigits(kUvPerMv / info.uVpb) << "(0)/mV 16 0 "
+            << std::to_string(initial) << " " << std::to_string(static_cast<std::int16_t>(totals.sum[lead]))
+            << " 0 " << OneLine(info.leads[lead]) << "\n";
+    }
+    for (const std::string& line : PatientRemarks(info.patient)) out << "# " << OneLine(line) << "\n";
+    for (const std::string& remark : info.remarks) out << "# " << OneLine(remark) << "\n";
+}
+
 void WfdbSink::Write(const short* frame) {
-    if (m_frames++ == 0) m_initial.assign(frame, frame + m_sum.size());
-    for (std::size_t lead = 0; lead < m_sum.size(); ++lead) {
+    m_totals.Add(frame);
+    for (std::size_t lead = 0; lead < m_totals.sum.size(); ++lead) {
         const auto bits = static_cast<std::uint16_t>(frame[lead]);
-        m_sum[lead] = static_cast<std::uint16_t>(m_sum[lead] + bits);  // wraps at 16 bits
         m_bytes[2 * lead] = static_cast<char>(bits & 0xFF);
         m_bytes[2 * lead + 1] = static_cast<char>(bits >> 8);
     }
@@ -53,23 +73,8 @@ void WfdbSink::Write(const short* frame) {
     m_samples.Check();
 }
 
-void WfdbSink::WriteHeader() {
-    std::ostream& out = m_header.Stream();
-    out << m_name << " " << std::to_string(m_sum.size()) << " " << std::to_string(m_info.fs) << " "
-        << std::to_string(m_frames) << StartFields(m_info.started) << "\n";
-    for (std::size_t lead = 0; lead < m_sum.size(); ++lead) {
-        // 16 bits of resolution, ADC zero 0; the checksum is written signed, the last 0 is the block size.
-        const int initial = m_initial.empty() ? 0 : m_initial[lead];
-        out << m_name << ".dat 16 " << ShortestDigits(kUvPerMv / m_info.uVpb) << "(0)/mV 16 0 "
-            << std::to_string(initial) << " " << std::to_string(static_cast<std::int16_t>(m_sum[lead]))
-            << " 0 " << OneLine(m_info.leads[lead]) << "\n";
-    }
-    for (const std::string& line : PatientRemarks(m_info.patient)) out << "# " << OneLine(line) << "\n";
-    for (const std::string& remark : m_info.remarks) out << "# " << OneLine(remark) << "\n";
-}
-
 std::vector<PendingFile*> WfdbSink::Finish() {
-    WriteHeader();
+    WriteWfdbHeader(m_header.Stream(), m_name, m_info, m_totals);
     // The header makes the record: when it appears, the samples are there.
     return {&m_samples, &m_header};
 }

@@ -7,12 +7,26 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "host/record/FrameSink.h"
 #include "host/record/FrameSource.h"
 #include "host/support/PendingFile.h"
+
+/// What a header tells of the samples beside it.
+struct WfdbTotals {
+    explicit WfdbTotals(std::size_t leads) : sum(leads) {}
+    void Add(const short* frame);
+
+    long long frames = 0;            // 0: the length is left to the samples' file
+    std::vector<short> initial;      // first frame; empty before there is one
+    std::vector<std::uint16_t> sum;  // of each lead's samples, modulo 65536
+};
+/// Writes the header of record `name`, whose samples are all in NAME.dat.
+void WriteWfdbHeader(std::ostream& out, const std::string& name, const SourceInfo& info,
+                     const WfdbTotals& totals);
 
 class WfdbSink : public FrameSink {
 public:
@@ -22,13 +36,9 @@ public:
     std::vector<PendingFile*> Finish() override;
 
 private:
-    void WriteHeader();
-
     std::string m_name;  // of the record: the last part of `base`
     SourceInfo m_info;
     PendingFile m_header, m_samples;
-    std::vector<char> m_bytes;         // of one frame
-    std::vector<short> m_initial;      // first frame
-    std::vector<std::uint16_t> m_sum;  // of each lead's samples, modulo 65536
-    long long m_frames = 0;
+    std::vector<char> m_bytes;  // of one frame
+    WfdbTotals m_totals;
 };

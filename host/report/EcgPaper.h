@@ -6,6 +6,8 @@
 
 #include "host/report/Canvas.h"
 
+constexpr double kStrongMm = 5;  // from one of the stronger lines to the next
+
 struct PaperScale {
     double mmPerSecond = 25;
     double mmPerMv = 10;

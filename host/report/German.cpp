@@ -105,6 +105,7 @@ constexpr Phrase kPhrases[] = {
 
     // Strips
     {"largest ST change in {}", "größte ST-Änderung in {1}"},
+    {"peak", "Maximum"},
     {"peak heart rate", "maximale Herzfrequenz"},
     {"start of the recording", "Beginn der Aufzeichnung"},
     {"ventricular couplet", "ventrikuläres Couplet"},
@@ -299,6 +300,7 @@ constexpr Phrase kPhrases[] = {
     {"Pressure", "Blutdruck"},
     {"Product", "Produkt"},
     {"Rate", "Frequenz"},
+    {"ST level", "ST-Niveau"},
     {"ST {}", "ST {1}"},
     {"STHRindex", "STHRindex"},
     {"Slope", "Steig."},

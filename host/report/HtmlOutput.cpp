@@ -10,7 +10,6 @@ namespace {
 constexpr double kLeastPixelsPerMm = 3.4, kMostPixelsPerMm = 5;
 constexpr double kEdgeMm = 1.5;
 
-constexpr const char* kDisclaimer = "For research and evaluation. Not a medical device.";
 constexpr const char* kStyle = R"(
 :root { color-scheme: light; }
 * { box-sizing: border-box; }

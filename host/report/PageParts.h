@@ -19,6 +19,9 @@ struct PageSize {
 PageSize Portrait(Paper paper);
 PageSize Landscape(Paper paper);
 
+/// What stands at the foot of every page.
+constexpr const char* kDisclaimer = "For research and evaluation. Not a medical device.";
+
 struct ReportPage {
     std::string title;
     PageSize size;

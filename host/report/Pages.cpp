@@ -14,9 +14,9 @@ namespace {
 // From the top of the page, and from its foot.
 constexpr double kHeadingMm = 14.5, kHeadingRuleMm = 17.5;
 constexpr double kFootRuleMm = 9.5, kFootMm = 5.5;
-constexpr const char* kDisclaimer = "For research and evaluation. Not a medical device.";
 
 constexpr TextStyle kTitle{13, true, kInk};
+constexpr double kSmallestTitle = 9, kTitlePart = 0.8;  // points; of the width
 constexpr TextStyle kRunningHead{8, false, kMuted, Align::Right};
 
 }  // namespace
@@ -41,8 +41,12 @@ void DrawPage(Canvas& canvas, const std::vector<ReportPage>& pages, std::size_t 
     const PageSize& size = pages[index].size;
     const Box contents = size.Contents();
     canvas.FillBox({0, 0, size.widthMm, size.heightMm}, kWhite);
-    const double titleMm =
-        canvas.DrawText({contents.x, kHeadingMm}, pages[index].title, kTitle, contents.width * 0.7);
+    // A long title is smaller rather than cut.
+    const double room = contents.width * kTitlePart;
+    TextStyle style = kTitle;
+    while (style.points > kSmallestTitle && canvas.MeasureText(pages[index].title, style) > room)
+        --style.points;
+    const double titleMm = canvas.DrawText({contents.x, kHeadingMm}, pages[index].title, style, room);
     canvas.DrawText({contents.Right(), kHeadingMm},
                     source.started.empty() ? source.name : source.name + "   " + source.started, kRunningHead,
                     contents.width - titleMm - 6);

@@ -10,11 +10,10 @@
 
 namespace {
 
-constexpr double kNameMm = 9, kGapMm = 2, kPaperMm = 30;
+constexpr double kLeadNameMm = 9, kColumnGapMm = 2, kPaperMm = 30;
 constexpr double kHeadMm = 3 * kLineMm + 1;                // name, in two lines, and time of a column
 constexpr double kLeadRowMm = kPaperMm + 2 * kLineMm + 2;  // paper, level and slope of a lead
 constexpr double kMarginMm = 1;                            // between a beat and the edge of its paper
-constexpr double kStrongMm = 5;
 constexpr double kWidestBeatMm = 30;
 
 struct Column {
@@ -26,7 +25,8 @@ struct Column {
 };
 
 std::size_t ColumnsIn(const StressResult& result, const PageSize& size) {
-    return static_cast<std::size_t>((size.Contents().width - kNameMm) / (BeatPaperMm(result) + kGapMm));
+    return static_cast<std::size_t>((size.Contents().width - kLeadNameMm) /
+                                    (BeatPaperMm(result) + kColumnGapMm));
 }
 
 // Of more columns than `most` every second, third, ... end of a stage is left, with the last of them.
@@ -50,7 +50,7 @@ std::vector<Column> ListColumns(const Findings& findings, std::size_t most) {
         const auto later = std::find_if(columns.begin() + 1, columns.end(), [&](const Column& column) {
             return column.seconds > result.peak->askedSeconds;
         });
-        columns.insert(later, {findings.tr("peak heart rate"), result.peak->askedSeconds, &result.peak->uV,
+        columns.insert(later, {findings.tr("peak"), result.peak->askedSeconds, &result.peak->uV,
                                &result.beats.at(result.peak->reading), false});
     }
     const auto ends = static_cast<std::size_t>(std::count_if(
@@ -118,10 +118,10 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
     const PaperScale scale = ChooseScale(result, columns);
     const double paperMm = BeatPaperMm(result);
     const auto left = [&](std::size_t column) {
-        return contents.x + kNameMm + static_cast<double>(column) * (paperMm + kGapMm);
+        return contents.x + kLeadNameMm + static_cast<double>(column) * (paperMm + kColumnGapMm);
     };
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        const double width = paperMm + kGapMm - 1.5;
+        const double width = paperMm + kColumnGapMm - 1.5;
         canvas.DrawParagraph({left(i), contents.y - 1}, width, 2, columns[i].name, {8, true, kInk});
         if (std::isfinite(columns[i].seconds))
             canvas.DrawText({left(i), contents.y + kHeadMm - 1.5}, LongClock(columns[i].seconds), kMutedStyle,
@@ -131,7 +131,7 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
         const std::size_t lead = first + row;
         const double y = contents.y + kHeadMm + static_cast<double>(row) * kLeadRowMm;
         canvas.DrawText({contents.x, y + kPaperMm / 2}, result.source.leads[lead], {9, true, kInk},
-                        kNameMm - 1);
+                        kLeadNameMm - 1);
         const TraceRange range = RangeOf(result, columns, lead);
         for (std::size_t i = 0; i < columns.size(); ++i) {
             const Column& column = columns[i];

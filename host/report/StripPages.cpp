@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr double kStrongMm = 5;
 constexpr double kTitleMm = 2 * kLineMm + 1;  // above a paper: what it shows, and ST then
 constexpr double kBeatsMm = 4;                // the letters of the beats, between title and paper
 constexpr double kBlockGapMm = 5;

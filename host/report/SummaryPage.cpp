@@ -7,24 +7,29 @@
 
 namespace {
 
-constexpr double kLabelMm = 21;
 constexpr int kHeaderLines = 5, kRecordLines = 3, kResultLines = 4;  // of a text at most
-constexpr double kResultLabelMm = 35;
 constexpr double kColumnGapMm = 6;
 constexpr double kLowestPlotMm = 25, kTallestPlotMm = 85;
 constexpr double kPlotLeftMm = 9, kPlotRightMm = 5, kPlotAboveMm = 12,
                  kPlotBelowMm = 6;  // of titles and figures
 constexpr double kConclusionMm = 30;
 constexpr double kMostCautionsMm = 45;
-constexpr double kGapMm = 4;
+constexpr double kPartGapMm = 4;
 constexpr double kBelowTitleMm = 5;
 
 double ColumnMm(double widthMm) { return (widthMm - kColumnGapMm) / 2; }
 
+// As wide as the widest label, but leaves the values half of the column.
+double LabelMm(Canvas& canvas, double columnMm, const std::vector<Fact>& facts) {
+    constexpr double kBetweenMm = 3;
+    double widest = 0;
+    for (const Fact& fact : facts) widest = std::max(widest, canvas.MeasureText(fact.label, kMutedStyle));
+    return std::min(widest + kBetweenMm, columnMm / 2);
+}
+
 // Facts in two columns, about as long as each other. Returns the height used, mm.
-double DrawColumns(Canvas& canvas, const Box& box, double labelMm, int lines,
-                   const std::vector<Fact>& facts) {
-    const double width = ColumnMm(box.width);
+double DrawColumns(Canvas& canvas, const Box& box, int lines, const std::vector<Fact>& facts) {
+    const double width = ColumnMm(box.width), labelMm = LabelMm(canvas, width, facts);
     const auto middle = facts.begin() + (std::ssize(facts) + 1) / 2;
     return std::max(
         DrawFacts(canvas, {box.x, box.y, width, 0}, labelMm, lines, {facts.begin(), middle}),
@@ -35,10 +40,10 @@ double DrawColumns(Canvas& canvas, const Box& box, double labelMm, int lines,
 // the height used, mm.
 double DrawHeader(Canvas& canvas, const Findings& findings, const Box& box) {
     double y = box.y - 1;
-    y += DrawColumns(canvas, {box.x, y, box.width, 0}, kLabelMm, kHeaderLines, ListPatient(findings));
+    y += DrawColumns(canvas, {box.x, y, box.width, 0}, kHeaderLines, ListPatient(findings));
     canvas.DrawLine({box.x, y + 0.3}, {box.Right(), y + 0.3}, {kRule, 0.2});
     y += 1.5;
-    y += DrawColumns(canvas, {box.x, y, box.width, 0}, kLabelMm, kRecordLines, ListFacts(findings));
+    y += DrawColumns(canvas, {box.x, y, box.width, 0}, kRecordLines, ListFacts(findings));
     return y - box.y;
 }
 
@@ -59,7 +64,7 @@ double DrawCautions(Canvas& canvas, const Findings& findings, const Box& box) {
         if (isLast) break;
     }
     canvas.DrawLine({box.x + 0.5, box.y}, {box.x + 0.5, y}, {kAccent, 1});
-    return y - box.y + kGapMm;
+    return y - box.y + kPartGapMm;
 }
 
 // Room to write by hand.
@@ -78,16 +83,17 @@ void DrawConclusion(Canvas& canvas, const Language& tr, const Box& box) {
 double DrawFindings(Canvas& canvas, const Findings& findings, const Box& body) {
     const auto rest = [&](double y) { return Box{body.x, y, body.width, body.Bottom() - y}; };
     double y = body.y + 2;
-    y += DrawHeader(canvas, findings, rest(y)) + kGapMm;
+    y += DrawHeader(canvas, findings, rest(y)) + kPartGapMm;
     y += DrawCautions(canvas, findings, rest(y));
     canvas.DrawText({body.x, y + 3.5}, findings.tr("Results"), kSectionStyle);
     y += kBelowTitleMm;
-    y += DrawColumns(canvas, rest(y), kResultLabelMm, kResultLines, ListResults(findings)) + kGapMm;
-    const double plotMm = std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kGapMm);
+    y += DrawColumns(canvas, rest(y), kResultLines, ListResults(findings)) + kPartGapMm;
+    const double plotMm =
+        std::min(kTallestPlotMm, body.Bottom() - y - kPlotAboveMm - kPlotBelowMm - kPartGapMm);
     if (plotMm < kLowestPlotMm) return y;  // it stands among the trends
     DrawRateTrend(canvas, findings,
                   {body.x + kPlotLeftMm, y + kPlotAboveMm, body.width - kPlotLeftMm - kPlotRightMm, plotMm});
-    return y + kPlotAboveMm + plotMm + kPlotBelowMm + kGapMm;
+    return y + kPlotAboveMm + plotMm + kPlotBelowMm + kPartGapMm;
 }
 
 // All but the room for the conclusion.
@@ -121,15 +127,16 @@ std::vector<Fact> ListCutFacts(const Findings& findings) {
     const ScratchCanvas scratch;
     const bool isPageCut = DrawFindings(*scratch, findings, body) > body.Bottom();
     std::vector<Fact> cut;
-    const auto keepCut = [&](const std::vector<Fact>& facts, double labelMm, int lines) {
+    const auto keepCut = [&](const std::vector<Fact>& facts, int lines) {
+        const double labelMm = LabelMm(*scratch, columnMm, facts);
         for (const Fact& fact : facts)
             if (isPageCut ||
                 (*scratch).DrawParagraph({0, 0}, columnMm - labelMm, kAllLines, fact.value, kTextStyle) >
                     (*scratch).DrawParagraph({0, 0}, columnMm - labelMm, lines, fact.value, kTextStyle))
                 cut.push_back(fact);
     };
-    keepCut(ListPatient(findings), kLabelMm, kHeaderLines);
-    keepCut(ListFacts(findings), kLabelMm, kRecordLines);
-    keepCut(ListResults(findings), kResultLabelMm, kResultLines);
+    keepCut(ListPatient(findings), kHeaderLines);
+    keepCut(ListFacts(findings), kRecordLines);
+    keepCut(ListResults(findings), kResultLines);
     return cut;
 }

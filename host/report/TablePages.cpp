@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr double kTitleMm = 6.5;  // above a table
-constexpr double kGapMm = 5;      // between tables
+constexpr double kTableTitleMm = 6.5;  // above a table
+constexpr double kTableGapMm = 5;      // between tables
 constexpr std::size_t kFewestRows = 4;
 
 // A part of a table and its place on the page.
@@ -27,7 +27,7 @@ struct Piece {
 std::vector<std::vector<Piece>> FlowTables(const std::vector<ReportTable>& tables, double heightMm) {
     std::vector<std::vector<Piece>> pages;
     const auto rowsIn = [](double mm) {
-        return static_cast<std::size_t>(std::max(0.0, mm - kTitleMm - kHeadRowsMm) / kRowMm);
+        return static_cast<std::size_t>(std::max(0.0, mm - kTableTitleMm - kHeadRowsMm) / kRowMm);
     };
     double y = heightMm;
     for (const ReportTable& made : tables) {
@@ -42,7 +42,7 @@ std::vector<std::vector<Piece>> FlowTables(const std::vector<ReportTable>& table
             }
             const std::size_t rows = std::min(left, rowsIn(heightMm - y));
             pages.back().push_back({table, first, rows, y});
-            y += kTitleMm + kHeadRowsMm + static_cast<double>(rows) * kRowMm + kGapMm;
+            y += kTableTitleMm + kHeadRowsMm + static_cast<double>(rows) * kRowMm + kTableGapMm;
             first += rows;
         }
     }
@@ -53,7 +53,7 @@ void DrawPieces(Canvas& canvas, const Language& tr, const Box& contents, const s
     for (const Piece& piece : pieces) {
         const double y = contents.y + piece.top;
         canvas.DrawText({contents.x, y + 3.5}, piece.Title(tr), kSectionStyle, contents.width);
-        DrawTable(canvas, {contents.x, y + kTitleMm, contents.width, 0}, *piece.table, piece.first,
+        DrawTable(canvas, {contents.x, y + kTableTitleMm, contents.width, 0}, *piece.table, piece.first,
                   piece.rows);
     }
 }

@@ -19,7 +19,7 @@ constexpr double kMostSlope = 8;
 constexpr double kPerFigureMm = 3;  // height
 
 // Of a page, mm: of a plot's title, of the names of stages below it, of the figures of time.
-constexpr double kTitleMm = 5, kStageNamesMm = 7, kTimeMm = 6;
+constexpr double kPlotTitleMm = 5, kStageNamesMm = 7, kTimeMm = 6;
 constexpr double kLeftMm = 9, kRightMm = 5;  // of the figures beside a plot
 constexpr double kRateMm = 30, kPressureMm = 20, kMetsMm = 12;
 constexpr double kLeadGapMm = 3;
@@ -76,8 +76,8 @@ struct LeadBoxes {
 LeadBoxes SplitCell(const Box& cell) {
     constexpr double kBetweenMm = 3.5, kSlopePart = 0.34;
     const double x = cell.x + kLeftMm, width = cell.width - kLeftMm - kRightMm;
-    const double height = cell.height - kTitleMm - kBetweenMm - kTimeMm, slopeMm = kSlopePart * height;
-    const Box level{x, cell.y + kTitleMm, width, height - slopeMm};
+    const double height = cell.height - kPlotTitleMm - kBetweenMm - kTimeMm, slopeMm = kSlopePart * height;
+    const Box level{x, cell.y + kPlotTitleMm, width, height - slopeMm};
     return {level, {x, level.Bottom() + kBetweenMm, width, slopeMm}};
 }
 
@@ -139,7 +139,7 @@ void DrawLeadTrend(Canvas& canvas, const Findings& findings, std::size_t lead, c
 TrendPlot BeginRow(Canvas& canvas, const Findings& findings, const Box& box, const ValueAxis& values,
                    const char* title) {
     const TrendPlot plot(box, ChooseTimeAxis(findings.result.seconds, 24), values);
-    canvas.DrawText({box.x - kLeftMm, box.y - 1.6}, findings.tr(title), {8, true, kInk});
+    canvas.DrawText({box.x, box.y - 1.6}, findings.tr(title), {8, true, kInk});
     plot.DrawStages(canvas, findings.exercise.stages, false);
     plot.DrawAxes(canvas, true);
     return plot;
@@ -188,18 +188,18 @@ void DrawTrends(Canvas& canvas, const Findings& findings, const Box& contents, s
     const auto row = [&](double top, double heightMm) {
         return Box{contents.x + kLeftMm, top, contents.width - kLeftMm - kRightMm, heightMm};
     };
-    DrawRateTrend(canvas, findings, row(contents.y + kTitleMm + kStageNamesMm, kRateMm));
+    DrawRateTrend(canvas, findings, row(contents.y + kPlotTitleMm + kStageNamesMm, kRateMm));
 
     double bottom = contents.Bottom() - kCaptionMm;
     const auto addRow = [&](double heightMm, auto draw) {
         bottom -= kTimeMm + heightMm;
         draw(canvas, findings, row(bottom, heightMm));
-        bottom -= kTitleMm;
+        bottom -= kPlotTitleMm;
     };
     if (!std::isnan(exercise.capacity.mets)) addRow(kMetsMm, DrawMets);
     if (!exercise.pressures.empty()) addRow(kPressureMm, DrawPressures);
 
-    const double top = contents.y + kTitleMm + kStageNamesMm + kRateMm + kTimeMm + 1;
+    const double top = contents.y + kPlotTitleMm + kStageNamesMm + kRateMm + kTimeMm + 1;
     const Box area{contents.x, top, contents.width, bottom - top};
     const LeadGrid grid = ChooseHighGrid(count);
     const LeadBoxes boxes = SplitCell(grid.Cell(area, 0, kLeadGapMm));

@@ -13,7 +13,7 @@ namespace {
 
 // A pause without readings interrupts a course where it is this long and can be seen.
 constexpr double kGapSeconds = 30;
-constexpr double kGapMm = 0.5;
+constexpr double kPlotGapMm = 0.5;
 // Where readings are denser than this, their spread is drawn in a pale tone and their median over it.
 constexpr double kDensePerMm = 8;
 constexpr double kMedianColumnMm = 0.5;
@@ -192,7 +192,8 @@ void TrendPlot::DrawCourse(Canvas& canvas, const std::vector<TrendPoint>& readin
     for (std::size_t i = 0; i < readings.size(); ++i) {
         const TrendPoint& reading = readings[i];
         const double pause = i > 0 ? reading.seconds - readings[i - 1].seconds : 0;
-        if (pause > kGapSeconds && X(pause) - X(0) > kGapMm) points.push_back({X(reading.seconds), kNothing});
+        if (pause > kGapSeconds && X(pause) - X(0) > kPlotGapMm)
+            points.push_back({X(reading.seconds), kNothing});
         const double y = std::isfinite(reading.value)
                              ? Y(std::clamp(reading.value, m_values.from, m_values.to))
                              : kNothing;

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr double kMatchSeconds = 0.15 + 1e-6;  // 150 ms as EC57 sets it, plus floating-point slack
-constexpr double kPassingSeconds = 10;          // normal beats farther apart do not belong to one hole
+constexpr double kPassingSeconds = 10;         // normal beats farther apart do not belong to one hole
 
 double Part(std::ptrdiff_t part, std::ptrdiff_t rest) {
     return part + rest > 0 ? static_cast<double>(part) / static_cast<double>(part + rest) : kNothing;

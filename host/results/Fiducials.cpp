@@ -22,7 +22,7 @@ double AllButOne(std::vector<double> values, Before before) {
     return values[values.size() >= kEnoughForAnOutlier ? 1 : 0];
 }
 
-OffsetSize SizeOf(const std::vector<double>& offsetsMs) {
+OffsetSize SizeOfOffsets(const std::vector<double>& offsetsMs) {
     OffsetSize size{0, kNothing, kNothing};
     double sum = 0, squares = 0;
     for (const double offset : offsetsMs) {
@@ -80,5 +80,5 @@ FiducialScore ScoreFiducials(const StressResult& result, const std::vector<QrsMa
     }
     for (std::vector<double>* offsets : {&onsets, &ends})
         std::erase_if(*offsets, [](double offset) { return std::isnan(offset); });
-    return {marks.size(), SizeOf(onsets), SizeOf(ends)};
+    return {marks.size(), SizeOfOffsets(onsets), SizeOfOffsets(ends)};
 }

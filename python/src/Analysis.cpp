@@ -86,7 +86,7 @@ nb::dict Result::Arrays() const {
             const double levelUv = beat.levelUv[lead];
             change.push_back(levelUv - referenceUv[lead]);
             sthr.push_back(STHRindex(levelUv, beat.bpm));
-            const qz::STMeasure& at = beat.st[lead];
+            const STPoints& at = beat.st[lead];
             st.insert(st.end(), {at.jUv, at.j20Uv, at.j60Uv, at.j80Uv});
         }
     }

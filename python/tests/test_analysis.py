@@ -47,7 +47,9 @@ def test_json_is_the_programs_to_the_byte(
     record = str(tmp_path / f"test{ending}")
     recording.write(record)
     assert np.array_equal(read(record).signal, recording.signal)
-    for number, (options, arguments) in enumerate(OPTIONS):
+    course = tmp_path / "stages.txt"
+    course.write_text("0 0 Rest\n11 50\n65 0 Recovery\n")
+    for number, (options, arguments) in enumerate((*OPTIONS, ({"stages": course}, [f"--stages={course}"]))):
         told = tmp_path / f"{number}.json"
         command = [program, "analyze", record, "--quiet", f"--json={told}", *arguments]
         subprocess.run(command, check=True, capture_output=True)

@@ -66,9 +66,9 @@ TEST(ScoreFolding, FindsTheLongestRowOfNormalBeatsWithoutST) {
     std::vector<MarkedBeat> reference = Beats("NLeNVNN");
     for (const MarkedBeat& beat : Beats("NNN", 30)) reference.push_back(beat);
     const std::deque<STReading> folded{{1.1, 60, {nothing, 5}, {0, 0}},
-                                        {2.1, 60, {nothing, nothing}, {0, 0}},
-                                        {5, 60, {1, 1}, {0, 0}},
-                                        {7.16, 60, {1, 1}, {0, 0}}};
+                                       {2.1, 60, {nothing, nothing}, {0, 0}},
+                                       {5, 60, {1, 1}, {0, 0}},
+                                       {7.16, 60, {1, 1}, {0, 0}}};
     FoldingScore score = ScoreFolding(folded, reference, {});
     EXPECT_EQ(score.normal, 9);
     EXPECT_EQ(score.folded, 2);

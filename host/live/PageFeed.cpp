@@ -1,0 +1,152 @@
+#include "host/live/PageFeed.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::chrono::milliseconds kStateEvery{250}, kBeatsEvery{1000};
+constexpr std::size_t kMostInbox = 1000, kKeptEvents = 500;
+
+double WallMs() {
+    using namespace std::chrono;
+    return duration<double, std::milli>(system_clock::now().time_since_epoch()).count();
+}
+
+/// The lowest and the highest sample of each stretch of `per` frames, per lead, one value after the other.
+std::vector<short> Envelope(const std::vector<short>& samples, std::size_t chn, std::size_t per) {
+    const std::size_t frames = samples.size() / chn;
+    std::vector<short> envelope;
+    for (std::size_t from = 0; from < frames; from += per) {
+        const std::size_t to = std::min(frames, from + per);
+        std::vector<short> lowest(chn, kMissing), highest(chn, kMissing);
+        for (std::size_t i = from * chn; i < to * chn; ++i) {
+            if (samples[i] == kMissing) continue;
+            short& low = lowest[i % chn];
+            low = low == kMissing ? samples[i] : std::min(low, samples[i]);
+            highest[i % chn] = std::max(highest[i % chn], samples[i]);
+        }
+        envelope.insert(envelope.end(), lowest.begin(), lowest.end());
+        envelope.insert(envelope.end(), highest.begin(), highest.end());
+    }
+    return envelope;
+}
+
+}  // namespace
+
+PageFeed::PageFeed(const ServerOptions& options, LiveTest& test, const TestFolder& folder,
+                   std::string protocol, bool isView)
+    : m_test(test),
+      m_folder(folder),
+      m_protocol(std::move(protocol)),
+      m_isView(isView),
+      m_server(options, [this](int client, std::string text) {
+          const std::lock_guard lock(m_mutex);
+          if (m_inbox.size() < kMostInbox) m_inbox.emplace_back(client, std::move(text));
+      }) {}
+
+void PageFeed::SendText(std::string text, int client, LiveServer::Kind kind) {
+    m_server.Send({std::make_shared<const std::string>(std::move(text)), kind, false}, client);
+}
+
+void PageFeed::Greet(int client) {
+    SendText(HelloMessage(m_test.Info(), m_protocol, m_isView), client);
+    SendText(TrendMessage(m_test.Trend(), 0, true), client);
+    SendText(EventsMessage({m_events.begin(), m_events.end()}), client);
+    SendText(FindsMessage(m_test.Finds()), client);
+    if (!m_state.empty()) SendText(m_state, client);
+    if (!m_results.empty()) SendText(m_results, client);
+    m_nextState = m_nextBeats = {};
+}
+
+std::vector<PageFeed::Asked> PageFeed::Listen() {
+    std::deque<std::pair<int, std::string>> inbox;
+    {
+        const std::lock_guard lock(m_mutex);
+        inbox.swap(m_inbox);
+    }
+    std::vector<Asked> commands;
+    for (const auto& [client, text] : inbox) {
+        if (text.empty()) {
+            Greet(client);
+            continue;
+        }
+        const PageRequest request = ParsePageRequest(text);
+        if (request.ping) SendText(PongMessage(*request.ping, WallMs()), client);
+        if (request.signal) SendSignal(client, *request.signal);
+        if (request.command) commands.push_back({client, request.name, *request.command});
+    }
+    return commands;
+}
+
+void PageFeed::Answer(const Asked& asked, bool isDone) {
+    SendText(DoneMessage(asked.name, isDone), asked.client);
+    m_nextState = m_nextBeats = {};
+}
+
+void PageFeed::SendSignal(int client, const SignalRequest& request) {
+    const std::size_t chn = m_test.Info().leads.size();
+    std::vector<short> samples = m_folder.Read(request.fromFrame, static_cast<std::size_t>(request.frames));
+    const auto per = static_cast<std::size_t>(request.framesPerValue);
+    if (per > 1) samples = Envelope(samples, chn, per);
+    const SignalHead head{2, request.number, static_cast<double>(request.fromFrame), WallMs(),
+                          static_cast<std::uint32_t>(per)};
+    m_server.Send(
+        {std::make_shared<const std::string>(SignalMessage(head, chn, samples.data(), samples.size() / chn)),
+         LiveServer::Kind::Kept, true},
+        client);
+}
+
+void PageFeed::ShowSignal(const short* frames, std::size_t count) {
+    if (count == 0 || m_server.Clients() == 0) return;
+    const SignalHead head{1, 0, static_cast<double>(m_test.State().frames - static_cast<long long>(count)),
+                          WallMs()};
+    m_server.Send(
+        {std::make_shared<const std::string>(SignalMessage(head, m_test.Info().leads.size(), frames, count)),
+         LiveServer::Kind::Signal, true});
+}
+
+void PageFeed::ShowEvents(const std::vector<live::Event>& events) {
+    m_events.insert(m_events.end(), events.begin(), events.end());
+    while (m_events.size() > kKeptEvents) m_events.pop_front();
+    if (!events.empty() && m_server.Clients() > 0) SendText(EventsMessage(events));
+}
+
+void PageFeed::Show(const LiveStatus& source, const std::string& trouble, bool now) {
+    const std::vector<live::BeatMark> marks = m_test.TakeBeatMarks();
+    const auto time = Clock::now();
+    if (!now && m_server.Clients() == 0) {
+        m_state.clear();
+        return;
+    }
+    if (!marks.empty()) SendText(BeatMarksMessage(marks), 0, LiveServer::Kind::Signal);
+    if (!now && time < m_nextState) return;
+    m_nextState = time + kStateEvery;
+    m_state = StateMessage(m_test.State(), source, trouble, m_test.Info().SecondsOf(m_folder.Frames()));
+    SendText(m_state, 0, LiveServer::Kind::State);
+    // A trend that was thinned out is told anew.
+    const std::vector<live::TrendRow>& trend = m_test.Trend();
+    const double second = trend.size() > 1 ? trend[1].seconds : -1;
+    const bool isOther = trend.size() < m_trendRows || (m_trendRows > 1 && second != m_trendSecond);
+    if (trend.size() != m_trendRows || isOther)
+        SendText(TrendMessage(trend, isOther ? 0 : m_trendRows, isOther));
+    if (trend.size() != m_trendRows || m_test.State().hasEnded) {
+        std::string finds = FindsMessage(m_test.Finds());
+        if (finds != m_finds) SendText(m_finds = std::move(finds));
+    }
+    m_trendRows = trend.size();
+    m_trendSecond = second;
+    if (!now && time < m_nextBeats) return;
+    m_nextBeats = time + kBeatsEvery;
+    const live::Beats beats = m_test.Beats();
+    if (!beats.uV.empty()) SendText(BeatsMessage(beats, m_test.Info().fs), 0, LiveServer::Kind::Beats);
+}
+
+void PageFeed::ShowResults(const std::vector<std::string>& names, const std::string& why) {
+    m_results = ResultsMessage(names, why);
+    for (const std::string& name : names) {
+        const bool isPdf = name.ends_with(".pdf");
+        m_server.Offer(name, isPdf ? "application/pdf" : "application/octet-stream",
+                       m_folder.Name() + "/results/" + name);
+    }
+    SendText(m_results);
+}

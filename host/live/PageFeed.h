@@ -1,0 +1,66 @@
+// PageFeed: what the pages are told of a running test, and what they ask for.
+//
+//   LiveTest, TestFolder --> PageFeed --messages--> LiveServer --> pages
+//                       <--commands-- inbox <--texts--
+//
+// It belongs to the thread of the test; only its inbox is shared with the server's. While no page is open it
+// does next to nothing.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/live/LiveJson.h"
+#include "host/live/LiveServer.h"
+#include "host/live/LiveTest.h"
+#include "host/live/TestFolder.h"
+
+class PageFeed {
+public:
+    /// Keeps references to the test and the folder. Throws HostError as LiveServer does.
+    PageFeed(const ServerOptions& options, LiveTest& test, const TestFolder& folder, std::string protocol,
+             bool isView = false);
+
+    std::string Url() const { return m_server.Url(); }
+    /// Answers what pages ask for and returns their commands, in order, each with the client that waits for
+    /// an answer.
+    struct Asked {
+        int client = 0;
+        std::string name;
+        live::Command command;
+    };
+    std::vector<Asked> Listen();
+    void Answer(const Asked& asked, bool isDone);
+
+    /// Frames that the test has just taken.
+    void ShowSignal(const short* frames, std::size_t count);
+    void ShowEvents(const std::vector<live::Event>& events);
+    /// State, beats and trend, as often as they are due; `now` at once.
+    void Show(const LiveStatus& source, const std::string& trouble, bool now = false);
+    /// The results lie in the folder; or `why` there are none.
+    void ShowResults(const std::vector<std::string>& names, const std::string& why);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void Greet(int client);
+    void SendSignal(int client, const SignalRequest& request);
+    void SendText(std::string text, int client = 0, LiveServer::Kind kind = LiveServer::Kind::Kept);
+
+    LiveTest& m_test;
+    const TestFolder& m_folder;
+    std::string m_protocol;
+    std::mutex m_mutex;
+    std::deque<std::pair<int, std::string>> m_inbox;  // under m_mutex
+    std::deque<live::Event> m_events;                 // the latest, for pages that come later
+    std::size_t m_trendRows = 0;                      // that have been told
+    double m_trendSecond = -1;                        // time of the second of them
+    Clock::time_point m_nextState{}, m_nextBeats{};
+    bool m_isView;
+    std::string m_results, m_state, m_finds;  // the latest messages; empty: none
+    LiveServer m_server;                      // last: its thread ends first
+};

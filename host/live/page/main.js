@@ -1,0 +1,314 @@
+// The page of a running test: takes the monitor's messages, draws, and sends what is asked for.
+
+import { BeatDialog, Tiles } from "./beats.js";
+import { Link } from "./link.js";
+import { Alarms, enableControls, openLimits, showEvents, wireControls } from "./panel.js";
+import { Paper } from "./paper.js";
+import { filterDelayMs, LiveSignal, stretchOf } from "./signal.js";
+import { Trends } from "./trends.js";
+import { clock, language, setLanguage, word } from "./words.js";
+
+const kLiveSeconds = 40;       // that are kept here for the running display
+const kFilterSeconds = 3;      // ahead of a frozen stretch, for the filters to settle
+const kMostMarks = 2000, kMostEvents = 500;
+
+const byId = (id) => document.getElementById(id);
+const paper = new Paper(byId("paper"));
+const trends = new Trends(byId("trends"));
+const kept = (name, otherwise) => localStorage.getItem(`qzstress-${name}`) ?? otherwise;
+const keep = (name, value) => localStorage.setItem(`qzstress-${name}`, value);
+
+let hello = null, state = null, beats = null, live = null, tiles = null, selected = 0;
+let frozen = null;  // { end: frame at the right edge, stretch } while the display stands
+let events = [], latestMs = NaN, isLinked = false, isNew = true, results = null, answerTimer = 0, finds = null;
+
+const link = new Link({
+  opened: () => { isLinked = true; showLink(); },
+  closed: () => { isLinked = false; showLink(); },
+  signal: (head, samples) => {
+    if (!live) return;
+    live.add(head.firstFrame, samples);
+    latestMs = head.wallMs;
+    isNew = true;
+  },
+  object: (message) => {
+    const take = takers[message.type];
+    if (take) take(message);
+  },
+});
+const command = (object) => link.send(object);
+const alarms = new Alarms((number) => command({ do: "acknowledge", value: number }));
+const dialog = new BeatDialog((ms) => command(ms === null ? { do: "st-point" } : { do: "st-point", value: ms }));
+
+const takers = {
+  hello(message) {
+    hello = message;
+    live = new LiveSignal(hello.leads.length, hello.fs, hello.uVpb, kLiveSeconds);
+    paper.fs = hello.fs;
+    paper.names = hello.leads;
+    paper.shownLeads = hello.leads.map((_, lead) => lead);
+    if (hello.leads.length <= 6) byId("columns").value = "1";
+    paper.columns = Number(byId("columns").value);
+    paper.marks = [];
+    tiles = new Tiles(byId("tiles"), hello.leads, select);
+    select(Math.max(0, hello.leads.indexOf("V5")), false);
+    byId("lead-boxes").replaceChildren(...hello.leads.map(leadBox));
+    document.body.classList.toggle("view", hello.view);
+  },
+  state(message) {
+    state = message;
+    if (!hello) return;
+    const mains = /(50|60) Hz/.exec(state.conditioning);
+    live.setMains(mains ? Number(mains[1]) : 0);
+    tiles.show(state);
+    if (!hello.view) alarms.show(state.alarms);
+    enableControls(state);
+    trends.stages = state.stages;
+    showFigures();
+    showLink();
+    if (hello.view && !frozen && state.kept_s > paper.seconds) freeze(true, paper.seconds);
+    byId("position").max = state.kept_s.toFixed(1);
+    if (state.ended && !results) byId("result-links").textContent = word("working");
+    byId("results").hidden = !state.ended || hello.view;
+    dialog.show(beats, state);
+  },
+  beats(message) {
+    beats = message;
+    if (tiles) tiles.draw(beats);
+    dialog.show(beats, state);
+  },
+  trend(message) {
+    trends.take(message);
+    trends.draw();
+  },
+  marks(message) {
+    paper.marks = paper.marks.concat(message.marks).slice(-kMostMarks);
+  },
+  events(message) {
+    // A page that comes again is told all of them.
+    events = message.events.length > 1 && events.length > 0 && message.events[0].s <= events[0].s ? message.events : events.concat(message.events);
+    events = events.slice(-kMostEvents);
+    showEvents(events);
+  },
+  finds(message) {
+    finds = message;
+    byId("to-largest").disabled = finds.largest_s === null;
+    byId("to-ventricular").disabled = finds.ventricular.length === 0;
+    byId("to-gap").disabled = finds.gaps.length === 0;
+  },
+  done(message) {
+    byId("answer").textContent = message.do === "acknowledge" ? "" : message.ok ? word("done") : word("refused");
+    clearTimeout(answerTimer);
+    answerTimer = setTimeout(() => { byId("answer").textContent = ""; }, 5000);
+  },
+  results(message) {
+    results = message;
+    byId("result-links").replaceChildren(...message.files.map((name) => {
+      const anchor = document.createElement("a");
+      anchor.href = `/results/${name}`;
+      anchor.textContent = name;
+      anchor.target = "_blank";
+      return anchor;
+    }));
+    if (message.files.length === 0) byId("result-links").textContent = word("noResults") + message.why;
+    byId("results").hidden = false;
+  },
+};
+
+function showFigures() {
+  byId("bpm").textContent = state.bpm === null ? "–" : Math.round(state.bpm);
+  byId("clock").textContent = clock(state.s);
+  const stage = state.stages[state.stages.length - 1];
+  byId("stage").textContent = stage.power ? `${stage.name} · ${stage.power}` : word(stage.name);
+  const next = state.next_stage_s === null ? "" : ` / ${clock(Math.max(0, state.next_stage_s - state.s))}`;
+  byId("stage-clock").textContent = clock(state.s - stage.s) + next;
+  byId("counts").textContent = `${state.beats} (${state.supraventricular}, ${state.ventricular})`;
+}
+
+function showLink() {
+  const element = byId("link");
+  let text = word("connected"), isBad = false;
+  if (!isLinked) {
+    text = word("disconnected");
+    isBad = true;
+  } else if (hello && hello.view) {
+    text = state && state.ended ? word("viewing") : word("analysing");
+  } else if (state && !state.ended) {
+    const { there, what, hz } = state.source;
+    isBad = !there || state.trouble !== "";
+    if (state.trouble) text = state.trouble;
+    else if (!there) text = `${word("noSource")} ${clock(state.gap_s)}: ${what}`;
+    else if (hz > 0) text = `${word("wrongRate")} ${hz.toFixed(0)} Hz`;
+    else if (!state.learned) text = state.not_learned || word("learning");
+  }
+  element.classList.toggle("bad", isBad);
+  if (element.textContent !== text) element.textContent = text;
+}
+
+function select(lead, isOpened = true) {
+  selected = lead;
+  tiles.tiles.forEach((tile, i) => tile.setAttribute("aria-pressed", String(i === lead)));
+  trends.lead = lead;
+  trends.name = hello.leads[lead];
+  trends.draw();
+  if (isOpened) dialog.open(lead, hello.leads[lead]);
+}
+
+function leadBox(name, lead) {
+  const label = document.createElement("label"), box = document.createElement("input");
+  label.className = "check";
+  box.type = "checkbox";
+  box.checked = true;
+  box.addEventListener("change", () => {
+    const boxes = [...byId("lead-boxes").querySelectorAll("input")];
+    paper.shownLeads = boxes.flatMap((one, i) => one.checked ? [i] : []);
+    isNew = true;
+  });
+  label.append(box, name);
+  return label;
+}
+
+// Freezing: the running display stands still and every place of the test can be shown; the test goes on.
+
+function freeze(isFrozen, seconds = live ? live.end / hello.fs : 0) {
+  if (isFrozen === (frozen !== null) || !live) return;
+  frozen = isFrozen ? { end: live.end, stretch: live } : null;
+  byId("freeze").setAttribute("aria-pressed", String(isFrozen));
+  byId("freeze").textContent = word(isFrozen ? "live" : "freeze");
+  byId("history").hidden = !isFrozen;
+  paper.calipers = null;
+  byId("calipers").textContent = "";
+  if (isFrozen) moveTo(seconds);
+  isNew = true;
+}
+
+async function moveTo(seconds) {
+  const place = frozen;
+  const whole = Math.max(state ? state.kept_s : 0, live.end / hello.fs);
+  const at = Math.min(Math.max(seconds, Math.min(paper.seconds, whole)), whole);
+  place.end = Math.round(at * hello.fs);
+  byId("position").max = whole.toFixed(1);
+  byId("position").value = at;
+  byId("shown").textContent = `${clock(at - paper.seconds)} – ${clock(at)}`;
+  const frames = Math.ceil((paper.seconds + kFilterSeconds) * hello.fs), end = place.end;
+  const { head, samples } = await link.askSignal(end - frames, Math.min(frames, end), 1);
+  if (frozen !== place || place.end !== end) return;
+  place.stretch = stretchOf(head, samples, hello.uVpb, hello.fs, live.mainsHz);
+  isNew = true;
+}
+
+byId("freeze").addEventListener("click", () => freeze(frozen === null));
+byId("position").addEventListener("input", () => moveTo(Number(byId("position").value)));
+byId("back").addEventListener("click", () => moveTo(frozen.end / hello.fs - paper.seconds / 2));
+byId("forward").addEventListener("click", () => moveTo(frozen.end / hello.fs + paper.seconds / 2));
+byId("to-largest").addEventListener("click", () => {
+  select(hello.leads.indexOf(finds.largest_lead), false);
+  moveTo(finds.largest_s + paper.seconds / 2);
+});
+// The first place behind what is shown in the middle; behind the last the first again.
+function jump(places) {
+  const now = frozen.end / hello.fs - paper.seconds / 2;
+  moveTo((places.find((seconds) => seconds > now + 0.5) ?? places[0]) + paper.seconds / 2);
+}
+byId("to-ventricular").addEventListener("click", () => jump(finds.ventricular));
+byId("to-gap").addEventListener("click", () => jump(finds.gaps.map((gap) => gap[0])));
+byId("trends").addEventListener("click", (event) => {
+  if (!live) return;
+  freeze(true);
+  moveTo(trends.secondsAt(event.offsetX) + paper.seconds / 2);
+});
+byId("paper").addEventListener("keydown", (event) => {
+  const steps = { ArrowLeft: -0.2, ArrowRight: 0.2, PageUp: -paper.seconds, PageDown: paper.seconds, Home: -1e9, End: 1e9 };
+  if (event.key === " ") freeze(frozen === null);
+  else if (frozen && event.key in steps) moveTo(frozen.end / hello.fs + steps[event.key]);
+  else return;
+  event.preventDefault();
+});
+
+// Calipers: dragging over the paper measures, frozen or not.
+function drag(event) {
+  if (event.buttons === 0) return;
+  if (event.type === "pointerdown") {
+    byId("paper").setPointerCapture(event.pointerId);
+    freeze(true);
+    paper.calipers = { x0: event.offsetX, y0: event.offsetY, x1: event.offsetX, y1: event.offsetY };
+  }
+  if (!paper.calipers) return;
+  paper.calipers.x1 = event.offsetX;
+  paper.calipers.y1 = event.offsetY;
+  const { ms, mV } = paper.measured();
+  const rate = ms > 100 ? `, ${Math.round(60000 / ms)}/min` : "";
+  byId("calipers").textContent = `${Math.round(ms)} ms, ${mV.toFixed(2)} mV${rate}`;
+  isNew = true;
+}
+byId("paper").addEventListener("pointerdown", drag);
+byId("paper").addEventListener("pointermove", drag);
+
+// Settings.
+
+for (const [id, set] of [["speed", (value) => { paper.mmPerS = value; }], ["gain", (value) => { paper.mmPerMv = value; }],
+  ["columns", (value) => { paper.columns = value; }]]) {
+  byId(id).addEventListener("change", () => {
+    set(Number(byId(id).value));
+    if (frozen) moveTo(frozen.end / hello.fs);
+    isNew = true;
+  });
+}
+byId("filters").addEventListener("change", () => { paper.isFiltered = byId("filters").checked; isNew = true; });
+byId("choose-leads").addEventListener("click", () => byId("leads-dialog").showModal());
+byId("limits").addEventListener("click", () => state && openLimits(state.limits));
+byId("calibrate").addEventListener("click", () => {
+  byId("ruler").style.width = `${100 * paper.pxPerMm}px`;
+  byId("ruler-mm").value = "100";
+  byId("calibrate-dialog").returnValue = "";
+  byId("calibrate-dialog").showModal();
+});
+byId("calibrate-dialog").addEventListener("close", () => {
+  if (byId("calibrate-dialog").returnValue !== "set") return;
+  paper.pxPerMm *= 100 / Number(byId("ruler-mm").value);
+  keep("px-per-mm", paper.pxPerMm);
+  isNew = true;
+});
+byId("language").addEventListener("click", () => chooseLanguage(language() === "en" ? "de" : "en"));
+byId("theme").addEventListener("click", () => chooseTheme(document.documentElement.dataset.theme === "dark" ? "light" : "dark"));
+
+function chooseLanguage(name) {
+  keep("language", name);
+  setLanguage(name);
+  byId("freeze").textContent = word(frozen ? "live" : "freeze");
+  showLink();
+  if (state && hello) takers.state(state);
+  showEvents(events);
+}
+
+function chooseTheme(name) {
+  keep("theme", name);
+  document.documentElement.dataset.theme = name;
+  isNew = true;
+  if (beats && tiles) tiles.draw(beats);
+  trends.draw();
+}
+
+// Drawing, as often as the screen asks and something is new.
+let delayShownAt = 0;
+function draw(now) {
+  requestAnimationFrame(draw);
+  if (!isNew || !hello) return;
+  isNew = false;
+  if (frozen) paper.draw(frozen.stretch, frozen.end);
+  else paper.draw(live, live.end);
+  if (now - delayShownAt < 500 || Number.isNaN(latestMs)) return;
+  delayShownAt = now;
+  const ms = Math.max(0, Date.now() - latestMs) + (paper.isFiltered ? filterDelayMs : 0);
+  byId("delay").textContent = `${Math.round(ms)} ms`;
+}
+
+paper.pxPerMm = Number(kept("px-per-mm", paper.pxPerMm)) || paper.pxPerMm;
+wireControls(command);
+setLanguage(kept("language", navigator.language.startsWith("de") ? "de" : "en"));
+chooseTheme(kept("theme", matchMedia("(prefers-color-scheme: dark)").matches ? "dark" : "light"));
+addEventListener("resize", () => { isNew = true; trends.draw(); if (beats && tiles) tiles.draw(beats); });
+requestAnimationFrame(draw);
+
+/** For whoever tests the page in a browser. */
+window.qzstress = { state: () => state, hello: () => hello, beats: () => beats, live: () => live, frozen: () => frozen, link, delayMs: () => Date.now() - latestMs };

@@ -1,0 +1,232 @@
+"""The server of a live test against pages that are slow, many or hostile, and against strangers.
+
+Usage: server_test.py QZSTRESS [SEED]
+"""
+import base64
+import json
+import os
+import random
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+program = sys.argv[1]
+seed = int(sys.argv[2]) if len(sys.argv) > 2 else random.randrange(1 << 30)
+print(f"seed {seed}")
+chance = random.Random(seed)
+work = tempfile.TemporaryDirectory()
+
+
+class Monitor:
+    """A running test of the simulated patient, and its page's address."""
+
+    def __init__(self, name, *options):
+        self.folder = os.path.join(work.name, name)
+        words = [program, "monitor", "sim", "--speed", "30", "--port", "0", "--out", self.folder, *options]
+        self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.process.stdout.readline()
+        self.url = self.process.stdout.readline().split()[1]
+        self.port = int(self.url.split(":")[2].split("/")[0])
+
+    def seconds_kept(self):
+        return os.path.getsize(self.folder + "/test.dat") / 24 / 500
+
+    def end(self):
+        self.process.send_signal(signal.SIGINT)
+        assert self.process.wait(60) == 0
+
+
+def connect(port):
+    door = socket.create_connection(("127.0.0.1", port))
+    door.settimeout(15)
+    return door
+
+
+def read_all(door):
+    data = b""
+    try:
+        while block := door.recv(1 << 16):
+            data += block
+    except ConnectionResetError:
+        pass
+    return data
+
+
+def get(monitor, path, method="GET", host=None, **fields):
+    """Status, fields and body of an answer."""
+    with connect(monitor.port) as door:
+        lines = [f"{method} {path} HTTP/1.1", f"Host: {host or f'127.0.0.1:{monitor.port}'}", "Connection: close"]
+        lines += [f"{name.replace('_', '-')}: {value}" for name, value in fields.items()]
+        door.sendall("\r\n".join(lines + ["", ""]).encode())
+        head, _, body = read_all(door).partition(b"\r\n\r\n")
+    return (int(head.split()[1]) if head else 0), head.decode(), body
+
+
+class Page:
+    """A WebSocket of a page."""
+
+    def __init__(self, monitor, origin=None, **fields):
+        self.door = connect(monitor.port)
+        host = f"127.0.0.1:{monitor.port}"
+        lines = ["GET /live HTTP/1.1", f"Host: {host}", "Upgrade: websocket", "Connection: Upgrade",
+                 f"Sec-WebSocket-Key: {base64.b64encode(bytes(16)).decode()}", "Sec-WebSocket-Version: 13",
+                 f"Origin: {origin or 'http://' + host}"] + [f"{name}: {value}" for name, value in fields.items()]
+        self.door.sendall("\r\n".join(lines + ["", ""]).encode())
+        self.data = b""
+        while b"\r\n\r\n" not in self.data:
+            block = self.door.recv(1 << 16)
+            if not block:
+                break
+            self.data += block
+        head, _, self.data = self.data.partition(b"\r\n\r\n")
+        self.status = int(head.split()[1])
+
+    def send(self, data, opcode=1):
+        data = data.encode() if isinstance(data, str) else data
+        length = struct.pack("!B", 128 | len(data)) if len(data) < 126 else struct.pack("!BH", 254, len(data))
+        mask = bytes(4)  # an empty mask leaves the data as they are
+        self.door.sendall(bytes([128 | opcode]) + length + mask + data)
+
+    def take(self, count):
+        while len(self.data) < count:
+            block = self.door.recv(1 << 20)
+            if not block:
+                raise EOFError
+            self.data += block
+        taken, self.data = self.data[:count], self.data[count:]
+        return taken
+
+    def receive(self, wanted):
+        """The next message that is `wanted`: a type of JSON, or "signal"."""
+        while True:
+            first, length = self.take(2)
+            if length == 126:
+                length, = struct.unpack("!H", self.take(2))
+            elif length == 127:
+                length, = struct.unpack("!Q", self.take(8))
+            data = self.take(length)
+            if first & 15 == 8:
+                raise EOFError
+            if first & 15 == 2 and wanted == "signal":
+                return data
+            if first & 15 == 1 and (message := json.loads(data))["type"] == wanted:
+                return message
+
+    def is_closed(self):
+        try:
+            self.receive("never")
+        except (EOFError, OSError):
+            return True
+
+
+monitor = Monitor("plain")
+
+# The page, and nothing else.
+status, head, body = get(monitor, "/")
+assert status == 200 and b"<!DOCTYPE html>" in body and "Content-Security-Policy: default-src 'none'" in head
+assert get(monitor, "/main.js")[0] == 200
+for path in ["/../journal.jsonl", "/results/report.pdf", "/results/../test.dat", "/%2e%2e/test.dat", "//etc/passwd", "/index.html",
+             "/?token=", "http://127.0.0.1/", "*"]:
+    assert get(monitor, path)[0] in (400, 404), path
+assert get(monitor, "/", "POST")[0] == 405
+assert get(monitor, "/", host="patient.example:80")[0] == 421  # a name that leads here
+assert get(monitor, "/", host=f"localhost:{monitor.port}")[0] == 200
+assert get(monitor, "/", Cookie="a" * 9000)[0] in (0, 400, 431)
+with connect(monitor.port) as door:
+    door.sendall(bytes(chance.randrange(256) for _ in range(4096)) + b"\r\n\r\n")
+    read_all(door)  # until it is closed
+for origin in ["http://patient.example", "null", f"http://localhost:{monitor.port}"]:
+    assert Page(monitor, origin).status == 403, origin
+
+# A page is told all, and is answered.
+page = Page(monitor)
+assert page.status == 101
+hello = page.receive("hello")
+assert hello["fs"] == 500 and len(hello["leads"]) == 12
+time.sleep(1)
+page.send('{"signal": 7, "from": 1000, "frames": 500, "per": 1}')
+while (data := page.receive("signal"))[0] != 2:
+    pass
+with open(monitor.folder + "/test.dat", "rb") as file:
+    file.seek(1000 * 24)
+    assert data[32:] == file.read(500 * 24), "the kept signal is another one"
+page.send('{"do": "start"}')
+assert page.receive("done")["ok"]
+page.send('{"do": "pressure", "value": 140, "other": 85}')
+assert page.receive("done")["ok"]
+page.send('{"do": "pressure", "value": 14, "other": 85}')
+assert not page.receive("done")["ok"]
+page.send('{"do": "mark", "text": "' + 201 * "x" + '"}')  # too long: no answer
+
+# Nonsense is passed over, and too much of it ends the connection.
+for text in ["", "{}", "[]", "null", "7", '"do"', "{", "[" * 4000, '{"do":' * 600, '{"do": 1}', '{"do": "fly"}', '{"ping": "x"}',
+             '{"signal": -1}', '{"signal": 1, "from": 1e99, "frames": 1, "per": 1}', '{"signal": 1, "from": 0, "frames": 1e9, "per": 1}',
+             '{"signal": 1, "from": 0, "frames": 5, "per": 0}', "\x00", "\u00fc\ud7ff"]:
+    page.send(text)
+page.send('{"do": "mark", "text": "here"}')
+assert page.receive("done")["ok"]
+for opcode, data in [(2, b"binary"), (1, b"\xff\xfe"), (1, b"x" * 4097), (7, b""), (9, b"x" * 126)]:
+    hostile = Page(monitor)
+    hostile.send(data, opcode)
+    assert hostile.is_closed(), (opcode, data[:8])
+hostile = Page(monitor)
+for _ in range(60):
+    hostile.send('{"ping": 1}')
+assert hostile.is_closed()
+for _ in range(100):
+    hostile = Page(monitor)
+    try:
+        hostile.door.sendall(bytes(chance.randrange(256) for _ in range(chance.randrange(1, 200))))
+    except OSError:
+        pass
+    hostile.door.close()
+
+# A page that never reads holds nothing up; twenty may be open, and no more.
+time.sleep(0.3)
+stalled = Page(monitor)
+pages = [Page(monitor) for _ in range(18)]
+assert all(one.status == 101 for one in pages)
+assert Page(monitor).status == 503
+before, started = monitor.seconds_kept(), time.monotonic()
+frames = []
+while time.monotonic() < started + 2:
+    frames.append(struct.unpack("<d", page.receive("signal")[8:16])[0])
+pace = (monitor.seconds_kept() - before) / (time.monotonic() - started)
+assert 20 < pace < 40, f"{pace} times the pace"
+assert len(frames) > 20 and frames == sorted(frames), f"{len(frames)} messages"
+with open(f"/proc/{monitor.process.pid}/status") as file:
+    resident = next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
+assert resident < 200_000, f"{resident} KiB"
+for one in pages + [stalled]:
+    one.door.close()
+
+# The test ends by the page, and its results can be had.
+page.send('{"do": "end", "text": "fatigue"}')
+assert page.receive("results")["files"][0] == "report.pdf"
+assert get(monitor, "/results/report.pdf")[2].startswith(b"%PDF")
+assert get(monitor, "/results/report.pdf?")[0] == 404
+with open(monitor.folder + "/results/result.json") as file:
+    result = json.load(file)
+assert "fatigue" in json.dumps(result["patient"])
+assert '"systolic_mmhg": 140.0' in json.dumps(result), "the pressure is lost"
+monitor.end()
+
+# Beyond the loopback nothing is told without the token.
+monitor = Monitor("open", "--address", "0.0.0.0")
+token = monitor.url.split("token=")[1]
+assert len(token) == 32
+for path in ["/", "/main.js", "/?token=" + "0" * 32, "/?token=" + token[:-1]]:
+    assert get(monitor, path)[0] == 403, path
+status, head, _ = get(monitor, "/?token=" + token)
+assert status == 303 and "HttpOnly; SameSite=Strict" in head and "Location: /\r\n" in head
+cookie = "qzstress=" + token
+assert get(monitor, "/", Cookie="a=b; " + cookie)[0] == 200
+assert get(monitor, "/", Cookie=cookie[:-1])[0] == 403
+assert Page(monitor).status == 403
+assert Page(monitor, Cookie=cookie).status == 101
+monitor.end()
+print("ok")
