@@ -85,7 +85,7 @@ private:
     std::vector<short> m_held;   // the frame before, that missing samples repeat
     std::vector<bool> m_isOffTold;
     bool m_isGap = false;
-    long long m_gapFrames = 0, m_allGapFrames = 0;  // of the gap that goes on, and of all
+    long long m_gapFrames = 0, m_allGapFrames = 0;    // of the gap that goes on, and of all
     std::deque<Levels> m_recent;                      // ST levels of the latest beats
     std::vector<float> m_referenceUv;                 // levels at that point, per lead; empty: none yet
     std::vector<std::vector<float>> m_referenceBeat;  // averaged beats when the reference was set
