@@ -34,8 +34,9 @@ struct WaitingEvent {
 /// seconds.
 class ConditionedQueue {
 public:
-    /// Allocates room for `room` frames, the most that may ever wait.
-    ConditionedQueue(std::size_t chn, int fs, std::size_t room) : m_chn(chn), m_fs(fs), m_frames(chn, room) {}
+    /// For `room` frames, the most that may ever wait.
+    ConditionedQueue(std::size_t chn, int fs, std::size_t room)
+        : m_chn(chn), m_fs(fs), m_frames(chn, static_cast<long long>(room)) {}
     void Add(const short* frame) { m_frames.Push(frame); }
     std::size_t Waiting() const { return static_cast<std::size_t>(m_frames.End() - m_oldest); }
     double OldestSeconds() const { return static_cast<double>(m_oldest) / m_fs; }

@@ -9,12 +9,13 @@ import threading
 import time
 from pathlib import Path
 
+import distributed
 import psutil
 import qzstress
-from distributed import Client, LocalCluster
+from qzstress import archives
 
 SIGNALS = 10  # different ones; further recordings are headers that name one of them
-EMPTY_TASKS = 2000
+EMPTY_TASKS = 1000
 
 
 def make_recordings(folder, recordings, minutes, leads):
@@ -66,6 +67,22 @@ def timed(work, workers):
     return result, time.monotonic() - began, cpu_seconds(workers) - cpu
 
 
+def empty_tasks(client):
+    """Clock and CPU time of client and scheduler for tasks of an archive that do nothing."""
+    job = archives._Job("out", {}, "0123456789abcdef", 600.0)
+    records = {job.key(str(number)): f"s3://bucket/folder/{number}.hea" for number in range(EMPTY_TASKS)}
+    analyze_one, archives._analyze_one = archives._analyze_one, nothing
+    began, cpu = time.monotonic(), time.process_time()
+    for _ in archives._run(distributed, client, job, records, 1):
+        pass
+    archives._analyze_one = analyze_one
+    return time.monotonic() - began, time.process_time() - cpu
+
+
+def nothing(record, key, job):
+    """In place of an analysis."""
+
+
 def size_of(folder):
     return sum(path.stat().st_size for path in folder.rglob("*") if path.is_file())
 
@@ -82,13 +99,11 @@ def main():
         batch_s, after = time.monotonic() - began, os.times()
         batch_cpu = sum(after[2:4]) - sum(before[2:4])
         with (
-            LocalCluster(n_workers=cores, threads_per_worker=1, dashboard_address=":0") as cluster,
-            Client(cluster) as client,
+            distributed.LocalCluster(n_workers=cores, threads_per_worker=1, dashboard_address=":0") as cluster,
+            distributed.Client(cluster) as client,
         ):
             workers = list(client.run(os.getpid).values())
-            _, empty_s, empty_cpu = timed(
-                lambda: client.gather(client.map(int, range(EMPTY_TASKS), pure=False)), workers
-            )
+            empty_s, empty_cpu = empty_tasks(client)
             memory = PeakMemory(workers)
             memory.start()
             own_cpu = -time.process_time()
@@ -113,10 +128,8 @@ def main():
         )
         print("\n| of the archive | |\n|---|---|")
         print(f"| CPU of client and scheduler per recording, ms | {1e3 * own_cpu / recordings:.1f} |")
-        print(
-            f"| empty task, ms until done / ms of CPU in all | {1e3 * empty_s / EMPTY_TASKS:.2f} / "
-            f"{1e3 * empty_cpu / EMPTY_TASKS:.2f} |"
-        )
+        print(f"| task that does nothing, CPU of client and scheduler, ms | {1e3 * empty_cpu / EMPTY_TASKS:.1f} |")
+        print(f"| tasks that do nothing, per second | {EMPTY_TASKS / empty_s:.0f} |")
         print(f"| begun again with nothing to do, s | {again_s:.2f} |")
         print(f"| memory of client with scheduler, MB | {scheduler_mb:.0f} |")
         print(f"| memory of a worker / of its analysis, MB | {worker_mb:.0f} / {memory.of_children:.0f} |")

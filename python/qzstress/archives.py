@@ -137,7 +137,8 @@ def archive(
     told = _checked_options(options or {})
     limit = _checks.number("time_limit_s", time_limit_s, 0)
     tries = _checks.whole("tries", tries, 1, 100)
-    names = find_recordings(records)
+    beside = tuple(str(told[name]) for name in BESIDE if name in told)
+    names = [name for name in find_recordings(records) if not name.endswith(beside)]
     job = _Job(_url(os.fspath(out)), told, _hash_of(told), limit)
     store, root = fsspec.core.url_to_fs(job.out)
     for name in (*TABLES, UNFINISHED):

@@ -139,10 +139,10 @@ def test_stores_of_fsspec_and_files_beside_a_recording(recordings: Path) -> None
     store = fsspec.filesystem("memory")
     store.put(str(recordings), "/in", recursive=True)
     store.pipe_file("/in/b.stages", b"0 0 Rest\n15 100 Work\n")
+    store.pipe_file("/in/b.bp.csv", b"time,systolic,diastolic\n20,150,80\n")
     store.pipe_file("/in/long.hea", b"long/2 1 250 20000\na 10000\nc 10000\n")
-    done = qzstress.archive(
-        "memory://in", "memory://out", options={"stages": ".stages", "fs": 99}, progress=False
-    )
+    beside = {"stages": ".stages", "pressures": ".bp.csv", "fs": 99}
+    done = qzstress.archive("memory://in", "memory://out", options=beside, progress=False)
     assert (done.made, done.failures) == (3, {})
     table = pd.read_parquet("memory://out/summary").set_index("record")
     assert table["options"].to_dict() == {
@@ -151,7 +151,7 @@ def test_stores_of_fsspec_and_files_beside_a_recording(recordings: Path) -> None
         "memory:///in/sub/d.hea": "",
     }
     assert table["length_s"]["memory:///in/long.hea"] == 80
-    for options, made in (({"stages": ".stages", "fs": 99}, 0), ({"mains_hz": 50}, 1)):
+    for options, made in ((beside, 0), ({"mains_hz": 50}, 1)):
         again = qzstress.archive(["memory:///in/b"], "memory://out", options=options, progress=False)
         assert (again.made, again.found) == (made, 1 - made)
     assert pd.read_parquet("memory://out/summary")["options_hash"].nunique() == 2
