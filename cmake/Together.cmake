@@ -7,6 +7,8 @@ function(qz_compile_together target)
         return()
     endif()
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+    # What a class hides in its source is without linkage as before.
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
     get_target_property(sources ${target} SOURCES)
     foreach(source IN LISTS sources)
         get_source_file_property(group ${source} UNITY_GROUP)

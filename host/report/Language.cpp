@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::string_view kGap = "{}";
+constexpr std::string_view kBlank = "{}";
 
 const std::array<Language, 2>& AllLanguages() {
     static const std::array<Language, 2> all{Language("en", {}), Language("de", kGermanPhrases)};
@@ -17,15 +17,15 @@ const std::array<Language, 2>& AllLanguages() {
 // Letters of its own: those it begins with, and all.
 std::pair<std::size_t, std::size_t> CountLetters(std::string_view pattern) {
     std::size_t gaps = 0;
-    for (std::size_t at = 0; (at = pattern.find(kGap, at)) != std::string_view::npos; at += kGap.size())
+    for (std::size_t at = 0; (at = pattern.find(kBlank, at)) != std::string_view::npos; at += kBlank.size())
         ++gaps;
-    return {std::min(pattern.find(kGap), pattern.size()), pattern.size() - gaps * kGap.size()};
+    return {std::min(pattern.find(kBlank), pattern.size()), pattern.size() - gaps * kBlank.size()};
 }
 
 // What stands in the gaps if `text` is as `pattern` has it; each gap but the last is as short as can be.
 std::optional<std::vector<std::string_view>> Match(std::string_view pattern, std::string_view text) {
     std::vector<std::string_view> parts;
-    std::size_t gap = pattern.find(kGap);
+    std::size_t gap = pattern.find(kBlank);
     if (!text.starts_with(pattern.substr(0, gap))) return {};
     if (gap == std::string_view::npos) {
         if (text.size() != pattern.size()) return {};
@@ -33,8 +33,8 @@ std::optional<std::vector<std::string_view>> Match(std::string_view pattern, std
     }
     text.remove_prefix(gap);
     while (gap != std::string_view::npos) {
-        const std::size_t from = gap + kGap.size();
-        gap = pattern.find(kGap, from);
+        const std::size_t from = gap + kBlank.size();
+        gap = pattern.find(kBlank, from);
         const std::string_view literal = pattern.substr(from, gap - from);
         const bool isLast = gap == std::string_view::npos;
         if (isLast && !text.ends_with(literal)) return {};

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr double kLeadNameMm = 9, kColumnGapMm = 2, kPaperMm = 30;
+constexpr double kLeadNameMm = 9, kBeatGapMm = 2, kPaperMm = 30;
 constexpr double kHeadMm = 3 * kLineMm + 1;                // name, in two lines, and time of a column
 constexpr double kLeadRowMm = kPaperMm + 2 * kLineMm + 2;  // paper, level and slope of a lead
 constexpr double kMarginMm = 1;                            // between a beat and the edge of its paper
@@ -26,7 +26,7 @@ struct Column {
 
 std::size_t ColumnsIn(const StressResult& result, const PageSize& size) {
     return static_cast<std::size_t>((size.Contents().width - kLeadNameMm) /
-                                    (BeatPaperMm(result) + kColumnGapMm));
+                                    (BeatPaperMm(result) + kBeatGapMm));
 }
 
 // Of more columns than `most` every second, third, ... end of a stage is left, with the last of them.
@@ -118,10 +118,10 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
     const PaperScale scale = ChooseScale(result, columns);
     const double paperMm = BeatPaperMm(result);
     const auto left = [&](std::size_t column) {
-        return contents.x + kLeadNameMm + static_cast<double>(column) * (paperMm + kColumnGapMm);
+        return contents.x + kLeadNameMm + static_cast<double>(column) * (paperMm + kBeatGapMm);
     };
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        const double width = paperMm + kColumnGapMm - 1.5;
+        const double width = paperMm + kBeatGapMm - 1.5;
         canvas.DrawParagraph({left(i), contents.y - 1}, width, 2, columns[i].name, {8, true, kInk});
         if (std::isfinite(columns[i].seconds))
             canvas.DrawText({left(i), contents.y + kHeadMm - 1.5}, LongClock(columns[i].seconds), kMutedStyle,

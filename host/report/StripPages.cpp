@@ -17,7 +17,7 @@ constexpr double kBeatsMm = 4;                // the letters of the beats, betwe
 constexpr double kBlockGapMm = 5;
 constexpr double kPulseMm = 5;  // width of the calibration pulse, left of all traces
 constexpr double kPulseUv = 1000;
-const double kPaperMm = kPulseMm + kStripSeconds * kUsualScale.mmPerSecond;
+const double kStripPaperMm = kPulseMm + kStripSeconds * kUsualScale.mmPerSecond;
 
 constexpr std::size_t kFewestForColumns = 7;
 constexpr std::size_t kMostInColumns = 16, kMostLanes = 12;
@@ -310,7 +310,7 @@ void DrawBlock(Canvas& canvas, const Findings& findings, const Block& block, con
     const StressResult& result = findings.result;
     const Strip& strip = result.strips[block.strip];
     const StripLines lines = PlaceLines(strip, block.lanes, result.source.fs, block.paperMm);
-    const Box paper{corner.x, corner.y + kTitleMm + kBeatsMm, kPaperMm, block.paperMm};
+    const Box paper{corner.x, corner.y + kTitleMm + kBeatsMm, kStripPaperMm, block.paperMm};
     const double scaleMm = canvas.DrawText({paper.Right(), corner.y + 3},
                                            findings.tr(DescribeScale(lines.scale, canvas.IsTrueToScale())),
                                            {8, true, kInk, Align::Right});
