@@ -21,6 +21,13 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
 // Not inlined: g++ would take new and free for a mismatched pair.
 [[gnu::noinline]] static void Free(void* memory) { std::free(memory); }
 void operator delete(void* memory) noexcept { Free(memory); }
