@@ -54,9 +54,11 @@ class Analyst:
     """The worker's end of such a process. One thread at a time."""
 
     def __init__(self) -> None:
-        # A session of its own: Ctrl-C at a terminal is for the worker.
+        # A session of its own: Ctrl-C at a terminal is for the worker. It finds the modules where this
+        # process has found them: a folder "qzstress" where it is begun does not come first.
+        begin = f"import sys; sys.path[:] = {sys.path!r}; from {__name__} import main; main()"
         self._process = subprocess.Popen(
-            [sys.executable, "-c", f"from {__name__} import main; main()"],
+            [sys.executable, "-c", begin],
             stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
             start_new_session=True,

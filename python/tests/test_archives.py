@@ -114,7 +114,8 @@ def test_begun_again_it_does_what_is_missing_and_nothing_twice(
     words = ["archive", str(faulty), "--out", str(out), "--mains=50", "--quiet"]
     (faulty / "killer.hea").unlink()
     (faulty / "again.hea").unlink()
-    first = subprocess.Popen([sys.executable, "-m", "qzstress", *words, "--timeout=5", "--tries=1"])
+    command = [sys.executable, "-m", "qzstress", *words, "--timeout=5", "--tries=1"]
+    first = subprocess.Popen(command, cwd=tmp_path)
     deadline = time.monotonic() + 60
     while len(files(out / "summary")) < 2 and first.poll() is None and time.monotonic() < deadline:
         time.sleep(0.01)
