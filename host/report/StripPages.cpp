@@ -414,7 +414,8 @@ std::vector<std::vector<StripLane>> PlanLanes(const std::vector<std::string>& le
         const std::size_t rows = (leadsHere + columns - 1) / columns;
         std::vector<StripLane> lanes(rows);
         for (std::size_t i = 0; i < leadsHere; ++i) {
-            const auto column = static_cast<double>(i / rows);
+            const std::size_t before = i / rows;
+            const auto column = static_cast<double>(before);
             lanes[i % rows].push_back({first + i, column * seconds, (column + 1) * seconds});
         }
         if (hasColumns) lanes.push_back({{rhythmLead, 0, kStripSeconds}});

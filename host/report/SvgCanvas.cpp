@@ -132,7 +132,7 @@ double SvgCanvas::DrawParagraph(Point at, double widthMm, int lines, const std::
     return static_cast<double>(height) / PANGO_SCALE;
 }
 
-void SvgCanvas::PutText(Point at, std::string text, const TextStyle& style) {
+void SvgCanvas::PutText(Point at, const std::string& text, const TextStyle& style) {
     if (text.empty()) return;
     const double width = MeasureText(text, style);
     if (style.align != Align::Left) at.x -= style.align == Align::Centre ? width / 2 : width;

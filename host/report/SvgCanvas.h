@@ -45,7 +45,7 @@ public:
 private:
     void Clip(const Box& box) override;
     void Unclip() override { m_svg += "</svg>\n"; }
-    void PutText(Point at, std::string text, const TextStyle& style);
+    void PutText(Point at, const std::string& text, const TextStyle& style);
     void PutPath(const std::string& path, const Pen& pen);
 
     std::string m_svg;
