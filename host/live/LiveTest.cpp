@@ -82,7 +82,9 @@ void LiveTest::TakeFrame(const short* frame) {
         m_session->Push(m_held.data(), 1);
     } else {
         m_ahead.insert(m_ahead.end(), m_held.begin(), m_held.end());
-        if (!m_analysis.measureMains || m_state.frames == static_cast<long long>(qz::kMainsSeconds) * m_info.fs) BeginSession();
+        if (!m_analysis.measureMains ||
+            m_state.frames == static_cast<long long>(qz::kMainsSeconds) * m_info.fs)
+            BeginSession();
     }
     while (m_stages.Advance(m_state.seconds)) TellStages();
     m_state.nextStageSeconds = m_stages.NextSeconds();
