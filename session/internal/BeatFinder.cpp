@@ -151,6 +151,19 @@ const float* BeatFinder::Ring::Rows(long long first, std::size_t count, std::vec
     return room.data();
 }
 
+void BeatFinder::Filter::Next(const Ring& from, float* filtered) {
+    const float* const rows = from.Rows(m_place - Half(), m_taps.size(), m_room);
+    const std::size_t late = kTogether - 1, early = m_taps.size() - late;  // taps
+    const auto turn = static_cast<std::size_t>(m_place++) % kTogether;
+    if (turn == 0) {
+        std::fill(m_sums.begin(), m_sums.end(), 0.0F);
+        AddProducts(m_taps.data(), early, rows, m_chn, kTogether * m_chn, m_sums.data());
+    }
+    float* const own = &m_sums[turn * m_chn];
+    AddProducts(&m_taps[early], late, rows + early * m_chn, m_chn, m_chn, own);
+    std::copy_n(own, m_chn, filtered);
+}
+
 BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
     : m_chn(chn),
       m_step(std::max(1, fs / kPlacesPerSecond)),
@@ -158,10 +171,9 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
       m_uVpb(std::min(uVpb, kMostUvPerUnit)),
       m_first(chn),
       m_sum(chn),
-      m_bandTaps(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds))),
-      m_slopeTaps(BandPassTaps(kSlopeLowHz, kSlopeHighHz, m_rate, Places(kSlopeHalfSeconds))),
-      m_meanTaps(MeanTaps(Places(kMeanHalfSeconds))),
-      m_rows(m_bandTaps.size() * chn),
+      m_bandFilter(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds)), chn),
+      m_slopeFilter(BandPassTaps(kSlopeLowHz, kSlopeHighHz, m_rate, Places(kSlopeHalfSeconds)), chn),
+      m_meanFilter(MeanTaps(Places(kMeanHalfSeconds)), chn),
       m_signal(Places(kSignalSeconds), chn),
       m_band(Places(kBandSeconds), chn),
       m_energy(Places(kEnergySeconds), chn),
@@ -189,7 +201,7 @@ const std::vector<long long>& BeatFinder::Take(const short* frame) {
 // The last place is repeated until everything has been judged; what would lie after the end is left out.
 const std::vector<long long>& BeatFinder::Finish() {
     m_beats.clear();
-    const long long held = Half(m_bandTaps) + Half(m_meanTaps) + 1 + Places(kAwakeningSeconds);
+    const long long held = m_bandFilter.Half() + m_meanFilter.Half() + 1 + Places(kAwakeningSeconds);
     for (long long i = 0; i < held && m_taken > 0; ++i) {
         const float* last = m_signal.Row(m_taken - 1);
         for (std::size_t c = 0; c < m_chn; ++c) m_sum[c] = static_cast<double>(last[c]) / m_uVpb * m_step;
@@ -214,17 +226,13 @@ void BeatFinder::TakePlace() {
     std::fill(m_sum.begin(), m_sum.end(), 0.0);
     m_summed = 0;
     ++m_taken;
-    const long long centre = m_taken - 1 - Half(m_bandTaps);
+    const long long centre = m_taken - 1 - m_bandFilter.Half();
     if (centre < 0) return;
-    ConvolveAt(m_signal, m_bandTaps, centre, m_band.Row(centre));
+    m_bandFilter.Next(m_signal, m_band.Row(centre));
     float* const slope = m_slope.Row(centre);
-    ConvolveAt(m_signal, m_slopeTaps, centre, slope);
+    m_slopeFilter.Next(m_signal, slope);
     for (std::size_t c = 0; c < m_chn; ++c) slope[c] = std::abs(slope[c]);
     TakeEnvelope(centre - 1);
-}
-
-void BeatFinder::ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre, float* sums) {
-    Convolve(taps, m_chn, from.Rows(centre - Half(taps), taps.size(), m_rows), sums);
 }
 
 // Signal and slope, a quarter of a period apart, make an envelope without ripple.
@@ -238,10 +246,10 @@ void BeatFinder::TakeEnvelope(long long centre) {
             (static_cast<double>(after[c]) - static_cast<double>(before[c])) * m_rate / 2 / kBandMiddle;
         energy[c] = static_cast<float>(band * band + slope * slope);
     }
-    const long long place = centre - Half(m_meanTaps);
+    const long long place = centre - m_meanFilter.Half();
     if (place < 0) return;
     float* const envelope = m_envelope.Row(place);
-    ConvolveAt(m_energy, m_meanTaps, place, envelope);
+    m_meanFilter.Next(m_energy, envelope);
     for (std::size_t c = 0; c < m_chn; ++c) envelope[c] = std::sqrt(envelope[c]);
     m_ready = place + 1;
     if (m_isStarted)

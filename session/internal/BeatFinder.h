@@ -23,6 +23,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "core/FloatingPoint.h"
@@ -116,6 +117,27 @@ private:
         long long m_lap = 0;  // place of the first row
         std::vector<float> m_values;
     };
+    // A symmetric filter of odd length for the places of a ring, one after the other from 0 on. Four of them
+    // share the work, as their sums do not wait for each other: the first one adds up for all four what is
+    // there already, and each adds the rest when it comes.
+    class Filter {
+    public:
+        Filter(std::vector<float> taps, std::size_t chn)
+            : m_taps(std::move(taps)), m_chn(chn), m_room(m_taps.size() * chn), m_sums(kTogether * chn) {}
+        /// Places from its middle to its ends.
+        long long Half() const { return static_cast<long long>(m_taps.size() / 2); }
+        /// Writes what it makes of all leads at the next place, around which the ring has so many.
+        void Next(const Ring& from, float* filtered);
+
+    private:
+        static constexpr std::size_t kTogether = 4;
+
+        std::vector<float> m_taps;
+        std::size_t m_chn;
+        long long m_place = 0;      // the next one
+        std::vector<float> m_room;  // of Rows
+        std::vector<float> m_sums;  // of four places, [place][lead]
+    };
     struct Lead {
         // Of the last beats: envelope at the beat, its largest value since the beat before, slope at the
         // beat.
@@ -132,7 +154,6 @@ private:
     };
 
     void TakePlace();
-    void ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre, float* sums);
     void TakeEnvelope(long long centre);
     void Start();
     void Step(long long place);
@@ -173,9 +194,8 @@ private:
     std::vector<double> m_sum;   // of the frames to the next place
     int m_summed = 0;
 
-    std::vector<float> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
-    std::vector<float> m_rows;                               // what lies under the taps
-    Ring m_signal, m_band, m_energy, m_envelope, m_slope;    // per lead
+    Filter m_bandFilter, m_slopeFilter, m_meanFilter;
+    Ring m_signal, m_band, m_energy, m_envelope, m_slope;  // per lead
     Ring m_fused;
     long long m_taken = 0;  // places with a signal
     long long m_ready = 0;  // places with an envelope
