@@ -7,6 +7,7 @@
 
 #include "core/Arithmetic.h"
 #include "core/filters/DirectForm1.h"
+#include "core/filters/internal/WideVectors.h"
 #include "session/internal/FilterTaps.h"
 
 namespace qz {
@@ -97,7 +98,7 @@ constexpr std::size_t kRankAtOnce = 8;
 // The value that `rank` of `count` values are at the most below of. Begins with a guess, the value of before,
 // and goes from each to the next one above or below it: few have come and gone. There is room behind the
 // values for a multiple of kRankAtOnce of them.
-float OfRank(float* values, std::size_t count, std::size_t rank, float guess) {
+QZ_BOTH_WIDTHS float FindOfRank(float* values, std::size_t count, std::size_t rank, float guess) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     for (; count % kRankAtOnce != 0; ++count) values[count] = kInfinity;
     while (true) {
@@ -120,6 +121,15 @@ float OfRank(float* values, std::size_t count, std::size_t rank, float guess) {
         else
             return guess;
     }
+}
+
+QZ_WIDE_VECTORS float FindOfRankWide(float* values, std::size_t count, std::size_t rank, float guess) {
+    return FindOfRank(values, count, rank, guess);
+}
+
+float OfRank(float* values, std::size_t count, std::size_t rank, float guess) {
+    return HasWideVectors() ? FindOfRankWide(values, count, rank, guess)
+                            : FindOfRank(values, count, rank, guess);
 }
 
 std::vector<float> MeanTaps(long long half) {
@@ -181,7 +191,9 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
       m_slope(Places(kBandSeconds), chn),
       m_fused(Places(kEnvelopeSeconds), 1),
       m_leads(chn),
-      m_shape(static_cast<std::size_t>(2 * Places(kShapeHalfSeconds) + 1) * chn) {
+      m_shape(static_cast<std::size_t>(2 * Places(kShapeHalfSeconds) + 1) * chn),
+      m_products(3 * chn),
+      m_likeness(chn) {
     m_rrs.Fill(kUsualRrSeconds * m_rate);
     m_rejected.reserve(kMostBeats);
     m_beats.reserve(kMostBeats);
@@ -393,7 +405,7 @@ double BeatFinder::Threshold(long long place) const {
 }
 
 // What a candidate has to stand out above the threshold.
-double BeatFinder::Caution(long long place) const {
+double BeatFinder::Caution(long long place) {
     const double noisy = std::clamp((m_fusedFloor - kNoisyFloor) / kNoisyFloorWidth, 0.0, 1.0);
     if (!m_hasShape || m_lastBeat < 0 || noisy <= 0) return 0;
     const double unlike = std::clamp((kAlike - Compare(place).likeness) / kAlikeWidth, 0.0, 1.0);
@@ -514,8 +526,9 @@ void BeatFinder::LearnShape(long long place) {
     Fit fit;
     if (m_hasShape) {
         fit = Compare(place);
+        MeasureLikeness(place + fit.shift);
         for (std::size_t c = 0; c < m_chn; ++c)
-            m_leads[c].likeness += kLikenessShare * (Likeness(c, place + fit.shift) - m_leads[c].likeness);
+            m_leads[c].likeness += kLikenessShare * (m_likeness[c] - m_leads[c].likeness);
         if (fit.likeness < kLeastAlike) return;
     }
     const double share = m_hasShape ? kShapeShare : 1;
@@ -530,14 +543,15 @@ void BeatFinder::LearnShape(long long place) {
 }
 
 // The best mean correlation of the leads with the shape, a little to the left or right.
-BeatFinder::Fit BeatFinder::Compare(long long place) const {
+BeatFinder::Fit BeatFinder::Compare(long long place) {
     Fit best;
     const long long most = Places(kShapeShiftSeconds);
     for (long long shift = -most; shift <= most; ++shift) {
+        MeasureLikeness(place + shift);
         double sum = 0, weights = 0;
         for (std::size_t c = 0; c < m_chn; ++c) {
             if (m_leads[c].weight <= 0) continue;
-            sum += m_leads[c].weight * Likeness(c, place + shift);
+            sum += m_leads[c].weight * m_likeness[c];
             weights += m_leads[c].weight;
         }
         if (weights > 0 && sum / weights > best.likeness) best = {sum / weights, shift};
@@ -545,18 +559,25 @@ BeatFinder::Fit BeatFinder::Compare(long long place) const {
     return best;
 }
 
-// The correlation of a lead with its shape; 0 where either is flat.
-double BeatFinder::Likeness(std::size_t lead, long long place) const {
+// The correlation of each lead with its shape; 0 where either is flat. Leads go side by side.
+void BeatFinder::MeasureLikeness(long long place) {
     const long long half = Places(kShapeHalfSeconds);
-    double xy = 0, xx = 0, yy = 0;
-    for (long long k = -half; k <= half; ++k) {
-        const double x = static_cast<double>(m_band.Row(place + k)[lead]);
-        const double y = m_shape[static_cast<std::size_t>(k + half) * m_chn + lead];
-        xy += x * y;
-        xx += x * x;
-        yy += y * y;
+    std::fill(m_products.begin(), m_products.end(), 0.0);
+    double* __restrict const xy = m_products.data();
+    double* __restrict const xx = xy + m_chn;
+    double* __restrict const yy = xx + m_chn;
+    const double* y = m_shape.data();
+    for (long long k = -half; k <= half; ++k, y += m_chn) {
+        const float* const band = m_band.Row(place + k);
+        for (std::size_t c = 0; c < m_chn; ++c) {
+            const double x = static_cast<double>(band[c]);
+            xy[c] += x * y[c];
+            xx[c] += x * x;
+            yy[c] += y[c] * y[c];
+        }
     }
-    return xx > 0 && yy > 0 ? xy / std::sqrt(xx * yy) : 0;
+    for (std::size_t c = 0; c < m_chn; ++c)
+        m_likeness[c] = xx[c] > 0 && yy[c] > 0 ? xy[c] / std::sqrt(xx[c] * yy[c]) : 0;
 }
 
 double BeatFinder::Quality(std::size_t index) const {

@@ -170,7 +170,7 @@ private:
     void LearnLeads(long long place);
     void LearnShape(long long place);
     double Threshold(long long place) const;
-    double Caution(long long place) const;
+    double Caution(long long place);
     bool IsTWave(const Candidate& candidate) const;
     bool IsSpike(long long place) const;
     double Slope(long long place) const;
@@ -178,8 +178,8 @@ private:
         double likeness = -1;
         long long shift = 0;
     };
-    Fit Compare(long long place) const;
-    double Likeness(std::size_t lead, long long place) const;
+    Fit Compare(long long place);
+    void MeasureLikeness(long long place);
     double Largest(const Ring& ring, std::size_t lead, long long from, long long to) const;
     double Fused(long long place) const { return static_cast<double>(*m_fused.Row(place)); }
     // To the nearest place; of no negative time.
@@ -210,6 +210,8 @@ private:
     std::vector<Candidate> m_rejected;  // that can still be searched back
     std::vector<double> m_shape;        // running mean of the beats' bands, [place][lead]
     bool m_hasShape = false;
+    // Of all leads, by MeasureLikeness: signal by shape, signal and shape squared; correlation.
+    std::vector<double> m_products, m_likeness;
     long long m_lastBeat = -1;
     double m_lastSlope = 0;
     long long m_lastAwakening = 0;

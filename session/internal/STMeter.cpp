@@ -289,8 +289,9 @@ double STMeter::SteepestOfT(const std::vector<double>& mean) const {
         return sign * (At(mean, ms + kTSlopeMs) - At(mean, ms - kTSlopeMs));
     };
     visitSteps(peakMs, [&](double ms) {
-        if (slope(ms) <= steepest) return;
-        steepest = slope(ms);
+        const double steep = slope(ms);
+        if (steep <= steepest) return;
+        steepest = steep;
         steepestMs = ms;
     });
     double calmest = steepest;
