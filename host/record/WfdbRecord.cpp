@@ -67,6 +67,7 @@ public:
           m_byteOffset(byteOffset),
           m_stream(file.Stream()),
           m_bytes(std::max(0LL, file.Bytes() - byteOffset)),
+          m_isWord(format.code == 16),
           m_half(-format.Lowest()),
           m_buffer(kBufferBytes) {
         m_stream.seekg(byteOffset);
@@ -97,11 +98,13 @@ public:
 
     /// The next value as it is stored.
     long long Next() {
-        if (m_groupNext == m_groupSize) {
-            m_groupNext = 0;
-            ReadGroup();
+        if (m_isWord && m_filled - m_next >= 2) {  // as most are
+            const auto low = static_cast<unsigned char>(m_buffer[m_next]);
+            const auto high = static_cast<signed char>(m_buffer[m_next + 1]);
+            m_next += 2;
+            return low | high * 256;
         }
-        return m_group[m_groupNext++];
+        return NextOfGroup();
     }
     /// The bytes of the next `count` values of format 16, low byte first; null, and nothing is taken, where
     /// the buffer does not hold all of them.
@@ -112,6 +115,14 @@ public:
     }
 
 private:
+    long long NextOfGroup() {
+        if (m_groupNext == m_groupSize) {
+            m_groupNext = 0;
+            ReadGroup();
+        }
+        return m_group[m_groupNext++];
+    }
+
     /// Reads the samples that share bytes, one in most formats.
     void ReadGroup() {
         m_groupSize = static_cast<std::size_t>(m_format.groupSamples);
@@ -173,6 +184,7 @@ private:
     long long m_byteOffset = 0;  // of the first sample
     std::ifstream m_stream;
     long long m_bytes = 0;  // from the first sample to the end of the file
+    bool m_isWord = false;  // format 16
     long long m_half = 0;   // of the range of stored values
     std::vector<char> m_buffer;
     std::size_t m_next = 0;              // in m_buffer
