@@ -12,7 +12,7 @@ namespace qz {
 namespace {
 
 // What is cut out.
-constexpr double kBandLowHz = 0.8, kBandHighHz = 35, kBandHalfSeconds = 0.4;
+constexpr double kWaveLowHz = 0.8, kWaveHighHz = 35, kWaveHalfSeconds = 0.4;
 constexpr double kHalfSeconds = 0.12, kShiftSeconds = 0.04;
 
 // A beat is classed this long after it at the latest; the finder tells one that is not searched back sooner
@@ -26,18 +26,18 @@ constexpr double kEarlyPenalty = 2, kMostPenalty = 0.5;  // correlation
 constexpr double kSame = 0.9;                            // correlation
 constexpr double kShare = 1.0 / 16;                      // of a new beat in its shape
 constexpr int kProvenBeats = 12, kKnownBeats = 4;
-constexpr double kOnTime = 0.12, kEarly = 0.1;                                 // parts of an interval
+constexpr double kOnTime = 0.12, kClearlyEarly = 0.1;                          // parts of an interval
 constexpr double kMostlyOnTime = 0.7, kMostlyEarly = 0.6, kSeldomEarly = 0.3;  // parts of the beats
 constexpr double kWorthBeats = 50, kWorthSeconds = 10, kNormalWorth = 4;
 
 // Intervals.
-constexpr double kUsualRrSeconds = 0.8, kLongestRrSeconds = 2;
+constexpr double kLongestUsualRrSeconds = 2;
 constexpr double kInterpolated = 1.4;  // usual intervals around a ventricular beat without a pause
 
 // Evidence: its range and its weight.
 constexpr double kMostUnlike = 0.6, kMostTiming = 0.35, kMostIrregular = 0.2;
 constexpr double kUsualWidthSeconds = 0.12, kWidthUnitSeconds = 0.05, kLeastWide = -1, kMostWide = 1.5;
-constexpr double kNoisyFloor = 0.1, kMostNoisy = 1.5;  // usual beats
+constexpr double kNoisyBeatFloor = 0.1, kMostNoisy = 1.5;  // usual beats
 constexpr double kUnlikeWeight = 6.7, kTimingWeight = 7.4, kWideWeight = 2.4, kEarlyShapeWeight = 2.1,
                  kNormalShapeWeight = 3.1, kNoiseWeight = 2.5, kIrregularWeight = 0.8, kVentricular = 5;
 
@@ -54,7 +54,7 @@ BeatClasser::BeatClasser(const BeatFinder& finder)
     : m_finder(finder),
       m_rate(finder.PlacesPerSecond()),
       m_chn(finder.Leads()),
-      m_taps(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds))),
+      m_taps(BandPassTaps(kWaveLowHz, kWaveHighHz, m_rate, Places(kWaveHalfSeconds))),
       m_length(static_cast<std::size_t>(2 * Places(kHalfSeconds) + 1)),
       m_shifts(static_cast<std::size_t>(2 * Places(kShiftSeconds) + 1)),
       m_rows((m_length + m_shifts - 1 + m_taps.size() - 1) * m_chn),
@@ -222,7 +222,7 @@ double BeatClasser::WidthSeconds(std::size_t shift) {
 
 double BeatClasser::UsualRr() const {
     const std::size_t count = std::min(m_rrCount, kKeptRrs);
-    if (count == 0) return kUsualRrSeconds * m_rate;
+    if (count == 0) return BeatFinder::kUsualRrSeconds * m_rate;
     std::array<double, kKeptRrs> sorted = m_rrs;
     std::sort(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(count));
     return (sorted[(count - 1) / 2] + sorted[count / 2]) / 2;
@@ -269,7 +269,7 @@ void BeatClasser::ClassifyNext(long long nextRr) {
     if (isKnown && !m_shapes[shape].isNormal)
         evidence += kEarlyShapeWeight * m_shapes[shape].early *
                     std::min(static_cast<double>(m_shapes[shape].beats) / kKnownBeats, 1.0);
-    const double noise = kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyFloor - 1, 0.0, kMostNoisy);
+    const double noise = kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyBeatFloor - 1, 0.0, kMostNoisy);
     BeatClass kind = BeatClass::Normal;
     if (evidence > noise && IsWhole(place))
         kind = BeatClass::Ventricular;
@@ -346,7 +346,7 @@ std::size_t BeatClasser::LeastWanted(long long place) const {
 
 void BeatClasser::LearnTiming(Shape& shape, const Timing& timing) {
     const double share = std::max(1.0 / shape.beats, kShare);
-    const bool isEarly = timing.early > std::max(kEarly, timing.irregular / 2);
+    const bool isEarly = timing.early > std::max(kClearlyEarly, timing.irregular / 2);
     const bool isOnTime = std::abs(timing.early) < kOnTime;
     shape.early += share * ((isEarly ? 1 : 0) - shape.early);
     shape.onTime += share * ((isOnTime ? 1 : 0) - shape.onTime);
@@ -378,7 +378,7 @@ void BeatClasser::LearnInterval(long long place, BeatClass kind) {
         const auto both = static_cast<double>(rr + m_lastRr);
         interval = both < kInterpolated * UsualRr() ? both : both / 2;
     }
-    if (interval > 0 && rr < Places(kLongestRrSeconds)) m_rrs[m_rrCount++ % kKeptRrs] = interval;
+    if (interval > 0 && rr < Places(kLongestUsualRrSeconds)) m_rrs[m_rrCount++ % kKeptRrs] = interval;
     m_lastRr = wasVentricular ? 0 : rr;
     m_lastKind = kind;
     m_last = place;

@@ -40,7 +40,6 @@ constexpr double kBesideBeatSeconds = 0.14;  // what is between beats begins aft
 constexpr double kShapeHalfSeconds = 0.08, kShapeShiftSeconds = 0.02;
 constexpr double kSoonSeconds = 0.36;  // after a beat: its T wave, or an early beat
 constexpr double kLongestRrSeconds = 2.5;
-constexpr double kUsualRrSeconds = 0.8;  // until beats are known
 
 // Floors.
 constexpr double kFloorSeconds = 1.5, kFloorEverySeconds = 0.1, kFloorStepSeconds = 0.02;

@@ -32,6 +32,8 @@ namespace qz {
 
 class BeatFinder {
 public:
+    static constexpr double kUsualRrSeconds = 0.8;  // until beats are known
+
     /// fs: samples per second, 100 to 10000; chn: leads, 1 or more; uVpb: microvolts per unit of the frames,
     /// above 0; more than 1e9 count as 1e9.
     BeatFinder(int fs, std::size_t chn, double uVpb);

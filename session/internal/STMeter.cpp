@@ -13,8 +13,8 @@ namespace qz {
 namespace {
 
 constexpr int kMeanHz = 250;
-constexpr int kBeforeMs = 300, kAfterMs = 420;  // of R, as far as the averaged beat goes
-constexpr int kLagMs = 60;                      // between the R of the engine and that of the averaged beat
+constexpr int kBeatBeforeMs = 300, kBeatAfterMs = 420;  // of R, as far as the averaged beat goes
+constexpr int kLagMs = 60;  // between the R of the engine and that of the averaged beat
 constexpr int kAlignBeforeMs = 80, kAlignAfterMs = 100;  // of R: what beats are aligned by
 constexpr std::size_t kFewestBeats = 5;                  // in a mean that is measured
 
@@ -55,8 +55,9 @@ STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSeco
 
 void STMeter::Start(const LearnedBeat& beat) {
     const int r = std::clamp(beat.posR, beat.posQ, beat.posJ);
-    m_before = Samples(std::min(1.0 * kBeforeMs, r * kMsPerSecond / m_fs), m_hz);
-    const int after = Samples(std::min(1.0 * kAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
+    m_before = Samples(std::min(1.0 * kBeatBeforeMs, r * kMsPerSecond / m_fs), m_hz);
+    const int after =
+        Samples(std::min(1.0 * kBeatAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
     m_length = m_before + after + 1;
     const auto length = static_cast<std::size_t>(m_length);
     m_row.resize(length);
