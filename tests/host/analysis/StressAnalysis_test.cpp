@@ -72,6 +72,17 @@ private:
 
 }  // namespace
 
+TEST(StressAnalysis, PacemakersAreThoseOfTheRemarksUnlessTheOptionsSayOtherwise) {
+    SourceInfo info{"any", 500, 1, {"I"}};
+    for (const bool isTold : {false, true}) {
+        StressOptions options;
+        if (isTold) info.remarks = {"Pacemaker."};
+        EXPECT_EQ(SessionOptionsFor(info, options).isPaced, isTold);
+        options.isPaced = !isTold;
+        EXPECT_EQ(SessionOptionsFor(info, options).isPaced, !isTold);
+    }
+}
+
 TEST(StressAnalysis, TheTwelveLeadTestIsMeasuredWithinItsLimits) {
     const StressResult result = ExpectAccurate({}, {});
     EXPECT_TRUE(result.warnings.empty());
