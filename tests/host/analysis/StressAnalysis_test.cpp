@@ -73,7 +73,10 @@ private:
 }  // namespace
 
 TEST(StressAnalysis, PacemakersAreThoseOfTheRemarksUnlessTheOptionsSayOtherwise) {
-    SourceInfo info{"any", 500, 1, {"I"}};
+    SourceInfo info;
+    info.fs = 500;
+    info.uVpb = 1;
+    info.leads = {"I"};
     for (const bool isTold : {false, true}) {
         StressOptions options;
         if (isTold) info.remarks = {"Pacemaker."};
