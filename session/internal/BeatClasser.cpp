@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <type_traits>
 #include <utility>
 
 #include "core/FloatingPoint.h"
@@ -49,41 +48,6 @@ constexpr std::size_t kRegularRrs = 5;
 constexpr int kMostIrregularRrs = 1;
 constexpr int kLongestRun = 12;
 
-// Calls work(N, first) for the numbers from 0 to before `count`, N of them from `first` on at once: sums that
-// do not wait for each other.
-template <typename Work>
-void SideBySide(std::size_t count, Work work) {
-    std::size_t first = 0;
-    for (; first + 8 <= count; first += 8) work(std::integral_constant<std::size_t, 8>(), first);
-    for (; first + 4 <= count; first += 4) work(std::integral_constant<std::size_t, 4>(), first);
-    for (; first < count; ++first) work(std::integral_constant<std::size_t, 1>(), first);
-}
-
-// Of N rows that begin one place after the other: the sum of squares, less their mean.
-template <std::size_t N>
-void MeasureEnergies(const double* x, std::size_t length, double* energies) {
-    double sum[N] = {}, squares[N] = {};
-    for (std::size_t k = 0; k < length; ++k) {
-        for (std::size_t n = 0; n < N; ++n) {
-            sum[n] += x[k + n];
-            squares[n] += x[k + n] * x[k + n];
-        }
-    }
-    for (std::size_t n = 0; n < N; ++n)
-        energies[n] = squares[n] - sum[n] * sum[n] / static_cast<double>(length);
-}
-
-// The sums of their products with y.
-template <std::size_t N>
-void Multiply(const double* x, const float* y, std::size_t length, double* products) {
-    double sum[N] = {};
-    for (std::size_t k = 0; k < length; ++k) {
-        const auto factor = static_cast<double>(y[k]);
-        for (std::size_t n = 0; n < N; ++n) sum[n] += x[k + n] * factor;
-    }
-    std::copy_n(sum, N, products);
-}
-
 }  // namespace
 
 BeatClasser::BeatClasser(const BeatFinder& finder, bool isPaced)
@@ -96,8 +60,10 @@ BeatClasser::BeatClasser(const BeatFinder& finder, bool isPaced)
       m_shifts(static_cast<std::size_t>(2 * Places(kShiftSeconds) + 1)),
       m_rows((m_length + m_shifts - 1 + m_taps.size() - 1) * m_chn),
       m_cut((m_length + m_shifts - 1) * m_chn),
+      m_squares(m_length + m_shifts - 1),
+      m_ones(m_length, 1.0F),
       m_energies(m_shifts * m_chn),
-      m_sums(m_chn),
+      m_sums(m_cut.size()),
       m_products(m_shifts),
       m_likeness(m_shifts),
       m_row(m_length * m_chn),
@@ -185,14 +151,22 @@ void BeatClasser::CutOut(long long place) {
     for (std::size_t i = 0; i < m_rows.size() / m_chn; ++i)
         std::copy_n(m_finder.Signal(std::clamp(first + static_cast<long long>(i), oldest, newest)), m_chn,
                     &m_rows[i * m_chn]);
-    for (std::size_t k = 0; k < places; ++k) {
-        Convolve(m_taps, m_chn, &m_rows[k * m_chn], m_sums.data());
-        for (std::size_t c = 0; c < m_chn; ++c) m_cut[c * places + k] = static_cast<double>(m_sums[c]);
+    std::fill(m_sums.begin(), m_sums.end(), 0.0F);
+    AddProducts(m_taps.data(), m_taps.size(), m_rows.data(), m_chn, m_sums.size(), m_sums.data());
+    for (std::size_t k = 0; k < places; ++k)
+        for (std::size_t c = 0; c < m_chn; ++c)
+            m_cut[c * places + k] = static_cast<double>(m_sums[k * m_chn + c]);
+    std::fill(m_energies.begin(), m_energies.end(), 0.0);
+    for (std::size_t c = 0; c < m_chn; ++c) {
+        const double* const cut = &m_cut[c * places];
+        double* const energies = &m_energies[c * m_shifts];
+        std::transform(cut, cut + places, m_squares.begin(), [](double x) { return x * x; });
+        std::fill(m_products.begin(), m_products.end(), 0.0);
+        AddProducts(m_ones.data(), m_length, cut, 1, m_shifts, m_products.data());
+        AddProducts(m_ones.data(), m_length, m_squares.data(), 1, m_shifts, energies);
+        for (std::size_t shift = 0; shift < m_shifts; ++shift)
+            energies[shift] -= m_products[shift] * m_products[shift] / static_cast<double>(m_length);
     }
-    for (std::size_t c = 0; c < m_chn; ++c)
-        SideBySide(m_shifts, [&](auto n, std::size_t shift) {
-            MeasureEnergies<n>(&m_cut[c * places + shift], m_length, &m_energies[c * m_shifts + shift]);
-        });
 }
 
 // What was cut out from a shift on, each lead less its mean.
@@ -218,10 +192,9 @@ BeatClasser::Fit BeatClasser::Compare(const Shape& shape) {
         weights += weight;
         const double yy = shape.energies[c];
         if (yy <= 0) continue;
-        const double* const x = &m_cut[c * (m_length + m_shifts - 1)];
-        SideBySide(m_shifts, [&](auto n, std::size_t shift) {
-            Multiply<n>(x + shift, &shape.rows[c * m_length], m_length, &m_products[shift]);
-        });
+        std::fill(m_products.begin(), m_products.end(), 0.0);
+        AddProducts(&shape.rows[c * m_length], m_length, &m_cut[c * (m_length + m_shifts - 1)], 1, m_shifts,
+                    m_products.data());
         for (std::size_t shift = 0; shift < m_shifts; ++shift) {
             const double xx = m_energies[c * m_shifts + shift];
             if (xx > 0) m_likeness[shift] += weight * m_products[shift] / std::sqrt(xx * yy);

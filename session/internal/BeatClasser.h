@@ -100,8 +100,10 @@ private:
     std::size_t m_shifts;                        // how many of it are in what is cut out
     std::vector<float> m_rows;                   // [place][lead], what is cut out of
     std::vector<double> m_cut;                   // [lead][place]
+    std::vector<double> m_squares;               // [place], of one lead
+    std::vector<float> m_ones;                   // taps of a sum
     std::vector<double> m_energies;              // [lead][shift], of the cut out less its mean
-    std::vector<float> m_sums;                   // [lead]
+    std::vector<float> m_sums;                   // [place][lead], what is cut out as it is filtered
     std::vector<double> m_products, m_likeness;  // [shift]
     std::vector<float> m_row;                    // of Row
     std::vector<Shape> m_shapes;                 // the first m_known of them are in use
