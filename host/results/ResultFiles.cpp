@@ -174,6 +174,7 @@ Json CountsJson(const BeatCounts& counts) {
             {"supraventricular_percent", Value(counts.SupraventricularPercent())},
             {"ventricular", counts.ventricular},
             {"ventricular_percent", Value(counts.VentricularPercent())},
+            {"paced", counts.paced},
             {"unclassified", counts.unclassified},
             {"couplets", counts.couplets},
             {"runs", counts.runs},

@@ -50,8 +50,9 @@ constexpr int kLongestRun = 12;
 
 }  // namespace
 
-BeatClasser::BeatClasser(const BeatFinder& finder)
+BeatClasser::BeatClasser(const BeatFinder& finder, bool isPaced)
     : m_finder(finder),
+      m_isPaced(isPaced),
       m_rate(finder.PlacesPerSecond()),
       m_chn(finder.Leads()),
       m_taps(BandPassTaps(kWaveLowHz, kWaveHighHz, m_rate, Places(kWaveHalfSeconds))),
@@ -257,6 +258,7 @@ void BeatClasser::ClassifyNext(long long nextRr) {
         if (m_shapes[i].isNormal && fit.likeness > normal.likeness) normal = fit;
     }
     const bool isKnown = own.likeness >= kSame;
+    const bool isUsual = isKnown && m_shapes[shape].isNormal;
     const Timing timing = TimingOf(place, nextRr);
 
     const double regular = 1 - kIrregularWeight * std::min(timing.irregular / kMostIrregular, 1.0);
@@ -265,13 +267,15 @@ void BeatClasser::ClassifyNext(long long nextRr) {
                 (std::clamp(timing.early, 0.0, kMostTiming) + std::clamp(timing.pause, 0.0, kMostTiming));
     evidence += kWideWeight * std::clamp((WidthSeconds(own.shift) - kUsualWidthSeconds) / kWidthUnitSeconds,
                                          kLeastWide, kMostWide);
-    if (isKnown && m_shapes[shape].isNormal) evidence -= kNormalShapeWeight;
+    if (isUsual) evidence -= kNormalShapeWeight;
     if (isKnown && !m_shapes[shape].isNormal)
         evidence += kEarlyShapeWeight * m_shapes[shape].early *
                     std::min(static_cast<double>(m_shapes[shape].beats) / kKnownBeats, 1.0);
     const double noise = kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyBeatFloor - 1, 0.0, kMostNoisy);
     BeatClass kind = BeatClass::Normal;
-    if (evidence > noise && IsWhole(place))
+    if (m_isPaced && isUsual)
+        kind = BeatClass::Paced;
+    else if (evidence > noise && IsWhole(place))
         kind = BeatClass::Ventricular;
     else if (evidence > 0)
         kind = BeatClass::Unclassified;

@@ -256,6 +256,7 @@ StressResult MakeRich(std::size_t leads) {
         result.beatsFound.push_back(
             {double(second), second % 100 < 5 ? qz::BeatClass::Ventricular : qz::BeatClass::Normal});
     result.beatsFound[9].beatClass = qz::BeatClass::Unclassified;
+    result.beatsFound[19].beatClass = qz::BeatClass::Paced;
     for (std::size_t second = 100; second < 260; ++second)
         for (std::size_t lead = 0; lead < leads; ++lead) result.beats[second].levelUv[lead] = kNaNf;
     result.asked.push_back({300, 300, result.latestBeatUv});
