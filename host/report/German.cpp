@@ -502,6 +502,7 @@ constexpr Phrase kPhrases[] = {
     {"{} left out: its unit {} is not a voltage", "{1} weggelassen: die Einheit {2} ist keine Spannung"},
     {"{} more warnings from segments", "{1} weitere Warnungen von Segmenten"},
     {"{}: checksum: expected {}, found {}", "{1}: Prüfsumme: erwartet {2}, gefunden {3}"},
+    {"{}: damaged or cut off, read up to there", "{1}: beschädigt oder abgeschnitten, bis dorthin gelesen"},
     {"{}: {} cells without a value, value before held", "{1}: {2} Zellen ohne Wert, Wert davor gehalten"},
     {"{}: {} invalid samples, value before held", "{1}: {2} ungültige Werte, Wert davor gehalten"},
     {"{}: {} samples clipped at 16 bits", "{1}: {2} Werte bei 16 Bit begrenzt"},
