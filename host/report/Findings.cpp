@@ -276,7 +276,11 @@ std::vector<Fact> ListResults(const Findings& findings) {
     if (exercise.duke) add("Duke ST deviation", true, DescribeDukeST(result, exercise));
     add("ST/HR index", true, DescribeSTHRIndex(result, exercise));
     add("ST/HR slope", true, DescribeSTHRSlope(result, exercise));
-    for (std::size_t i = 0; i < kPwcRates.size() && KnowsAPower(exercise.stages); ++i)
+    const bool hasPower = KnowsAPower(exercise.stages);
+    const bool hasPwc = std::any_of(exercise.pwcWatts.begin(), exercise.pwcWatts.end(),
+                                    [](const auto& watts) { return watts.has_value(); });
+    if (hasPower && !hasPwc) add("PWC130, 150, 170", true, DescribeMissingPwc(0));
+    for (std::size_t i = 0; i < kPwcRates.size() && hasPower && hasPwc; ++i)
         add("PWC" + std::to_string(kPwcRates[i]), true,
             exercise.pwcWatts[i] ? Number(*exercise.pwcWatts[i], 0) + " W" : DescribeMissingPwc(i));
     const Patient& patient = result.source.patient;
@@ -485,22 +489,18 @@ ReportTable MakeLeadTable(const Findings& findings) {
                       findings.worstLead};
     if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";
     TranslateHeadings(findings.tr, table);
-    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
+    for (std::size_t lead = 0; lead < findings.leads.size(); ++lead) {
         std::vector<std::string> row{result.source.leads[lead]};
-        if (findings.leads.empty()) {
-            row.resize(table.columns.size(), "-");
-        } else {
-            const LeadSummary& s = findings.leads[lead];
-            const STHRFigures sthr = lead < findings.exercise.sthr.size() ? findings.exercise.sthr[lead]
-                                                                          : STHRFigures{kNothing, {}};
-            for (std::string& cell : std::vector<std::string>{
-                     std::isnan(s.referenceUv) ? findings.tr("none") : Number(s.referenceUv, 0),
-                     Signed(s.changeUv, 0), Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0),
-                     Number(s.slopeUvPerMs, 2), Number(s.bpm, 0), LongClock(s.seconds),
-                     Number(s.sthrIndex, 2), Number(sthr.index, 2), Number(sthr.slope.uVPerBpm, 2),
-                     Number(result.beats.back().levelUv[lead], 0)})
-                row.push_back(std::move(cell));
-        }
+        const LeadSummary& s = findings.leads[lead];
+        const STHRFigures sthr =
+            lead < findings.exercise.sthr.size() ? findings.exercise.sthr[lead] : STHRFigures{kNothing, {}};
+        for (std::string& cell : std::vector<std::string>{
+                 std::isnan(s.referenceUv) ? findings.tr("none") : Number(s.referenceUv, 0),
+                 Signed(s.changeUv, 0), Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0),
+                 Number(s.slopeUvPerMs, 2), Number(s.bpm, 0), LongClock(s.seconds), Number(s.sthrIndex, 2),
+                 Number(sthr.index, 2), Number(sthr.slope.uVPerBpm, 2),
+                 Number(result.beats.back().levelUv[lead], 0)})
+            row.push_back(std::move(cell));
         table.rows.push_back(std::move(row));
     }
     return table;
