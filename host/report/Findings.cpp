@@ -357,10 +357,14 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     return methods;
 }
 
-static void TranslateHeadings(const Language& tr, ReportTable& table) {
+// Times of a long recording have hours, and their headings say so.
+static void SetHeadings(const Findings& findings, ReportTable& table) {
+    const Language& tr = findings.tr;
     table.title = tr(table.title);
-    for (ReportTable::Column& column : table.columns)
-        column = {tr(column.heading), tr(column.unit), column.isText};
+    for (ReportTable::Column& column : table.columns) {
+        const bool hasHours = findings.result.seconds >= kSecondsPerHour && column.unit == "min:s";
+        column = {tr(column.heading), hasHours ? tr("h:min:s") : tr(column.unit), column.isText};
+    }
 }
 
 ReportTable MakeStageTable(const Findings& findings) {
@@ -427,7 +431,7 @@ ReportTable MakeStageTable(const Findings& findings) {
         table.columns.erase(table.columns.begin() + offset);
         for (std::vector<std::string>& row : table.rows) row.erase(row.begin() + offset);
     }
-    TranslateHeadings(findings.tr, table);
+    SetHeadings(findings, table);
     return table;
 }
 
@@ -448,19 +452,20 @@ ReportTable MakeCommonTable(const Findings& findings) {
                        {"Slope class then", "", true}},
                       {},
                       findings.worstLead};
-    TranslateHeadings(findings.tr, table);
+    SetHeadings(findings, table);
     if (!findings.worstLead) return table;
     const double seconds = findings.leads[*findings.worstLead].seconds;
     table.title = findings.tr("ST of all leads at " + LongClock(seconds) + " and at its largest in each");
     const std::vector<STThen> common = MeasureAllAt(result, seconds), own = MeasureAtLargestChange(result);
     for (std::size_t lead = 0; lead < names.size(); ++lead) {
         const std::optional<std::size_t> stage = StageAt(findings.exercise.stages, own[lead].seconds);
-        table.rows.push_back({names[lead], Number(common[lead].levelUv, 0), Signed(common[lead].changeUv, 0),
-                              Number(common[lead].jUv, 0), Number(common[lead].slopeUvPerMs, 2),
-                              findings.tr(NameShape(common[lead].shape)), Signed(own[lead].changeUv, 0),
-                              LongClock(own[lead].seconds),
-                              stage ? NameStage(findings.exercise.stages[*stage], *stage) : "-",
-                              Number(own[lead].jUv, 0), findings.tr(NameShape(own[lead].shape))});
+        table.rows.push_back(
+            {names[lead], Number(common[lead].levelUv, 0), Signed(common[lead].changeUv, 0),
+             Number(common[lead].jUv, 0), Number(common[lead].slopeUvPerMs, 2),
+             findings.tr(NameShape(common[lead].shape)), Signed(own[lead].changeUv, 0),
+             LongClock(own[lead].seconds),
+             stage ? findings.tr.Name(NameStage(findings.exercise.stages[*stage], *stage)) : "-",
+             Number(own[lead].jUv, 0), findings.tr(NameShape(own[lead].shape))});
     }
     if (findings.exercise.stages.empty()) {
         constexpr std::ptrdiff_t kStageThen = 8;
@@ -487,8 +492,7 @@ ReportTable MakeLeadTable(const Findings& findings) {
                        {"Latest level", "µV"}},
                       {},
                       findings.worstLead};
-    if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";
-    TranslateHeadings(findings.tr, table);
+    SetHeadings(findings, table);
     for (std::size_t lead = 0; lead < findings.leads.size(); ++lead) {
         std::vector<std::string> row{result.source.leads[lead]};
         const LeadSummary& s = findings.leads[lead];

@@ -372,6 +372,7 @@ TEST_F(ReportTest, ADayIsThinnedToWhatPaperCanShow) {
     // below 1,000,000 letters.
     EXPECT_LT(day.size(), Write(".html", MakeResult(12, 600)).size() + 1000000);
     EXPECT_THAT(day, HasSubstr("24:00:00 h:min:s"));
+    EXPECT_THAT(day, Not(HasSubstr("<small>min:s</small>")));
 }
 
 TEST_F(ReportTest, RefusesOtherNamesAndLeavesNothingBehind) {
