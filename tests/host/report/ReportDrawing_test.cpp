@@ -318,7 +318,11 @@ TEST_F(ReportTest, GermanHasEveryText) {
     none.beats.clear();
     none.reference.why.clear();
     none.warnings = {"off: V5 (from 0:10 min:s on, 2 times), V6 (from 0:20 min:s on)",
-                     "averaged beat of a: segment b: \"V1\": 12 samples clipped at 16 bits"};
+                     "averaged beat of a: segment b: \"V1\": 12 samples clipped at 16 bits",
+                     "segment c: a gap, no signal is in a unit of voltage",
+                     "expected 7 frames, the segments have 6",
+                     "\"d.dat\": damaged or cut off, read up to there",
+                     "no strips: a temporary file cannot be created"};
     EXPECT_THAT(write(none, SummarizeExercise(none, {})),
                 testing::AllOf(HasSubstr("<html lang=\"de\">"),
                                HasSubstr("Elektrode ab: V5 (ab 0:10 min:s, 2-mal), V6 (ab 0:20 min:s)"),
