@@ -245,6 +245,7 @@ std::string StateMessage(const live::State& state, const LiveStatus& source, con
                 {"beats", state.beats},
                 {"supraventricular", state.supraventricular},
                 {"ventricular", state.ventricular},
+                {"paced", state.paced},
                 {"unclassified", state.unclassified},
                 {"runs", state.runs},
                 {"stages", std::move(stages)},
@@ -297,8 +298,7 @@ std::string EventsMessage(const std::vector<Event>& events) {
 
 std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks) {
     Json all = Json::array();
-    for (const live::BeatMark& mark : marks)
-        all.push_back({mark.seconds, std::string(1, "NSVQ"[static_cast<int>(mark.beatClass)])});
+    for (const live::BeatMark& mark : marks) all.push_back({mark.seconds, LetterOf(mark.beatClass)});
     return Json{{"type", "marks"}, {"marks", std::move(all)}}.dump();
 }
 

@@ -94,7 +94,7 @@ struct State {
     double bpm = kUnknown;
     double stPointMs = kUnknown;  // after J
     std::vector<LeadState> leads;
-    int beats = 0, supraventricular = 0, ventricular = 0, unclassified = 0, runs = 0;
+    int beats = 0, supraventricular = 0, ventricular = 0, paced = 0, unclassified = 0, runs = 0;
     std::vector<Stage> stages;           // those that have begun, rest first
     double nextStageSeconds = kUnknown;  // when the protocol goes on
     bool isWork = false;                 // exercise has begun and not ended
