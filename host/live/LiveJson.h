@@ -43,7 +43,10 @@ std::string StateMessage(const live::State& state, const LiveStatus& source, con
                          double keptSeconds);
 std::string BeatsMessage(const live::Beats& beats, int fs);
 std::string EventsMessage(const std::vector<live::Event>& events);
-std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks);
+/// Beats as they are found, or with the number of a request those of the stretch that it asks for.
+std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks, std::uint32_t request = 0);
+/// A page of a strip lies under /results/`file`; or `why` there is none.
+std::string StripMessage(const std::string& file, const std::string& why);
 std::string FindsMessage(const live::Finds& finds);
 /// Rows from `first` on; a page that has others forgets them where `isWhole`.
 std::string TrendMessage(const std::vector<live::TrendRow>& rows, std::size_t first, bool isWhole);
@@ -76,6 +79,8 @@ struct PageRequest {
     std::optional<live::Command> command;
     std::string name;  // of the command
     std::optional<SignalRequest> signal;
+    std::optional<double> stripSeconds;  // the middle of a strip that is to be drawn
+    std::string language;                // of its texts
     std::optional<double> ping;
 };
 /// Empty of all where the text is no request.

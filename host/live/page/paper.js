@@ -41,8 +41,10 @@ export class Paper {
   measured() {
     if (!this.calipers) return null;
     const { x0, y0, x1, y1 } = this.calipers;
-    return { ms: Math.abs(x1 - x0) / this.pxPerMm / this.mmPerS * 1000, mV: Math.abs(y1 - y0) / this.pxPerMm / this.mmPerMv };
+    return { ms: Math.abs(x1 - x0) / this.pxOfMs(1), mV: Math.abs(y1 - y0) / this.pxOfMv(1) };
   }
+  pxOfMs(ms) { return ms / 1000 * this.mmPerS * this.pxPerMm; }
+  pxOfMv(mV) { return mV * this.mmPerMv * this.pxPerMm; }
 
   drawGround(width, height, ratio) {
     const key = [width, height, ratio, this.pxPerMm, colours("paper")].join();
@@ -168,6 +170,7 @@ export class Paper {
     context.strokeStyle = context.fillStyle = colours("accent");
     context.lineWidth = 1.5;
     context.strokeRect(Math.min(x0, x1), Math.min(y0, y1), Math.abs(x1 - x0), Math.abs(y1 - y0));
+    context.fillRect(x1 - 3, y1 - 3, 6, 6);  // the corner that keys move
     context.globalAlpha = 0.12;
     context.fillRect(Math.min(x0, x1), Math.min(y0, y1), Math.abs(x1 - x0), Math.abs(y1 - y0));
     context.globalAlpha = 1;
