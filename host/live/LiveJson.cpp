@@ -365,7 +365,8 @@ std::string SignalMessage(const SignalHead& head, std::size_t leads, const short
 }
 
 PageRequest ParsePageRequest(const std::string& text) {
-    constexpr int kMostFrames = 1 << 16, kMostPerValue = 1 << 12, kMostValues = 1 << 14;
+    constexpr long long kMostFrames = 1 << 16, kMostTestFrames = 1LL << 40;
+    constexpr int kMostPerValue = 1 << 12, kMostValues = 1 << 14, kMostColumns = 1 << 12;
     PageRequest request;
     const Json parsed = ParseStrangers(text);
     if (!parsed.is_object()) return request;
@@ -383,9 +384,11 @@ PageRequest ParsePageRequest(const std::string& text) {
             SignalRequest signal;
             signal.number = field["signal"].Whole(0U, 0xFFFFFFFFU);
             signal.fromFrame = field["from"].Whole(0LL, 1LL << 50);
-            signal.frames = field["frames"].Whole(1, kMostFrames);
-            signal.framesPerValue = field["per"].Whole(1, kMostPerValue);
-            if (signal.frames / signal.framesPerValue <= kMostValues) request.signal = signal;
+            if (parsed.contains("columns")) signal.columns = field["columns"].Whole(1, kMostColumns);
+            signal.frames = field["frames"].Whole(1LL, signal.columns > 0 ? kMostTestFrames : kMostFrames);
+            if (signal.columns == 0) signal.framesPerValue = field["per"].Whole(1, kMostPerValue);
+            if (signal.columns > 0 || signal.frames / signal.framesPerValue <= kMostValues)
+                request.signal = signal;
         } catch (const HostError&) {
             return {};
         }

@@ -69,11 +69,12 @@ struct SignalHead {
 std::string SignalMessage(const SignalHead& head, std::size_t leads, const short* samples,
                           std::size_t values);
 
-/// What a page asks for.
+/// What a page asks for: each value of so many frames; or the stretch in so many columns, of whatever length.
 struct SignalRequest {
     std::uint32_t number = 0;
-    long long fromFrame = 0;
-    int frames = 0, framesPerValue = 1;
+    long long fromFrame = 0, frames = 0;
+    int framesPerValue = 1;
+    int columns = 0;  // 0: framesPerValue counts
 };
 struct PageRequest {
     std::optional<live::Command> command;

@@ -92,18 +92,26 @@ void PageFeed::Answer(const Asked& asked, bool isDone) {
 
 void PageFeed::SendSignal(int client, const SignalRequest& request) {
     const std::size_t chn = m_test.Info().leads.size();
-    std::vector<short> samples = m_folder.Read(request.fromFrame, static_cast<std::size_t>(request.frames));
-    const auto per = static_cast<std::size_t>(request.framesPerValue);
-    if (per > 1)
-        samples = Envelope(samples, chn, per);
-    else
-        SendText(
-            BeatMarksMessage(m_test.BeatMarks(m_test.Info().SecondsOf(request.fromFrame),
-                                              m_test.Info().SecondsOf(request.fromFrame + request.frames)),
-                             request.number),
-            client);
-    const SignalHead head{2, request.number, static_cast<double>(request.fromFrame), WallMs(),
-                          static_cast<std::uint32_t>(per)};
+    SignalHead head{2, request.number, static_cast<double>(request.fromFrame), WallMs(),
+                    static_cast<std::uint32_t>(request.framesPerValue)};
+    std::vector<short> samples;
+    if (request.columns > 0) {
+        SignalOverview::Columns cover = m_folder.Overview().Cover(request.fromFrame, request.frames,
+                                                                  static_cast<std::size_t>(request.columns));
+        head.firstFrame = static_cast<double>(cover.first);
+        head.framesPerValue = static_cast<std::uint32_t>(cover.framesPerColumn);
+        samples = std::move(cover.samples);
+    } else {
+        const auto secondsOf = [&](long long frame) { return m_test.Info().SecondsOf(frame); };
+        samples = m_folder.Read(request.fromFrame, static_cast<std::size_t>(request.frames));
+        if (request.framesPerValue > 1)
+            samples = Envelope(samples, chn, static_cast<std::size_t>(request.framesPerValue));
+        else
+            SendText(BeatMarksMessage(m_test.BeatMarks(secondsOf(request.fromFrame),
+                                                       secondsOf(request.fromFrame + request.frames)),
+                                      request.number),
+                     client);
+    }
     m_server.Send(
         {std::make_shared<const std::string>(SignalMessage(head, chn, samples.data(), samples.size() / chn)),
          LiveServer::Kind::Kept, true},

@@ -4,13 +4,15 @@ import { BeatDialog, Tiles } from "./beats.js";
 import { Link } from "./link.js";
 import { Alarms, enableControls, openLimits, showEvents, wireControls } from "./panel.js";
 import { Paper } from "./paper.js";
-import { filterDelayMs, LiveSignal, stretchOf } from "./signal.js";
+import { filterDelayMs, LiveSignal, overviewOf, stretchOf } from "./signal.js";
 import { Trends } from "./trends.js";
 import { clock, language, setLanguage, word } from "./words.js";
 
 const kLiveSeconds = 40;       // that are kept here for the running display
 const kFilterSeconds = 3;      // ahead of a frozen stretch, for the filters to settle
 const kMostMarks = 2000, kMostEvents = 500;
+const kWholeSeconds = 120;     // a recording that is longer is shown as a whole at first
+const kOverviewSeconds = 60;   // from which on a stretch is shown by its bounds
 
 const byId = (id) => document.getElementById(id);
 const paper = new Paper(byId("paper"));
@@ -67,7 +69,7 @@ const takers = {
     trends.stages = state.stages;
     showFigures();
     showLink();
-    if (hello.view && !frozen && state.kept_s > paper.seconds) freeze(true, paper.seconds);
+    if (hello.view) showView();
     byId("position").max = state.kept_s.toFixed(1);
     if (state.ended && !results) byId("result-links").textContent = word("working");
     byId("results").hidden = !state.ended || hello.view;
@@ -185,22 +187,66 @@ function freeze(isFrozen, seconds = live ? live.end / hello.fs : 0) {
   byId("freeze").textContent = word(isFrozen ? "live" : "freeze");
   byId("history").hidden = !isFrozen;
   measure(null);
+  if (!isFrozen) setZoom("0");
   if (isFrozen) moveTo(seconds);
   isNew = true;
+}
+
+const wholeSeconds = () => Math.max(state ? state.kept_s : 0, live.end / hello.fs);
+const middleSeconds = () => frozen.end / hello.fs - paper.seconds / 2;
+
+// How much a lane shows: as much as the speed has, or a fixed time, of which only the bounds are drawn.
+function setZoom(value) {
+  byId("zoom").value = value;
+  paper.span = value === "all" ? wholeSeconds() : Number(value);
+  byId("speed").disabled = paper.span > 0;
+  isNew = true;
+}
+
+function zoomTo(value, seconds = middleSeconds()) {
+  if (!frozen) return;
+  setZoom(value);
+  moveTo(seconds + paper.seconds / 2);
+}
+
+function zoomBy(steps) {
+  const zoom = byId("zoom"), at = zoom.selectedIndex + steps;
+  if (at >= 0 && at < zoom.options.length) zoomTo(zoom.options[at].value);
+}
+
+// A recording is shown as a whole while it comes, if it is long, until somebody looks closer.
+function showView() {
+  if (!frozen && state.kept_s > paper.seconds) {
+    freeze(true, paper.seconds);
+    if (state.kept_s > kWholeSeconds) zoomTo("all");
+  } else if (frozen && byId("zoom").value === "all" && state.kept_s > paper.span) {
+    zoomTo("all");
+  }
 }
 
 async function moveTo(seconds) {
   const place = frozen;
   measure(null);
-  const whole = Math.max(state ? state.kept_s : 0, live.end / hello.fs);
+  const whole = wholeSeconds();
+  if (byId("zoom").value === "all") paper.span = whole;
   const at = Math.min(Math.max(seconds, Math.min(paper.seconds, whole)), whole);
   place.end = Math.round(at * hello.fs);
   byId("position").max = whole.toFixed(1);
   byId("position").value = at;
   byId("shown").textContent = `${clock(at - paper.seconds)} – ${clock(at)}`;
-  const frames = Math.ceil((paper.seconds + kFilterSeconds) * hello.fs), end = place.end;
+  const end = place.end;
+  if (paper.seconds >= kOverviewSeconds) {
+    const frames = Math.ceil(paper.seconds * hello.fs), columns = Math.ceil(byId("paper").clientWidth / paper.columns);
+    const { head, samples } = await link.askOverview(end - frames, Math.min(frames, end), columns);
+    if (frozen !== place || place.end !== end || paper.seconds < kOverviewSeconds) return;
+    place.marks = finds ? finds.ventricular.map((time) => [time, "V"]) : [];
+    place.stretch = overviewOf(head, samples, hello.uVpb);
+    isNew = true;
+    return;
+  }
+  const frames = Math.ceil((paper.seconds + kFilterSeconds) * hello.fs);
   const { head, samples } = await link.askSignal(end - frames, Math.min(frames, end), 1);
-  if (frozen !== place || place.end !== end) return;
+  if (frozen !== place || place.end !== end || paper.seconds >= kOverviewSeconds) return;
   place.marks = keptMarks && keptMarks.request === head.request ? keptMarks.marks : [];
   place.stretch = stretchOf(head, samples, hello.uVpb, hello.fs, live.mainsHz);
   isNew = true;
@@ -212,29 +258,31 @@ byId("back").addEventListener("click", () => moveTo(frozen.end / hello.fs - pape
 byId("forward").addEventListener("click", () => moveTo(frozen.end / hello.fs + paper.seconds / 2));
 byId("to-largest").addEventListener("click", () => {
   select(hello.leads.indexOf(finds.largest_lead), false);
-  moveTo(finds.largest_s + paper.seconds / 2);
+  zoomTo("0", finds.largest_s);
 });
 // The first place behind what is shown in the middle; behind the last the first again.
 function jump(places) {
-  const now = frozen.end / hello.fs - paper.seconds / 2;
-  moveTo((places.find((seconds) => seconds > now + 0.5) ?? places[0]) + paper.seconds / 2);
+  const now = paper.span ? -1 : middleSeconds();
+  zoomTo("0", places.find((seconds) => seconds > now + 0.5) ?? places[0]);
 }
 byId("to-ventricular").addEventListener("click", () => jump(finds.ventricular));
 byId("to-gap").addEventListener("click", () => jump(finds.gaps.map((gap) => gap[0])));
 byId("strip").addEventListener("click", () => {
   byId("strip-link").textContent = word("drawing");
-  link.send({ strip: frozen.end / hello.fs - paper.seconds / 2, language: language() });
+  link.send({ strip: middleSeconds(), language: language() });
 });
 byId("trends").addEventListener("click", (event) => {
   if (!live) return;
   freeze(true);
-  moveTo(trends.secondsAt(event.offsetX) + paper.seconds / 2);
+  zoomTo("0", trends.secondsAt(event.offsetX));
 });
 byId("paper").addEventListener("keydown", (event) => {
   const steps = { ArrowLeft: -0.2, ArrowRight: 0.2, PageUp: -paper.seconds, PageDown: paper.seconds, Home: -1e9, End: 1e9 };
   if (paper.calipers && moveCalipers(event)) isNew = true;
   else if (event.key === " ") freeze(frozen === null);
   else if (event.key.toLowerCase() === "m") toggleCalipers();
+  else if (frozen && event.key === "+") zoomBy(-1);
+  else if (frozen && event.key === "-") zoomBy(1);
   else if (frozen && event.key in steps) moveTo(frozen.end / hello.fs + steps[event.key]);
   else return;
   event.preventDefault();
@@ -280,6 +328,11 @@ function drag(event) {
   }
   if (paper.calipers) measure({ ...paper.calipers, x1: event.offsetX, y1: event.offsetY });
 }
+byId("paper").addEventListener("dblclick", (event) => {
+  const lane = byId("paper").clientWidth / paper.columns;
+  if (frozen && paper.span) zoomTo("0", (frozen.end / hello.fs) - paper.seconds * (1 - event.offsetX % lane / lane));
+});
+byId("zoom").addEventListener("change", () => zoomTo(byId("zoom").value));
 byId("measure").addEventListener("click", () => { toggleCalipers(); byId("paper").focus(); });
 byId("paper").addEventListener("pointerdown", drag);
 byId("paper").addEventListener("pointermove", drag);

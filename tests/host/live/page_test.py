@@ -26,7 +26,7 @@ if not os.path.exists("/usr/bin/chromedriver") or not os.path.exists("/usr/bin/c
 
 program = sys.argv[1]
 pictures = sys.argv[2] if len(sys.argv) > 2 else None
-SPEED = 6
+SPEED = 10
 work = tempfile.TemporaryDirectory()
 record, folder = work.name + "/patient", work.name + "/kept"
 # A patient at rest for two minutes, in the second of which V2 falls off; in sinus rhythm, whose rate the truth tells.
