@@ -19,6 +19,7 @@ namespace {
 constexpr std::size_t kKeptLevels = 600;       // beats: of a rest of five to ten minutes
 constexpr double kNewReferenceSeconds = 30;    // before the moment at which it is asked for
 constexpr double kLineBeforeGapSeconds = 0.5;  // that a signal may have been a line when a gap began
+constexpr double kRateSeconds = 10;            // after the latest interval a heart rate is not known any more
 constexpr int kRunBeats = 3;                   // in a row: a run
 constexpr double kPrEndMs = 4, kPrMs = 12;     // the PR level: the mean of 12 ms that end 4 ms before the QRS
 constexpr std::size_t kMostNotes = 200;        // symptoms and marks, each
@@ -87,6 +88,7 @@ void LiveTest::TakeFrame(const short* frame) {
             m_state.frames == static_cast<long long>(qz::kMainsSeconds) * m_info.fs)
             BeginSession();
     }
+    if (m_state.seconds > m_rateSeconds + kRateSeconds) m_state.bpm = live::kUnknown;
     while (m_stages.Advance(m_state.seconds)) TellStages();
     m_state.nextStageSeconds = m_stages.NextSeconds();
     if (m_state.seconds >= m_nextTrendSeconds) AddTrendRow();
@@ -130,6 +132,7 @@ void LiveTest::OnInterval(const qz::IntervalEvent& interval) {
     }
     Raise(Alarm::Kind::VentricularRun, m_run >= kRunBeats, {}, m_run);
     if (std::isnan(interval.bpm)) return;
+    m_rateSeconds = interval.seconds;
     m_state.bpm = interval.bpm;
     Raise(Alarm::Kind::RateHigh, interval.bpm > m_state.limits.highestBpm, {}, interval.bpm);
     Raise(Alarm::Kind::RateLow, interval.bpm < m_state.limits.lowestBpm, {}, interval.bpm);

@@ -113,6 +113,7 @@ private:
     std::vector<float> m_referenceUv;               // levels likewise, per lead; empty: none yet
     AveragedBeat m_referenceBeat;                   // when the reference was set
     double m_firstSTSeconds = live::kUnknown;
+    double m_rateSeconds = 0;  // of the latest heart rate
     bool m_isReferenceFixed = false;
     int m_run = 0;  // ventricular beats in a row, up to now
     int m_alarms = 0;

@@ -391,7 +391,8 @@ function draw(now) {
   paper.marks = frozen ? frozen.marks : marks;
   if (frozen) paper.draw(frozen.stretch, frozen.end);
   else paper.draw(live, live.end);
-  if (now - delayShownAt < 500 || Number.isNaN(latestMs)) return;
+  if (state && state.ended) byId("delay").textContent = "–";
+  if (now - delayShownAt < 500 || Number.isNaN(latestMs) || (state && state.ended)) return;
   delayShownAt = now;
   const ms = Math.max(0, Date.now() - latestMs) + (paper.isFiltered ? filterDelayMs : 0);
   byId("delay").textContent = `${Math.round(ms)} ms`;

@@ -74,12 +74,14 @@ TEST(LiveTest, TellsAGapWithItsLengthAndHoldsTheSignalOverIt) {
     EXPECT_EQ(patient.State().gapSeconds, 3);
     EXPECT_THAT(Kinds(patient.State()), ElementsAre(Alarm::Kind::NoSignal));  // and no lead by itself
     patient.Test().TakeEvents();
-    patient.Until(40);
+    EXPECT_GT(patient.Until(39, LeaveOut).State().bpm, 50);
+    EXPECT_TRUE(std::isnan(patient.Until(42, LeaveOut).State().bpm));  // that was 10 s ago
+    patient.Until(50);
     const std::vector<live::Event> events = patient.Test().TakeEvents();
     ASSERT_EQ(events.size(), 1U);
     EXPECT_EQ(events[0].kind, live::Event::Kind::Gap);
-    EXPECT_EQ(events[0].value, 3);
-    EXPECT_EQ(patient.State().seconds, 40);
+    EXPECT_EQ(events[0].value, 12);
+    EXPECT_EQ(patient.State().seconds, 50);
 }
 
 TEST(LiveTest, TellsAGapBeforeTheSessionBeginsAsAGapAlone) {
