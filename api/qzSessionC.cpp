@@ -91,6 +91,7 @@ private:
             case qz::BeatClass::Normal: return QZS_NORMAL;
             case qz::BeatClass::Supraventricular: return QZS_SUPRAVENTRICULAR;
             case qz::BeatClass::Ventricular: return QZS_VENTRICULAR;
+            case qz::BeatClass::Paced: return QZS_PACED;
             case qz::BeatClass::Unclassified: break;
         }
         return QZS_UNCLASSIFIED;
@@ -178,6 +179,7 @@ qz::SessionOptions SessionOptionsOf(const qzs_options& from) {
     options.conditioning = {from.mains_hz, from.lowpass_hz, from.smooth};
     options.postJms = from.postJms;
     options.stRateLimitBpm = from.st_rate_limit;
+    options.isPaced = from.paced;
     if (from.beat != nullptr) options.beat = HandedIn(from, options.leads.size());
     return options;
 }

@@ -69,6 +69,7 @@ typedef struct qzs_options {
     size_t beat_count;        /* their number */
     bool conditioned;         /* conditioned frames are kept for qzs_conditioned; false */
     double st_rate_limit;     /* beats/min, above 0: qzs_event_st is earlier at a higher heart rate; 145 */
+    bool paced;               /* a pacemaker is at work: beats of a usual shape are QZS_PACED; false */
 } qzs_options;
 
 /* Numbers of events are fixed. Later libraries may have more kinds: pass over those that are unknown. */
@@ -91,7 +92,8 @@ enum {
     QZS_NORMAL = 1,
     QZS_SUPRAVENTRICULAR = 2, /* early in a regular rhythm */
     QZS_VENTRICULAR = 3,      /* of an unusual shape, and wide, early, or followed by a pause */
-    QZS_UNCLASSIFIED = 4      /* noise may have made what looks ventricular */
+    QZS_UNCLASSIFIED = 4,     /* noise may have made what looks ventricular */
+    QZS_PACED = 5             /* of a usual shape, where the options tell of a pacemaker */
 };
 
 typedef struct qzs_event {

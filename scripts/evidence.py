@@ -14,6 +14,7 @@ from statistics import mean, median
 
 LUDB_LEADS = ["i", "ii", "iii", "avr", "avl", "avf", "v1", "v2", "v3", "v4", "v5", "v6"]
 WORST = 5
+MARKED_UV, NEAR_RAW_UV = 100, 40  # a change that is farther off its mark is looked into; one so near the raw signal is right
 
 NOISE_RECORDS, NOISES = ["100", "116"], ["bw", "ma"]
 LEVELS_DB = [24, 18, 12, 6, 0, -6]
@@ -172,18 +173,32 @@ def print_st_changes(scores):
     changes = [(record, change) for record, score in scores.items() for change in score["st_changes"]]
     if not changes:
         return
-    print("| marked change of ST | at, s | marked, uV | measured, uV | error, uV |\n|---|---|---|---|---|")
-    errors = []
+    print("| marked change of ST | at, s | marked, uV | measured, uV | error, uV | on the raw signal, uV |\n|---|---|---|---|---|---|")
+    errors, otherwise = [], []
+    number = lambda value: "-" if value is None else f"{value:.0f}"
     for record, change in changes:
-        measured = change["measured_uv"]
-        if measured is not None:
-            errors.append(measured - change["marked_uv"])
-        print(f"| {record} {change['lead']} | {change['time_s']:.0f} | {change['marked_uv']:.0f} | "
-              + (f"{measured:.0f} | {errors[-1]:.0f} |" if measured is not None else "- | - |"))
+        measured, raw = change["measured_uv"], change["raw_uv"]
+        error = None if measured is None else measured - change["marked_uv"]
+        if error is not None:
+            errors.append(error)
+        what = f"{record} {change['lead']} at {change['time_s']:.0f} s"
+        if error is not None and abs(error) > MARKED_UV:
+            otherwise.append(f"- {what}: " + (
+                f"the raw signal changes by {raw:.0f} uV at the same point against the same level: the mark has another point or "
+                "reference" if raw is not None and abs(measured - raw) <= NEAR_RAW_UV else
+                f"the raw signal changes by {number(raw)} uV: what was measured is wrong, or has not come up with it"))
+        elif error is None:
+            otherwise.append(f"- {what}: " + (
+                "not measured" if raw is not None else
+                "the marks tell of no moment outside an episode, so that there is no level to count from"))
+        print(f"| {record} {change['lead']} | {change['time_s']:.0f} | {change['marked_uv']:.0f} | {number(measured)} | {number(error)} "
+              f"| {number(raw)} |")
     bias = mean(errors)
     spread = math.sqrt(sum((error - bias) ** 2 for error in errors) / max(len(errors) - 1, 1))
     print(f"\n{len(errors)} of {len(changes)} measured: error {bias:.0f} uV in the mean, SD {spread:.0f} uV, "
           f"{median(abs(error) for error in errors):.0f} uV in the median of the magnitudes.\n")
+    if otherwise:
+        print(f"Those more than {MARKED_UV} uV off, and those not measured:\n\n" + "\n".join(otherwise) + "\n")
 
 
 def print_unmarked(program, records, folder):

@@ -84,6 +84,7 @@ struct SessionOptions {
     double stRateLimitBpm = kUsualSTRateLimitBpm;  // ST is measured at J + 60 ms above it, else at J + 80 ms
     std::optional<LearnedBeat> beat;  // the first averaged beat; empty: the session learns it from the signal
     PointsByHand points;              // set from the start
+    bool isPaced = false;             // a pacemaker is at work: beats of a usual shape are BeatClass::Paced
 };
 
 /// Where a template has its points, in milliseconds from its start.
@@ -91,13 +92,16 @@ struct BeatPositionsMs {
     double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned; q and j: that set by hand
 };
 
-/// What kind of beat it is, as far as its shape and its time tell. Paced beats are classed as others are:
-/// what is usual for the patient is normal. A fusion beat is of the class that it resembles more.
+/// What kind of beat it is, as far as its shape and its time tell. A fusion beat is of the class that it
+/// resembles more. The pulses of a pacemaker are not looked for: with SessionOptions::isPaced every beat of a
+/// usual shape counts as paced, one that the heart conducts itself too if it comes often; without it paced
+/// beats are classed as others are.
 enum class BeatClass {
     Normal,            // of a usual shape, or of another that tells too little
     Supraventricular,  // not ventricular, but early in a regular rhythm
     Ventricular,       // of an unusual shape, and wide, early, or followed by a pause
     Unclassified,      // it would be ventricular, but noise may have made its shape
+    Paced,             // of a usual shape, where the session is told of a pacemaker
 };
 
 /// A beat was found, whether it matches the averaged one or not. Known up to 2.3 s later, 4.3 s at the start.

@@ -221,7 +221,7 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
       m_conditioner(m_fs, m_chn, options.uVpb, options.conditioning),
       m_watch(m_fs, m_chn, options.uVpb),
       m_finder(m_fs, m_chn, options.uVpb),
-      m_classer(m_finder),
+      m_classer(m_finder, options.isPaced),
       m_rate(m_fs, m_chn),
       m_shapes(m_fs, m_chn, options.postJms),
       m_learner(m_fs, m_chn),

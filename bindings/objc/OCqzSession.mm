@@ -8,7 +8,8 @@ static_assert(OCqzEventInterval == int{QZS_INTERVAL} && OCqzEventBeat == int{QZS
               OCqzEventDisturbed == int{QZS_DISTURBED} && OCqzEventCalm == int{QZS_CALM} &&
               OCqzEventLearned == int{QZS_LEARNED} && OCqzEventNotLearned == int{QZS_NOT_LEARNED});
 static_assert(OCqzBeatNormal == int{QZS_NORMAL} && OCqzBeatSupraventricular == int{QZS_SUPRAVENTRICULAR} &&
-              OCqzBeatVentricular == int{QZS_VENTRICULAR} && OCqzBeatUnclassified == int{QZS_UNCLASSIFIED});
+              OCqzBeatVentricular == int{QZS_VENTRICULAR} && OCqzBeatUnclassified == int{QZS_UNCLASSIFIED} &&
+              OCqzBeatPaced == int{QZS_PACED});
 
 /// A new array, which the caller owns.
 template <typename T>
@@ -142,6 +143,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
                smooth:smooth
               postJms:postJms
           stRateLimit:usual.st_rate_limit
+                paced:NO
                  beat:nil
           conditioned:NO];
 }
@@ -154,6 +156,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
               smooth:(short)smooth
              postJms:(short)postJms
          stRateLimit:(double)stRateLimit
+               paced:(BOOL)paced
                 beat:(OCqzLearnedBeat *)beat
          conditioned:(BOOL)conditioned {
     self = [super init];
@@ -167,6 +170,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     options.smooth = smooth;
     options.postJms = postJms;
     options.st_rate_limit = stRateLimit;
+    options.paced = paced;
     options.conditioned = conditioned;
     const std::vector<short> rows = Samples([beat rows]);
     qzs_beat handedIn;

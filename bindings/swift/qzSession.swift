@@ -37,7 +37,7 @@ public struct qzSessionEvent {
     public let bpm: Double
     /// Of `interval` and `beat`, ms from the beat found before, NaN after 4 s without; else NaN.
     public let rrMs: Double
-    /// Of `interval` and `beat`: one of the four below; else 0. A beat that was folded in but not found is unclassified.
+    /// Of `interval` and `beat`: one of the five below; else 0. A beat that was folded in but not found is unclassified.
     public let beatClass: Int
     public static let normal = 1
     /// Early in a regular rhythm.
@@ -46,6 +46,8 @@ public struct qzSessionEvent {
     public static let ventricular = 3
     /// Noise may have made what looks ventricular.
     public static let unclassified = 4
+    /// Of a usual shape, where `qzSession` was told of a pacemaker.
+    public static let paced = 5
     /// Of `leadOff`: what was told of the lead for beats after this is void.
     public let voidFromSeconds: Double
     /// Of `learned`: in place of an earlier averaged beat.
@@ -158,16 +160,18 @@ public final class qzSession: NSObject {
 
     /// The same with a first averaged beat, nil for one that the session learns, with `conditioned` frames that
     /// are kept to be fetched, and with `st` at J + 60 ms instead of J + 80 ms at heart rates above `stRateLimit`, above 0.
+    /// With `paced` a pacemaker is at work, and beats of a usual shape are `qzSessionEvent.paced`.
     ///
     /// Nil also for a beat that does not fit the leads and the rate.
     public init?(
         fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
-        postJms: Int16 = 60, stRateLimit: Double = 145, beat: qzLearnedBeat?, conditioned: Bool = false
+        postJms: Int16 = 60, stRateLimit: Double = 145, paced: Bool = false, beat: qzLearnedBeat?,
+        conditioned: Bool = false
     ) {
         guard
             let session = OCqzSession(
                 fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, postJms: postJms,
-                stRateLimit: stRateLimit, beat: beat?.wrapped, conditioned: conditioned)
+                stRateLimit: stRateLimit, paced: paced, beat: beat?.wrapped, conditioned: conditioned)
         else { return nil }
         self.session = session
         super.init()

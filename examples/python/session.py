@@ -13,7 +13,7 @@ class Options(Structure):  # the structs and functions of api/qzSessionC.h
     _fields_ = [("size", c_size_t), ("fs", c_int16), ("leads", c_int16), ("uv_per_unit", c_double),
                 ("mains_hz", c_int16), ("lowpass_hz", c_int16), ("smooth", c_int16), ("postJms", c_int16),
                 ("beat", c_void_p), ("beat_rows", c_void_p), ("beat_count", c_size_t),
-                ("conditioned", c_bool), ("st_rate_limit", c_double)]
+                ("conditioned", c_bool), ("st_rate_limit", c_double), ("paced", c_bool)]
 
 
 class Event(Structure):

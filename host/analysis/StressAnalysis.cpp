@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "host/record/Pacing.h"
 #include "host/results/Holes.h"
 #include "host/results/Reference.h"
 #include "host/results/Summaries.h"
@@ -46,6 +47,7 @@ qz::SessionOptions SessionOptionsFor(const SourceInfo& source, const StressOptio
     session.postJms = options.stPoint.postJms.value_or(qz::kUsualPostJms);
     session.stRateLimitBpm = options.stPoint.rateLimitBpm;
     session.points = options.stPoint.byHand;
+    session.isPaced = options.isPaced.value_or(TellsOfPacing(source.remarks));
     if (options.beat != nullptr) session.beat = *options.beat;
     if (const std::string refusal = qz::StressSession::Refusal(session); !refusal.empty())
         throw HostError(source.name, refusal);

@@ -26,6 +26,8 @@ struct StressOptions {
     const LearnedBeat* beat = nullptr;          // the first averaged beat; null learns it from the source
     std::vector<double> beatSeconds;            // times whose averaged beats are kept, ascending
     std::optional<ReferenceStretch> reference;  // empty: the first half minute of ST values
+    std::optional<bool>
+        isPaced;  // a pacemaker is at work; empty: where the remarks of the source tell of one
 };
 
 /// The options with the mains frequency that is to be taken out, where `measuredHz` was measured.

@@ -313,7 +313,12 @@ void RunEvaluate(const EvaluateOptions& options) {
     PrintWarnings(result);
     Evaluation evaluation = Evaluate(result, BeatAnnotations(result, info.fs), truth, options.skipSeconds);
     const std::unique_ptr<FrameSource> raw = OpenRecord(options.record, options.reading);
-    evaluation.rawST = ScoreRawST(CompareWithRawST(*raw, result, options.skipSeconds));
+    const std::vector<RawSTDifference> halfMinutes =
+        CompareWithRawST(*raw, result, HalfMinutes(result, options.skipSeconds));
+    evaluation.rawST = ScoreRawST(halfMinutes);
+    if (!evaluation.stChanges.empty())
+        MeasureRawChanges(evaluation.stChanges, *OpenRecord(options.record, options.reading), result,
+                          halfMinutes, truth.st);
     if (json) {
         WriteEvaluationJson(*json, evaluation);
         json->Commit();

@@ -130,6 +130,16 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
             "Mains frequency in Hz, 0 for none; auto: that which the first 10 s show")
         ->check(CLI::IsMember({"auto", "0", "50", "60"}))
         ->default_str("auto");
+    command
+        .add_option_function<std::string>(
+            "--paced",
+            [&options](const std::string& paced) {
+                options.isPaced.reset();
+                if (paced != "auto") options.isPaced = paced == "yes";
+            },
+            "Whether a pacemaker makes the beats of a usual shape; auto: where the recording tells of one")
+        ->check(CLI::IsMember({"auto", "yes", "no"}))
+        ->default_str("auto");
     command.add_flag("--comb", options.conditioner.comb,
                      "Comb against 50 Hz instead of a notch: takes out harmonics too, and shifts ST");
     command

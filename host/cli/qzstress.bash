@@ -4,7 +4,7 @@ _qzstress() {
     local reading="--leads --fs --uv-per-bit --raw"
     local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start --predicted --stage-leads \
         --anonymous --language"
-    local analysis="--mains --comb --lowpass --smooth --post-j --st-rate-limit --q-point --j-point --st-point"
+    local analysis="--mains --paced --comb --lowpass --smooth --post-j --st-rate-limit --q-point --j-point --st-point"
     COMPREPLY=()
 
     # bash takes "--mains=60" for three words.
@@ -20,6 +20,7 @@ _qzstress() {
     fi
     case $before in
     --mains) values="auto 0 50 60" ;;
+    --paced) values="auto yes no" ;;
     --smooth | --angina) values="0 1 2" ;;
     --protocol)
         values="bruce modified-bruce naughton balke bicycle who25 who50 ramp"

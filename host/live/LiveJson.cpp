@@ -249,6 +249,7 @@ std::string StateMessage(const live::State& state, const LiveStatus& source, con
                 {"beats", state.beats},
                 {"supraventricular", state.supraventricular},
                 {"ventricular", state.ventricular},
+                {"paced", state.paced},
                 {"unclassified", state.unclassified},
                 {"runs", state.runs},
                 {"stages", std::move(stages)},
@@ -305,8 +306,7 @@ std::string StripMessage(const std::string& file, const std::string& why) {
 
 std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks, std::uint32_t request) {
     Json all = Json::array();
-    for (const live::BeatMark& mark : marks)
-        all.push_back({mark.seconds, std::string(1, "NSVQ"[static_cast<int>(mark.beatClass)])});
+    for (const live::BeatMark& mark : marks) all.push_back({mark.seconds, LetterOf(mark.beatClass)});
     return Json{{"type", "marks"}, {"request", request}, {"marks", std::move(all)}}.dump();
 }
 

@@ -109,7 +109,7 @@ struct State {
     Span reference;  // empty: none yet
     Limits limits;
     qz::PointsByHand byHand;  // of measurement
-    int beats = 0, supraventricular = 0, ventricular = 0, unclassified = 0, runs = 0;
+    int beats = 0, supraventricular = 0, ventricular = 0, paced = 0, unclassified = 0, runs = 0;
     int gaps = 0;
     bool isWork = false;  // exercise has begun and not ended
     bool isRecovery = false;

@@ -121,6 +121,7 @@ void LiveTest::OnInterval(const qz::IntervalEvent& interval) {
         case qz::BeatClass::Supraventricular: ++m_state.supraventricular; break;
         case qz::BeatClass::Ventricular: ++m_state.ventricular; break;
         case qz::BeatClass::Unclassified: ++m_state.unclassified; break;
+        case qz::BeatClass::Paced: ++m_state.paced; break;
     }
     if (m_beatMarks.size() < kMostBeats) m_beatMarks.push_back({interval.seconds, interval.beatClass});
     if (interval.beatClass == qz::BeatClass::Ventricular && m_finds.ventricular.size() < kMostEvents)

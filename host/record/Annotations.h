@@ -18,7 +18,8 @@ struct Annotation {
     bool operator==(const Annotation&) const = default;
 };
 
-constexpr int kNormalBeat = 1, kVentricularBeat = 5, kSupraventricularBeat = 9, kUnclassifiedBeat = 13;
+constexpr int kNormalBeat = 1, kVentricularBeat = 5, kSupraventricularBeat = 9, kPacedBeat = 12,
+              kUnclassifiedBeat = 13;
 constexpr int kSTChange = 18;  // its text tells of which kind
 constexpr int kFibrillationStart = 32, kFibrillationEnd = 33;
 constexpr int kWaveStart = 39, kWaveEnd = 40;

@@ -40,6 +40,7 @@ struct Signal : WfdbSignal {
     long long clipped = 0;      // samples beyond 16 bits
     std::vector<short> delay;   // ring that holds back a lead which would run ahead of a more skewed one
     std::size_t delayNext = 0;  // its oldest value
+    bool isOnScale = false;     // its units are those of the common scale
 };
 
 double LevelUv(const WfdbSignal& signal, long long stored) {
@@ -104,6 +105,13 @@ public:
             return low | high * 256;
         }
         return NextOfGroup();
+    }
+    /// The bytes of the next `count` values of format 16, low byte first; null, and nothing is taken, where
+    /// the buffer does not hold all of them.
+    const char* NextWords(std::size_t count) {
+        if (m_filled - m_next < 2 * count) return nullptr;
+        m_next += 2 * count;
+        return &m_buffer[m_next - 2 * count];
     }
 
 private:
@@ -185,6 +193,15 @@ private:
     std::size_t m_groupNext = 0, m_groupSize = 0;
 };
 
+constexpr int kBeyondUnits = 40000;  // what is farther out is clipped all the same
+
+int RoundedUnits(const Signal& signal, long long stored, double uVpb) {
+    const double level = std::clamp<double>(LevelUv(signal, stored) / uVpb, -kBeyondUnits, kBeyondUnits);
+    const int whole = static_cast<int>(level);
+    const double rest = level - whole;
+    return whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0);
+}
+
 /// The sample on the common scale, rounded half away from zero. An invalid sample repeats the one before it,
 /// at the start the baseline.
 short Convert(Signal& signal, long long stored, double uVpb) {
@@ -192,11 +209,10 @@ short Convert(Signal& signal, long long stored, double uVpb) {
         ++signal.invalid;
         return signal.previous;
     }
-    constexpr double kBeyond = 40000;  // what is farther out is clipped all the same
-    const double level = std::clamp(LevelUv(signal, stored) / uVpb, -kBeyond, kBeyond);
-    const int whole = static_cast<int>(level);
-    const double rest = level - whole;
-    const int units = whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0);
+    const int units =
+        signal.isOnScale
+            ? static_cast<int>(std::clamp<long long>(stored - signal.baseline, -kBeyondUnits, kBeyondUnits))
+            : RoundedUnits(signal, stored, uVpb);
     const int kept = std::clamp<int>(units, INT16_MIN, INT16_MAX);
     if (kept != units) ++signal.clipped;
     signal.previous = static_cast<short>(kept);
@@ -218,10 +234,12 @@ struct WfdbRecord::State {
     std::vector<short> rows;         // samples of one stored frame: each lead's first, each lead's second...
     unsigned rowsLeft = 0;           // to be given out
     bool verifiesChecksums = false;  // the header knows the whole length, and the files hold it
+    bool areWords = false;  // one file of format 16, with one sample of each signal per frame, no skew
 
     void OpenFiles(const std::filesystem::path& headerPath);
     std::vector<double> UsedExtremes();
     void ReadStored(double uVpb);
+    bool ReadWords(double uVpb);
 };
 
 /// Opens each file once, for all its signals, and finds out how many frames there are to read.
@@ -245,6 +263,10 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
     const long long expected = announced > 0 ? announced : longest;
     storedFrames = std::min(expected, shortest);
     verifiesChecksums = announced > 0 && storedFrames == announced;
+    areWords = files.size() == 1 && maxSkew == 0 &&
+               std::all_of(signals.begin(), signals.end(), [](const Signal& signal) {
+                   return signal.format.code == 16 && signal.samplesPerFrame == 1;
+               });
     if (storedFrames < expected) {
         warnings.push_back("ends early: " + std::to_string(storedFrames) + " of " + std::to_string(expected) +
                            " frames");
@@ -337,11 +359,28 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
     m_info.uVpb = uVpb > 0 ? uVpb : FinestScale(extremesUv);
     if (uVpb == 0 && m_info.uVpb > 1 && std::any_of(m_state->signals.begin(), m_state->signals.end(), isWide))
         m_info.uVpb = FinestScale(m_state->UsedExtremes());
+    for (Signal& signal : m_state->signals) signal.isOnScale = signal.uvPerUnit == m_info.uVpb;
 }
 
 WfdbRecord::~WfdbRecord() = default;
 
+/// ReadStored of words in the buffer, as most are. False, and nothing is taken, where there is no such frame.
+bool WfdbRecord::State::ReadWords(double uVpb) {
+    const char* bytes = areWords ? files.front().NextWords(signals.size()) : nullptr;
+    if (bytes == nullptr) return false;
+    short* sample = rows.data();
+    for (Signal& signal : signals) {
+        const int stored = static_cast<unsigned char>(bytes[0]) | static_cast<signed char>(bytes[1]) * 256;
+        bytes += 2;
+        signal.sum = static_cast<std::uint16_t>(signal.sum + stored);  // wraps
+        if (signal.isEcg) *sample++ = Convert(signal, stored, uVpb);
+    }
+    ++framesRead;
+    return true;
+}
+
 void WfdbRecord::State::ReadStored(double uVpb) {
+    if (ReadWords(uVpb)) return;
     std::size_t lead = 0;
     for (std::size_t i = 0; i < signals.size(); ++i) {
         Signal& signal = signals[i];

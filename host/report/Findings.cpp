@@ -124,6 +124,7 @@ std::string DescribeEctopy(const BeatCounts& counts) {
                 ", fastest " + Number(counts.fastestRunBpm, 0) + "/min at " +
                 LongClock(counts.fastestRunSeconds) + ")";
     text += "; " + std::to_string(counts.supraventricular) + " supraventricular";
+    if (counts.paced > 0) text += "; " + std::to_string(counts.paced) + " paced";
     if (counts.unclassified > 0) text += "; " + std::to_string(counts.unclassified) + " unclassified";
     return text;
 }

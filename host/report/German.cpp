@@ -62,7 +62,8 @@ constexpr Phrase kPhrases[] = {
     {"{} (rows {} to {} of {})", "{1:tr} (Zeilen {2} bis {3} von {4})"},
 
     // Captions and marks of drawings
-    {"Filters: {}; pulses of 1 mV. Beats: N normal, S supraventricular, V ventricular, Q unclassified.",
+    {"Filters: {}; pulses of 1 mV. Beats: N normal, S supraventricular, V ventricular, / paced, Q "
+     "unclassified.",
      "Filter: {1:list}; Eichzacken von 1 mV. Schläge: N normal, S supraventrikulär, V ventrikulär, Q nicht "
      "klassifiziert."},
     {"Heart rate, beats/min, over time in {}", "Herzfrequenz, /min, über der Zeit in {1}"},
@@ -276,6 +277,10 @@ constexpr Phrase kPhrases[] = {
     {"{}, no class of risk: {}", "{1}, keine Risikoklasse: {2:list}"},
     {"{}, steady state of {} (ACSM)", "{1}, Gleichgewicht bei {2} (ACSM)"},
     {"{} ventricular{}; {} supraventricular", "{1} ventrikulär{2:list}; {3} supraventrikulär"},
+    {"{} ventricular{}; {} supraventricular; {} paced",
+     "{1} ventrikulär{2:list}; {3} supraventrikulär; {4} stimuliert"},
+    {"{} ventricular{}; {} supraventricular; {} paced; {} unclassified",
+     "{1} ventrikulär{2:list}; {3} supraventrikulär; {4} stimuliert; {5} nicht klassifiziert"},
     {"{} ventricular{}; {} supraventricular; {} unclassified",
      "{1} ventrikulär{2:list}; {3} supraventrikulär; {4} nicht klassifiziert"},
     {"Ectopic, by stage", "Extrasyst. je Stufe"},

@@ -166,7 +166,7 @@ void DrawPulse(Canvas& canvas, const Box& box, double line, const PaperScale& sc
                     {kInk, 0.25});
 }
 
-// A letter above each beat: N normal, S supraventricular, V ventricular, Q unclassified.
+// A letter above each beat: N normal, S supraventricular, V ventricular, / paced, Q unclassified.
 void DrawBeats(Canvas& canvas, const StressResult& result, const Strip& strip, const Box& paper) {
     constexpr double kHalfLetterMm = 1.2;
     double free = paper.x + kPulseMm - 2 * kHalfLetterMm;
@@ -174,7 +174,8 @@ void DrawBeats(Canvas& canvas, const StressResult& result, const Strip& strip, c
         const double at = beat.seconds - strip.seconds;
         if (!(at >= 0 && at < kStripSeconds)) continue;
         const double x = paper.x + kPulseMm + at * kUsualScale.mmPerSecond;
-        const bool isNormal = beat.beatClass == qz::BeatClass::Normal;
+        const bool isNormal =
+            beat.beatClass == qz::BeatClass::Normal || beat.beatClass == qz::BeatClass::Paced;
         canvas.DrawLine({x, paper.y - 0.9}, {x, paper.y}, {isNormal ? kMuted : kAccent, 0.25});
         if (x - kHalfLetterMm < free) continue;
         canvas.DrawText({x, paper.y - 1.3}, LetterOf(beat.beatClass),
@@ -338,7 +339,7 @@ ReportPage MakePage(const Findings& findings, std::vector<Block> blocks, const s
         DrawCaption(canvas, contents,
                     findings.tr("Filters: " + findings.result.conditioning +
                                 "; pulses of 1 mV. Beats: N normal, S supraventricular, V "
-                                "ventricular, Q unclassified."));
+                                "ventricular, / paced, Q unclassified."));
     };
     return page;
 }

@@ -22,6 +22,7 @@ void Count(const FoundBeat& beat, BeatCounts& counts) {
         case qz::BeatClass::Supraventricular: ++counts.supraventricular; break;
         case qz::BeatClass::Ventricular: ++counts.ventricular; break;
         case qz::BeatClass::Unclassified: ++counts.unclassified; break;
+        case qz::BeatClass::Paced: ++counts.paced; break;
     }
 }
 

@@ -13,7 +13,7 @@
 struct BeatCounts {
     std::string stretch;  // name of the stage; empty for the whole recording
     double fromSeconds = 0, toSeconds = 0;
-    int beats = 0, supraventricular = 0, ventricular = 0, unclassified = 0;  // the rest is normal
+    int beats = 0, supraventricular = 0, ventricular = 0, paced = 0, unclassified = 0;  // the rest is normal
     std::size_t couplets = 0, runs = 0;
     std::size_t longestRun = 0;                       // beats; 0 without a run
     double fastestRunBpm = 0, fastestRunSeconds = 0;  // mean rate within a run; NaN without one

@@ -41,7 +41,7 @@ Json RawSTJson(const Evaluation& evaluation) {
     return {{"half_minutes", score.halfMinutes},        {"within_15_uv", score.within15Uv},
             {"within_40_uv", score.within40Uv},         {"difference_median_uv", score.medianUv},
             {"difference_95_percent_uv", score.mostUv}, {"worst_lead", evaluation.leads[score.worst.lead]},
-            {"worst_s", score.worst.fromSeconds},       {"worst_told_uv", score.worst.toldUv},
+            {"worst_s", score.worst.span.fromSeconds},  {"worst_told_uv", score.worst.toldUv},
             {"worst_raw_uv", score.worst.rawUv}};
 }
 
@@ -133,12 +133,13 @@ void PrintEvaluation(std::ostream& out, const Evaluation& evaluation) {
     for (const STChange& change : evaluation.stChanges)
         out << "  ST change of " << evaluation.leads[change.lead] << " at " << Clock(change.seconds)
             << " min:s: marked " << Number(change.markedUv, 0) << " uV, measured "
-            << Number(change.measuredUv, 0) << " uV\n";
+            << Number(change.measuredUv, 0) << " uV, on the raw signal " << Number(change.rawUv, 0)
+            << " uV\n";
     const RawSTScore& rawST = evaluation.rawST;
     if (rawST.halfMinutes > 0)
         out << "  ST of " << rawST.halfMinutes << " half minutes against the raw signal: difference median "
             << Number(rawST.medianUv, 0) << " uV, 95 % up to " << Number(rawST.mostUv, 0) << " uV; worst "
-            << evaluation.leads[rawST.worst.lead] << " from " << Clock(rawST.worst.fromSeconds)
+            << evaluation.leads[rawST.worst.lead] << " from " << Clock(rawST.worst.span.fromSeconds)
             << " min:s, told " << Number(rawST.worst.toldUv, 0) << " uV, raw " << Number(rawST.worst.rawUv, 0)
             << " uV\n";
     PrintAccuracy(out, evaluation.leads, evaluation.accuracy);
@@ -157,7 +158,8 @@ void WriteEvaluationJson(PendingFile& file, const Evaluation& evaluation) {
         changes.push_back({{"lead", evaluation.leads[change.lead]},
                            {"time_s", change.seconds},
                            {"marked_uv", change.markedUv},
-                           {"measured_uv", Value(change.measuredUv)}});
+                           {"measured_uv", Value(change.measuredUv)},
+                           {"raw_uv", Value(change.rawUv)}});
     const Json all = {{"schema", "qzstress-evaluation-1"},
                       {"record", evaluation.record},
                       {"beats", beats},

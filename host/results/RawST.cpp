@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr double kWindowSeconds = 30, kMarginSeconds = 1;
+constexpr double kMarginSeconds = 1;
 constexpr std::size_t kFewestBeats = 10;
 constexpr int kPrFromMs = -16, kPrToMs = -4, kStepMs = 2;  // of the PR segment, from the onset
 constexpr int kAroundMs = 4;                               // a level is the mean so far to both sides
@@ -31,7 +31,6 @@ public:
         m_samples.erase(m_samples.begin(), m_samples.begin() + gone * std::ssize(m_frame));
         m_begin += gone;
     }
-    bool HasEnded() const { return m_hasEnded; }
     /// Microvolts, between frames on a straight line; NaN outside what is kept.
     double At(std::size_t lead, double seconds) const {
         const double at = seconds * m_source.Info().fs;
@@ -82,29 +81,35 @@ double Magnitude(const RawSTDifference& difference) { return std::abs(difference
 
 }  // namespace
 
+std::vector<Span> HalfMinutes(const StressResult& result, double skipSeconds) {
+    constexpr double kHalfMinuteSeconds = 30;
+    std::vector<Span> spans;
+    for (double from = 0; from < result.seconds; from += kHalfMinuteSeconds)
+        if (from >= skipSeconds) spans.push_back({from, from + kHalfMinuteSeconds});
+    return spans;
+}
+
 std::vector<RawSTDifference> CompareWithRawST(FrameSource& source, const StressResult& result,
-                                              double skipSeconds) {
+                                              const std::vector<Span>& spans) {
     std::vector<RawSTDifference> differences;
     if (result.stPoint.postJms) return differences;
     Frames frames(source);
     const auto frameAt = [&](double seconds) { return static_cast<long long>(seconds * source.Info().fs); };
     auto beat = result.beats.begin();
-    for (double from = 0; beat != result.beats.end() && !frames.HasEnded(); from += kWindowSeconds) {
-        const double to = from + kWindowSeconds;
-        frames.Move(frameAt(from - kMarginSeconds), frameAt(to + kMarginSeconds));
-        while (beat != result.beats.end() && beat->seconds < from) ++beat;
-        if (from < skipSeconds) continue;
+    for (const Span& span : spans) {
+        frames.Move(frameAt(span.fromSeconds - kMarginSeconds), frameAt(span.toSeconds + kMarginSeconds));
+        while (beat != result.beats.end() && beat->seconds < span.fromSeconds) ++beat;
         for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
             std::vector<const STReading*> beats;
             std::vector<double> told;
-            for (auto at = beat; at != result.beats.end() && at->seconds < to; ++at) {
+            for (auto at = beat; at != result.beats.end() && at->seconds < span.toSeconds; ++at) {
                 if (std::isnan(at->levelUv[lead]) || std::isnan(at->qMs)) continue;
                 beats.push_back(&*at);
                 told.push_back(at->levelUv[lead]);
             }
             if (beats.size() < kFewestBeats) continue;
             const double rawUv = MedianLevelUv(frames, lead, beats);
-            if (!std::isnan(rawUv)) differences.push_back({lead, from, Median(std::move(told)), rawUv});
+            if (!std::isnan(rawUv)) differences.push_back({lead, span, Median(std::move(told)), rawUv});
         }
     }
     return differences;

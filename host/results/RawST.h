@@ -1,9 +1,9 @@
 // RawST: the ST level that an analysis tells against a plain measure on the signal as it was recorded.
 //
-// For each half minute and lead: the beats that have a level, cut out of the raw signal at the measured onset
-// of their QRS and put on their PR level; their median at each moment; its level at the same point after the
-// same J, against the same PR segment. That is without any filter, and robust against beats that are not like
-// the rest. It is compared with the median of the levels that were told.
+// For each half minute, or another stretch, and lead: the beats that have a level, cut out of the raw signal
+// at the measured onset of their QRS and put on their PR level; their median at each moment; its level at the
+// same point after the same J, against the same PR segment. That is without any filter, and robust against
+// beats that are not like the rest. It is compared with the median of the levels that were told.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 struct RawSTDifference {
     std::size_t lead = 0;
-    double fromSeconds = 0;  // of the half minute
+    Span span;  // a half minute, or what else was asked for
     double toldUv = 0, rawUv = 0;
 };
 struct RawSTScore {
@@ -25,9 +25,11 @@ struct RawSTScore {
     RawSTDifference worst;
 };
 
-/// `source` begins with its first frame, and is read to its end. Half minutes that begin before skipSeconds
-/// and those with fewer than ten beats are left out; with --post-j there are none, as the engine has a J of
-/// its own.
+/// The half minutes of an analysis that begin from skipSeconds on.
+std::vector<Span> HalfMinutes(const StressResult& result, double skipSeconds);
+/// `source` begins with its first frame; `spans` are in order of their beginnings, each with the margin of a
+/// second in memory at once. Those with fewer than ten beats are left out; with --post-j there are none, as
+/// the engine has a J of its own.
 std::vector<RawSTDifference> CompareWithRawST(FrameSource& source, const StressResult& result,
-                                              double skipSeconds);
+                                              const std::vector<Span>& spans);
 RawSTScore ScoreRawST(const std::vector<RawSTDifference>& differences);

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "host/results/Summaries.h"
-
 static constexpr double kSecondsBehind = 20;
 
 std::vector<STChange> CompareSTChanges(const StressResult& result, const std::vector<MarkedST>& marked) {
@@ -25,4 +23,29 @@ std::vector<STChange> CompareSTChanges(const StressResult& result, const std::ve
         }
     }
     return changes;
+}
+
+void MeasureRawChanges(std::vector<STChange>& changes, FrameSource& source, const StressResult& result,
+                       const std::vector<RawSTDifference>& halfMinutes, const std::vector<MarkedST>& marked) {
+    std::vector<Span> spans;
+    for (const STChange& change : changes) spans.push_back({change.seconds, change.seconds + kSecondsBehind});
+    std::sort(spans.begin(), spans.end(),
+              [](const Span& a, const Span& b) { return a.fromSeconds < b.fromSeconds; });
+    const std::vector<RawSTDifference> behind = CompareWithRawST(source, result, spans);
+    for (STChange& change : changes) {
+        const auto medianWhere = [&](const std::vector<RawSTDifference>& levels, const auto& isWanted) {
+            std::vector<double> raw;
+            for (const RawSTDifference& level : levels)
+                if (level.lead == change.lead && isWanted(level.span)) raw.push_back(level.rawUv);
+            return Median(std::move(raw));
+        };
+        const std::vector<Span>& episodes = marked[change.lead].episodes;
+        change.rawUv =
+            medianWhere(behind, [&](const Span& span) { return span.fromSeconds == change.seconds; }) -
+            medianWhere(halfMinutes, [&](const Span& span) {
+                return std::none_of(episodes.begin(), episodes.end(), [&](const Span& episode) {
+                    return episode.fromSeconds < span.toSeconds && episode.toSeconds > span.fromSeconds;
+                });
+            });
+    }
 }

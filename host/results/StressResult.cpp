@@ -23,6 +23,7 @@ static int CodeOf(qz::BeatClass beatClass) {
         case qz::BeatClass::Normal: return kNormalBeat;
         case qz::BeatClass::Supraventricular: return kSupraventricularBeat;
         case qz::BeatClass::Ventricular: return kVentricularBeat;
+        case qz::BeatClass::Paced: return kPacedBeat;
         case qz::BeatClass::Unclassified: break;
     }
     return kUnclassifiedBeat;
@@ -39,6 +40,7 @@ const char* LetterOf(qz::BeatClass beatClass) {
         case qz::BeatClass::Normal: return "N";
         case qz::BeatClass::Supraventricular: return "S";
         case qz::BeatClass::Ventricular: return "V";
+        case qz::BeatClass::Paced: return "/";
         case qz::BeatClass::Unclassified: break;
     }
     return "Q";

@@ -141,7 +141,7 @@ struct StressResult {
 
 /// What the averaged beat was learned from: "11 of 12 beats in 10 s", and of which recording if of another.
 std::string DescribeLearning(const StressResult& result);
-/// "N", "S", "V", or "Q" where unclassified.
+/// "N", "S", "V", "/" where paced, or "Q" where unclassified.
 const char* LetterOf(qz::BeatClass beatClass);
-/// The beats found, at `perSecond` steps per second: N, S, V, or Q where unclassified.
+/// The beats found, at `perSecond` steps per second, with the codes of LetterOf.
 std::vector<Annotation> BeatAnnotations(const StressResult& result, double perSecond);

@@ -21,12 +21,19 @@ def _names(text: str) -> list[str]:
     return text.split(",")
 
 
+def _yes_or_no(text: str) -> bool:
+    if text not in ("yes", "no"):
+        raise ValueError(text)
+    return text == "yes"
+
+
 # Options of the program, and what `analyze` calls them.
 _OPTIONS: dict[str, tuple[str, dict[str, Any]]] = {
     "--leads": ("leads", {"type": _names, "metavar": "NAME,NAME", "help": "leads to use"}),
     "--fs": ("fs", {"type": float, "help": "samples per second of CSV"}),
     "--uv-per-bit": ("uv_per_bit", {"type": float, "help": "microvolts per unit of CSV"}),
     "--mains": ("mains_hz", {"type": int, "choices": (0, 50, 60), "help": "mains frequency, Hz"}),
+    "--paced": ("paced", {"type": _yes_or_no, "metavar": "yes|no", "help": "whether a pacemaker is at work"}),
     "--comb": ("comb", {"action": "store_true", "help": "take out every harmonic of 50 Hz"}),
     "--lowpass": ("lowpass_hz", {"type": int, "help": "cutoff, Hz; 0 for none"}),
     "--smooth": ("smooth", {"type": int, "choices": (0, 1, 2), "help": "strength of the smoother"}),

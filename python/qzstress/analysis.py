@@ -37,6 +37,7 @@ def analyze(
     uv_per_bit: float | None = None,
     unit: str | None = None,
     mains_hz: int | None = None,
+    paced: bool | None = None,
     comb: bool = False,
     lowpass_hz: int | None = None,
     smooth: int | None = None,
@@ -71,6 +72,8 @@ def analyze(
         Unit of an array of floats.
     mains_hz : {50, 60, 0}, optional
         Mains frequency that is taken out, 0 for none; without it that which the first 10 s show.
+    paced : bool, optional
+        Whether a pacemaker is at work: beats of a usual shape are paced; without it where the remarks tell so.
     comb : bool
         Takes out every harmonic of mains of 50 Hz; delays by 740 ms and shifts ST.
     lowpass_hz : int, optional
@@ -140,6 +143,9 @@ def analyze(
             raise ValueError(f"mains_hz is expected to be 0, 50 or 60, not {mains_hz!r}")
         study.mains_hz(int(mains_hz))
         give("--mains", int(mains_hz))
+    if paced is not None:
+        study.paced(bool(paced))
+        give("--paced", "yes" if paced else "no")
     if comb:
         study.comb(True)
         give("--comb", True)

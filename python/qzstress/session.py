@@ -50,6 +50,7 @@ class BeatClass(enum.IntEnum):
     SUPRAVENTRICULAR = 2
     VENTRICULAR = 3
     UNCLASSIFIED = 4
+    PACED = 5
 
 
 def event_dtype(leads: int) -> np.dtype[np.void]:
@@ -211,6 +212,8 @@ class Session:
         The engine measures ST so long after J + 6 ms, 10 to 200 ms.
     st_rate_limit_per_min : float
         Heart rate above which ST is measured at J + 60 ms, else at J + 80 ms.
+    paced : bool
+        A pacemaker is at work: beats of a usual shape are `BeatClass.PACED`.
     beat : LearnedBeat, optional
         The first averaged beat; without it the session learns one from the first 10 to 60 s.
     conditioned : bool
@@ -242,6 +245,7 @@ class Session:
         comb: bool = False,
         post_j_ms: int = USUAL_POST_J_MS,
         st_rate_limit_per_min: float = USUAL_ST_RATE_LIMIT_PER_MIN,
+        paced: bool = False,
         beat: LearnedBeat | None = None,
         conditioned: bool = False,
     ) -> None:
@@ -264,6 +268,7 @@ class Session:
             bool(comb),
             _checks.whole("post_j_ms", post_j_ms, 0, 1000),
             _checks.number("st_rate_limit_per_min", st_rate_limit_per_min, above=0),
+            bool(paced),
             beat._to_native() if beat is not None else None,
             bool(conditioned),
         )

@@ -165,6 +165,7 @@ void AddAnalysis(nb::module_& module) {
     nb::class_<Study>(module, "Study")
         .def(nb::init<>())
         .def("mains_hz", &SetMains)
+        .def("paced", [](Study& study, bool isPaced) { study.analysis.isPaced = isPaced; })
         .def("comb", [](Study& study, bool isOn) { study.analysis.conditioner.comb = isOn; })
         .def("lowpass_hz", [](Study& study, int hz) { study.analysis.conditioner.lowpassHz = hz; })
         .def("smooth", [](Study& study, int strength) { study.analysis.conditioner.smooth = strength; })

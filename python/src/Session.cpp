@@ -252,7 +252,8 @@ void AddSession(nb::module_& module) {
         .def(
             "__init__",
             [](Session* self, int fs, std::size_t leads, double uVpb, int mainsHz, int lowpassHz, int smooth,
-               bool comb, int postJms, double rateLimitBpm, const nb::object& beat, bool conditioned) {
+               bool comb, int postJms, double rateLimitBpm, bool isPaced, const nb::object& beat,
+               bool conditioned) {
                 qz::SessionOptions options;
                 options.fs = fs;
                 options.uVpb = uVpb;
@@ -260,12 +261,14 @@ void AddSession(nb::module_& module) {
                 options.conditioning = {mainsHz, lowpassHz, smooth, comb};
                 options.postJms = postJms;
                 options.stRateLimitBpm = rateLimitBpm;
+                options.isPaced = isPaced;
                 if (!beat.is_none()) options.beat = BeatFromDict(nb::cast<nb::dict>(beat));
                 new (self) Session(options, conditioned);
             },
             nb::arg("fs"), nb::arg("leads"), nb::arg("uv_per_bit"), nb::arg("mains_hz"),
             nb::arg("lowpass_hz"), nb::arg("smooth"), nb::arg("comb"), nb::arg("post_j_ms"),
-            nb::arg("st_rate_limit_per_min"), nb::arg("beat").none(), nb::arg("conditioned"))
+            nb::arg("st_rate_limit_per_min"), nb::arg("paced"), nb::arg("beat").none(),
+            nb::arg("conditioned"))
         .def("push", &Session::Push, nb::arg("frames").noconvert())
         .def("finish", &Session::Finish)
         .def("conditioned", &Session::Conditioned)

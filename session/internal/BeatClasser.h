@@ -15,7 +15,8 @@
 //
 // The evidence is added up with weights that were fitted by logistic regression to the beats of annotated
 // recordings. A beat that would be ventricular but for the noise around it is unclassified, and so is one
-// that the beginning or the end of the recording cuts.
+// that the beginning or the end of the recording cuts. Where a pacemaker is at work, a beat that is like a
+// normal shape is paced, early or not; any other one is judged as without.
 //
 // The class waits for the next beat, and at the most 1.8 s, so that it is known at once where the beat was
 // searched back. Allocates in the constructor. One object belongs to one thread.
@@ -39,8 +40,9 @@ public:
         BeatClass beatClass = BeatClass::Normal;
     };
 
-    /// The finder is kept by reference: its signal and its weights are looked at.
-    explicit BeatClasser(const BeatFinder& finder);
+    /// The finder is kept by reference: its signal and its weights are looked at. isPaced: a pacemaker is at
+    /// work.
+    explicit BeatClasser(const BeatFinder& finder, bool isPaced = false);
 
     /// Takes the beats that the finder has told with its newest frame. Returns those whose class has become
     /// known, in order of time; valid until the next call.
@@ -90,6 +92,7 @@ private:
     long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
 
     const BeatFinder& m_finder;
+    bool m_isPaced;
     double m_rate;  // places per second
     std::size_t m_chn;
     std::vector<float> m_taps;
@@ -97,8 +100,10 @@ private:
     std::size_t m_shifts;                        // how many of it are in what is cut out
     std::vector<float> m_rows;                   // [place][lead], what is cut out of
     std::vector<double> m_cut;                   // [lead][place]
+    std::vector<double> m_squares;               // [place], of one lead
+    std::vector<float> m_ones;                   // taps of a sum
     std::vector<double> m_energies;              // [lead][shift], of the cut out less its mean
-    std::vector<float> m_sums;                   // [lead]
+    std::vector<float> m_sums;                   // [place][lead], what is cut out as it is filtered
     std::vector<double> m_products, m_likeness;  // [shift]
     std::vector<float> m_row;                    // of Row
     std::vector<Shape> m_shapes;                 // the first m_known of them are in use

@@ -17,7 +17,7 @@ constexpr int kSearchAfterMs = 140;   // of it
 constexpr double kFast = 0.2;         // of the peak slope: faster than any P or T wave
 constexpr int kGapMs = 40;            // between fast places of one QRS
 constexpr int kLeadReachMs = 20;      // a lead is fast at most so long before or after all leads together
-constexpr double kLeastSlope = 0.3;   // of a lead, of that of the steepest one
+constexpr double kLeastSlope = 0.2;   // of a lead, of that of the steepest one
 constexpr double kRestSlope = 0.05;   // of the peak slope, above the quiet level
 constexpr int kQuietFromMs = 10;      // the quiet level is looked for from here
 constexpr int kQuietToMs = 90;        // to here, outward of the QRS
@@ -27,8 +27,7 @@ constexpr int kWidestMs = 60;         // from the outermost fast place outward
 constexpr double kLeastPeak = 5;      // of the peak slope, of the quiet level: otherwise it is noise
 constexpr double kOnsetAheadMs = 24;  // the earliest of three leads or more is at most so far before the next
 constexpr double kEndAheadMs = 12;    // the latest of three or more is at most so far behind the next
-constexpr double kOnsetMs = -7.5;  // from where the slope leaves its rest to what readers take for the onset
-constexpr double kEndMs = 2.0;     // from where it is at rest again to what they take for the end
+constexpr double kOnsetMs = -6.5;  // from where the slope leaves its rest to what readers take for the onset
 
 }  // namespace
 
@@ -144,7 +143,7 @@ Delineation Delineator::Conclude(const std::vector<bool>& counts, double rMs) {
     if (ends > 2) end = std::min(end, m_ends[1].place + kEndAheadMs);
     if (ends == 2) end = 0.5 * (m_ends[0].place + m_ends[1].place);
     found.qMs = rMs + onset - kGridBeforeMs + kOnsetMs;
-    found.jMs = rMs + end - kGridBeforeMs + kEndMs;
+    found.jMs = rMs + end - kGridBeforeMs;
     found.isSure = isSure;
     return found;
 }

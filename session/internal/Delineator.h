@@ -9,12 +9,12 @@
 // place to a fraction of its slope follows Laguna, Jane, Caminal, "Automatic detection of wave boundaries in
 // multilead ECG signals", Comput Biomed Res 1994; 27: 45-60, who also take lead by lead and let no single
 // lead decide. Fast places further apart than 40 ms belong to different waves, so that a tall P wave is not
-// taken for the QRS. Leads whose slope is under three tenths of the steepest lead's are left out: their ends
+// taken for the QRS. Leads whose slope is under a fifth of the steepest lead's are left out: their ends
 // are noise, or slopes of ST. A lead that never comes to rest decides nothing unless no lead does.
 //
 // A slope looks 6 ms ahead and back, and the low-pass softens the first bend: where the slope exceeds its
-// threshold, readers have seen the onset some milliseconds before. Both are constants, the same for every
-// recording, lead and rate.
+// threshold, readers have seen the onset some milliseconds before: so many at every recording, lead and rate.
+// The end they see where the slope is at rest.
 //
 // Rows of any rate are measured on a grid of 1 ms, between samples on straight lines.
 // Cost: some 5000 steps per lead. Allocates in the constructor. One object belongs to one thread.

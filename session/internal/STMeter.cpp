@@ -13,8 +13,8 @@ namespace qz {
 namespace {
 
 constexpr int kMeanHz = 250;
-constexpr int kBeforeMs = 300, kAfterMs = 420;  // of R, as far as the averaged beat goes
-constexpr int kLagMs = 60;                      // between the R of the engine and that of the averaged beat
+constexpr int kBeatBeforeMs = 300, kBeatAfterMs = 420;  // of R, as far as the averaged beat goes
+constexpr int kLagMs = 60;  // between the R of the engine and that of the averaged beat
 constexpr int kAlignBeforeMs = 80, kAlignAfterMs = 100;  // of R: what beats are aligned by
 constexpr std::size_t kFewestBeats = 5;                  // in a mean that is measured
 
@@ -55,11 +55,13 @@ STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSeco
 
 void STMeter::Start(const LearnedBeat& beat, double rMs) {
     const int r = std::clamp(beat.posR, beat.posQ, beat.posJ);
-    m_before = Samples(std::min(1.0 * kBeforeMs, r * kMsPerSecond / m_fs), m_hz);
-    const int after = Samples(std::min(1.0 * kAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
+    m_before = Samples(std::min(1.0 * kBeatBeforeMs, r * kMsPerSecond / m_fs), m_hz);
+    const int after =
+        Samples(std::min(1.0 * kBeatAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
     m_length = m_before + after + 1;
     const auto length = static_cast<std::size_t>(m_length);
     m_row.resize(length);
+    m_beat.resize(length);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         std::vector<short> row((length + kLanes - 1) / kLanes * kLanes);
         for (int i = 0; i < m_length; ++i)
@@ -149,10 +151,12 @@ int STMeter::FindLag(const FrameRing& frames, long long r) const {
 }
 
 void STMeter::TakeBeat(const FrameRing& frames, long long first, const std::vector<bool>& isGood) {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(m_length); ++i) {
-        const short* const frame = frames.Frame(first + static_cast<long long>(i) * m_step);
-        for (std::size_t lead = 0; lead < m_chn; ++lead)
-            if (isGood[lead]) m_leads[lead].beats[m_leads[lead].next][i] = frame[lead];
+    for (std::size_t i = 0; i < m_beat.size(); ++i)
+        m_beat[i] = frames.Frame(first + static_cast<long long>(i) * m_step);
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        if (!isGood[lead]) continue;
+        std::transform(m_beat.begin(), m_beat.end(), m_leads[lead].beats[m_leads[lead].next].begin(),
+                       [lead](const short* frame) { return frame[lead]; });
     }
 }
 
@@ -295,8 +299,9 @@ double STMeter::SteepestOfT(const std::vector<double>& mean) const {
         return sign * (At(mean, ms + kTSlopeMs) - At(mean, ms - kTSlopeMs));
     };
     visitSteps(peakMs, [&](double ms) {
-        if (slope(ms) <= steepest) return;
-        steepest = slope(ms);
+        const double steep = slope(ms);
+        if (steep <= steepest) return;
+        steepest = steep;
         steepestMs = ms;
     });
     double calmest = steepest;

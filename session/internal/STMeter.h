@@ -83,6 +83,7 @@ private:
     int m_lag = 0;                             // of the latest beat, frames
     std::vector<std::vector<double>> m_means;  // [lead][sample]
     std::vector<double> m_row;                 // mean of one lead, with what the high-pass took off
+    std::vector<const short*> m_beat;          // frames of the beat that is taken
     std::vector<bool> m_usable;                // as the beat was learned
     std::vector<bool> m_counts;                // usable and good
     Delineator m_delineator;

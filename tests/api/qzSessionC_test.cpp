@@ -94,6 +94,7 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
     const qzs_options options = Options();
     qzs_options limited = options;
     limited.st_rate_limit = 60;
+    limited.paced = true;
     qzs_session* const sessions[] = {qzs_create(&options), qzs_create(&limited)};
     Log logs[2];
     std::size_t fed[2] = {}, stops = 0;
@@ -112,6 +113,7 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
         same.fs = kFs;
         same.leads.resize(kLeads);
         if (k == 1) same.stRateLimitBpm = limited.st_rate_limit;
+        same.isPaced = k == 1;
         qz::StressSession session(same, witness);
         session.Push(recordings[k].samples.data(), recordings[k].Frames());
         session.Finish();

@@ -219,6 +219,7 @@ static OCqzSession *Session(short chn, OCqzLearnedBeat *beat, double stRateLimit
                                smooth:0
                               postJms:60
                           stRateLimit:stRateLimit
+                                paced:NO
                                  beat:beat
                           conditioned:YES] autorelease];
 }

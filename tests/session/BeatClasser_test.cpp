@@ -20,7 +20,8 @@ constexpr std::size_t kLeads = 2;
 //   s normal shape, 550 ms      1 to 9 the normal shape 500 to 900 ms after the beat before, in steps of 50
 //   ms
 // The recording ends so long after the last beat.
-std::string ClassesOf(const std::string& beats, int noise = 6, double endSeconds = 0.5) {
+std::string ClassesOf(const std::string& beats, int noise = 6, double endSeconds = 0.5,
+                      bool isPaced = false) {
     BeatTrain train(kFs, kLeads);
     train.Noise(noise, 1);
     bool isAfterPause = false;
@@ -34,12 +35,12 @@ std::string ClassesOf(const std::string& beats, int noise = 6, double endSeconds
     }
     Recording recording = train.Record();
     BeatFinder finder(kFs, kLeads, 1);
-    BeatClasser classer(finder);
+    BeatClasser classer(finder, isPaced);
     const std::size_t frames = recording.Frames() - static_cast<std::size_t>((0.5 - endSeconds) * kFs);
     std::string classes;
     const auto keep = [&](const std::vector<BeatClasser::Beat>& classed, std::size_t now) {
         for (const BeatClasser::Beat& beat : classed) {
-            classes += "NSVQ"[static_cast<std::size_t>(beat.beatClass)];
+            classes += "NSVQ/"[static_cast<std::size_t>(beat.beatClass)];
             EXPECT_LT(static_cast<double>(now) / kFs - static_cast<double>(beat.frame) / kFs,
                       static_cast<double>(now) < 6.0 * kFs ? 4.4 : 2.3);
         }
@@ -75,6 +76,11 @@ TEST(BeatClasser, TellsBeatsByShapeAndTime) {
 TEST(BeatClasser, ANewShapeBecomesNormalAfterTwelveBeatsOnTime) {
     const std::string classes = ClassesOf(Times(20, "n") + Times(20, "w") + Times(10, "n"));
     EXPECT_EQ(classes.substr(32), Times(18, "N"));
+}
+
+TEST(BeatClasser, BeatsOfAUsualShapeArePacedEarlyOnesTooWhereAPacemakerIs) {
+    EXPECT_EQ(ClassesOf(Times(30, "n") + "snnnnwnnnn"), Times(30, "N") + "SNNNNVNNNN");
+    EXPECT_EQ(ClassesOf(Times(30, "n") + "snnnnwnnnn", 6, 0.5, true), Times(35, "/") + "V////");
 }
 
 TEST(BeatClasser, NoiseAndTheEndLeaveUnclassifiedWhatLooksVentricular) {

@@ -34,7 +34,8 @@ enum {
     OCqzBeatNormal = 1,
     OCqzBeatSupraventricular = 2,  ///< early in a regular rhythm
     OCqzBeatVentricular = 3,       ///< of an unusual shape, and wide, early, or followed by a pause
-    OCqzBeatUnclassified = 4       ///< noise may have made what looks ventricular
+    OCqzBeatUnclassified = 4,      ///< noise may have made what looks ventricular
+    OCqzBeatPaced = 5              ///< of a usual shape, where a pacemaker is told of
 };
 
 /// One event. It does not change, and does not need its session.
@@ -138,6 +139,7 @@ enum {
 /// @param stRateLimit  Heart rate above which `st` is at J + 60 ms instead of J + 80 ms: above 0, usually
 /// 145,
 ///                     beats/min.
+/// @param paced        A pacemaker is at work: beats of a usual shape are OCqzBeatPaced.
 /// @param beat         The first averaged beat; nil: the session learns it.
 /// @param conditioned  Whether conditioned frames are kept to be fetched.
 /// @return Nil also for a beat that does not fit the leads and the rate.
@@ -149,9 +151,10 @@ enum {
                           smooth:(short)smooth
                          postJms:(short)postJms
                      stRateLimit:(double)stRateLimit
+                           paced:(BOOL)paced
                             beat:(OCqzLearnedBeat *OC_NULLABLE)beat
                      conditioned:(BOOL)conditioned
-    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:stRateLimit:beat:conditioned:));
+    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:stRateLimit:paced:beat:conditioned:));
 
 /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken.
 /// @return How many frames it took: fewer than there are when 256 events or 4096 conditioned frames wait to

@@ -167,7 +167,7 @@ export class Paper {
       if (x < left) break;
       if (x > left + laneWidth) continue;
       context.fillStyle = kind === "V" ? colours("danger") : kind === "S" ? colours("up") : colours("soft");
-      if (kind === "N") context.fillRect(x, 0, 1.5, 5);
+      if (kind === "N" || kind === "/") context.fillRect(x, 0, 1.5, 5);
       else context.fillText(kind, x - 4, 10);
     }
     context.font = "bold 13px system-ui, sans-serif";

@@ -72,6 +72,20 @@ private:
 
 }  // namespace
 
+TEST(StressAnalysis, PacemakersAreThoseOfTheRemarksUnlessTheOptionsSayOtherwise) {
+    SourceInfo info;
+    info.fs = 500;
+    info.uVpb = 1;
+    info.leads = {"I"};
+    for (const bool isTold : {false, true}) {
+        StressOptions options;
+        if (isTold) info.remarks = {"Pacemaker."};
+        EXPECT_EQ(SessionOptionsFor(info, options).isPaced, isTold);
+        options.isPaced = !isTold;
+        EXPECT_EQ(SessionOptionsFor(info, options).isPaced, !isTold);
+    }
+}
+
 TEST(StressAnalysis, TheTwelveLeadTestIsMeasuredWithinItsLimits) {
     const StressResult result = ExpectAccurate({}, {});
     EXPECT_TRUE(result.warnings.empty());

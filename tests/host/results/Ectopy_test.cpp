@@ -14,7 +14,7 @@ StressResult ResultOf(const std::string& letters) {
     for (const char letter : letters) {
         seconds += letter == ' ' ? 1.5 : 1;
         if (letter == ' ') continue;
-        const auto at = std::string("NSVQ").find(letter);
+        const auto at = std::string("NSVQ/").find(letter);
         result.beatsFound.push_back({seconds, static_cast<qz::BeatClass>(at)});
     }
     result.seconds = seconds + 1;
@@ -24,14 +24,14 @@ StressResult ResultOf(const std::string& letters) {
 }  // namespace
 
 TEST(Ectopy, CountsClassesCoupletsAndRunsOfAllAndOfEachStage) {
-    StressResult result = ResultOf("NNVNVVNSQVVVNVV VVVVVV");
+    StressResult result = ResultOf("NNVNVVNSQVVV/VV VVVVVV");
     result.beatsFound.back().seconds -= 0.75;  // the last run is the fastest
     const std::vector<Stage> stages{{0, 0.0, "rest"}, {10.5, {}, ""}};
     const std::vector<BeatCounts> counts = CountBeats(result, stages);
     ASSERT_EQ(counts.size(), 3U);
     const BeatCounts &all = counts[0], &rest = counts[1], &second = counts[2];
     EXPECT_TRUE(all.beats == 21 && all.ventricular == 14 && all.supraventricular == 1 &&
-                all.unclassified == 1);
+                all.unclassified == 1 && all.paced == 1);
     EXPECT_TRUE(all.couplets == 2 && all.runs == 2 && all.longestRun == 6);
     EXPECT_NEAR(all.fastestRunBpm, 5 * 60 / 4.25, 1e-9);
     EXPECT_EQ(all.fastestRunSeconds, 17.5);
@@ -50,7 +50,7 @@ TEST(Ectopy, KnowsNoPercentagesAndRatesWithoutBeats) {
 
 TEST(Ectopy, AnnotationsCarryTheCodesOfTheClasses) {
     std::string letters;
-    for (const Annotation& annotation : BeatAnnotations(ResultOf("NSVQ"), 250))
+    for (const Annotation& annotation : BeatAnnotations(ResultOf("NSVQ/"), 250))
         letters += Mnemonic(annotation.code);
-    EXPECT_EQ(letters, "NSVQ");
+    EXPECT_EQ(letters, "NSVQ/");
 }

@@ -142,8 +142,8 @@ TEST(CompareSTChanges, TakesTheLevelBehindTheMarkLessThatOutsideEpisodes) {
         const float level = second < 100 ? 40.0F : second < 131 ? 190.0F : 500.0F;
         result.beats.push_back({second * 1.0, 60, {level, -level}, {0, 0}});
     }
-    const std::vector<STChange> changes =
-        CompareSTChanges(result, {{{{95, 1e9}}, {{121, 200}}}, {{{-1e9, 1e9}}, {{20, -100}}}});
+    const std::vector<MarkedST> marked{{{{95, 1e9}}, {{121, 200}}}, {{{-1e9, 1e9}}, {{20, -100}}}};
+    const std::vector<STChange> changes = CompareSTChanges(result, marked);
     ASSERT_EQ(changes.size(), 2U);
     EXPECT_EQ(changes[0].measuredUv, 500 - 40) << "of 21 beats from 121 s on 11 are at 500 uV";
     EXPECT_EQ(changes[0].markedUv, 200);
@@ -247,3 +247,46 @@ TEST(Evaluate, ComparesSTPerLeadWhereTheTruthKnowsItAndNotBeforeTheSkip) {
 }
 
 }  // namespace
+
+// One lead of 100 frames a second, 2 uV per unit: each second a beat, whose ST is at 10 uV and from 130 s on
+// at 200 uV, over a level that drifts. Every fifth beat is at 3 mV.
+class RawBeats : public FrameSource {
+public:
+    RawBeats() {
+        m_info.fs = 100;
+        m_info.uVpb = 2;
+        m_info.leads = {"V5"};
+    }
+    const SourceInfo& Info() const override { return m_info; }
+    bool Read(short* frame) override {
+        const int second = m_next / 100, isST = m_next % 100 >= 10 && m_next % 100 < 40;
+        const int levelUv = second % 5 == 0 ? 3000 : second < 130 ? 10 : 200;
+        *frame = static_cast<short>((isST * levelUv + 4 * second) / 2);
+        return m_next++ < 18000;
+    }
+
+private:
+    SourceInfo m_info;
+    int m_next = 0;
+};
+
+TEST(MeasureRawChanges, TakesTheMedianBeatOfTheSignalAndTheHalfMinutesOutsideEpisodes) {
+    StressResult result;
+    result.source.leads = {"V5"};
+    result.seconds = 180;
+    for (int second = 0; second < 180; ++second)
+        result.beats.push_back({second * 1.0, 60, {7}, {0}, 1000, 80, -40, 60});
+    RawBeats first, again;
+    const std::vector<RawSTDifference> halfMinutes = CompareWithRawST(first, result, HalfMinutes(result, 30));
+    ASSERT_EQ(halfMinutes.size(), 5U);
+    EXPECT_TRUE(halfMinutes[0].span.fromSeconds == 30 && halfMinutes[0].toldUv == 7);
+    EXPECT_NEAR(halfMinutes[3].rawUv, 204, 1e-9) << "16 beats of 30, and the drift since PR";
+    // The half minute from 90 s on ends where the episode begins; the second mark has 11 beats of 20 at 10
+    // uV.
+    const std::vector<MarkedST> marked{{{{120, 1e9}}, {}}};
+    std::vector<STChange> changes{{0, 165, 150, 0}, {0, 117, 150, 0}, {0, 171.5, 150, 0}};
+    MeasureRawChanges(changes, again, result, halfMinutes, marked);
+    EXPECT_NEAR(changes[0].rawUv, 190, 1e-9);
+    EXPECT_NEAR(changes[1].rawUv, 0, 1e-9);
+    EXPECT_TRUE(std::isnan(changes[2].rawUv)) << "8 beats";
+}

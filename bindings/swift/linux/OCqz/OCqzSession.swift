@@ -102,7 +102,7 @@ public final class OCqzSession {
 
     public init?(
         _ fs: Int16, chn: Int16, uVpb: Double, mains: Int16, lowpass: Int16, smooth: Int16, postJms: Int16,
-        stRateLimit: Double, beat: OCqzLearnedBeat?, conditioned: Bool
+        stRateLimit: Double, paced: Bool, beat: OCqzLearnedBeat?, conditioned: Bool
     ) {
         var options = qzs_options()
         qzs_options_init(&options, MemoryLayout<qzs_options>.size)
@@ -114,6 +114,7 @@ public final class OCqzSession {
         options.smooth = smooth
         options.postJms = postJms
         options.st_rate_limit = stRateLimit
+        options.paced = paced
         options.conditioned = conditioned
         guard let session = beat == nil ? qzs_create(&options) : beat!.create(options) else { return nil }
         self.session = session
