@@ -283,7 +283,7 @@ std::string SummaryText(const StressResult& result, const ExerciseSummary& exerc
           {"delay_ms", result.delayMs}}},
         {"st_point", result.stPoint.Describe()},
         {"st_measured_ms_after_j", result.stPoint.UsualMs()},
-        {"st_rate_limit_per_min", result.stPoint.postJms ? Json() : Json(result.stPoint.rateLimitBpm)},
+        {"st_rate_limit_per_min", result.stPoint.IsFixed() ? Json() : Json(result.stPoint.rateLimitBpm)},
         {"warnings", result.warnings},
         {"averaged_beat", BeatJson(result)},
         {"reference", ReferenceJson(result)},

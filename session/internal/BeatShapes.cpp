@@ -151,6 +151,12 @@ std::vector<std::vector<float>> BeatShapes::BeatUv() const {
     return HasBeat() ? m_shapes[m_dominant].follower.BeatUv() : std::vector<std::vector<float>>();
 }
 
+BeatPositionsMs BeatShapes::PositionsOf(int number) const {
+    return std::find_if(m_shapes.begin(), m_shapes.end(),
+                        [number](const Shape& shape) { return shape.number == number; })
+        ->follower.Positions();
+}
+
 BeatPositionsMs BeatShapes::Positions() const {
     return HasBeat() ? m_shapes[m_dominant].follower.Positions() : BeatPositionsMs{};
 }

@@ -53,7 +53,7 @@ STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSeco
       m_counts(chn),
       m_delineator(chn) {}
 
-void STMeter::Start(const LearnedBeat& beat) {
+void STMeter::Start(const LearnedBeat& beat, double rMs) {
     const int r = std::clamp(beat.posR, beat.posQ, beat.posJ);
     m_before = Samples(std::min(1.0 * kBeatBeforeMs, r * kMsPerSecond / m_fs), m_hz);
     const int after =
@@ -76,11 +76,12 @@ void STMeter::Start(const LearnedBeat& beat) {
     }
     m_usable = beat.usable;
     if (std::count(m_usable.begin(), m_usable.end(), true) == 0) m_usable.assign(m_chn, true);
-    const double rMs = m_before * kMsPerSecond / m_hz;
-    m_at = m_delineator.Find(m_means, m_hz, m_usable, rMs);
+    const double steepestMs = SteepestMs();
+    m_rMs = steepestMs + rMs - r * kMsPerSecond / m_fs;
+    m_at = m_delineator.Find(m_means, m_hz, m_usable, steepestMs);
     if (!m_at.isSure) {
-        m_at.qMs = rMs + (beat.posQ - r) * kMsPerSecond / m_fs;
-        m_at.jMs = rMs + (beat.posJ - r) * kMsPerSecond / m_fs;
+        m_at.qMs = steepestMs + (beat.posQ - r) * kMsPerSecond / m_fs;
+        m_at.jMs = steepestMs + (beat.posJ - r) * kMsPerSecond / m_fs;
     }
     m_lag = 0;
     m_recentCount = m_foldsSince = 0;
@@ -105,10 +106,10 @@ void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>
         m_isFast = true;
     else if (event.bpm < m_rateLimitBpm - kRateSlackBpm)
         m_isFast = false;
-    event.stPointMs = m_isFast ? kFastSTPointMs : kSTPointMs;
-    const double toRMs = lag * kMsPerSecond / m_fs - m_before * kMsPerSecond / m_hz;
-    event.qMs = m_at.qMs + toRMs;
-    event.jMs = m_at.jMs + toRMs;
+    event.stPointMs = m_byHand.stMs.value_or(m_isFast ? kFastSTPointMs : kSTPointMs);
+    const double toRMs = lag * kMsPerSecond / m_fs - SteepestMs();
+    event.qMs = QMs() + toRMs;
+    event.jMs = JMs() + toRMs;
     for (std::size_t lead = 0; lead < m_chn; ++lead)
         event.st[lead] = std::isnan(event.levelUv[lead]) || m_leads[lead].count < kFewestBeats
                              ? STMeasure{}
@@ -201,10 +202,13 @@ void STMeter::Average(std::size_t lead) {
     }
 }
 
+/// The steepest place of the QRS, by which beats are cut out, in the mean.
+double STMeter::SteepestMs() const { return m_before * kMsPerSecond / m_hz; }
+
 void STMeter::FollowPositions() {
     m_foldsSince = 0;
     if (std::count(m_counts.begin(), m_counts.end(), true) == 0) return;
-    const Delineation now = m_delineator.Find(m_means, m_hz, m_counts, m_before * kMsPerSecond / m_hz);
+    const Delineation now = m_delineator.Find(m_means, m_hz, m_counts, SteepestMs());
     if (!now.isSure) {
         m_recentCount = 0;
         return;
@@ -241,21 +245,23 @@ STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
     const std::vector<double>& mean = m_row;
     double prUv = 0;
     int count = 0;
-    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) prUv += At(mean, m_at.qMs + ms);
+    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) prUv += At(mean, QMs() + ms);
     prUv /= count;
-    const double steepestMs = SteepestOfT(mean);
+    const double jMs = JMs(), steepestMs = SteepestOfT(mean);
+    const auto levelAnywhere = [&](double afterJms) {
+        return static_cast<float>(At(mean, jMs + afterJms) - prUv);
+    };
     const auto level = [&](double afterJms) {
-        const double ms = m_at.jMs + afterJms;
-        return static_cast<float>(ms > steepestMs ? kNaN : At(mean, ms) - prUv);
+        return jMs + afterJms > steepestMs ? STMeasure::kNothing : levelAnywhere(afterJms);
     };
     STMeasure st;
     st.jUv = level(0);
     st.j20Uv = level(20);
     st.j60Uv = level(kFastSTPointMs);
     st.j80Uv = level(kSTPointMs);
-    st.levelUv = level(pointMs);
+    st.levelUv = m_byHand.stMs ? levelAnywhere(pointMs) : level(pointMs);
     st.slopeUvPerMs = static_cast<float>((st.levelUv - st.jUv) / pointMs);
-    st.isOnT = m_at.jMs + pointMs > steepestMs;
+    st.isOnT = jMs + pointMs > steepestMs;
     if (st.slopeUvPerMs >= kHorizontalUvPerMs)
         st.shape = STShape::Upsloping;
     else if (st.slopeUvPerMs <= -kHorizontalUvPerMs)
@@ -269,8 +275,8 @@ STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
 double STMeter::SteepestOfT(const std::vector<double>& mean) const {
     constexpr double kNever = std::numeric_limits<double>::infinity();
     const double stepMs = kMsPerSecond / m_hz;
-    const double fromMs = m_at.jMs + kTFromMs;
-    const double toMs = std::min(m_at.jMs + kTSearchMs, (m_length - 1) * stepMs - kTSlopeMs);
+    const double fromMs = JMs() + kTFromMs;
+    const double toMs = std::min(JMs() + kTSearchMs, (m_length - 1) * stepMs - kTSlopeMs);
     const double baseUv = At(mean, fromMs);
     const auto visitSteps = [fromMs, stepMs](double lastMs, auto visit) {
         double ms = fromMs;

@@ -402,6 +402,9 @@ TEST(StressSession, RefusesOptionsAndSaysWhereThereIsNothingToLearn) {
         options.postJms = postJms;
         EXPECT_EQ(StressSession::Refusal(options).empty(), fits) << postJms;
     }
+    options = OptionsFor(1);
+    options.points.jMs = 7;
+    EXPECT_NE(StressSession::Refusal(options), "");
     StressSession session(OptionsFor(1), witness);
     session.Push(nullptr, 5);
     session.Push(Recording{1, std::vector<short>(2000, 5)}.samples.data(), 2000);
