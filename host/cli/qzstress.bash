@@ -3,7 +3,7 @@ _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit --raw"
     local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start --predicted --stage-leads \
-        --anonymous --language"
+        --anonymous --language --strips --paper"
     local analysis="--mains --paced --comb --lowpass --smooth --post-j --st-rate-limit --q-point --j-point --st-point"
     COMPREPLY=()
 
@@ -46,7 +46,7 @@ _qzstress() {
     elif [[ $word == -* ]]; then
         case $command in
         analyze) options="$reading $analysis $exercise --patient --bp --ended --symptoms --csv --every --json --wfdb-ann --export --double \
-            --report --strips --paper --realtime --quiet --force" ;;
+            --report --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off --force" ;;
         info) options="$reading --json" ;;

@@ -1,7 +1,6 @@
 #include "host/record/WfdbRecord.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -9,9 +8,11 @@
 #include <fstream>
 #include <limits>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "host/record/Calibration.h"
+#include "host/record/FlacFile.h"
 #include "host/record/WfdbHeader.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
@@ -61,21 +62,39 @@ void AddExtremes(const Signal& signal, std::vector<double>& extremesUv) {
 /// One signal file, read forward through a buffer. Samples of its signals alternate.
 class SignalFile {
 public:
-    SignalFile(const InputFile& file, WfdbFormat format, long long byteOffset)
+    /// `signals` are those of the file.
+    SignalFile(const InputFile& file, std::span<const Signal> signals)
         : m_path(file.Path()),
-          m_format(format),
-          m_byteOffset(byteOffset),
+          m_format(signals.front().format),
+          m_byteOffset(signals.front().byteOffset),
           m_stream(file.Stream()),
-          m_bytes(std::max(0LL, file.Bytes() - byteOffset)),
-          m_isWord(format.code == 16),
-          m_half(-format.Lowest()),
+          m_bytes(std::max(0LL, file.Bytes() - m_byteOffset)),
+          m_isWord(m_format.code == 16),
+          m_half(-m_format.Lowest()),
           m_buffer(kBufferBytes) {
-        m_stream.seekg(byteOffset);
+        m_stream.seekg(m_byteOffset);
+        if (!m_format.IsFlac()) return;
+        m_channels = signals.size();
+        m_samplesPerFrame = signals.front().samplesPerFrame;
+        for (const Signal& signal : signals)
+            if (signal.samplesPerFrame != m_samplesPerFrame)
+                throw HostError(m_path, "expected FLAC signals of one rate, found " +
+                                            std::to_string(m_samplesPerFrame) + " and " +
+                                            std::to_string(signal.samplesPerFrame) + " samples per frame");
+        m_flac.emplace(file, m_byteOffset, m_channels, m_format.bits);
+        m_group.resize(m_channels * m_samplesPerFrame);
     }
 
     const std::string& Path() const { return m_path; }
+    /// True for a file that is damaged or shorter than it says itself.
+    bool IsCut() const { return m_flac && m_flac->IsCut(); }
     /// How many whole frames of so many samples the file holds.
     long long Frames(long long samples) const {
+        if (m_flac) {
+            const long long frames = m_flac->Samples() / static_cast<long long>(m_samplesPerFrame);
+            if (frames == 0) throw HostError(m_path, "expected at least one frame of FLAC, found none");
+            return frames;
+        }
         // Of a pair of format 212 the first sample is there with two bytes; other groups are whole.
         const bool hasHalfPair = m_format.code == 212 && m_bytes % m_format.groupBytes == 2;
         const long long held = m_bytes / m_format.groupBytes * m_format.groupSamples + (hasHalfPair ? 1 : 0);
@@ -94,6 +113,7 @@ public:
         m_stream.seekg(m_byteOffset);
         m_next = m_filled = 0;
         m_groupNext = m_groupSize = 0;
+        if (m_flac) m_flac->Rewind();
     }
 
     /// The next value as it is stored.
@@ -123,8 +143,20 @@ private:
         return m_group[m_groupNext++];
     }
 
+    /// A frame of FLAC as other formats have it: all samples of a signal in front of those of the next.
+    void ReadFlacFrame() {
+        m_groupSize = m_group.size();
+        for (std::size_t i = 0; i < m_samplesPerFrame; ++i) {
+            const std::int32_t* samples = m_flac->Next();
+            if (samples == nullptr) FailOnEnd();
+            for (std::size_t channel = 0; channel < m_channels; ++channel)
+                m_group[channel * m_samplesPerFrame + i] = samples[channel];
+        }
+    }
+
     /// Reads the samples that share bytes, one in most formats.
     void ReadGroup() {
+        if (m_flac) return ReadFlacFrame();
         m_groupSize = static_cast<std::size_t>(m_format.groupSamples);
         const auto word = [&](int bytes) {  // low byte first
             long long raw = 0;
@@ -167,13 +199,16 @@ private:
             default: m_group[0] = SignExtended(word(m_format.groupBytes)); break;
         }
     }
+    [[noreturn]] void FailOnEnd() const {
+        throw HostError(m_path, "the signal file cannot be read to its end");
+    }
     bool IsAtEnd() { return m_next == m_filled && m_stream.peek() == std::ifstream::traits_type::eof(); }
     long long NextByte() {
         if (m_next == m_filled) {
             m_stream.read(m_buffer.data(), std::ssize(m_buffer));
             m_filled = BytesRead(m_stream);
             m_next = 0;
-            if (m_filled == 0) throw HostError(m_path, "the signal file cannot be read to its end");
+            if (m_filled == 0) FailOnEnd();
         }
         return static_cast<unsigned char>(m_buffer[m_next++]);
     }
@@ -187,10 +222,12 @@ private:
     bool m_isWord = false;  // format 16
     long long m_half = 0;   // of the range of stored values
     std::vector<char> m_buffer;
-    std::size_t m_next = 0;              // in m_buffer
-    std::size_t m_filled = 0;            // bytes in m_buffer
-    std::array<long long, 3> m_group{};  // samples of the latest group
+    std::size_t m_next = 0;                                      // in m_buffer
+    std::size_t m_filled = 0;                                    // bytes in m_buffer
+    std::vector<long long> m_group = std::vector<long long>(3);  // samples of the latest group
     std::size_t m_groupNext = 0, m_groupSize = 0;
+    std::optional<FlacFile> m_flac;
+    std::size_t m_channels = 0, m_samplesPerFrame = 0;  // of FLAC
 };
 
 constexpr int kBeyondUnits = 40000;  // what is farther out is clipped all the same
@@ -254,8 +291,10 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
             fileOf.push_back(files.size());
             samples += signals[end].samplesPerFrame;
         }
-        files.emplace_back(InputFile(headerPath.parent_path().string(), first.fileName), first.format,
-                           first.byteOffset);
+        files.emplace_back(InputFile(headerPath.parent_path().string(), first.fileName),
+                           std::span(&first, end - begin));
+        if (files.back().IsCut())
+            warnings.push_back(Quote(first.fileName) + ": damaged or cut off, read up to there");
         const long long frames = files.back().Frames(samples);
         shortest = std::min(shortest, frames);
         longest = std::max(longest, frames);

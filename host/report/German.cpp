@@ -37,6 +37,7 @@ constexpr Phrase kPhrases[] = {
     {"What to know before reading", "Vor dem Lesen zu wissen"},
     {"{} (strip {} of {})", "{1:tr} ({2} von {3})"},
     {"{} (strip {} to {} of {})", "{1:tr} ({2} bis {3} von {4})"},
+    {"Averaged beats", "Gemittelte Schläge"},
     {"Averaged beats by stages", "Gemittelte Schläge nach Belastungsstufen"},
     {"Conclusion", "Beurteilung"},
     {"Contents", "Inhalt"},
@@ -481,6 +482,7 @@ constexpr Phrase kPhrases[] = {
      "tells otherwise",
      "die Stufen enden mit Belastung, die damit bis zum Ende der Aufzeichnung gilt: --exercise-seconds sagt "
      "es anders"},
+    {"no strips: {}", "keine Streifen: {1}"},
     {"{} strip begins after the end of the recording", "{1} Streifen beginnt nach dem Ende der Aufzeichnung"},
     {"{} strips begin after the end of the recording",
      "{1} Streifen beginnen nach dem Ende der Aufzeichnung"},
@@ -491,8 +493,10 @@ constexpr Phrase kPhrases[] = {
     {"{} to {} min:s", "{1} bis {2} min:s"},
 
     // Warnings about files
+    {"a gap, no signal is in a unit of voltage", "eine Lücke, kein Signal hat eine Einheit der Spannung"},
     {"ends early: {} of {} data records", "endet zu früh: {1} von {2} Datenblöcken"},
     {"ends early: {} of {} frames", "endet zu früh: {1} von {2} Abtastungen"},
+    {"expected {} frames, the segments have {}", "erwartet {1} Abtastungen, die Segmente haben {2}"},
     {"goes on behind its end: the last {} bytes are left out",
      "geht hinter seinem Ende weiter: die letzten {1} Bytes sind weggelassen"},
     {"its annotations are damaged and left out", "ihre Anmerkungen sind beschädigt und weggelassen"},
@@ -511,6 +515,7 @@ constexpr Phrase kPhrases[] = {
     {"{} left out: its unit {} is not a voltage", "{1} weggelassen: die Einheit {2} ist keine Spannung"},
     {"{} more warnings from segments", "{1} weitere Warnungen von Segmenten"},
     {"{}: checksum: expected {}, found {}", "{1}: Prüfsumme: erwartet {2}, gefunden {3}"},
+    {"{}: damaged or cut off, read up to there", "{1}: beschädigt oder abgeschnitten, bis dorthin gelesen"},
     {"{}: {} cells without a value, value before held", "{1}: {2} Zellen ohne Wert, Wert davor gehalten"},
     {"{}: {} invalid samples, value before held", "{1}: {2} ungültige Werte, Wert davor gehalten"},
     {"{}: {} samples clipped at 16 bits", "{1}: {2} Werte bei 16 Bit begrenzt"},

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 
 #include "core/Arithmetic.h"
 #include "core/filters/DirectForm1.h"
-#include "core/filters/internal/WideVectors.h"
 #include "session/internal/FilterTaps.h"
+#include "session/internal/OfRank.h"
 
 namespace qz {
 
@@ -91,45 +90,6 @@ constexpr double kSearchedHeight = 0.15, kSearchedPart = 0.5, kSearchedSlope = 0
 constexpr double kAsleepSeconds = 1.6, kAsleepRrs = 1.6, kAsleepAgainSeconds = 0.8, kAwakeningSeconds = 2,
                  kAsleepSlope = 0.7;
 constexpr double kPeakOverFloor = 3;  // a signal that does not stand out from its floor has no beats
-
-constexpr std::size_t kRankAtOnce = 8;
-
-// The value that `rank` of `count` values are at the most below of. Begins with a guess, the value of before,
-// and goes from each to the next one above or below it: few have come and gone. There is room behind the
-// values for a multiple of kRankAtOnce of them.
-QZ_BOTH_WIDTHS float FindOfRank(float* values, std::size_t count, std::size_t rank, float guess) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    for (; count % kRankAtOnce != 0; ++count) values[count] = kInfinity;
-    while (true) {
-        int below[kRankAtOnce] = {}, above[kRankAtOnce] = {};
-        float under[kRankAtOnce], over[kRankAtOnce];
-        std::fill_n(under, kRankAtOnce, -kInfinity);
-        std::fill_n(over, kRankAtOnce, kInfinity);
-        for (const float* x = values; x != values + count; x += kRankAtOnce) {
-            for (std::size_t n = 0; n < kRankAtOnce; ++n) {
-                below[n] += x[n] < guess ? 1 : 0;
-                above[n] += x[n] > guess ? 1 : 0;
-                under[n] = x[n] < guess && x[n] > under[n] ? x[n] : under[n];
-                over[n] = x[n] > guess && x[n] < over[n] ? x[n] : over[n];
-            }
-        }
-        if (static_cast<std::size_t>(std::accumulate(below, below + kRankAtOnce, 0)) > rank)
-            guess = *std::max_element(under, under + kRankAtOnce);
-        else if (count - static_cast<std::size_t>(std::accumulate(above, above + kRankAtOnce, 0)) <= rank)
-            guess = *std::min_element(over, over + kRankAtOnce);
-        else
-            return guess;
-    }
-}
-
-QZ_WIDE_VECTORS float FindOfRankWide(float* values, std::size_t count, std::size_t rank, float guess) {
-    return FindOfRank(values, count, rank, guess);
-}
-
-float OfRank(float* values, std::size_t count, std::size_t rank, float guess) {
-    return HasWideVectors() ? FindOfRankWide(values, count, rank, guess)
-                            : FindOfRank(values, count, rank, guess);
-}
 
 std::vector<float> MeanTaps(long long half) {
     std::vector<double> taps;

@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "core/FloatingPoint.h"
+#include "session/internal/FilterTaps.h"
 
 namespace qz {
 
@@ -127,7 +128,7 @@ private:
         Filter(std::vector<float> taps, std::size_t chn)
             : m_taps(std::move(taps)), m_chn(chn), m_room(m_taps.size() * chn), m_sums(kTogether * chn) {}
         /// Places from its middle to its ends.
-        long long Half() const { return static_cast<long long>(m_taps.size() / 2); }
+        long long Half() const { return qz::Half(m_taps); }
         /// Writes what it makes of all leads at the next place, around which the ring has so many.
         void Next(const Ring& from, float* filtered);
 

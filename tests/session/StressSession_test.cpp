@@ -332,6 +332,15 @@ TEST(StressSession, FollowsShapesThatAlternateAndMeasuresTheDominantOne) {
     EXPECT_GT(witness.beats.size(), 230U);
 }
 
+TEST(StressSession, MatchesHalfAMinuteAnewWithAShapeThatComesBetweenOthers) {
+    BeatTrain train(kFs, 1);
+    train.Noise(4, 1).Beats(1300, 20);
+    for (int i = 0; i < 25; ++i) train.Form(kOther).Beats(1300, 1).Form({}).Beats(1300, 1);
+    const Witness witness = WitnessOf(train.Record(), OptionsFor(1));
+    EXPECT_EQ(witness.learnedTimes.size(), 2U);
+    EXPECT_GT(witness.learnedTimes.back() - witness.learnedFrom, 30);
+}
+
 // Bursts are found as beats, but are not alike: attempts to learn from them fail, 2, 4, 8, 16 and then 20 s
 // apart, on stretches of up to 30 s.
 TEST(StressSession, LearnsAnotherShapeHalfAMinuteAfterNoise) {
