@@ -211,7 +211,9 @@ function zoomTo(value, seconds = middleSeconds()) {
 }
 
 function zoomBy(steps) {
-  const zoom = byId("zoom"), at = zoom.selectedIndex + steps;
+  const zoom = byId("zoom");
+  let at = zoom.selectedIndex + steps;
+  while (Number(zoom.options[at]?.value) > wholeSeconds()) at += steps;
   if (at >= 0 && at < zoom.options.length) zoomTo(zoom.options[at].value);
 }
 
