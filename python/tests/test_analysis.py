@@ -17,8 +17,8 @@ from qzstress import Stage, analyze, from_mne, from_wfdb, read
 OPTIONS = (
     ({}, []),
     (
-        {"mains_hz": 50, "smooth": 1, "lowpass_hz": 35, "reference_s": (5, 12.5), "angina": 1},
-        ["--mains=50", "--smooth=1", "--lowpass=35", "--reference=5-12.5", "--angina=1"],
+        {"mains_hz": 50, "smooth": 1, "lowpass_hz": 35, "reference_s": (5, 12.5), "angina": 1, "st_point_ms": 100},
+        ["--mains=50", "--smooth=1", "--lowpass=35", "--reference=5-12.5", "--angina=1", "--st-point=100"],
     ),
     (
         {
@@ -79,7 +79,7 @@ def test_an_array_gives_what_its_file_gives(recording: qzstress.Recording, tmp_p
             SimpleNamespace(
                 get_data=lambda picks: recording.signal.T[picks] / 1e6,
                 info={"sfreq": 500.0},
-                ch_names=recording.leads,
+                ch_names=[f"ECG {lead}" for lead in recording.leads],
                 get_channel_types=lambda: ["ecg"] * 12,
             ),
             {},
