@@ -106,7 +106,7 @@ JournalStart ParseJournalHead(const std::string& folder, const std::string& line
     const std::string file = folder + "/journal.jsonl";
     const Json parsed = ParseStrangers(line);
     const JsonField field = Field(file, parsed);
-    if (!parsed.is_object() || parsed.value("schema", "") != "qzstress-journal-1")
+    if (!parsed.is_object() || parsed.value("schema", Json()) != "qzstress-journal-1")
         field.Fail("is no journal of a test");
     JournalStart start{InfoOf(field), {}};
     start.info.started = field["started"].Text();

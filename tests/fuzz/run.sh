@@ -81,7 +81,19 @@ session='\0\0\0\0\0\0\0\0\1'
 wave='\5\372\226\20\0\5\372\226\20\0\5\372\226\20\0\5\372\226\20\0\0\377'
 printf "$session$wave$wave\1\77\77$wave" | seed session wave
 
-for program in session library wfdb edf csv annotations; do
+# What is sent to a live test, see Live_fuzz.cpp: lines, requests, and frames of a text and of a ping.
+printf '\0{"fs":500,"leads":["I","II"],"uVpb":2.5}' | seed live device
+printf '\1{"schema":"qzstress-journal-1","fs":500,"leads":["I"],"uVpb":1,"started":"","options":{"--mains":"50"}}' | seed live journal
+printf '\2{"do":"limits","value":180,"other":40,"st_uv":200,"text":"a"}' | seed live command
+printf '\2{"signal":1,"from":0,"frames":500,"per":2}' | seed live signal
+printf '\2{"signal":1,"from":0,"frames":500000,"columns":900}' | seed live overview
+printf '\2{"strip":12.5,"language":"de"}' | seed live strip
+printf '\3GET / HTTP/1.1\r\nHost: localhost\r\n\r\n' | seed live page
+printf '\3GET /results/report.pdf?a=%%2e HTTP/1.0\r\nHost: [::1]:80\r\nCookie: qzstress=0\r\n\r\n' | seed live result
+printf '\4\201\212\0\0\0\0{"ping":1}\211\200\0\0\0\0\210\200\0\0\0\0' | seed live frames
+printf '\4\1\202\1\2\3\4zs\200\203\0\0\0\0abc' | seed live fragments
+
+for program in session library wfdb edf csv annotations live; do
     [ -x "$programs/fuzz_$program" ] || continue  # a build without the host has the library's alone
     longest=4096
     case $program in library | session) longest=300 ;; esac  # each byte may be a thousand frames

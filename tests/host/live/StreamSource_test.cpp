@@ -134,6 +134,7 @@ TEST(StreamSource, RefusesWhatIsNoAddressOrNoDeviceLine) {
           R"({"fs":500,"leads":[],"uVpb":1})", R"({"fs":500,"leads":"I","uVpb":1})",
           R"({"fs":500,"leads":["I"],"uVpb":0})", R"({"fs":500,"leads":[[[[[[]]]]]],"uVpb":1})"})
         EXPECT_NE(RefusalOf([&] { ParseDeviceLine(line); }), "") << line;
+    EXPECT_NE(RefusalOf([] { ParseJournalHead("folder", R"({"schema":{}})"); }), "");
     const SourceInfo told = ParseDeviceLine(R"({"fs":500,"leads":["I","I"],"uVpb":0.5,"more":1})");
     EXPECT_EQ(told.leads, (std::vector<std::string>{"I", "I 2"}));
 }

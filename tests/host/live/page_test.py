@@ -229,7 +229,8 @@ try:
     whole = state("frozen().stretch.length") / fs
     assert abs(whole - state()["s"]) < 1, (whole, state()["s"])
     picture("7-recording")
-    find("paper").send_keys("+")
+    while find("zoom").get_attribute("value") != "60":
+        find("paper").send_keys("+")
     wait(lambda: state("frozen().stretch.length") < 70 * fs, "a minute")
     find("to-gap").click()
     wait(lambda: state("frozen().stretch.framesPerColumn") == 0, "the signal")
