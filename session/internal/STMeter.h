@@ -37,6 +37,8 @@ public:
 
     /// Begins with this averaged beat and its positions, as though ten beats had been like it.
     void Start(const LearnedBeat& beat);
+    /// What it has of beats is of the past: there are no values until five new ones are in the mean.
+    void Renew();
     /// A beat has its R at frame `r` of `frames`, whose values of the engine and heart rate `event` holds:
     /// folds it in, on leads that are good in it, and writes st, stPointMs, qMs and jMs. `event.st` has room
     /// for all leads. After Start.
