@@ -28,6 +28,23 @@ constexpr double kUsualSTRateLimitBpm = 145;
 /// less than half a millimetre on paper, are horizontal to a reader.
 constexpr double kHorizontalUvPerMs = 0.5;
 
+/// Points of measurement that a person has set, for every averaged beat; those that are empty follow it by
+/// themselves. What is measured by the engine (BeatEvent's levelUv, slopeUvPerMs and jUv) keeps its own.
+struct PointsByHand {
+    std::optional<double> qMs;   // onset of the QRS, from R of BeatPositionsMs, ms: -200 to -8
+    std::optional<double> jMs;   // its end, from R, ms: 8 to 250
+    std::optional<double> stMs;  // ST point, from J, ms: 10 to 200; it counts on the T wave too
+
+    bool IsAny() const { return qMs || jMs || stMs; }
+    /// True where each that is set lies in its range.
+    bool AreInRange() const {
+        const auto isIn = [](const std::optional<double>& ms, double first, double last) {
+            return !ms || (*ms >= first && *ms <= last);
+        };
+        return isIn(qMs, -200, -8) && isIn(jMs, 8, 250) && isIn(stMs, 10, 200);
+    }
+};
+
 /// How the signal is conditioned before anything is measured on it.
 struct ConditioningOptions {
     int mainsHz = 50;    // 50, 60 or 0 for none
@@ -66,12 +83,13 @@ struct SessionOptions {
     int postJms = kUsualPostJms;                   // ST is measured this long after J + 6 ms; 10 to 200 ms
     double stRateLimitBpm = kUsualSTRateLimitBpm;  // ST is measured at J + 60 ms above it, else at J + 80 ms
     std::optional<LearnedBeat> beat;  // the first averaged beat; empty: the session learns it from the signal
+    PointsByHand points;              // set from the start
     bool isPaced = false;             // a pacemaker is at work: beats of a usual shape are BeatClass::Paced
 };
 
 /// Where a template has its points, in milliseconds from its start.
 struct BeatPositionsMs {
-    double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned
+    double length = 0, q = 0, r = 0, j = 0;  // q: the onset as learned; q and j: that set by hand
 };
 
 /// What kind of beat it is, as far as its shape and its time tell. A fusion beat is of the class that it
@@ -106,10 +124,10 @@ enum class STShape : unsigned char { Unknown, Upsloping, Horizontal, Downsloping
 struct STMeasure {
     static constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
     float jUv = kNothing, j20Uv = kNothing, j60Uv = kNothing, j80Uv = kNothing;  // J and 20, 60, 80 ms after
-    float levelUv = kNothing;                                                    // at the rate-adapted point
-    float slopeUvPerMs = kNothing;                                               // from J to there
+    float levelUv = kNothing;          // at the rate-adapted point, or at that set by hand
+    float slopeUvPerMs = kNothing;     // from J to there
     STShape shape = STShape::Unknown;  // of that slope, by kHorizontalUvPerMs
-    bool isOnT = false;                // the rate-adapted point lies behind the steepest part of the T wave
+    bool isOnT = false;                // the point of levelUv lies behind the steepest part of the T wave
 };
 
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
@@ -129,7 +147,8 @@ struct BeatEvent {
 
     // Measured beside the engine, at positions that follow the averaged beat as it changes.
     std::vector<STMeasure> st = {};  // per lead
-    double stPointMs = 0;  // rate-adapted point after J: 80 ms; above the limit 60 ms, until 5/min below it
+    double stPointMs = 0;  // that of `st` after J: 80 ms; above the limit 60 ms, until 5/min below it; or the
+                           // one set by hand
     double qMs = std::numeric_limits<double>::quiet_NaN();  // onset of the QRS, from `seconds`; negative
     double jMs = std::numeric_limits<double>::quiet_NaN();  // its end, from `seconds`
 };

@@ -120,8 +120,11 @@ public:
 
     void TakeFrame(const short* frame);
     void Finish();
+    void SetPoints(const PointsByHand& points);
 
-    const BeatShapes& Shapes() const { return m_shapes; }
+    std::vector<std::vector<float>> BeatUv() const { return m_shapes.BeatUv(); }
+    BeatPositionsMs Positions() const;
+    BeatPositionsMs MeasuredPositions() const;
     const SignalConditioner& Conditioner() const { return m_conditioner; }
     double DelayMs() const { return m_conditioner.DelaySamples() * kMsPerSecond / m_fs; }
     long long FramesIn() const { return m_framesIn; }
@@ -140,7 +143,7 @@ private:
     // tract that conducts and does not; the classes tell them apart, and each kind has a mean of its own.
     struct ShapeMeter {
         int shape = 0;    // number of the averaged beat
-        int kind = kAny;  // normal shape of the classer; kAny until a beat is of one
+        int kind = kAny;  // shape of the classer; kAny until a beat is of one
         long long lastR = 0;
         STMeter meter;
     };
@@ -276,6 +279,30 @@ void StressSession::Impl::Finish() {
     while (const std::optional<long long> r = m_shapes.Finish(m_isGood, m_beat)) TellBeat(*r);
     m_watch.Finish();
     TellLeads();
+}
+
+void StressSession::Impl::SetPoints(const PointsByHand& points) {
+    m_options.points = points;
+    for (ShapeMeter& one : m_meters) one.meter.SetPoints(points);
+}
+
+BeatPositionsMs StressSession::Impl::Positions() const {
+    BeatPositionsMs at = m_shapes.Positions();
+    if (!m_shapes.HasBeat()) return at;
+    if (m_options.points.qMs) at.q = at.r + *m_options.points.qMs;
+    if (m_options.points.jMs) at.j = at.r + *m_options.points.jMs;
+    return at;
+}
+
+BeatPositionsMs StressSession::Impl::MeasuredPositions() const {
+    BeatPositionsMs at = Positions();
+    for (const ShapeMeter& one : m_meters) {
+        if (!m_isBeatTold || one.shape != m_beat.shape) continue;
+        if (one.kind != m_usualKind && one.kind != kAny) continue;
+        at.q = at.r + one.meter.QFromRMs();
+        at.j = at.r + one.meter.JFromRMs();
+    }
+    return at;
 }
 
 void StressSession::Impl::TakeConditioned() {
@@ -445,7 +472,10 @@ void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool a
                    m_meters.end());
     m_meters.push_back(
         {shape, kAny, 0, STMeter(m_fs, m_chn, m_options.stRateLimitBpm, m_conditioner.SagPerSecond())});
-    m_meters.back().meter.Start(beat);
+    // The engine has placed its R in the beat, which otherwise is as it was learned.
+    const BeatPositionsMs at = m_shapes.PositionsOf(shape);
+    m_meters.back().meter.Start(beat, beat.posQ * kMsPerSecond / m_fs + at.r - at.q);
+    m_meters.back().meter.SetPoints(m_options.points);
     m_phase = Phase::Follow;
     m_observer.OnLearned(beat, Seconds(first), again);
 }
@@ -487,10 +517,12 @@ void StressSession::Impl::Measure(long long r) {
     m_beat.qMs -= delayRestMs;
     m_beat.jMs -= delayRestMs;
     if (found == nullptr) return;
-    if (found->isUsual) {
-        m_usualKind = found->shape;
-        return;
-    }
+    if (found->isUsual) m_usualKind = found->shape;
+    const bool isUsualThere = std::any_of(m_meters.begin(), m_meters.end(), [&](const ShapeMeter& one) {
+        return one.shape == m_beat.shape && one.kind == m_usualKind && &one != own &&
+               r - one.lastR <= FramesOf(kFreshSeconds);
+    });
+    if (found->isUsual || !isUsualThere) return;
     m_beat.st.assign(m_chn, STMeasure());
     for (std::vector<float>* values : {&m_beat.levelUv, &m_beat.slopeUvPerMs, &m_beat.jUv})
         std::fill(values->begin(), values->end(), STMeasure::kNothing);
@@ -585,6 +617,9 @@ std::string StressSession::Refusal(const SessionOptions& options) {
     if (!(options.stRateLimitBpm > 0))
         return "the heart rate above which ST is measured earlier must be above 0";
     if (!(options.uVpb > 0) || std::isinf(options.uVpb)) return "the microvolts per unit must be above 0";
+    if (!options.points.AreInRange())
+        return "points set by hand must lie 200 to 8 ms before R (Q), 8 to 250 ms after R (J) and 10 to 200 "
+               "ms after J (ST)";
     std::string conditioning = SignalConditioner::Refusal(options.fs, options.conditioning);
     return conditioning.empty() && options.beat ? BeatRefusal(options) : conditioning;
 }
@@ -605,9 +640,17 @@ void StressSession::Finish() noexcept {
     WithoutMemoryFailures([&] { m_impl->Finish(); });
 }
 
-std::vector<std::vector<float>> StressSession::Template() const { return m_impl->Shapes().BeatUv(); }
+bool StressSession::SetPoints(const PointsByHand& points) noexcept {
+    if (!points.AreInRange()) return false;
+    m_impl->SetPoints(points);
+    return true;
+}
 
-BeatPositionsMs StressSession::Positions() const { return m_impl->Shapes().Positions(); }
+std::vector<std::vector<float>> StressSession::Template() const { return m_impl->BeatUv(); }
+
+BeatPositionsMs StressSession::Positions() const { return m_impl->Positions(); }
+
+BeatPositionsMs StressSession::MeasuredPositions() const { return m_impl->MeasuredPositions(); }
 
 double StressSession::DelayMs() const { return m_impl->DelayMs(); }
 

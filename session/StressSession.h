@@ -69,11 +69,16 @@ public:
     /// The signal has ended: gives out what the filters hold and what is still to be learned and matched.
     /// Once.
     void Finish() noexcept;
+    /// From the next beat on it is measured at these points, and at no others that were set before. False,
+    /// and nothing is done, where one of them is out of its range.
+    [[nodiscard]] bool SetPoints(const PointsByHand& points) noexcept;
 
     /// The averaged beat as it is now, microvolts, [lead][sample]; empty before there is one.
     std::vector<std::vector<float>> Template() const;
     /// Where it has its points; all 0 before there is one.
     BeatPositionsMs Positions() const;
+    /// The same, q and j being those that the latest beat was measured at. As Positions before there is one.
+    BeatPositionsMs MeasuredPositions() const;
     /// The delay of the filters, which is taken off all times, ms.
     double DelayMs() const;
     /// The filters in words.

@@ -6,7 +6,7 @@
 #include "core/filters/CDoubleSampleRate.h"
 #include "core/filters/internal/Lanes.h"
 
-static constexpr double kSilence = 0x1p-500;
+static constexpr double kNegligible = 0x1p-500;
 
 CMultiChannelDoubleSampleRate::CMultiChannelDoubleSampleRate(short chn)
     : m_leads(ElementCount(chn)),
@@ -86,7 +86,7 @@ void CMultiChannelDoubleSampleRate::Double(const short* frame, short* midpoints,
 void CMultiChannelDoubleSampleRate::EndSilence() {
     for (State& state : m_states)
         for (double& tangent : state.m.lanes)
-            if (std::fabs(tangent) < kSilence) tangent = 0;
+            if (std::fabs(tangent) < kNegligible) tangent = 0;
 }
 
 short** CMultiChannelDoubleSampleRate::GetDoubleSampleRateData(short* frame) {

@@ -10,7 +10,7 @@
 static constexpr int kMaxTemplateMs = 800;
 static constexpr std::size_t kSetTemplLeads = 12;
 static constexpr short kOldWeight = 9;  // of the template against 1 of the new beat
-static constexpr float kMsPerMinute = 60000.0F;
+static constexpr float kMsPerMinuteSingle = 60000.0F;
 static constexpr unsigned kReservedTopBits = 0xC000U;
 
 CZatMatch::CZatMatch(short fs, short chn, double uVpb, bool bMutex, short winMs) {
@@ -423,7 +423,7 @@ short CZatMatch::JuVDelta(short ch) {
 }
 
 float CZatMatch::STHRindex(float uv, short rrMs) const {
-    return uv * static_cast<float>(rrMs) / kMsPerMinute;
+    return uv * static_cast<float>(rrMs) / kMsPerMinuteSingle;
 }
 
 long CZatMatch::Samples2ms(long n) const { return static_cast<long>(SamplesToMs(n, m_fs)); }

@@ -46,6 +46,7 @@ qz::SessionOptions SessionOptionsFor(const SourceInfo& source, const StressOptio
     session.conditioning = options.conditioner;
     session.postJms = options.stPoint.postJms.value_or(qz::kUsualPostJms);
     session.stRateLimitBpm = options.stPoint.rateLimitBpm;
+    session.points = options.stPoint.byHand;
     session.isPaced = options.isPaced.value_or(TellsOfPacing(source.remarks));
     if (options.beat != nullptr) session.beat = *options.beat;
     if (const std::string refusal = qz::StressSession::Refusal(session); !refusal.empty())

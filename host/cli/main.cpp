@@ -160,6 +160,13 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
         ->check(kPositive)
         ->excludes(postJ)
         ->capture_default_str();
+    qz::PointsByHand& byHand = options.stPoint.byHand;
+    for (const auto& [name, point, range, text] :
+         {std::tuple{"--q-point", &byHand.qMs, CLI::Range(-200, -8),
+                     "Onset of the QRS, ms from R, set by hand"},
+          {"--j-point", &byHand.jMs, CLI::Range(8, 250), "End of the QRS, ms from R, set by hand"},
+          {"--st-point", &byHand.stMs, CLI::Range(10, 200), "Where the ST level is measured, ms after J"}})
+        command.add_option(name, *point, text)->check(range)->excludes(postJ);
 }
 
 // Reads LEAD:START:SECONDS.
@@ -272,9 +279,8 @@ private:
             meant.empty() ? "expected " + all : "did you mean qzstress " + meant + "?");
     }
 
-    // The options that decide what an analysis finds and how its report reads; results tell them. Returns
-    // that of the report's language.
-    CLI::Option* AddStudy(CLI::App& command) {
+    // The options that decide what an analysis finds; results tell them.
+    void AddStudy(CLI::App& command) {
         command.option_defaults()->group(kStudyGroup);
         AddReading(command, m_analyze.reading);
         AddAnalysis(command, m_analyze.analysis);
@@ -289,12 +295,31 @@ private:
             ->type_name("SPAN");
         command.add_flag("--anonymous", m_analyze.anonymous, "Leave persons and remarks out of every output");
         AddExercise(command);
-        CLI::Option* language =
-            command.add_option("--language", m_analyze.language, "Language of the report")
-                ->check(CLI::IsMember(LanguageCodes()))
-                ->capture_default_str();
         command.option_defaults()->group("Options");
-        return language;
+    }
+
+    // How reports read, which results tell too; only where `report` asks for one.
+    void AddReportStyle(CLI::App& command, CLI::Option* report) {
+        command.option_defaults()->group(kStudyGroup);
+        command.add_option("--language", m_analyze.language, "Language of the report")
+            ->check(CLI::IsMember(LanguageCodes()))
+            ->capture_default_str()
+            ->needs(report);
+        AddList(command, "--strips", m_analyze.stripSeconds,
+                "Seconds from which the report shows strips of 10 s, besides those that tell most, as 10,300")
+            ->check(kNotNegative)
+            ->needs(report);
+        command
+            .add_option_function<std::string>(
+                "--paper",
+                [this](const std::string& name) {
+                    m_analyze.paper = name == "letter" ? Paper::Letter : Paper::A4;
+                },
+                "Paper of the report")
+            ->check(CLI::IsMember({"a4", "letter"}))
+            ->default_str("a4")
+            ->needs(report);
+        command.option_defaults()->group("Options");
     }
 
     // Returns the option of the report.
@@ -311,23 +336,7 @@ private:
                                         "Write the cleaned signal: .edf, .csv, or else WFDB");
         command.add_flag("--double", m_analyze.doubled, "Double the rate of the exported signal")
             ->needs(exported);
-        CLI::Option* report =
-            AddFile(command, "--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
-        AddList(command, "--strips", m_analyze.stripSeconds,
-                "Seconds from which the report shows strips of 10 s, besides those that tell most, as 10,300")
-            ->check(kNotNegative)
-            ->needs(report);
-        command
-            .add_option_function<std::string>(
-                "--paper",
-                [this](const std::string& name) {
-                    m_analyze.paper = name == "letter" ? Paper::Letter : Paper::A4;
-                },
-                "Paper of the report")
-            ->check(CLI::IsMember({"a4", "letter"}))
-            ->default_str("a4")
-            ->needs(report);
-        return report;
+        return AddFile(command, "--report", m_analyze.report, "Draw the report: .html, .pdf or .png");
     }
 
     void AddExercise(CLI::App& command) {
@@ -379,9 +388,9 @@ private:
         CLI::App& command = *m_app.add_subcommand("analyze", "Heart rate and ST of a recording");
         AddFile(command, "RECORD", m_analyze.record,
                 "WFDB header, EDF, BDF or CSV file; without it a simulated test");
-        CLI::Option* language = AddStudy(command);
+        AddStudy(command);
         AddPatient(command);
-        language->needs(AddOutputs(command));
+        AddReportStyle(command, AddOutputs(command));
         command
             .add_option("--realtime", m_realtime,
                         "Play at so many times the pace of the patient, 0.01 to 1000")
@@ -474,7 +483,8 @@ private:
             command.add_option("--reports", m_batch.reports, "Draw a report beside each result")
                 ->check(CLI::IsMember({"html", "pdf", "png"}));
         command.add_flag("--quiet", m_batch.quiet, "No progress bar");
-        AddStudy(command)->needs(reports);
+        AddStudy(command);
+        AddReportStyle(command, reports);
         command.footer(
             "Example:\n"
             "  qzstress batch records --out results --mains 60");

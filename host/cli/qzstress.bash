@@ -3,8 +3,8 @@ _qzstress() {
     local command=${COMP_WORDS[1]} word=$2 before=$3 values="" options=""
     local reading="--leads --fs --uv-per-bit --raw"
     local exercise="--template-from --reference --angina --exercise-seconds --stages --protocol --exercise-start --predicted --stage-leads \
-        --anonymous --language"
-    local analysis="--mains --paced --comb --lowpass --smooth --post-j --st-rate-limit"
+        --anonymous --language --strips --paper"
+    local analysis="--mains --paced --comb --lowpass --smooth --post-j --st-rate-limit --q-point --j-point --st-point"
     COMPREPLY=()
 
     # bash takes "--mains=60" for three words.
@@ -35,7 +35,7 @@ _qzstress() {
         return
         ;;
     # Numbers and names of leads: neither a list nor files.
-    --leads | --fs | --uv-per-bit | --raw | --lowpass | --post-j | --st-rate-limit | --every | --strips | --reference | --exercise-seconds | --exercise-start | --stage-leads | --ended | --symptoms | \
+    --leads | --fs | --uv-per-bit | --raw | --lowpass | --post-j | --st-rate-limit | --q-point | --j-point | --st-point | --every | --strips | --reference | --exercise-seconds | --exercise-start | --stage-leads | --ended | --symptoms | \
         --seconds | --seed | --mains-uv | --muscle-uv | --wander-uv | --motion-uv | --st-uv | --ectopy | --lead-off | \
         --skip | --jobs | --timeout | --speed | --port | --address | --host-name)
         return
@@ -46,7 +46,7 @@ _qzstress() {
     elif [[ $word == -* ]]; then
         case $command in
         analyze) options="$reading $analysis $exercise --patient --bp --ended --symptoms --csv --every --json --wfdb-ann --export --double \
-            --report --strips --paper --realtime --quiet --force" ;;
+            --report --realtime --quiet --force" ;;
         simulate) options="--protocol --seconds --leads --fs --uv-per-bit --seed --mains --mains-uv --muscle-uv --wander-uv \
             --motion-uv --st-uv --ectopy --lead-off --force" ;;
         info) options="$reading --json" ;;

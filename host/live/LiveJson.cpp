@@ -22,7 +22,7 @@ struct KindName {
     Kind kind;
     const char* name;
 };
-constexpr std::array<KindName<Command::Kind>, 12> kCommands{{{Command::Kind::Start, "start"},
+constexpr std::array<KindName<Command::Kind>, 14> kCommands{{{Command::Kind::Start, "start"},
                                                              {Command::Kind::Next, "next"},
                                                              {Command::Kind::Recovery, "recovery"},
                                                              {Command::Kind::End, "end"},
@@ -31,6 +31,8 @@ constexpr std::array<KindName<Command::Kind>, 12> kCommands{{{Command::Kind::Sta
                                                              {Command::Kind::Symptom, "symptom"},
                                                              {Command::Kind::Mark, "mark"},
                                                              {Command::Kind::Reference, "reference"},
+                                                             {Command::Kind::QPoint, "q-point"},
+                                                             {Command::Kind::JPoint, "j-point"},
                                                              {Command::Kind::STPoint, "st-point"},
                                                              {Command::Kind::Limits, "limits"},
                                                              {Command::Kind::Acknowledge, "acknowledge"}}};
@@ -237,10 +239,12 @@ std::string StateMessage(const live::State& state, const LiveStatus& source, con
                              {"systolic", Value(reading.systolic)},
                              {"diastolic", Value(reading.diastolic)},
                              {"exertion", Value(reading.exertion)}});
+    const auto hand = [](const std::optional<double>& ms) { return ms ? Json(*ms) : Json(); };
     return Json{{"type", "state"},
                 {"s", state.seconds},
                 {"bpm", Rounded(state.bpm, 1)},
                 {"st_point_ms", Rounded(state.stPointMs, 1)},
+                {"by_hand", {hand(state.byHand.qMs), hand(state.byHand.jMs), hand(state.byHand.stMs)}},
                 {"leads", std::move(leads)},
                 {"beats", state.beats},
                 {"supraventricular", state.supraventricular},
@@ -296,10 +300,14 @@ std::string EventsMessage(const std::vector<Event>& events) {
     return Json{{"type", "events"}, {"events", std::move(all)}}.dump();
 }
 
-std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks) {
+std::string StripMessage(const std::string& file, const std::string& why) {
+    return Json{{"type", "strip"}, {"file", file}, {"why", why}}.dump();
+}
+
+std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks, std::uint32_t request) {
     Json all = Json::array();
     for (const live::BeatMark& mark : marks) all.push_back({mark.seconds, LetterOf(mark.beatClass)});
-    return Json{{"type", "marks"}, {"marks", std::move(all)}}.dump();
+    return Json{{"type", "marks"}, {"request", request}, {"marks", std::move(all)}}.dump();
 }
 
 std::string FindsMessage(const live::Finds& finds) {
@@ -357,12 +365,18 @@ std::string SignalMessage(const SignalHead& head, std::size_t leads, const short
 }
 
 PageRequest ParsePageRequest(const std::string& text) {
-    constexpr int kMostFrames = 1 << 16, kMostPerValue = 1 << 12, kMostValues = 1 << 14;
+    constexpr long long kMostFrames = 1 << 16, kMostTestFrames = 1LL << 40;
+    constexpr int kMostPerValue = 1 << 12, kMostValues = 1 << 14, kMostColumns = 1 << 12;
     PageRequest request;
     const Json parsed = ParseStrangers(text);
     if (!parsed.is_object()) return request;
     if (parsed.contains("ping")) {
         if (parsed["ping"].is_number()) request.ping = parsed["ping"].get<double>();
+    } else if (parsed.contains("strip")) {
+        if (parsed["strip"].is_number()) request.stripSeconds = parsed["strip"].get<double>();
+        const auto language = parsed.find("language");
+        if (language != parsed.end() && language->is_string())
+            request.language = language->get<std::string>();
     } else if (parsed.contains("signal")) {
         static const std::string kPage = "page";
         try {
@@ -370,9 +384,11 @@ PageRequest ParsePageRequest(const std::string& text) {
             SignalRequest signal;
             signal.number = field["signal"].Whole(0U, 0xFFFFFFFFU);
             signal.fromFrame = field["from"].Whole(0LL, 1LL << 50);
-            signal.frames = field["frames"].Whole(1, kMostFrames);
-            signal.framesPerValue = field["per"].Whole(1, kMostPerValue);
-            if (signal.frames / signal.framesPerValue <= kMostValues) request.signal = signal;
+            if (parsed.contains("columns")) signal.columns = field["columns"].Whole(1, kMostColumns);
+            signal.frames = field["frames"].Whole(1LL, signal.columns > 0 ? kMostTestFrames : kMostFrames);
+            if (signal.columns == 0) signal.framesPerValue = field["per"].Whole(1, kMostPerValue);
+            if (signal.columns > 0 || signal.frames / signal.framesPerValue <= kMostValues)
+                request.signal = signal;
         } catch (const HostError&) {
             return {};
         }

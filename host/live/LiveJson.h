@@ -43,7 +43,10 @@ std::string StateMessage(const live::State& state, const LiveStatus& source, con
                          double keptSeconds);
 std::string BeatsMessage(const live::Beats& beats, int fs);
 std::string EventsMessage(const std::vector<live::Event>& events);
-std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks);
+/// Beats as they are found, or with the number of a request those of the stretch that it asks for.
+std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks, std::uint32_t request = 0);
+/// A page of a strip lies under /results/`file`; or `why` there is none.
+std::string StripMessage(const std::string& file, const std::string& why);
 std::string FindsMessage(const live::Finds& finds);
 /// Rows from `first` on; a page that has others forgets them where `isWhole`.
 std::string TrendMessage(const std::vector<live::TrendRow>& rows, std::size_t first, bool isWhole);
@@ -66,16 +69,19 @@ struct SignalHead {
 std::string SignalMessage(const SignalHead& head, std::size_t leads, const short* samples,
                           std::size_t values);
 
-/// What a page asks for.
+/// What a page asks for: each value of so many frames; or the stretch in so many columns, of whatever length.
 struct SignalRequest {
     std::uint32_t number = 0;
-    long long fromFrame = 0;
-    int frames = 0, framesPerValue = 1;
+    long long fromFrame = 0, frames = 0;
+    int framesPerValue = 1;
+    int columns = 0;  // 0: framesPerValue counts
 };
 struct PageRequest {
     std::optional<live::Command> command;
     std::string name;  // of the command
     std::optional<SignalRequest> signal;
+    std::optional<double> stripSeconds;  // the middle of a strip that is to be drawn
+    std::string language;                // of its texts
     std::optional<double> ping;
 };
 /// Empty of all where the text is no request.

@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr double kMostSecondsAtOnce = 10;  // of signal in one call of Read, so that commands are heard
-
 using SteadyClock = std::chrono::steady_clock;
 
 }  // namespace
@@ -35,8 +33,13 @@ long long PacedSource::Due() const {
 bool PacedSource::Read(std::vector<short>& frames, std::chrono::milliseconds wait) {
     if (!std::exchange(m_hasBegun, true)) m_start = SteadyClock::now();
     const std::size_t chn = Info().leads.size();
-    frames.insert(frames.end(), static_cast<std::size_t>(std::exchange(m_missing, 0)) * chn, kMissing);
     const auto most = static_cast<long long>(kMostSecondsAtOnce * Info().fs);
+    if (m_missing > 0) {
+        const long long missing = std::min(m_missing, most);
+        frames.insert(frames.end(), static_cast<std::size_t>(missing) * chn, kMissing);
+        m_missing -= missing;
+        return true;
+    }
     if (Due() < most) std::this_thread::sleep_for(wait);
     const long long count = std::min(Due(), most);
     for (long long i = 0; i < count; ++i, ++m_given) {

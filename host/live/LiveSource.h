@@ -26,6 +26,8 @@ struct LiveStatus {
 
 class LiveSource {
 public:
+    /// Signal that one call of Read gives at the most, s, so that commands are heard meanwhile.
+    static constexpr double kMostSecondsAtOnce = 10;
     virtual ~LiveSource() = default;
     virtual const SourceInfo& Info() const = 0;
     /// A test that was left goes on: it has `frames` frames, the latest of them `secondsAgo` old, and what

@@ -28,7 +28,9 @@ struct Command {
         Symptom,      // text
         Mark,         // text
         Reference,    // changes of ST count from the latest half minute on
-        STPoint,      // value: after J, ms; NaN for the session's own
+        QPoint,       // value: onset of the QRS, whole ms from R; NaN for the session's own
+        JPoint,       // value: its end, likewise
+        STPoint,      // value: after J, whole ms; NaN for the session's own
         Limits,       // value: highest rate, other: lowest, stUv: largest change of ST
         Acknowledge,  // an alarm; value: its number
     };
@@ -92,29 +94,28 @@ struct State {
     long long frames = 0;
     double seconds = 0;
     double bpm = kUnknown;
-    double stPointMs = kUnknown;  // after J
-    std::vector<LeadState> leads;
-    int beats = 0, supraventricular = 0, ventricular = 0, paced = 0, unclassified = 0, runs = 0;
-    std::vector<Stage> stages;           // those that have begun, rest first
+    double stPointMs = kUnknown;         // after J
     double nextStageSeconds = kUnknown;  // when the protocol goes on
-    bool isWork = false;                 // exercise has begun and not ended
-    bool isRecovery = false;
-    Span reference;  // empty: none yet
-    bool isReferenceByHand = false;
-    bool isSTPointByHand = false;
-    double gapSeconds = 0;   // of the gap that goes on; 0: none
-    double gapsSeconds = 0;  // of all gaps
-    int gaps = 0;
+    double gapSeconds = 0;               // of the gap that goes on; 0: none
+    double gapsSeconds = 0;              // of all gaps
+    double delayMs = 0;                  // of the filters
+    std::vector<LeadState> leads;
+    std::vector<Stage> stages;  // those that have begun, rest first
     std::vector<Alarm> alarms;
-    Limits limits;
-    bool isLearned = false;
-    std::string notLearned;
     std::vector<BloodPressure> pressures;
     std::vector<std::string> symptoms, marks;  // with their times, as a report tells them
-    std::string endedBecause;
+    std::string conditioning;                  // in words; empty before the mains are known
+    std::string notLearned, endedBecause;
+    Span reference;  // empty: none yet
+    Limits limits;
+    qz::PointsByHand byHand;  // of measurement
+    int beats = 0, supraventricular = 0, ventricular = 0, paced = 0, unclassified = 0, runs = 0;
+    int gaps = 0;
+    bool isWork = false;  // exercise has begun and not ended
+    bool isRecovery = false;
+    bool isReferenceByHand = false;
+    bool isLearned = false;
     bool hasEnded = false;
-    double delayMs = 0;        // of the filters
-    std::string conditioning;  // in words; empty before the mains are known
 };
 
 /// The averaged beat of all leads, uV at 0 before the QRS, and where it has its points, ms from its start.

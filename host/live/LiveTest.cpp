@@ -19,6 +19,7 @@ namespace {
 constexpr std::size_t kKeptLevels = 600;       // beats: of a rest of five to ten minutes
 constexpr double kNewReferenceSeconds = 30;    // before the moment at which it is asked for
 constexpr double kLineBeforeGapSeconds = 0.5;  // that a signal may have been a line when a gap began
+constexpr double kRateSeconds = 10;            // after the latest interval a heart rate is not known any more
 constexpr int kRunBeats = 3;                   // in a row: a run
 constexpr double kPrEndMs = 4, kPrMs = 12;     // the PR level: the mean of 12 ms that end 4 ms before the QRS
 constexpr std::size_t kMostNotes = 200;        // symptoms and marks, each
@@ -44,6 +45,7 @@ LiveTest::LiveTest(const SourceInfo& info, const StressOptions& analysis, const 
       m_held(info.leads.size()),
       m_isOffTold(info.leads.size()) {
     m_state.leads.resize(info.leads.size());
+    m_state.byHand = analysis.stPoint.byHand;
     m_state.stages = m_stages.Stages();
     SessionOptionsFor(info, WithMains(analysis, 0));
 }
@@ -86,6 +88,7 @@ void LiveTest::TakeFrame(const short* frame) {
             m_state.frames == static_cast<long long>(qz::kMainsSeconds) * m_info.fs)
             BeginSession();
     }
+    if (m_state.seconds > m_rateSeconds + kRateSeconds) m_state.bpm = live::kUnknown;
     while (m_stages.Advance(m_state.seconds)) TellStages();
     m_state.nextStageSeconds = m_stages.NextSeconds();
     if (m_state.seconds >= m_nextTrendSeconds) AddTrendRow();
@@ -94,8 +97,8 @@ void LiveTest::TakeFrame(const short* frame) {
 void LiveTest::BeginSession() {
     const std::size_t chn = m_info.leads.size();
     const int mainsHz = qz::MeasureMainsHz(m_ahead.data(), m_ahead.size() / chn, chn, m_info.fs);
-    m_session.emplace(SessionOptionsFor(m_info, WithMains(m_analysis, mainsHz)),
-                      static_cast<qz::SessionObserver&>(*this));
+    m_sessionOptions = SessionOptionsFor(m_info, WithMains(m_analysis, mainsHz));
+    m_session.emplace(*m_sessionOptions, static_cast<qz::SessionObserver&>(*this));
     m_state.delayMs = m_session->DelayMs();
     m_state.conditioning = m_session->Conditioning();
     m_session->Push(m_ahead.data(), m_ahead.size() / chn);
@@ -120,7 +123,7 @@ void LiveTest::OnInterval(const qz::IntervalEvent& interval) {
         case qz::BeatClass::Unclassified: ++m_state.unclassified; break;
         case qz::BeatClass::Paced: ++m_state.paced; break;
     }
-    if (m_beatMarks.size() < kMostEvents) m_beatMarks.push_back({interval.seconds, interval.beatClass});
+    if (m_beatMarks.size() < kMostBeats) m_beatMarks.push_back({interval.seconds, interval.beatClass});
     if (interval.beatClass == qz::BeatClass::Ventricular && m_finds.ventricular.size() < kMostEvents)
         m_finds.ventricular.push_back(interval.seconds);
     m_run = interval.beatClass == qz::BeatClass::Ventricular ? m_run + 1 : 0;
@@ -130,23 +133,26 @@ void LiveTest::OnInterval(const qz::IntervalEvent& interval) {
     }
     Raise(Alarm::Kind::VentricularRun, m_run >= kRunBeats, {}, m_run);
     if (std::isnan(interval.bpm)) return;
+    m_rateSeconds = interval.seconds;
     m_state.bpm = interval.bpm;
     Raise(Alarm::Kind::RateHigh, interval.bpm > m_state.limits.highestBpm, {}, interval.bpm);
     Raise(Alarm::Kind::RateLow, interval.bpm < m_state.limits.lowestBpm, {}, interval.bpm);
 }
 
 void LiveTest::OnBeat(const qz::BeatEvent& beat) {
-    const bool isEngine = m_analysis.stPoint.postJms.has_value();
-    Levels levels{beat.seconds, isEngine ? m_analysis.stPoint.UsualMs() : beat.stPointMs, beat.levelUv};
+    const bool isEngine = m_analysis.stPoint.postJms && !m_state.byHand.IsAny();
+    Levels levels{beat.seconds, beat.levelUv};
     for (std::size_t lead = 0; lead < m_state.leads.size(); ++lead) {
         live::LeadState& state = m_state.leads[lead];
         if (!isEngine) levels.uV[lead] = beat.st[lead].levelUv;
         state.slopeUvPerMs = isEngine ? beat.slopeUvPerMs[lead] : beat.st[lead].slopeUvPerMs;
         state.jUv = beat.st[lead].jUv;
     }
-    m_state.stPointMs = levels.pointMs;
+    m_state.stPointMs = isEngine ? m_analysis.stPoint.UsualMs() : beat.stPointMs;
     if (std::all_of(levels.uV.begin(), levels.uV.end(), [](float uV) { return std::isnan(uV); })) return;
     if (std::isnan(m_firstSTSeconds)) m_firstSTSeconds = beat.seconds;
+    const BeatPositionsMs at = isEngine ? m_session->Positions() : m_session->MeasuredPositions();
+    TakePoints({at.q - at.r, at.j - at.r, at.j - at.r + m_state.stPointMs});
     m_recent.push_back(levels);
     if (m_recent.size() > kKeptLevels) m_recent.pop_front();
     const Span first = FirstReadings(m_firstSTSeconds).span;
@@ -154,20 +160,49 @@ void LiveTest::OnBeat(const qz::BeatEvent& beat) {
     ShowLevels();
 }
 
-/// Shows the latest levels at the point that counts, the session's or that set by hand.
+/// After points were moved by hand, earlier levels become what they would have been at the new points, by
+/// what the averaged beats tell: of a change nothing is left that the moving has made.
+void LiveTest::TakePoints(const Points& now) {
+    const Points before = std::exchange(m_points, now);
+    if (!std::exchange(m_arePointsMoved, false)) return;
+    const auto move = [&](std::vector<float>& uV, const AveragedBeat& beat) {
+        const std::vector<float> then = LevelsAt(beat, before), here = LevelsAt(beat, now);
+        for (std::size_t lead = 0; lead < uV.size(); ++lead) uV[lead] += here[lead] - then[lead];
+    };
+    const AveragedBeat beat = Beat();
+    for (Levels& levels : m_recent) move(levels.uV, beat);
+    if (!m_referenceUv.empty()) move(m_referenceUv, m_referenceBeat);
+    m_finds.largestUv = live::kUnknown;
+}
+
+/// True where the point is moved, or given back to what the options tell.
+bool LiveTest::MovePoint(const Command& command) {
+    using Kind = Command::Kind;
+    const auto point = command.kind == Kind::QPoint   ? &qz::PointsByHand::qMs
+                       : command.kind == Kind::JPoint ? &qz::PointsByHand::jMs
+                                                      : &qz::PointsByHand::stMs;
+    if (m_recent.empty()) return false;
+    qz::PointsByHand points = m_state.byHand;
+    if (std::isnan(command.value))
+        points.*point = m_analysis.stPoint.byHand.*point;
+    else
+        points.*point = std::round(command.value);
+    // The engine's ST point is measured at by the session where its J does not count any more.
+    if (m_analysis.stPoint.postJms && points.IsAny() && !points.stMs)
+        points.stMs = m_analysis.stPoint.UsualMs();
+    if (!m_session->SetPoints(points)) return false;
+    m_state.byHand = points;
+    m_arePointsMoved = true;
+    return true;
+}
+
+/// Shows the latest levels and their changes.
 void LiveTest::ShowLevels() {
-    std::vector<float> levelUv = m_recent.back().uV, referenceUv = m_referenceUv;
-    if (!std::isnan(m_ownSTms)) {
-        m_state.stPointMs = m_ownSTms;
-        const std::vector<float> own = LevelsAt(m_session->Template(), m_ownSTms);
-        for (std::size_t lead = 0; lead < own.size(); ++lead)
-            if (!std::isnan(levelUv[lead])) levelUv[lead] = own[lead];
-        referenceUv = LevelsAt(m_referenceBeat, m_ownSTms);
-    }
+    const std::vector<float>& levelUv = m_recent.back().uV;
     for (std::size_t lead = 0; lead < m_state.leads.size(); ++lead) {
         live::LeadState& state = m_state.leads[lead];
         state.levelUv = levelUv[lead];
-        state.changeUv = referenceUv.empty() ? live::kUnknown : levelUv[lead] - referenceUv[lead];
+        state.changeUv = m_referenceUv.empty() ? live::kUnknown : levelUv[lead] - m_referenceUv[lead];
         if (!(std::abs(state.changeUv) <= std::abs(m_finds.largestUv)) && !std::isnan(state.changeUv)) {
             m_finds.largestUv = state.changeUv;
             m_finds.largestSeconds = m_recent.back().seconds;
@@ -178,15 +213,14 @@ void LiveTest::ShowLevels() {
     }
 }
 
-/// Levels at a point that was set by hand: of the averaged beat there, against its PR level.
-std::vector<float> LiveTest::LevelsAt(const std::vector<std::vector<float>>& beats, double afterJms) const {
-    const BeatPositionsMs positions = m_session->Positions();
-    const auto sampleOf = [&](double ms) { return std::lround(ms * m_info.fs / kMsPerSecond); };
-    const long from = std::max(0L, sampleOf(positions.q - kPrEndMs - kPrMs));
-    const long to = std::max(from + 1, sampleOf(positions.q - kPrEndMs));
-    const long at = sampleOf(positions.j + afterJms);
+/// Levels of an averaged beat at the ST point, against its PR level; NaN beyond its end.
+std::vector<float> LiveTest::LevelsAt(const AveragedBeat& beat, const Points& points) const {
+    const auto sampleOf = [&](double ms) { return std::lround((beat.rMs + ms) * m_info.fs / kMsPerSecond); };
+    const long from = std::max(0L, sampleOf(points.q - kPrEndMs - kPrMs));
+    const long to = std::max(from + 1, sampleOf(points.q - kPrEndMs));
+    const long at = sampleOf(points.st);
     std::vector<float> levels;
-    for (const std::vector<float>& uV : beats) {
+    for (const std::vector<float>& uV : beat.uV) {
         float sum = 0;
         for (long i = from; i < std::min<long>(to, std::ssize(uV)); ++i)
             sum += uV[static_cast<std::size_t>(i)];
@@ -205,7 +239,7 @@ void LiveTest::SetReference(double fromSeconds, double toSeconds) {
     if (values.front().empty()) return;
     m_referenceUv.clear();
     for (std::vector<float>& lead : values) m_referenceUv.push_back(Median(std::move(lead)));
-    m_referenceBeat = m_session->Template();
+    m_referenceBeat = Beat();
     m_state.reference = {fromSeconds, toSeconds};
     m_finds.largestUv = live::kUnknown;
 }
@@ -334,16 +368,9 @@ bool LiveTest::Do(const Command& command) {
             m_isReferenceFixed = m_state.isReferenceByHand = true;
             ShowLevels();
             break;
-        case Kind::STPoint:
-            if (!std::isnan(command.value) && !IsIn(command.value, qz::kSTOffsetMs + qz::kEarliestPostJms,
-                                                    qz::kSTOffsetMs + qz::kLatestPostJms))
-                return false;
-            if (m_recent.empty()) return false;
-            m_ownSTms = command.value;
-            m_state.isSTPointByHand = !std::isnan(m_ownSTms);
-            if (std::isnan(m_ownSTms)) m_state.stPointMs = m_recent.back().pointMs;
-            ShowLevels();
-            break;
+        case Kind::QPoint:
+        case Kind::JPoint:
+        case Kind::STPoint: return MovePoint(command);
         case Kind::Limits:
             if (!IsIn(command.value, 40, 300) || !IsIn(command.other, 10, command.value) ||
                 !IsIn(command.stUv, 10, 2000))
@@ -366,14 +393,38 @@ live::Beats LiveTest::Beats() const {
     live::Beats beats;
     if (!m_session || !m_state.isLearned) return beats;
     beats.uV = m_session->Template();
-    beats.referenceUv = m_referenceBeat;
+    beats.referenceUv = m_referenceBeat.uV;
     beats.positions = m_session->Positions();
-    beats.stMs = beats.positions.j + m_state.stPointMs;
+    if (m_recent.empty()) return beats;
+    beats.positions.q = beats.positions.r + m_points.q;
+    beats.positions.j = beats.positions.r + m_points.j;
+    beats.stMs = beats.positions.r + m_points.st;
     return beats;
 }
 
 std::vector<Event> LiveTest::TakeEvents() { return std::exchange(m_events, {}); }
-std::vector<live::BeatMark> LiveTest::TakeBeatMarks() { return std::exchange(m_beatMarks, {}); }
+
+std::vector<live::BeatMark> LiveTest::TakeBeatMarks() {
+    const std::size_t from =
+        std::max(m_toldMarks, m_beatMarks.size() - std::min(m_beatMarks.size(), kMostEvents));
+    m_toldMarks = m_beatMarks.size();
+    return {m_beatMarks.begin() + static_cast<std::ptrdiff_t>(from), m_beatMarks.end()};
+}
+
+std::vector<live::BeatMark> LiveTest::BeatMarks(double fromSeconds, double toSeconds) const {
+    const auto at = [&](double seconds) {
+        return std::lower_bound(m_beatMarks.begin(), m_beatMarks.end(), seconds,
+                                [](const live::BeatMark& mark, double time) { return mark.seconds < time; });
+    };
+    return {at(fromSeconds), at(std::max(fromSeconds, toSeconds))};
+}
+
+STPointRule LiveTest::STPoint() const {
+    STPointRule point = m_analysis.stPoint;
+    point.byHand = m_state.byHand;
+    if (point.byHand.IsAny()) point.postJms.reset();
+    return point;
+}
 
 /// When the trend is full, every other row goes, and further ones come half as often.
 void LiveTest::AddTrendRow() {

@@ -41,19 +41,36 @@ public:
     /// The averaged beats as they are now; empty before there is one.
     live::Beats Beats() const;
     const live::Finds& Finds() const { return m_finds; }
+    /// Beats within a stretch, the second moment not included.
+    std::vector<live::BeatMark> BeatMarks(double fromSeconds, double toSeconds) const;
+    /// ST levels that changes are against, per lead, uV; empty: none yet.
+    const std::vector<float>& ReferenceUv() const { return m_referenceUv; }
+    /// Those of the session; empty before it has begun.
+    const std::optional<qz::SessionOptions>& SessionOptions() const { return m_sessionOptions; }
+    /// Where ST is measured.
+    STPointRule STPoint() const;
     /// What happened since the last call; at most kMostEvents.
     std::vector<live::Event> TakeEvents();
-    /// Beats found since the last call; at most kMostEvents.
+    /// Beats found since the last call, the latest kMostEvents of them at the most.
     std::vector<live::BeatMark> TakeBeatMarks();
     /// In order of time. Rows are kTrendSeconds apart, and further where the test is long.
     const std::vector<live::TrendRow>& Trend() const { return m_trend; }
     static constexpr double kTrendSeconds = 5;
     static constexpr std::size_t kMostTrendRows = 2048, kMostEvents = 4096;
+    static constexpr std::size_t kMostBeats = 1 << 18;  // whose marks are kept: of 29 hours at 150/min
 
 private:
     struct Levels {
-        double seconds = 0, pointMs = 0;
-        std::vector<float> uV;  // per lead, at the session's point
+        double seconds = 0;
+        std::vector<float> uV;  // per lead, at the points in force
+    };
+    // Where it is measured, ms from R of the averaged beat.
+    struct Points {
+        double q = 0, j = 0, st = 0;
+    };
+    struct AveragedBeat {
+        std::vector<std::vector<float>> uV;  // [lead][sample]
+        double rMs = 0;                      // from its first sample
     };
 
     void OnInterval(const qz::IntervalEvent& interval) override;
@@ -71,8 +88,11 @@ private:
                double value = live::kUnknown);
     void TellStages();
     void SetReference(double fromSeconds, double toSeconds);
+    bool MovePoint(const live::Command& command);
+    void TakePoints(const Points& now);
     void ShowLevels();
-    std::vector<float> LevelsAt(const std::vector<std::vector<float>>& beats, double afterJms) const;
+    AveragedBeat Beat() const { return {m_session->Template(), m_session->Positions().r}; }
+    std::vector<float> LevelsAt(const AveragedBeat& beat, const Points& points) const;
     void AddTrendRow();
     std::string At(const std::string& text) const;
 
@@ -80,22 +100,26 @@ private:
     StressOptions m_analysis;
     StageClock m_stages;
     live::State m_state;
+    std::optional<qz::SessionOptions> m_sessionOptions;
     std::optional<qz::StressSession> m_session;
     std::vector<short> m_ahead;  // frames before the session begins
     std::vector<short> m_held;   // the frame before, that missing samples repeat
     std::vector<bool> m_isOffTold;
     bool m_isGap = false;
-    long long m_gapFrames = 0, m_allGapFrames = 0;    // of the gap that goes on, and of all
-    std::deque<Levels> m_recent;                      // ST levels of the latest beats
-    std::vector<float> m_referenceUv;                 // levels at that point, per lead; empty: none yet
-    std::vector<std::vector<float>> m_referenceBeat;  // averaged beats when the reference was set
-    double m_ownSTms = live::kUnknown;                // ST point set by hand, after J
+    long long m_gapFrames = 0, m_allGapFrames = 0;  // of the gap that goes on, and of all
+    std::deque<Levels> m_recent;                    // ST levels of the latest beats
+    Points m_points;                                // of the latest of them
+    bool m_arePointsMoved = false;                  // by hand, and no beat has come since
+    std::vector<float> m_referenceUv;               // levels likewise, per lead; empty: none yet
+    AveragedBeat m_referenceBeat;                   // when the reference was set
     double m_firstSTSeconds = live::kUnknown;
+    double m_rateSeconds = 0;  // of the latest heart rate
     bool m_isReferenceFixed = false;
     int m_run = 0;  // ventricular beats in a row, up to now
     int m_alarms = 0;
     std::vector<live::Event> m_events;
-    std::vector<live::BeatMark> m_beatMarks;
+    std::vector<live::BeatMark> m_beatMarks;  // the first kMostBeats
+    std::size_t m_toldMarks = 0;              // of them
     live::Finds m_finds;
     std::vector<live::TrendRow> m_trend;
     double m_trendSeconds = kTrendSeconds, m_nextTrendSeconds = 0;

@@ -1,11 +1,17 @@
 #include "host/live/PageFeed.h"
 
 #include <algorithm>
+#include <filesystem>
+
+#include "host/live/StripPage.h"
+#include "host/support/PendingFile.h"
+#include "host/support/Text.h"
 
 namespace {
 
 constexpr std::chrono::milliseconds kStateEvery{250}, kBeatsEvery{1000};
 constexpr std::size_t kMostInbox = 1000, kKeptEvents = 500;
+constexpr std::size_t kMostStrips = 200;  // of a test
 
 double WallMs() {
     using namespace std::chrono;
@@ -73,6 +79,7 @@ std::vector<PageFeed::Asked> PageFeed::Listen() {
         const PageRequest request = ParsePageRequest(text);
         if (request.ping) SendText(PongMessage(*request.ping, WallMs()), client);
         if (request.signal) SendSignal(client, *request.signal);
+        if (request.stripSeconds) BeginStrip(client, *request.stripSeconds, request.language);
         if (request.command) commands.push_back({client, request.name, *request.command});
     }
     return commands;
@@ -85,15 +92,77 @@ void PageFeed::Answer(const Asked& asked, bool isDone) {
 
 void PageFeed::SendSignal(int client, const SignalRequest& request) {
     const std::size_t chn = m_test.Info().leads.size();
-    std::vector<short> samples = m_folder.Read(request.fromFrame, static_cast<std::size_t>(request.frames));
-    const auto per = static_cast<std::size_t>(request.framesPerValue);
-    if (per > 1) samples = Envelope(samples, chn, per);
-    const SignalHead head{2, request.number, static_cast<double>(request.fromFrame), WallMs(),
-                          static_cast<std::uint32_t>(per)};
+    SignalHead head{2, request.number, static_cast<double>(request.fromFrame), WallMs(),
+                    static_cast<std::uint32_t>(request.framesPerValue)};
+    std::vector<short> samples;
+    if (request.columns > 0) {
+        SignalOverview::Columns cover = m_folder.Overview().Cover(request.fromFrame, request.frames,
+                                                                  static_cast<std::size_t>(request.columns));
+        head.firstFrame = static_cast<double>(cover.first);
+        head.framesPerValue = static_cast<std::uint32_t>(cover.framesPerColumn);
+        samples = std::move(cover.samples);
+    } else {
+        const auto secondsOf = [&](long long frame) { return m_test.Info().SecondsOf(frame); };
+        samples = m_folder.Read(request.fromFrame, static_cast<std::size_t>(request.frames));
+        if (request.framesPerValue > 1)
+            samples = Envelope(samples, chn, static_cast<std::size_t>(request.framesPerValue));
+        else
+            SendText(BeatMarksMessage(m_test.BeatMarks(secondsOf(request.fromFrame),
+                                                       secondsOf(request.fromFrame + request.frames)),
+                                      request.number),
+                     client);
+    }
     m_server.Send(
         {std::make_shared<const std::string>(SignalMessage(head, chn, samples.data(), samples.size() / chn)),
          LiveServer::Kind::Kept, true},
         client);
+}
+
+void PageFeed::Offer(const std::string& name, const std::string& path) {
+    m_server.Offer(name, name.ends_with(".pdf") ? "application/pdf" : "application/octet-stream", path);
+}
+
+/// Another thread draws: the signal does not wait for it. One strip at a time.
+void PageFeed::BeginStrip(int client, double seconds, const std::string& language) {
+    const std::vector<std::string> languages = LanguageCodes();
+    const bool isKnown = std::find(languages.begin(), languages.end(), language) != languages.end();
+    std::optional<StripPage> page;
+    if (!m_strip.valid()) page = GatherStrip(m_test, m_folder, seconds);
+    if (!page) {
+        SendText(StripMessage({}, m_strip.valid() ? "another one is being drawn" : "there is no signal yet"),
+                 client);
+        return;
+    }
+    const std::string name = "strip-" + Number(page->result.strips.front().seconds, 1) + ".pdf";
+    if (m_strips.size() >= kMostStrips && !m_strips.contains(name)) {
+        SendText(StripMessage({}, "as many have been drawn as may be"), client);
+        return;
+    }
+    m_stripClient = client;
+    m_stripName = name;
+    m_strip = std::async(std::launch::async,
+                         [page = std::move(*page), folder = m_folder.Name() + "/strips", name,
+                          code = isKnown ? language : "en"]() mutable -> std::string {
+                             try {
+                                 std::filesystem::create_directories(folder);
+                                 PendingFile file(folder + "/" + name);
+                                 WriteStrip(file.Stream(), std::move(page), FindLanguage(code));
+                                 file.Commit();
+                                 return {};
+                             } catch (const std::exception& error) {
+                                 return error.what();
+                             }
+                         });
+}
+
+void PageFeed::FinishStrip() {
+    if (!m_strip.valid() || m_strip.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
+    const std::string why = m_strip.get();
+    if (why.empty()) {
+        m_strips.insert(m_stripName);
+        Offer(m_stripName, m_folder.Name() + "/strips/" + m_stripName);
+    }
+    SendText(StripMessage(why.empty() ? m_stripName : "", why), m_stripClient);
 }
 
 void PageFeed::ShowSignal(const short* frames, std::size_t count) {
@@ -112,6 +181,7 @@ void PageFeed::ShowEvents(const std::vector<live::Event>& events) {
 }
 
 void PageFeed::Show(const LiveStatus& source, const std::string& trouble, bool now) {
+    FinishStrip();
     const std::vector<live::BeatMark> marks = m_test.TakeBeatMarks();
     const auto time = Clock::now();
     if (!now && m_server.Clients() == 0) {
@@ -143,10 +213,6 @@ void PageFeed::Show(const LiveStatus& source, const std::string& trouble, bool n
 
 void PageFeed::ShowResults(const std::vector<std::string>& names, const std::string& why) {
     m_results = ResultsMessage(names, why);
-    for (const std::string& name : names) {
-        const bool isPdf = name.ends_with(".pdf");
-        m_server.Offer(name, isPdf ? "application/pdf" : "application/octet-stream",
-                       m_folder.Name() + "/results/" + name);
-    }
+    for (const std::string& name : names) Offer(name, m_folder.Name() + "/results/" + name);
     SendText(m_results);
 }

@@ -9,7 +9,9 @@
 
 #include <chrono>
 #include <deque>
+#include <future>
 #include <mutex>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,6 +51,9 @@ private:
 
     void Greet(int client);
     void SendSignal(int client, const SignalRequest& request);
+    void BeginStrip(int client, double seconds, const std::string& language);
+    void FinishStrip();
+    void Offer(const std::string& name, const std::string& path);
     void SendText(std::string text, int client = 0, LiveServer::Kind kind = LiveServer::Kind::Kept);
 
     LiveTest& m_test;
@@ -61,6 +66,10 @@ private:
     double m_trendSecond = -1;                        // time of the second of them
     Clock::time_point m_nextState{}, m_nextBeats{};
     bool m_isView;
+    std::future<std::string> m_strip;  // why it could not be drawn, empty where it has been
+    std::string m_stripName;           // under which it is offered
+    int m_stripClient = 0;
+    std::set<std::string> m_strips;           // that have been offered
     std::string m_results, m_state, m_finds;  // the latest messages; empty: none
     LiveServer m_server;                      // last: its thread ends first
 };

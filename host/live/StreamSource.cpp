@@ -27,21 +27,31 @@ constexpr std::size_t kLongestGreeting = 4096;        // bytes
 constexpr std::size_t kMostBytesAtOnce = 1 << 20;     // taken before other work has its turn
 constexpr double kRateSeconds = 10, kMostOff = 0.02;  // over which, and from which on, another rate is told
 
-std::chrono::steady_clock::duration Seconds(double seconds) {
-    return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-        std::chrono::duration<double>(seconds));
+std::chrono::nanoseconds Seconds(double seconds) {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds));
 }
 
 std::string LastError() { return std::strerror(errno); }
 
+}  // namespace
+
+StreamSource::Time StreamSource::Clock::now() noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return Time(std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec));
+}
+
+/// How long the machine has slept since it was started.
+StreamSource::Clock::duration StreamSource::Slept() {
+    return Clock::now().time_since_epoch() - std::chrono::steady_clock::now().time_since_epoch();
+}
+
 /// Waits until `fd` is ready for `events`, an error on it included. False at the time `until`.
-bool IsReady(int fd, short events, std::chrono::steady_clock::time_point until) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+bool StreamSource::IsReady(int fd, short events, Time until) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
     pollfd one{fd, events, 0};
     return poll(&one, 1, static_cast<int>(std::clamp<long long>(left.count(), 0, 1000))) > 0;
 }
-
-}  // namespace
 
 bool StreamSource::IsMeant(const std::string& name) {
     return name == "-" || name.starts_with(kTcp) || name.starts_with(kListen);
@@ -127,6 +137,12 @@ void StreamSource::GoOn(long long /*frames*/, double secondsAgo) {
 bool StreamSource::Read(std::vector<short>& frames, std::chrono::milliseconds wait) {
     const Time until = Clock::now() + wait;
     const std::size_t before = frames.size();
+    NoticeSleep();
+    // The device waits until the frames of a long gap have been given.
+    if (IsBehind(Clock::now())) {
+        Fill(frames, Clock::now());
+        return true;
+    }
     do {
         Step(until);
         if (m_state == State::Greeting) TakeGreeting();
@@ -140,6 +156,19 @@ bool StreamSource::Read(std::vector<short>& frames, std::chrono::milliseconds wa
     if (m_state != State::Flowing || isSilent) Fill(frames, now);
     m_status.isThere = m_state == State::Flowing && !isSilent;
     return true;
+}
+
+bool StreamSource::IsBehind(Time now) const {
+    return m_isGap && SecondsFrom(m_latest, now) > kMostSecondsAtOnce;
+}
+
+/// What a device has sent before the machine slept is of a time that nobody knows.
+void StreamSource::NoticeSleep() {
+    const Clock::duration before = std::exchange(m_slept, Slept());
+    if (m_slept - before < Seconds(kSilenceSeconds) || !m_hasBegun) return;
+    m_isGap = true;
+    if (m_way != Way::Input && (m_state == State::Flowing || m_state == State::Greeting))
+        LeaveDevice("the machine has slept");
 }
 
 /// Waits until something happens to the connection, and does what follows from it.
@@ -273,11 +302,12 @@ void StreamSource::TakeFrames(std::vector<short>& frames) {
     WatchRate(now, count);
 }
 
-/// Time has gone on to `to` without frames.
+/// Time has gone on to `to` without frames: gives them, kMostSecondsAtOnce at the most.
 void StreamSource::Fill(std::vector<short>& frames, Time to) {
     if (!m_hasBegun) return;
     m_isGap = true;
-    const auto missing = static_cast<long long>(SecondsFrom(m_latest, to) * m_info.fs);
+    const double seconds = std::min(SecondsFrom(m_latest, to), kMostSecondsAtOnce);
+    const auto missing = static_cast<long long>(seconds * m_info.fs);
     if (missing <= 0) return;
     frames.insert(frames.end(), static_cast<std::size_t>(missing) * m_info.leads.size(), kMissing);
     m_latest += Seconds(m_info.SecondsOf(missing));

@@ -8,6 +8,9 @@
 // input is there until it ends. While nothing comes the time goes on, in frames of kMissing. The first block
 // after such a gap ends now: what of it lies in time that has been told as missing is dropped.
 //
+// A gap is given in pieces, as long as it may be. Time goes on while the machine sleeps: what was under way
+// then is dropped.
+//
 // A silent device is given up, as its cable may be out: its connection is closed, and what was still under
 // way with it. A pause that is shorter is waited for, and what comes late follows without a gap.
 #pragma once
@@ -41,11 +44,23 @@ public:
     int Port() const;
 
 private:
-    using Clock = std::chrono::steady_clock;
+    // Time since the machine was started, its sleep included.
+    struct Clock {
+        using duration = std::chrono::nanoseconds;
+        using rep = duration::rep;
+        using period = duration::period;
+        using time_point = std::chrono::time_point<Clock>;
+        static constexpr bool is_steady = true;
+        static time_point now() noexcept;
+    };
     using Time = Clock::time_point;
     enum class State { Away, Connecting, Greeting, Flowing, Ended };
     enum class Way { Input, Connect, Listen };
 
+    static Clock::duration Slept();
+    static bool IsReady(int fd, short events, Time until);
+    bool IsBehind(Time now) const;
+    void NoticeSleep();
     void Resolve(std::string host, const std::string& port);
     FileHandle NewSocket() const;
     void Listen();
@@ -70,13 +85,14 @@ private:
     bool m_hasLayout = false;  // told by options: no line goes ahead of the frames
     bool m_isKnown = false;    // m_info is
     FileHandle m_listener, m_device;
-    std::string m_bytes;      // received and not yet taken
-    Time m_heard{};           // when bytes came last
-    Time m_retry{};           // when to connect next
-    Time m_latest{};          // the time up to which frames have been given
-    bool m_hasBegun = false;  // a first frame has been given
-    bool m_isGap = false;     // the latest frames given are missing ones
-    Time m_rateSince{};       // of the frames that are counted
+    std::string m_bytes;                // received and not yet taken
+    Time m_heard{};                     // when bytes came last
+    Time m_retry{};                     // when to connect next
+    Time m_latest{};                    // the time up to which frames have been given
+    Clock::duration m_slept = Slept();  // of the machine, up to now
+    bool m_hasBegun = false;            // a first frame has been given
+    bool m_isGap = false;               // the latest frames given are missing ones
+    Time m_rateSince{};                 // of the frames that are counted
     long long m_rateFrames = 0;
     LiveStatus m_status{false};
 };

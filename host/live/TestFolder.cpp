@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -72,6 +73,7 @@ TestFolder::TestFolder(const std::string& folder, const SourceInfo& info, const 
     : m_folder(CreateFolder(folder)),
       m_info(info),
       m_totals(info.leads.size()),
+      m_overview(info),
       m_journal(JournalPath(folder)),
       m_samples(SamplesPath(folder)) {
     Lock();
@@ -84,6 +86,7 @@ TestFolder::TestFolder(const std::string& folder, const SourceInfo& info)
     : m_folder(folder),
       m_info(info),
       m_totals(info.leads.size()),
+      m_overview(info),
       m_journal(JournalPath(folder)),
       m_samples(SamplesPath(folder)) {
     Lock();
@@ -132,31 +135,33 @@ void TestFolder::Replay(const std::function<void(const short*, std::size_t)>& ta
         const std::size_t count = BytesRead(file) / (2 * chn);
         for (std::size_t i = 0; i < count * chn; ++i) frames[i] = SampleAt(&bytes[2 * i]);
         for (std::size_t i = 0; i < count; ++i) m_totals.Add(&frames[i * chn]);
+        m_overview.Add(frames.data(), count);
         take(frames.data(), count);
     }
 }
 
-void TestFolder::Put(const short* frame) {
-    m_bytes.clear();
-    for (std::size_t lead = 0; lead < m_info.leads.size(); ++lead) {
-        const auto bits = static_cast<std::uint16_t>(frame[lead]);
-        m_bytes += static_cast<char>(bits & 0xFF);
-        m_bytes += static_cast<char>(bits >> 8);
-    }
-    m_totals.Add(frame);
-    m_samples.Put(m_bytes);
+void TestFolder::Put(const short* frames, std::size_t count) {
+    static_assert(std::endian::native == std::endian::little);  // samples lie in memory as in the file
+    const std::size_t chn = m_info.leads.size();
+    for (std::size_t i = 0; i < count; ++i) m_totals.Add(frames + i * chn);
+    m_overview.Add(frames, count);
+    m_samples.Put({reinterpret_cast<const char*>(frames), count * chn * sizeof *frames});
 }
 
 void TestFolder::Append(const short* frames, std::size_t count) {
     const auto hasRoom = [this] { return m_samples.WaitingBytes() < kMostWaitingBytes; };
     if (!hasRoom()) m_samples.Flush();
     const std::vector<short> missing(m_info.leads.size(), kMissing);
-    for (; m_unkept > 0 && hasRoom(); --m_unkept) Put(missing.data());
+    for (; m_unkept > 0 && hasRoom(); --m_unkept) Put(missing.data(), 1);
+    if (m_samples.WaitingBytes() == 0 && m_unkept == 0) {
+        Put(frames, count);
+        count = 0;
+    }
     for (std::size_t i = 0; i < count; ++i) {
         if (m_unkept > 0 || !hasRoom())
             ++m_unkept;
         else
-            Put(frames + i * m_info.leads.size());
+            Put(frames + i * m_info.leads.size(), 1);
     }
     m_samples.Flush();
     if (m_journal.WaitingBytes() > 0) m_journal.Flush();
@@ -164,12 +169,11 @@ void TestFolder::Append(const short* frames, std::size_t count) {
 
 std::vector<short> TestFolder::Read(long long first, std::size_t count) const {
     const std::size_t chn = m_info.leads.size();
-    std::string bytes(2 * chn * count, '\0');
-    const ssize_t got = pread(m_samples.Value(), bytes.data(), bytes.size(),
-                              static_cast<off_t>(first) * 2 * static_cast<off_t>(chn));
-    const std::size_t frames = got > 0 ? static_cast<std::size_t>(got) / (2 * chn) : 0;
-    std::vector<short> samples(frames * chn);
-    for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = SampleAt(&bytes[2 * i]);
+    std::vector<short> samples(chn * count);
+    const std::size_t frameBytes = chn * sizeof samples[0];
+    const ssize_t got = pread(m_samples.Value(), samples.data(), frameBytes * count,
+                              static_cast<off_t>(first) * static_cast<off_t>(frameBytes));
+    samples.resize(got > 0 ? static_cast<std::size_t>(got) / frameBytes * chn : 0);
     return samples;
 }
 

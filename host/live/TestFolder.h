@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "host/live/LiveSource.h"
+#include "host/live/SignalOverview.h"
 #include "host/record/WfdbSink.h"
 #include "host/support/FileHandle.h"
 
@@ -69,6 +70,8 @@ public:
     void Append(const short* frames, std::size_t count);
     /// Kept frames from `first` on, `count` at the most.
     std::vector<short> Read(long long first, std::size_t count) const;
+    /// Of all kept frames.
+    const SignalOverview& Overview() const { return m_overview; }
     /// A line of the journal, without its end.
     void Note(const std::string& line);
     /// Why something is not on the disk, for people; empty if all is.
@@ -78,17 +81,17 @@ public:
 
 private:
     void Lock();
-    void Put(const short* frame);
+    void Put(const short* frames, std::size_t count);
     void WriteHeader(const WfdbTotals& totals);
     void WriteThrough();
 
     std::string m_folder;
     SourceInfo m_info;
     WfdbTotals m_totals;  // of all frames that were put
+    SignalOverview m_overview;
     AppendedFile m_journal, m_samples;
     timespec m_lastWritten{};  // sample of the test that goes on
     long long m_unkept = 0;    // frames beyond what may wait
-    std::string m_bytes;       // of one frame
     std::atomic<int> m_syncError = 0;
     std::mutex m_mutex;
     std::condition_variable m_wake;

@@ -64,11 +64,16 @@ std::vector<std::string> AnalysisWords(const std::string& folder, const live::St
     const auto add = [&](const std::string& name, const std::string& value) {
         if (!value.empty()) words.push_back(name + "=" + value);
     };
+    const qz::PointsByHand& points = state.byHand;
     for (const auto& [name, value] : given) {
-        const bool isPoint = name == "--post-j" || name == "--st-rate-limit";
-        if (!isPoint || !state.isSTPointByHand) words.push_back(value == "true" ? name : name + "=" + value);
+        const bool isPoint = name == "--q-point" || name == "--j-point" || name == "--st-point" ||
+                             (name == "--post-j" && points.IsAny()) ||
+                             (name == "--st-rate-limit" && points.stMs);
+        if (!isPoint) words.push_back(value == "true" ? name : name + "=" + value);
     }
-    if (state.isSTPointByHand) add("--post-j", Number(state.stPointMs - kSTOffsetMs, 0));
+    if (points.qMs) add("--q-point", Number(*points.qMs, 0));
+    if (points.jMs) add("--j-point", Number(*points.jMs, 0));
+    if (points.stMs) add("--st-point", Number(*points.stMs, 0));
     if (state.isReferenceByHand)
         add("--reference",
             Number(state.reference.fromSeconds, 3) + "-" + Number(state.reference.toSeconds, 3));

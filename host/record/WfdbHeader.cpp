@@ -27,9 +27,10 @@ constexpr long long kMaxFrames = 40'000'000'000;
 constexpr int kMaxResolutionBits = 32;
 constexpr long long kMaxCount = std::numeric_limits<long long>::max();
 constexpr const char* kBlanks = " \t\r";  // '\r' ends the lines of some headers
-constexpr WfdbFormat kFormats[] = {{8, 16, 1, 1},   {16, 16, 2, 1}, {24, 24, 3, 1},  {32, 32, 4, 1},
-                                   {61, 16, 2, 1},  {80, 8, 1, 1},  {160, 16, 2, 1}, {212, 12, 3, 2},
-                                   {310, 10, 4, 3}, {311, 10, 4, 3}};
+constexpr WfdbFormat kFormats[] = {{8, 16, 1, 1},   {16, 16, 2, 1},  {24, 24, 3, 1},  {32, 32, 4, 1},
+                                   {61, 16, 2, 1},  {80, 8, 1, 1},   {160, 16, 2, 1}, {212, 12, 3, 2},
+                                   {310, 10, 4, 3}, {311, 10, 4, 3}, {508, 8},        {516, 16},
+                                   {524, 24}};
 
 /// Walks through one header line from left to right. Every refusal names the file and the line.
 class LineParser {
@@ -178,7 +179,7 @@ WfdbFormat TakeFormat(LineParser& line, WfdbHeaderKind kind) {
         if (format.code == code) return format;
     }
     line.Fail("unknown format " + std::to_string(code) +
-              ": expected 8, 16, 24, 32, 61, 80, 160, 212, 310 or 311");
+              ": expected 8, 16, 24, 32, 61, 80, 160, 212, 310, 311, 508, 516 or 524");
 }
 
 /// gain[(baseline)][/units]. The baseline is empty where the header leaves it to the ADC zero.

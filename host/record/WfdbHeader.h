@@ -12,13 +12,15 @@
 #include "host/record/Patient.h"
 
 /// A signal file's way of storing samples. The lowest value of its width marks a sample that is not valid,
-/// but for format 8, which stores differences. Code 0, without samples, stands only in a layout.
+/// but for format 8, which stores differences. Code 0, without samples, stands only in a layout. The files of
+/// formats 508, 516 and 524 are FLAC streams: their groups have no size.
 struct WfdbFormat {
     int code = 0;          // as the header names it
     int bits = 0;          // of one sample
     int groupBytes = 0;    // samples are stored in groups of so many bytes,
     int groupSamples = 1;  // which hold so many samples
     bool IsDifference() const { return code == 8; }
+    bool IsFlac() const { return code > 500; }
     long long Lowest() const { return bits > 0 ? -(1LL << (bits - 1)) : 0; }
 };
 

@@ -1,7 +1,6 @@
 #include "host/record/WfdbRecord.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -9,9 +8,11 @@
 #include <fstream>
 #include <limits>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "host/record/Calibration.h"
+#include "host/record/FlacFile.h"
 #include "host/record/WfdbHeader.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
@@ -40,6 +41,7 @@ struct Signal : WfdbSignal {
     long long clipped = 0;      // samples beyond 16 bits
     std::vector<short> delay;   // ring that holds back a lead which would run ahead of a more skewed one
     std::size_t delayNext = 0;  // its oldest value
+    bool isOnScale = false;     // its units are those of the common scale
 };
 
 double LevelUv(const WfdbSignal& signal, long long stored) {
@@ -60,21 +62,39 @@ void AddExtremes(const Signal& signal, std::vector<double>& extremesUv) {
 /// One signal file, read forward through a buffer. Samples of its signals alternate.
 class SignalFile {
 public:
-    SignalFile(const InputFile& file, WfdbFormat format, long long byteOffset)
+    /// `signals` are those of the file.
+    SignalFile(const InputFile& file, std::span<const Signal> signals)
         : m_path(file.Path()),
-          m_format(format),
-          m_byteOffset(byteOffset),
+          m_format(signals.front().format),
+          m_byteOffset(signals.front().byteOffset),
           m_stream(file.Stream()),
-          m_bytes(std::max(0LL, file.Bytes() - byteOffset)),
-          m_isWord(format.code == 16),
-          m_half(-format.Lowest()),
+          m_bytes(std::max(0LL, file.Bytes() - m_byteOffset)),
+          m_isWord(m_format.code == 16),
+          m_half(-m_format.Lowest()),
           m_buffer(kBufferBytes) {
-        m_stream.seekg(byteOffset);
+        m_stream.seekg(m_byteOffset);
+        if (!m_format.IsFlac()) return;
+        m_channels = signals.size();
+        m_samplesPerFrame = signals.front().samplesPerFrame;
+        for (const Signal& signal : signals)
+            if (signal.samplesPerFrame != m_samplesPerFrame)
+                throw HostError(m_path, "expected FLAC signals of one rate, found " +
+                                            std::to_string(m_samplesPerFrame) + " and " +
+                                            std::to_string(signal.samplesPerFrame) + " samples per frame");
+        m_flac.emplace(file, m_byteOffset, m_channels, m_format.bits);
+        m_group.resize(m_channels * m_samplesPerFrame);
     }
 
     const std::string& Path() const { return m_path; }
+    /// True for a file that is damaged or shorter than it says itself.
+    bool IsCut() const { return m_flac && m_flac->IsCut(); }
     /// How many whole frames of so many samples the file holds.
     long long Frames(long long samples) const {
+        if (m_flac) {
+            const long long frames = m_flac->Samples() / static_cast<long long>(m_samplesPerFrame);
+            if (frames == 0) throw HostError(m_path, "expected at least one frame of FLAC, found none");
+            return frames;
+        }
         // Of a pair of format 212 the first sample is there with two bytes; other groups are whole.
         const bool hasHalfPair = m_format.code == 212 && m_bytes % m_format.groupBytes == 2;
         const long long held = m_bytes / m_format.groupBytes * m_format.groupSamples + (hasHalfPair ? 1 : 0);
@@ -93,6 +113,7 @@ public:
         m_stream.seekg(m_byteOffset);
         m_next = m_filled = 0;
         m_groupNext = m_groupSize = 0;
+        if (m_flac) m_flac->Rewind();
     }
 
     /// The next value as it is stored.
@@ -105,6 +126,13 @@ public:
         }
         return NextOfGroup();
     }
+    /// The bytes of the next `count` values of format 16, low byte first; null, and nothing is taken, where
+    /// the buffer does not hold all of them.
+    const char* NextWords(std::size_t count) {
+        if (m_filled - m_next < 2 * count) return nullptr;
+        m_next += 2 * count;
+        return &m_buffer[m_next - 2 * count];
+    }
 
 private:
     long long NextOfGroup() {
@@ -115,8 +143,20 @@ private:
         return m_group[m_groupNext++];
     }
 
+    /// A frame of FLAC as other formats have it: all samples of a signal in front of those of the next.
+    void ReadFlacFrame() {
+        m_groupSize = m_group.size();
+        for (std::size_t i = 0; i < m_samplesPerFrame; ++i) {
+            const std::int32_t* samples = m_flac->Next();
+            if (samples == nullptr) FailOnEnd();
+            for (std::size_t channel = 0; channel < m_channels; ++channel)
+                m_group[channel * m_samplesPerFrame + i] = samples[channel];
+        }
+    }
+
     /// Reads the samples that share bytes, one in most formats.
     void ReadGroup() {
+        if (m_flac) return ReadFlacFrame();
         m_groupSize = static_cast<std::size_t>(m_format.groupSamples);
         const auto word = [&](int bytes) {  // low byte first
             long long raw = 0;
@@ -159,13 +199,16 @@ private:
             default: m_group[0] = SignExtended(word(m_format.groupBytes)); break;
         }
     }
+    [[noreturn]] void FailOnEnd() const {
+        throw HostError(m_path, "the signal file cannot be read to its end");
+    }
     bool IsAtEnd() { return m_next == m_filled && m_stream.peek() == std::ifstream::traits_type::eof(); }
     long long NextByte() {
         if (m_next == m_filled) {
             m_stream.read(m_buffer.data(), std::ssize(m_buffer));
             m_filled = BytesRead(m_stream);
             m_next = 0;
-            if (m_filled == 0) throw HostError(m_path, "the signal file cannot be read to its end");
+            if (m_filled == 0) FailOnEnd();
         }
         return static_cast<unsigned char>(m_buffer[m_next++]);
     }
@@ -179,11 +222,22 @@ private:
     bool m_isWord = false;  // format 16
     long long m_half = 0;   // of the range of stored values
     std::vector<char> m_buffer;
-    std::size_t m_next = 0;              // in m_buffer
-    std::size_t m_filled = 0;            // bytes in m_buffer
-    std::array<long long, 3> m_group{};  // samples of the latest group
+    std::size_t m_next = 0;                                      // in m_buffer
+    std::size_t m_filled = 0;                                    // bytes in m_buffer
+    std::vector<long long> m_group = std::vector<long long>(3);  // samples of the latest group
     std::size_t m_groupNext = 0, m_groupSize = 0;
+    std::optional<FlacFile> m_flac;
+    std::size_t m_channels = 0, m_samplesPerFrame = 0;  // of FLAC
 };
+
+constexpr int kBeyondUnits = 40000;  // what is farther out is clipped all the same
+
+int RoundedUnits(const Signal& signal, long long stored, double uVpb) {
+    const double level = std::clamp<double>(LevelUv(signal, stored) / uVpb, -kBeyondUnits, kBeyondUnits);
+    const int whole = static_cast<int>(level);
+    const double rest = level - whole;
+    return whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0);
+}
 
 /// The sample on the common scale, rounded half away from zero. An invalid sample repeats the one before it,
 /// at the start the baseline.
@@ -192,11 +246,10 @@ short Convert(Signal& signal, long long stored, double uVpb) {
         ++signal.invalid;
         return signal.previous;
     }
-    constexpr double kBeyond = 40000;  // what is farther out is clipped all the same
-    const double level = std::clamp(LevelUv(signal, stored) / uVpb, -kBeyond, kBeyond);
-    const int whole = static_cast<int>(level);
-    const double rest = level - whole;
-    const int units = whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0);
+    const int units =
+        signal.isOnScale
+            ? static_cast<int>(std::clamp<long long>(stored - signal.baseline, -kBeyondUnits, kBeyondUnits))
+            : RoundedUnits(signal, stored, uVpb);
     const int kept = std::clamp<int>(units, INT16_MIN, INT16_MAX);
     if (kept != units) ++signal.clipped;
     signal.previous = static_cast<short>(kept);
@@ -218,10 +271,12 @@ struct WfdbRecord::State {
     std::vector<short> rows;         // samples of one stored frame: each lead's first, each lead's second...
     unsigned rowsLeft = 0;           // to be given out
     bool verifiesChecksums = false;  // the header knows the whole length, and the files hold it
+    bool areWords = false;  // one file of format 16, with one sample of each signal per frame, no skew
 
     void OpenFiles(const std::filesystem::path& headerPath);
     std::vector<double> UsedExtremes();
     void ReadStored(double uVpb);
+    bool ReadWords(double uVpb);
 };
 
 /// Opens each file once, for all its signals, and finds out how many frames there are to read.
@@ -236,8 +291,10 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
             fileOf.push_back(files.size());
             samples += signals[end].samplesPerFrame;
         }
-        files.emplace_back(InputFile(headerPath.parent_path().string(), first.fileName), first.format,
-                           first.byteOffset);
+        files.emplace_back(InputFile(headerPath.parent_path().string(), first.fileName),
+                           std::span(&first, end - begin));
+        if (files.back().IsCut())
+            warnings.push_back(Quote(first.fileName) + ": damaged or cut off, read up to there");
         const long long frames = files.back().Frames(samples);
         shortest = std::min(shortest, frames);
         longest = std::max(longest, frames);
@@ -245,6 +302,10 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
     const long long expected = announced > 0 ? announced : longest;
     storedFrames = std::min(expected, shortest);
     verifiesChecksums = announced > 0 && storedFrames == announced;
+    areWords = files.size() == 1 && maxSkew == 0 &&
+               std::all_of(signals.begin(), signals.end(), [](const Signal& signal) {
+                   return signal.format.code == 16 && signal.samplesPerFrame == 1;
+               });
     if (storedFrames < expected) {
         warnings.push_back("ends early: " + std::to_string(storedFrames) + " of " + std::to_string(expected) +
                            " frames");
@@ -337,11 +398,28 @@ WfdbRecord::WfdbRecord(const std::string& record, double uVpb) : m_state(std::ma
     m_info.uVpb = uVpb > 0 ? uVpb : FinestScale(extremesUv);
     if (uVpb == 0 && m_info.uVpb > 1 && std::any_of(m_state->signals.begin(), m_state->signals.end(), isWide))
         m_info.uVpb = FinestScale(m_state->UsedExtremes());
+    for (Signal& signal : m_state->signals) signal.isOnScale = signal.uvPerUnit == m_info.uVpb;
 }
 
 WfdbRecord::~WfdbRecord() = default;
 
+/// ReadStored of words in the buffer, as most are. False, and nothing is taken, where there is no such frame.
+bool WfdbRecord::State::ReadWords(double uVpb) {
+    const char* bytes = areWords ? files.front().NextWords(signals.size()) : nullptr;
+    if (bytes == nullptr) return false;
+    short* sample = rows.data();
+    for (Signal& signal : signals) {
+        const int stored = static_cast<unsigned char>(bytes[0]) | static_cast<signed char>(bytes[1]) * 256;
+        bytes += 2;
+        signal.sum = static_cast<std::uint16_t>(signal.sum + stored);  // wraps
+        if (signal.isEcg) *sample++ = Convert(signal, stored, uVpb);
+    }
+    ++framesRead;
+    return true;
+}
+
 void WfdbRecord::State::ReadStored(double uVpb) {
+    if (ReadWords(uVpb)) return;
     std::size_t lead = 0;
     for (std::size_t i = 0; i < signals.size(); ++i) {
         Signal& signal = signals[i];

@@ -6,14 +6,16 @@
 // The library knows one scale for all leads, a WFDB header one for each. uVpb is therefore chosen here: the
 // smallest of 1, 2, 5, 10, 20 and 50 at which every value that the header's ADC resolutions allow fits into
 // 16 bits. The range of an ADC of 24 bits is mostly there for what the electrodes add, and such a scale would
-// be coarse: records with signals of formats 24 and 32 are read once before, for the range that they use.
+// be coarse: records with signals of formats 24, 32 and 524 are read once before, for the range that they
+// use.
 //
-// Signal formats 8, 16, 24, 32, 61, 80, 160, 212, 310 and 311. Frames here are those of FrameSource, with one
-// sample of each lead; a frame of the header may hold several. Signals in a unit other than a voltage are not
-// ECG and are left out with a warning, as are those of another rate than the first lead's; skewed signals are
-// brought back into step. ECG signals without a gain, or with a gain of 0, are taken at 200 ADC units per
-// millivolt, with a warning. Refused, with a HostError: records of several segments (WfdbSegments reads
-// them), rates the analysis is not made for, signal files outside the header's folder, also by way of links.
+// Signal formats 8, 16, 24, 32, 61, 80, 160, 212, 310, 311, 508, 516 and 524. Frames here are those of
+// FrameSource, with one sample of each lead; a frame of the header may hold several. Signals in a unit other
+// than a voltage are not ECG and are left out with a warning, as are those of another rate than the first
+// lead's; skewed signals are brought back into step. ECG signals without a gain, or with a gain of 0, are
+// taken at 200 ADC units per millivolt, with a warning. Refused, with a HostError: records of several
+// segments (WfdbSegments reads them), rates the analysis is not made for, signal files outside the header's
+// folder, also by way of links.
 //
 // Holds a buffer for each signal file, never a whole one: a record of 24 hours needs no more memory than one
 // of 10 seconds. The layout is described in header(5) and signal(5) of the WFDB Applications Guide.

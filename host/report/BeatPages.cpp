@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "host/report/StageBeatPages.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
@@ -15,8 +16,10 @@ constexpr double kSquareMs = 40;
 
 // Of a lead, mm: its name, the letters of the marks, and the figures below the paper.
 constexpr double kNameMm = 4.5, kMarksMm = 3.5, kFiguresMm = 2 * kLineMm + 1;
+constexpr double kAroundPaperMm = kNameMm + kMarksMm + kFiguresMm;
 constexpr double kCellGapMm = 3;
-constexpr double kLargestSquareMm = 8;
+// A square is so large at most, and not made smaller than the other for the end of a long beat.
+constexpr double kLargestSquareMm = 14, kLeastForWidthMm = 8;
 
 // Beats differ in the kind of their lines as well as in colour.
 constexpr Pen kReferencePen{kBlue, 0.35, 0.9};
@@ -73,15 +76,29 @@ void DrawFigures(Canvas& canvas, const Language& tr, Point at, double widthMm, c
                     widthMm - kSampleMm - kNameWidthMm);
 }
 
+double SquareMm(const Box& room, double columns) {
+    return std::min(
+        {room.height / kBeatSquares, kLargestSquareMm, std::max(room.width / columns, kLeastForWidthMm)});
+}
+
 // The largest paper that the room has, with as much of the beat as it holds.
 EcgPaper PlacePaper(const StressResult& result, const Box& room, const SquareScale& squares) {
     const double startMs = std::max(0.0, result.positions.q - kBeforeQMs);
     const double columns = std::max(1.0, std::ceil((result.positions.length - startMs) / kSquareMs));
-    const double squareMm = std::min(room.height / kBeatSquares, kLargestSquareMm);
+    const double squareMm = SquareMm(room, columns);
     const Box box{room.x, room.y, std::min(columns, std::floor(room.width / squareMm)) * squareMm,
                   squareMm * kBeatSquares};
     const PaperScale scale{squareMm / kSquareMs * kMsPerSecond, squareMm / squares.uVPerSquare * kUvPerMv};
     return {box, scale, box.y + squares.squaresAbove * squareMm, startMs};
+}
+
+// Height that the beats of so many leads need in `contents`.
+double NeededMm(const StressResult& result, std::size_t count, const Box& contents) {
+    const LeadGrid grid = ChooseWideGrid(count);
+    const Box cell = grid.Cell({0, 0, contents.width, contents.height - kCaptionMm}, 0, kCellGapMm);
+    const EcgPaper paper = PlacePaper(result, {0, 0, cell.width, cell.height - kAroundPaperMm}, {});
+    const auto rows = static_cast<double>(std::min(grid.rows, count));
+    return rows * (paper.Area().height + kAroundPaperMm + kCellGapMm) - kCellGapMm + kCaptionMm;
 }
 
 void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, const Box& cell) {
@@ -97,9 +114,7 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
                     kMutedStyle, cell.width - nameMm - 3);
 
     const EcgPaper paper = PlacePaper(
-        result,
-        {cell.x, cell.y + kNameMm + kMarksMm, cell.width, cell.height - kNameMm - kMarksMm - kFiguresMm},
-        squares);
+        result, {cell.x, cell.y + kNameMm + kMarksMm, cell.width, cell.height - kAroundPaperMm}, squares);
     const Box& box = paper.Area();
     paper.DrawGrid(canvas, box.height / kBeatSquares);
     DrawMarks(canvas, result, paper);
@@ -107,10 +122,6 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
     paper.DrawTrace(canvas, reference, PrLevelUv(result, reference), result.source.fs, kReferencePen);
     paper.DrawTrace(canvas, farthest, PrLevelUv(result, farthest), result.source.fs, kFarthestPen);
     double y = box.Bottom() + kLineMm;
-    if (findings.leads.empty()) {
-        canvas.DrawText({cell.x, y}, findings.tr("no ST was measured"), kMutedStyle);
-        return;
-    }
     const LeadSummary& s = findings.leads[lead];
     {
         const ClipTo clip(canvas, box);
@@ -131,8 +142,10 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
                     s.levelUv, s.slopeUvPerMs);
 }
 
-void DrawBeatPage(Canvas& canvas, const Findings& findings, const Box& contents, std::size_t first,
-                  std::size_t count) {
+}  // namespace
+
+void DrawEnlargedBeats(Canvas& canvas, const Findings& findings, const Box& contents, std::size_t first,
+                       std::size_t count) {
     const LeadGrid grid = ChooseWideGrid(count);
     const Box area{contents.x, contents.y, contents.width, contents.height - kCaptionMm};
     for (std::size_t i = 0; i < count; ++i)
@@ -145,8 +158,6 @@ void DrawBeatPage(Canvas& canvas, const Findings& findings, const Box& contents,
             "largest ST change of the lead. Rings and dots: J and ST point. All beats stand on their PR "
             "level."));
 }
-
-}  // namespace
 
 TraceRange FindBeatRange(const StressResult& result, std::size_t lead) {
     TraceRange all;
@@ -170,7 +181,7 @@ SquareScale ChooseSquares(const TraceRange& range) {
 }
 
 void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
-    if (findings.result.referenceBeatUv.empty()) return;
+    if (findings.leads.empty() || AreBeatsBelowStages(findings)) return;
     const std::size_t leads = findings.result.source.leads.size();
     const std::size_t perPage = SpreadEvenly(leads, kLeadsPerGrid);
     for (std::size_t first = 0; first < leads; first += perPage) {
@@ -179,7 +190,8 @@ void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
                                      NameSpan("leads", first, count, leads)),
                          Landscape(findings.paper),
                          [&findings, first, count](Canvas& canvas, const Box& contents) {
-                             DrawBeatPage(canvas, findings, contents, first, count);
+                             DrawEnlargedBeats(canvas, findings, contents, first, count);
                          }});
+        pages.back().usedMm = NeededMm(findings.result, count, pages.back().size.Contents());
     }
 }

@@ -8,8 +8,12 @@
 #include "host/report/Findings.h"
 #include "host/report/PageParts.h"
 
-/// Adds its pages to `pages`. The findings must outlive them.
+/// Adds its pages to `pages`, none without ST. The findings must outlive them.
 void AddBeatPages(const Findings& findings, std::vector<ReportPage>& pages);
+
+/// Draws the beats of `count` leads from `first` on, with a caption at the foot; only where there is ST.
+void DrawEnlargedBeats(Canvas& canvas, const Findings& findings, const Box& contents, std::size_t first,
+                       std::size_t count);
 
 /// Lowest and highest value of the beats of a lead, uV above their PR levels.
 TraceRange FindBeatRange(const StressResult& result, std::size_t lead);

@@ -277,7 +277,11 @@ std::vector<Fact> ListResults(const Findings& findings) {
     if (exercise.duke) add("Duke ST deviation", true, DescribeDukeST(result, exercise));
     add("ST/HR index", true, DescribeSTHRIndex(result, exercise));
     add("ST/HR slope", true, DescribeSTHRSlope(result, exercise));
-    for (std::size_t i = 0; i < kPwcRates.size() && KnowsAPower(exercise.stages); ++i)
+    const bool hasPower = KnowsAPower(exercise.stages);
+    const bool hasPwc = std::any_of(exercise.pwcWatts.begin(), exercise.pwcWatts.end(),
+                                    [](const auto& watts) { return watts.has_value(); });
+    if (hasPower && !hasPwc) add("PWC130, 150, 170", true, DescribeMissingPwc(0));
+    for (std::size_t i = 0; i < kPwcRates.size() && hasPower && hasPwc; ++i)
         add("PWC" + std::to_string(kPwcRates[i]), true,
             exercise.pwcWatts[i] ? Number(*exercise.pwcWatts[i], 0) + " W" : DescribeMissingPwc(i));
     const Patient& patient = result.source.patient;
@@ -354,10 +358,14 @@ std::vector<std::string> ListMethods(const Findings& findings) {
     return methods;
 }
 
-static void TranslateHeadings(const Language& tr, ReportTable& table) {
+// Times of a long recording have hours, and their headings say so.
+static void SetHeadings(const Findings& findings, ReportTable& table) {
+    const Language& tr = findings.tr;
     table.title = tr(table.title);
-    for (ReportTable::Column& column : table.columns)
-        column = {tr(column.heading), tr(column.unit), column.isText};
+    for (ReportTable::Column& column : table.columns) {
+        const bool hasHours = findings.result.seconds >= kSecondsPerHour && column.unit == "min:s";
+        column = {tr(column.heading), hasHours ? tr("h:min:s") : tr(column.unit), column.isText};
+    }
 }
 
 ReportTable MakeStageTable(const Findings& findings) {
@@ -424,7 +432,7 @@ ReportTable MakeStageTable(const Findings& findings) {
         table.columns.erase(table.columns.begin() + offset);
         for (std::vector<std::string>& row : table.rows) row.erase(row.begin() + offset);
     }
-    TranslateHeadings(findings.tr, table);
+    SetHeadings(findings, table);
     return table;
 }
 
@@ -445,19 +453,20 @@ ReportTable MakeCommonTable(const Findings& findings) {
                        {"Slope class then", "", true}},
                       {},
                       findings.worstLead};
-    TranslateHeadings(findings.tr, table);
+    SetHeadings(findings, table);
     if (!findings.worstLead) return table;
     const double seconds = findings.leads[*findings.worstLead].seconds;
     table.title = findings.tr("ST of all leads at " + LongClock(seconds) + " and at its largest in each");
     const std::vector<STThen> common = MeasureAllAt(result, seconds), own = MeasureAtLargestChange(result);
     for (std::size_t lead = 0; lead < names.size(); ++lead) {
         const std::optional<std::size_t> stage = StageAt(findings.exercise.stages, own[lead].seconds);
-        table.rows.push_back({names[lead], Number(common[lead].levelUv, 0), Signed(common[lead].changeUv, 0),
-                              Number(common[lead].jUv, 0), Number(common[lead].slopeUvPerMs, 2),
-                              findings.tr(NameShape(common[lead].shape)), Signed(own[lead].changeUv, 0),
-                              LongClock(own[lead].seconds),
-                              stage ? NameStage(findings.exercise.stages[*stage], *stage) : "-",
-                              Number(own[lead].jUv, 0), findings.tr(NameShape(own[lead].shape))});
+        table.rows.push_back(
+            {names[lead], Number(common[lead].levelUv, 0), Signed(common[lead].changeUv, 0),
+             Number(common[lead].jUv, 0), Number(common[lead].slopeUvPerMs, 2),
+             findings.tr(NameShape(common[lead].shape)), Signed(own[lead].changeUv, 0),
+             LongClock(own[lead].seconds),
+             stage ? findings.tr.Name(NameStage(findings.exercise.stages[*stage], *stage)) : "-",
+             Number(own[lead].jUv, 0), findings.tr(NameShape(own[lead].shape))});
     }
     if (findings.exercise.stages.empty()) {
         constexpr std::ptrdiff_t kStageThen = 8;
@@ -484,24 +493,19 @@ ReportTable MakeLeadTable(const Findings& findings) {
                        {"Latest level", "µV"}},
                       {},
                       findings.worstLead};
-    if (result.seconds >= kSecondsPerHour) table.columns[7].unit = "h:min:s";
-    TranslateHeadings(findings.tr, table);
-    for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
+    SetHeadings(findings, table);
+    for (std::size_t lead = 0; lead < findings.leads.size(); ++lead) {
         std::vector<std::string> row{result.source.leads[lead]};
-        if (findings.leads.empty()) {
-            row.resize(table.columns.size(), "-");
-        } else {
-            const LeadSummary& s = findings.leads[lead];
-            const STHRFigures sthr = lead < findings.exercise.sthr.size() ? findings.exercise.sthr[lead]
-                                                                          : STHRFigures{kNothing, {}};
-            for (std::string& cell : std::vector<std::string>{
-                     std::isnan(s.referenceUv) ? findings.tr("none") : Number(s.referenceUv, 0),
-                     Signed(s.changeUv, 0), Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0),
-                     Number(s.slopeUvPerMs, 2), Number(s.bpm, 0), LongClock(s.seconds),
-                     Number(s.sthrIndex, 2), Number(sthr.index, 2), Number(sthr.slope.uVPerBpm, 2),
-                     Number(result.beats.back().levelUv[lead], 0)})
-                row.push_back(std::move(cell));
-        }
+        const LeadSummary& s = findings.leads[lead];
+        const STHRFigures sthr =
+            lead < findings.exercise.sthr.size() ? findings.exercise.sthr[lead] : STHRFigures{kNothing, {}};
+        for (std::string& cell : std::vector<std::string>{
+                 std::isnan(s.referenceUv) ? findings.tr("none") : Number(s.referenceUv, 0),
+                 Signed(s.changeUv, 0), Signed(s.changeUv / kUvPerMm, 1), Number(s.levelUv, 0),
+                 Number(s.slopeUvPerMs, 2), Number(s.bpm, 0), LongClock(s.seconds), Number(s.sthrIndex, 2),
+                 Number(sthr.index, 2), Number(sthr.slope.uVPerBpm, 2),
+                 Number(result.beats.back().levelUv[lead], 0)})
+            row.push_back(std::move(cell));
         table.rows.push_back(std::move(row));
     }
     return table;

@@ -24,7 +24,7 @@ a { color: #005a8c; }
 .scroll { overflow-x: auto; }
 .scroll:focus-visible { outline: 2px solid #005a8c; }
 table { border-collapse: separate; border-spacing: 0; font-variant-numeric: tabular-nums; font-size: .875em; }
-th, td { text-align: right; padding: .25em .7em; border-bottom: 1px solid #d4d7da; vertical-align: bottom; white-space: nowrap; }
+th, td { text-align: right; padding: .25em .5em; border-bottom: 1px solid #d4d7da; vertical-align: bottom; white-space: nowrap; }
 thead th { border-bottom: 1.5px solid #1a1c21; white-space: normal; }
 th small { display: block; font-weight: normal; color: #5e666f; white-space: nowrap; }
 .text, tbody th { text-align: left; }
@@ -108,7 +108,8 @@ std::string Table(const ReportTable& table) {
 // The contents of a page, with room for what a text of their last line has below it.
 Section Drawing(const ReportPage& page) {
     SvgCanvas canvas;
-    const Box contents = page.size.Contents();
+    Box contents = page.size.Contents();
+    if (page.usedMm > 0) contents.height = std::min(contents.height, page.usedMm);
     page.draw(canvas, contents);
     const Box shown{contents.x, contents.y - kEdgeMm, contents.width, contents.height + 2 * kEdgeMm};
     const std::string svg = "<figure><svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"" +

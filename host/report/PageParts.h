@@ -29,6 +29,7 @@ struct ReportPage {
     /// What an outline names below the page's title, in order.
     std::vector<std::string> entries = {};
     bool isDrawing = false;  // else it is text and tables, which HTML has in its own way
+    double usedMm = 0;       // height of the contents that the drawing needs; 0: all
 };
 
 // No text of a page is smaller than 8 points.

@@ -5,16 +5,20 @@
 #include <limits>
 #include <string>
 
+#include "host/report/BeatPages.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
 namespace {
 
-constexpr double kLeadNameMm = 9, kBeatGapMm = 2, kPaperMm = 30;
+constexpr double kNarrowestNameMm = 9, kWidestNameMm = 24;  // of a lead
+constexpr double kBeatGapMm = 2, kPaperMm = 30;
 constexpr double kHeadMm = 3 * kLineMm + 1;                // name, in two lines, and time of a column
 constexpr double kLeadRowMm = kPaperMm + 2 * kLineMm + 2;  // paper, level and slope of a lead
 constexpr double kMarginMm = 1;                            // between a beat and the edge of its paper
 constexpr double kWidestBeatMm = 30;
+constexpr double kLeastBelowMm = 60;  // height for the beats of BeatPages
+constexpr TextStyle kNameStyle{9, true, kInk};
 
 struct Column {
     std::string name;
@@ -24,8 +28,19 @@ struct Column {
     bool isStageEnd = false;
 };
 
+double StagesMm(std::size_t leads) { return kHeadMm + static_cast<double>(leads) * kLeadRowMm + kCaptionMm; }
+
+// As wide as the widest name of a lead, but leaves the beats most of the page.
+double LeadNameMm(const StressResult& result) {
+    const ScratchCanvas scratch;
+    double widest = 0;
+    for (const std::string& lead : result.source.leads)
+        widest = std::max(widest, (*scratch).MeasureText(lead, kNameStyle));
+    return std::clamp(widest + kBeatGapMm, kNarrowestNameMm, kWidestNameMm);
+}
+
 std::size_t ColumnsIn(const StressResult& result, const PageSize& size) {
-    return static_cast<std::size_t>((size.Contents().width - kLeadNameMm) /
+    return static_cast<std::size_t>((size.Contents().width - LeadNameMm(result)) /
                                     (BeatPaperMm(result) + kBeatGapMm));
 }
 
@@ -65,6 +80,7 @@ std::vector<Column> ListColumns(const Findings& findings, std::size_t most) {
 
 // Portrait if all columns fit so.
 PageSize ChooseSize(const Findings& findings) {
+    if (AreBeatsBelowStages(findings)) return Landscape(findings.paper);
     const PageSize portrait = Portrait(findings.paper);
     const std::size_t all = ListColumns(findings, std::numeric_limits<std::size_t>::max()).size();
     return all <= ColumnsIn(findings.result, portrait) ? portrait : Landscape(findings.paper);
@@ -116,9 +132,9 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
     const StressResult& result = findings.result;
     const std::vector<Column> columns = ListColumns(findings, ColumnsIn(result, ChooseSize(findings)));
     const PaperScale scale = ChooseScale(result, columns);
-    const double paperMm = BeatPaperMm(result);
+    const double paperMm = BeatPaperMm(result), nameMm = LeadNameMm(result);
     const auto left = [&](std::size_t column) {
-        return contents.x + kLeadNameMm + static_cast<double>(column) * (paperMm + kBeatGapMm);
+        return contents.x + nameMm + static_cast<double>(column) * (paperMm + kBeatGapMm);
     };
     for (std::size_t i = 0; i < columns.size(); ++i) {
         const double width = paperMm + kBeatGapMm - 1.5;
@@ -130,8 +146,7 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
     for (std::size_t row = 0; row < count; ++row) {
         const std::size_t lead = first + row;
         const double y = contents.y + kHeadMm + static_cast<double>(row) * kLeadRowMm;
-        canvas.DrawText({contents.x, y + kPaperMm / 2}, result.source.leads[lead], {9, true, kInk},
-                        kLeadNameMm - 1);
+        canvas.DrawText({contents.x, y + kPaperMm / 2}, result.source.leads[lead], kNameStyle, nameMm - 1);
         const TraceRange range = RangeOf(result, columns, lead);
         for (std::size_t i = 0; i < columns.size(); ++i) {
             const Column& column = columns[i];
@@ -174,10 +189,27 @@ double BeatPaperMm(const StressResult& result) {
     return std::clamp(std::ceil(mm / kStrongMm - 1e-9) * kStrongMm, 2 * kStrongMm, kWidestBeatMm);
 }
 
+bool AreBeatsBelowStages(const Findings& findings) {
+    const double room = Landscape(findings.paper).Contents().height;
+    return !findings.result.asked.empty() && !findings.leads.empty() &&
+           StagesMm(findings.result.source.leads.size()) + kLeastBelowMm + kCaptionMm <= room;
+}
+
 void AddStageBeatPages(const Findings& findings, std::vector<ReportPage>& pages) {
     if (findings.result.asked.empty()) return;
     const PageSize size = ChooseSize(findings);
     const std::size_t leads = findings.result.source.leads.size();
+    if (AreBeatsBelowStages(findings)) {
+        pages.push_back(
+            {findings.tr("Averaged beats"), size, [&findings, leads](Canvas& canvas, const Box& contents) {
+                 const double stagesMm = StagesMm(leads), belowMm = contents.height - stagesMm;
+                 DrawStageBeats(canvas, findings, {contents.x, contents.y, contents.width, stagesMm}, 0,
+                                leads);
+                 DrawEnlargedBeats(canvas, findings,
+                                   {contents.x, contents.y + stagesMm, contents.width, belowMm}, 0, leads);
+             }});
+        return;
+    }
     const auto most = static_cast<std::size_t>((size.Contents().height - kCaptionMm - kHeadMm) / kLeadRowMm);
     const std::size_t perPage = SpreadEvenly(leads, most);
     for (std::size_t first = 0; first < leads; first += perPage) {
@@ -186,5 +218,6 @@ void AddStageBeatPages(const Findings& findings, std::vector<ReportPage>& pages)
                          size, [&findings, first, shown](Canvas& canvas, const Box& contents) {
                              DrawStageBeats(canvas, findings, contents, first, shown);
                          }});
+        pages.back().usedMm = StagesMm(shown);
     }
 }

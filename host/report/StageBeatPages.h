@@ -9,8 +9,12 @@
 #include "host/report/Findings.h"
 #include "host/report/PageParts.h"
 
-/// Adds its pages to `pages`, none without beats of stages. The findings must outlive them.
+/// Adds its pages to `pages`, none without beats of stages. The findings must outlive them. Of one or two
+/// leads, which leave most of a page empty, the beats of BeatPages stand below.
 void AddStageBeatPages(const Findings& findings, std::vector<ReportPage>& pages);
+
+/// True if these pages show the beats of BeatPages.
+bool AreBeatsBelowStages(const Findings& findings);
 
 /// Paper with `range` in its middle, as nearly as keeping 0 uV on a strong grid line allows.
 EcgPaper PlaceBeat(const Box& box, const PaperScale& scale, const TraceRange& range);

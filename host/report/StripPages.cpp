@@ -326,10 +326,13 @@ void DrawBlock(Canvas& canvas, const Findings& findings, const Block& block, con
 ReportPage MakePage(const Findings& findings, std::vector<Block> blocks, const std::string& span) {
     ReportPage page{findings.tr("Strips" + span), Landscape(findings.paper), {}};
     if (blocks.size() == 1) page.title = blocks.front().title;
-    for (const Block& block : blocks)
+    for (const Block& block : blocks) {
+        page.usedMm += kTitleMm + kBeatsMm + block.paperMm + kBlockGapMm;
         if (blocks.size() > 1)
             page.entries.push_back(block.title + ", " +
                                    LongClock(findings.result.strips[block.strip].seconds));
+    }
+    page.usedMm += kCaptionMm;
     page.draw = [&findings, blocks = std::move(blocks)](Canvas& canvas, const Box& contents) {
         double y = contents.y - 2;
         for (const Block& block : blocks) {

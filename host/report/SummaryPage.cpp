@@ -17,6 +17,12 @@ constexpr double kMostCautionsMm = 45;
 constexpr double kPartGapMm = 4;
 constexpr double kBelowTitleMm = 5;
 
+// The height of a text in as many lines as it takes, mm.
+double MeasureParagraph(const std::string& text, double widthMm) {
+    constexpr int kAllLines = 100;
+    return (*ScratchCanvas()).DrawParagraph({0, 0}, widthMm, kAllLines, text, kTextStyle);
+}
+
 double ColumnMm(double widthMm) { return (widthMm - kColumnGapMm) / 2; }
 
 // As wide as the widest label, but leaves the values half of the column.
@@ -47,11 +53,18 @@ double DrawHeader(Canvas& canvas, const Findings& findings, const Box& box) {
     return y - box.y;
 }
 
-// As many as have room. Returns the height used, mm.
-double DrawCautions(Canvas& canvas, const Findings& findings, const Box& box) {
+struct DrawnCautions {
+    double heightMm = 0;
+    bool areCut = false;
+};
+
+// As many as have room, each in two lines at most.
+DrawnCautions DrawCautions(Canvas& canvas, const Findings& findings, const Box& box) {
     constexpr double kInsetMm = 2.5;
+    constexpr int kLines = 2;
     const std::vector<std::string> cautions = ListCautions(findings);
-    if (cautions.empty()) return 0;
+    if (cautions.empty()) return {};
+    DrawnCautions drawn;
     const double x = box.x + kInsetMm;
     canvas.DrawText({x, box.y + 3.5}, findings.tr("What to know before reading"), {9.5, true, kAccent});
     double y = box.y + kBelowTitleMm;
@@ -60,11 +73,15 @@ double DrawCautions(Canvas& canvas, const Findings& findings, const Box& box) {
         const std::string text =
             isLast ? findings.tr("And " + std::to_string(cautions.size() - i) + " more: see the notes.")
                    : cautions[i];
-        y += 0.8 + canvas.DrawParagraph({x, y}, box.width - kInsetMm, 2, text, kTextStyle);
+        const double width = box.width - kInsetMm;
+        const double textMm = canvas.DrawParagraph({x, y}, width, kLines, text, kTextStyle);
+        drawn.areCut |= isLast || MeasureParagraph(text, width) > textMm;
+        y += 0.8 + textMm;
         if (isLast) break;
     }
     canvas.DrawLine({box.x + 0.5, box.y}, {box.x + 0.5, y}, {kAccent, 1});
-    return y - box.y + kPartGapMm;
+    drawn.heightMm = y - box.y + kPartGapMm;
+    return drawn;
 }
 
 // Room to write by hand.
@@ -84,7 +101,7 @@ double DrawFindings(Canvas& canvas, const Findings& findings, const Box& body) {
     const auto rest = [&](double y) { return Box{body.x, y, body.width, body.Bottom() - y}; };
     double y = body.y + 2;
     y += DrawHeader(canvas, findings, rest(y)) + kPartGapMm;
-    y += DrawCautions(canvas, findings, rest(y));
+    y += DrawCautions(canvas, findings, rest(y)).heightMm;
     canvas.DrawText({body.x, y + 3.5}, findings.tr("Results"), kSectionStyle);
     y += kBelowTitleMm;
     y += DrawColumns(canvas, rest(y), kResultLines, ListResults(findings)) + kPartGapMm;
@@ -120,8 +137,13 @@ void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages) {
          [&findings](Canvas& canvas, const Box& contents) { DrawSummary(canvas, findings, contents); }});
 }
 
+std::vector<std::string> ListCutCautions(const Findings& findings) {
+    const ScratchCanvas scratch;
+    const bool areCut = DrawCautions(*scratch, findings, BodyOf(Portrait(findings.paper).Contents())).areCut;
+    return areCut ? ListCautions(findings) : std::vector<std::string>();
+}
+
 std::vector<Fact> ListCutFacts(const Findings& findings) {
-    constexpr int kAllLines = 100;
     const Box body = BodyOf(Portrait(findings.paper).Contents());
     const double columnMm = ColumnMm(body.width);
     const ScratchCanvas scratch;
@@ -131,7 +153,7 @@ std::vector<Fact> ListCutFacts(const Findings& findings) {
         const double labelMm = LabelMm(*scratch, columnMm, facts);
         for (const Fact& fact : facts)
             if (isPageCut ||
-                (*scratch).DrawParagraph({0, 0}, columnMm - labelMm, kAllLines, fact.value, kTextStyle) >
+                MeasureParagraph(fact.value, columnMm - labelMm) >
                     (*scratch).DrawParagraph({0, 0}, columnMm - labelMm, lines, fact.value, kTextStyle))
                 cut.push_back(fact);
     };

@@ -2,6 +2,7 @@
 // stages, and room for a conclusion.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "host/report/Findings.h"
@@ -11,3 +12,5 @@
 void AddSummaryPage(const Findings& findings, std::vector<ReportPage>& pages);
 /// The facts whose texts have no room there.
 std::vector<Fact> ListCutFacts(const Findings& findings);
+/// All cautions if some have no room there; else none.
+std::vector<std::string> ListCutCautions(const Findings& findings);

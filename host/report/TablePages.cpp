@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "host/report/Cautions.h"
 #include "host/report/SummaryPage.h"
 
 namespace {
@@ -116,7 +115,7 @@ void AddNotePages(const Findings& findings, std::vector<ReportPage>& pages) {
     std::vector<std::string> cut;
     for (const Fact& fact : ListCutFacts(findings)) cut.push_back(fact.label + ": " + fact.value);
     add("Texts of page 1 in full", cut);
-    add("What to know before reading", ListCautions(findings));
+    add("What to know before reading", ListCutCautions(findings));
     add("Warnings", ListWarnings(findings));
     add("How the figures were made", ListMethods(findings));
     for (const std::vector<Paragraph>& shown : FlowParagraphs(std::move(notes), size.Contents()))

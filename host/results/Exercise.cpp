@@ -163,10 +163,11 @@ std::optional<Span> FindWork(const std::vector<Stage>& stages, double recordingS
 
 std::vector<double> TellingSeconds(const std::vector<Stage>& stages) {
     const std::optional<Span> work = FindWork(stages, std::numeric_limits<double>::infinity());
-    if (!work || std::isinf(work->toSeconds)) return {};
+    if (!work) return {};
     std::vector<double> seconds;
     for (std::size_t i = 1; i < stages.size(); ++i)
         if (work->Contains(stages[i - 1].startSeconds)) seconds.push_back(stages[i].startSeconds);
+    if (std::isinf(work->toSeconds)) return seconds;
     for (const int minutes : {1, 3, 5}) seconds.push_back(work->toSeconds + minutes * kSecondsPerMinute);
     return seconds;
 }

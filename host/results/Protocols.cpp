@@ -17,8 +17,9 @@ constexpr std::array kBruce{BeltStage{2.7, 10}, BeltStage{4.0, 12}, BeltStage{5.
 constexpr std::array kModifiedBruce{BeltStage{2.7, 0},  BeltStage{2.7, 5},  BeltStage{2.7, 10},
                                     BeltStage{4.0, 12}, BeltStage{5.5, 14}, BeltStage{6.8, 16},
                                     BeltStage{8.0, 18}, BeltStage{8.9, 20}, BeltStage{9.7, 22}};
-// 1 mph, then 2 mph at grades that add about one MET each (Naughton, Haider, in: Exercise Testing and
-// Exercise Training in Coronary Heart Disease, 1973).
+// 1 mph, then 2 mph at grades that add 0.96 MET each (Naughton, Haider, in: Exercise Testing and Exercise
+// Training in Coronary Heart Disease, 1973), in the stages of 2 minutes of the modified protocol; those of
+// the first one are of 3 minutes.
 constexpr std::array kNaughton{BeltStage{1.6, 0},   BeltStage{3.2, 0},    BeltStage{3.2, 3.5},
                                BeltStage{3.2, 7},   BeltStage{3.2, 10.5}, BeltStage{3.2, 14},
                                BeltStage{3.2, 17.5}};

@@ -41,8 +41,8 @@ struct ProtocolPlan {
 Stage StageOf(const ProtocolPlan& plan, int stage, double startSeconds);
 
 /// Treadmill: "bruce", "modified-bruce" (stages of 3 minutes), "naughton" (2 minutes), "balke" (1 minute).
-/// Bicycle: "bicycle" and "who25" (25 W more every 2 minutes), "who50" (50 W more every 3 minutes), "ramp"
-/// (10 W more every minute).
+/// Bicycle: "bicycle" and "who25" (the scheme of the WHO: 25 W more every 2 minutes), "who50" (50 W more
+/// every 3 minutes, in German sports medicine the BAL scheme), "ramp" (10 W more every minute).
 const std::vector<std::string>& ProtocolNames();
 /// The plan of one of ProtocolNames.
 const ProtocolPlan& FindProtocol(const std::string& name);

@@ -1,6 +1,7 @@
 #include "host/results/ResultFiles.h"
 
 #include <cmath>
+#include <utility>
 
 #include "host/results/Course.h"
 #include "host/results/Ectopy.h"
@@ -282,7 +283,7 @@ std::string SummaryText(const StressResult& result, const ExerciseSummary& exerc
           {"delay_ms", result.delayMs}}},
         {"st_point", result.stPoint.Describe()},
         {"st_measured_ms_after_j", result.stPoint.UsualMs()},
-        {"st_rate_limit_per_min", result.stPoint.postJms ? Json() : Json(result.stPoint.rateLimitBpm)},
+        {"st_rate_limit_per_min", result.stPoint.IsFixed() ? Json() : Json(result.stPoint.rateLimitBpm)},
         {"warnings", result.warnings},
         {"averaged_beat", BeatJson(result)},
         {"reference", ReferenceJson(result)},
@@ -332,26 +333,33 @@ void WriteResultJson(std::ostream& out, const StressResult& result, const Exerci
         out << "\n ]";
     };
     writeRows("heart_rate", result.rates, [](const RateReading& rate) {
-        return Json{{"time_s", rate.seconds},
-                    {"heart_rate_per_min", rate.bpm},
-                    {"voted_heart_rate_per_min", Value(rate.votedBpm)}};
+        Json row;
+        row["time_s"] = rate.seconds;
+        row["heart_rate_per_min"] = rate.bpm;
+        row["voted_heart_rate_per_min"] = Value(rate.votedBpm);
+        return row;
     });
     writeRows("st", result.beats, [](const STReading& beat) {
-        Json row{{"time_s", beat.seconds},
-                 {"heart_rate_per_min", Value(beat.bpm)},
-                 {"point_ms", beat.stPointMs},
-                 {"qrs_onset_ms", Value(beat.qMs)},
-                 {"j_ms", Value(beat.jMs)},
-                 {"level_uv", beat.levelUv},
-                 {"slope_uv_per_ms", beat.slopeUvPerMs}};
-        const std::pair<const char*, float STPoints::*> points[] = {{"j_uv", &STPoints::jUv},
-                                                                    {"j20_uv", &STPoints::j20Uv},
-                                                                    {"j60_uv", &STPoints::j60Uv},
-                                                                    {"j80_uv", &STPoints::j80Uv}};
-        for (const auto& [name, uV] : points)
-            for (const STPoints& st : beat.st) row[name].push_back(Rounded(st.*uV));
-        for (const STPoints& st : beat.st) row["shape"].push_back(ShapeJson(st.shape));
-        for (const STPoints& st : beat.st) row["is_on_t"].push_back(st.isOnT);
+        Json row;
+        row["time_s"] = beat.seconds;
+        row["heart_rate_per_min"] = Value(beat.bpm);
+        row["point_ms"] = beat.stPointMs;
+        row["qrs_onset_ms"] = Value(beat.qMs);
+        row["j_ms"] = Value(beat.jMs);
+        row["level_uv"] = beat.levelUv;
+        row["slope_uv_per_ms"] = beat.slopeUvPerMs;
+        const auto add = [&](const char* name, auto toJson) {
+            Json::array_t all;
+            all.reserve(beat.st.size());
+            for (const STPoints& st : beat.st) all.push_back(toJson(st));
+            if (!all.empty()) row[name] = std::move(all);
+        };
+        add("j_uv", [](const STPoints& st) { return Rounded(st.jUv); });
+        add("j20_uv", [](const STPoints& st) { return Rounded(st.j20Uv); });
+        add("j60_uv", [](const STPoints& st) { return Rounded(st.j60Uv); });
+        add("j80_uv", [](const STPoints& st) { return Rounded(st.j80Uv); });
+        add("shape", [](const STPoints& st) { return ShapeJson(st.shape); });
+        add("is_on_t", [](const STPoints& st) { return Json(st.isOnT); });
         return row;
     });
     out << "\n}\n";

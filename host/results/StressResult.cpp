@@ -6,9 +6,16 @@
 
 std::string STPointRule::Describe() const {
     const std::string usual = "J + " + Number(UsualMs(), 0) + " ms";
-    return postJms ? usual
-                   : usual + " (J + " + std::to_string(qz::kFastSTPointMs) + " ms above " +
-                         Number(rateLimitBpm, 0) + "/min)";
+    std::string hand;
+    const auto add = [&](const std::string& name) {
+        hand += (hand.empty() ? "; set by hand: " : ", ") + name;
+    };
+    if (byHand.qMs) add("Q " + Number(-*byHand.qMs, 0) + " ms before R");
+    if (byHand.jMs) add("J " + Number(*byHand.jMs, 0) + " ms after R");
+    if (byHand.stMs) add("ST");
+    return IsFixed() ? usual + hand
+                     : usual + " (J + " + std::to_string(qz::kFastSTPointMs) + " ms above " +
+                           Number(rateLimitBpm, 0) + "/min)" + hand;
 }
 
 static int CodeOf(qz::BeatClass beatClass) {

@@ -37,10 +37,13 @@ struct STPointRule {
     std::optional<int>
         postJms;  // so long after J + 6 ms, as the engine does; empty: at the rate-adapted point
     double rateLimitBpm = qz::kUsualSTRateLimitBpm;  // of that
+    qz::PointsByHand byHand = {};                    // empty where postJms is not
 
     /// After J, ms; below the limit.
-    double UsualMs() const { return postJms ? kSTOffsetMs + *postJms : qz::kSTPointMs; }
-    /// "J + 66 ms", "J + 80 ms (J + 60 ms above 145/min)".
+    double UsualMs() const { return postJms ? kSTOffsetMs + *postJms : byHand.stMs.value_or(qz::kSTPointMs); }
+    /// True where the point does not depend on the heart rate.
+    bool IsFixed() const { return postJms || byHand.stMs; }
+    /// "J + 66 ms", "J + 80 ms (J + 60 ms above 145/min)", "J + 100 ms; set by hand: Q 44 ms before R, ST".
     std::string Describe() const;
 };
 

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <tuple>
+#include <deque>
+#include <functional>
+#include <map>
+#include <utility>
 
 #include "host/results/Ectopy.h"
 #include "host/results/PeakRate.h"
@@ -55,6 +58,20 @@ private:
     std::vector<Strip> m_strips;
 };
 
+// The middle one first, then those in the middle of each half, of each quarter and so on: however many of
+// them are taken, they come from all of the recording.
+void AddMiddleFirst(const std::vector<VentricularRow>& rows, std::vector<VentricularRow>& added) {
+    std::deque<std::pair<std::size_t, std::size_t>> parts{{0, rows.size()}};
+    for (; !parts.empty(); parts.pop_front()) {
+        const auto [begin, end] = parts.front();
+        if (begin == end) continue;
+        const std::size_t middle = (begin + end) / 2;
+        added.push_back(rows[middle]);
+        parts.emplace_back(begin, middle);
+        parts.emplace_back(middle + 1, end);
+    }
+}
+
 std::vector<VentricularRow> RowsMostTellingFirst(const StressResult& result) {
     std::vector<VentricularRow> rows = FindVentricularRows(result.beatsFound);
     // How many begin within a strip that shows this one.
@@ -69,14 +86,12 @@ std::vector<VentricularRow> RowsMostTellingFirst(const StressResult& result) {
             beats += one->beats;
         return beats;
     };
-    std::vector<std::tuple<std::size_t, std::size_t, VentricularRow>> ranked;
-    for (const VentricularRow& row : rows) ranked.emplace_back(row.beats, beatsAbout(row), row);
-    std::stable_sort(ranked.begin(), ranked.end(), [](const auto& a, const auto& b) {
-        return std::tie(std::get<0>(a), std::get<1>(a)) > std::tie(std::get<0>(b), std::get<1>(b));
-    });
-    std::transform(ranked.begin(), ranked.end(), rows.begin(),
-                   [](const auto& one) { return std::get<2>(one); });
-    return rows;
+    // In order of time under each rank.
+    std::map<std::pair<std::size_t, std::size_t>, std::vector<VentricularRow>, std::greater<>> ranks;
+    for (const VentricularRow& row : rows) ranks[{row.beats, beatsAbout(row)}].push_back(row);
+    std::vector<VentricularRow> sorted;
+    for (const auto& [rank, equal] : ranks) AddMiddleFirst(equal, sorted);
+    return sorted;
 }
 
 std::optional<double> LargestChangeSeconds(const StressResult& result, const ExerciseSummary& exercise) {

@@ -3,7 +3,8 @@
 // Those that were asked for come first. Then, eight at most: the reference, the peak heart rate, the largest
 // ST change, the two stretches that tell most of ventricular beats, the ends of the stages of work from the
 // last one to the first, and further ventricular beats: the longest rows first, of equally long ones those
-// with most ventricular beats about them. A stretch that nearly is one of those before it is told with that.
+// with most ventricular beats about them, of those the ones that lie apart. A stretch that nearly is one of
+// those before it is told with that.
 #pragma once
 
 #include <vector>

@@ -12,9 +12,9 @@
 double Median(std::vector<double> values) {
     std::erase_if(values, [](double value) { return std::isnan(value); });
     if (values.empty()) return kNothing;
-    std::sort(values.begin(), values.end());
-    const std::size_t half = values.size() / 2;
-    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
+    const auto half = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), half, values.end());
+    return values.size() % 2 == 1 ? *half : (*std::max_element(values.begin(), half) + *half) / 2;
 }
 
 double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <set>
 
 namespace {
@@ -63,11 +65,12 @@ std::string_view Characters(std::string_view text, std::size_t first, std::size_
 
 std::string Number(double value, int decimals) {
     if (std::isnan(value)) return "-";
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", decimals, value);
-    const bool isNegativeZero =
-        text[0] == '-' && std::string(text).find_first_not_of("-0.") == std::string::npos;
-    return isNegativeZero ? text + 1 : text;
+    char digits[400];  // of the largest number, and some decimals
+    const char* const end =
+        std::to_chars(digits, std::end(digits), value, std::chars_format::fixed, decimals).ptr;
+    const std::string_view text(digits, static_cast<std::size_t>(end - digits));
+    const bool isNegativeZero = text[0] == '-' && text.find_first_not_of("-0.") == std::string_view::npos;
+    return std::string(isNegativeZero ? text.substr(1) : text);
 }
 
 std::string Clock(double seconds) {

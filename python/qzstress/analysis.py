@@ -43,6 +43,9 @@ def analyze(
     smooth: int | None = None,
     post_j_ms: int | None = None,
     st_rate_limit_per_min: float | None = None,
+    q_point_ms: float | None = None,
+    j_point_ms: float | None = None,
+    st_point_ms: float | None = None,
     beat: LearnedBeat | None = None,
     reference_s: tuple[float, float] | None = None,
     anonymous: bool = False,
@@ -84,6 +87,10 @@ def analyze(
         The ST level is the engine's so many ms after J + 6 ms, 10 to 200, not that at J + 80 ms.
     st_rate_limit_per_min : float, optional
         Heart rate above which ST is that at J + 60 ms; 145.
+    q_point_ms, j_point_ms : float, optional
+        Onset and end of the QRS, set by hand: from R, -200 to -8 and 8 to 250 ms.
+    st_point_ms : float, optional
+        The ST point, set by hand: after J, 10 to 200 ms.
     beat : LearnedBeat, optional
         The first averaged beat; without it one is learned.
     reference_s : (float, float), optional
@@ -165,6 +172,16 @@ def analyze(
             raise ValueError("st_rate_limit_per_min is for the rate-adapted point: leave post_j_ms out")
         study.st_rate_limit_per_min(_checks.number("st_rate_limit_per_min", st_rate_limit_per_min, above=0))
         give("--st-rate-limit", st_rate_limit_per_min)
+    by_hand = (("q", q_point_ms, -200, -8), ("j", j_point_ms, 8, 250), ("st", st_point_ms, 10, 200))
+    for point, ms, first, last in by_hand:
+        if ms is None:
+            continue
+        if post_j_ms is not None:
+            raise ValueError(f"post_j_ms is measured at the engine's points: leave {point}_point_ms out")
+        if not first <= _checks.number(f"{point}_point_ms", ms) <= last:
+            raise ValueError(f"{point}_point_ms is expected to be {first} to {last}, not {ms!r}")
+        give(f"--{point}-point", ms)
+    study.points_ms(q_point_ms, j_point_ms, st_point_ms)
     if beat is not None:
         if not isinstance(beat, LearnedBeat):
             raise TypeError(f"beat is expected to be a LearnedBeat, not {type(beat).__name__}")

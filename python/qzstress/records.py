@@ -42,13 +42,14 @@ class Stage:
 def formats() -> tuple[str, ...]:
     """Return the formats that this build reads.
 
-    "edf" is there where EDFlib was when the package was built. Rates that are no whole number need
-    libsamplerate likewise: "resampled".
+    "edf" is there where EDFlib was when the package was built. Compressed WFDB signals need libFLAC likewise:
+    "flac", and rates that are no whole number libsamplerate: "resampled".
     """
     return (
         "wfdb",
         "csv",
         *(("edf", "bdf") if _native.has_edf else ()),
+        *(("flac",) if _native.has_flac else ()),
         *(("resampled",) if _native.has_resampling else ()),
     )
 

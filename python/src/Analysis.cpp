@@ -172,6 +172,12 @@ void AddAnalysis(nb::module_& module) {
         .def("post_j_ms", [](Study& study, int ms) { study.analysis.stPoint.postJms = ms; })
         .def("st_rate_limit_per_min",
              [](Study& study, double bpm) { study.analysis.stPoint.rateLimitBpm = bpm; })
+        .def(
+            "points_ms",
+            [](Study& study, std::optional<double> q, std::optional<double> j, std::optional<double> st) {
+                study.analysis.stPoint.byHand = {q, j, st};
+            },
+            nb::arg("q").none(), nb::arg("j").none(), nb::arg("st").none())
         .def("beat", [](Study& study, const nb::dict& beat) { study.beat = BeatFromDict(beat); })
         .def("reference_s", &SetReference)
         .def("anonymous", [](Study& study, bool isOn) { study.anonymous = isOn; })

@@ -200,5 +200,6 @@ void AddRecords(nb::module_& module) {
     module.def("quantize", &Quantize<double>, nb::arg("signal").noconvert(), nb::arg("scale"));
     module.def("quantize", &Quantize<float>, nb::arg("signal").noconvert(), nb::arg("scale"));
     module.attr("has_edf") = static_cast<bool>(QZ_PYTHON_HAS_EDF);
+    module.attr("has_flac") = static_cast<bool>(QZ_PYTHON_HAS_FLAC);
     module.attr("has_resampling") = static_cast<bool>(QZ_PYTHON_HAS_RESAMPLING);
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <type_traits>
 #include <utility>
 
 #include "core/FloatingPoint.h"
@@ -13,7 +12,7 @@ namespace qz {
 namespace {
 
 // What is cut out.
-constexpr double kBandLowHz = 0.8, kBandHighHz = 35, kBandHalfSeconds = 0.4;
+constexpr double kWaveLowHz = 0.8, kWaveHighHz = 35, kWaveHalfSeconds = 0.4;
 constexpr double kHalfSeconds = 0.12, kShiftSeconds = 0.04;
 
 // A beat is classed this long after it at the latest; the finder tells one that is not searched back sooner
@@ -28,18 +27,18 @@ constexpr double kSame = 0.9;                            // correlation
 constexpr double kShare = 1.0 / 16;                      // of a new beat in its shape
 constexpr int kProvenBeats = 12, kKnownBeats = 4;
 constexpr double kNewestBeat = 0.15, kClearlyMore = 0.1;                       // of a share
-constexpr double kOnTime = 0.12, kEarly = 0.1;                                 // parts of an interval
+constexpr double kOnTime = 0.12, kClearlyEarly = 0.1;                          // parts of an interval
 constexpr double kMostlyOnTime = 0.7, kMostlyEarly = 0.6, kSeldomEarly = 0.3;  // parts of the beats
 constexpr double kWorthBeats = 50, kWorthSeconds = 10, kNormalWorth = 4;
 
 // Intervals.
-constexpr double kUsualRrSeconds = 0.8, kLongestRrSeconds = 2;
+constexpr double kLongestUsualRrSeconds = 2;
 constexpr double kInterpolated = 1.4;  // usual intervals around a ventricular beat without a pause
 
 // Evidence: its range and its weight.
 constexpr double kMostUnlike = 0.6, kMostTiming = 0.35, kMostIrregular = 0.2;
 constexpr double kUsualWidthSeconds = 0.12, kWidthUnitSeconds = 0.05, kLeastWide = -1, kMostWide = 1.5;
-constexpr double kNoisyFloor = 0.1, kMostNoisy = 1.5;  // usual beats
+constexpr double kNoisyBeatFloor = 0.1, kMostNoisy = 1.5;  // usual beats
 constexpr double kUnlikeWeight = 6.7, kTimingWeight = 7.4, kWideWeight = 2.4, kEarlyShapeWeight = 2.1,
                  kNormalShapeWeight = 3.1, kNoiseWeight = 2.5, kIrregularWeight = 0.8, kVentricular = 5;
 
@@ -50,41 +49,6 @@ constexpr std::size_t kRegularRrs = 5;
 constexpr int kMostIrregularRrs = 1;
 constexpr int kLongestRun = 12;
 
-// Calls work(N, first) for the numbers from 0 to before `count`, N of them from `first` on at once: sums that
-// do not wait for each other.
-template <typename Work>
-void SideBySide(std::size_t count, Work work) {
-    std::size_t first = 0;
-    for (; first + 8 <= count; first += 8) work(std::integral_constant<std::size_t, 8>(), first);
-    for (; first + 4 <= count; first += 4) work(std::integral_constant<std::size_t, 4>(), first);
-    for (; first < count; ++first) work(std::integral_constant<std::size_t, 1>(), first);
-}
-
-// Of N rows that begin one place after the other: the sum of squares, less their mean.
-template <std::size_t N>
-void MeasureEnergies(const double* x, std::size_t length, double* energies) {
-    double sum[N] = {}, squares[N] = {};
-    for (std::size_t k = 0; k < length; ++k) {
-        for (std::size_t n = 0; n < N; ++n) {
-            sum[n] += x[k + n];
-            squares[n] += x[k + n] * x[k + n];
-        }
-    }
-    for (std::size_t n = 0; n < N; ++n)
-        energies[n] = squares[n] - sum[n] * sum[n] / static_cast<double>(length);
-}
-
-// The sums of their products with y.
-template <std::size_t N>
-void Multiply(const double* x, const float* y, std::size_t length, double* products) {
-    double sum[N] = {};
-    for (std::size_t k = 0; k < length; ++k) {
-        const auto factor = static_cast<double>(y[k]);
-        for (std::size_t n = 0; n < N; ++n) sum[n] += x[k + n] * factor;
-    }
-    std::copy_n(sum, N, products);
-}
-
 }  // namespace
 
 BeatClasser::BeatClasser(const BeatFinder& finder, bool isPaced)
@@ -92,13 +56,15 @@ BeatClasser::BeatClasser(const BeatFinder& finder, bool isPaced)
       m_isPaced(isPaced),
       m_rate(finder.PlacesPerSecond()),
       m_chn(finder.Leads()),
-      m_taps(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds))),
+      m_taps(BandPassTaps(kWaveLowHz, kWaveHighHz, m_rate, Places(kWaveHalfSeconds))),
       m_length(static_cast<std::size_t>(2 * Places(kHalfSeconds) + 1)),
       m_shifts(static_cast<std::size_t>(2 * Places(kShiftSeconds) + 1)),
       m_rows((m_length + m_shifts - 1 + m_taps.size() - 1) * m_chn),
       m_cut((m_length + m_shifts - 1) * m_chn),
+      m_squares(m_length + m_shifts - 1),
+      m_ones(m_length, 1.0F),
       m_energies(m_shifts * m_chn),
-      m_sums(m_chn),
+      m_sums(m_cut.size()),
       m_products(m_shifts),
       m_likeness(m_shifts),
       m_row(m_length * m_chn),
@@ -187,14 +153,22 @@ void BeatClasser::CutOut(long long place) {
     for (std::size_t i = 0; i < m_rows.size() / m_chn; ++i)
         std::copy_n(m_finder.Signal(std::clamp(first + static_cast<long long>(i), oldest, newest)), m_chn,
                     &m_rows[i * m_chn]);
-    for (std::size_t k = 0; k < places; ++k) {
-        Convolve(m_taps, m_chn, &m_rows[k * m_chn], m_sums.data());
-        for (std::size_t c = 0; c < m_chn; ++c) m_cut[c * places + k] = static_cast<double>(m_sums[c]);
+    std::fill(m_sums.begin(), m_sums.end(), 0.0F);
+    AddProducts(m_taps.data(), m_taps.size(), m_rows.data(), m_chn, m_sums.size(), m_sums.data());
+    for (std::size_t k = 0; k < places; ++k)
+        for (std::size_t c = 0; c < m_chn; ++c)
+            m_cut[c * places + k] = static_cast<double>(m_sums[k * m_chn + c]);
+    std::fill(m_energies.begin(), m_energies.end(), 0.0);
+    for (std::size_t c = 0; c < m_chn; ++c) {
+        const double* const cut = &m_cut[c * places];
+        double* const energies = &m_energies[c * m_shifts];
+        std::transform(cut, cut + places, m_squares.begin(), [](double x) { return x * x; });
+        std::fill(m_products.begin(), m_products.end(), 0.0);
+        AddProducts(m_ones.data(), m_length, cut, 1, m_shifts, m_products.data());
+        AddProducts(m_ones.data(), m_length, m_squares.data(), 1, m_shifts, energies);
+        for (std::size_t shift = 0; shift < m_shifts; ++shift)
+            energies[shift] -= m_products[shift] * m_products[shift] / static_cast<double>(m_length);
     }
-    for (std::size_t c = 0; c < m_chn; ++c)
-        SideBySide(m_shifts, [&](auto n, std::size_t shift) {
-            MeasureEnergies<n>(&m_cut[c * places + shift], m_length, &m_energies[c * m_shifts + shift]);
-        });
 }
 
 // What was cut out from a shift on, each lead less its mean.
@@ -220,10 +194,9 @@ BeatClasser::Fit BeatClasser::Compare(const Shape& shape) {
         weights += weight;
         const double yy = shape.energies[c];
         if (yy <= 0) continue;
-        const double* const x = &m_cut[c * (m_length + m_shifts - 1)];
-        SideBySide(m_shifts, [&](auto n, std::size_t shift) {
-            Multiply<n>(x + shift, &shape.rows[c * m_length], m_length, &m_products[shift]);
-        });
+        std::fill(m_products.begin(), m_products.end(), 0.0);
+        AddProducts(&shape.rows[c * m_length], m_length, &m_cut[c * (m_length + m_shifts - 1)], 1, m_shifts,
+                    m_products.data());
         for (std::size_t shift = 0; shift < m_shifts; ++shift) {
             const double xx = m_energies[c * m_shifts + shift];
             if (xx > 0) m_likeness[shift] += weight * m_products[shift] / std::sqrt(xx * yy);
@@ -252,7 +225,7 @@ double BeatClasser::WidthSeconds(std::size_t shift) {
 
 double BeatClasser::UsualRr() const {
     const std::size_t count = std::min(m_rrCount, kKeptRrs);
-    if (count == 0) return kUsualRrSeconds * m_rate;
+    if (count == 0) return BeatFinder::kUsualRrSeconds * m_rate;
     std::array<double, kKeptRrs> sorted = m_rrs;
     std::sort(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(count));
     return (sorted[(count - 1) / 2] + sorted[count / 2]) / 2;
@@ -288,7 +261,7 @@ void BeatClasser::ClassifyNext(long long nextRr) {
         if (i == m_usual) usual = fit;
     }
     const bool isKnown = own.likeness >= kSame;
-    const bool isUsual = isKnown && m_shapes[shape].isNormal;
+    const bool isOfNormal = isKnown && m_shapes[shape].isNormal;
     const Timing timing = TimingOf(place, nextRr);
 
     const double regular = 1 - kIrregularWeight * std::min(timing.irregular / kMostIrregular, 1.0);
@@ -297,13 +270,13 @@ void BeatClasser::ClassifyNext(long long nextRr) {
                 (std::clamp(timing.early, 0.0, kMostTiming) + std::clamp(timing.pause, 0.0, kMostTiming));
     evidence += kWideWeight * std::clamp((WidthSeconds(own.shift) - kUsualWidthSeconds) / kWidthUnitSeconds,
                                          kLeastWide, kMostWide);
-    if (isUsual) evidence -= kNormalShapeWeight;
+    if (isOfNormal) evidence -= kNormalShapeWeight;
     if (isKnown && !m_shapes[shape].isNormal)
         evidence += kEarlyShapeWeight * m_shapes[shape].early *
                     std::min(static_cast<double>(m_shapes[shape].beats) / kKnownBeats, 1.0);
-    const double noise = kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyFloor - 1, 0.0, kMostNoisy);
+    const double noise = kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyBeatFloor - 1, 0.0, kMostNoisy);
     BeatClass kind = BeatClass::Normal;
-    if (m_isPaced && isUsual)
+    if (m_isPaced && isOfNormal)
         kind = BeatClass::Paced;
     else if (evidence > noise && IsWhole(place))
         kind = BeatClass::Ventricular;
@@ -311,9 +284,11 @@ void BeatClasser::ClassifyNext(long long nextRr) {
         kind = BeatClass::Unclassified;
     else if (IsEarlyNormal(timing))
         kind = BeatClass::Supraventricular;
-    std::size_t counted = m_usual;
-    if (isUsual && usual.likeness < kSame) counted = shape;
-    if (isUsual || usual.likeness >= kSame) ChooseUsual(counted);
+    const bool isOfUsual = usual.likeness >= kSame;
+    const bool isOfOther =
+        !isOfUsual && isKnown && kind != BeatClass::Ventricular && kind != BeatClass::Unclassified;
+    const std::size_t counted = isOfOther ? shape : m_usual;
+    if (isOfUsual || isOfOther) ChooseUsual(counted);
     const int number = m_shapes[counted].number;
     LearnTiming(m_shapes[TakeInto(shape, isKnown, own, place)], timing);
     LearnInterval(place, kind);
@@ -322,7 +297,7 @@ void BeatClasser::ClassifyNext(long long nextRr) {
                          counted == m_usual});
 }
 
-// A beat is of this normal shape.
+// A beat is of this shape.
 void BeatClasser::ChooseUsual(std::size_t shape) {
     for (std::size_t i = 0; i < m_known; ++i)
         m_shapes[i].share += kNewestBeat * ((i == shape ? 1 : 0) - m_shapes[i].share);
@@ -394,7 +369,7 @@ std::size_t BeatClasser::LeastWanted(long long place) const {
 
 void BeatClasser::LearnTiming(Shape& shape, const Timing& timing) {
     const double share = std::max(1.0 / shape.beats, kShare);
-    const bool isEarly = timing.early > std::max(kEarly, timing.irregular / 2);
+    const bool isEarly = timing.early > std::max(kClearlyEarly, timing.irregular / 2);
     const bool isOnTime = std::abs(timing.early) < kOnTime;
     shape.early += share * ((isEarly ? 1 : 0) - shape.early);
     shape.onTime += share * ((isOnTime ? 1 : 0) - shape.onTime);
@@ -426,7 +401,7 @@ void BeatClasser::LearnInterval(long long place, BeatClass kind) {
         const auto both = static_cast<double>(rr + m_lastRr);
         interval = both < kInterpolated * UsualRr() ? both : both / 2;
     }
-    if (interval > 0 && rr < Places(kLongestRrSeconds)) m_rrs[m_rrCount++ % kKeptRrs] = interval;
+    if (interval > 0 && rr < Places(kLongestUsualRrSeconds)) m_rrs[m_rrCount++ % kKeptRrs] = interval;
     m_lastRr = wasVentricular ? 0 : rr;
     m_lastKind = kind;
     m_last = place;

@@ -13,10 +13,10 @@
 // the interval before it. Where intervals differ by themselves, as in atrial fibrillation, a beat that comes
 // early tells less.
 //
-// Of several normal shapes the usual one is that which most of the latest beats are like; another one that
-// comes instead, as of a bypass tract that conducts and does not, is the usual one with its fifth beat. A
-// beat that is like the usual one is of it, whatever else it is like; one that is like no normal shape counts
-// as of it too.
+// Of several shapes the usual one is that which most of the latest beats are like, ventricular ones left out;
+// another one that comes instead, as of a bypass tract that conducts and does not, is the usual one with its
+// fifth beat. A beat that is like the usual one is of it, whatever else it is like; so is one that is like
+// none.
 //
 // The evidence is added up with weights that were fitted by logistic regression to the beats of annotated
 // recordings. A beat that would be ventricular but for the noise around it is unclassified, and so is one
@@ -43,7 +43,7 @@ public:
     struct Beat {
         long long frame = 0;  // as found
         BeatClass beatClass = BeatClass::Normal;
-        int shape = 0;        // number of the normal shape that it is of, in order of appearance
+        int shape = 0;        // number of the shape that it is of, in order of appearance
         bool isUsual = true;  // that is the usual one
     };
 
@@ -68,7 +68,7 @@ private:
         double early = 0, onTime = 0;  // part of its latest beats that came so
         bool isNormal = false;
         int number = 0;    // in order of appearance
-        double share = 0;  // of the latest beats of normal shapes
+        double share = 0;  // of the latest beats
     };
     struct Fit {
         double likeness = -1;
@@ -110,8 +110,10 @@ private:
     std::size_t m_shifts;                        // how many of it are in what is cut out
     std::vector<float> m_rows;                   // [place][lead], what is cut out of
     std::vector<double> m_cut;                   // [lead][place]
+    std::vector<double> m_squares;               // [place], of one lead
+    std::vector<float> m_ones;                   // taps of a sum
     std::vector<double> m_energies;              // [lead][shift], of the cut out less its mean
-    std::vector<float> m_sums;                   // [lead]
+    std::vector<float> m_sums;                   // [place][lead], what is cut out as it is filtered
     std::vector<double> m_products, m_likeness;  // [shift]
     std::vector<float> m_row;                    // of Row
     std::vector<Shape> m_shapes;                 // the first m_known of them are in use

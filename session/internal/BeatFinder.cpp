@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 
 #include "core/Arithmetic.h"
 #include "core/filters/DirectForm1.h"
 #include "session/internal/FilterTaps.h"
+#include "session/internal/OfRank.h"
 
 namespace qz {
 
@@ -39,7 +39,6 @@ constexpr double kBesideBeatSeconds = 0.14;  // what is between beats begins aft
 constexpr double kShapeHalfSeconds = 0.08, kShapeShiftSeconds = 0.02;
 constexpr double kSoonSeconds = 0.36;  // after a beat: its T wave, or an early beat
 constexpr double kLongestRrSeconds = 2.5;
-constexpr double kUsualRrSeconds = 0.8;  // until beats are known
 
 // Floors.
 constexpr double kFloorSeconds = 1.5, kFloorEverySeconds = 0.1, kFloorStepSeconds = 0.02;
@@ -92,36 +91,6 @@ constexpr double kAsleepSeconds = 1.6, kAsleepRrs = 1.6, kAsleepAgainSeconds = 0
                  kAsleepSlope = 0.7;
 constexpr double kPeakOverFloor = 3;  // a signal that does not stand out from its floor has no beats
 
-constexpr std::size_t kRankAtOnce = 8;
-
-// The value that `rank` of `count` values are at the most below of. Begins with a guess, the value of before,
-// and goes from each to the next one above or below it: few have come and gone. There is room behind the
-// values for a multiple of kRankAtOnce of them.
-float OfRank(float* values, std::size_t count, std::size_t rank, float guess) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    for (; count % kRankAtOnce != 0; ++count) values[count] = kInfinity;
-    while (true) {
-        int below[kRankAtOnce] = {}, above[kRankAtOnce] = {};
-        float under[kRankAtOnce], over[kRankAtOnce];
-        std::fill_n(under, kRankAtOnce, -kInfinity);
-        std::fill_n(over, kRankAtOnce, kInfinity);
-        for (const float* x = values; x != values + count; x += kRankAtOnce) {
-            for (std::size_t n = 0; n < kRankAtOnce; ++n) {
-                below[n] += x[n] < guess ? 1 : 0;
-                above[n] += x[n] > guess ? 1 : 0;
-                under[n] = x[n] < guess && x[n] > under[n] ? x[n] : under[n];
-                over[n] = x[n] > guess && x[n] < over[n] ? x[n] : over[n];
-            }
-        }
-        if (static_cast<std::size_t>(std::accumulate(below, below + kRankAtOnce, 0)) > rank)
-            guess = *std::max_element(under, under + kRankAtOnce);
-        else if (count - static_cast<std::size_t>(std::accumulate(above, above + kRankAtOnce, 0)) <= rank)
-            guess = *std::min_element(over, over + kRankAtOnce);
-        else
-            return guess;
-    }
-}
-
 std::vector<float> MeanTaps(long long half) {
     std::vector<double> taps;
     for (long long i = -half; i <= half; ++i)
@@ -151,6 +120,19 @@ const float* BeatFinder::Ring::Rows(long long first, std::size_t count, std::vec
     return room.data();
 }
 
+void BeatFinder::Filter::Next(const Ring& from, float* filtered) {
+    const float* const rows = from.Rows(m_place - Half(), m_taps.size(), m_room);
+    const std::size_t late = kTogether - 1, early = m_taps.size() - late;  // taps
+    const auto turn = static_cast<std::size_t>(m_place++) % kTogether;
+    if (turn == 0) {
+        std::fill(m_sums.begin(), m_sums.end(), 0.0F);
+        AddProducts(m_taps.data(), early, rows, m_chn, kTogether * m_chn, m_sums.data());
+    }
+    float* const own = &m_sums[turn * m_chn];
+    AddProducts(&m_taps[early], late, rows + early * m_chn, m_chn, m_chn, own);
+    std::copy_n(own, m_chn, filtered);
+}
+
 BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
     : m_chn(chn),
       m_step(std::max(1, fs / kPlacesPerSecond)),
@@ -158,10 +140,9 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
       m_uVpb(std::min(uVpb, kMostUvPerUnit)),
       m_first(chn),
       m_sum(chn),
-      m_bandTaps(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds))),
-      m_slopeTaps(BandPassTaps(kSlopeLowHz, kSlopeHighHz, m_rate, Places(kSlopeHalfSeconds))),
-      m_meanTaps(MeanTaps(Places(kMeanHalfSeconds))),
-      m_rows(m_bandTaps.size() * chn),
+      m_bandFilter(BandPassTaps(kBandLowHz, kBandHighHz, m_rate, Places(kBandHalfSeconds)), chn),
+      m_slopeFilter(BandPassTaps(kSlopeLowHz, kSlopeHighHz, m_rate, Places(kSlopeHalfSeconds)), chn),
+      m_meanFilter(MeanTaps(Places(kMeanHalfSeconds)), chn),
       m_signal(Places(kSignalSeconds), chn),
       m_band(Places(kBandSeconds), chn),
       m_energy(Places(kEnergySeconds), chn),
@@ -169,7 +150,9 @@ BeatFinder::BeatFinder(int fs, std::size_t chn, double uVpb)
       m_slope(Places(kBandSeconds), chn),
       m_fused(Places(kEnvelopeSeconds), 1),
       m_leads(chn),
-      m_shape(static_cast<std::size_t>(2 * Places(kShapeHalfSeconds) + 1) * chn) {
+      m_shape(static_cast<std::size_t>(2 * Places(kShapeHalfSeconds) + 1) * chn),
+      m_products(3 * chn),
+      m_likeness(chn) {
     m_rrs.Fill(kUsualRrSeconds * m_rate);
     m_rejected.reserve(kMostBeats);
     m_beats.reserve(kMostBeats);
@@ -189,7 +172,7 @@ const std::vector<long long>& BeatFinder::Take(const short* frame) {
 // The last place is repeated until everything has been judged; what would lie after the end is left out.
 const std::vector<long long>& BeatFinder::Finish() {
     m_beats.clear();
-    const long long held = Half(m_bandTaps) + Half(m_meanTaps) + 1 + Places(kAwakeningSeconds);
+    const long long held = m_bandFilter.Half() + m_meanFilter.Half() + 1 + Places(kAwakeningSeconds);
     for (long long i = 0; i < held && m_taken > 0; ++i) {
         const float* last = m_signal.Row(m_taken - 1);
         for (std::size_t c = 0; c < m_chn; ++c) m_sum[c] = static_cast<double>(last[c]) / m_uVpb * m_step;
@@ -214,17 +197,13 @@ void BeatFinder::TakePlace() {
     std::fill(m_sum.begin(), m_sum.end(), 0.0);
     m_summed = 0;
     ++m_taken;
-    const long long centre = m_taken - 1 - Half(m_bandTaps);
+    const long long centre = m_taken - 1 - m_bandFilter.Half();
     if (centre < 0) return;
-    ConvolveAt(m_signal, m_bandTaps, centre, m_band.Row(centre));
+    m_bandFilter.Next(m_signal, m_band.Row(centre));
     float* const slope = m_slope.Row(centre);
-    ConvolveAt(m_signal, m_slopeTaps, centre, slope);
+    m_slopeFilter.Next(m_signal, slope);
     for (std::size_t c = 0; c < m_chn; ++c) slope[c] = std::abs(slope[c]);
     TakeEnvelope(centre - 1);
-}
-
-void BeatFinder::ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre, float* sums) {
-    Convolve(taps, m_chn, from.Rows(centre - Half(taps), taps.size(), m_rows), sums);
 }
 
 // Signal and slope, a quarter of a period apart, make an envelope without ripple.
@@ -238,10 +217,10 @@ void BeatFinder::TakeEnvelope(long long centre) {
             (static_cast<double>(after[c]) - static_cast<double>(before[c])) * m_rate / 2 / kBandMiddle;
         energy[c] = static_cast<float>(band * band + slope * slope);
     }
-    const long long place = centre - Half(m_meanTaps);
+    const long long place = centre - m_meanFilter.Half();
     if (place < 0) return;
     float* const envelope = m_envelope.Row(place);
-    ConvolveAt(m_energy, m_meanTaps, place, envelope);
+    m_meanFilter.Next(m_energy, envelope);
     for (std::size_t c = 0; c < m_chn; ++c) envelope[c] = std::sqrt(envelope[c]);
     m_ready = place + 1;
     if (m_isStarted)
@@ -385,7 +364,7 @@ double BeatFinder::Threshold(long long place) const {
 }
 
 // What a candidate has to stand out above the threshold.
-double BeatFinder::Caution(long long place) const {
+double BeatFinder::Caution(long long place) {
     const double noisy = std::clamp((m_fusedFloor - kNoisyFloor) / kNoisyFloorWidth, 0.0, 1.0);
     if (!m_hasShape || m_lastBeat < 0 || noisy <= 0) return 0;
     const double unlike = std::clamp((kAlike - Compare(place).likeness) / kAlikeWidth, 0.0, 1.0);
@@ -506,8 +485,9 @@ void BeatFinder::LearnShape(long long place) {
     Fit fit;
     if (m_hasShape) {
         fit = Compare(place);
+        MeasureLikeness(place + fit.shift);
         for (std::size_t c = 0; c < m_chn; ++c)
-            m_leads[c].likeness += kLikenessShare * (Likeness(c, place + fit.shift) - m_leads[c].likeness);
+            m_leads[c].likeness += kLikenessShare * (m_likeness[c] - m_leads[c].likeness);
         if (fit.likeness < kLeastAlike) return;
     }
     const double share = m_hasShape ? kShapeShare : 1;
@@ -522,14 +502,15 @@ void BeatFinder::LearnShape(long long place) {
 }
 
 // The best mean correlation of the leads with the shape, a little to the left or right.
-BeatFinder::Fit BeatFinder::Compare(long long place) const {
+BeatFinder::Fit BeatFinder::Compare(long long place) {
     Fit best;
     const long long most = Places(kShapeShiftSeconds);
     for (long long shift = -most; shift <= most; ++shift) {
+        MeasureLikeness(place + shift);
         double sum = 0, weights = 0;
         for (std::size_t c = 0; c < m_chn; ++c) {
             if (m_leads[c].weight <= 0) continue;
-            sum += m_leads[c].weight * Likeness(c, place + shift);
+            sum += m_leads[c].weight * m_likeness[c];
             weights += m_leads[c].weight;
         }
         if (weights > 0 && sum / weights > best.likeness) best = {sum / weights, shift};
@@ -537,18 +518,25 @@ BeatFinder::Fit BeatFinder::Compare(long long place) const {
     return best;
 }
 
-// The correlation of a lead with its shape; 0 where either is flat.
-double BeatFinder::Likeness(std::size_t lead, long long place) const {
+// The correlation of each lead with its shape; 0 where either is flat. Leads go side by side.
+void BeatFinder::MeasureLikeness(long long place) {
     const long long half = Places(kShapeHalfSeconds);
-    double xy = 0, xx = 0, yy = 0;
-    for (long long k = -half; k <= half; ++k) {
-        const double x = static_cast<double>(m_band.Row(place + k)[lead]);
-        const double y = m_shape[static_cast<std::size_t>(k + half) * m_chn + lead];
-        xy += x * y;
-        xx += x * x;
-        yy += y * y;
+    std::fill(m_products.begin(), m_products.end(), 0.0);
+    double* __restrict const xy = m_products.data();
+    double* __restrict const xx = xy + m_chn;
+    double* __restrict const yy = xx + m_chn;
+    const double* y = m_shape.data();
+    for (long long k = -half; k <= half; ++k, y += m_chn) {
+        const float* const band = m_band.Row(place + k);
+        for (std::size_t c = 0; c < m_chn; ++c) {
+            const double x = static_cast<double>(band[c]);
+            xy[c] += x * y[c];
+            xx[c] += x * x;
+            yy[c] += y[c] * y[c];
+        }
     }
-    return xx > 0 && yy > 0 ? xy / std::sqrt(xx * yy) : 0;
+    for (std::size_t c = 0; c < m_chn; ++c)
+        m_likeness[c] = xx[c] > 0 && yy[c] > 0 ? xy[c] / std::sqrt(xx[c] * yy[c]) : 0;
 }
 
 double BeatFinder::Quality(std::size_t index) const {

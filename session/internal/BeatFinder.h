@@ -23,14 +23,18 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "core/FloatingPoint.h"
+#include "session/internal/FilterTaps.h"
 
 namespace qz {
 
 class BeatFinder {
 public:
+    static constexpr double kUsualRrSeconds = 0.8;  // until beats are known
+
     /// fs: samples per second, 100 to 10000; chn: leads, 1 or more; uVpb: microvolts per unit of the frames,
     /// above 0; more than 1e9 count as 1e9.
     BeatFinder(int fs, std::size_t chn, double uVpb);
@@ -116,6 +120,27 @@ private:
         long long m_lap = 0;  // place of the first row
         std::vector<float> m_values;
     };
+    // A symmetric filter of odd length for the places of a ring, one after the other from 0 on. Four of them
+    // share the work, as their sums do not wait for each other: the first one adds up for all four what is
+    // there already, and each adds the rest when it comes.
+    class Filter {
+    public:
+        Filter(std::vector<float> taps, std::size_t chn)
+            : m_taps(std::move(taps)), m_chn(chn), m_room(m_taps.size() * chn), m_sums(kTogether * chn) {}
+        /// Places from its middle to its ends.
+        long long Half() const { return qz::Half(m_taps); }
+        /// Writes what it makes of all leads at the next place, around which the ring has so many.
+        void Next(const Ring& from, float* filtered);
+
+    private:
+        static constexpr std::size_t kTogether = 4;
+
+        std::vector<float> m_taps;
+        std::size_t m_chn;
+        long long m_place = 0;      // the next one
+        std::vector<float> m_room;  // of Rows
+        std::vector<float> m_sums;  // of four places, [place][lead]
+    };
     struct Lead {
         // Of the last beats: envelope at the beat, its largest value since the beat before, slope at the
         // beat.
@@ -132,7 +157,6 @@ private:
     };
 
     void TakePlace();
-    void ConvolveAt(const Ring& from, const std::vector<float>& taps, long long centre, float* sums);
     void TakeEnvelope(long long centre);
     void Start();
     void Step(long long place);
@@ -149,7 +173,7 @@ private:
     void LearnLeads(long long place);
     void LearnShape(long long place);
     double Threshold(long long place) const;
-    double Caution(long long place) const;
+    double Caution(long long place);
     bool IsTWave(const Candidate& candidate) const;
     bool IsSpike(long long place) const;
     double Slope(long long place) const;
@@ -157,8 +181,8 @@ private:
         double likeness = -1;
         long long shift = 0;
     };
-    Fit Compare(long long place) const;
-    double Likeness(std::size_t lead, long long place) const;
+    Fit Compare(long long place);
+    void MeasureLikeness(long long place);
     double Largest(const Ring& ring, std::size_t lead, long long from, long long to) const;
     double Fused(long long place) const { return static_cast<double>(*m_fused.Row(place)); }
     // To the nearest place; of no negative time.
@@ -173,9 +197,8 @@ private:
     std::vector<double> m_sum;   // of the frames to the next place
     int m_summed = 0;
 
-    std::vector<float> m_bandTaps, m_slopeTaps, m_meanTaps;  // symmetric, of odd number
-    std::vector<float> m_rows;                               // what lies under the taps
-    Ring m_signal, m_band, m_energy, m_envelope, m_slope;    // per lead
+    Filter m_bandFilter, m_slopeFilter, m_meanFilter;
+    Ring m_signal, m_band, m_energy, m_envelope, m_slope;  // per lead
     Ring m_fused;
     long long m_taken = 0;  // places with a signal
     long long m_ready = 0;  // places with an envelope
@@ -190,6 +213,8 @@ private:
     std::vector<Candidate> m_rejected;  // that can still be searched back
     std::vector<double> m_shape;        // running mean of the beats' bands, [place][lead]
     bool m_hasShape = false;
+    // Of all leads, by MeasureLikeness: signal by shape, signal and shape squared; correlation.
+    std::vector<double> m_products, m_likeness;
     long long m_lastBeat = -1;
     double m_lastSlope = 0;
     long long m_lastAwakening = 0;

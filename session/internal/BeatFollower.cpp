@@ -12,9 +12,8 @@ namespace {
 
 constexpr std::size_t kFewestTogether = 3;  // leads with a majority
 constexpr int kFreshSeconds = 10;
-constexpr short kRenewedBeats = 6;         // of what was before a seventh is left
-constexpr double kToldAfterSeconds = 0.1;  // within this all leads have folded a beat in
-constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
+constexpr short kRenewedBeats = 6;  // of what was before a seventh is left
+constexpr float kUnknown = std::numeric_limits<float>::quiet_NaN();
 
 }  // namespace
 
@@ -48,7 +47,7 @@ bool BeatFollower::Match(const short* frame, const IsGoodLead& isGood, BeatEvent
         m_firstFold = m_frames;
         m_r = m_frames - group.matcher.SamplesSinceR();
     }
-    if (m_firstFold < 0 || m_frames - m_firstFold < static_cast<long long>(kToldAfterSeconds * m_fs))
+    if (m_firstFold < 0 || m_frames - m_firstFold < static_cast<long long>(kFoldedWithinSeconds * m_fs))
         return false;
     Tell(isGood, event);
     return true;
@@ -68,9 +67,9 @@ void BeatFollower::Tell(const IsGoodLead& isGood, BeatEvent& event) {
             m_leads[lead].beats >= kRenewedBeats &&
             m_frames - m_leads[lead].lastFold <= static_cast<long long>(kFreshSeconds) * m_fs &&
             isGood(lead, SamplesSinceR());
-        event.levelUv[lead] = isKnown ? m_own.levelUv[lead] : kNothing;
-        event.slopeUvPerMs[lead] = isKnown ? m_own.slopeUvPerMs[lead] : kNothing;
-        event.jUv[lead] = isKnown ? m_own.jUv[lead] : kNothing;
+        event.levelUv[lead] = isKnown ? m_own.levelUv[lead] : kUnknown;
+        event.slopeUvPerMs[lead] = isKnown ? m_own.slopeUvPerMs[lead] : kUnknown;
+        event.jUv[lead] = isKnown ? m_own.jUv[lead] : kUnknown;
     }
 }
 

@@ -26,6 +26,8 @@ using IsGoodLead = std::function<bool(std::size_t lead, long long samplesSinceR)
 
 class BeatFollower {
 public:
+    static constexpr double kFoldedWithinSeconds = 0.1;  // all leads have folded a beat in
+
     /// fs: samples per second; chn: leads; ST is measured postJms after J + 6 ms; with the averaged beat that
     /// it begins with, which Reaches.
     BeatFollower(int fs, std::size_t chn, int postJms, const LearnedBeat& beat);

@@ -15,14 +15,14 @@ namespace qz {
 namespace {
 
 // Place.
-constexpr int kFoundNearMs = 80;  // of the steepest place
-constexpr int kSlopeMs = 10;      // span of the slope that places a beat
+constexpr int kFoundNearMs = 80;     // of the steepest place
+constexpr int kPlacingSlopeMs = 10;  // span of the slope that places a beat
 
 // Likeness: correlation of the QRS and the start of ST.
 constexpr int kLikeBeforeMs = 100;         // of the steepest place
 constexpr int kLikeAfterMs = 140;          // of it
 constexpr int kAlignMs = 40;               // a beat's position moves at most this far
-constexpr double kAlike = 0.9;             // a clean beat against the average
+constexpr double kCleanAlike = 0.9;        // a clean beat against the average
 constexpr double kPeer = 0.85;             // two beats before they are aligned
 constexpr double kLeadPeer = 0.5;          // two beats in one lead, which may be noisy
 constexpr double kUsableLead = 0.7;        // a beat against the average, in a lead with something to say
@@ -185,12 +185,12 @@ void BeatLearner::Cancel() {
 
 int BeatLearner::Slope(int frame, std::size_t lead) const {
     const auto at = static_cast<std::size_t>(frame) * m_chn + lead;
-    const auto span = static_cast<std::size_t>(std::max(1, Samples(kSlopeMs)));
+    const auto span = static_cast<std::size_t>(std::max(1, Samples(kPlacingSlopeMs)));
     return std::abs(m_frames[at] - m_frames[at - span * m_chn]);
 }
 
 void BeatLearner::ScaleLead(std::size_t lead) {
-    const int span = std::max(1, Samples(kSlopeMs));
+    const int span = std::max(1, Samples(kPlacingSlopeMs));
     double squares = 0;
     for (int i = span; i < FrameCount(); ++i) squares += static_cast<double>(Slope(i, lead)) * Slope(i, lead);
     m_scale[lead] = std::sqrt(squares / std::max(1, FrameCount() - span));
@@ -200,7 +200,7 @@ void BeatLearner::ScaleLead(std::size_t lead) {
 // slope, so that a large lead does not outvote the rest. Beats whose row or whose search would leave the
 // stretch are left out.
 void BeatLearner::PlaceBeat(int found) {
-    const int span = std::max(1, Samples(kSlopeMs));
+    const int span = std::max(1, Samples(kPlacingSlopeMs));
     const int margin = Samples(kAlignMs);
     // The slope at a place is that of the span up to it.
     const int from = std::max(found - Samples(kFoundNearMs) + span / 2, span);
@@ -285,7 +285,7 @@ void BeatLearner::AlignBeat(int beat) {
         }
     }
     const bool isAnother = m_clean.empty() || bestPlace > m_clean.back();  // not one beat found twice
-    if (isAnother && bestLikeness >= kAlike) m_clean.push_back(bestPlace);
+    if (isAnother && bestLikeness >= kCleanAlike) m_clean.push_back(bestPlace);
 }
 
 void BeatLearner::EndAlignment() {

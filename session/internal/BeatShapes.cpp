@@ -12,7 +12,6 @@ namespace qz {
 namespace {
 
 constexpr std::size_t kMostShapes = 3;
-constexpr double kToldAfterSeconds = 0.1;  // within this all shapes have folded a beat in
 constexpr double kSameBeatSeconds = 0.15;
 constexpr int kSilentSeconds = 120;
 
@@ -112,7 +111,7 @@ std::optional<long long> BeatShapes::TakeBeat(std::size_t i, long long index, Be
         if (i != m_dominant) return {};
     } else {
         if (m_waitingR) told = Tell(event);
-        m_waitingUntil = index + static_cast<long long>(kToldAfterSeconds * m_fs);
+        m_waitingUntil = index + static_cast<long long>(BeatFollower::kFoldedWithinSeconds * m_fs);
     }
     m_waitingR = r;
     m_waitingShape = m_shapes[i].number;
@@ -150,6 +149,12 @@ void BeatShapes::Renew(std::size_t lead) {
 
 std::vector<std::vector<float>> BeatShapes::BeatUv() const {
     return HasBeat() ? m_shapes[m_dominant].follower.BeatUv() : std::vector<std::vector<float>>();
+}
+
+BeatPositionsMs BeatShapes::PositionsOf(int number) const {
+    return std::find_if(m_shapes.begin(), m_shapes.end(),
+                        [number](const Shape& shape) { return shape.number == number; })
+        ->follower.Positions();
 }
 
 BeatPositionsMs BeatShapes::Positions() const {

@@ -52,6 +52,8 @@ public:
     /// and all 0, before Add.
     std::vector<std::vector<float>> BeatUv() const;
     BeatPositionsMs Positions() const;
+    /// Those of a shape that it follows.
+    BeatPositionsMs PositionsOf(int number) const;
 
 private:
     struct Shape {

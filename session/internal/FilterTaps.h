@@ -1,7 +1,6 @@
-// FilterTaps: coefficients of filters without distortion of phase.
+// FilterTaps: filters without distortion of phase, and correlations: sums of products side by side.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -14,26 +13,17 @@ std::vector<float> BandPassTaps(double lowHz, double highHz, double rate, long l
 /// Of taps of odd number: those before the middle one.
 inline long long Half(const std::vector<float>& taps) { return static_cast<long long>(taps.size() / 2); }
 
-/// The part of Convolve for N leads, the first of which `rows` and `sums` point to.
-template <std::size_t N>
-void ConvolveLeads(const std::vector<float>& taps, std::size_t chn, const float* rows, float* sums) {
-    float sum[N] = {};
-    for (const float tap : taps) {
-        for (std::size_t c = 0; c < N; ++c) sum[c] += tap * rows[c];
-        rows += chn;
-    }
-    std::copy_n(sum, N, sums);
-}
-
-/// Writes to `sums` what the taps make of `chn` leads side by side: `rows` holds the samples of all leads
-/// under the first tap, then those under the next. Each lead is summed up from the first tap to the last;
-/// leads go together, as none has to wait for the sum of another. Single precision puts a sum of 200 terms
-/// off by a hundred thousandth of its largest ones.
-inline void Convolve(const std::vector<float>& taps, std::size_t chn, const float* rows, float* sums) {
-    std::size_t c = 0;
-    for (; c + 12 <= chn; c += 12) ConvolveLeads<12>(taps, chn, rows + c, sums + c);
-    for (; c + 4 <= chn; c += 4) ConvolveLeads<4>(taps, chn, rows + c, sums + c);
-    for (; c < chn; ++c) ConvolveLeads<1>(taps, chn, rows + c, sums + c);
-}
+/// Adds to each of `width` sums side by side what `count` taps make of the samples under them:
+///
+///   sums[i] += taps[0] x[i] + taps[1] x[i + step] + taps[2] x[i + 2 step] + ...
+///
+/// Where x holds the samples of all leads at one place, then those at the next, and `step` is the number of
+/// leads, a width of so many filters all leads at one place, and a multiple of it several places together.
+/// Each sum runs from the first tap to the last, whatever the width; sums side by side do not wait for each
+/// other. Single precision puts a sum of 200 terms off by a hundred thousandth of its largest ones.
+void AddProducts(const float* taps, std::size_t count, const float* x, std::size_t step, std::size_t width,
+                 float* sums);
+void AddProducts(const float* taps, std::size_t count, const double* x, std::size_t step, std::size_t width,
+                 double* sums);
 
 }  // namespace qz

@@ -15,7 +15,7 @@ constexpr short kVotedBeats = 5;
 constexpr long long kPauseSeconds = 4;  // what is longer is no interval: leads were off, or noisy
 constexpr std::size_t kAlikeIntervals = 5;
 constexpr long long kRateSeconds = 10;
-constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNoRate = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
@@ -23,11 +23,11 @@ RateFollower::RateFollower(int fs, std::size_t chn)
     : m_fs(fs),
       m_detector(fs, static_cast<int>(chn), 0, kConditionedUvPerUnit),  // the signal is free of mains
       m_votedRr(kVotedBeats),
-      m_votedBpm(kNothing) {}
+      m_votedBpm(kNoRate) {}
 
 void RateFollower::Take(const short* conditioned) {
     const short rrMs = SteadyRRms(m_detector.QRSdetect(conditioned), m_fs, m_votedRr);
-    if (rrMs >= 0) m_votedBpm = rrMs > 0 ? kMsPerSecond * kSecondsPerMinute / rrMs : kNothing;
+    if (rrMs >= 0) m_votedBpm = rrMs > 0 ? kMsPerSecond * kSecondsPerMinute / rrMs : kNoRate;
 }
 
 IntervalEvent RateFollower::TakeBeat(long long frame) {

@@ -13,8 +13,8 @@ namespace qz {
 namespace {
 
 constexpr int kMeanHz = 250;
-constexpr int kBeforeMs = 300, kAfterMs = 420;  // of R, as far as the averaged beat goes
-constexpr int kLagMs = 60;                      // between the R of the engine and that of the averaged beat
+constexpr int kBeatBeforeMs = 300, kBeatAfterMs = 420;  // of R, as far as the averaged beat goes
+constexpr int kLagMs = 60;  // between the R of the engine and that of the averaged beat
 constexpr int kAlignBeforeMs = 80, kAlignAfterMs = 100;  // of R: what beats are aligned by
 constexpr std::size_t kFewestBeats = 5;                  // in a mean that is measured
 
@@ -53,13 +53,15 @@ STMeter::STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSeco
       m_counts(chn),
       m_delineator(chn) {}
 
-void STMeter::Start(const LearnedBeat& beat) {
+void STMeter::Start(const LearnedBeat& beat, double rMs) {
     const int r = std::clamp(beat.posR, beat.posQ, beat.posJ);
-    m_before = Samples(std::min(1.0 * kBeforeMs, r * kMsPerSecond / m_fs), m_hz);
-    const int after = Samples(std::min(1.0 * kAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
+    m_before = Samples(std::min(1.0 * kBeatBeforeMs, r * kMsPerSecond / m_fs), m_hz);
+    const int after =
+        Samples(std::min(1.0 * kBeatAfterMs, (beat.length - 1 - r) * kMsPerSecond / m_fs), m_hz);
     m_length = m_before + after + 1;
     const auto length = static_cast<std::size_t>(m_length);
     m_row.resize(length);
+    m_beat.resize(length);
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         std::vector<short> row((length + kLanes - 1) / kLanes * kLanes);
         for (int i = 0; i < m_length; ++i)
@@ -74,11 +76,12 @@ void STMeter::Start(const LearnedBeat& beat) {
     }
     m_usable = beat.usable;
     if (std::count(m_usable.begin(), m_usable.end(), true) == 0) m_usable.assign(m_chn, true);
-    const double rMs = m_before * kMsPerSecond / m_hz;
-    m_at = m_delineator.Find(m_means, m_hz, m_usable, rMs);
+    const double steepestMs = SteepestMs();
+    m_rMs = steepestMs + rMs - r * kMsPerSecond / m_fs;
+    m_at = m_delineator.Find(m_means, m_hz, m_usable, steepestMs);
     if (!m_at.isSure) {
-        m_at.qMs = rMs + (beat.posQ - r) * kMsPerSecond / m_fs;
-        m_at.jMs = rMs + (beat.posJ - r) * kMsPerSecond / m_fs;
+        m_at.qMs = steepestMs + (beat.posQ - r) * kMsPerSecond / m_fs;
+        m_at.jMs = steepestMs + (beat.posJ - r) * kMsPerSecond / m_fs;
     }
     m_lag = 0;
     m_recentCount = m_foldsSince = 0;
@@ -107,10 +110,10 @@ void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>
         m_isFast = true;
     else if (event.bpm < m_rateLimitBpm - kRateSlackBpm)
         m_isFast = false;
-    event.stPointMs = m_isFast ? kFastSTPointMs : kSTPointMs;
-    const double toRMs = lag * kMsPerSecond / m_fs - m_before * kMsPerSecond / m_hz;
-    event.qMs = m_at.qMs + toRMs;
-    event.jMs = m_at.jMs + toRMs;
+    event.stPointMs = m_byHand.stMs.value_or(m_isFast ? kFastSTPointMs : kSTPointMs);
+    const double toRMs = lag * kMsPerSecond / m_fs - SteepestMs();
+    event.qMs = QMs() + toRMs;
+    event.jMs = JMs() + toRMs;
     for (std::size_t lead = 0; lead < m_chn; ++lead)
         event.st[lead] = std::isnan(event.levelUv[lead]) || m_leads[lead].count < kFewestBeats
                              ? STMeasure{}
@@ -152,10 +155,12 @@ int STMeter::FindLag(const FrameRing& frames, long long r) const {
 }
 
 void STMeter::TakeBeat(const FrameRing& frames, long long first, const std::vector<bool>& isGood) {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(m_length); ++i) {
-        const short* const frame = frames.Frame(first + static_cast<long long>(i) * m_step);
-        for (std::size_t lead = 0; lead < m_chn; ++lead)
-            if (isGood[lead]) m_leads[lead].beats[m_leads[lead].next][i] = frame[lead];
+    for (std::size_t i = 0; i < m_beat.size(); ++i)
+        m_beat[i] = frames.Frame(first + static_cast<long long>(i) * m_step);
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        if (!isGood[lead]) continue;
+        std::transform(m_beat.begin(), m_beat.end(), m_leads[lead].beats[m_leads[lead].next].begin(),
+                       [lead](const short* frame) { return frame[lead]; });
     }
 }
 
@@ -201,10 +206,13 @@ void STMeter::Average(std::size_t lead) {
     }
 }
 
+/// The steepest place of the QRS, by which beats are cut out, in the mean.
+double STMeter::SteepestMs() const { return m_before * kMsPerSecond / m_hz; }
+
 void STMeter::FollowPositions() {
     m_foldsSince = 0;
     if (std::count(m_counts.begin(), m_counts.end(), true) == 0) return;
-    const Delineation now = m_delineator.Find(m_means, m_hz, m_counts, m_before * kMsPerSecond / m_hz);
+    const Delineation now = m_delineator.Find(m_means, m_hz, m_counts, SteepestMs());
     if (!now.isSure) {
         m_recentCount = 0;
         return;
@@ -241,21 +249,23 @@ STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
     const std::vector<double>& mean = m_row;
     double prUv = 0;
     int count = 0;
-    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) prUv += At(mean, m_at.qMs + ms);
+    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) prUv += At(mean, QMs() + ms);
     prUv /= count;
-    const double steepestMs = SteepestOfT(mean);
+    const double jMs = JMs(), steepestMs = SteepestOfT(mean);
+    const auto levelAnywhere = [&](double afterJms) {
+        return static_cast<float>(At(mean, jMs + afterJms) - prUv);
+    };
     const auto level = [&](double afterJms) {
-        const double ms = m_at.jMs + afterJms;
-        return static_cast<float>(ms > steepestMs ? kNaN : At(mean, ms) - prUv);
+        return jMs + afterJms > steepestMs ? STMeasure::kNothing : levelAnywhere(afterJms);
     };
     STMeasure st;
     st.jUv = level(0);
     st.j20Uv = level(20);
     st.j60Uv = level(kFastSTPointMs);
     st.j80Uv = level(kSTPointMs);
-    st.levelUv = level(pointMs);
+    st.levelUv = m_byHand.stMs ? levelAnywhere(pointMs) : level(pointMs);
     st.slopeUvPerMs = static_cast<float>((st.levelUv - st.jUv) / pointMs);
-    st.isOnT = m_at.jMs + pointMs > steepestMs;
+    st.isOnT = jMs + pointMs > steepestMs;
     if (st.slopeUvPerMs >= kHorizontalUvPerMs)
         st.shape = STShape::Upsloping;
     else if (st.slopeUvPerMs <= -kHorizontalUvPerMs)
@@ -269,8 +279,8 @@ STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
 double STMeter::SteepestOfT(const std::vector<double>& mean) const {
     constexpr double kNever = std::numeric_limits<double>::infinity();
     const double stepMs = kMsPerSecond / m_hz;
-    const double fromMs = m_at.jMs + kTFromMs;
-    const double toMs = std::min(m_at.jMs + kTSearchMs, (m_length - 1) * stepMs - kTSlopeMs);
+    const double fromMs = JMs() + kTFromMs;
+    const double toMs = std::min(JMs() + kTSearchMs, (m_length - 1) * stepMs - kTSlopeMs);
     const double baseUv = At(mean, fromMs);
     const auto visitSteps = [fromMs, stepMs](double lastMs, auto visit) {
         double ms = fromMs;
@@ -293,8 +303,9 @@ double STMeter::SteepestOfT(const std::vector<double>& mean) const {
         return sign * (At(mean, ms + kTSlopeMs) - At(mean, ms - kTSlopeMs));
     };
     visitSteps(peakMs, [&](double ms) {
-        if (slope(ms) <= steepest) return;
-        steepest = slope(ms);
+        const double steep = slope(ms);
+        if (steep <= steepest) return;
+        steepest = steep;
         steepestMs = ms;
     });
     double calmest = steepest;

@@ -15,6 +15,8 @@
 // A high-pass lets the level sag after each QRS by a share of its area: by 20 uV at 0.05 Hz where S is 1.5 mV
 // deep. What it took off is known and given back: x' = y' + sag y, the beginning of its inverse.
 //
+// A point that is set by hand stands in the place of the one that is followed.
+//
 // The mean is kept at about 250 Hz, which holds all that a low-pass of 40 Hz leaves.
 // Allocates in the constructor and in Start. One object belongs to one thread.
 #pragma once
@@ -35,14 +37,20 @@ public:
     /// been through a high-pass whose answer to a step falls by sagPerSecond of it in a second at first.
     STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSecond);
 
-    /// Begins with this averaged beat and its positions, as though ten beats had been like it.
-    void Start(const LearnedBeat& beat);
+    /// Begins with this averaged beat and its positions, as though ten beats had been like it. Points by hand
+    /// count from its time rMs.
+    void Start(const LearnedBeat& beat, double rMs);
     /// What it has of beats is of the past: there are no values until five new ones are in the mean.
     void Renew();
+    /// Measures at these points from now on, which are in range.
+    void SetPoints(const PointsByHand& points) { m_byHand = points; }
     /// A beat has its R at frame `r` of `frames`, whose values of the engine and heart rate `event` holds:
     /// folds it in, on leads that are good in it, and writes st, stPointMs, qMs and jMs. `event.st` has room
     /// for all leads. After Start.
     void Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event);
+    /// Onset and end of the QRS as they are measured from, ms from rMs of Start.
+    double QFromRMs() const { return QMs() - m_rMs; }
+    double JFromRMs() const { return JMs() - m_rMs; }
 
 private:
     static constexpr std::size_t kBeats = 10;  // in the mean
@@ -59,6 +67,9 @@ private:
     void FoldLead(std::size_t lead);
     void Average(std::size_t lead);
     void FollowPositions();
+    double SteepestMs() const;
+    double QMs() const { return m_byHand.qMs ? m_rMs + *m_byHand.qMs : m_at.qMs; }
+    double JMs() const { return m_byHand.jMs ? m_rMs + *m_byHand.jMs : m_at.jMs; }
     STMeasure Measure(std::size_t lead, double pointMs);
     double SteepestOfT(const std::vector<double>& mean) const;
     double At(const std::vector<double>& mean, double ms) const;
@@ -74,10 +85,13 @@ private:
     int m_lag = 0;                             // of the latest beat, frames
     std::vector<std::vector<double>> m_means;  // [lead][sample]
     std::vector<double> m_row;                 // mean of one lead, with what the high-pass took off
+    std::vector<const short*> m_beat;          // frames of the beat that is taken
     std::vector<bool> m_usable;                // as the beat was learned
     std::vector<bool> m_counts;                // usable and good
     Delineator m_delineator;
-    Delineation m_at;                     // in force
+    Delineation m_at;                     // as followed
+    PointsByHand m_byHand;                // in the place of those
+    double m_rMs = 0;                     // in the mean, from which these count
     std::array<Delineation, 3> m_recent;  // the latest ones that are sure
     std::size_t m_recentCount = 0;        // of them
     std::size_t m_foldsSince = 0;         // the latest delineation

@@ -14,8 +14,8 @@ namespace qz {
 namespace {
 
 // The PR level: the mean from 8 ms before to 4 ms after the engine's Q.
-constexpr int kPrBeforeMs = 8;
-constexpr int kPrAfterMs = 4;
+constexpr int kPrFromMs = 8;
+constexpr int kPrToMs = 4;
 
 // An upright lead is preferred over an inverted one unless its R stands out less than half as much.
 constexpr double kPreferUpright = 0.5;
@@ -86,8 +86,8 @@ bool TemplateFollower::Match(const short* frame, BeatEvent& event) {
 
     const STrecord* const records = m_match->STvalues(0);
     const TemplGeometry& at = m_match->Geometry();
-    const int prFrom = std::max(0, at.posQ - MsToSamples(kPrBeforeMs, m_fs));
-    const int prTo = at.posQ + MsToSamples(kPrAfterMs, m_fs);
+    const int prFrom = std::max(0, at.posQ - MsToSamples(kPrFromMs, m_fs));
+    const int prTo = at.posQ + MsToSamples(kPrToMs, m_fs);
     for (std::size_t c = 0; c < m_chn; ++c) {
         if (m_oldWeights[c] == CZatMatch::kLeaveOut) continue;
         const bool isFirst = m_areFirst[c] || m_oldWeights[c] < kUsualOldWeight;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # run.sh [NAME...]: applies each break of this folder (all of them, or those named without .patch) to a copy of
 # the sources, one at a time, and runs the tests of what it breaks until one fails: the library's, for session/ and
-# host/ those of the session and of the host's results, for host/live/ its own, for the C functions of a session theirs. Every break must be caught: it ends with an error where
+# host/ those of the session and of the host's results, for host/record/ those of WFDB, for host/live/ its own, for the C functions of a session theirs. Every break must be caught: it ends with an error where
 # one escapes, does not apply any more or does not compile. It works in build/breaks.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -28,6 +28,7 @@ cmake -S "$tree" -B "$tree/build" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_F
 choose_programs() {
     programs=("${library_programs[@]}")
     if grep -qE '^--- a/(session|host)/' "$1"; then programs=("${session_programs[@]}"); fi
+    if grep -q '^--- a/host/record/' "$1"; then programs=(host_wfdb_test); fi
     if grep -q '^--- a/host/live/' "$1"; then programs=(host_live_test); fi
     if grep -q '^--- a/api/qzSessionC' "$1"; then programs=(api_c_test); fi
 }

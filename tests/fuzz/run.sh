@@ -20,9 +20,15 @@ d 212 200 12 0 2 6 0 V5
 # Age: 50
 END
 printf '\0\0\1\2\3\4\5\6\7' >> wfdb/plain
-for format in 16 24 32 80; do
+for format in 8 16 24 32 61 80 160 310 311; do
     printf 'r 1 250 3\nd %s 1000 0 0 0 0 0 I\n\0\0abcdefghijkl' $format | seed wfdb format$format
 done
+# A FLAC stream of two channels with 32 samples each, in blocks of 16.
+printf 'r 2 250 32\nd 516 1000 16 0 0 0 0 I\nd 516 1000 16 0 0 0 0 II\n\0\0' > flac
+printf 'fLaC\200\0\0"\0\20\0\20\0\0\66\0\0\67\0\37B\360\0\0\0 \31\271ao\261\47\246\222\31\202\254\266\216\35\205X' >> flac
+printf '\377\370n\30\0\17\0\62\212\21@\207\317\341\35J\333\215U\215q\134\254\232\226\335,\217{\337A\24\7@\210\363S\31\216\65H\350\2\64k\62\61M\61 \202E\200g\324' >> flac
+printf '\377\370n\30\1\17\0\62\234\21@w\65\71j+\224\35\247\331\321\264\263\30\45\24\243\344u\67\4P!\231R\247\235\27}\4\204\242\356f\372\236\256\260\327\214\253F\237\245' >> flac
+seed wfdb flac < flac
 printf 'r/4 1 250 7\ns 0\ns 2\n~ 3\ns 2\n\0s 1 250 2\nd 16 1000 16 0 0 0 0 I\n\0abcdefgh' | seed wfdb segments
 printf 'r/2 1 250 7\ns 0\ns 2\n\0s 1 250\n~ 0 1/mV 0 0 0 0 0 I\n\0abcdefgh' | seed wfdb layout
 
@@ -53,6 +59,11 @@ edf '\377' BIOSEMI 24BIT 'ECG II' 3 -8388608 8388607 '' | seed edf bdf
 
 printf '\3I,II\n1,2\n-3,4e1\n' | seed csv bare
 printf '\0time_s;I (mV);"II" [uV]\n0;1;2\n0.002;3;4\n0.004;5;6\n' | seed csv times
+
+printf '\1# sampling_rate_hz: 99.9\nI;aVR;Temp (C)\n-1,5;;36,6\nnan;null;1e400\n' | seed csv decimals
+printf '\3\377\376I\0\n\0\61\0\n\0\62\0\n\0' | seed csv utf16
+printf '\3\376\377\0I\0\t\0I\0I\0\n\0\61\0\t\0\62\0\n' | seed csv utf16big
+printf '\4abcdefghijk' | seed csv raw
 
 printf '\1\4\2\4\0\354\1\0\0\0\3\160\4\374abcd\0\0' | seed annotations few
 

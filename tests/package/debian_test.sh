@@ -36,7 +36,7 @@ field "$dev" Depends "libqzstresstempllib1 \(= $(dpkg-deb -f "$runtime" Version)
 field "$program" Package qzstress
 field "$program" Section science
 field "$program" Depends "(.*, )?libqzstresstempllib1 \(= $(dpkg-deb -f "$runtime" Version)\)(, .*)?"
-field "$program" Depends '.*fonts-dejavu-core.*libcairo2 .*libedf.*'
+field "$program" Depends '.*fonts-dejavu-core.*libcairo2 .*libedf.*libflac.*'
 dpkg-deb --ctrl-tarfile "$runtime" | tar -xO ./triggers | grep -qx 'activate-noawait ldconfig'
 dpkg-deb --ctrl-tarfile "$runtime" | tar -xO ./shlibs | grep -qx 'libqzStressTemplLib 1 libqzstresstempllib1 (>= 1.0-1)'
 dpkg-deb --ctrl-tarfile "$runtime" | tar -xO ./symbols | grep -qx ' qzc_stress_match@Base 1.0'

@@ -43,9 +43,10 @@ public:
         beat.rows.resize(1);
         for (int i = 0; i < kLength; ++i)
             beat.rows[0].push_back(static_cast<short>(std::lround(first.At((i - kBefore) * kMsPerSample))));
-        m_meter.Start(beat);
+        m_meter.Start(beat, (kBefore + 2) * kMsPerSample);
     }
 
+    void SetPoints(const PointsByHand& points) { m_meter.SetPoints(points); }
     // What is measured after so many more beats; the R of the engine is 8 ms off.
     STMeasure After(int beats, const BuiltST& heard, double bpm = 75, bool isGood = true) {
         BeatEvent event;
@@ -114,6 +115,29 @@ TEST(STMeter, HasNoLevelOnATWaveButOnAnSTThatRisesIntoItsPeakInOneBow) {
     EXPECT_FALSE(std::isnan(st.j20Uv));
     EXPECT_FALSE(isOnT({0, 0, 180, 70, 160}).isOnT) << "a low T wave";
     EXPECT_FALSE(isOnT({300, 3, 400, 20, 220}).isOnT) << "steep from J on";
+}
+
+TEST(STMeter, MeasuresAtPointsThatAreSetByHandUntilTheyAreGivenBack) {
+    const BuiltST heard{0, 1, 400, 110, 200, 30};
+    Heart heart(heard);
+    const STMeasure own = heart.After(12, heard);
+    const double ownJms = heart.jMs;
+    heart.SetPoints(
+        {-30.0, 60.0,
+         100.0});  // from R of the engine, 8 ms late; PR on the QRS, and an ST point on the T wave
+    const STMeasure st = heart.After(1, heard, 160);
+    EXPECT_EQ(heart.qMs, -30);
+    EXPECT_EQ(heart.jMs, 60);
+    EXPECT_EQ(heart.pointMs, 100);  // at any heart rate
+    const double prUv = (heard.At(-38) + heard.At(-34) + heard.At(-30) + heard.At(-26)) / 4;
+    EXPECT_NEAR(st.jUv, heard.At(68) - prUv, 8);
+    EXPECT_NEAR(st.levelUv, heard.At(168) - prUv, 8);
+    EXPECT_TRUE(st.isOnT);
+    EXPECT_NEAR(st.slopeUvPerMs, (st.levelUv - st.jUv) / 100, 1e-4);
+    heart.SetPoints({});
+    EXPECT_EQ(heart.After(1, heard).j20Uv, own.j20Uv);
+    EXPECT_EQ(heart.jMs, ownJms);
+    EXPECT_EQ(heart.pointMs, 80);
 }
 
 TEST(STMeter, FollowsTheLatestTenBeatsAndLeavesOutTwoOnEitherSide) {

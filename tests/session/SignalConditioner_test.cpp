@@ -160,6 +160,7 @@ TEST(SignalConditioner, IsLostBeyond15MvOfItsStart) {
         frame = static_cast<short>(units);
         conditioner.Process(&frame, &out);
         EXPECT_EQ(conditioner.IsLost(0), bLost) << units;
+        EXPECT_EQ(conditioner.IsAnyLost(), bLost) << units;
     }
 }
 

@@ -358,6 +358,15 @@ TEST(StressSession, MeasuresKindsThatAlternateApartThoughOneAveragedBeatIsLikeBo
     EXPECT_GT(std::abs(levels[1].front() - levels[0].front()), 25);
 }
 
+TEST(StressSession, MatchesHalfAMinuteAnewWithAShapeThatComesBetweenOthers) {
+    BeatTrain train(kFs, 1);
+    train.Noise(4, 1).Beats(1300, 20);
+    for (int i = 0; i < 25; ++i) train.Form(kOther).Beats(1300, 1).Form({}).Beats(1300, 1);
+    const Witness witness = WitnessOf(train.Record(), OptionsFor(1));
+    EXPECT_EQ(witness.learnedTimes.size(), 2U);
+    EXPECT_GT(witness.learnedTimes.back() - witness.learnedFrom, 30);
+}
+
 // Bursts are found as beats, but are not alike: attempts to learn from them fail, 2, 4, 8, 16 and then 20 s
 // apart, on stretches of up to 30 s.
 TEST(StressSession, LearnsAnotherShapeHalfAMinuteAfterNoise) {
@@ -419,6 +428,9 @@ TEST(StressSession, RefusesOptionsAndSaysWhereThereIsNothingToLearn) {
         options.postJms = postJms;
         EXPECT_EQ(StressSession::Refusal(options).empty(), fits) << postJms;
     }
+    options = OptionsFor(1);
+    options.points.jMs = 7;
+    EXPECT_NE(StressSession::Refusal(options), "");
     StressSession session(OptionsFor(1), witness);
     session.Push(nullptr, 5);
     session.Push(Recording{1, std::vector<short>(2000, 5)}.samples.data(), 2000);

@@ -92,28 +92,52 @@ export class Tiles {
   }
 }
 
-/** The beat of one lead in large, where the ST point is set by dragging or by the slider. */
+/** Points that are set by hand: where each counts from, and how far it may be from there, ms. */
+const kPoints = {
+  q: { from: (beats) => beats.r_ms, of: (beats) => beats.q_ms, least: -200, most: -8, words: (ms) => `R − ${-ms} ms` },
+  j: { from: (beats) => beats.r_ms, of: (beats) => beats.j_ms, least: 8, most: 250, words: (ms) => `R + ${ms} ms` },
+  st: { from: (beats) => beats.j_ms, of: (beats) => beats.st_ms, least: 10, most: 200, words: (ms) => `J + ${ms} ms` },
+};
+const kStepMs = 2, kTakenMs = 3000;  // a point that the monitor has not taken by then returns
+
+/** The beat of one lead in large, where Q, J and the ST point are set by dragging or by the sliders. */
 export class BeatDialog {
-  /** setPoint(ms after J, or null for the monitor's own). */
+  /** setPoint(name of kPoints, ms from where it counts, or null for the monitor's own). */
   constructor(setPoint) {
     this.dialog = document.getElementById("beat-dialog");
     this.canvas = document.getElementById("beat");
-    this.slider = document.getElementById("st-point");
     this.lead = 0;
     this.scale = null;
     this.setPoint = setPoint;
+    this.moved = null;    // { name, ms, until } while it is dragged and until the monitor has taken it
+    this.dragged = null;  // name
+    for (const [name, { least, most }] of Object.entries(kPoints)) {
+      const slider = this.slider(name);
+      [slider.min, slider.max, slider.step] = [least, most, kStepMs];
+      slider.addEventListener("input", () => this.change(name, Number(slider.value)));
+      slider.addEventListener("change", () => this.settle());
+    }
     const drag = (event) => {
-      if (event.buttons === 0 || !this.scale) return;
-      const ms = this.scale.msOf(event.offsetX) - this.beats.j_ms;
-      this.change(Math.min(206, Math.max(16, Math.round(ms / 2) * 2)));
+      if (event.buttons === 0 || !this.scale || !this.dragged) return;
+      this.change(this.dragged, this.scale.msOf(event.offsetX) - kPoints[this.dragged].from(this.beats));
     };
-    this.canvas.addEventListener("pointerdown", (event) => { this.canvas.setPointerCapture(event.pointerId); drag(event); });
+    this.canvas.addEventListener("pointerdown", (event) => {
+      if (!this.scale) return;
+      this.canvas.setPointerCapture(event.pointerId);
+      const ms = this.scale.msOf(event.offsetX), away = (name) => Math.abs(kPoints[name].of(this.beats) - ms);
+      this.dragged = Object.keys(kPoints).sort((a, b) => away(a) - away(b))[0];
+      drag(event);
+    });
     this.canvas.addEventListener("pointermove", drag);
-    this.canvas.addEventListener("pointerup", () => this.settle());
-    this.slider.addEventListener("input", () => this.change(Number(this.slider.value)));
-    this.slider.addEventListener("change", () => this.settle());
-    document.getElementById("st-own").addEventListener("click", () => { this.moved = null; setPoint(null); });
-    this.moved = null;  // ms after J while it is being dragged
+    for (const end of ["pointerup", "pointercancel"]) this.canvas.addEventListener(end, () => { this.dragged = null; this.settle(); });
+    document.getElementById("st-own").addEventListener("click", () => {
+      this.moved = null;
+      for (const name of Object.keys(kPoints)) setPoint(name, null);
+    });
+  }
+
+  slider(name) {
+    return document.getElementById(`${name}-point`);
   }
 
   open(lead, name) {
@@ -123,30 +147,45 @@ export class BeatDialog {
     this.draw();
   }
 
-  change(ms) {
-    this.moved = ms;
+  change(name, ms) {
+    const { least, most } = kPoints[name];
+    this.moved = { name, ms: Math.min(most, Math.max(least, Math.round(ms / kStepMs) * kStepMs)), until: Infinity };
     this.draw();
   }
 
   settle() {
     if (this.moved === null) return;
-    this.setPoint(this.moved);
-    this.moved = null;
+    this.setPoint(this.moved.name, this.moved.ms);
+    this.moved.until = performance.now() + kTakenMs;
   }
 
   show(beats, state) {
     this.beats = beats;
     this.state = state;
+    if (this.moved && this.moved.until !== Infinity && beats) {
+      const { from, of } = kPoints[this.moved.name];
+      if (performance.now() > this.moved.until || Math.abs(of(beats) - from(beats) - this.moved.ms) < kStepMs) this.moved = null;
+    }
     if (this.dialog.open) this.draw();
   }
 
   draw() {
-    if (!this.beats) return;
-    const beats = this.moved === null ? this.beats : { ...this.beats, st_ms: this.beats.j_ms + this.moved };
+    if (!this.beats || this.beats.st_ms === null) return;
+    const beats = { ...this.beats };
+    if (this.moved) {
+      const at = kPoints[this.moved.name].from(beats) + this.moved.ms;
+      if (this.moved.name === "j") beats.st_ms += at - beats.j_ms;
+      beats[`${this.moved.name}_ms`] = at;
+    }
     this.scale = drawBeat(this.canvas, beats, this.lead, true);
-    const ms = beats.st_ms === null ? null : Math.round(beats.st_ms - beats.j_ms);
-    if (ms !== null) this.slider.value = ms;
-    document.getElementById("st-point-ms").textContent = ms === null ? "–" : `J + ${ms} ms`;
+    for (const [name, { from, of, words }] of Object.entries(kPoints)) {
+      const ms = Math.round(of(beats) - from(beats)), slider = this.slider(name), text = words(ms);
+      if (Number(slider.value) !== ms) slider.value = ms;
+      slider.setAttribute("aria-valuetext", text);
+      document.getElementById(`${name}-point-ms`).textContent = text;
+    }
+    const isByHand = this.state && this.state.by_hand.some((ms) => ms !== null);
+    document.getElementById("st-own").disabled = !isByHand;
     const lead = this.state && this.state.leads[this.lead];
     document.getElementById("beat-figures").textContent = lead
       ? `ST ${signed(lead.st)} µV, Δ ${signed(lead.change)} µV, ${word("slope")} ${signed(lead.slope)} mV/s, J ${signed(lead.j)} µV` : "";

@@ -66,11 +66,18 @@ export class Link {
   }
 
   /** The kept signal, once it has come; never where the connection is lost meanwhile. */
-  askSignal(from, frames, per) {
+  askSignal(from, frames, per) { return this.ask({ from: Math.max(0, Math.round(from)), frames: Math.round(frames), per }); }
+
+  /** The lowest and the highest samples of a stretch of any length, in about so many columns. */
+  askOverview(from, frames, columns) {
+    return this.ask({ from: Math.max(0, Math.round(from)), frames: Math.max(1, Math.round(frames)), columns });
+  }
+
+  ask(stretch) {
     const number = ++this.requests;
     return new Promise((resolve) => {
       this.waiting.set(number, resolve);
-      this.send({ signal: number, from: Math.max(0, Math.round(from)), frames: Math.round(frames), per });
+      this.send({ signal: number, ...stretch });
     });
   }
 }

@@ -4,13 +4,15 @@ import { BeatDialog, Tiles } from "./beats.js";
 import { Link } from "./link.js";
 import { Alarms, enableControls, openLimits, showEvents, wireControls } from "./panel.js";
 import { Paper } from "./paper.js";
-import { filterDelayMs, LiveSignal, stretchOf } from "./signal.js";
+import { filterDelayMs, LiveSignal, overviewOf, stretchOf } from "./signal.js";
 import { Trends } from "./trends.js";
 import { clock, language, setLanguage, word } from "./words.js";
 
 const kLiveSeconds = 40;       // that are kept here for the running display
 const kFilterSeconds = 3;      // ahead of a frozen stretch, for the filters to settle
 const kMostMarks = 2000, kMostEvents = 500;
+const kWholeSeconds = 120;     // a recording that is longer is shown as a whole at first
+const kOverviewSeconds = 60;   // from which on a stretch is shown by its bounds
 
 const byId = (id) => document.getElementById(id);
 const paper = new Paper(byId("paper"));
@@ -21,6 +23,7 @@ const keep = (name, value) => localStorage.setItem(`qzstress-${name}`, value);
 let hello = null, state = null, beats = null, live = null, tiles = null, selected = 0;
 let frozen = null;  // { end: frame at the right edge, stretch } while the display stands
 let events = [], latestMs = NaN, isLinked = false, isNew = true, results = null, answerTimer = 0, finds = null;
+let marks = [], keptMarks = null;  // of beats: the latest, and of the stretch that was asked for last
 
 const link = new Link({
   opened: () => { isLinked = true; showLink(); },
@@ -38,7 +41,7 @@ const link = new Link({
 });
 const command = (object) => link.send(object);
 const alarms = new Alarms((number) => command({ do: "acknowledge", value: number }));
-const dialog = new BeatDialog((ms) => command(ms === null ? { do: "st-point" } : { do: "st-point", value: ms }));
+const dialog = new BeatDialog((name, ms) => command(ms === null ? { do: `${name}-point` } : { do: `${name}-point`, value: ms }));
 
 const takers = {
   hello(message) {
@@ -49,7 +52,7 @@ const takers = {
     paper.shownLeads = hello.leads.map((_, lead) => lead);
     if (hello.leads.length <= 6) byId("columns").value = "1";
     paper.columns = Number(byId("columns").value);
-    paper.marks = [];
+    marks = [];
     tiles = new Tiles(byId("tiles"), hello.leads, select);
     select(Math.max(0, hello.leads.indexOf("V5")), false);
     byId("lead-boxes").replaceChildren(...hello.leads.map(leadBox));
@@ -66,7 +69,7 @@ const takers = {
     trends.stages = state.stages;
     showFigures();
     showLink();
-    if (hello.view && !frozen && state.kept_s > paper.seconds) freeze(true, paper.seconds);
+    if (hello.view) showView();
     byId("position").max = state.kept_s.toFixed(1);
     if (state.ended && !results) byId("result-links").textContent = word("working");
     byId("results").hidden = !state.ended || hello.view;
@@ -82,7 +85,8 @@ const takers = {
     trends.draw();
   },
   marks(message) {
-    paper.marks = paper.marks.concat(message.marks).slice(-kMostMarks);
+    if (message.request > 0) keptMarks = message;
+    else marks = marks.concat(message.marks).slice(-kMostMarks);
   },
   events(message) {
     // A page that comes again is told all of them.
@@ -101,19 +105,25 @@ const takers = {
     clearTimeout(answerTimer);
     answerTimer = setTimeout(() => { byId("answer").textContent = ""; }, 5000);
   },
+  strip(message) {
+    if (message.file) byId("strip-link").replaceChildren(linkTo(message.file));
+    else byId("strip-link").textContent = word("noStrip") + message.why;
+  },
   results(message) {
     results = message;
-    byId("result-links").replaceChildren(...message.files.map((name) => {
-      const anchor = document.createElement("a");
-      anchor.href = `/results/${name}`;
-      anchor.textContent = name;
-      anchor.target = "_blank";
-      return anchor;
-    }));
+    byId("result-links").replaceChildren(...message.files.map(linkTo));
     if (message.files.length === 0) byId("result-links").textContent = word("noResults") + message.why;
     byId("results").hidden = false;
   },
 };
+
+function linkTo(name) {
+  const anchor = document.createElement("a");
+  anchor.href = `/results/${name}`;
+  anchor.textContent = name;
+  anchor.target = "_blank";
+  return anchor;
+}
 
 function showFigures() {
   byId("bpm").textContent = state.bpm === null ? "–" : Math.round(state.bpm);
@@ -172,27 +182,72 @@ function leadBox(name, lead) {
 
 function freeze(isFrozen, seconds = live ? live.end / hello.fs : 0) {
   if (isFrozen === (frozen !== null) || !live) return;
-  frozen = isFrozen ? { end: live.end, stretch: live } : null;
+  frozen = isFrozen ? { end: live.end, stretch: live, marks } : null;
   byId("freeze").setAttribute("aria-pressed", String(isFrozen));
   byId("freeze").textContent = word(isFrozen ? "live" : "freeze");
   byId("history").hidden = !isFrozen;
-  paper.calipers = null;
-  byId("calipers").textContent = "";
+  measure(null);
+  if (!isFrozen) setZoom("0");
   if (isFrozen) moveTo(seconds);
   isNew = true;
 }
 
+const wholeSeconds = () => Math.max(state ? state.kept_s : 0, live.end / hello.fs);
+const middleSeconds = () => frozen.end / hello.fs - paper.seconds / 2;
+
+// How much a lane shows: as much as the speed has, or a fixed time, of which only the bounds are drawn.
+function setZoom(value) {
+  byId("zoom").value = value;
+  paper.span = value === "all" ? wholeSeconds() : Number(value);
+  byId("speed").disabled = paper.span > 0;
+  isNew = true;
+}
+
+function zoomTo(value, seconds = middleSeconds()) {
+  if (!frozen) return;
+  setZoom(value);
+  moveTo(seconds + paper.seconds / 2);
+}
+
+function zoomBy(steps) {
+  const zoom = byId("zoom"), at = zoom.selectedIndex + steps;
+  if (at >= 0 && at < zoom.options.length) zoomTo(zoom.options[at].value);
+}
+
+// A recording is shown as a whole while it comes, if it is long, until somebody looks closer.
+function showView() {
+  if (!frozen && state.kept_s > paper.seconds) {
+    freeze(true, paper.seconds);
+    if (state.kept_s > kWholeSeconds) zoomTo("all");
+  } else if (frozen && byId("zoom").value === "all" && state.kept_s > paper.span) {
+    zoomTo("all");
+  }
+}
+
 async function moveTo(seconds) {
   const place = frozen;
-  const whole = Math.max(state ? state.kept_s : 0, live.end / hello.fs);
+  measure(null);
+  const whole = wholeSeconds();
+  if (byId("zoom").value === "all") paper.span = whole;
   const at = Math.min(Math.max(seconds, Math.min(paper.seconds, whole)), whole);
   place.end = Math.round(at * hello.fs);
   byId("position").max = whole.toFixed(1);
   byId("position").value = at;
   byId("shown").textContent = `${clock(at - paper.seconds)} – ${clock(at)}`;
-  const frames = Math.ceil((paper.seconds + kFilterSeconds) * hello.fs), end = place.end;
+  const end = place.end;
+  if (paper.seconds >= kOverviewSeconds) {
+    const frames = Math.ceil(paper.seconds * hello.fs), columns = Math.ceil(byId("paper").clientWidth / paper.columns);
+    const { head, samples } = await link.askOverview(end - frames, Math.min(frames, end), columns);
+    if (frozen !== place || place.end !== end || paper.seconds < kOverviewSeconds) return;
+    place.marks = finds ? finds.ventricular.map((time) => [time, "V"]) : [];
+    place.stretch = overviewOf(head, samples, hello.uVpb);
+    isNew = true;
+    return;
+  }
+  const frames = Math.ceil((paper.seconds + kFilterSeconds) * hello.fs);
   const { head, samples } = await link.askSignal(end - frames, Math.min(frames, end), 1);
-  if (frozen !== place || place.end !== end) return;
+  if (frozen !== place || place.end !== end || paper.seconds >= kOverviewSeconds) return;
+  place.marks = keptMarks && keptMarks.request === head.request ? keptMarks.marks : [];
   place.stretch = stretchOf(head, samples, hello.uVpb, hello.fs, live.mainsHz);
   isNew = true;
 }
@@ -203,44 +258,82 @@ byId("back").addEventListener("click", () => moveTo(frozen.end / hello.fs - pape
 byId("forward").addEventListener("click", () => moveTo(frozen.end / hello.fs + paper.seconds / 2));
 byId("to-largest").addEventListener("click", () => {
   select(hello.leads.indexOf(finds.largest_lead), false);
-  moveTo(finds.largest_s + paper.seconds / 2);
+  zoomTo("0", finds.largest_s);
 });
 // The first place behind what is shown in the middle; behind the last the first again.
 function jump(places) {
-  const now = frozen.end / hello.fs - paper.seconds / 2;
-  moveTo((places.find((seconds) => seconds > now + 0.5) ?? places[0]) + paper.seconds / 2);
+  const now = paper.span ? -1 : middleSeconds();
+  zoomTo("0", places.find((seconds) => seconds > now + 0.5) ?? places[0]);
 }
 byId("to-ventricular").addEventListener("click", () => jump(finds.ventricular));
 byId("to-gap").addEventListener("click", () => jump(finds.gaps.map((gap) => gap[0])));
+byId("strip").addEventListener("click", () => {
+  byId("strip-link").textContent = word("drawing");
+  link.send({ strip: middleSeconds(), language: language() });
+});
 byId("trends").addEventListener("click", (event) => {
   if (!live) return;
   freeze(true);
-  moveTo(trends.secondsAt(event.offsetX) + paper.seconds / 2);
+  zoomTo("0", trends.secondsAt(event.offsetX));
 });
 byId("paper").addEventListener("keydown", (event) => {
   const steps = { ArrowLeft: -0.2, ArrowRight: 0.2, PageUp: -paper.seconds, PageDown: paper.seconds, Home: -1e9, End: 1e9 };
-  if (event.key === " ") freeze(frozen === null);
+  if (paper.calipers && moveCalipers(event)) isNew = true;
+  else if (event.key === " ") freeze(frozen === null);
+  else if (event.key.toLowerCase() === "m") toggleCalipers();
+  else if (frozen && event.key === "+") zoomBy(-1);
+  else if (frozen && event.key === "-") zoomBy(1);
   else if (frozen && event.key in steps) moveTo(frozen.end / hello.fs + steps[event.key]);
   else return;
   event.preventDefault();
 });
 
-// Calipers: dragging over the paper measures, frozen or not.
+// Calipers: a box over the frozen paper, drawn by dragging or moved by keys corner by corner.
+const kCaliperMs = 10, kCaliperMv = 0.05, kFineSteps = 5;  // a step of an arrow; with Shift a fifth of it
+
+function measure(calipers) {
+  paper.calipers = calipers;
+  byId("measure").setAttribute("aria-pressed", String(calipers !== null));
+  isNew = true;
+  if (calipers === null) return byId("calipers").textContent = "";
+  const { ms, mV } = paper.measured();
+  const rate = ms > 100 ? `, ${Math.round(60000 / ms)}/min` : "";
+  byId("calipers").textContent = `${Math.round(ms)} ms, ${mV.toFixed(2)} mV${rate}`;
+}
+
+function toggleCalipers() {
+  if (paper.calipers) return measure(null);
+  freeze(true);
+  const x = byId("paper").clientWidth / 2, y = byId("paper").clientHeight / 2;
+  measure({ x0: x, y0: y, x1: x + paper.pxOfMs(200), y1: y - paper.pxOfMv(0.5) });
+}
+
+function moveCalipers(event) {
+  const part = event.shiftKey ? kFineSteps : 1, dx = paper.pxOfMs(kCaliperMs) / part, dy = paper.pxOfMv(kCaliperMv) / part;
+  const moves = { ArrowLeft: [-dx, 0], ArrowRight: [dx, 0], ArrowUp: [0, -dy], ArrowDown: [0, dy] };
+  const { x0, y0, x1, y1 } = paper.calipers;
+  if (event.key === "Escape") measure(null);
+  else if (event.key === "Enter") measure({ x0: x1, y0: y1, x1: x0, y1: y0 });
+  else if (event.key in moves) measure({ x0, y0, x1: x1 + moves[event.key][0], y1: y1 + moves[event.key][1] });
+  else return false;
+  return true;
+}
+
 function drag(event) {
   if (event.buttons === 0) return;
   if (event.type === "pointerdown") {
     byId("paper").setPointerCapture(event.pointerId);
     freeze(true);
-    paper.calipers = { x0: event.offsetX, y0: event.offsetY, x1: event.offsetX, y1: event.offsetY };
+    paper.calipers = { x0: event.offsetX, y0: event.offsetY };
   }
-  if (!paper.calipers) return;
-  paper.calipers.x1 = event.offsetX;
-  paper.calipers.y1 = event.offsetY;
-  const { ms, mV } = paper.measured();
-  const rate = ms > 100 ? `, ${Math.round(60000 / ms)}/min` : "";
-  byId("calipers").textContent = `${Math.round(ms)} ms, ${mV.toFixed(2)} mV${rate}`;
-  isNew = true;
+  if (paper.calipers) measure({ ...paper.calipers, x1: event.offsetX, y1: event.offsetY });
 }
+byId("paper").addEventListener("dblclick", (event) => {
+  const lane = byId("paper").clientWidth / paper.columns;
+  if (frozen && paper.span) zoomTo("0", (frozen.end / hello.fs) - paper.seconds * (1 - event.offsetX % lane / lane));
+});
+byId("zoom").addEventListener("change", () => zoomTo(byId("zoom").value));
+byId("measure").addEventListener("click", () => { toggleCalipers(); byId("paper").focus(); });
 byId("paper").addEventListener("pointerdown", drag);
 byId("paper").addEventListener("pointermove", drag);
 
@@ -295,9 +388,11 @@ function draw(now) {
   requestAnimationFrame(draw);
   if (!isNew || !hello) return;
   isNew = false;
+  paper.marks = frozen ? frozen.marks : marks;
   if (frozen) paper.draw(frozen.stretch, frozen.end);
   else paper.draw(live, live.end);
-  if (now - delayShownAt < 500 || Number.isNaN(latestMs)) return;
+  if (state && state.ended) byId("delay").textContent = "–";
+  if (now - delayShownAt < 500 || Number.isNaN(latestMs) || (state && state.ended)) return;
   delayShownAt = now;
   const ms = Math.max(0, Date.now() - latestMs) + (paper.isFiltered ? filterDelayMs : 0);
   byId("delay").textContent = `${Math.round(ms)} ms`;

@@ -27,6 +27,7 @@ export class Paper {
     this.shownLeads = [];
     this.fs = 500;
     this.marks = [];     // of beats: [seconds, class]
+    this.span = 0;       // seconds of a lane whatever the speed; 0: by the speed
     this.calipers = null;  // { x0, y0, x1, y1 } in CSS pixels
     this.ground = document.createElement("canvas");
     this.groundKey = "";
@@ -34,18 +35,20 @@ export class Paper {
 
   /** Seconds that a lane shows. */
   get seconds() {
-    return this.canvas.clientWidth / this.columns / this.pxPerMm / this.mmPerS;
+    return this.span || this.canvas.clientWidth / this.columns / this.pxPerMm / this.mmPerS;
   }
 
   /** What calipers measure, or null. */
   measured() {
     if (!this.calipers) return null;
     const { x0, y0, x1, y1 } = this.calipers;
-    return { ms: Math.abs(x1 - x0) / this.pxPerMm / this.mmPerS * 1000, mV: Math.abs(y1 - y0) / this.pxPerMm / this.mmPerMv };
+    return { ms: Math.abs(x1 - x0) / this.pxOfMs(1), mV: Math.abs(y1 - y0) / this.pxOfMv(1) };
   }
+  pxOfMs(ms) { return ms / 1000 * this.canvas.clientWidth / this.columns / this.seconds; }
+  pxOfMv(mV) { return mV * this.mmPerMv * this.pxPerMm; }
 
   drawGround(width, height, ratio) {
-    const key = [width, height, ratio, this.pxPerMm, colours("paper")].join();
+    const key = [width, height, ratio, this.pxPerMm, this.span, colours("paper")].join();
     if (key === this.groundKey) return;
     this.groundKey = key;
     this.ground.width = width * ratio;
@@ -59,7 +62,7 @@ export class Paper {
       context.beginPath();
       context.strokeStyle = colours(name);
       context.lineWidth = mm === 1 ? 0.6 : 1;
-      for (let x = 0; x <= width; x += step) { context.moveTo(x, 0); context.lineTo(x, height); }
+      for (let x = 0; x <= width && !this.span; x += step) { context.moveTo(x, 0); context.lineTo(x, height); }
       for (let y = 0; y <= height; y += step) { context.moveTo(0, y); context.lineTo(width, y); }
       context.stroke();
     }
@@ -73,7 +76,7 @@ export class Paper {
     context.drawImage(this.ground, 0, 0, width, height);
     const rows = Math.ceil(this.shownLeads.length / this.columns) || 1;
     const laneWidth = width / this.columns, laneHeight = height / rows;
-    const pxPerFrame = this.mmPerS * this.pxPerMm / this.fs, pxPerUv = this.mmPerMv * this.pxPerMm / 1000;
+    const pxPerFrame = this.pxOfMs(1000) / this.fs, pxPerUv = this.mmPerMv * this.pxPerMm / 1000;
     context.font = "bold 13px system-ui, sans-serif";
     context.lineWidth = 1.3;
     context.lineJoin = "round";
@@ -94,12 +97,19 @@ export class Paper {
 
   // For each column of pixels the lowest and the highest sample, so that no peak is lost.
   drawLead(context, signal, lead, endFrame, left, laneWidth, middle, laneHeight, pxPerFrame, pxPerUv) {
-    const row = (this.isFiltered ? signal.clean : signal.raw)[lead];
-    const from = Math.max(signal.first, Math.floor(endFrame - laneWidth / pxPerFrame)), to = Math.min(signal.end, endFrame);
+    const row = (this.isFiltered ? signal.clean : signal.raw)[lead], per = signal.framesPerColumn || 0;
+    let from = Math.max(signal.first, Math.floor(endFrame - laneWidth / pxPerFrame)), to = Math.min(signal.end, endFrame);
+    // Values from the first to the last that are shown, and the frame of each.
+    let frameOf = (value) => value, valueAt = (value) => row[signal.index(value)];
+    if (per > 0) {
+      [from, to] = [0, row.length];
+      frameOf = (value) => signal.first + Math.floor(value / 2) * per;
+      valueAt = (value) => row[value];
+    }
     let offset = 0, count = 0;
-    if (!this.isFiltered) {
-      for (let frame = from; frame < to; frame += 4) {
-        const uV = row[signal.index(frame)];
+    if (!this.isFiltered || per > 0) {
+      for (let value = from; value < to; value += 3) {  // of columns lowest and highest in turn
+        const uV = valueAt(value);
         if (uV === uV) { offset += uV; count++; }
       }
       offset = count ? offset / count : 0;
@@ -118,9 +128,9 @@ export class Paper {
       isOpen = true;
     };
     const gaps = [];
-    for (let frame = from; frame < to; frame++) {
-      const uV = row[signal.index(frame)] - offset;
-      const x = right - (endFrame - frame) * pxPerFrame;
+    for (let value = from; value < to; value++) {
+      const uV = valueAt(value) - offset;
+      const x = right - (endFrame - frameOf(value)) * pxPerFrame;
       if (uV !== uV) {
         flush();
         column = -1;
@@ -168,6 +178,7 @@ export class Paper {
     context.strokeStyle = context.fillStyle = colours("accent");
     context.lineWidth = 1.5;
     context.strokeRect(Math.min(x0, x1), Math.min(y0, y1), Math.abs(x1 - x0), Math.abs(y1 - y0));
+    context.fillRect(x1 - 3, y1 - 3, 6, 6);  // the corner that keys move
     context.globalAlpha = 0.12;
     context.fillRect(Math.min(x0, x1), Math.min(y0, y1), Math.abs(x1 - x0), Math.abs(y1 - y0));
     context.globalAlpha = 1;

@@ -59,6 +59,7 @@ export class Stretch {
   constructor(chn) {
     this.first = 0;  // frame of the first sample
     this.length = 0;
+    this.framesPerColumn = 0;  // 0: rows have a value per frame
     this.raw = Array.from({ length: chn }, () => new Float32Array(0));
     this.clean = Array.from({ length: chn }, () => new Float32Array(0));
   }
@@ -81,6 +82,20 @@ export function stretchOf(head, samples, uVpb, fs, mainsHz) {
     stretch.raw[lead] = raw;
     stretch.clean[lead] = clean;
   }
+  return stretch;
+}
+
+/** The bounds of a long stretch: in each row the lowest, then the highest value of a column; not filtered. */
+export function overviewOf(head, samples, uVpb) {
+  const stretch = new Stretch(head.leads);
+  stretch.first = head.firstFrame;
+  stretch.framesPerColumn = head.per;
+  stretch.length = head.values / 2 * head.per;
+  stretch.raw = stretch.clean = stretch.raw.map((_, lead) =>
+    Float32Array.from({ length: head.values }, (_, i) => {
+      const sample = samples[i * head.leads + lead];
+      return sample === kMissing ? NaN : sample * uVpb;
+    }));
   return stretch;
 }
 

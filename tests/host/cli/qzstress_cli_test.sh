@@ -276,10 +276,11 @@ grep -q 'another version kept: 2$' "$work/err" && cmp "$work/table.csv" "$result
 sed -i 's/"program": "[^"]*/&x/' "$results/sim.edf.json"
 "$program" batch "$work/records" --out "$results" --mains 60 2>"$work/err" && grep -q 'made again: 1$' "$work/err" ||
     fail "another version: $(cat "$work/err")"
-"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 --reports html --language de 2>"$work/err" ||
+"$program" batch "$work/records" --out "$results" -- --leads V5,I --comb --mains=50 --reports html --language de \
+    --paper letter --strips 5,30 2>"$work/err" ||
     fail "other options"
-[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb language=de"$' "$results/results.csv")" -eq 2 ] &&
-    grep -q 'lang="de"' "$results/sim.edf.html" "$results/deep/sim.hea.html" ||
+[ "$(grep -c -- ',qzstress [0-9.]*,"leads=V5,I mains=50 comb language=de strips=5,30 paper=letter"$' "$results/results.csv")" -eq 2 ] &&
+    [ "$(cat "$results/sim.edf.html" "$results/deep/sim.hea.html" | grep -c 'lang="de"\|size: 215.9mm')" -eq 4 ] ||
     fail "other options: $(cat "$results/results.csv")"
 # A file of stages that has changed counts as another option; an anonymous result does not name it.
 printf '0 0 rest\n30 50 work\n' >"$work/ride.txt"

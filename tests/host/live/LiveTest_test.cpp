@@ -74,12 +74,14 @@ TEST(LiveTest, TellsAGapWithItsLengthAndHoldsTheSignalOverIt) {
     EXPECT_EQ(patient.State().gapSeconds, 3);
     EXPECT_THAT(Kinds(patient.State()), ElementsAre(Alarm::Kind::NoSignal));  // and no lead by itself
     patient.Test().TakeEvents();
-    patient.Until(40);
+    EXPECT_GT(patient.Until(39, LeaveOut).State().bpm, 50);
+    EXPECT_TRUE(std::isnan(patient.Until(42, LeaveOut).State().bpm));  // that was 10 s ago
+    patient.Until(50);
     const std::vector<live::Event> events = patient.Test().TakeEvents();
     ASSERT_EQ(events.size(), 1U);
     EXPECT_EQ(events[0].kind, live::Event::Kind::Gap);
-    EXPECT_EQ(events[0].value, 3);
-    EXPECT_EQ(patient.State().seconds, 40);
+    EXPECT_EQ(events[0].value, 12);
+    EXPECT_EQ(patient.State().seconds, 50);
 }
 
 TEST(LiveTest, TellsAGapBeforeTheSessionBeginsAsAGapAlone) {
@@ -120,16 +122,59 @@ TEST(LiveTest, CountsChangesFromTheRestOrFromANewReference) {
     EXPECT_TRUE(patient.State().isReferenceByHand);
 }
 
-TEST(LiveTest, MeasuresAtAPointSetByHandWithinItsRange) {
-    Patient patient(600);
+TEST(LiveTest, TakesPointsSetByHandWithinTheirRanges) {
+    using enum Command::Kind;
+    Patient patient(60);
     patient.Until(50);
-    for (const auto& [ms, isTaken] : {std::pair{15.0, false}, {16.0, true}, {206.0, true}, {207.0, false}})
-        EXPECT_EQ(patient.Test().Do({Command::Kind::STPoint, {}, ms}), isTaken) << ms;
+    for (const auto& [point, ms, isTaken] : {std::tuple{QPoint, -201.0, false},
+                                             {QPoint, -200.0, true},
+                                             {QPoint, -8.0, true},
+                                             {QPoint, -7.0, false},
+                                             {JPoint, 7.0, false},
+                                             {JPoint, 8.0, true},
+                                             {JPoint, 250.0, true},
+                                             {JPoint, 251.0, false},
+                                             {STPoint, 9.0, false},
+                                             {STPoint, 10.0, true},
+                                             {STPoint, 200.0, true},
+                                             {STPoint, 201.0, false},
+                                             {STPoint, INFINITY, false}})
+        EXPECT_EQ(patient.Test().Do({point, {}, ms}), isTaken) << static_cast<int>(point) << " " << ms;
+}
+
+TEST(LiveTest, MeasuresAtPointsSetByHandAsAnAnalysisWithThemDoes) {
+    Patient patient(300);
+    using enum Command::Kind;
+    EXPECT_TRUE(patient.Until(40).Test().Do({Reference}));
     const double own = patient.State().leads[1].levelUv;
-    EXPECT_EQ(patient.State().stPointMs, 206);
-    EXPECT_TRUE(patient.Test().Do({Command::Kind::STPoint}));
+    for (const auto& [point, ms] : {std::pair{QPoint, -50.0}, {JPoint, 60.0}, {STPoint, 180.0}})
+        EXPECT_TRUE(patient.Test().Do({point, {}, ms}));
+    patient.Until(41.5);  // with the next beat
+    EXPECT_EQ(patient.State().stPointMs, 180);
+    const live::Beats beats = patient.Test().Beats();
+    EXPECT_EQ(beats.positions.q - beats.positions.r, -50);
+    EXPECT_NEAR(beats.stMs - beats.positions.j, 180, 1e-9);
+    EXPECT_GT(patient.State().leads[1].levelUv, own + 50);  // on the T wave
+    EXPECT_NEAR(patient.State().leads[1].changeUv, 0, 25);  // no change that the moving has made
+    patient.Until(300).Test().Finish();
+    SimulatedTest again(Simulation(300));
+    StressOptions options;
+    options.stPoint.byHand = {-50.0, 60.0, 180.0};
+    const StressResult result = StressAnalysis(again, options).Run();
+    for (std::size_t lead = 0; lead < 3; ++lead)
+        EXPECT_EQ(patient.State().leads[lead].levelUv, result.beats.back().levelUv[lead]) << lead;
+    EXPECT_EQ(result.positions.j - result.positions.r, 60);
+    EXPECT_EQ(result.stPoint.Describe(), "J + 180 ms; set by hand: Q 50 ms before R, J 60 ms after R, ST");
+}
+
+TEST(LiveTest, GivesAPointBackToWhatTheOptionsTell) {
+    using enum Command::Kind;
+    Patient patient(300);
+    patient.Until(40).Test().Do({STPoint, {}, 140});
+    patient.Until(42).Test().Do({STPoint});
+    patient.Until(44);
     EXPECT_EQ(patient.State().stPointMs, 80);
-    EXPECT_GT(own, patient.State().leads[1].levelUv + 50);  // 206 ms after J lies on the T wave
+    EXPECT_FALSE(patient.State().byHand.IsAny());
 }
 
 TEST(LiveTest, GoesThroughAProtocolByItsClockAndByHand) {

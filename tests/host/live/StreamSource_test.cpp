@@ -114,6 +114,18 @@ TEST(StreamSource, WaitsForADeviceThatPausesAndGivesUpOneThatIsSilent) {
     EXPECT_THAT(source.Status().what, HasSubstr("nothing for 2 s"));
 }
 
+TEST(StreamSource, GivesALongGapInPieces) {
+    StreamSource source("listen://127.0.0.1:0", RawLayout{kFs, {"I", "II"}, 1});
+    source.GoOn(5, 24);
+    std::vector<long> pieces;
+    for (int i = 0; i < 3; ++i) {
+        std::vector<short> frames;
+        EXPECT_TRUE(source.Read(frames, std::chrono::milliseconds(5)));
+        pieces.push_back(Missing(frames) / 100);
+    }
+    EXPECT_THAT(pieces, testing::ElementsAre(100, 100, 40));
+}
+
 TEST(StreamSource, RefusesWhatIsNoAddressOrNoDeviceLine) {
     for (const char* name : {"tcp://nowhere", "tcp://127.0.0.1:port", "listen://127.0.0.1:65536"})
         EXPECT_NE(RefusalOf([&] { StreamSource(name, RawLayout{kFs, {"I"}, 1}); }), "") << name;

@@ -26,7 +26,7 @@ if not os.path.exists("/usr/bin/chromedriver") or not os.path.exists("/usr/bin/c
 
 program = sys.argv[1]
 pictures = sys.argv[2] if len(sys.argv) > 2 else None
-SPEED = 6
+SPEED = 10
 work = tempfile.TemporaryDirectory()
 record, folder = work.name + "/patient", work.name + "/kept"
 # A patient at rest for two minutes, in the second of which V2 falls off; in sinus rhythm, whose rate the truth tells.
@@ -84,6 +84,12 @@ def show(width, height):
     browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
 
 
+def fetched(address):
+    """The first five letters of a file."""
+    return browser.execute_async_script(
+        "const [address, done] = arguments; fetch(address).then((answer) => answer.text()).then((text) => done(text.slice(0, 5)));", address)
+
+
 def course_at(seconds):
     return min(truth["course"], key=lambda row: abs(row["time_s"] - seconds))
 
@@ -124,18 +130,39 @@ try:
     find("next").click()
     wait(lambda: len(state()["stages"]) >= 3, "the next stage")
 
-    # The ST point is dragged on the averaged beat.
+    # Q, J and the ST point are dragged on the averaged beat, and moved by keys.
     browser.find_element(By.CSS_SELECTOR, "[data-lead=V5]").click()
     beat, beats = find("beat"), state("beats()")
     width = beat.size["width"]
     x_of = lambda ms: ms * beats["fs"] / 1000 / len(beats["uV"][0]) * width
-    drag = ActionChains(browser)
-    drag.move_to_element_with_offset(beat, int(x_of(beats["st_ms"]) - width / 2), 20).click_and_hold()
-    drag.move_to_element_with_offset(beat, int(x_of(beats["j_ms"] + 120) - width / 2), 20).release().perform()
+
+    def drag(from_ms, to_ms):
+        steps = ActionChains(browser)
+        steps.move_to_element_with_offset(beat, int(x_of(from_ms) - width / 2), 20).click_and_hold()
+        steps.move_to_element_with_offset(beat, int(x_of(to_ms) - width / 2), 20).release().perform()
+
+    def by_hand(point, ms):
+        """Within 4 ms: a pixel is 1 ms."""
+        wait(lambda: abs(state()["by_hand"][point] - ms) <= 4, f"point {point} at {ms} ms by hand")
+
+    own = state()["leads"][truth["record"]["leads"].index("V5")]
+    drag(beats["st_ms"], beats["j_ms"] + 120)
+    by_hand(2, 120)
     wait(lambda: abs(state()["st_point_ms"] - 120) <= 4, "the dragged ST point")
+    wait(lambda: abs(state("beats()")["st_ms"] - beats["j_ms"] - 120) <= 8, "its line")
+    drag(beats["q_ms"], beats["r_ms"] - 70)
+    by_hand(0, -70)
+    drag(beats["j_ms"], beats["r_ms"] + 66)
+    by_hand(1, 66)
+    wait(lambda: state()["leads"][truth["record"]["leads"].index("V5")]["j"] != own["j"], "J measured there")
+    before = state()["by_hand"][1]
+    find("j-point").send_keys(Keys.ARROW_RIGHT)
+    wait(lambda: state()["by_hand"][1] == before + 2, "J moved by a key")
     picture("3-beat")
     find("st-own").click()
-    wait(lambda: state()["st_point_ms"] in (60, 80), "the monitor's own ST point")
+    wait(lambda: state()["st_point_ms"] in (60, 80) and state()["by_hand"] == [None] * 3, "the monitor's own points")
+    drag(beats["j_ms"], beats["r_ms"] + 60)
+    by_hand(1, 60)
     find("beat-dialog").send_keys(Keys.ESCAPE)
 
     # The display stands still and goes back, and the test goes on.
@@ -146,7 +173,18 @@ try:
     wait(lambda: state("frozen().end") < before and state("frozen().stretch.end") == state("frozen().end"), "the signal before")
     ActionChains(browser).move_to_element(find("paper")).click_and_hold().move_by_offset(95, 30).release().perform()
     assert "ms" in find("calipers").text, find("calipers").text
+    find("measure").click()
+    assert find("calipers").text == ""
+    find("paper").send_keys("m")
+    assert find("calipers").text == "200 ms, 0.50 mV, 300/min", find("calipers").text
+    find("paper").send_keys(Keys.ARROW_RIGHT * 10, Keys.ARROW_UP * 4, Keys.ENTER, Keys.ARROW_LEFT * 10)
+    assert find("calipers").text == "400 ms, 0.70 mV, 150/min", find("calipers").text
     picture("4-frozen")
+
+    # What is shown, as a page.
+    find("strip").click()
+    wait(lambda: browser.find_element(By.CSS_SELECTOR, "#strip-link a"), "the strip")
+    assert fetched(browser.find_element(By.CSS_SELECTOR, "#strip-link a").get_attribute("href")) == "%PDF-"
     find("freeze").click()
 
     # The monitor is killed and goes on: the page comes back by itself, with the gap told.
@@ -157,6 +195,8 @@ try:
     monitor, url = start(port, True)
     wait(lambda: state()["gaps"] == 1 and state()["s"] > at + 5, "the page's return")
     assert state()["pressures"][-1]["systolic"] == 150 and len(state()["stages"]) >= 3
+    by_hand(1, 60)
+    j_ms = state()["by_hand"][1]
 
     # German, dark, on a tablet.
     find("language").click()
@@ -172,11 +212,10 @@ try:
     browser.find_element(By.CSS_SELECTOR, "#end-dialog button[value=end]").click()
     wait(lambda: browser.find_elements(By.CSS_SELECTOR, "#result-links a"), "the results", 30)
     picture("6-ended")
-    begins = browser.execute_async_script(
-        "const done = arguments[0]; fetch('/results/report.pdf').then((answer) => answer.text()).then((text) => done(text.slice(0, 5)));")
-    assert begins == "%PDF-", begins
+    assert fetched("/results/report.pdf") == "%PDF-"
     with open(folder + "/results/result.json") as file:
         result = json.load(file)
+    assert f"set by hand: J {j_ms} ms after R" in result["st_point"], result["st_point"]
     assert result["patient"]["ended"] == "fatigue" and "Chest pain" in result["patient"]["symptoms"]
     complaints = [entry for entry in browser.get_log("browser") if "WebSocket" not in entry["message"]]
     assert not complaints, complaints

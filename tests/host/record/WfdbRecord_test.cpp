@@ -1,5 +1,6 @@
 #include "host/record/WfdbRecord.h"
 
+#include <FLAC/stream_encoder.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,6 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -20,8 +22,40 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+/// `frames` as a FLAC stream in parts: its head, then a part for each block of 192 frames.
+std::vector<std::string> FlacParts(unsigned bits, const Frames& frames) {
+    const std::unique_ptr<FLAC__StreamEncoder, decltype(&FLAC__stream_encoder_delete)> owner(
+        FLAC__stream_encoder_new(), &FLAC__stream_encoder_delete);
+    FLAC__StreamEncoder* encoder = owner.get();
+    FLAC__stream_encoder_set_channels(encoder, static_cast<unsigned>(frames[0].size()));
+    FLAC__stream_encoder_set_bits_per_sample(encoder, bits);
+    FLAC__stream_encoder_set_blocksize(encoder, 192);
+    FLAC__stream_encoder_set_total_samples_estimate(encoder, frames.size());
+    const auto write = [](const FLAC__StreamEncoder*, const FLAC__byte bytes[], std::size_t count,
+                          unsigned samples, unsigned, void* parts) {
+        auto& all = *static_cast<std::vector<std::string>*>(parts);
+        if (samples > 0) all.emplace_back();
+        all.back().append(reinterpret_cast<const char*>(bytes), count);
+        return FLAC__STREAM_ENCODER_WRITE_STATUS_OK;
+    };
+    std::vector<std::string> parts(1);
+    FLAC__stream_encoder_init_stream(encoder, write, nullptr, nullptr, nullptr, &parts);
+    std::vector<FLAC__int32> samples;
+    for (const auto& frame : frames) samples.insert(samples.end(), frame.begin(), frame.end());
+    FLAC__stream_encoder_process_interleaved(encoder, samples.data(), static_cast<unsigned>(frames.size()));
+    FLAC__stream_encoder_finish(encoder);
+    return parts;
+}
+
+std::string Joined(const std::vector<std::string>& parts) {
+    std::string all;
+    for (const std::string& part : parts) all += part;
+    return all;
+}
+
 /// `frames` as a signal file holds them. Written the slow way, bit by bit from the format's description.
 std::string Pack(int format, const Frames& frames) {
+    if (format > 500) return Joined(FlacParts(static_cast<unsigned>(format) - 500, frames));
     std::vector<unsigned> samples;
     for (const auto& frame : frames)
         for (const int sample : frame) samples.push_back(static_cast<unsigned>(sample));
@@ -105,7 +139,10 @@ TEST_F(WfdbRecordTest, ReturnsThePhysicalValuesOfEachFormatThroughManyBuffers) {
                                           {160, 2000},
                                           {212, 2047},
                                           {310, 511},
-                                          {311, 511}}) {
+                                          {311, 511},
+                                          {508, 127},
+                                          {516, 2000},
+                                          {524, 2000}}) {
         const Frames stored = RandomFrames(kFrames, 3, -highest, highest, 1);
         Write("r.dat", Pack(format, stored));
         std::string header = "r 3 500 " + std::to_string(kFrames) + "\n";
@@ -243,13 +280,57 @@ TEST_F(WfdbRecordTest, TakesFramesOfSeveralSamplesApartAndLeavesOutSignalsOfAnot
     EXPECT_THAT(Refusal("r 1 125 2\nr.dat 212x2:1\n"), HasSubstr("no skew with several samples per frame"));
 }
 
+TEST_F(WfdbRecordTest, ReadsFlacOfSeveralSamplesAFrameUpToItsFirstFault) {
+    const std::string twice = "d 516x2+3 1000 16 0 0 10 0 I\nd 516x2+3 1000 16 0 0 -32718 0 II\n";
+    Write("d", "abc" + Pack(516, {{1, 11}, {2, 12}, {3, -32768}, {4, 27}}));
+    WfdbRecord whole = Open("r 2 125 2\n" + twice);
+    EXPECT_EQ(ReadAll(whole), (Frames{{1, 11}, {2, 12}, {3, 12}, {4, 27}}));
+    EXPECT_THAT(whole.Warnings(), ElementsAre("\"II\": 1 invalid samples, value before held"));
+
+    const Frames frames = RandomFrames(192 * 3, 2, -100, 100, 1);
+    const std::vector<std::string> parts = FlacParts(16, frames);
+    std::string damaged = parts[2];
+    damaged[damaged.size() / 2] ^= 1;
+    const std::string cut = parts[3].substr(0, parts[3].size() - 1);
+    const struct {
+        std::vector<std::string> parts;
+        std::size_t whole;
+    } cases[] = {
+        {parts, 576},
+        {{parts[0], parts[1], parts[2], cut}, 384},
+        {{parts[0], parts[1], parts[2]}, 384},
+        {{parts[0], parts[1], damaged, parts[3]}, 192},
+        {{parts[0], parts[1], parts[3]}, 192},
+        {{parts[0], parts[1], FlacParts(16, Frames(576, {0}))[2], parts[3]}, 192},
+        {{parts[0], parts[1], FlacParts(24, frames)[2], parts[3]}, 192},
+    };
+    for (const auto& one : cases) {
+        Write("d", Joined(one.parts));
+        WfdbRecord record = Open("r 2 250 576\nd 516 1000\nd 516 1000\n");
+        const Frames expected(frames.begin(), frames.begin() + static_cast<std::ptrdiff_t>(one.whole));
+        EXPECT_EQ(ReadAll(record), expected) << one.parts.size() << " parts, " << one.whole;
+        if (one.whole == 576)
+            EXPECT_THAT(record.Warnings(), IsEmpty());
+        else
+            EXPECT_THAT(record.Warnings(),
+                        ElementsAre("\"d\": damaged or cut off, read up to there",
+                                    "ends early: " + std::to_string(one.whole) + " of 576 frames"));
+    }
+    EXPECT_THAT(Refusal("r 1 250\nd 516\n"), HasSubstr("one FLAC channel for each signal, 1, found 2"));
+    EXPECT_THAT(Refusal("r 2 250\nd 508\nd 508\n"), HasSubstr("at most 8 bits per sample, found 16"));
+    EXPECT_THAT(Refusal("r 2 250\nd 516x2\nd 516\n"), HasSubstr("2 and 1 samples per frame"));
+    Write("d", parts[0]);
+    EXPECT_THAT(Refusal("r 2 250\nd 516\nd 516\n"), HasSubstr("expected at least one frame of FLAC"));
+    EXPECT_THAT(Refusal("r 2 250\nd 516+4\nd 516+4\n"), HasSubstr("expected a FLAC stream, found none"));
+}
+
 TEST_F(WfdbRecordTest, ChoosesTheScaleOfWideFormatsByTheRangeThatTheyUse) {
     const std::string other = "s.dat 16 1000 16\n";
     Write("s.dat", Pack(16, {{1}, {-2}}));
-    for (const int format : {24, 32}) {
+    for (const int format : {24, 32, 524}) {
         const std::string line =
-            "w.dat " + std::to_string(format) + " 10000(100) " + std::to_string(format) + "\n";
-        const int lowest = format == 24 ? -8388608 : std::numeric_limits<int>::min();
+            "w.dat " + std::to_string(format) + " 10000(100) " + std::to_string(format % 100) + "\n";
+        const int lowest = format != 32 ? -8388608 : std::numeric_limits<int>::min();
         Write("w.dat", Pack(format, {{320100}, {lowest}}));  // 32 mV, and a sample that is not valid
         WfdbRecord fine = Open("r 2 250\n" + line + other);
         EXPECT_EQ(fine.Info().uVpb, 1);
@@ -262,8 +343,13 @@ TEST_F(WfdbRecordTest, ChoosesTheScaleOfWideFormatsByTheRangeThatTheyUse) {
 }
 
 TEST_F(WfdbRecordTest, HoldsTheValueBeforeASampleMarkedInvalid) {
-    for (const auto& [format, marker] :
-         {std::pair(16, -32768), {24, -8388608}, {80, -128}, {160, -32768}, {212, -2048}, {310, -512}}) {
+    for (const auto& [format, marker] : {std::pair(16, -32768),
+                                         {24, -8388608},
+                                         {80, -128},
+                                         {160, -32768},
+                                         {212, -2048},
+                                         {310, -512},
+                                         {508, -128}}) {
         Write("r.dat", Pack(format, {{marker, 20}, {30, marker}, {marker, marker}, {marker + 1, 21}}));
         const std::string line = "r.dat " + std::to_string(format) + " 1000 12 10\n";
         WfdbRecord record = Open("r 2 250\n" + line + line);

@@ -138,7 +138,8 @@ TEST(Course, HasTheFiguresOfEachStageAndMinuteOfRecovery) {
 
 TEST(Course, IsToldByBeatsAtTheEndsOfStagesAndAfterTheWork) {
     EXPECT_THAT(TellingSeconds(Told().stages), testing::ElementsAre(300, 480, 540, 660, 780));
-    EXPECT_THAT(TellingSeconds(ProtocolStages("ramp", 0, INFINITY)), testing::IsEmpty());
+    EXPECT_THAT(TellingSeconds(ProtocolStages("bruce", 0, INFINITY)),
+                testing::ElementsAre(180, 360, 540, 720, 900, 1080));
 }
 
 TEST(Capacity, IsMeasuredAgainstTheAgeAndAfterTheWork) {

@@ -49,6 +49,9 @@ TEST(Strips, ThoseThatTellMostComeFirst) {
         ElementsAre(Pair(50, Kinds{Reference}), Pair(416, Kinds{PeakRate}), Pair(323, Kinds{LargestST}),
                     Pair(198, Kinds{Ventricular}), Pair(498, Kinds{Ventricular}), Pair(470, Kinds{StageEnd}),
                     Pair(410, Kinds{StageEnd}), Pair(350, Kinds{StageEnd})));
+    const auto alike = Choose(ResultOf({21, 42, 100, 200, 560}), {});
+    EXPECT_THAT(alike[3].first, 98);  // the middle one
+    EXPECT_THAT(alike[4].first, 40);
 }
 
 TEST(Strips, WhatOneShowsIsToldWithIt) {
