@@ -8,6 +8,12 @@
 
 #include "host/support/HostError.h"
 
+namespace {
+
+constexpr long long kMostSamplesPerByte = 1000;  // leads that are off all the time have some hundreds
+
+}  // namespace
+
 struct FlacFile::State {
     State(const InputFile& file, long long offset, std::size_t channelCount, int most)
         : path(file.Path()),
@@ -123,7 +129,13 @@ FlacFile::FlacFile(const InputFile& file, long long byteOffset, std::size_t chan
     if (info.bits_per_sample > state.mostBits)
         throw HostError(state.path, "expected FLAC of at most " + std::to_string(mostBits) +
                                         " bits per sample, found " + std::to_string(info.bits_per_sample));
-    while (state.DecodeBlock()) state.whole = state.decoded;
+    const long long most = kMostSamplesPerByte * file.Bytes() / static_cast<long long>(channels);
+    while (state.DecodeBlock()) {
+        state.whole = state.decoded;
+        if (state.whole > most)
+            throw HostError(state.path, "expected at most " + std::to_string(kMostSamplesPerByte) +
+                                            " samples of FLAC a byte, as recordings have, found more");
+    }
     state.isCut = state.hasFault || static_cast<FLAC__uint64>(state.whole) < info.total_samples;
     state.Begin();
 }

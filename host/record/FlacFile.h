@@ -4,7 +4,8 @@
 // The stream is trusted up to its first fault: a frame that is damaged, missing or of another kind than the
 // first, or the end of the file. What lies behind a fault has lost its place in time and is not read. The
 // length that a stream announces may be absent or wrong, so the file is decoded once when it is opened; that
-// takes some seconds for a day of twelve leads. Memory is that of one FLAC block, at most 2 MB.
+// takes some seconds for a day of twelve leads. A stream of more than 1000 samples a byte is none of a
+// recording, and would unpack for hours. Memory is that of one FLAC block, at most 2 MB.
 //
 // Where the program is built without libFLAC, the constructor throws.
 #pragma once
@@ -18,8 +19,8 @@
 class FlacFile {
 public:
     /// Opens the stream that begins `byteOffset` bytes into the file and finds its whole part. Throws
-    /// HostError for what is no FLAC, has another number of channels than `channels`, or has more than
-    /// `mostBits` bits per sample.
+    /// HostError for what is no FLAC, has another number of channels than `channels`, more than `mostBits`
+    /// bits per sample, or more samples than a recording has.
     FlacFile(const InputFile& file, long long byteOffset, std::size_t channels, int mostBits);
     ~FlacFile();
     FlacFile(FlacFile&&) noexcept;

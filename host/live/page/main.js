@@ -12,7 +12,8 @@ const kLiveSeconds = 40;       // that are kept here for the running display
 const kFilterSeconds = 3;      // ahead of a frozen stretch, for the filters to settle
 const kMostMarks = 2000, kMostEvents = 500;
 const kWholeSeconds = 120;     // a recording that is longer is shown as a whole at first
-const kOverviewSeconds = 60;   // from which on a stretch is shown by its bounds
+const kOverviewSeconds = 60;   // from which on a stretch is shown by its bounds: two columns a pixel, so that none is empty
+const kMostColumns = 4096;     // that the monitor gives at once
 
 const byId = (id) => document.getElementById(id);
 const paper = new Paper(byId("paper"));
@@ -210,7 +211,9 @@ function zoomTo(value, seconds = middleSeconds()) {
 }
 
 function zoomBy(steps) {
-  const zoom = byId("zoom"), at = zoom.selectedIndex + steps;
+  const zoom = byId("zoom");
+  let at = zoom.selectedIndex + steps;
+  while (Number(zoom.options[at]?.value) > wholeSeconds()) at += steps;
   if (at >= 0 && at < zoom.options.length) zoomTo(zoom.options[at].value);
 }
 
@@ -236,7 +239,7 @@ async function moveTo(seconds) {
   byId("shown").textContent = `${clock(at - paper.seconds)} – ${clock(at)}`;
   const end = place.end;
   if (paper.seconds >= kOverviewSeconds) {
-    const frames = Math.ceil(paper.seconds * hello.fs), columns = Math.ceil(byId("paper").clientWidth / paper.columns);
+    const frames = Math.ceil(paper.seconds * hello.fs), columns = Math.min(kMostColumns, Math.ceil(2 * byId("paper").clientWidth / paper.columns));
     const { head, samples } = await link.askOverview(end - frames, Math.min(frames, end), columns);
     if (frozen !== place || place.end !== end || paper.seconds < kOverviewSeconds) return;
     place.marks = finds ? finds.ventricular.map((time) => [time, "V"]) : [];

@@ -8,9 +8,14 @@ const byId = (id) => document.getElementById(id);
 class Sounder {
   constructor() {
     this.timer = null;
-    // Browsers let a page sound once somebody has touched it.
-    const wake = () => { this.context = this.context || new AudioContext(); this.context.resume(); };
-    for (const event of ["pointerdown", "keydown"]) addEventListener(event, wake, { once: true });
+    // Browsers let a page sound once somebody has touched it; not every key counts.
+    const events = ["pointerdown", "pointerup", "keydown"];
+    const wake = () => {
+      if (navigator.userActivation && !navigator.userActivation.hasBeenActive) return;
+      this.context = new AudioContext();
+      for (const event of events) removeEventListener(event, wake);
+    };
+    for (const event of events) addEventListener(event, wake);
   }
   set(isOn) {
     if (!isOn) {

@@ -57,12 +57,12 @@ export class Paper {
     context.scale(ratio, ratio);
     context.fillStyle = colours("paper");
     context.fillRect(0, 0, width, height);
-    for (const [mm, name] of [[1, "fine"], [5, "coarse"]]) {
+    for (const [mm, name] of this.span ? [] : [[1, "fine"], [5, "coarse"]]) {
       const step = mm * this.pxPerMm;
       context.beginPath();
       context.strokeStyle = colours(name);
       context.lineWidth = mm === 1 ? 0.6 : 1;
-      for (let x = 0; x <= width && !this.span; x += step) { context.moveTo(x, 0); context.lineTo(x, height); }
+      for (let x = 0; x <= width; x += step) { context.moveTo(x, 0); context.lineTo(x, height); }
       for (let y = 0; y <= height; y += step) { context.moveTo(0, y); context.lineTo(width, y); }
       context.stroke();
     }
@@ -87,8 +87,13 @@ export class Paper {
       context.rect(left, 0, laneWidth - 2, height);
       context.clip();
       if (signal) this.drawLead(context, signal, lead, endFrame, left, laneWidth, middle, laneHeight, pxPerFrame, pxPerUv);
+      const top = middle - laneHeight * 0.55;
+      if (this.span) {
+        context.fillStyle = colours("paper");
+        context.fillRect(left, top, context.measureText(this.names[lead]).width + 12, 20);
+      }
       context.fillStyle = colours("text");
-      context.fillText(this.names[lead], left + 6, middle - laneHeight * 0.55 + 15);
+      context.fillText(this.names[lead], left + 6, top + 15);
       context.restore();
       if (place % rows === 0) this.drawMarks(context, endFrame, left, laneWidth, pxPerFrame);
     });
@@ -113,6 +118,12 @@ export class Paper {
         if (uV === uV) { offset += uV; count++; }
       }
       offset = count ? offset / count : 0;
+    }
+    // The bounds of a lead keep to its lane.
+    if (per > 0) {
+      let most = 0;
+      for (const uV of row) if (uV === uV) most = Math.max(most, Math.abs(uV - offset));
+      pxPerUv = Math.min(pxPerUv, laneHeight * 0.45 / most);
     }
     context.strokeStyle = colours("trace");
     context.beginPath();

@@ -217,6 +217,23 @@ try:
         result = json.load(file)
     assert f"set by hand: J {j_ms} ms after R" in result["st_point"], result["st_point"]
     assert result["patient"]["ended"] == "fatigue" and "Chest pain" in result["patient"]["symptoms"]
+
+    # The finished test, as a whole, then closer, then where its gap is.
+    monitor.send_signal(signal.SIGTERM)
+    monitor.wait(30)
+    monitor = subprocess.Popen([program, "view", folder, "--port", "0"], stdout=subprocess.PIPE, text=True)
+    monitor.stdout.readline()
+    browser.get(monitor.stdout.readline().split()[1])
+    wait(lambda: state()["ended"] and state("frozen().stretch.framesPerColumn") > 0, "the overview")
+    fs = truth["record"]["sampling_rate_hz"]
+    whole = state("frozen().stretch.length") / fs
+    assert abs(whole - state()["s"]) < 1, (whole, state()["s"])
+    picture("7-recording")
+    find("paper").send_keys("+")
+    wait(lambda: state("frozen().stretch.length") < 70 * fs, "a minute")
+    find("to-gap").click()
+    wait(lambda: state("frozen().stretch.framesPerColumn") == 0, "the signal")
+    assert browser.execute_script("return qzstress.frozen().stretch.raw[0].some(Number.isNaN)"), "no gap is shown"
     complaints = [entry for entry in browser.get_log("browser") if "WebSocket" not in entry["message"]]
     assert not complaints, complaints
 finally:

@@ -22,14 +22,15 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// `frames` as a FLAC stream in parts: its head, then a part for each block of 192 frames.
-std::vector<std::string> FlacParts(unsigned bits, const Frames& frames) {
+/// `frames` as a FLAC stream in parts: its head, then a part for each block.
+std::vector<std::string> FlacParts(unsigned bits, const Frames& frames, unsigned blockFrames = 192) {
     const std::unique_ptr<FLAC__StreamEncoder, decltype(&FLAC__stream_encoder_delete)> owner(
         FLAC__stream_encoder_new(), &FLAC__stream_encoder_delete);
     FLAC__StreamEncoder* encoder = owner.get();
     FLAC__stream_encoder_set_channels(encoder, static_cast<unsigned>(frames[0].size()));
     FLAC__stream_encoder_set_bits_per_sample(encoder, bits);
-    FLAC__stream_encoder_set_blocksize(encoder, 192);
+    FLAC__stream_encoder_set_blocksize(encoder, blockFrames);
+    FLAC__stream_encoder_set_streamable_subset(encoder, false);
     FLAC__stream_encoder_set_total_samples_estimate(encoder, frames.size());
     const auto write = [](const FLAC__StreamEncoder*, const FLAC__byte bytes[], std::size_t count,
                           unsigned samples, unsigned, void* parts) {
@@ -319,6 +320,10 @@ TEST_F(WfdbRecordTest, ReadsFlacOfSeveralSamplesAFrameUpToItsFirstFault) {
     EXPECT_THAT(Refusal("r 1 250\nd 516\n"), HasSubstr("one FLAC channel for each signal, 1, found 2"));
     EXPECT_THAT(Refusal("r 2 250\nd 508\nd 508\n"), HasSubstr("at most 8 bits per sample, found 16"));
     EXPECT_THAT(Refusal("r 2 250\nd 516x2\nd 516\n"), HasSubstr("2 and 1 samples per frame"));
+    for (const auto& [blockFrames, isRefused] : {std::pair(8192U, false), {16384U, true}}) {
+        Write("d", Joined(FlacParts(16, Frames(blockFrames * 40UL, {0}), blockFrames)));
+        EXPECT_EQ(Refusal("r 1 250\nd 516\n") == "", !isRefused) << blockFrames;
+    }
     Write("d", parts[0]);
     EXPECT_THAT(Refusal("r 2 250\nd 516\nd 516\n"), HasSubstr("expected at least one frame of FLAC"));
     EXPECT_THAT(Refusal("r 2 250\nd 516+4\nd 516+4\n"), HasSubstr("expected a FLAC stream, found none"));
