@@ -142,12 +142,11 @@ private:
     // The matching takes beats for alike whose QRS differs in little but its beginning, as with a bypass
     // tract that conducts and does not; the classes tell them apart, and each kind has a mean of its own.
     struct ShapeMeter {
-        int shape = 0;    // number of the averaged beat
-        int kind = kAny;  // shape of the classer; kAny until a beat is of one
+        int shape = 0;                     // number of the averaged beat
+        int kind = BeatClasser::kNoShape;  // shape of the classer; none until a beat is of one
         long long lastR = 0;
         STMeter meter;
     };
-    static constexpr int kAny = -1;
     struct FoundBeat : BeatClasser::Beat {
         bool isMatched = false;
         bool IsToMatch() const { return beatClass != BeatClass::Ventricular; }
@@ -220,7 +219,7 @@ private:
     std::vector<FoundBeat> m_found;           // the same, those that have been told lately
     std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
     std::vector<ShapeMeter> m_meters;         // of the shapes that are followed
-    int m_usualKind = 0;                      // normal shape of the latest beat of the usual one
+    int m_usualKind = 0;                      // shape of the latest beat of the usual one
     std::vector<bool> m_isGoodBeat;           // per lead: nothing has disturbed the latest beat
 };
 
@@ -298,7 +297,7 @@ BeatPositionsMs StressSession::Impl::MeasuredPositions() const {
     BeatPositionsMs at = Positions();
     for (const ShapeMeter& one : m_meters) {
         if (!m_isBeatTold || one.shape != m_beat.shape) continue;
-        if (one.kind != m_usualKind && one.kind != kAny) continue;
+        if (one.kind != m_usualKind && one.kind != BeatClasser::kNoShape) continue;
         at.q = at.r + one.meter.QFromRMs();
         at.j = at.r + one.meter.JFromRMs();
     }
@@ -470,8 +469,8 @@ void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool a
     m_meters.erase(std::remove_if(m_meters.begin(), m_meters.end(),
                                   [this](const ShapeMeter& one) { return !m_shapes.Follows(one.shape); }),
                    m_meters.end());
-    m_meters.push_back(
-        {shape, kAny, 0, STMeter(m_fs, m_chn, m_options.stRateLimitBpm, m_conditioner.SagPerSecond())});
+    m_meters.push_back({shape, BeatClasser::kNoShape, 0,
+                        STMeter(m_fs, m_chn, m_options.stRateLimitBpm, m_conditioner.SagPerSecond())});
     // The engine has placed its R in the beat, which otherwise is as it was learned.
     const BeatPositionsMs at = m_shapes.PositionsOf(shape);
     m_meters.back().meter.Start(beat, beat.posQ * kMsPerSecond / m_fs + at.r - at.q);
@@ -511,12 +510,12 @@ void StressSession::Impl::Measure(long long r) {
     m_beat.stPointMs = m_beat.qMs = m_beat.jMs = kNaN;
     const double delayRestMs = m_conditioner.DelayRest() * kMsPerSecond / m_fs;
     const FoundBeat* const found = FoundAt(m_beat.seconds);
-    ShapeMeter* const own = MeterOf(found != nullptr ? found->shape : m_usualKind, r);
+    ShapeMeter* const own = MeterOf(found != nullptr ? found->shape : BeatClasser::kNoShape, r);
     if (own == nullptr) return;
     own->meter.Fold(m_kept, r, m_isGoodBeat, m_beat);
     m_beat.qMs -= delayRestMs;
     m_beat.jMs -= delayRestMs;
-    if (found == nullptr) return;
+    if (found == nullptr || found->shape == BeatClasser::kNoShape) return;
     if (found->isUsual) m_usualKind = found->shape;
     const bool isUsualThere = std::any_of(m_meters.begin(), m_meters.end(), [&](const ShapeMeter& one) {
         return one.shape == m_beat.shape && one.kind == m_usualKind && &one != own &&
@@ -528,20 +527,24 @@ void StressSession::Impl::Measure(long long r) {
         std::fill(values->begin(), values->end(), STMeasure::kNothing);
 }
 
-// The meter for beats of this kind that are like the present averaged beat; null where that has been given
-// up. A kind that is new begins with the points of the one before, and takes the place of that which is
-// longest past.
+// The meter for beats of this kind, or the latest one for those of none, that are like the present averaged
+// beat; null where that has been given up. A kind that is new begins with the points of the one before, and
+// takes the place of that which is longest past.
 StressSession::Impl::ShapeMeter* StressSession::Impl::MeterOf(int kind, long long r) {
     ShapeMeter *own = nullptr, *latest = nullptr, *oldest = nullptr;
     std::size_t count = 0;
     for (ShapeMeter& one : m_meters) {
         if (one.shape != m_beat.shape) continue;
         ++count;
-        if (one.kind == kind || one.kind == kAny) own = &one;
+        if (one.kind == kind || one.kind == BeatClasser::kNoShape) own = &one;
         if (latest == nullptr || one.lastR > latest->lastR) latest = &one;
         if (oldest == nullptr || one.lastR < oldest->lastR) oldest = &one;
     }
     if (latest == nullptr) return nullptr;
+    if (kind == BeatClasser::kNoShape) {
+        own = latest;
+        kind = own->kind;
+    }
     if (own == nullptr && count < kMostKinds) {
         m_meters.push_back(*latest);
         own = &m_meters.back();

@@ -289,7 +289,7 @@ void BeatClasser::ClassifyNext(long long nextRr) {
         !isOfUsual && isKnown && kind != BeatClass::Ventricular && kind != BeatClass::Unclassified;
     const std::size_t counted = isOfOther ? shape : m_usual;
     if (isOfUsual || isOfOther) ChooseUsual(counted);
-    const int number = m_shapes[counted].number;
+    const int number = isOfUsual || isOfOther ? m_shapes[counted].number : kNoShape;
     LearnTiming(m_shapes[TakeInto(shape, isKnown, own, place)], timing);
     LearnInterval(place, kind);
     m_lastEarly = timing.early;

@@ -15,8 +15,7 @@
 //
 // Of several shapes the usual one is that which most of the latest beats are like, ventricular ones left out;
 // another one that comes instead, as of a bypass tract that conducts and does not, is the usual one with its
-// fifth beat. A beat that is like the usual one is of it, whatever else it is like; so is one that is like
-// none.
+// fifth beat. A beat that is like the usual one is of it, whatever else it is like.
 //
 // The evidence is added up with weights that were fitted by logistic regression to the beats of annotated
 // recordings. A beat that would be ventricular but for the noise around it is unclassified, and so is one
@@ -40,11 +39,12 @@ namespace qz {
 
 class BeatClasser {
 public:
+    static constexpr int kNoShape = -1;
     struct Beat {
         long long frame = 0;  // as found
         BeatClass beatClass = BeatClass::Normal;
-        int shape = 0;        // number of the shape that it is of, in order of appearance
-        bool isUsual = true;  // that is the usual one
+        int shape = kNoShape;  // number of the shape that it is of, in order of appearance
+        bool isUsual = true;   // that is the usual one, or none
     };
 
     /// The finder is kept by reference: its signal and its weights are looked at. isPaced: a pacemaker is at
