@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import os
+import re
 from collections.abc import Iterator
 from dataclasses import dataclass
 from typing import Any
@@ -273,7 +274,7 @@ def from_wfdb(record: Any) -> Recording:
 
 
 def from_mne(raw: Any) -> Recording:
-    """Make a recording of an ``mne.io.Raw``: its ECG channels or, without any, all.
+    """Make a recording of an ``mne.io.Raw``: its ECG channels or, without any, all; "ECG V4" is lead V4.
 
     Volts are rounded to the finest of 1, 2, 5, 10, 20 and 50 uV at which they fit into 16 bits.
     """
@@ -282,7 +283,7 @@ def from_mne(raw: Any) -> Recording:
     return from_signal(
         raw.get_data(picks=picks).T,
         _checks.whole("the sampling rate", raw.info["sfreq"], _checks.LOWEST_FS, _checks.HIGHEST_FS),
-        [raw.ch_names[i] for i in picks],
+        [re.sub("^(ecg|ekg) +", "", raw.ch_names[i], flags=re.IGNORECASE) for i in picks],
         unit="V",
         name="mne.io.Raw",
     )

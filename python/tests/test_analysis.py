@@ -79,7 +79,7 @@ def test_an_array_gives_what_its_file_gives(recording: qzstress.Recording, tmp_p
             SimpleNamespace(
                 get_data=lambda picks: recording.signal.T[picks] / 1e6,
                 info={"sfreq": 500.0},
-                ch_names=recording.leads,
+                ch_names=[f"ECG {lead}" for lead in recording.leads],
                 get_channel_types=lambda: ["ecg"] * 12,
             ),
             {},
