@@ -132,7 +132,8 @@ struct STMeasure {
 
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
 /// is off or disturbed; where it has had no beat for 10 s, until the averaged beat is renewed by nine of
-/// them; and in a beat that is not like the shape that most of the latest ones have.
+/// them; and in a beat that is not of the shape, or of the kind of normal beats, that most of the latest ones
+/// have.
 struct BeatEvent {
     double seconds = 0;  // of its R
     double bpm =

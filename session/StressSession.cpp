@@ -61,6 +61,9 @@ constexpr double kDecidedAfterSeconds = 0.8;  // after its R a beat has been tol
 constexpr double kBeatAheadSeconds = 0.42, kBeatBackSeconds = 0.3;
 constexpr double kSwingSeconds = 3;
 
+constexpr std::size_t kMostKinds = 3;  // of normal beats that are like one averaged beat
+constexpr int kFreshSeconds = 10;      // the mean of a kind that was not seen for so long is of the past
+
 constexpr int kFirstQualitySeconds = 6;  // the first beats are known before
 
 constexpr std::size_t kMostLeads = 64;
@@ -136,8 +139,12 @@ private:
         Give,     // no averaged beat was to be had
     };
 
+    // The matching takes beats for alike whose QRS differs in little but its beginning, as with a bypass
+    // tract that conducts and does not; the classes tell them apart, and each kind has a mean of its own.
     struct ShapeMeter {
-        int shape = 0;  // its number
+        int shape = 0;                     // number of the averaged beat
+        int kind = BeatClasser::kNoShape;  // shape of the classer; none until a beat is of one
+        long long lastR = 0;
         STMeter meter;
     };
     struct FoundBeat : BeatClasser::Beat {
@@ -162,8 +169,10 @@ private:
     void TellBeat(long long r);
     void MarkMatched(long long r);
     void Measure(long long r);
+    ShapeMeter* MeterOf(int kind, long long r);
     bool IsGood(std::size_t lead, double beatSeconds) const;
     void TellRate(BeatEvent& beat) const;
+    const FoundBeat* FoundAt(double seconds) const;
     BeatClass ClassAt(double seconds) const;
     double Seconds(long long index) const {
         return static_cast<double>(index - m_conditioner.DelaySamples()) / m_fs;
@@ -210,6 +219,7 @@ private:
     std::vector<FoundBeat> m_found;           // the same, those that have been told lately
     std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
     std::vector<ShapeMeter> m_meters;         // of the shapes that are followed
+    int m_usualKind = 0;                      // shape of the latest beat of the usual one
     std::vector<bool> m_isGoodBeat;           // per lead: nothing has disturbed the latest beat
 };
 
@@ -287,6 +297,7 @@ BeatPositionsMs StressSession::Impl::MeasuredPositions() const {
     BeatPositionsMs at = Positions();
     for (const ShapeMeter& one : m_meters) {
         if (!m_isBeatTold || one.shape != m_beat.shape) continue;
+        if (one.kind != m_usualKind && one.kind != BeatClasser::kNoShape) continue;
         at.q = at.r + one.meter.QFromRMs();
         at.j = at.r + one.meter.JFromRMs();
     }
@@ -458,7 +469,8 @@ void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool a
     m_meters.erase(std::remove_if(m_meters.begin(), m_meters.end(),
                                   [this](const ShapeMeter& one) { return !m_shapes.Follows(one.shape); }),
                    m_meters.end());
-    m_meters.push_back({shape, STMeter(m_fs, m_chn, m_options.stRateLimitBpm, m_conditioner.SagPerSecond())});
+    m_meters.push_back({shape, BeatClasser::kNoShape, 0,
+                        STMeter(m_fs, m_chn, m_options.stRateLimitBpm, m_conditioner.SagPerSecond())});
     // The engine has placed its R in the beat, which otherwise is as it was learned.
     const BeatPositionsMs at = m_shapes.PositionsOf(shape);
     m_meters.back().meter.Start(beat, beat.posQ * kMsPerSecond / m_fs + at.r - at.q);
@@ -490,18 +502,63 @@ void StressSession::Impl::TellBeat(long long r) {
     m_observer.OnBeat(m_beat);
 }
 
-// ST of the beat that is to be told, by the meter of its shape.
+// ST of the beat that is to be told, by the meter of its shape and kind; none where its kind is not the usual
+// one.
 void StressSession::Impl::Measure(long long r) {
     for (std::size_t lead = 0; lead < m_chn; ++lead) m_isGoodBeat[lead] = IsGood(lead, m_beat.seconds);
     m_beat.st.assign(m_chn, STMeasure());  // where its shape has just been given up
     m_beat.stPointMs = m_beat.qMs = m_beat.jMs = kNaN;
     const double delayRestMs = m_conditioner.DelayRest() * kMsPerSecond / m_fs;
+    const FoundBeat* const found = FoundAt(m_beat.seconds);
+    ShapeMeter* const own = MeterOf(found != nullptr ? found->shape : BeatClasser::kNoShape, r);
+    if (own == nullptr) return;
+    own->meter.Fold(m_kept, r, m_isGoodBeat, m_beat);
+    m_beat.qMs -= delayRestMs;
+    m_beat.jMs -= delayRestMs;
+    if (found == nullptr || found->shape == BeatClasser::kNoShape) return;
+    if (found->isUsual) m_usualKind = found->shape;
+    const bool isUsualThere = std::any_of(m_meters.begin(), m_meters.end(), [&](const ShapeMeter& one) {
+        return one.shape == m_beat.shape && one.kind == m_usualKind && &one != own &&
+               r - one.lastR <= FramesOf(kFreshSeconds);
+    });
+    if (found->isUsual || !isUsualThere) return;
+    m_beat.st.assign(m_chn, STMeasure());
+    for (std::vector<float>* values : {&m_beat.levelUv, &m_beat.slopeUvPerMs, &m_beat.jUv})
+        std::fill(values->begin(), values->end(), STMeasure::kNothing);
+}
+
+// The meter for beats of this kind, or the latest one for those of none, that are like the present averaged
+// beat; null where that has been given up. A kind that is new begins with the points of the one before, and
+// takes the place of that which is longest past.
+StressSession::Impl::ShapeMeter* StressSession::Impl::MeterOf(int kind, long long r) {
+    ShapeMeter *own = nullptr, *latest = nullptr, *oldest = nullptr;
+    std::size_t count = 0;
     for (ShapeMeter& one : m_meters) {
         if (one.shape != m_beat.shape) continue;
-        one.meter.Fold(m_kept, r, m_isGoodBeat, m_beat);
-        m_beat.qMs -= delayRestMs;
-        m_beat.jMs -= delayRestMs;
+        ++count;
+        if (one.kind == kind || one.kind == BeatClasser::kNoShape) own = &one;
+        if (latest == nullptr || one.lastR > latest->lastR) latest = &one;
+        if (oldest == nullptr || one.lastR < oldest->lastR) oldest = &one;
     }
+    if (latest == nullptr) return nullptr;
+    if (kind == BeatClasser::kNoShape) {
+        own = latest;
+        kind = own->kind;
+    }
+    if (own == nullptr && count < kMostKinds) {
+        m_meters.push_back(*latest);
+        own = &m_meters.back();
+        own->meter.Renew();
+    } else if (own == nullptr) {
+        if (oldest != latest) *oldest = *latest;
+        own = oldest;
+        own->meter.Renew();
+    } else if (own != latest && r - own->lastR > FramesOf(kFreshSeconds)) {
+        own->meter.Renew();
+    }
+    own->kind = kind;
+    own->lastR = r;
+    return own;
 }
 
 void StressSession::Impl::MarkMatched(long long r) {
@@ -535,14 +592,20 @@ void StressSession::Impl::TellRate(BeatEvent& beat) const {
     if ((after - 1)->seconds > beat.seconds - kSameBeatSeconds) beat.rrMs = (after - 1)->rrMs;
 }
 
-// The class of the beat that was found at this time; unclassified where there is none.
-BeatClass StressSession::Impl::ClassAt(double seconds) const {
+// The beat that was found at this time; null where there is none.
+const StressSession::Impl::FoundBeat* StressSession::Impl::FoundAt(double seconds) const {
     const auto found = std::lower_bound(
         m_found.begin(), m_found.end(), (seconds - kSameBeatSeconds) * m_fs,
         [](const FoundBeat& beat, double frame) { return static_cast<double>(beat.frame) < frame; });
     const bool isThere =
         found != m_found.end() && static_cast<double>(found->frame) < (seconds + kSameBeatSeconds) * m_fs;
-    return isThere ? found->beatClass : BeatClass::Unclassified;
+    return isThere ? &*found : nullptr;
+}
+
+// Its class; unclassified where there is none.
+BeatClass StressSession::Impl::ClassAt(double seconds) const {
+    const FoundBeat* const found = FoundAt(seconds);
+    return found != nullptr ? found->beatClass : BeatClass::Unclassified;
 }
 
 SessionObserver::~SessionObserver() = default;

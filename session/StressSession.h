@@ -9,12 +9,15 @@
 // beat that matches is folded into it, and ST is measured on it. The frames that it learned from are matched
 // too, afterwards, some with each new frame, so that nothing is lost. Where beats do not match, it learns
 // another averaged beat from them, within 10 s where they are most of the beats. Up to three are followed
-// side by side, as of a bundle branch block that comes and goes; ST is that of the dominant one.
+// side by side, as of a bundle branch block that comes and goes; ST is that of the dominant one. Kinds of
+// normal beats that one averaged beat is like, as with a bypass tract that conducts and does not, are
+// measured apart.
 //
 // Work per frame is bounded: learning is cut into small pieces, of which a few are done with each frame.
 // Memory is bounded: 40 s of conditioned frames are kept, and up to 70 s until the first averaged beat is
 // learned, in blocks that are allocated as they fill. Allocates in the constructor besides, while it learns a
-// beat, a few bytes once per beat, and in Template and the functions that return strings; nothing per frame.
+// beat, where a kind of normal beats is new, a few bytes once per beat, and in Template and the functions
+// that return strings; nothing per frame.
 //
 // Any number of sessions may run at once, none knows of another. One session belongs to one thread at a time.
 // C++17, standard library alone.

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr double kNarrowestNameMm = 9, kWidestNameMm = 24;  // of a lead
+constexpr double kNarrowestNamesMm = 9, kWidestNamesMm = 24;  // of leads
 constexpr double kBeatGapMm = 2, kPaperMm = 30;
 constexpr double kHeadMm = 3 * kLineMm + 1;                // name, in two lines, and time of a column
 constexpr double kLeadRowMm = kPaperMm + 2 * kLineMm + 2;  // paper, level and slope of a lead
@@ -36,7 +36,7 @@ double LeadNameMm(const StressResult& result) {
     double widest = 0;
     for (const std::string& lead : result.source.leads)
         widest = std::max(widest, (*scratch).MeasureText(lead, kNameStyle));
-    return std::clamp(widest + kBeatGapMm, kNarrowestNameMm, kWidestNameMm);
+    return std::clamp(widest + kBeatGapMm, kNarrowestNamesMm, kWidestNamesMm);
 }
 
 std::size_t ColumnsIn(const StressResult& result, const PageSize& size) {

@@ -20,7 +20,7 @@ constexpr double kMedianColumnMm = 0.5;
 constexpr double kColumnMm = 0.1;  // courses are thinned to two points in each
 constexpr double kFigureGapMm = 1.2;
 constexpr double kFigurePoints = 8;
-constexpr double kNarrowestNameMm = 8;
+constexpr double kNarrowestBandNameMm = 8;
 constexpr double kNameAbovePowerMm = 3.4;
 constexpr TextStyle kStageName{8, true, kMuted, Align::Centre};
 constexpr TextStyle kStagePower{8, false, kMuted, Align::Centre};
@@ -104,7 +104,7 @@ void TrendPlot::DrawStages(Canvas& canvas, const std::vector<Stage>& stages, boo
             canvas.FillBox(band, isDeep ? kDeepShade : kShade);
             isDeep = !isDeep;
         }
-        if (!withNames || band.width < kNarrowestNameMm) continue;
+        if (!withNames || band.width < kNarrowestBandNameMm) continue;
         const double room = band.width - 1;
         const Point centre{band.x + band.width / 2, m_box.y - 1.4};
         const std::string power = DescribePower(stages[i]);

@@ -76,7 +76,7 @@ def analyze(
     mains_hz : {50, 60, 0}, optional
         Mains frequency that is taken out, 0 for none; without it that which the first 10 s show.
     paced : bool, optional
-        Whether a pacemaker is at work: beats of a usual shape are paced; without it where the remarks tell so.
+        Whether a pacemaker is at work: beats of a usual shape are paced; else as the remarks tell.
     comb : bool
         Takes out every harmonic of mains of 50 Hz; delays by 740 ms and shifts ST.
     lowpass_hz : int, optional

@@ -26,6 +26,7 @@ constexpr double kEarlyPenalty = 2, kMostPenalty = 0.5;  // correlation
 constexpr double kSame = 0.9;                            // correlation
 constexpr double kShare = 1.0 / 16;                      // of a new beat in its shape
 constexpr int kProvenBeats = 12, kKnownBeats = 4;
+constexpr double kNewestBeat = 0.15, kClearlyMore = 0.1;                       // of a share
 constexpr double kOnTime = 0.12, kClearlyEarly = 0.1;                          // parts of an interval
 constexpr double kMostlyOnTime = 0.7, kMostlyEarly = 0.6, kSeldomEarly = 0.3;  // parts of the beats
 constexpr double kWorthBeats = 50, kWorthSeconds = 10, kNormalWorth = 4;
@@ -125,6 +126,7 @@ void BeatClasser::Start() {
     }
     std::swap(m_shapes[0], m_shapes[best]);
     m_shapes[0].isNormal = true;
+    m_shapes[0].share = 1;
     m_known = 1;
 }
 
@@ -247,7 +249,7 @@ void BeatClasser::ClassifyNext(long long nextRr) {
     const long long place = m_waiting.front();
     m_waiting.erase(m_waiting.begin());
     CutOut(place);
-    Fit own, normal;
+    Fit own, normal, usual;
     std::size_t shape = 0;
     for (std::size_t i = 0; i < m_known; ++i) {
         const Fit fit = Compare(m_shapes[i]);
@@ -256,9 +258,10 @@ void BeatClasser::ClassifyNext(long long nextRr) {
             shape = i;
         }
         if (m_shapes[i].isNormal && fit.likeness > normal.likeness) normal = fit;
+        if (i == m_usual) usual = fit;
     }
     const bool isKnown = own.likeness >= kSame;
-    const bool isUsual = isKnown && m_shapes[shape].isNormal;
+    const bool isOfNormal = isKnown && m_shapes[shape].isNormal;
     const Timing timing = TimingOf(place, nextRr);
 
     const double regular = 1 - kIrregularWeight * std::min(timing.irregular / kMostIrregular, 1.0);
@@ -267,13 +270,13 @@ void BeatClasser::ClassifyNext(long long nextRr) {
                 (std::clamp(timing.early, 0.0, kMostTiming) + std::clamp(timing.pause, 0.0, kMostTiming));
     evidence += kWideWeight * std::clamp((WidthSeconds(own.shift) - kUsualWidthSeconds) / kWidthUnitSeconds,
                                          kLeastWide, kMostWide);
-    if (isUsual) evidence -= kNormalShapeWeight;
+    if (isOfNormal) evidence -= kNormalShapeWeight;
     if (isKnown && !m_shapes[shape].isNormal)
         evidence += kEarlyShapeWeight * m_shapes[shape].early *
                     std::min(static_cast<double>(m_shapes[shape].beats) / kKnownBeats, 1.0);
     const double noise = kNoiseWeight * std::clamp(m_finder.Floor() / kNoisyBeatFloor - 1, 0.0, kMostNoisy);
     BeatClass kind = BeatClass::Normal;
-    if (m_isPaced && isUsual)
+    if (m_isPaced && isOfNormal)
         kind = BeatClass::Paced;
     else if (evidence > noise && IsWhole(place))
         kind = BeatClass::Ventricular;
@@ -281,10 +284,24 @@ void BeatClasser::ClassifyNext(long long nextRr) {
         kind = BeatClass::Unclassified;
     else if (IsEarlyNormal(timing))
         kind = BeatClass::Supraventricular;
+    const bool isOfUsual = usual.likeness >= kSame;
+    const bool isOfOther =
+        !isOfUsual && isKnown && kind != BeatClass::Ventricular && kind != BeatClass::Unclassified;
+    const std::size_t counted = isOfOther ? shape : m_usual;
+    if (isOfUsual || isOfOther) ChooseUsual(counted);
+    const int number = isOfUsual || isOfOther ? m_shapes[counted].number : kNoShape;
     LearnTiming(m_shapes[TakeInto(shape, isKnown, own, place)], timing);
     LearnInterval(place, kind);
     m_lastEarly = timing.early;
-    m_classed.push_back({place * m_finder.FramesPerPlace() + m_finder.FramesPerPlace() / 2, kind});
+    m_classed.push_back({place * m_finder.FramesPerPlace() + m_finder.FramesPerPlace() / 2, kind, number,
+                         counted == m_usual});
+}
+
+// A beat is of this shape.
+void BeatClasser::ChooseUsual(std::size_t shape) {
+    for (std::size_t i = 0; i < m_known; ++i)
+        m_shapes[i].share += kNewestBeat * ((i == shape ? 1 : 0) - m_shapes[i].share);
+    if (m_shapes[shape].share > m_shapes[m_usual].share + kClearlyMore) m_usual = shape;
 }
 
 // Within a run each beat is as early as the one before it.
@@ -308,6 +325,8 @@ std::size_t BeatClasser::TakeInto(std::size_t shape, bool isKnown, const Fit& fi
         renewed.beats = 0;
         renewed.early = renewed.onTime = 0;
         renewed.isNormal = false;
+        renewed.number = m_appeared++;
+        renewed.share = 0;
     }
     Shape& own = m_shapes[shape];
     own.last = place;
@@ -329,7 +348,7 @@ void BeatClasser::MeasureShape(Shape& shape) const {
     }
 }
 
-// Rare shapes go first, and those of long ago; the last normal one stays.
+// Rare shapes go first, and those of long ago; the usual one and the last normal one stay.
 std::size_t BeatClasser::LeastWanted(long long place) const {
     const auto normals =
         std::count_if(m_shapes.begin(), m_shapes.end(), [](const Shape& s) { return s.isNormal; });
@@ -337,7 +356,7 @@ std::size_t BeatClasser::LeastWanted(long long place) const {
     double leastWorth = -1;
     for (std::size_t i = 0; i < m_known; ++i) {
         const Shape& shape = m_shapes[i];
-        if (shape.isNormal && normals == 1) continue;
+        if (i == m_usual || (shape.isNormal && normals == 1)) continue;
         const double worth = std::min<double>(shape.beats, kWorthBeats) *
                              (shape.isNormal ? kNormalWorth : 1) /
                              (kWorthSeconds + static_cast<double>(place - shape.last) / m_rate);

@@ -13,6 +13,10 @@
 // the interval before it. Where intervals differ by themselves, as in atrial fibrillation, a beat that comes
 // early tells less.
 //
+// Of several shapes the usual one is that which most of the latest beats are like, ventricular ones left out;
+// another one that comes instead, as of a bypass tract that conducts and does not, is the usual one with its
+// fifth beat. A beat that is like the usual one is of it, whatever else it is like.
+//
 // The evidence is added up with weights that were fitted by logistic regression to the beats of annotated
 // recordings. A beat that would be ventricular but for the noise around it is unclassified, and so is one
 // that the beginning or the end of the recording cuts. Where a pacemaker is at work, a beat that is like a
@@ -35,9 +39,12 @@ namespace qz {
 
 class BeatClasser {
 public:
+    static constexpr int kNoShape = -1;
     struct Beat {
         long long frame = 0;  // as found
         BeatClass beatClass = BeatClass::Normal;
+        int shape = kNoShape;  // number of the shape that it is of, in order of appearance
+        bool isUsual = true;   // that is the usual one, or none
     };
 
     /// The finder is kept by reference: its signal and its weights are looked at. isPaced: a pacemaker is at
@@ -60,6 +67,8 @@ private:
         int beats = 0;
         double early = 0, onTime = 0;  // part of its latest beats that came so
         bool isNormal = false;
+        int number = 0;    // in order of appearance
+        double share = 0;  // of the latest beats
     };
     struct Fit {
         double likeness = -1;
@@ -87,6 +96,7 @@ private:
     std::size_t TakeInto(std::size_t shape, bool isKnown, const Fit& fit, long long place);
     std::size_t LeastWanted(long long place) const;
     void LearnTiming(Shape& shape, const Timing& timing);
+    void ChooseUsual(std::size_t shape);
     void LearnInterval(long long place, BeatClass kind);
     // To the nearest place; of no negative time.
     long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
@@ -108,6 +118,8 @@ private:
     std::vector<float> m_row;                    // of Row
     std::vector<Shape> m_shapes;                 // the first m_known of them are in use
     std::size_t m_known = 0;
+    std::size_t m_usual = 0;           // of m_shapes
+    int m_appeared = 1;                // shapes so far
     std::vector<long long> m_waiting;  // places of beats
     std::vector<Beat> m_classed;       // told last
     std::array<double, kKeptRrs> m_rrs{};

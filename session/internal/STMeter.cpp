@@ -88,6 +88,10 @@ void STMeter::Start(const LearnedBeat& beat, double rMs) {
     m_isFast = false;
 }
 
+void STMeter::Renew() {
+    for (Lead& lead : m_leads) lead.count = lead.next = 0;
+}
+
 void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event) {
     const int lag = m_lag = FindLag(frames, r);
     const long long first = r + lag - m_before * m_step;

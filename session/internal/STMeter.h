@@ -40,6 +40,8 @@ public:
     /// Begins with this averaged beat and its positions, as though ten beats had been like it. Points by hand
     /// count from its time rMs.
     void Start(const LearnedBeat& beat, double rMs);
+    /// What it has of beats is of the past: there are no values until five new ones are in the mean.
+    void Renew();
     /// Measures at these points from now on, which are in range.
     void SetPoints(const PointsByHand& points) { m_byHand = points; }
     /// A beat has its R at frame `r` of `frames`, whose values of the engine and heart rate `event` holds:

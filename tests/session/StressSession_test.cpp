@@ -332,6 +332,32 @@ TEST(StressSession, FollowsShapesThatAlternateAndMeasuresTheDominantOne) {
     EXPECT_GT(witness.beats.size(), 230U);
 }
 
+// One averaged beat is like both kinds, as their first differences are alike. ST is of the one that is there,
+// as of its fifth beat, without what the other one left: told levels of a kind do not move.
+TEST(StressSession, MeasuresKindsThatAlternateApartThoughOneAveragedBeatIsLikeBoth) {
+    constexpr int kBeats = 20, kRrMs = 800;
+    BeatTrain train(kFs, 1);
+    train.Noise(4, 1);
+    for (int i = 0; i < 5; ++i) train.Form({}).Beats(kRrMs, kBeats).Form({1, 0.5, 900}).Beats(kRrMs, kBeats);
+    const Witness witness = WitnessOf(train.Record(), OptionsFor(1));
+    EXPECT_EQ(witness.learnedTimes.size(), 1U);
+    EXPECT_GT(witness.beats.size(), 190U);
+    std::vector<float> levels[2];
+    for (const BeatEvent& beat : witness.beats) {
+        const int at = static_cast<int>(beat.seconds * 1000 / kRrMs - 0.5);
+        if (at < 4 * kBeats) continue;  // both kinds are known, and where their points are
+        const float level = beat.st[0].levelUv;
+        EXPECT_EQ(std::isnan(level), at % kBeats < 4) << at;
+        EXPECT_EQ(std::isnan(beat.levelUv[0]), at % kBeats < 4) << at;
+        if (at % kBeats >= 4) levels[at / kBeats % 2].push_back(level);
+    }
+    for (std::vector<float>& ofKind : levels) {
+        std::sort(ofKind.begin(), ofKind.end());
+        EXPECT_LT(ofKind.back() - ofKind.front(), 10);
+    }
+    EXPECT_GT(std::abs(levels[1].front() - levels[0].front()), 25);
+}
+
 TEST(StressSession, MatchesHalfAMinuteAnewWithAShapeThatComesBetweenOthers) {
     BeatTrain train(kFs, 1);
     train.Noise(4, 1).Beats(1300, 20);
