@@ -1,5 +1,5 @@
-// The first byte says whether the options tell the scale (bit 0) and the rate (bit 1), or that the rest are raw
-// frames (bit 2).
+// The first byte says whether the options tell the scale (bit 0) and the rate (bit 1), or that the rest are
+// raw frames (bit 2).
 #include "host/record/OpenRecord.h"
 #include "host/support/HostError.h"
 #include "tests/fuzz/FuzzFile.h"
