@@ -26,7 +26,7 @@ constexpr double kEarlyPenalty = 2, kMostPenalty = 0.5;  // correlation
 constexpr double kSame = 0.9;                            // correlation
 constexpr double kShare = 1.0 / 16;                      // of a new beat in its shape
 constexpr int kProvenBeats = 12, kKnownBeats = 4;
-constexpr double kNewestBeat = 0.15, kClearlyMore = 0.1;                       // of a share
+constexpr double kNewestOfKind = 0.15, kClearlyMoreOfKind = 0.1;               // of a share
 constexpr double kOnTime = 0.12, kClearlyEarly = 0.1;                          // parts of an interval
 constexpr double kMostlyOnTime = 0.7, kMostlyEarly = 0.6, kSeldomEarly = 0.3;  // parts of the beats
 constexpr double kWorthBeats = 50, kWorthSeconds = 10, kNormalWorth = 4;
@@ -300,8 +300,8 @@ void BeatClasser::ClassifyNext(long long nextRr) {
 // A beat is of this shape.
 void BeatClasser::ChooseUsual(std::size_t shape) {
     for (std::size_t i = 0; i < m_known; ++i)
-        m_shapes[i].share += kNewestBeat * ((i == shape ? 1 : 0) - m_shapes[i].share);
-    if (m_shapes[shape].share > m_shapes[m_usual].share + kClearlyMore) m_usual = shape;
+        m_shapes[i].share += kNewestOfKind * ((i == shape ? 1 : 0) - m_shapes[i].share);
+    if (m_shapes[shape].share > m_shapes[m_usual].share + kClearlyMoreOfKind) m_usual = shape;
 }
 
 // Within a run each beat is as early as the one before it.
