@@ -2,6 +2,7 @@
 
 Usage: server_test.py QZSTRESS [SEED]
 """
+import atexit
 import base64
 import json
 import os
@@ -28,6 +29,7 @@ class Monitor:
         self.folder = os.path.join(work.name, name)
         words = [program, "monitor", "sim", "--speed", "30", "--port", "0", "--out", self.folder, *options]
         self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        atexit.register(self.process.kill)
         self.process.stdout.readline()
         self.url = self.process.stdout.readline().split()[1]
         self.port = int(self.url.split(":")[2].split("/")[0])
