@@ -10,6 +10,7 @@ _Stage = tuple[float, float | None, str, float | None, float | None]
 
 program: str
 has_edf: bool
+has_flac: bool
 has_resampling: bool
 protocols: list[str]
 predicted_rates: list[str]

@@ -173,13 +173,13 @@ def analyze(
         study.st_rate_limit_per_min(_checks.number("st_rate_limit_per_min", st_rate_limit_per_min, above=0))
         give("--st-rate-limit", st_rate_limit_per_min)
     by_hand = (("q", q_point_ms, -200, -8), ("j", j_point_ms, 8, 250), ("st", st_point_ms, 10, 200))
-    for point, ms, first, last in by_hand:
+    for point, ms, lowest, highest in by_hand:
         if ms is None:
             continue
         if post_j_ms is not None:
             raise ValueError(f"post_j_ms is measured at the engine's points: leave {point}_point_ms out")
-        if not first <= _checks.number(f"{point}_point_ms", ms) <= last:
-            raise ValueError(f"{point}_point_ms is expected to be {first} to {last}, not {ms!r}")
+        if not lowest <= _checks.number(f"{point}_point_ms", ms) <= highest:
+            raise ValueError(f"{point}_point_ms is expected to be {lowest} to {highest}, not {ms!r}")
         give(f"--{point}-point", ms)
     study.points_ms(q_point_ms, j_point_ms, st_point_ms)
     if beat is not None:

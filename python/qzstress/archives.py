@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import collections
 import contextlib
 import dataclasses
 import hashlib
@@ -38,6 +39,7 @@ _BATCH_TABLE = b"record,length_s,leads,beats_found,"  # how results.csv of qzstr
 _TASKS_PER_THREAD = (
     4  # that the scheduler knows of: a worker never waits for the next, and memory stays small
 )
+_TRIES_ALONE = 2  # a worker may die of what is not the recording's, even then
 _SECONDS_PER_COUNT = 2.0  # of the cluster's threads, which may become more or fewer
 _SECONDS_PER_PROGRESS = {True: 0.5, False: 30.0}  # on a terminal, in a log
 
@@ -331,20 +333,22 @@ def _run(
         tasks = _Tasks(distributed, client, job, tries)
         waiting = iter(records.items())
         suspects: list[str] = []
+        tried: collections.Counter[str] = collections.Counter()  # alone
         while True:
             for key, record in itertools.islice(waiting, tasks.room()):
                 tasks.submit(key, record, f"qzstress-{key}")
             # A worker that dies takes along recordings that are not to blame: each is tried again alone.
             if not tasks.running and suspects:
                 key = suspects.pop()
-                tasks.submit(key, records[key], f"qzstress-{key}-alone")
+                tried[key] += 1
+                tasks.submit(key, records[key], f"qzstress-{key}-alone-{tried[key]}")
             if not tasks.running:
                 break
-            name, key, error = tasks.next()
-            if isinstance(error, distributed.KilledWorker) and not name.endswith("-alone"):
-                suspects.append(key)
+            key, error = tasks.next()
+            if isinstance(error, distributed.KilledWorker) and tried[key] < _TRIES_ALONE:
+                suspects.insert(0, key)
             elif isinstance(error, distributed.KilledWorker):
-                yield key, f"its worker died {error.allowed_failures + 1} times"
+                yield key, f"its worker died {(error.allowed_failures + 1) * tried[key]} times"
             else:
                 yield key, None if error is None else str(error) or type(error).__name__
         client.run(end_analysts, on_error="ignore")
@@ -372,8 +376,8 @@ class _Tasks:
         )
         self._ended.add(task)
 
-    def next(self) -> tuple[str, str, BaseException | None]:
-        """Wait for a task; return its name, the key of its recording, and what went wrong."""
+    def next(self) -> tuple[str, BaseException | None]:
+        """Wait for a task; return the key of its recording, and what went wrong."""
         future = next(self._ended)
         if future.status in ("cancelled", "lost"):
             raise RuntimeError(
@@ -381,7 +385,7 @@ class _Tasks:
             )
         error = future.exception() if future.status == "error" else None
         future.release()
-        return future.key, self.running.pop(future.key), error
+        return self.running.pop(future.key), error
 
 
 _idle: queue.SimpleQueue[Analyst] = queue.SimpleQueue()  # of this worker

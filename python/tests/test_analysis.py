@@ -17,7 +17,14 @@ from qzstress import Stage, analyze, from_mne, from_wfdb, read
 OPTIONS = (
     ({}, []),
     (
-        {"mains_hz": 50, "smooth": 1, "lowpass_hz": 35, "reference_s": (5, 12.5), "angina": 1, "st_point_ms": 100},
+        {
+            "mains_hz": 50,
+            "smooth": 1,
+            "lowpass_hz": 35,
+            "reference_s": (5, 12.5),
+            "angina": 1,
+            "st_point_ms": 100,
+        },
         ["--mains=50", "--smooth=1", "--lowpass=35", "--reference=5-12.5", "--angina=1", "--st-point=100"],
     ),
     (

@@ -95,7 +95,7 @@ def test_recordings_that_crash_hang_and_kill_are_listed_and_the_others_done(
     assert failures == {
         "crash": "its analysis ended by signal 6",
         "hang": "given up after 4 s",
-        "killer": "its worker died 1 times",
+        "killer": "its worker died 2 times",
     }
     assert names(out) == ["a", "again", "b", "c", "d"]
     assert names(out, "failures") == ["broken", "crash", "hang", "killer"]
