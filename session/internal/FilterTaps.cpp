@@ -38,22 +38,25 @@ QZ_WIDE_VECTORS void AddAllWide(const float* taps, std::size_t count, const Numb
     AddAll(taps, count, x, step, width, sums);
 }
 
-}  // namespace
-
-void AddProducts(const float* taps, std::size_t count, const float* x, std::size_t step, std::size_t width,
-                 float* sums) {
+template <typename Number>
+void AddWhereItRuns(const float* taps, std::size_t count, const Number* x, std::size_t step,
+                    std::size_t width, Number* sums) {
     if (HasWideVectors())
         AddAllWide(taps, count, x, step, width, sums);
     else
         AddAll(taps, count, x, step, width, sums);
 }
 
+}  // namespace
+
+void AddProducts(const float* taps, std::size_t count, const float* x, std::size_t step, std::size_t width,
+                 float* sums) {
+    AddWhereItRuns(taps, count, x, step, width, sums);
+}
+
 void AddProducts(const float* taps, std::size_t count, const double* x, std::size_t step, std::size_t width,
                  double* sums) {
-    if (HasWideVectors())
-        AddAllWide(taps, count, x, step, width, sums);
-    else
-        AddAll(taps, count, x, step, width, sums);
+    AddWhereItRuns(taps, count, x, step, width, sums);
 }
 
 std::vector<float> BandPassTaps(double lowHz, double highHz, double rate, long long half) {
