@@ -12,7 +12,8 @@ namespace {
 
 constexpr double kMostMv = 1.5;
 constexpr double kLeastMv = 0.2;
-constexpr double kStepMv = 0.1;  // a millimetre of ECG paper
+constexpr double kMostJMv = 0.7;  // the thin line of J does not flatten that of ST
+constexpr double kStepMv = 0.1;   // a millimetre of ECG paper
 constexpr double kMmPerMv = 10;
 constexpr double kLeastSlope = 1;  // mV/s, as uV/ms
 constexpr double kMostSlope = 8;
@@ -37,20 +38,35 @@ std::vector<TrendPoint> CourseOf(const StressResult& result, const std::vector<H
     return points;
 }
 
-// An axis for all leads, from -`least` to `least` or wider. Readings beyond `most` do not widen it, so that a
-// lead that is off does not flatten the others; they are drawn at the edge of the plot.
-ValueAxis ChooseAxis(const StressResult& result, std::vector<float> STReading::*values, double perUnit,
-                     double least, double most, double step, double heightMm) {
-    double lowest = -least, highest = least;
-    for (const STReading& beat : result.beats) {
-        for (const float reading : beat.*values) {
-            const double value = reading / perUnit;
-            if (!(std::abs(value) <= most)) continue;
-            lowest = std::min(lowest, value);
-            highest = std::max(highest, value);
-        }
+// The range of an axis for all leads, from -`least` to `least` or wider. Readings beyond `most` do not widen
+// it, so that a lead that is off does not flatten the others; they are drawn at the edge of the plot.
+struct AxisRange {
+    explicit AxisRange(double least) : lowest(-least), highest(least) {}
+    void Take(double value, double most) {
+        if (!(std::abs(value) <= most)) return;
+        lowest = std::min(lowest, value);
+        highest = std::max(highest, value);
     }
-    return ChooseValueAxis(lowest, highest, step, std::max(2, static_cast<int>(heightMm / kPerFigureMm)));
+    ValueAxis Axis(double step, double heightMm) const {
+        return ChooseValueAxis(lowest, highest, step, std::max(2, static_cast<int>(heightMm / kPerFigureMm)));
+    }
+    double lowest, highest;
+};
+
+ValueAxis ChooseLevelAxis(const StressResult& result, double heightMm) {
+    AxisRange range(kLeastMv);
+    for (const STReading& beat : result.beats) {
+        for (const float levelUv : beat.levelUv) range.Take(levelUv / kUvPerMv, kMostMv);
+        for (const STPoints& st : beat.st) range.Take(st.jUv / kUvPerMv, kMostJMv);
+    }
+    return range.Axis(kStepMv, heightMm);
+}
+
+ValueAxis ChooseSlopeAxis(const StressResult& result, double heightMm) {
+    AxisRange range(kLeastSlope);
+    for (const STReading& beat : result.beats)
+        for (const float slope : beat.slopeUvPerMs) range.Take(slope, kMostSlope);
+    return range.Axis(kLeastSlope, heightMm);
 }
 
 void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
@@ -203,10 +219,8 @@ void DrawTrends(Canvas& canvas, const Findings& findings, const Box& contents, s
     const Box area{contents.x, top, contents.width, bottom - top};
     const LeadGrid grid = ChooseHighGrid(count);
     const LeadBoxes boxes = SplitCell(grid.Cell(area, 0, kLeadGapMm));
-    const LeadAxes axes{
-        ChooseAxis(result, &STReading::levelUv, kUvPerMv, kLeastMv, kMostMv, kStepMv, boxes.level.height),
-        ChooseAxis(result, &STReading::slopeUvPerMs, 1, kLeastSlope, kMostSlope, kLeastSlope,
-                   boxes.slope.height)};
+    const LeadAxes axes{ChooseLevelAxis(result, boxes.level.height),
+                        ChooseSlopeAxis(result, boxes.slope.height)};
     for (std::size_t i = 0; i < count; ++i)
         DrawLeadTrend(canvas, findings, first + i, grid.Cell(area, i, kLeadGapMm), axes);
     DrawCaption(

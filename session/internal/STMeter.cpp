@@ -77,7 +77,7 @@ void STMeter::Start(const LearnedBeat& beat, double rMs) {
     m_usable = beat.usable;
     if (std::count(m_usable.begin(), m_usable.end(), true) == 0) m_usable.assign(m_chn, true);
     const double steepestMs = SteepestMs();
-    m_rMs = steepestMs + rMs - r * kMsPerSecond / m_fs;
+    m_lagMs = r * kMsPerSecond / m_fs - rMs;
     m_at = m_delineator.Find(m_means, m_hz, m_usable, steepestMs);
     if (!m_at.isSure) {
         m_at.qMs = steepestMs + (beat.posQ - r) * kMsPerSecond / m_fs;
@@ -94,6 +94,7 @@ void STMeter::Renew() {
 
 void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event) {
     const int lag = m_lag = FindLag(frames, r);
+    m_lagMs += (lag * kMsPerSecond / m_fs - m_lagMs) / kBeats;
     const long long first = r + lag - m_before * m_step;
     const bool isThere = first >= frames.Begin() && first + (m_length - 1) * m_step < frames.End();
     if (isThere) TakeBeat(frames, first, isGood);
@@ -232,7 +233,7 @@ void STMeter::FollowPositions() {
     follow(&Delineation::jMs);
 }
 
-void STMeter::GiveBackSag(std::size_t lead) {
+void STMeter::GiveBackSag(std::size_t lead, std::vector<double>& row) const {
     const Lead& state = m_leads[lead];
     const std::vector<double>& mean = m_means[lead];
     double movedUv = 0, taken = 0;
@@ -240,17 +241,38 @@ void STMeter::GiveBackSag(std::size_t lead) {
         movedUv += state.moved[b] / static_cast<double>(state.count);
     for (std::size_t i = 0; i < mean.size(); ++i) {
         taken += (mean[i] + movedUv) * m_sagPerSecond / m_hz;
-        m_row[i] = mean[i] + taken;
+        row[i] = mean[i] + taken;
     }
 }
 
-STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
-    GiveBackSag(lead);
-    const std::vector<double>& mean = m_row;
-    double prUv = 0;
+double STMeter::PrUv(const std::vector<double>& mean) const {
+    double sum = 0;
     int count = 0;
-    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) prUv += At(mean, QMs() + ms);
-    prUv /= count;
+    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) sum += At(mean, QMs() + ms);
+    return sum / count;
+}
+
+MeasuredBeat STMeter::Copy() const {
+    MeasuredBeat copy;
+    const long long frames = (m_length - 1) * m_step + 1;
+    const double msPerFrame = kMsPerSecond / m_fs;
+    copy.positions = {static_cast<double>(frames) * msPerFrame, QMs(), RMs(), JMs()};
+    copy.uV.resize(m_chn);
+    std::vector<double> row(m_row.size());
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        if (m_leads[lead].count < kFewestBeats) continue;
+        GiveBackSag(lead, row);
+        const double prUv = PrUv(row);
+        for (long long i = 0; i < frames; ++i)
+            copy.uV[lead].push_back(static_cast<float>(At(row, static_cast<double>(i) * msPerFrame) - prUv));
+    }
+    return copy;
+}
+
+STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
+    GiveBackSag(lead, m_row);
+    const std::vector<double>& mean = m_row;
+    const double prUv = PrUv(mean);
     const double jMs = JMs(), steepestMs = SteepestOfT(mean);
     const auto levelAnywhere = [&](double afterJms) {
         return static_cast<float>(At(mean, jMs + afterJms) - prUv);
