@@ -237,7 +237,15 @@ constexpr Phrase kPhrases[] = {
     {"Symptoms", "Beschwerden"},
     {"Target, 85 %", "Zielfrequenz, 85 %"},
     {"{}, below 1 mm and counted as 0", "{1:tr}, unter 1 mm und als 0 gezählt"},
-    {"{} elevation of {} mm in {} at {}", "{1}-Hebung von {2} mm in {3} bei {4}"},
+    {"ST elevation of {} mm in {} at {}", "ST-Hebung von {1} mm in {2} bei {3}"},
+    {"ST elevation of {} mm in {} at {}, below 1 mm and counted as 0",
+     "ST-Hebung von {1} mm in {2} bei {3}, unter 1 mm und als 0 gezählt"},
+    {"ST elevation of {} mm in {} at {}, briefly: the median of the minute around it is {} mV",
+     "ST-Hebung von {1} mm in {2} bei {3}, kurzzeitig: der Median der Minute darum ist {4} mV"},
+    {"ST elevation of {} mm in {} at {}, below 1 mm and counted as 0, briefly: the median of the minute "
+     "around it is {} mV",
+     "ST-Hebung von {1} mm in {2} bei {3}, unter 1 mm und als 0 gezählt, kurzzeitig: der Median der Minute "
+     "darum ist {4} mV"},
     {"{} ST depression of {} mm in {} at {}", "ST-Senkung von {2} mm ({1:tr}) in {3} bei {4}"},
     {"angina not given", "Angina nicht angegeben"},
     {"limiting (index {})", "limitierend (Index {1})"},

@@ -5,6 +5,7 @@
 
 #include "host/results/Course.h"
 #include "host/results/Holes.h"
+#include "host/results/PeakRate.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
@@ -69,7 +70,9 @@ ValueAxis ChooseSlopeAxis(const StressResult& result, double heightMm) {
     return range.Axis(kLeastSlope, heightMm);
 }
 
+// Its half minute as a line, with a ring at the end, and the figure above the course.
 void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
+    constexpr double kAsideMm = 2.5, kLetterMm = 3.5;
     const ExerciseSummary& exercise = findings.exercise;
     if (!(exercise.peakBpm > 0)) return;
     const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
@@ -77,12 +80,18 @@ void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
         findings.tr("30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds));
     TextStyle style{8, true, kAccent};
     const double width = canvas.MeasureText(label, style);
-    const bool isToTheLeft = peak.x + 2.5 + width > plot.Area().Right();
+    const bool isToTheLeft = peak.x + kAsideMm + width > plot.Area().Right();
     style.align = isToTheLeft ? Align::Right : Align::Left;
-    const double x = peak.x + (isToTheLeft ? -2.5 : 2.5), y = std::max(peak.y - 2.5, plot.Area().y + 3.5);
-    canvas.FillBox({isToTheLeft ? x - width - 0.5 : x - 0.5, y - 2.6, width + 1, 3.4}, kWhite);
+    const double x = peak.x + (isToTheLeft ? -kAsideMm : kAsideMm);
+    const double left = isToTheLeft ? x - width : x;
+    double y = peak.y - 1;
+    for (const RateReading& rate : findings.result.rates)
+        if (plot.X(rate.seconds) >= left && plot.X(rate.seconds) <= left + width && std::isfinite(rate.bpm))
+            y = std::min(y, plot.Y(rate.bpm) - 1);
+    const double half = plot.X(std::max(0.0, exercise.peakSeconds - kPeakRateSeconds));
+    canvas.DrawLine({half, peak.y}, peak, {kAccent, 0.3});
     canvas.DrawRing(peak, 0.9, {kAccent, 0.4});
-    canvas.DrawText({x, y}, label, style);
+    canvas.DrawText({x, std::max(y, plot.Area().y + kLetterMm)}, label, style);
 }
 
 // The plots of a lead: its levels above its slope.
