@@ -82,7 +82,7 @@ static std::string BriefRemark(const StressResult& result, std::size_t lead, dou
         if (beat.seconds == seconds) changeUv = around.back();
     }
     const double medianUv = Median(std::move(around));
-    if (!(medianUv / changeUv < kSteadyPart)) return "";
+    if (!(std::abs(changeUv) >= kUvPerMm && medianUv / changeUv < kSteadyPart)) return "";
     return ", briefly: the median of the minute around it is " + Signed(medianUv / kUvPerMv, 2) + " mV";
 }
 

@@ -116,8 +116,9 @@ constexpr Phrase kPhrases[] = {
     {"Leads were off, and have no ST then: {}.", "Elektroden waren ab, und dann gibt es kein ST: {1}."},
     {"No ST in the reference of {}: changes of it are not known.",
      "Kein ST in der Referenz von {1}: Änderungen davon sind nicht bekannt."},
-    {"No ST was measured: no beats were alike enough to be averaged.",
-     "Kein ST gemessen: keine Schläge waren einander ähnlich genug, um gemittelt zu werden."},
+    {"No ST was measured: no beats were alike enough to be averaged, and those found may be noise.",
+     "Kein ST gemessen: keine Schläge waren einander ähnlich genug, um gemittelt zu werden, und die "
+     "gefundenen können Rauschen sein."},
     {"No ST while beats were unlike the averaged one: {}.",
      "Kein ST, während Schläge anders als der gemittelte waren: {1}."},
     {"No ST while most beats were ventricular: {}.",
@@ -427,6 +428,7 @@ constexpr Phrase kPhrases[] = {
     // Times without ST
     {"another shape, or the average of this lead renewed",
      "andere Form, oder Mittelung dieser Ableitung erneuert"},
+    {"no averaged beat", "kein gemittelter Schlag"},
     {"beats unlike the averaged one", "Schläge anders als der gemittelte"},
     {"disturbed", "gestört"},
     {"off", "Elektrode ab"},

@@ -55,11 +55,17 @@ struct AxisRange {
 };
 
 ValueAxis ChooseLevelAxis(const StressResult& result, double heightMm) {
+    constexpr std::size_t kPerOutlier = 200;  // of the thin line, one reading may lie outside
     AxisRange range(kLeastMv);
+    std::vector<float> jUv;
     for (const STReading& beat : result.beats) {
         for (const float levelUv : beat.levelUv) range.Take(levelUv / kUvPerMv, kMostMv);
-        for (const STPoints& st : beat.st) range.Take(st.jUv / kUvPerMv, kMostJMv);
+        for (const STPoints& st : beat.st)
+            if (std::isfinite(st.jUv)) jUv.push_back(st.jUv);
     }
+    std::sort(jUv.begin(), jUv.end());
+    const std::size_t tail = jUv.size() / kPerOutlier;
+    for (std::size_t i = tail; i + tail < jUv.size(); ++i) range.Take(jUv[i] / kUvPerMv, kMostJMv);
     return range.Axis(kStepMv, heightMm);
 }
 
