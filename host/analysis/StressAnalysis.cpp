@@ -55,9 +55,36 @@ qz::SessionOptions SessionOptionsFor(const SourceInfo& source, const StressOptio
     return session;
 }
 
-void PlaceBeat(qz::MeasuredBeat& beat, double rMs, std::ptrdiff_t samples, int fs) {
+// Averages slide by some milliseconds in an hour, and the R of the engine changes its place with the shape:
+// what stays is where the slopes of the QRS are.
+static std::ptrdiff_t FindShift(const qz::MeasuredBeat& beat, const qz::MeasuredBeat& like,
+                                double samplesPerMs) {
+    constexpr double kMostMs = 40, kAroundMs = 20;
+    const auto sampleOf = [&](double ms) { return std::lround(ms * samplesPerMs); };
+    const std::ptrdiff_t usual = sampleOf(beat.positions.r - like.positions.r), most = sampleOf(kMostMs);
+    const std::ptrdiff_t from = sampleOf(like.positions.q - kAroundMs),
+                         to = sampleOf(like.positions.j + kAroundMs);
+    const auto slope = [](const std::vector<float>& uV, std::ptrdiff_t at) {
+        return at > 0 && at < std::ssize(uV) ? double{uV.begin()[at]} - uV.begin()[at - 1] : 0;
+    };
+    std::ptrdiff_t best = usual;
+    double largest = 0;
+    for (std::ptrdiff_t shift = usual - most; shift <= usual + most; ++shift) {
+        double likeness = 0;
+        for (std::size_t lead = 0; lead < std::min(beat.uV.size(), like.uV.size()); ++lead)
+            for (std::ptrdiff_t i = from; i <= to; ++i)
+                likeness += slope(like.uV[lead], i) * slope(beat.uV[lead], i + shift);
+        if (likeness <= largest) continue;
+        largest = likeness;
+        best = shift;
+    }
+    return best;
+}
+
+void PlaceBeat(qz::MeasuredBeat& beat, const qz::MeasuredBeat& like, int fs) {
     const double samplesPerMs = fs / kMsPerSecond;
-    const std::ptrdiff_t shift = std::lround((beat.positions.r - rMs) * samplesPerMs);
+    const std::ptrdiff_t shift = FindShift(beat, like, samplesPerMs);
+    const std::ptrdiff_t samples = std::lround(like.positions.length * samplesPerMs);
     for (double* at : {&beat.positions.q, &beat.positions.r, &beat.positions.j})
         *at -= static_cast<double>(shift) / samplesPerMs;
     for (std::vector<float>& uV : beat.uV) {
@@ -199,9 +226,8 @@ void StressAnalysis::OnLearned(const LearnedBeat& beat, double fromSeconds, bool
         return;
     }
     m_result.learned = beat;
-    const qz::MeasuredBeat first = BeatsNow();
-    m_result.positions = first.positions;
-    m_beatSamples = std::ssize(first.uV.front());
+    m_first = BeatsNow();
+    m_result.positions = m_first.positions;
     if (m_options.beat != nullptr) return;
     m_result.learned.record = m_source.Info().name;
     if (!beat.confident)
@@ -288,7 +314,7 @@ void StressAnalysis::FinishBeats() {
             if (kept.seconds == leads[lead].seconds) m_result.farthest[lead] = kept;
 }
 
-// Those that the levels of the latest reading were measured on, with R where the first one has it.
+// Those that the levels of the latest reading were measured on, its QRS where that of the first one is.
 qz::MeasuredBeat StressAnalysis::BeatsNow() const {
     qz::MeasuredBeat now;
     if (m_options.stPoint.postJms) {
@@ -301,7 +327,7 @@ qz::MeasuredBeat StressAnalysis::BeatsNow() const {
         now = m_session.Measured();
     }
     now.uV.resize(m_chn);
-    if (m_beatSamples > 0) PlaceBeat(now, m_result.positions.r, m_beatSamples, m_fs);
+    if (!m_first.uV.empty()) PlaceBeat(now, m_first, m_fs);
     return now;
 }
 

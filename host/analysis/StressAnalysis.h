@@ -35,8 +35,9 @@ StressOptions WithMains(StressOptions options, int measuredHz);
 /// Those of a session for a source with these facts. Throws HostError where they do not fit it.
 qz::SessionOptions SessionOptionsFor(const SourceInfo& source, const StressOptions& options);
 
-/// Shifts a beat so that its R falls on rMs, and gives it a length in samples; its ends are held.
-void PlaceBeat(qz::MeasuredBeat& beat, double rMs, std::ptrdiff_t samples, int fs);
+/// Shifts a beat of `fs` samples per second so that its QRS lies where that of `like` does, whose length it
+/// takes; its ends are held.
+void PlaceBeat(qz::MeasuredBeat& beat, const qz::MeasuredBeat& like, int fs);
 
 /// Throws HostError for options that fit no recording at any rate.
 void CheckOptions(const StressOptions& options);
@@ -82,8 +83,8 @@ private:
     StressResult m_result;
     int m_fs;
     std::size_t m_chn;
-    std::ptrdiff_t m_beatSamples = 0;  // length of the first learned beat
-    std::size_t m_nextAsked = 0;       // of the options' beatSeconds
+    qz::MeasuredBeat m_first;     // where later ones are placed
+    std::size_t m_nextAsked = 0;  // of the options' beatSeconds
     PeakRate m_peak;
     double m_newPeakSeconds = kNothing;                  // of a peak whose beats are not kept yet
     std::vector<BeatThen> m_lowest, m_highest;           // per lead

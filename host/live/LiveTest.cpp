@@ -402,8 +402,7 @@ live::Beats LiveTest::Beats() const {
     if (!m_session || !m_state.isLearned) return beats;
     qz::MeasuredBeat beat = Beat();
     qz::MeasuredBeat reference = m_referenceBeat;
-    PlaceBeat(reference, beat.positions.r, std::lround(beat.positions.length * m_info.fs / kMsPerSecond),
-              m_info.fs);
+    PlaceBeat(reference, beat, m_info.fs);
     beats.uV = std::move(beat.uV);
     beats.referenceUv = std::move(reference.uV);
     beats.positions = beat.positions;

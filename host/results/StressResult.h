@@ -93,7 +93,7 @@ struct Strip {
     std::vector<std::vector<float>> uV = {};  // [lead][sample]
 };
 
-// Averaged beats are those that the levels were measured on, in uV above the PR level, all with their R at
+// Averaged beats are those that the levels were measured on, in uV above the PR level, with their QRS at
 // that of StressResult::positions. Their J follows them, in ms from the first sample.
 
 /// The averaged beat of a lead when its ST level was the lowest, the highest or farthest from the reference.

@@ -77,7 +77,7 @@ void STMeter::Start(const LearnedBeat& beat, double rMs) {
     m_usable = beat.usable;
     if (std::count(m_usable.begin(), m_usable.end(), true) == 0) m_usable.assign(m_chn, true);
     const double steepestMs = SteepestMs();
-    m_lagMs = r * kMsPerSecond / m_fs - rMs;
+    m_rMs = steepestMs + rMs - r * kMsPerSecond / m_fs;
     m_at = m_delineator.Find(m_means, m_hz, m_usable, steepestMs);
     if (!m_at.isSure) {
         m_at.qMs = steepestMs + (beat.posQ - r) * kMsPerSecond / m_fs;
@@ -94,7 +94,6 @@ void STMeter::Renew() {
 
 void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event) {
     const int lag = m_lag = FindLag(frames, r);
-    m_lagMs += (lag * kMsPerSecond / m_fs - m_lagMs) / kBeats;
     const long long first = r + lag - m_before * m_step;
     const bool isThere = first >= frames.Begin() && first + (m_length - 1) * m_step < frames.End();
     if (isThere) TakeBeat(frames, first, isGood);
@@ -256,7 +255,7 @@ MeasuredBeat STMeter::Copy() const {
     MeasuredBeat copy;
     const long long frames = (m_length - 1) * m_step + 1;
     const double msPerFrame = kMsPerSecond / m_fs;
-    copy.positions = {static_cast<double>(frames) * msPerFrame, QMs(), RMs(), JMs()};
+    copy.positions = {static_cast<double>(frames) * msPerFrame, QMs(), m_rMs, JMs()};
     copy.uV.resize(m_chn);
     std::vector<double> row(m_row.size());
     for (std::size_t lead = 0; lead < m_chn; ++lead) {

@@ -37,8 +37,8 @@ public:
     /// been through a high-pass whose answer to a step falls by sagPerSecond of it in a second at first.
     STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSecond);
 
-    /// Begins with this averaged beat and its positions, as though ten beats had been like it. Its R is at
-    /// rMs.
+    /// Begins with this averaged beat and its positions, as though ten beats had been like it. Points by hand
+    /// count from its time rMs.
     void Start(const LearnedBeat& beat, double rMs);
     /// What it has of beats is of the past: there are no values until five new ones are in the mean.
     void Renew();
@@ -48,9 +48,9 @@ public:
     /// folds it in, on leads that are good in it, and writes st, stPointMs, qMs and jMs. `event.st` has room
     /// for all leads. After Start.
     void Fold(const FrameRing& frames, long long r, const std::vector<bool>& isGood, BeatEvent& event);
-    /// Onset and end of the QRS as they are measured from, ms from R.
-    double QFromRMs() const { return QMs() - RMs(); }
-    double JFromRMs() const { return JMs() - RMs(); }
+    /// Onset and end of the QRS as they are measured from, ms from rMs of Start.
+    double QFromRMs() const { return QMs() - m_rMs; }
+    double JFromRMs() const { return JMs() - m_rMs; }
     /// The means as they are measured: what the high-pass took off given back, above the PR level, with a
     /// straight line between samples. Leads whose mean is of too few beats are left empty.
     MeasuredBeat Copy() const;
@@ -71,9 +71,8 @@ private:
     void Average(std::size_t lead);
     void FollowPositions();
     double SteepestMs() const;
-    double RMs() const { return SteepestMs() - m_lagMs; }
-    double QMs() const { return m_byHand.qMs ? RMs() + *m_byHand.qMs : m_at.qMs; }
-    double JMs() const { return m_byHand.jMs ? RMs() + *m_byHand.jMs : m_at.jMs; }
+    double QMs() const { return m_byHand.qMs ? m_rMs + *m_byHand.qMs : m_at.qMs; }
+    double JMs() const { return m_byHand.jMs ? m_rMs + *m_byHand.jMs : m_at.jMs; }
     STMeasure Measure(std::size_t lead, double pointMs);
     double PrUv(const std::vector<double>& mean) const;
     double SteepestOfT(const std::vector<double>& mean) const;
@@ -87,8 +86,7 @@ private:
     double m_hz;                     // samples of a mean per second
     int m_before = 0, m_length = 0;  // samples of a mean ahead of R, and in all
     std::vector<Lead> m_leads;
-    int m_lag = 0;       // of the latest beat, frames
-    double m_lagMs = 0;  // mean of the latest: the average slides under the R of the engine
+    int m_lag = 0;                             // of the latest beat, frames
     std::vector<std::vector<double>> m_means;  // [lead][sample]
     std::vector<double> m_row;                 // mean of one lead, with what the high-pass took off
     std::vector<const short*> m_beat;          // frames of the beat that is taken
@@ -97,6 +95,7 @@ private:
     Delineator m_delineator;
     Delineation m_at;                     // as followed
     PointsByHand m_byHand;                // in the place of those
+    double m_rMs = 0;                     // in the mean, from which these count
     std::array<Delineation, 3> m_recent;  // the latest ones that are sure
     std::size_t m_recentCount = 0;        // of them
     std::size_t m_foldsSince = 0;         // the latest delineation
