@@ -130,6 +130,13 @@ struct STMeasure {
     bool isOnT = false;                // the point of levelUv lies behind the steepest part of the T wave
 };
 
+/// The means that BeatEvent::st is measured on. What is drawn of them shows the levels that are told.
+struct MeasuredBeat {
+    BeatPositionsMs positions;  // in them; q and j as they are measured from; all 0: there is none
+    std::vector<std::vector<float>>
+        uV;  // above the PR level, [lead][sample]; empty for a lead with too few beats
+};
+
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead
 /// is off or disturbed; where it has had no beat for 10 s, until the averaged beat is renewed by nine of
 /// them; and in a beat that is not of the shape, or of the kind of normal beats, that most of the latest ones

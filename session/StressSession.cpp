@@ -125,6 +125,7 @@ public:
     std::vector<std::vector<float>> BeatUv() const { return m_shapes.BeatUv(); }
     BeatPositionsMs Positions() const;
     BeatPositionsMs MeasuredPositions() const;
+    MeasuredBeat Measured() const;
     const SignalConditioner& Conditioner() const { return m_conditioner; }
     double DelayMs() const { return m_conditioner.DelaySamples() * kMsPerSecond / m_fs; }
     long long FramesIn() const { return m_framesIn; }
@@ -220,7 +221,8 @@ private:
     std::vector<IntervalEvent> m_rates;       // the latest ones that are shown
     std::vector<ShapeMeter> m_meters;         // of the shapes that are followed
     int m_usualKind = 0;                      // shape of the latest beat of the usual one
-    std::vector<bool> m_isGoodBeat;           // per lead: nothing has disturbed the latest beat
+    int m_measuredShape = 0, m_measuredKind = BeatClasser::kNoShape;  // of the meter that ST was told of last
+    std::vector<bool> m_isGoodBeat;  // per lead: nothing has disturbed the latest beat
 };
 
 StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observer)
@@ -302,6 +304,13 @@ BeatPositionsMs StressSession::Impl::MeasuredPositions() const {
         at.j = at.r + one.meter.JFromRMs();
     }
     return at;
+}
+
+MeasuredBeat StressSession::Impl::Measured() const {
+    const auto measured = std::find_if(m_meters.begin(), m_meters.end(), [this](const ShapeMeter& one) {
+        return one.shape == m_measuredShape && one.kind == m_measuredKind;
+    });
+    return measured == m_meters.end() ? MeasuredBeat() : measured->meter.Copy();
 }
 
 void StressSession::Impl::TakeConditioned() {
@@ -475,6 +484,7 @@ void StressSession::Impl::Follow(const LearnedBeat& beat, long long from, bool a
     const BeatPositionsMs at = m_shapes.PositionsOf(shape);
     m_meters.back().meter.Start(beat, beat.posQ * kMsPerSecond / m_fs + at.r - at.q);
     m_meters.back().meter.SetPoints(m_options.points);
+    if (!again) m_measuredShape = shape;
     m_phase = Phase::Follow;
     m_observer.OnLearned(beat, Seconds(first), again);
 }
@@ -515,13 +525,19 @@ void StressSession::Impl::Measure(long long r) {
     own->meter.Fold(m_kept, r, m_isGoodBeat, m_beat);
     m_beat.qMs -= delayRestMs;
     m_beat.jMs -= delayRestMs;
-    if (found == nullptr || found->shape == BeatClasser::kNoShape) return;
-    if (found->isUsual) m_usualKind = found->shape;
-    const bool isUsualThere = std::any_of(m_meters.begin(), m_meters.end(), [&](const ShapeMeter& one) {
+    const bool hasKind = found != nullptr && found->shape != BeatClasser::kNoShape;
+    if (hasKind && found->isUsual) m_usualKind = found->shape;
+    const auto isUsualThere = [&](const ShapeMeter& one) {
         return one.shape == m_beat.shape && one.kind == m_usualKind && &one != own &&
                r - one.lastR <= FramesOf(kFreshSeconds);
-    });
-    if (found->isUsual || !isUsualThere) return;
+    };
+    if (!hasKind || found->isUsual || std::none_of(m_meters.begin(), m_meters.end(), isUsualThere)) {
+        const auto isLevel = [](float uV) { return !std::isnan(uV); };
+        if (std::none_of(m_beat.levelUv.begin(), m_beat.levelUv.end(), isLevel)) return;
+        m_measuredShape = m_beat.shape;
+        m_measuredKind = own->kind;
+        return;
+    }
     m_beat.st.assign(m_chn, STMeasure());
     for (std::vector<float>* values : {&m_beat.levelUv, &m_beat.slopeUvPerMs, &m_beat.jUv})
         std::fill(values->begin(), values->end(), STMeasure::kNothing);
@@ -654,6 +670,8 @@ std::vector<std::vector<float>> StressSession::Template() const { return m_impl-
 BeatPositionsMs StressSession::Positions() const { return m_impl->Positions(); }
 
 BeatPositionsMs StressSession::MeasuredPositions() const { return m_impl->MeasuredPositions(); }
+
+MeasuredBeat StressSession::Measured() const { return m_impl->Measured(); }
 
 double StressSession::DelayMs() const { return m_impl->DelayMs(); }
 

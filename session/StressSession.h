@@ -16,8 +16,8 @@
 // Work per frame is bounded: learning is cut into small pieces, of which a few are done with each frame.
 // Memory is bounded: 40 s of conditioned frames are kept, and up to 70 s until the first averaged beat is
 // learned, in blocks that are allocated as they fill. Allocates in the constructor besides, while it learns a
-// beat, where a kind of normal beats is new, a few bytes once per beat, and in Template and the functions
-// that return strings; nothing per frame.
+// beat, where a kind of normal beats is new, a few bytes once per beat, and in Template, Measured and the
+// functions that return strings; nothing per frame.
 //
 // Any number of sessions may run at once, none knows of another. One session belongs to one thread at a time.
 // C++17, standard library alone.
@@ -79,6 +79,10 @@ public:
     BeatPositionsMs Positions() const;
     /// The same, q and j being those that the latest beat was measured at. As Positions before there is one.
     BeatPositionsMs MeasuredPositions() const;
+    /// The means of the latest beats that BeatEvent::st was told of last, at the sampling rate; before there
+    /// is one the learned beat. The Template follows a change otherwise: it is a running average with weights
+    /// that fade, and keeps the points it was learned with.
+    MeasuredBeat Measured() const;
     /// The delay of the filters, which is taken off all times, ms.
     double DelayMs() const;
     /// The filters in words.

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iterator>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 #include "host/record/Pacing.h"
@@ -52,6 +53,46 @@ qz::SessionOptions SessionOptionsFor(const SourceInfo& source, const StressOptio
     if (const std::string refusal = qz::StressSession::Refusal(session); !refusal.empty())
         throw HostError(source.name, refusal);
     return session;
+}
+
+// Averages slide by some milliseconds in an hour, and the R of the engine changes its place with the shape:
+// what stays is where the slopes of the QRS are.
+static std::ptrdiff_t FindShift(const qz::MeasuredBeat& beat, const qz::MeasuredBeat& like,
+                                double samplesPerMs) {
+    constexpr double kMostMs = 40, kAroundMs = 20;
+    const auto sampleOf = [&](double ms) { return std::lround(ms * samplesPerMs); };
+    const std::ptrdiff_t usual = sampleOf(beat.positions.r - like.positions.r), most = sampleOf(kMostMs);
+    const std::ptrdiff_t from = sampleOf(like.positions.q - kAroundMs),
+                         to = sampleOf(like.positions.j + kAroundMs);
+    const auto slope = [](const std::vector<float>& uV, std::ptrdiff_t at) {
+        return at > 0 && at < std::ssize(uV) ? double{uV.begin()[at]} - uV.begin()[at - 1] : 0;
+    };
+    std::ptrdiff_t best = usual;
+    double largest = 0;
+    for (std::ptrdiff_t shift = usual - most; shift <= usual + most; ++shift) {
+        double likeness = 0;
+        for (std::size_t lead = 0; lead < std::min(beat.uV.size(), like.uV.size()); ++lead)
+            for (std::ptrdiff_t i = from; i <= to; ++i)
+                likeness += slope(like.uV[lead], i) * slope(beat.uV[lead], i + shift);
+        if (likeness <= largest) continue;
+        largest = likeness;
+        best = shift;
+    }
+    return best;
+}
+
+void PlaceBeat(qz::MeasuredBeat& beat, const qz::MeasuredBeat& like, int fs) {
+    const double samplesPerMs = fs / kMsPerSecond;
+    const std::ptrdiff_t shift = FindShift(beat, like, samplesPerMs);
+    const std::ptrdiff_t samples = std::lround(like.positions.length * samplesPerMs);
+    for (double* at : {&beat.positions.q, &beat.positions.r, &beat.positions.j})
+        *at -= static_cast<double>(shift) / samplesPerMs;
+    for (std::vector<float>& uV : beat.uV) {
+        const std::vector<float> row = std::exchange(uV, {});
+        if (row.empty()) continue;
+        for (std::ptrdiff_t i = shift; i < shift + samples; ++i)
+            uV.push_back(*(row.begin() + std::clamp<std::ptrdiff_t>(i, 0, std::ssize(row) - 1)));
+    }
 }
 
 void CheckOptions(const StressOptions& options) {
@@ -185,8 +226,8 @@ void StressAnalysis::OnLearned(const LearnedBeat& beat, double fromSeconds, bool
         return;
     }
     m_result.learned = beat;
-    m_result.positions = m_session.Positions();
-    m_beatSamples = std::ssize(m_session.Template().front());
+    m_first = BeatsNow();
+    m_result.positions = m_first.positions;
     if (m_options.beat != nullptr) return;
     m_result.learned.record = m_source.Info().name;
     if (!beat.confident)
@@ -200,23 +241,41 @@ void StressAnalysis::OnNotLearned(const std::string& why) { m_notLearned = why; 
 // Keeps what the report may show of the averaged beats, as they are gone with the next one. Wherever the
 // reference lies, the level farthest from it is the lowest or the highest of all.
 void StressAnalysis::KeepBeats(const STReading& reading) {
-    std::vector<std::vector<float>> beats;
+    std::optional<qz::MeasuredBeat> now;
     const auto beatOf = [&](std::size_t lead) -> const std::vector<float>& {
-        if (beats.empty()) beats = BeatsAtFirstPositions();
-        return beats[lead];
+        if (!now) now = BeatsNow();
+        return now->uV[lead];
+    };
+    const auto beatThen = [&](std::size_t lead) {
+        const std::vector<float>& uV = beatOf(lead);
+        const double jMs = now->positions.j;
+        return BeatThen{reading.levelUv[lead], reading.seconds, uV, jMs, jMs + reading.stPointMs};
     };
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         const double levelUv = reading.levelUv[lead];
         if (std::isnan(levelUv)) continue;
         if (m_result.reference.why.empty()) m_result.reference = FirstReadings(reading.seconds);
-        if (!(levelUv >= m_lowest[lead].levelUv)) m_lowest[lead] = {levelUv, reading.seconds, beatOf(lead)};
-        if (!(levelUv <= m_highest[lead].levelUv)) m_highest[lead] = {levelUv, reading.seconds, beatOf(lead)};
+        if (!(levelUv >= m_lowest[lead].levelUv)) m_lowest[lead] = beatThen(lead);
+        if (!(levelUv <= m_highest[lead].levelUv)) m_highest[lead] = beatThen(lead);
         if (!m_result.reference.span.Contains(reading.seconds)) continue;
         std::vector<double>& sumsUv = m_referenceSumsUv[lead];
         sumsUv.resize(beatOf(lead).size());
         std::transform(sumsUv.begin(), sumsUv.end(), beatOf(lead).begin(), sumsUv.begin(), std::plus());
+        m_referenceSumJMs += now->positions.j;
         ++m_referenceBeats[lead];
     }
+}
+
+BeatsThen StressAnalysis::BeatsAt(double askedSeconds) const {
+    qz::MeasuredBeat now = BeatsNow();
+    return {askedSeconds, m_result.beats.size() - 1, std::move(now.uV), now.positions.j};
+}
+
+// A beat of another shape than most has no level in any lead, and nothing was measured on it.
+static bool IsMeasured(const STReading& reading) {
+    return std::any_of(reading.levelUv.begin(), reading.levelUv.end(),
+                       [](float uV) { return !std::isnan(uV); }) ||
+           std::any_of(reading.st.begin(), reading.st.end(), [](const STPoints& st) { return st.isOnT; });
 }
 
 // The first beat from shortly before each time on, so that it still belongs to the stage that ends there.
@@ -224,24 +283,27 @@ void StressAnalysis::KeepAsked() {
     constexpr double kAheadSeconds = 2;
     const double now = m_result.beats.back().seconds;
     const std::vector<double>& asked = m_options.beatSeconds;
-    for (; m_nextAsked < asked.size() && now >= asked[m_nextAsked] - kAheadSeconds; ++m_nextAsked)
-        if (now <= asked[m_nextAsked] + kLateSeconds)
-            m_result.asked.push_back(
-                {asked[m_nextAsked], m_result.beats.size() - 1, BeatsAtFirstPositions()});
+    for (; m_nextAsked < asked.size() && now >= asked[m_nextAsked] - kAheadSeconds; ++m_nextAsked) {
+        if (now > asked[m_nextAsked] + kLateSeconds) continue;
+        if (!IsMeasured(m_result.beats.back())) return;
+        m_result.asked.push_back(BeatsAt(asked[m_nextAsked]));
+    }
 }
 
 // Heart rates and averaged beats come with different delays: the peak takes the first beat from it on.
 void StressAnalysis::KeepPeak() {
     const double now = m_result.beats.back().seconds;
-    if (!(now >= m_newPeakSeconds)) return;
+    const bool isLate = now > m_newPeakSeconds + kLateSeconds;
+    if (!(now >= m_newPeakSeconds) || (!isLate && !IsMeasured(m_result.beats.back()))) return;
     m_result.peak.reset();
-    if (now <= m_newPeakSeconds + kLateSeconds)
-        m_result.peak = {m_newPeakSeconds, m_result.beats.size() - 1, BeatsAtFirstPositions()};
+    if (!isLate) m_result.peak = BeatsAt(m_newPeakSeconds);
     m_newPeakSeconds = kNothing;
 }
 
 void StressAnalysis::FinishBeats() {
-    m_result.latestBeatUv = BeatsAtFirstPositions();
+    m_result.latestBeatUv = BeatsNow().uV;
+    m_result.referenceJMs =
+        m_referenceSumJMs / std::accumulate(m_referenceBeats.begin(), m_referenceBeats.end(), 0.0);
     for (std::size_t lead = 0; lead < m_chn; ++lead)
         for (const double sumUv : m_referenceSumsUv[lead])
             m_result.referenceBeatUv[lead].push_back(static_cast<float>(sumUv / m_referenceBeats[lead]));
@@ -252,19 +314,21 @@ void StressAnalysis::FinishBeats() {
             if (kept.seconds == leads[lead].seconds) m_result.farthest[lead] = kept;
 }
 
-// A beat learned later may have another length: it is shifted so that its J falls on the J of the first.
-std::vector<std::vector<float>> StressAnalysis::BeatsAtFirstPositions() const {
-    std::vector<std::vector<float>> beats = m_session.Template();
-    beats.resize(m_chn);
-    const std::ptrdiff_t shift =
-        std::lround((m_session.Positions().j - m_result.positions.j) * m_fs / kMsPerSecond);
-    for (std::size_t lead = 0; lead < m_chn; ++lead) {
-        const std::vector<float> row = std::exchange(beats[lead], {});
-        if (row.empty()) continue;
-        for (std::ptrdiff_t i = shift; i < shift + m_beatSamples; ++i)
-            beats[lead].push_back(*(row.begin() + std::clamp<std::ptrdiff_t>(i, 0, std::ssize(row) - 1)));
+// Those that the levels of the latest reading were measured on, its QRS where that of the first one is.
+qz::MeasuredBeat StressAnalysis::BeatsNow() const {
+    qz::MeasuredBeat now;
+    if (m_options.stPoint.postJms) {
+        now = {m_session.Positions(), m_session.Template()};
+        for (std::vector<float>& uV : now.uV) {
+            const auto prUv = static_cast<float>(PrLevelUv(uV, now.positions.q, m_fs));
+            for (float& value : uV) value -= prUv;
+        }
+    } else {
+        now = m_session.Measured();
     }
-    return beats;
+    now.uV.resize(m_chn);
+    if (!m_first.uV.empty()) PlaceBeat(now, m_first, m_fs);
+    return now;
 }
 
 void StressAnalysis::WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans) {

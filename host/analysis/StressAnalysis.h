@@ -35,6 +35,10 @@ StressOptions WithMains(StressOptions options, int measuredHz);
 /// Those of a session for a source with these facts. Throws HostError where they do not fit it.
 qz::SessionOptions SessionOptionsFor(const SourceInfo& source, const StressOptions& options);
 
+/// Shifts a beat of `fs` samples per second so that its QRS lies where that of `like` does, whose length it
+/// takes; its ends are held.
+void PlaceBeat(qz::MeasuredBeat& beat, const qz::MeasuredBeat& like, int fs);
+
 /// Throws HostError for options that fit no recording at any rate.
 void CheckOptions(const StressOptions& options);
 
@@ -60,10 +64,11 @@ private:
     bool IsStopped() const;
     bool ReadFrame(short* frame);
     void KeepBeats(const STReading& reading);
+    BeatsThen BeatsAt(double askedSeconds) const;
     void KeepAsked();
     void KeepPeak();
     void FinishBeats();
-    std::vector<std::vector<float>> BeatsAtFirstPositions() const;
+    qz::MeasuredBeat BeatsNow() const;
     void WarnOfBadLeads(const std::string& what, const std::vector<std::vector<Span>>& spans);
     void WarnOfPoorSignal();
     void Finish();
@@ -78,12 +83,13 @@ private:
     StressResult m_result;
     int m_fs;
     std::size_t m_chn;
-    std::ptrdiff_t m_beatSamples = 0;  // length of the first learned beat
-    std::size_t m_nextAsked = 0;       // of the options' beatSeconds
+    qz::MeasuredBeat m_first;     // where later ones are placed
+    std::size_t m_nextAsked = 0;  // of the options' beatSeconds
     PeakRate m_peak;
     double m_newPeakSeconds = kNothing;                  // of a peak whose beats are not kept yet
     std::vector<BeatThen> m_lowest, m_highest;           // per lead
     std::vector<std::vector<double>> m_referenceSumsUv;  // of the averaged beats in the reference
+    double m_referenceSumJMs = 0;                        // of their J, each lead's
     std::vector<int> m_referenceBeats;                   // per lead, in these sums
     std::optional<std::string> m_notLearned;             // why there is no averaged beat
 };

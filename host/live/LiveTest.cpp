@@ -140,7 +140,7 @@ void LiveTest::OnInterval(const qz::IntervalEvent& interval) {
 }
 
 void LiveTest::OnBeat(const qz::BeatEvent& beat) {
-    const bool isEngine = m_analysis.stPoint.postJms && !m_state.byHand.IsAny();
+    const bool isEngine = IsEngine();
     Levels levels{beat.seconds, beat.levelUv};
     for (std::size_t lead = 0; lead < m_state.leads.size(); ++lead) {
         live::LeadState& state = m_state.leads[lead];
@@ -165,11 +165,11 @@ void LiveTest::OnBeat(const qz::BeatEvent& beat) {
 void LiveTest::TakePoints(const Points& now) {
     const Points before = std::exchange(m_points, now);
     if (!std::exchange(m_arePointsMoved, false)) return;
-    const auto move = [&](std::vector<float>& uV, const AveragedBeat& beat) {
+    const auto move = [&](std::vector<float>& uV, const qz::MeasuredBeat& beat) {
         const std::vector<float> then = LevelsAt(beat, before), here = LevelsAt(beat, now);
         for (std::size_t lead = 0; lead < uV.size(); ++lead) uV[lead] += here[lead] - then[lead];
     };
-    const AveragedBeat beat = Beat();
+    const qz::MeasuredBeat beat = Beat();
     for (Levels& levels : m_recent) move(levels.uV, beat);
     if (!m_referenceUv.empty()) move(m_referenceUv, m_referenceBeat);
     m_finds.largestUv = live::kUnknown;
@@ -213,9 +213,17 @@ void LiveTest::ShowLevels() {
     }
 }
 
+/// The averaged beat that ST is told of: the one to be drawn.
+qz::MeasuredBeat LiveTest::Beat() const {
+    return IsEngine() ? qz::MeasuredBeat{m_session->Positions(), m_session->Template()}
+                      : m_session->Measured();
+}
+
 /// Levels of an averaged beat at the ST point, against its PR level; NaN beyond its end.
-std::vector<float> LiveTest::LevelsAt(const AveragedBeat& beat, const Points& points) const {
-    const auto sampleOf = [&](double ms) { return std::lround((beat.rMs + ms) * m_info.fs / kMsPerSecond); };
+std::vector<float> LiveTest::LevelsAt(const qz::MeasuredBeat& beat, const Points& points) const {
+    const auto sampleOf = [&](double ms) {
+        return std::lround((beat.positions.r + ms) * m_info.fs / kMsPerSecond);
+    };
     const long from = std::max(0L, sampleOf(points.q - kPrEndMs - kPrMs));
     const long to = std::max(from + 1, sampleOf(points.q - kPrEndMs));
     const long at = sampleOf(points.st);
@@ -392,9 +400,12 @@ bool LiveTest::Do(const Command& command) {
 live::Beats LiveTest::Beats() const {
     live::Beats beats;
     if (!m_session || !m_state.isLearned) return beats;
-    beats.uV = m_session->Template();
-    beats.referenceUv = m_referenceBeat.uV;
-    beats.positions = m_session->Positions();
+    qz::MeasuredBeat beat = Beat();
+    qz::MeasuredBeat reference = m_referenceBeat;
+    PlaceBeat(reference, beat, m_info.fs);
+    beats.uV = std::move(beat.uV);
+    beats.referenceUv = std::move(reference.uV);
+    beats.positions = beat.positions;
     if (m_recent.empty()) return beats;
     beats.positions.q = beats.positions.r + m_points.q;
     beats.positions.j = beats.positions.r + m_points.j;

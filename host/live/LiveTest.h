@@ -68,10 +68,6 @@ private:
     struct Points {
         double q = 0, j = 0, st = 0;
     };
-    struct AveragedBeat {
-        std::vector<std::vector<float>> uV;  // [lead][sample]
-        double rMs = 0;                      // from its first sample
-    };
 
     void OnInterval(const qz::IntervalEvent& interval) override;
     void OnBeat(const qz::BeatEvent& beat) override;
@@ -91,8 +87,9 @@ private:
     bool MovePoint(const live::Command& command);
     void TakePoints(const Points& now);
     void ShowLevels();
-    AveragedBeat Beat() const { return {m_session->Template(), m_session->Positions().r}; }
-    std::vector<float> LevelsAt(const AveragedBeat& beat, const Points& points) const;
+    bool IsEngine() const { return m_analysis.stPoint.postJms && !m_state.byHand.IsAny(); }
+    qz::MeasuredBeat Beat() const;
+    std::vector<float> LevelsAt(const qz::MeasuredBeat& beat, const Points& points) const;
     void AddTrendRow();
     std::string At(const std::string& text) const;
 
@@ -111,7 +108,7 @@ private:
     Points m_points;                                // of the latest of them
     bool m_arePointsMoved = false;                  // by hand, and no beat has come since
     std::vector<float> m_referenceUv;               // levels likewise, per lead; empty: none yet
-    AveragedBeat m_referenceBeat;                   // when the reference was set
+    qz::MeasuredBeat m_referenceBeat;               // when the reference was set
     double m_firstSTSeconds = live::kUnknown;
     double m_rateSeconds = 0;  // of the latest heart rate
     bool m_isReferenceFixed = false;

@@ -35,15 +35,9 @@ const std::vector<float>& FarthestOf(const StressResult& result, std::size_t lea
     return lead < result.farthest.size() ? result.farthest[lead].uV : kNone;
 }
 
-// Where ST was measured when it was farthest from the reference, ms from the start of the averaged beat.
-double FarthestSTPointMs(const StressResult& result, double seconds) {
-    const auto beat = std::find_if(result.beats.begin(), result.beats.end(),
-                                   [&](const STReading& one) { return one.seconds == seconds; });
-    return beat == result.beats.end() || !(beat->stPointMs > 0) ? STPointMs(result)
-                                                                : result.positions.j + beat->stPointMs;
-}
+double ReferenceSTMs(const StressResult& result) { return result.referenceJMs + result.stPoint.UsualMs(); }
 
-// Lines at Q, R, J and ST with their letters above the paper, as far as these have room.
+// Lines at Q, R, J and ST of the reference with their letters above the paper, as far as these have room.
 void DrawMarks(Canvas& canvas, const StressResult& result, const EcgPaper& paper) {
     struct Mark {
         const char* name;
@@ -52,8 +46,8 @@ void DrawMarks(Canvas& canvas, const StressResult& result, const EcgPaper& paper
     const BeatPositionsMs& at = result.positions;
     const Box& box = paper.Area();
     double free = box.x;
-    for (const Mark& mark :
-         {Mark{"Q", at.q}, Mark{"R", at.r}, Mark{"J", at.j}, Mark{"ST", STPointMs(result)}}) {
+    for (const Mark& mark : {Mark{"Q", at.q}, Mark{"R", at.r}, Mark{"J", result.referenceJMs},
+                             Mark{"ST", ReferenceSTMs(result)}}) {
         const double x = paper.X(mark.ms);
         if (!(x >= box.x && x <= box.Right())) continue;
         canvas.DrawLine({x, box.y}, {x, box.Bottom()}, {kMuted, 0.15, 0.7});
@@ -119,20 +113,21 @@ void DrawLeadBeats(Canvas& canvas, const Findings& findings, std::size_t lead, c
     paper.DrawGrid(canvas, box.height / kBeatSquares);
     DrawMarks(canvas, result, paper);
     canvas.DrawLine({box.x, paper.Y(0)}, {box.Right(), paper.Y(0)}, {kMuted, 0.15});
-    paper.DrawTrace(canvas, reference, PrLevelUv(result, reference), result.source.fs, kReferencePen);
-    paper.DrawTrace(canvas, farthest, PrLevelUv(result, farthest), result.source.fs, kFarthestPen);
+    paper.DrawTrace(canvas, reference, 0, result.source.fs, kReferencePen);
+    paper.DrawTrace(canvas, farthest, 0, result.source.fs, kFarthestPen);
     double y = box.Bottom() + kLineMm;
     const LeadSummary& s = findings.leads[lead];
     {
         const ClipTo clip(canvas, box);
-        for (const double ms : {result.positions.j, STPointMs(result)}) {
+        for (const double ms : {result.referenceJMs, ReferenceSTMs(result)}) {
             const double uV = BeatHeightUv(result, reference, ms);
             if (std::isfinite(uV)) canvas.DrawRing({paper.X(ms), paper.Y(uV)}, 0.6, {kBlue, 0.25});
         }
-        for (const double ms : {result.positions.j, FarthestSTPointMs(result, s.seconds)}) {
-            const double uV = BeatHeightUv(result, farthest, ms);
-            if (std::isfinite(uV)) canvas.FillDisc({paper.X(ms), paper.Y(uV)}, 0.6, kAccent);
-        }
+        if (!farthest.empty())
+            for (const double ms : {result.farthest[lead].jMs, result.farthest[lead].stMs}) {
+                const double uV = BeatHeightUv(result, farthest, ms);
+                if (std::isfinite(uV)) canvas.FillDisc({paper.X(ms), paper.Y(uV)}, 0.6, kAccent);
+            }
     }
     DrawFigures(canvas, findings.tr, {cell.x, y}, cell.width, "reference", kReferencePen, s.referenceUv,
                 findings.reference.slopeUvPerMs[lead]);
@@ -163,9 +158,8 @@ TraceRange FindBeatRange(const StressResult& result, std::size_t lead) {
     TraceRange all;
     for (const std::vector<float>* beat : {&ReferenceOf(result, lead), &FarthestOf(result, lead)}) {
         const TraceRange range = FindRange(*beat);
-        const double zeroUv = PrLevelUv(result, *beat);
-        all.lowestUv = std::min(all.lowestUv, range.lowestUv - zeroUv);
-        all.highestUv = std::max(all.highestUv, range.highestUv - zeroUv);
+        all.lowestUv = std::min(all.lowestUv, range.lowestUv);
+        all.highestUv = std::max(all.highestUv, range.highestUv);
     }
     return all;
 }

@@ -126,7 +126,9 @@ std::vector<std::string> ListCautions(const Findings& findings) {
     if (result.beatsFound.empty())
         cautions.emplace_back("No beats were found: there is neither heart rate nor ST.");
     else if (result.beats.empty())
-        cautions.emplace_back("No ST was measured: no beats were alike enough to be averaged.");
+        cautions.emplace_back(
+            "No ST was measured: no beats were alike enough to be averaged, and those found may be "
+            "noise.");
     else if (2 * result.beats.size() < result.beatsFound.size())
         cautions.push_back("Only " + std::to_string(result.beats.size()) + " of " +
                            std::to_string(result.beatsFound.size()) +

@@ -70,6 +70,22 @@ Findings::Findings(const ReportData& data)
         for (Hole& hole : ofLead) hole.why = tr(hole.why);
 }
 
+// A disturbance of some beats makes a large change too, but the minute around does not know of it.
+static std::string BriefRemark(const StressResult& result, std::size_t lead, double seconds) {
+    constexpr double kAroundSeconds = 30, kSteadyPart = 0.5;
+    const double referenceUv = MeasureReference(result).levelUv[lead];
+    std::vector<double> around;
+    double changeUv = kNothing;
+    for (const STReading& beat : result.beats) {
+        if (std::abs(beat.seconds - seconds) > kAroundSeconds) continue;
+        around.push_back(beat.levelUv[lead] - referenceUv);
+        if (beat.seconds == seconds) changeUv = around.back();
+    }
+    const double medianUv = Median(std::move(around));
+    if (!(std::abs(changeUv) >= kUvPerMm && medianUv / changeUv < kSteadyPart)) return "";
+    return ", briefly: the median of the minute around it is " + Signed(medianUv / kUvPerMv, 2) + " mV";
+}
+
 std::string DescribeDuke(const ExerciseSummary& exercise) {
     const Duke& duke = *exercise.duke;
     std::string text = Number(duke.points, 1);
@@ -88,7 +104,8 @@ std::string DescribeDukeST(const StressResult& result, const ExerciseSummary& ex
                          : "ST elevation of ") +
            Number(std::abs(st.netMm), 1) + " mm in " + result.source.leads[st.lead] + " at " +
            LongClock(st.seconds) + (stage ? " (" + NameStage(exercise.stages[*stage], *stage) + ")" : "") +
-           (st.CountedMm() > 0 ? "" : ", below 1 mm and counted as 0");
+           (st.CountedMm() > 0 ? "" : ", below 1 mm and counted as 0") +
+           BriefRemark(result, st.lead, st.seconds);
 }
 
 std::string DescribeSTHRIndex(const StressResult& result, const ExerciseSummary& exercise) {
@@ -168,12 +185,12 @@ double RateAt(const StressResult& result, double seconds) {
     return std::prev(later)->bpm;
 }
 
-double STPointMs(const StressResult& result) { return result.positions.j + result.stPoint.UsualMs(); }
-
 double BeatHeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms) {
-    const long sample = std::lround(ms * result.source.fs / kMsPerSecond);
-    if (sample < 0 || sample >= std::ssize(beatUv)) return kNothing;
-    return beatUv.begin()[sample] - PrLevelUv(result, beatUv);
+    const double at = ms * result.source.fs / kMsPerSecond;
+    if (!(at >= 0 && at <= static_cast<double>(std::ssize(beatUv) - 1))) return kNothing;
+    const auto before = beatUv.begin() + static_cast<std::ptrdiff_t>(at);
+    const auto after = std::next(before) == beatUv.end() ? before : std::next(before);
+    return std::lerp(double{*before}, double{*after}, at - std::floor(at));
 }
 
 std::vector<Fact> ListPatient(const Findings& findings) {
@@ -244,7 +261,9 @@ std::vector<Fact> ListResults(const Findings& findings) {
     add("Predicted maximum", true,
         isPredicted ? Number(capacity.predictedBpm, 0) + " beats/min (" + DescribeFormula(capacity.formula) +
                           "); peak at " + Number(100 * exercise.peakBpm / capacity.predictedBpm, 0) + " %"
-                    : MissingBecause("age not given"));
+                    : MissingBecause(result.source.patient.birthDate.empty()
+                                         ? "age not given"
+                                         : "age not given, nor the date of the test"));
     add("Target, 85 %", isPredicted && hasPeak,
         Number(capacity.targetBpm, 0) + " beats/min, " +
             (std::isnan(capacity.targetSeconds) ? "not reached"
@@ -261,7 +280,8 @@ std::vector<Fact> ListResults(const Findings& findings) {
         const LeadSummary& lead = findings.leads[*findings.worstLead];
         add("Largest ST change", true,
             Signed(lead.changeUv / kUvPerMv, 2) + " mV (" + Signed(lead.changeUv / kUvPerMm, 1) + " mm) in " +
-                exercise.stLead + " at " + LongClock(lead.seconds));
+                exercise.stLead + " at " + LongClock(lead.seconds) +
+                BriefRemark(result, *findings.worstLead, lead.seconds));
     } else {
         add("Largest ST change", true,
             MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference"));
@@ -347,7 +367,9 @@ std::vector<std::string> ListMethods(const Findings& findings) {
         "Stages: medians of their last minute. METs by the equations of the ACSM for walking, from 8 km/h up "
         "for running, and for cycling, in a steady state. Predicted maximal heart rate: " +
         DescribeFormula(exercise.capacity.formula) +
-        ". Recovery: peak less the heart rate 1 and 2 min after the work. Chronotropic index: heart rate "
+        ". Double product: systolic pressure by the heart rate at its reading, in the "
+        "table by that of the stage. Recovery: peak less the heart rate 1 and 2 min after the work. "
+        "Chronotropic index: heart rate "
         "added "
         "from rest to peak by that from rest to the predicted maximum.");
     methods.push_back(

@@ -94,9 +94,8 @@ ReportTable MakeLeadTable(const Findings& findings);
 
 /// The last heart rate at or before `seconds`, NaN where there is none in the 15 s before.
 double RateAt(const StressResult& result, double seconds);
-/// Where ST is measured, milliseconds from the start of the averaged beat.
-double STPointMs(const StressResult& result);
-/// Height of an averaged beat above its PR level at a time from its start, uV; NaN outside the beat.
+/// Height of an averaged beat above its PR level at a time from its start, uV, on a straight line between
+/// samples; NaN outside the beat.
 double BeatHeightUv(const StressResult& result, const std::vector<float>& beatUv, double ms);
 /// "12:05", from an hour on "3:12:05".
 std::string LongClock(double seconds);

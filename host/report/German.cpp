@@ -65,8 +65,8 @@ constexpr Phrase kPhrases[] = {
     // Captions and marks of drawings
     {"Filters: {}; pulses of 1 mV. Beats: N normal, S supraventricular, V ventricular, / paced, Q "
      "unclassified.",
-     "Filter: {1:list}; Eichzacken von 1 mV. Schläge: N normal, S supraventrikulär, V ventrikulär, Q nicht "
-     "klassifiziert."},
+     "Filter: {1:list}; Eichzacken von 1 mV. Schläge: N normal, S supraventrikulär, V ventrikulär, / "
+     "stimuliert, Q nicht klassifiziert."},
     {"Heart rate, beats/min, over time in {}", "Herzfrequenz, /min, über der Zeit in {1}"},
     {"Of each lead above: ST level (strong) and J level (thin) in mV, in mm of ECG paper on the right, its "
      "largest change with a ring; below: ST slope in mV/s. Time in {}; stages of work are shaded; hatched: "
@@ -87,11 +87,9 @@ constexpr Phrase kPhrases[] = {
     {"1 square is {} ms, {} mV", "1 Kästchen ist {1} ms, {2} mV"},
     {"squares of {} mV", "Kästchen von {1} mV"},
     {"{} mm/s, {} mm/mV", "{1} mm/s, {2} mm/mV"},
-    {"{}; each beat stands on its PR level. Below: ST level and slope. Ring: J as in the first averaged "
-     "beat; "
-     "dot: ST point.",
-     "{1:tr}; jeder Schlag steht auf seinem PR-Niveau. Darunter: ST-Niveau und Steigung. Ring: J wie im "
-     "ersten gemittelten Schlag; Punkt: ST-Punkt."},
+    {"{}; each beat stands on its PR level. Below: ST level and slope. Ring: J; dot: ST point.",
+     "{1:tr}; jeder Schlag steht auf seinem PR-Niveau. Darunter: ST-Niveau und Steigung. Ring: J; Punkt: "
+     "ST-Punkt."},
     {"{} µV (change {})", "{1} µV (Änderung {2})"},
     {"{} µV at {}", "{1} µV bei {2}"},
     {"30 s peak {} at {}", "Maximum über 30 s: {1} bei {2}"},
@@ -118,8 +116,9 @@ constexpr Phrase kPhrases[] = {
     {"Leads were off, and have no ST then: {}.", "Elektroden waren ab, und dann gibt es kein ST: {1}."},
     {"No ST in the reference of {}: changes of it are not known.",
      "Kein ST in der Referenz von {1}: Änderungen davon sind nicht bekannt."},
-    {"No ST was measured: no beats were alike enough to be averaged.",
-     "Kein ST gemessen: keine Schläge waren einander ähnlich genug, um gemittelt zu werden."},
+    {"No ST was measured: no beats were alike enough to be averaged, and those found may be noise.",
+     "Kein ST gemessen: keine Schläge waren einander ähnlich genug, um gemittelt zu werden, und die "
+     "gefundenen können Rauschen sein."},
     {"No ST while beats were unlike the averaged one: {}.",
      "Kein ST, während Schläge anders als der gemittelte waren: {1}."},
     {"No ST while most beats were ventricular: {}.",
@@ -162,14 +161,15 @@ constexpr Phrase kPhrases[] = {
      "Die Referenz aller ST-Änderungen, {1} bis {2} min:s, liegt vielleicht unter Belastung, bei {3}/min und "
      "später {4}: Änderungen gegen die Ruhe können größer sein als angegeben."},
     {"The signal holds mains of {} Hz, but {} Hz were taken out: traces and ST carry them.",
-     "Das Signal enthält Netz von {1} Hz, aber {2} Hz wurden entfernt: Kurven und ST sind davon betroffen."},
+     "Das Signal enthält Netzbrummen von {1} Hz, aber {2} Hz wurden entfernt: Kurven und ST sind davon "
+     "betroffen."},
     {"The signal holds mains of {} Hz, which were left in: traces and ST carry them.",
-     "Das Signal enthält Netz von {1} Hz, das darin blieb: Kurven und ST sind davon betroffen."},
+     "Das Signal enthält Netzbrummen von {1} Hz, das darin blieb: Kurven und ST sind davon betroffen."},
     {"The signal was poor for a part of the time: {}.",
      "Das Signal war für einen Teil der Zeit schlecht: {1}."},
 
     // The patient and the recording
-    {"Age, sex", "Person"},
+    {"Age, sex", "Alter, Geschlecht"},
     {"Averaged beat", "Gemittelter Schlag"},
     {"Beats", "Schläge"},
     {"Born", "Geboren"},
@@ -181,10 +181,10 @@ constexpr Phrase kPhrases[] = {
     {"Length", "Dauer"},
     {"Medication", "Medikation"},
     {"Name", "Name"},
-    {"Performing", "Ausführend"},
+    {"Performing", "Untersucher"},
     {"Reference", "Referenz"},
     {"Referring", "Zuweiser"},
-    {"Remarks", "Notizen"},
+    {"Remarks", "Bemerkungen"},
     {"ST point", "ST-Punkt"},
     {"Sampling", "Abtastung"},
     {"Started", "Beginn"},
@@ -194,13 +194,13 @@ constexpr Phrase kPhrases[] = {
     {"Q {} ms before R", "Q {1} ms vor R"},
     {"J {} ms after R", "J {1} ms nach R"},
     {"ST", "ST"},
-    {"comb for {} Hz mains and drift", "Kammfilter gegen {1} Hz Netz und Drift"},
+    {"comb for {} Hz mains and drift", "Kammfilter gegen Netzbrummen von {1} Hz und Drift"},
     {"female", "weiblich"},
     {"high-pass 0.05 Hz", "Hochpass 0.05 Hz"},
     {"left out", "weggelassen"},
     {"low-pass {} Hz", "Tiefpass {1} Hz"},
     {"male", "männlich"},
-    {"no mains found", "kein Netz gefunden"},
+    {"no mains found", "kein Netzbrummen gefunden"},
     {"none", "keine"},
     {"none: no ST was measured", "keine: kein ST gemessen"},
     {"not given", "nicht angegeben"},
@@ -239,14 +239,24 @@ constexpr Phrase kPhrases[] = {
     {"Target, 85 %", "Zielfrequenz, 85 %"},
     {"{}, below 1 mm and counted as 0", "{1:tr}, unter 1 mm und als 0 gezählt"},
     {"ST elevation of {} mm in {} at {}", "ST-Hebung von {1} mm in {2} bei {3}"},
+    {"ST elevation of {} mm in {} at {}, below 1 mm and counted as 0",
+     "ST-Hebung von {1} mm in {2} bei {3}, unter 1 mm und als 0 gezählt"},
+    {"ST elevation of {} mm in {} at {}, briefly: the median of the minute around it is {} mV",
+     "ST-Hebung von {1} mm in {2} bei {3}, kurzzeitig: der Median der Minute darum ist {4} mV"},
+    {"ST elevation of {} mm in {} at {}, below 1 mm and counted as 0, briefly: the median of the minute "
+     "around it is {} mV",
+     "ST-Hebung von {1} mm in {2} bei {3}, unter 1 mm und als 0 gezählt, kurzzeitig: der Median der Minute "
+     "darum ist {4} mV"},
     {"{} ST depression of {} mm in {} at {}", "ST-Senkung von {2} mm ({1:tr}) in {3} bei {4}"},
     {"angina not given", "Angina nicht angegeben"},
-    {"limiting (index {})", "begrenzend (Index {1})"},
+    {"limiting (index {})", "limitierend (Index {1})"},
     {"no ST change that counts", "keine ST-Änderung, die zählt"},
     {"none (index {})", "keine (Index {1})"},
     {"none: no depression over a rising heart rate", "keiner: keine Senkung bei steigender Herzfrequenz"},
     {"none: no significant line of depression over heart rate",
      "keine: keine signifikante Gerade der Senkung über der Herzfrequenz"},
+    {"not computed: age not given, nor the date of the test",
+     "nicht berechnet: weder Alter noch Datum der Untersuchung angegeben"},
     {"not computed: age not given", "nicht berechnet: Alter nicht angegeben"},
     {"not computed: exercise time not given", "nicht berechnet: Belastungszeit nicht angegeben"},
     {"not computed: exercise time out of range", "nicht berechnet: Belastungszeit außerhalb des Bereichs"},
@@ -257,7 +267,7 @@ constexpr Phrase kPhrases[] = {
     {"not computed: no beats were found", "nicht berechnet: keine Schläge gefunden"},
     {"not computed: no heart rate was found", "nicht berechnet: keine Herzfrequenz gefunden"},
     {"not given (counted as 0)", "nicht angegeben (als 0 gezählt)"},
-    {"not limiting (index {})", "nicht begrenzend (Index {1})"},
+    {"not limiting (index {})", "nicht limitierend (Index {1})"},
     {"not the Bruce protocol", "nicht das Bruce-Protokoll"},
     {"{} beats/min (Fox, 220 − age); peak at {} %", "{1}/min (Fox, 220 − Alter); Maximum bei {2} %"},
     {"{} beats/min (Gulati, women, 206 − 0.88 age); peak at {} %",
@@ -272,11 +282,13 @@ constexpr Phrase kPhrases[] = {
     {"{} mmHg/min at {}", "{1} mmHg/min bei {2}"},
     {"{} µV/(beats/min) in {}", "{1} µV·min in {2}"},
     {"{} µV/(beats/min) in {}, over {} points", "{1} µV·min in {2}, über {3} Punkte"},
+    {"{}, briefly: the median of the minute around it is {} mV",
+     "{1:tr}, kurzzeitig: der Median der Minute darum ist {2} mV"},
     {"{}, high risk", "{1}, hohes Risiko"},
     {"{}, low risk", "{1}, niedriges Risiko"},
     {"{}, moderate risk", "{1}, mittleres Risiko"},
     {"{}, no class of risk: {}", "{1}, keine Risikoklasse: {2:list}"},
-    {"{}, steady state of {} (ACSM)", "{1}, Gleichgewicht bei {2} (ACSM)"},
+    {"{}, steady state of {} (ACSM)", "{1}, Steady State von {2} (ACSM)"},
     {"{} ventricular{}; {} supraventricular", "{1} ventrikulär{2:list}; {3} supraventrikulär"},
     {"{} ventricular{}; {} supraventricular; {} paced",
      "{1} ventrikulär{2:list}; {3} supraventrikulär; {4} stimuliert"},
@@ -391,12 +403,16 @@ constexpr Phrase kPhrases[] = {
      "Laufband (Mark et al. 1987, 1991)."},
     {"Stages: medians of their last minute. METs by the equations of the ACSM for walking, from 8 km/h up "
      "for "
-     "running, and for cycling, in a steady state. Predicted maximal heart rate: {}. Recovery: peak less the "
+     "running, and for cycling, in a steady state. Predicted maximal heart rate: {}. Double product: "
+     "systolic "
+     "pressure by the heart rate at its reading, in the table by that of the stage. Recovery: peak less the "
      "heart rate 1 and 2 min after the work. Chronotropic index: heart rate added from rest to peak by that "
      "from rest to the predicted maximum.",
      "Belastungsstufen: Mediane ihrer letzten Minute. METs nach den Gleichungen des ACSM für Gehen, ab 8 "
      "km/h "
-     "für Laufen, und für Radfahren, im Gleichgewicht. Erwartete maximale Herzfrequenz: {1:tr}. Erholung: "
+     "für Laufen, und für Radfahren, im Steady State. Erwartete maximale Herzfrequenz: {1:tr}. "
+     "Doppelprodukt: "
+     "systolischer Blutdruck mal Herzfrequenz bei der Messung, in der Tabelle mal der der Stufe. Erholung: "
      "Maximum minus Herzfrequenz 1 und 2 min nach der Belastung. Chronotroper Index: Zunahme der "
      "Herzfrequenz von der Ruhe bis zum Maximum, geteilt durch die von der Ruhe bis zum erwarteten Maximum."},
     {"PWC130, 150, 170: power at which the straight line through heart rate over power, of stages with 110 "
@@ -412,6 +428,7 @@ constexpr Phrase kPhrases[] = {
     // Times without ST
     {"another shape, or the average of this lead renewed",
      "andere Form, oder Mittelung dieser Ableitung erneuert"},
+    {"no averaged beat", "kein gemittelter Schlag"},
     {"beats unlike the averaged one", "Schläge anders als der gemittelte"},
     {"disturbed", "gestört"},
     {"off", "Elektrode ab"},

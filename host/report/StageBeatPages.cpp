@@ -25,6 +25,7 @@ struct Column {
     double seconds = 0;
     const std::vector<std::vector<float>>* beats = nullptr;  // [lead][sample]
     const STReading* reading = nullptr;                      // null of the reference
+    double jMs = kNothing;
     bool isStageEnd = false;
 };
 
@@ -50,7 +51,7 @@ std::vector<Column> ListColumns(const Findings& findings, std::size_t most) {
     const std::vector<Stage>& stages = findings.exercise.stages;
     const std::optional<Span> work = FindWork(stages, result.seconds);
     std::vector<Column> columns{
-        {findings.tr("reference"), kNothing, &result.referenceBeatUv, nullptr, false}};
+        {findings.tr("reference"), kNothing, &result.referenceBeatUv, nullptr, result.referenceJMs}};
     for (const BeatsThen& then : result.asked) {
         const double at = then.askedSeconds;
         const bool isStageEnd = work && at <= work->toSeconds;
@@ -59,14 +60,14 @@ std::vector<Column> ListColumns(const Findings& findings, std::size_t most) {
         std::string name = stage ? findings.tr("end of " + NameStage(stages[*stage], *stage)) : "";
         if (work && !isStageEnd)
             name = findings.tr("after " + Number((at - work->toSeconds) / kSecondsPerMinute, 0) + " min");
-        columns.push_back({name, at, &then.uV, &result.beats.at(then.reading), isStageEnd});
+        columns.push_back({name, at, &then.uV, &result.beats.at(then.reading), then.jMs, isStageEnd});
     }
     if (result.peak) {
         const auto later = std::find_if(columns.begin() + 1, columns.end(), [&](const Column& column) {
             return column.seconds > result.peak->askedSeconds;
         });
         columns.insert(later, {findings.tr("peak"), result.peak->askedSeconds, &result.peak->uV,
-                               &result.beats.at(result.peak->reading), false});
+                               &result.beats.at(result.peak->reading), result.peak->jMs});
     }
     const auto ends = static_cast<std::size_t>(std::count_if(
         columns.begin(), columns.end(), [](const Column& column) { return column.isStageEnd; }));
@@ -91,14 +92,13 @@ const std::vector<float>& BeatOf(const Column& column, std::size_t lead) {
     return lead < column.beats->size() ? (*column.beats)[lead] : kNone;
 }
 
-TraceRange RangeOf(const StressResult& result, const std::vector<Column>& columns, std::size_t lead) {
+TraceRange RangeOf(const std::vector<Column>& columns, std::size_t lead) {
     TraceRange all;
     for (const Column& column : columns) {
         const std::vector<float>& beat = BeatOf(column, lead);
         const TraceRange range = FindRange(beat);
-        const double zeroUv = PrLevelUv(result, beat);
-        all.lowestUv = std::min(all.lowestUv, range.lowestUv - zeroUv);
-        all.highestUv = std::max(all.highestUv, range.highestUv - zeroUv);
+        all.lowestUv = std::min(all.lowestUv, range.lowestUv);
+        all.highestUv = std::max(all.highestUv, range.highestUv);
     }
     return all;
 }
@@ -108,7 +108,7 @@ PaperScale ChooseScale(const StressResult& result, const std::vector<Column>& co
     for (const PaperScale& scale : {kUsualScale, kHalfGainScale}) {
         bool fits = true;
         for (std::size_t lead = 0; lead < result.source.leads.size(); ++lead) {
-            const TraceRange range = RangeOf(result, columns, lead);
+            const TraceRange range = RangeOf(columns, lead);
             fits = fits &&
                    (range.highestUv - range.lowestUv) * scale.mmPerMv / kUvPerMv <= kPaperMm - 2 * kMarginMm;
         }
@@ -119,9 +119,8 @@ PaperScale ChooseScale(const StressResult& result, const std::vector<Column>& co
 
 // A ring at J, a dot at the ST point: they differ without their colours.
 void DrawMarks(Canvas& canvas, const StressResult& result, const EcgPaper& paper,
-               const std::vector<float>& beat, double stMs) {
+               const std::vector<float>& beat, double jMs, double stMs) {
     const ClipTo clip(canvas, paper.Area());
-    const double jMs = result.positions.j;
     const double j = paper.Y(BeatHeightUv(result, beat, jMs)), st = paper.Y(BeatHeightUv(result, beat, stMs));
     if (std::isfinite(j)) canvas.DrawRing({paper.X(jMs), j}, 0.45, {kBlue, 0.2});
     if (std::isfinite(st)) canvas.FillDisc({paper.X(stMs), st}, 0.5, kAccent);
@@ -147,16 +146,16 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
         const std::size_t lead = first + row;
         const double y = contents.y + kHeadMm + static_cast<double>(row) * kLeadRowMm;
         canvas.DrawText({contents.x, y + kPaperMm / 2}, result.source.leads[lead], kNameStyle, nameMm - 1);
-        const TraceRange range = RangeOf(result, columns, lead);
+        const TraceRange range = RangeOf(columns, lead);
         for (std::size_t i = 0; i < columns.size(); ++i) {
             const Column& column = columns[i];
             const EcgPaper paper = PlaceBeat({left(i), y, paperMm, kPaperMm}, scale, range);
             paper.DrawGrid(canvas);
             const std::vector<float>& beat = BeatOf(column, lead);
-            paper.DrawTrace(canvas, beat, PrLevelUv(result, beat), result.source.fs, {kInk, 0.35});
+            paper.DrawTrace(canvas, beat, 0, result.source.fs, {kInk, 0.35});
             const bool isReference = column.reading == nullptr;
-            DrawMarks(canvas, result, paper, beat,
-                      isReference ? STPointMs(result) : result.positions.j + column.reading->stPointMs);
+            DrawMarks(canvas, result, paper, beat, column.jMs,
+                      column.jMs + (isReference ? result.stPoint.UsualMs() : column.reading->stPointMs));
             const double levelUv =
                 isReference ? findings.reference.levelUv[lead] : column.reading->levelUv[lead];
             const double slope =
@@ -165,11 +164,10 @@ void DrawStageBeats(Canvas& canvas, const Findings& findings, const Box& content
             canvas.DrawText({left(i), y + kPaperMm + 3 + kLineMm}, Number(slope, 2) + " µV/ms", kMutedStyle);
         }
     }
-    DrawCaption(
-        canvas, contents,
-        findings.tr(DescribeScale(scale, canvas.IsTrueToScale()) +
-                    "; each beat stands on its PR level. Below: ST level and slope. Ring: J as in the first "
-                    "averaged beat; dot: ST point."));
+    DrawCaption(canvas, contents,
+                findings.tr(DescribeScale(scale, canvas.IsTrueToScale()) +
+                            "; each beat stands on its PR level. Below: ST level and slope. Ring: J; dot: ST "
+                            "point."));
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int kHeaderLines = 5, kRecordLines = 3, kResultLines = 4;  // of a text at most
+constexpr int kHeaderLines = 5, kRecordLines = 3, kResultLines = 6;  // of a text at most
 constexpr double kColumnGapMm = 6;
 constexpr double kLowestPlotMm = 25, kTallestPlotMm = 85;
 constexpr double kPlotLeftMm = 9, kPlotRightMm = 5, kPlotAboveMm = 12,

@@ -5,6 +5,7 @@
 
 #include "host/results/Course.h"
 #include "host/results/Holes.h"
+#include "host/results/PeakRate.h"
 #include "host/support/Text.h"
 #include "host/support/Units.h"
 
@@ -12,7 +13,8 @@ namespace {
 
 constexpr double kMostMv = 1.5;
 constexpr double kLeastMv = 0.2;
-constexpr double kStepMv = 0.1;  // a millimetre of ECG paper
+constexpr double kMostJMv = 0.7;  // the thin line of J does not flatten that of ST
+constexpr double kStepMv = 0.1;   // a millimetre of ECG paper
 constexpr double kMmPerMv = 10;
 constexpr double kLeastSlope = 1;  // mV/s, as uV/ms
 constexpr double kMostSlope = 8;
@@ -37,23 +39,46 @@ std::vector<TrendPoint> CourseOf(const StressResult& result, const std::vector<H
     return points;
 }
 
-// An axis for all leads, from -`least` to `least` or wider. Readings beyond `most` do not widen it, so that a
-// lead that is off does not flatten the others; they are drawn at the edge of the plot.
-ValueAxis ChooseAxis(const StressResult& result, std::vector<float> STReading::*values, double perUnit,
-                     double least, double most, double step, double heightMm) {
-    double lowest = -least, highest = least;
-    for (const STReading& beat : result.beats) {
-        for (const float reading : beat.*values) {
-            const double value = reading / perUnit;
-            if (!(std::abs(value) <= most)) continue;
-            lowest = std::min(lowest, value);
-            highest = std::max(highest, value);
-        }
+// The range of an axis for all leads, from -`least` to `least` or wider. Readings beyond `most` do not widen
+// it, so that a lead that is off does not flatten the others; they are drawn at the edge of the plot.
+struct AxisRange {
+    explicit AxisRange(double least) : lowest(-least), highest(least) {}
+    void Take(double value, double most) {
+        if (!(std::abs(value) <= most)) return;
+        lowest = std::min(lowest, value);
+        highest = std::max(highest, value);
     }
-    return ChooseValueAxis(lowest, highest, step, std::max(2, static_cast<int>(heightMm / kPerFigureMm)));
+    ValueAxis Axis(double step, double heightMm) const {
+        return ChooseValueAxis(lowest, highest, step, std::max(2, static_cast<int>(heightMm / kPerFigureMm)));
+    }
+    double lowest, highest;
+};
+
+ValueAxis ChooseLevelAxis(const StressResult& result, double heightMm) {
+    constexpr std::size_t kPerOutlier = 200;  // of the thin line, one reading may lie outside
+    AxisRange range(kLeastMv);
+    std::vector<float> jUv;
+    for (const STReading& beat : result.beats) {
+        for (const float levelUv : beat.levelUv) range.Take(levelUv / kUvPerMv, kMostMv);
+        for (const STPoints& st : beat.st)
+            if (std::isfinite(st.jUv)) jUv.push_back(st.jUv);
+    }
+    std::sort(jUv.begin(), jUv.end());
+    const std::size_t tail = jUv.size() / kPerOutlier;
+    for (std::size_t i = tail; i + tail < jUv.size(); ++i) range.Take(jUv[i] / kUvPerMv, kMostJMv);
+    return range.Axis(kStepMv, heightMm);
 }
 
+ValueAxis ChooseSlopeAxis(const StressResult& result, double heightMm) {
+    AxisRange range(kLeastSlope);
+    for (const STReading& beat : result.beats)
+        for (const float slope : beat.slopeUvPerMs) range.Take(slope, kMostSlope);
+    return range.Axis(kLeastSlope, heightMm);
+}
+
+// Its half minute as a line, with a ring at the end, and the figure above the course.
 void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
+    constexpr double kAsideMm = 2.5, kLetterMm = 3.5;
     const ExerciseSummary& exercise = findings.exercise;
     if (!(exercise.peakBpm > 0)) return;
     const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
@@ -61,12 +86,18 @@ void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
         findings.tr("30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds));
     TextStyle style{8, true, kAccent};
     const double width = canvas.MeasureText(label, style);
-    const bool isToTheLeft = peak.x + 2.5 + width > plot.Area().Right();
+    const bool isToTheLeft = peak.x + kAsideMm + width > plot.Area().Right();
     style.align = isToTheLeft ? Align::Right : Align::Left;
-    const double x = peak.x + (isToTheLeft ? -2.5 : 2.5), y = std::max(peak.y - 2.5, plot.Area().y + 3.5);
-    canvas.FillBox({isToTheLeft ? x - width - 0.5 : x - 0.5, y - 2.6, width + 1, 3.4}, kWhite);
+    const double x = peak.x + (isToTheLeft ? -kAsideMm : kAsideMm);
+    const double left = isToTheLeft ? x - width : x;
+    double y = peak.y - 1;
+    for (const RateReading& rate : findings.result.rates)
+        if (plot.X(rate.seconds) >= left && plot.X(rate.seconds) <= left + width && std::isfinite(rate.bpm))
+            y = std::min(y, plot.Y(rate.bpm) - 1);
+    const double half = plot.X(std::max(0.0, exercise.peakSeconds - kPeakRateSeconds));
+    canvas.DrawLine({half, peak.y}, peak, {kAccent, 0.3});
     canvas.DrawRing(peak, 0.9, {kAccent, 0.4});
-    canvas.DrawText({x, y}, label, style);
+    canvas.DrawText({x, std::max(y, plot.Area().y + kLetterMm)}, label, style);
 }
 
 // The plots of a lead: its levels above its slope.
@@ -203,10 +234,8 @@ void DrawTrends(Canvas& canvas, const Findings& findings, const Box& contents, s
     const Box area{contents.x, top, contents.width, bottom - top};
     const LeadGrid grid = ChooseHighGrid(count);
     const LeadBoxes boxes = SplitCell(grid.Cell(area, 0, kLeadGapMm));
-    const LeadAxes axes{
-        ChooseAxis(result, &STReading::levelUv, kUvPerMv, kLeastMv, kMostMv, kStepMv, boxes.level.height),
-        ChooseAxis(result, &STReading::slopeUvPerMs, 1, kLeastSlope, kMostSlope, kLeastSlope,
-                   boxes.slope.height)};
+    const LeadAxes axes{ChooseLevelAxis(result, boxes.level.height),
+                        ChooseSlopeAxis(result, boxes.slope.height)};
     for (std::size_t i = 0; i < count; ++i)
         DrawLeadTrend(canvas, findings, first + i, grid.Cell(area, i, kLeadGapMm), axes);
     DrawCaption(

@@ -55,14 +55,14 @@ std::optional<DukeST> FindDukeST(const StressResult& result, double fromSeconds)
 bool HasPathologicalQ(const StressResult& result, std::size_t lead) {
     if (lead >= result.referenceBeatUv.size()) return false;
     const std::vector<float>& beatUv = result.referenceBeatUv[lead];
-    const double zeroUv = PrLevelUv(result, beatUv), msPerSample = kMsPerSecond / result.source.fs;
+    const double msPerSample = kMsPerSecond / result.source.fs;
     double ms = 0, widthMs = 0, deepestUv = 0;  // of the wave below the PR level that is being followed
     const auto isQ = [&] { return widthMs >= kLeastQMs && deepestUv >= kLeastQUv; };
     for (const float uV : beatUv) {
-        if (ms > result.positions.j || uV >= zeroUv + kLeastQUv) break;  // an R has begun
-        if (ms >= result.positions.q && uV < zeroUv) {
+        if (ms > result.positions.j || uV >= kLeastQUv) break;  // an R has begun
+        if (ms >= result.positions.q && uV < 0) {
             widthMs += msPerSample;
-            deepestUv = std::max(deepestUv, zeroUv - uV);
+            deepestUv = std::max(deepestUv, -static_cast<double>(uV));
         } else if (isQ()) {
             break;
         } else {

@@ -85,8 +85,10 @@ void FindSTHR(const StressResult& result, ExerciseSummary& summary) {
         const STAtRate rest{reference.bpm, reference.levelUv[lead]};
         std::vector<STAtRate> points{rest};
         for (const Span& span : course) points.push_back(MeasureIn(result, span, lead));
-        summary.sthr.push_back({FindSTHRIndex(rest, MeasureIn(result, peak, lead)),
-                                FindSTHRSlope(points.data(), points.size())});
+        const STAtRate then = MeasureIn(result, peak, lead);
+        summary.sthr.push_back({FindSTHRIndex(rest, then), {}});
+        if (then.bpm - rest.bpm >= kLeastSTHRRiseBpm)
+            summary.sthr.back().slope = FindSTHRSlope(points.data(), points.size());
         const std::string& name = result.source.leads[lead];
         if (std::any_of(kLeadsWithoutSTHR.begin(), kLeadsWithoutSTHR.end(),
                         [&](const char* left) { return EqualIgnoringCase(name, left); }))

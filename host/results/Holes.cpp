@@ -35,6 +35,7 @@ double OverlapSeconds(const std::vector<Span>& spans, const Span& hole) {
 
 std::string WhyNot(const StressResult& result, std::size_t lead, const Span& hole) {
     if (2 * OverlapSeconds(result.off[lead], hole) >= LastsSeconds(hole)) return "off";
+    if (result.beats.empty() && result.learned.rows.empty()) return kHoleNotLearned;
     const auto touches = [&](const Span& span) {
         return span.fromSeconds <= hole.toSeconds && span.toSeconds >= hole.fromSeconds;
     };

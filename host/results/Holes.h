@@ -11,6 +11,7 @@ inline constexpr const char* kHoleDisturbed = "disturbed";
 inline constexpr const char* kHoleVentricular = "ventricular beats";
 inline constexpr const char* kHoleOnT = "ST point on the T wave";
 inline constexpr const char* kHoleRenewed = "another shape, or the average of this lead renewed";
+inline constexpr const char* kHoleNotLearned = "no averaged beat";
 inline constexpr const char* kHoleUnlike = "beats unlike the averaged one";
 
 /// A stretch between two ST values of a lead, or before its first or after its last one, in which beats were

@@ -182,6 +182,11 @@ std::vector<BloodPressure> ReadBloodPressures(const std::string& path) {
             heading = SplitLine(Lower(line), separator);
             if (std::find(heading.begin(), heading.end(), "time") == heading.end())
                 fail("a heading of time,systolic,diastolic,exertion is expected");
+            const auto isThere = [&](const Column& column) {
+                return std::find(heading.begin(), heading.end(), column.name) != heading.end();
+            };
+            if (std::none_of(kColumns.begin(), kColumns.end(), isThere))
+                fail("systolic, diastolic or exertion is expected in the heading beside time");
             continue;
         }
         const std::vector<std::string> cells = SplitLine(line, separator);
@@ -199,6 +204,8 @@ std::vector<BloodPressure> ReadBloodPressures(const std::string& path) {
                     fail(std::string("a number for ") + column.name + " is expected, not \"" + cells[i] +
                          "\"");
         }
+        if (reading.systolic <= reading.diastolic)
+            fail("a systolic pressure above the diastolic is expected");
         if (!readings.empty() && reading.seconds <= readings.back().seconds)
             fail("a later time than that of the line before is expected");
         readings.push_back(reading);

@@ -93,17 +93,22 @@ struct Strip {
     std::vector<std::vector<float>> uV = {};  // [lead][sample]
 };
 
+// Averaged beats are those that the levels were measured on, in uV above the PR level, with their QRS at
+// that of StressResult::positions. Their J follows them, in ms from the first sample.
+
 /// The averaged beat of a lead when its ST level was the lowest, the highest or farthest from the reference.
 struct BeatThen {
     double levelUv = std::numeric_limits<double>::quiet_NaN(), seconds = 0;
-    std::vector<float> uV;  // at the positions of the first learned beat; empty where there is none
+    std::vector<float> uV;                                              // empty where there is none
+    double jMs = std::numeric_limits<double>::quiet_NaN(), stMs = jMs;  // J, and where the level was measured
 };
 
 /// The averaged beats of all leads at a time that was asked for.
 struct BeatsThen {
     double askedSeconds = 0;
     std::size_t reading = 0;             // of StressResult::beats, after which they were so
-    std::vector<std::vector<float>> uV;  // [lead][sample] at the positions of the first learned beat
+    std::vector<std::vector<float>> uV;  // [lead][sample]
+    double jMs = std::numeric_limits<double>::quiet_NaN();
 };
 
 /// Names and values of options as the command line gave them; the value of a flag is "true".
@@ -120,12 +125,13 @@ struct StressResult {
     bool interrupted = false;  // an observer ended the analysis, not the source
     STPointRule stPoint;
     LearnedBeat learned;
-    BeatPositionsMs positions;
+    BeatPositionsMs positions;  // of the first averaged beat
     ReferenceStretch reference;
     // The averaged beat, [lead][sample]: its mean over the reference, empty for a lead that has no ST value
-    // there; and as it was left, at the same positions.
+    // there; and as it was left.
     std::vector<std::vector<float>> referenceBeatUv, latestBeatUv;
-    std::vector<BeatThen> farthest;        // per lead
+    double referenceJMs = std::numeric_limits<double>::quiet_NaN();  // the mean J there
+    std::vector<BeatThen> farthest;                                  // per lead
     std::vector<BeatsThen> asked;          // in order of time; without times that had no beats
     std::vector<double> relearnedSeconds;  // from when on a newly learned beat was matched
     std::optional<BeatsThen> peak;         // at the highest heart rate, PeakRate; empty without beats then

@@ -17,12 +17,12 @@ double Median(std::vector<double> values) {
     return values.size() % 2 == 1 ? *half : (*std::max_element(values.begin(), half) + *half) / 2;
 }
 
-double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv) {
+double PrLevelUv(const std::vector<float>& beatUv, double qMs, int fs) {
     constexpr double kFromMs = 20, kToMs = 8;  // before Q
-    const double msPerSample = kMsPerSecond / result.source.fs;
+    const double msPerSample = kMsPerSecond / fs;
     double sum = 0, count = 0, ms = 0;
     for (const float uV : beatUv) {
-        if (ms >= result.positions.q - kFromMs && ms <= result.positions.q - kToMs && std::isfinite(uV)) {
+        if (ms >= qMs - kFromMs && ms <= qMs - kToMs && std::isfinite(uV)) {
             sum += uV;
             ++count;
         }

@@ -12,9 +12,9 @@ constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 
 /// Median of the values that are numbers; NaN if there are none.
 double Median(std::vector<double> values);
-/// PR level of an averaged beat, from which its ST is counted: the mean between 20 and 8 ms before Q, uV; 0
-/// without samples.
-double PrLevelUv(const StressResult& result, const std::vector<float>& beatUv);
+/// PR level of an averaged beat of the engine: the mean between 20 and 8 ms before its Q, which lies qMs from
+/// its start, uV; 0 without samples.
+double PrLevelUv(const std::vector<float>& beatUv, double qMs, int fs);
 /// The engine's STHRindex: ST level in uV divided by the heart rate in beats/min; NaN without heart rate.
 double STHRindex(double levelUv, double bpm);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <sstream>
 #include <stdexcept>
 
 #include "host/record/Calibration.h"
@@ -134,24 +135,27 @@ std::string NameOf(SimulatedProtocol protocol) {
 }
 
 SimulatedTest::SimulatedTest(const SimulatedTestOptions& options) : m_options(options) {
-    // Written so that a NaN is refused too.
-    const auto within = [](double value, double low, double high) { return value >= low && value <= high; };
+    const auto check = [](const char* what, double value, double low, double high, const char* unit) {
+        if (value >= low && value <= high) return;  // not true of a NaN
+        std::ostringstream why;
+        why << what << ": " << low << " to " << high << " " << unit << " is expected, not " << value;
+        throw std::invalid_argument(why.str());
+    };
     constexpr double kMostSeconds = 1e7, kMostUv = 1e6;
-    if (options.fs < kLowestFs || options.fs > kHighestFs)
-        throw std::invalid_argument("simulation: fs outside " + std::to_string(kLowestFs) + ".." +
-                                    std::to_string(kHighestFs));
-    if (!within(options.uVpb, 1e-3, 1e6)) throw std::invalid_argument("simulation: uVpb outside 0.001..1e6");
-    if (!within(options.seconds, 1e-3, kMostSeconds) || !within(options.ectopySeconds, 0, kMostSeconds))
-        throw std::invalid_argument("simulation: a time outside its range");
-    if (!within(options.mainsHz, 0, 1000) || !within(options.mainsUv, 0, kMostUv) ||
-        !within(options.muscleUv, 0, kMostUv) || !within(options.wanderUv, 0, kMostUv) ||
-        !within(options.motionUv, 0, kMostUv))
-        throw std::invalid_argument("simulation: a noise outside its range");
-    if (!within(options.stDepressionUv, 0, 1000))
-        throw std::invalid_argument("simulation: ST depression outside 0..1000 uV");
-    for (const SimulatedLeadOff& off : options.leadOff)
-        if (!within(off.startSeconds, 0, kMostSeconds) || !within(off.seconds, 0, kMostSeconds))
-            throw std::invalid_argument("simulation: a time outside its range");
+    check("samples per second", options.fs, kLowestFs, kHighestFs, "Hz");
+    check("microvolts per unit", options.uVpb, 1e-3, 1e6, "uV");
+    check("length", options.seconds, 1e-3, kMostSeconds, "s");
+    check("time between ectopic beats", options.ectopySeconds, 0, kMostSeconds, "s");
+    check("mains frequency", options.mainsHz, 0, 1000, "Hz");
+    check("mains noise", options.mainsUv, 0, kMostUv, "uV");
+    check("muscle noise", options.muscleUv, 0, kMostUv, "uV");
+    check("wander", options.wanderUv, 0, kMostUv, "uV");
+    check("jumps of the baseline", options.motionUv, 0, kMostUv, "uV");
+    check("ST depression", options.stDepressionUv, 0, 1000, "uV");
+    for (const SimulatedLeadOff& off : options.leadOff) {
+        check("start of a lead that is off", off.startSeconds, 0, kMostSeconds, "s");
+        check("time that a lead is off", off.seconds, 0, kMostSeconds, "s");
+    }
     m_info.name = "simulated";
     m_info.fs = options.fs;
     m_info.uVpb = options.uVpb;
@@ -174,15 +178,15 @@ void SimulatedTest::ChooseLeads() {
     for (const std::string& lead : m_info.leads) {
         const auto found = std::find(kLeadNames.begin(), kLeadNames.end(), lead);
         if (found == kLeadNames.end())
-            throw std::invalid_argument("simulation: expected leads of I to aVF and V1 to V6, found " + lead);
+            throw std::invalid_argument("expected leads of I to aVF and V1 to V6, found " + lead);
         m_leadOf.push_back(IndexOf(kLeadNames, found));
         if (std::count(m_info.leads.begin(), m_info.leads.end(), lead) > 1)
-            throw std::invalid_argument("simulation: expected every lead once, found twice " + lead);
+            throw std::invalid_argument("expected every lead once, found twice " + lead);
     }
     for (const SimulatedLeadOff& off : m_options.leadOff) {
         const auto found = std::find(m_info.leads.begin(), m_info.leads.end(), off.lead);
         if (found == m_info.leads.end())
-            throw std::invalid_argument("simulation: the lead that is off is not recorded: " + off.lead);
+            throw std::invalid_argument("the lead that is off is not recorded: " + off.lead);
         const short sample = off.rails ? std::numeric_limits<short>::max() : short{0};
         m_off.push_back({IndexOf(m_info.leads, found), off.startSeconds * m_options.fs,
                          (off.startSeconds + off.seconds) * m_options.fs, sample});

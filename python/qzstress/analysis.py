@@ -392,7 +392,8 @@ class Result:
 
     @property
     def template(self) -> NDArray[np.float32]:
-        """The averaged beat as the analysis left it, shape (leads, samples), microvolts."""
+        """The averaged beat that ST was measured on last, shape (leads, samples), microvolts above its PR
+        level; NaN for a lead with too few beats."""
         return self._all_arrays()["template"]
 
     @property

@@ -232,7 +232,7 @@ void STMeter::FollowPositions() {
     follow(&Delineation::jMs);
 }
 
-void STMeter::GiveBackSag(std::size_t lead) {
+void STMeter::GiveBackSag(std::size_t lead, std::vector<double>& row) const {
     const Lead& state = m_leads[lead];
     const std::vector<double>& mean = m_means[lead];
     double movedUv = 0, taken = 0;
@@ -240,17 +240,38 @@ void STMeter::GiveBackSag(std::size_t lead) {
         movedUv += state.moved[b] / static_cast<double>(state.count);
     for (std::size_t i = 0; i < mean.size(); ++i) {
         taken += (mean[i] + movedUv) * m_sagPerSecond / m_hz;
-        m_row[i] = mean[i] + taken;
+        row[i] = mean[i] + taken;
     }
 }
 
-STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
-    GiveBackSag(lead);
-    const std::vector<double>& mean = m_row;
-    double prUv = 0;
+double STMeter::PrUv(const std::vector<double>& mean) const {
+    double sum = 0;
     int count = 0;
-    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) prUv += At(mean, QMs() + ms);
-    prUv /= count;
+    for (int ms = -kPrBeforeMs; ms <= kPrAfterMs; ms += kPrStepMs, ++count) sum += At(mean, QMs() + ms);
+    return sum / count;
+}
+
+MeasuredBeat STMeter::Copy() const {
+    MeasuredBeat copy;
+    const long long frames = (m_length - 1) * m_step + 1;
+    const double msPerFrame = kMsPerSecond / m_fs;
+    copy.positions = {static_cast<double>(frames) * msPerFrame, QMs(), m_rMs, JMs()};
+    copy.uV.resize(m_chn);
+    std::vector<double> row(m_row.size());
+    for (std::size_t lead = 0; lead < m_chn; ++lead) {
+        if (m_leads[lead].count < kFewestBeats) continue;
+        GiveBackSag(lead, row);
+        const double prUv = PrUv(row);
+        for (long long i = 0; i < frames; ++i)
+            copy.uV[lead].push_back(static_cast<float>(At(row, static_cast<double>(i) * msPerFrame) - prUv));
+    }
+    return copy;
+}
+
+STMeasure STMeter::Measure(std::size_t lead, double pointMs) {
+    GiveBackSag(lead, m_row);
+    const std::vector<double>& mean = m_row;
+    const double prUv = PrUv(mean);
     const double jMs = JMs(), steepestMs = SteepestOfT(mean);
     const auto levelAnywhere = [&](double afterJms) {
         return static_cast<float>(At(mean, jMs + afterJms) - prUv);

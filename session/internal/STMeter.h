@@ -51,6 +51,9 @@ public:
     /// Onset and end of the QRS as they are measured from, ms from rMs of Start.
     double QFromRMs() const { return QMs() - m_rMs; }
     double JFromRMs() const { return JMs() - m_rMs; }
+    /// The means as they are measured: what the high-pass took off given back, above the PR level, with a
+    /// straight line between samples. Leads whose mean is of too few beats are left empty.
+    MeasuredBeat Copy() const;
 
 private:
     static constexpr std::size_t kBeats = 10;  // in the mean
@@ -62,7 +65,7 @@ private:
     };
 
     int FindLag(const FrameRing& frames, long long r) const;
-    void GiveBackSag(std::size_t lead);
+    void GiveBackSag(std::size_t lead, std::vector<double>& row) const;
     void TakeBeat(const FrameRing& frames, long long first, const std::vector<bool>& isGood);
     void FoldLead(std::size_t lead);
     void Average(std::size_t lead);
@@ -71,6 +74,7 @@ private:
     double QMs() const { return m_byHand.qMs ? m_rMs + *m_byHand.qMs : m_at.qMs; }
     double JMs() const { return m_byHand.jMs ? m_rMs + *m_byHand.jMs : m_at.jMs; }
     STMeasure Measure(std::size_t lead, double pointMs);
+    double PrUv(const std::vector<double>& mean) const;
     double SteepestOfT(const std::vector<double>& mean) const;
     double At(const std::vector<double>& mean, double ms) const;
 

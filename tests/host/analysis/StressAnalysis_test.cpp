@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/analysis/SignalStore.h"
+#include "host/report/Findings.h"
 #include "host/results/Accuracy.h"
 #include "host/results/Exercise.h"
 #include "host/results/Summaries.h"
@@ -194,7 +195,12 @@ TEST(StressAnalysis, BeatsAreKeptWhenAskedAndAtThePeak) {
     for (const BeatsThen& then : result.asked) {
         EXPECT_NEAR(result.beats.at(then.reading).seconds, then.askedSeconds - 1.5, 0.8);
         EXPECT_EQ(then.uV[1].size(), result.latestBeatUv[1].size());
+        const STReading& told = result.beats.at(then.reading);
+        EXPECT_NEAR(BeatHeightUv(result, then.uV[1], then.jMs + told.stPointMs), told.levelUv[1], 0.01);
+        EXPECT_NEAR(BeatHeightUv(result, then.uV[1], then.jMs), told.st[1].jUv, 0.01);
     }
+    for (const BeatThen& then : result.farthest)
+        EXPECT_NEAR(BeatHeightUv(result, then.uV, then.stMs), then.levelUv, 0.01);
     EXPECT_NE(result.asked[0].uV[1], result.asked[1].uV[1]);
     ASSERT_TRUE(result.peak);
     EXPECT_EQ(result.peak->askedSeconds, SummarizeExercise(result, {}).peakSeconds);

@@ -70,10 +70,12 @@ TEST(StageSources, ReadNotesStagesAndBloodPressures) {
     EXPECT_TRUE(std::isnan(readings[0].exertion) && std::isnan(readings[1].diastolic));
     EXPECT_EQ(readings[1].exertion, 13);
     for (const auto& refused : {std::pair("1:30,140,80", "line 1: a heading"),
-                                {"time\n1:60", "line 2: a time"},
+                                {"time,sys\n5,140", "line 1: systolic"},
+                                {"time,systolic,diastolic\n5,80,80", "line 2: a systolic pressure above"},
+                                {"time,systolic\n1:60", "line 2: a time"},
                                 {"time,systolic\n5,401", "line 2: a number for systolic"},
-                                {"time\n5\n5", "line 3: a later time"},
-                                {"time\n", "no reading"}})
+                                {"time,exertion\n5\n5", "line 3: a later time"},
+                                {"time,exertion\n", "no reading"}})
         EXPECT_THAT(RefusalOf([&] { read(refused.first); }), HasSubstr(refused.second));
 }
 

@@ -8,7 +8,7 @@
 namespace {
 
 /// One lead at 1000 Hz, at 0 uV in a reference of 10 s, then for 10 s with this change and slope. Its
-/// averaged beat has a PR level of 50 uV, Q at 100 ms, J at 200 ms, and a Q wave of this size before its R.
+/// averaged beat has Q at 100 ms, J at 200 ms, and a Q wave of this size before its R.
 StressResult OneLead(float changeUv, float slopeUvPerMs, std::size_t qMs = 0, float qUv = 0) {
     StressResult result;
     result.source = {"r", 1000, 1, {"V5"}, 0, "", {}};
@@ -16,7 +16,7 @@ StressResult OneLead(float changeUv, float slopeUvPerMs, std::size_t qMs = 0, fl
     result.reference = {{0, 10}, "as asked for"};
     for (int second = 0; second < 20; ++second)
         result.beats.push_back({second * 1.0, 60, {second < 10 ? 0 : changeUv}, {slopeUvPerMs}});
-    std::vector<float> beat(400, 50);
+    std::vector<float> beat(400, 0);
     for (std::size_t i = 110; i < 110 + qMs; ++i) beat[i] -= qUv;
     for (std::size_t i = 110 + qMs; i < 160; ++i) beat[i] = 900;
     result.referenceBeatUv = {beat};
