@@ -100,7 +100,8 @@ enum class BeatClass {
     Normal,            // of a usual shape, or of another that tells too little
     Supraventricular,  // not ventricular, but early in a regular rhythm
     Ventricular,       // of an unusual shape, and wide, early, or followed by a pause
-    Unclassified,      // it would be ventricular, but noise may have made its shape
+    Unclassified,      // it would be ventricular, but noise may have made its shape, or all leads are off or
+                       // disturbed
     Paced,             // of a usual shape, where the session is told of a pacemaker
 };
 

@@ -156,6 +156,7 @@ private:
     void TakeConditioned();
     void TellLeads();
     void TellBeats(long long shown);
+    bool IsNowhereGood(double beatSeconds) const;
     void TellQuality();
     void Advance();
     void Gather();
@@ -329,8 +330,7 @@ void StressSession::Impl::TakeConditioned() {
 // A lead is known to be off two seconds late: its ST values given since then are void.
 void StressSession::Impl::TellLeads() {
     for (LeadEvent event : m_watch.Events()) {
-        if (event.kind == LeadEvent::Kind::Disturbed || event.kind == LeadEvent::Kind::Calm)
-            m_finder.Disturb(event.lead, event.kind == LeadEvent::Kind::Disturbed);
+        m_finder.Disturb(event.lead, m_watch.IsBad(event.lead));
         if (event.kind == LeadEvent::Kind::Off) {
             event.voidFromSeconds = event.seconds - kBeatAheadSeconds - DelayMs() / kMsPerSecond;
             if (m_isBeatTold && m_beat.seconds >= event.voidFromSeconds) m_shapes.Renew(event.lead);
@@ -342,13 +342,24 @@ void StressSession::Impl::TellLeads() {
 // Beats are told when the frames up to them have been shown.
 void StressSession::Impl::TellBeats(long long shown) {
     while (!m_toTell.empty() && m_toTell.front().frame <= shown) {
-        IntervalEvent interval = m_rate.TakeBeat(m_toTell.front().frame);
-        interval.beatClass = m_toTell.front().beatClass;
-        Keep(m_found, {m_toTell.front(), false});
+        BeatClasser::Beat& beat = m_toTell.front();
+        IntervalEvent interval = m_rate.TakeBeat(beat.frame);
+        if (beat.beatClass == BeatClass::Ventricular && IsNowhereGood(interval.seconds))
+            beat.beatClass = BeatClass::Unclassified;
+        interval.beatClass = beat.beatClass;
+        Keep(m_found, {beat, false});
         if (!std::isnan(interval.bpm)) Keep(m_rates, interval);
         m_toTell.erase(m_toTell.begin());
         m_observer.OnInterval(interval);
     }
+}
+
+// True if all leads are off or disturbed around a beat, which has its shape from that.
+bool StressSession::Impl::IsNowhereGood(double beatSeconds) const {
+    const Span around{beatSeconds - kBeatBackSeconds, beatSeconds + kBeatBackSeconds};
+    for (std::size_t lead = 0; lead < m_chn; ++lead)
+        if (m_watch.IsGood(lead, around, 0)) return false;
+    return true;
 }
 
 void StressSession::Impl::TellQuality() {

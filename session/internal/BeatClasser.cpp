@@ -26,6 +26,7 @@ constexpr double kEarlyPenalty = 2, kMostPenalty = 0.5;  // correlation
 constexpr double kSame = 0.9;                            // correlation
 constexpr double kShare = 1.0 / 16;                      // of a new beat in its shape
 constexpr int kProvenBeats = 12, kKnownBeats = 4;
+constexpr double kMostPerNormal = 2;  // early beats for each one of the heart's own rhythm
 constexpr double kNewestOfKind = 0.15, kClearlyMoreOfKind = 0.1;               // of a share
 constexpr double kOnTime = 0.12, kClearlyEarly = 0.1;                          // parts of an interval
 constexpr double kMostlyOnTime = 0.7, kMostlyEarly = 0.6, kSeldomEarly = 0.3;  // parts of the beats
@@ -326,8 +327,10 @@ std::size_t BeatClasser::TakeInto(std::size_t shape, bool isKnown, const Fit& fi
         renewed.early = renewed.onTime = 0;
         renewed.isNormal = false;
         renewed.number = m_appeared++;
-        renewed.share = 0;
+        renewed.share = renewed.part = 0;
     }
+    for (std::size_t i = 0; i < m_known; ++i)
+        m_shapes[i].part += kShare * ((i == shape ? 1 : 0) - m_shapes[i].part);
     Shape& own = m_shapes[shape];
     own.last = place;
     ++own.beats;
@@ -376,12 +379,12 @@ void BeatClasser::LearnTiming(Shape& shape, const Timing& timing) {
     if (shape.beats < kProvenBeats) return;
     if (shape.onTime > kMostlyOnTime) shape.isNormal = true;
     if (!shape.isNormal || shape.early <= kMostlyEarly) return;
-    // It is none of the heart's own rhythm, if there is another that is.
+    // It is none of the heart's own rhythm, if there is another that is: not one of an artefact now and then.
     Shape* other = nullptr;
     for (std::size_t i = 0; i < m_known; ++i) {
         Shape& candidate = m_shapes[i];
-        if (&candidate != &shape && candidate.beats >= kKnownBeats && candidate.early < kSeldomEarly &&
-            (other == nullptr || candidate.beats > other->beats))
+        if (&candidate != &shape && kMostPerNormal * candidate.part >= shape.part &&
+            candidate.early < kSeldomEarly && (other == nullptr || candidate.beats > other->beats))
             other = &candidate;
     }
     if (other == nullptr) return;

@@ -8,7 +8,8 @@
 // A shape is a running mean of beats that correlate with 0.9 or more; six are kept. The first normal one is
 // the most typical beat of the first seconds that does not come early, so that bigeminy from the start on is
 // understood. Another shape becomes normal after 12 beats most of which come on time, as those of a bundle
-// branch block do; a normal one whose beats come early is normal no more. The usual interval is the median of
+// branch block do; a normal one whose beats come early is normal no more where another, at least half as
+// frequent lately, comes on time. The usual interval is the median of
 // the latest 12 between beats that are not ventricular; a pause after a ventricular beat counts half with
 // the interval before it. Where intervals differ by themselves, as in atrial fibrillation, a beat that comes
 // early tells less.
@@ -68,7 +69,8 @@ private:
         double early = 0, onTime = 0;  // part of its latest beats that came so
         bool isNormal = false;
         int number = 0;    // in order of appearance
-        double share = 0;  // of the latest beats
+        double share = 0;  // of the latest beats that are of a normal shape
+        double part = 0;   // of all the latest beats
     };
     struct Fit {
         double likeness = -1;

@@ -56,6 +56,9 @@ constexpr double kMostOfLead = 3;          // beats that one lead can show at on
 constexpr double kTakenBackSeconds = 0.6;  // a disturbance is known 0.4 s after it begins
 constexpr double kChange = 1.5;            // three beats in a row that differ so much are the new usual ones
 
+constexpr double kSilent = 0.25;  // of a beat: below this for 1.5 s a lead shows none, while another
+constexpr double kSpeaks = 0.6;   // shows this
+
 // Threshold.
 constexpr double kLowestCandidate = 0.12;
 constexpr double kAboveNoise = 0.3;  // of the way from noise to beats
@@ -295,14 +298,31 @@ void BeatFinder::MeasureFloors(long long end) {
                                           static_cast<float>(last)));
     };
     for (std::size_t c = 0; c < m_chn; ++c) {
+        const float* const latest = &m_latest[c * room];
+        m_leads[c].peak = static_cast<double>(*std::max_element(latest, latest + count));
         m_leads[c].floor = floorOf(c, m_leads[c].floor);
+        m_leads[c].isSilent = false;
         Weigh(m_leads[c]);
     }
     m_fusedFloor = floorOf(m_chn, m_fusedFloor);
+    if (m_hasShape) LookForSilence();
+}
+
+// A lead whose beats have vanished, while a clear one goes on to show them, would hold that one down. In a
+// pause no lead shows any.
+void BeatFinder::LookForSilence() {
+    double best = 0;
+    for (const Lead& lead : m_leads)
+        if (lead.peak >= kSpeaks * lead.size) best = std::max(best, lead.weight);
+    for (Lead& lead : m_leads) {
+        lead.isSilent = best > 0 && lead.peak < kSilent * lead.size && best >= kClear * lead.weight;
+        if (lead.isSilent) lead.weight = 0;
+    }
 }
 
 void BeatFinder::Weigh(Lead& lead) const {
     lead.weight = 0;
+    if (lead.isSilent) return;
     if (lead.size < kLeastUv || !HasVoice(lead)) return;
     const double out = std::min(
         kMostOut, std::max(lead.size - lead.noise, kLeastOut * lead.noise) / (lead.noise + 0.02 * lead.size));

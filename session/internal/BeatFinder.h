@@ -8,7 +8,8 @@
 //
 // What a lead weighs follows from how far its beats stand out from what lies between them, and from how calm
 // it is: a lead that is flat, noisy, or has T waves as high as its QRS hardly counts, so that it does not
-// spoil what a better one tells. What is usual is the median of the last eight beats. Where the fused
+// spoil what a better one tells. A lead that has lost its beats for 1.5 s counts for nothing while another
+// shows them. What is usual is the median of the last eight beats. Where the fused
 // envelope does not come to rest, candidates that come early, or are unlike the beats before on all leads,
 // have to stand out more. An early one of which leads of some weight show nothing is a spike of the others.
 //
@@ -45,8 +46,8 @@ public:
     /// There are no more frames: the beats that are still to be told.
     const std::vector<long long>& Finish();
 
-    /// A lead that is disturbed, from now on or no longer. It has no voice and teaches nothing, unless all
-    /// are: what it has shown in the last 0.6 s does not count either.
+    /// A lead that is off or disturbed, from now on or no longer. It has no voice and teaches nothing, unless
+    /// all are: what it has shown in the last 0.6 s does not count either.
     void Disturb(std::size_t lead, bool isDisturbed);
 
     /// True once a beat has been found.
@@ -146,10 +147,11 @@ private:
         // beat.
         Latest sizes, between, slopes;
         double size = 0, noise = 0, slope = 0;  // what is usual of these
-        double floor = 0;                       // of the envelope
+        double floor = 0, peak = 0;             // of the envelope in the latest 1.5 s
         double weight = 0;
         bool isDisturbed = false;
-        double likeness = 1;  // of its latest beats with their running mean, -1 to 1
+        bool isSilent = false;  // it has lost its beats, and another one has not
+        double likeness = 1;    // of its latest beats with their running mean, -1 to 1
     };
     struct Candidate {
         long long place = 0;
@@ -161,6 +163,7 @@ private:
     void Start();
     void Step(long long place);
     void MeasureFloors(long long end);
+    void LookForSilence();
     long long FloorStep() const;  // places
     void Weigh(Lead& lead) const;
     bool HasVoice(const Lead& lead) const { return !lead.isDisturbed || m_areAllDisturbed; }

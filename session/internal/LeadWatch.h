@@ -39,6 +39,8 @@ public:
     /// until the next Take.
     const std::vector<LeadEvent>& Events();
 
+    /// True while the lead is off or disturbed.
+    bool IsBad(std::size_t lead) const { return m_leads[lead].isOff || m_leads[lead].isDisturbed; }
     /// True if the lead was not off within `span`, and not disturbed within it or swingSeconds before it.
     /// Fast only for spans near the present.
     bool IsGood(std::size_t lead, const Span& span, double swingSeconds) const;

@@ -78,6 +78,11 @@ TEST(BeatClasser, ANewShapeBecomesNormalAfterTwelveBeatsOnTime) {
     EXPECT_EQ(classes.substr(32), Times(18, "N"));
 }
 
+TEST(BeatClasser, AShapeOfAFewBeatsIsNotTheRhythmWhereNormalOnesComeEarly) {
+    const std::string classes = ClassesOf(Times(20, "n") + Times(5, "nnnnw") + Times(15, "nsss"));
+    EXPECT_EQ(classes.find('V', 50), std::string::npos) << classes;
+}
+
 TEST(BeatClasser, BeatsOfAUsualShapeArePacedEarlyOnesTooWhereAPacemakerIs) {
     EXPECT_EQ(ClassesOf(Times(30, "n") + "snnnnwnnnn"), Times(30, "N") + "SNNNNVNNNN");
     EXPECT_EQ(ClassesOf(Times(30, "n") + "snnnnwnnnn", 6, 0.5, true), Times(35, "/") + "V////");

@@ -116,6 +116,18 @@ TEST(BeatFinder, IsNotDisturbedByALeadThatIsBad) {
 }
 
 // The last but nine of beats 0.8 s apart comes early, and is small on one or two leads.
+TEST(BeatFinder, GoesOnWithALesserLeadWhereTheBestFallsSilent) {
+    for (const double part : {0.0, 0.05}) {
+        Train train(250, 2, std::vector<int>(60, 852));
+        const std::vector<short> noise = RandomSamples(3, train.recording.Frames(), 60);
+        for (std::size_t i = 0; i < train.recording.Frames(); ++i) {
+            train.At(i, 1) = static_cast<short>(train.At(i, 1) / 3 + noise[i]);
+            if (train.Seconds(i) > 20) train.At(i, 0) = static_cast<short>(part * train.At(i, 0));
+        }
+        EXPECT_GE(Find(train).size(), part > 0 ? 60U : 59U) << part;
+    }
+}
+
 TEST(BeatFinder, TakesAnEarlyBeatForASpikeWhereClearLeadsShowNothing) {
     struct Case {
         const char* what;
