@@ -121,6 +121,7 @@ struct State {
 /// The averaged beat of all leads, uV at 0 before the QRS, and where it has its points, ms from its start.
 struct Beats {
     std::vector<std::vector<float>> uV, referenceUv;  // [lead][sample]; the reference's may be empty
+    double referenceRMs = 0;                          // R of the reference, from its own start
     BeatPositionsMs positions;
     double stMs = 0;
 };

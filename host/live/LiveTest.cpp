@@ -394,6 +394,7 @@ live::Beats LiveTest::Beats() const {
     if (!m_session || !m_state.isLearned) return beats;
     beats.uV = m_session->Template();
     beats.referenceUv = m_referenceBeat.uV;
+    beats.referenceRMs = m_referenceBeat.rMs;
     beats.positions = m_session->Positions();
     if (m_recent.empty()) return beats;
     beats.positions.q = beats.positions.r + m_points.q;

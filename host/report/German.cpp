@@ -106,6 +106,7 @@ constexpr Phrase kPhrases[] = {
     {"reference", "Referenz"},
 
     // Strips
+    {"ECG at {} min:s", "EKG bei {1} min:s"},
     {"largest ST change in {}", "größte ST-Änderung in {1}"},
     {"peak", "Maximum"},
     {"peak heart rate", "maximale Herzfrequenz"},

@@ -39,6 +39,8 @@ public:
     /// until the next Take.
     const std::vector<LeadEvent>& Events();
 
+    /// True while every lead is off: there is no signal. Known two seconds late, its end at once.
+    bool AreAllOff() const;
     /// True if the lead was not off within `span`, and not disturbed within it or swingSeconds before it.
     /// Fast only for spans near the present.
     bool IsGood(std::size_t lead, const Span& span, double swingSeconds) const;

@@ -16,11 +16,13 @@ function drawBeat(canvas, beats, lead, isLarge) {
   const pxPerUv = (height - 2 * margin) / range, zero = margin + (range - (highest - lowest)) / 2 * pxPerUv + highest * pxPerUv;
   const pxPerSample = width / uV.length, msPerSample = 1000 / beats.fs;
   const xOf = (ms) => ms / msPerSample * pxPerSample;
-  const trace = (row, colour, lineWidth) => {
+  // R of the row, ms from its start, stands where the beat has its R.
+  const trace = (row, rMs, colour, lineWidth) => {
+    const left = xOf(beats.r_ms - rMs);
     context.beginPath();
     context.strokeStyle = colour;
     context.lineWidth = lineWidth;
-    row.forEach((value, i) => context.lineTo(i * pxPerSample, zero - value * pxPerUv));
+    row.forEach((value, i) => context.lineTo(left + i * pxPerSample, zero - value * pxPerUv));
     context.stroke();
   };
   context.strokeStyle = colours("line");
@@ -29,8 +31,8 @@ function drawBeat(canvas, beats, lead, isLarge) {
   context.moveTo(0, zero);
   context.lineTo(width, zero);
   context.stroke();
-  trace(reference, colours("reference"), isLarge ? 2 : 1);
-  trace(uV, colours("trace"), isLarge ? 2 : 1.3);
+  trace(reference, beats.reference_r_ms, colours("reference"), isLarge ? 2 : 1);
+  trace(uV, beats.r_ms, colours("trace"), isLarge ? 2 : 1.3);
   const points = [["J", beats.j_ms, "soft"], ["ST", beats.st_ms, "accent"]];
   if (isLarge) points.push(["Q", beats.q_ms, "soft"]);
   for (const [name, ms, colour] of points) {

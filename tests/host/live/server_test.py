@@ -154,7 +154,7 @@ assert page.status == 101
 hello = page.receive("hello")
 assert hello["fs"] == 500 and len(hello["leads"]) == 12
 time.sleep(1)
-page.send('{"signal": 7, "from": 1000, "frames": 500, "per": 1}')
+page.send('{"signal": 7, "from": 1000, "frames": 500}')
 while (data := page.receive("signal"))[0] != 2:
     pass
 with open(monitor.folder + "/test.dat", "rb") as file:
@@ -170,8 +170,8 @@ page.send('{"do": "mark", "text": "' + 201 * "x" + '"}')  # too long: no answer
 
 # Nonsense is passed over, and too much of it ends the connection.
 for text in ["", "{}", "[]", "null", "7", '"do"', "{", "[" * 4000, '{"do":' * 600, '{"do": 1}', '{"do": "fly"}', '{"ping": "x"}',
-             '{"signal": -1}', '{"signal": 1, "from": 1e99, "frames": 1, "per": 1}', '{"signal": 1, "from": 0, "frames": 1e9, "per": 1}',
-             '{"signal": 1, "from": 0, "frames": 5, "per": 0}', "\x00", "\u00fc\ud7ff"]:
+             '{"signal": -1}', '{"signal": 1, "from": 1e99, "frames": 1}', '{"signal": 1, "from": 0, "frames": 1e9}',
+             '{"signal": 1, "from": 0, "frames": 5, "columns": 0}', "\x00", "\u00fc\ud7ff"]:
     page.send(text)
 page.send('{"do": "mark", "text": "here"}')
 assert page.receive("done")["ok"]
