@@ -141,7 +141,7 @@ function showFigures() {
   byId("bpm").textContent = state.bpm === null ? "–" : Math.round(state.bpm);
   byId("clock").textContent = clock(state.s);
   const stage = state.stages[state.stages.length - 1];
-  byId("stage").textContent = stage.power ? `${stage.name} · ${stage.power}` : word(stage.name);
+  byId("stage").textContent = byId("stage").title = stage.power ? `${stage.name} · ${stage.power}` : word(stage.name);
   const next = state.next_stage_s === null ? "" : ` / ${clock(Math.max(0, state.next_stage_s - state.s))}`;
   byId("stage-clock").textContent = clock(state.s - stage.s) + next;
   byId("counts").textContent = `${state.beats} (${state.supraventricular}, ${state.ventricular})`;
@@ -200,6 +200,7 @@ function freeze(isFrozen, seconds = live ? live.end / hello.fs : 0) {
   frozen = isFrozen ? { end: live.end, stretch: live, marks } : null;
   byId("freeze").setAttribute("aria-pressed", String(isFrozen));
   byId("freeze").textContent = word(isFrozen ? "live" : "freeze");
+  byId("shown").textContent = "";
   measure(null);
   if (!isFrozen) setZoom("0");
   if (isFrozen) moveTo(seconds);

@@ -3,7 +3,7 @@
 
 const table = {
   time: ["Test", "Test"], stage: ["Stage", "Stufe"], stageClock: ["in stage / next", "in Stufe / nächste"],
-  beats: ["Beats (SV, V)", "Schläge (SV, V)"], delay: ["Delay shown", "Anzeige verzögert"], rate: ["Heart rate", "Herzfrequenz"],
+  beats: ["Beats (SV, V)", "Schläge (SV, V)"], delay: ["Delay", "Verzögert"], rate: ["Heart rate", "Herzfrequenz"],
   theme: ["Light / dark", "Hell / dunkel"], alarms: ["Alarms", "Alarme"], signals: ["Signals", "Signale"],
   speed: ["Speed", "Vorschub"], gain: ["Gain", "Verstärkung"], columns: ["Columns", "Spalten"], filters: ["Filters", "Filter"],
   leads: ["Leads", "Ableitungen"], calibrate: ["Screen", "Bildschirm"], freeze: ["Freeze", "Anhalten"], live: ["Live", "Live"],
