@@ -14,7 +14,7 @@ void Widen(short* bounds, const short* lowest, const short* highest, std::size_t
     }
 }
 
-constexpr std::size_t kFramesSideBySide = 32;
+constexpr std::size_t kFramesSideBySide = 8;
 
 /// The sample less one, in the order of samples but for kMissing, which is the highest then (it wraps): that
 /// is never the lowest of several.

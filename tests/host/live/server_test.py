@@ -194,6 +194,8 @@ for _ in range(100):
 # A page that never reads holds nothing up; twenty may be open, and no more.
 time.sleep(0.3)
 stalled = Page(monitor)
+for _ in range(40):  # of 1.5 MB each, more than may wait for a page: it is given up
+    stalled.send('{"signal": 1, "from": 0, "frames": 65536}')
 pages = [Page(monitor) for _ in range(18)]
 assert all(one.status == 101 for one in pages)
 assert Page(monitor).status == 503
