@@ -332,7 +332,9 @@ constexpr Phrase kPhrases[] = {
 
     // Names of stages as the program gives them
     {"Modified Bruce {}", "Modifizierter Bruce {1}"},
+    {"Recovery", "Erholung"},
     {"recovery", "Erholung"},
+    {"Rest", "Ruhe"},
     {"rest", "Ruhe"},
     {"{} to its end", "{1} bis zum Ende"},
 
