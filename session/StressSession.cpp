@@ -259,9 +259,16 @@ StressSession::Impl::Impl(const SessionOptions& options, SessionObserver& observ
 
 void StressSession::Impl::TakeFrame(const short* frame) {
     if (m_hasEnded) return;
+    const bool wasMissing = m_watch.AreAllOff();
+    m_watch.Take(frame);
+    const bool isMissing = m_watch.AreAllOff();
+    if (isMissing && !wasMissing) m_finder.BeginGap();
+    if (wasMissing && !isMissing) {
+        m_finder.EndGap(m_raw.data(), frame);
+        m_rate.TakeGap(m_framesIn);
+    }
     std::copy_n(frame, m_chn, m_raw.begin());
     ++m_framesIn;
-    m_watch.Take(m_raw.data());
     for (const BeatClasser::Beat& beat : m_classer.Take(m_finder.Take(m_raw.data())))
         m_toTell.push_back(beat);
     TakeConditioned();

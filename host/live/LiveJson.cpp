@@ -203,10 +203,15 @@ void PutBytes(std::string& out, const void* value, std::size_t bytes) {
 }  // namespace
 
 std::string HelloMessage(const SourceInfo& info, const std::string& protocol, bool isView) {
-    return Json{{"type", "hello"},         {"fs", info.fs},
-                {"leads", info.leads},     {"uVpb", info.uVpb},
-                {"started", info.started}, {"protocol", protocol},
-                {"view", isView},          {"program", "qzstress " QZSTRESS_VERSION}}
+    return Json{{"type", "hello"},
+                {"fs", info.fs},
+                {"leads", info.leads},
+                {"uVpb", info.uVpb},
+                {"started", info.started},
+                {"protocol", protocol},
+                {"view", isView},
+                {"whole_s", isView ? info.SecondsOf(info.frames) : 0},
+                {"program", "qzstress " QZSTRESS_VERSION}}
         .dump();
 }
 
@@ -289,7 +294,7 @@ std::string BeatsMessage(const live::Beats& beats, int fs) {
         .dump();
 }
 
-std::string EventsMessage(const std::vector<Event>& events) {
+std::string EventsMessage(const std::vector<Event>& events, bool isWhole) {
     Json all = Json::array();
     for (const Event& event : events)
         all.push_back({{"s", event.seconds},
@@ -297,7 +302,7 @@ std::string EventsMessage(const std::vector<Event>& events) {
                        {"lead", event.lead},
                        {"text", event.text},
                        {"value", Value(event.value)}});
-    return Json{{"type", "events"}, {"events", std::move(all)}}.dump();
+    return Json{{"type", "events"}, {"whole", isWhole}, {"events", std::move(all)}}.dump();
 }
 
 std::string StripMessage(const std::string& file, const std::string& why) {
@@ -366,7 +371,7 @@ std::string SignalMessage(const SignalHead& head, std::size_t leads, const short
 
 PageRequest ParsePageRequest(const std::string& text) {
     constexpr long long kMostFrames = 1 << 16, kMostTestFrames = 1LL << 40;
-    constexpr int kMostPerValue = 1 << 12, kMostValues = 1 << 14, kMostColumns = 1 << 12;
+    constexpr int kMostColumns = 1 << 12;
     PageRequest request;
     const Json parsed = ParseStrangers(text);
     if (!parsed.is_object()) return request;
@@ -386,9 +391,7 @@ PageRequest ParsePageRequest(const std::string& text) {
             signal.fromFrame = field["from"].Whole(0LL, 1LL << 50);
             if (parsed.contains("columns")) signal.columns = field["columns"].Whole(1, kMostColumns);
             signal.frames = field["frames"].Whole(1LL, signal.columns > 0 ? kMostTestFrames : kMostFrames);
-            if (signal.columns == 0) signal.framesPerValue = field["per"].Whole(1, kMostPerValue);
-            if (signal.columns > 0 || signal.frames / signal.framesPerValue <= kMostValues)
-                request.signal = signal;
+            request.signal = signal;
         } catch (const HostError&) {
             return {};
         }

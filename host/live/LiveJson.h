@@ -37,12 +37,14 @@ struct JournalCommand {
 std::vector<JournalCommand> ParseJournalCommands(const std::string& folder,
                                                  const std::vector<std::string>& lines);
 
-/// What a page is told when it comes: the signal, the protocol, and whether a finished recording is viewed.
+/// What a page is told when it comes: the signal, the protocol, whether a finished recording is viewed, and
+/// how long that is as far as it tells.
 std::string HelloMessage(const SourceInfo& info, const std::string& protocol, bool isView);
 std::string StateMessage(const live::State& state, const LiveStatus& source, const std::string& trouble,
                          double keptSeconds);
 std::string BeatsMessage(const live::Beats& beats, int fs);
-std::string EventsMessage(const std::vector<live::Event>& events);
+/// A page that has others forgets them where `isWhole`.
+std::string EventsMessage(const std::vector<live::Event>& events, bool isWhole);
 /// Beats as they are found, or with the number of a request those of the stretch that it asks for.
 std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks, std::uint32_t request = 0);
 /// A page of a strip lies under /results/`file`; or `why` there is none.
@@ -69,12 +71,11 @@ struct SignalHead {
 std::string SignalMessage(const SignalHead& head, std::size_t leads, const short* samples,
                           std::size_t values);
 
-/// What a page asks for: each value of so many frames; or the stretch in so many columns, of whatever length.
+/// What a page asks for: the frames; or the stretch in so many columns, of whatever length.
 struct SignalRequest {
     std::uint32_t number = 0;
     long long fromFrame = 0, frames = 0;
-    int framesPerValue = 1;
-    int columns = 0;  // 0: framesPerValue counts
+    int columns = 0;  // 0: the frames
 };
 struct PageRequest {
     std::optional<live::Command> command;

@@ -198,7 +198,11 @@ void LiveServer::Impl::Accept() {
 void LiveServer::Impl::Send(Message message, int client) {
     net::post(m_context, [this, message = std::move(message), client] {
         if (client == 0) {
-            for (const auto& [number, one] : m_clientsByNumber) one->Queue(message);
+            // A client that is given up leaves the map.
+            for (auto next = m_clientsByNumber.begin(); next != m_clientsByNumber.end();) {
+                const std::shared_ptr<Client> one = (next++)->second;
+                one->Queue(message);
+            }
         } else if (const auto found = m_clientsByNumber.find(client); found != m_clientsByNumber.end()) {
             found->second->Queue(message);
         }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ctime>
 #include <filesystem>
+#include <future>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -70,7 +71,8 @@ public:
             GoOn();
         else
             Begin();
-        if (m_options.hasPage) m_pages.emplace(m_options.server, *m_test, *m_folder, m_options.protocol);
+        if (m_options.hasPage)
+            m_pages.emplace(m_options.server, *m_test, m_folder->Signal(), m_folderName, m_options.protocol);
         if (m_pages) m_pages->ShowEvents(m_replayed);
     }
 
@@ -154,7 +156,7 @@ private:
             if (const std::string line = JournalLine(event); !told.contains(line)) m_folder->Note(line);
         m_source = OpenLive(m_options.source, m_options.reading, m_options.speed);
         CheckSameSignal(m_options.source, m_source->Info(), start.info);
-        m_source->GoOn(m_folder->Frames(), m_folder->SecondsSinceLast());
+        m_source->GoOn(m_folder->Signal().Frames(), m_folder->SecondsSinceLast());
     }
 
     void Replay(const std::vector<JournalCommand>& commands) {
@@ -248,8 +250,14 @@ private:
             m_folder->Finish(m_test->State().marks);
             KeepCourse();
             fs::create_directories(m_folderName + "/results");
-            if (RunProgram(AnalysisWords(m_folderName, m_test->State(), m_options.given)) != 0)
-                why = "the analysis failed";
+            // Pages are served meanwhile: the analysis of a long test takes its time.
+            std::future<int> code = std::async(std::launch::async, RunProgram,
+                                               AnalysisWords(m_folderName, m_test->State(), m_options.given));
+            while (code.wait_for(kWait) != std::future_status::ready) {
+                Listen();
+                if (m_pages) m_pages->Show(m_source->Status(), m_trouble);
+            }
+            if (code.get() != 0) why = "the analysis failed";
         } catch (const HostError& error) {
             why = error.what();
         }

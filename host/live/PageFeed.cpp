@@ -10,6 +10,7 @@
 namespace {
 
 constexpr std::chrono::milliseconds kStateEvery{250}, kBeatsEvery{1000};
+constexpr std::chrono::milliseconds kListenTime{5};
 constexpr std::size_t kMostInbox = 1000, kKeptEvents = 500;
 constexpr std::size_t kMostStrips = 200;  // of a test
 
@@ -18,31 +19,13 @@ double WallMs() {
     return duration<double, std::milli>(system_clock::now().time_since_epoch()).count();
 }
 
-/// The lowest and the highest sample of each stretch of `per` frames, per lead, one value after the other.
-std::vector<short> Envelope(const std::vector<short>& samples, std::size_t chn, std::size_t per) {
-    const std::size_t frames = samples.size() / chn;
-    std::vector<short> envelope;
-    for (std::size_t from = 0; from < frames; from += per) {
-        const std::size_t to = std::min(frames, from + per);
-        std::vector<short> lowest(chn, kMissing), highest(chn, kMissing);
-        for (std::size_t i = from * chn; i < to * chn; ++i) {
-            if (samples[i] == kMissing) continue;
-            short& low = lowest[i % chn];
-            low = low == kMissing ? samples[i] : std::min(low, samples[i]);
-            highest[i % chn] = std::max(highest[i % chn], samples[i]);
-        }
-        envelope.insert(envelope.end(), lowest.begin(), lowest.end());
-        envelope.insert(envelope.end(), highest.begin(), highest.end());
-    }
-    return envelope;
-}
-
 }  // namespace
 
-PageFeed::PageFeed(const ServerOptions& options, LiveTest& test, const TestFolder& folder,
+PageFeed::PageFeed(const ServerOptions& options, LiveTest& test, const KeptSignal& signal, std::string folder,
                    std::string protocol, bool isView)
     : m_test(test),
-      m_folder(folder),
+      m_signal(signal),
+      m_folder(std::move(folder)),
       m_protocol(std::move(protocol)),
       m_isView(isView),
       m_server(options, [this](int client, std::string text) {
@@ -57,7 +40,7 @@ void PageFeed::SendText(std::string text, int client, LiveServer::Kind kind) {
 void PageFeed::Greet(int client) {
     SendText(HelloMessage(m_test.Info(), m_protocol, m_isView), client);
     SendText(TrendMessage(m_test.Trend(), 0, true), client);
-    SendText(EventsMessage({m_events.begin(), m_events.end()}), client);
+    SendText(EventsMessage({m_events.begin(), m_events.end()}, true), client);
     SendText(FindsMessage(m_test.Finds()), client);
     if (!m_state.empty()) SendText(m_state, client);
     if (!m_results.empty()) SendText(m_results, client);
@@ -65,13 +48,16 @@ void PageFeed::Greet(int client) {
 }
 
 std::vector<PageFeed::Asked> PageFeed::Listen() {
-    std::deque<std::pair<int, std::string>> inbox;
-    {
-        const std::lock_guard lock(m_mutex);
-        inbox.swap(m_inbox);
-    }
     std::vector<Asked> commands;
-    for (const auto& [client, text] : inbox) {
+    for (const auto until = Clock::now() + kListenTime; Clock::now() < until;) {
+        std::pair<int, std::string> next;
+        {
+            const std::lock_guard lock(m_mutex);
+            if (m_inbox.empty()) break;
+            next = std::move(m_inbox.front());
+            m_inbox.pop_front();
+        }
+        const auto& [client, text] = next;
         if (text.empty()) {
             Greet(client);
             continue;
@@ -92,25 +78,21 @@ void PageFeed::Answer(const Asked& asked, bool isDone) {
 
 void PageFeed::SendSignal(int client, const SignalRequest& request) {
     const std::size_t chn = m_test.Info().leads.size();
-    SignalHead head{2, request.number, static_cast<double>(request.fromFrame), WallMs(),
-                    static_cast<std::uint32_t>(request.framesPerValue)};
+    SignalHead head{2, request.number, static_cast<double>(request.fromFrame), WallMs()};
     std::vector<short> samples;
     if (request.columns > 0) {
-        SignalOverview::Columns cover = m_folder.Overview().Cover(request.fromFrame, request.frames,
-                                                                  static_cast<std::size_t>(request.columns));
+        SignalOverview::Columns cover =
+            m_signal.Cover(request.fromFrame, request.frames, static_cast<std::size_t>(request.columns));
         head.firstFrame = static_cast<double>(cover.first);
         head.framesPerValue = static_cast<std::uint32_t>(cover.framesPerColumn);
         samples = std::move(cover.samples);
     } else {
         const auto secondsOf = [&](long long frame) { return m_test.Info().SecondsOf(frame); };
-        samples = m_folder.Read(request.fromFrame, static_cast<std::size_t>(request.frames));
-        if (request.framesPerValue > 1)
-            samples = Envelope(samples, chn, static_cast<std::size_t>(request.framesPerValue));
-        else
-            SendText(BeatMarksMessage(m_test.BeatMarks(secondsOf(request.fromFrame),
-                                                       secondsOf(request.fromFrame + request.frames)),
-                                      request.number),
-                     client);
+        samples = m_signal.Read(request.fromFrame, static_cast<std::size_t>(request.frames));
+        SendText(BeatMarksMessage(m_test.BeatMarks(secondsOf(request.fromFrame),
+                                                   secondsOf(request.fromFrame + request.frames)),
+                                  request.number),
+                 client);
     }
     m_server.Send(
         {std::make_shared<const std::string>(SignalMessage(head, chn, samples.data(), samples.size() / chn)),
@@ -127,7 +109,7 @@ void PageFeed::BeginStrip(int client, double seconds, const std::string& languag
     const std::vector<std::string> languages = LanguageCodes();
     const bool isKnown = std::find(languages.begin(), languages.end(), language) != languages.end();
     std::optional<StripPage> page;
-    if (!m_strip.valid()) page = GatherStrip(m_test, m_folder, seconds);
+    if (!m_strip.valid()) page = GatherStrip(m_test, m_signal, seconds);
     if (!page) {
         SendText(StripMessage({}, m_strip.valid() ? "another one is being drawn" : "there is no signal yet"),
                  client);
@@ -141,7 +123,7 @@ void PageFeed::BeginStrip(int client, double seconds, const std::string& languag
     m_stripClient = client;
     m_stripName = name;
     m_strip = std::async(std::launch::async,
-                         [page = std::move(*page), folder = m_folder.Name() + "/strips", name,
+                         [page = std::move(*page), folder = m_folder + "/strips", name,
                           code = isKnown ? language : "en"]() mutable -> std::string {
                              try {
                                  std::filesystem::create_directories(folder);
@@ -160,7 +142,7 @@ void PageFeed::FinishStrip() {
     const std::string why = m_strip.get();
     if (why.empty()) {
         m_strips.insert(m_stripName);
-        Offer(m_stripName, m_folder.Name() + "/strips/" + m_stripName);
+        Offer(m_stripName, m_folder + "/strips/" + m_stripName);
     }
     SendText(StripMessage(why.empty() ? m_stripName : "", why), m_stripClient);
 }
@@ -177,7 +159,7 @@ void PageFeed::ShowSignal(const short* frames, std::size_t count) {
 void PageFeed::ShowEvents(const std::vector<live::Event>& events) {
     m_events.insert(m_events.end(), events.begin(), events.end());
     while (m_events.size() > kKeptEvents) m_events.pop_front();
-    if (!events.empty() && m_server.Clients() > 0) SendText(EventsMessage(events));
+    if (!events.empty() && m_server.Clients() > 0) SendText(EventsMessage(events, false));
 }
 
 void PageFeed::Show(const LiveStatus& source, const std::string& trouble, bool now) {
@@ -188,10 +170,10 @@ void PageFeed::Show(const LiveStatus& source, const std::string& trouble, bool n
         m_state.clear();
         return;
     }
-    if (!marks.empty()) SendText(BeatMarksMessage(marks), 0, LiveServer::Kind::Signal);
+    if (!marks.empty() && !m_isView) SendText(BeatMarksMessage(marks), 0, LiveServer::Kind::Signal);
     if (!now && time < m_nextState) return;
     m_nextState = time + kStateEvery;
-    m_state = StateMessage(m_test.State(), source, trouble, m_test.Info().SecondsOf(m_folder.Frames()));
+    m_state = StateMessage(m_test.State(), source, trouble, m_test.Info().SecondsOf(m_signal.Frames()));
     SendText(m_state, 0, LiveServer::Kind::State);
     // A trend that was thinned out is told anew.
     const std::vector<live::TrendRow>& trend = m_test.Trend();
@@ -213,6 +195,6 @@ void PageFeed::Show(const LiveStatus& source, const std::string& trouble, bool n
 
 void PageFeed::ShowResults(const std::vector<std::string>& names, const std::string& why) {
     m_results = ResultsMessage(names, why);
-    for (const std::string& name : names) Offer(name, m_folder.Name() + "/results/" + name);
+    for (const std::string& name : names) Offer(name, m_folder + "/results/" + name);
     SendText(m_results);
 }

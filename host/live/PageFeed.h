@@ -1,6 +1,6 @@
 // PageFeed: what the pages are told of a running test, and what they ask for.
 //
-//   LiveTest, TestFolder --> PageFeed --messages--> LiveServer --> pages
+//   LiveTest, KeptSignal --> PageFeed --messages--> LiveServer --> pages
 //                       <--commands-- inbox <--texts--
 //
 // It belongs to the thread of the test; only its inbox is shared with the server's. While no page is open it
@@ -16,20 +16,22 @@
 #include <utility>
 #include <vector>
 
+#include "host/live/KeptSignal.h"
 #include "host/live/LiveJson.h"
 #include "host/live/LiveServer.h"
 #include "host/live/LiveTest.h"
-#include "host/live/TestFolder.h"
 
 class PageFeed {
 public:
-    /// Keeps references to the test and the folder. Throws HostError as LiveServer does.
-    PageFeed(const ServerOptions& options, LiveTest& test, const TestFolder& folder, std::string protocol,
-             bool isView = false);
+    /// Keeps references to the test and the signal. What is drawn and the results of the test lie in
+    /// `folder`. Throws HostError as LiveServer does.
+    PageFeed(const ServerOptions& options, LiveTest& test, const KeptSignal& signal, std::string folder,
+             std::string protocol, bool isView = false);
 
     std::string Url() const { return m_server.Url(); }
-    /// Answers what pages ask for and returns their commands, in order, each with the client that waits for
-    /// an answer.
+    /// Answers what pages ask for, for a few milliseconds at the most: what then waits has its turn at the
+    /// next call, so that no page holds the signal up. Returns their commands, in order, each with the client
+    /// that waits for an answer.
     struct Asked {
         int client = 0;
         std::string name;
@@ -57,8 +59,8 @@ private:
     void SendText(std::string text, int client = 0, LiveServer::Kind kind = LiveServer::Kind::Kept);
 
     LiveTest& m_test;
-    const TestFolder& m_folder;
-    std::string m_protocol;
+    const KeptSignal& m_signal;
+    std::string m_folder, m_protocol;
     std::mutex m_mutex;
     std::deque<std::pair<int, std::string>> m_inbox;  // under m_mutex
     std::deque<live::Event> m_events;                 // the latest, for pages that come later

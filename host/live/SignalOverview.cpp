@@ -14,14 +14,23 @@ void Widen(short* bounds, const short* lowest, const short* highest, std::size_t
     }
 }
 
+constexpr std::size_t kFramesSideBySide = 8;
+
+/// The sample less one, in the order of samples but for kMissing, which is the highest then (it wraps): that
+/// is never the lowest of several.
+short LessOne(short sample) { return static_cast<short>(static_cast<unsigned short>(sample) - 1U); }
+const short kMissingLessOne = LessOne(kMissing);
+
 }  // namespace
 
 SignalOverview::SignalOverview(const SourceInfo& info)
     : m_chn(info.leads.size()),
-      m_framesPerColumn(std::max<std::size_t>(1, static_cast<std::size_t>(info.fs * kFinestSeconds))) {}
+      m_framesPerColumn(std::max<std::size_t>(1, static_cast<std::size_t>(info.fs * kFinestSeconds))),
+      m_lowest(kFramesSideBySide * m_chn),
+      m_highest(kFramesSideBySide * m_chn) {}
 
 void SignalOverview::Add(const short* frames, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i, frames += m_chn) {
+    while (count > 0) {
         if (m_inColumn == m_framesPerColumn || m_bounds.empty()) {
             if (m_bounds.size() == 2 * m_chn * kMostColumns) Halve();
             if (m_inColumn == m_framesPerColumn || m_bounds.empty()) {
@@ -29,9 +38,33 @@ void SignalOverview::Add(const short* frames, std::size_t count) {
                 m_inColumn = 0;
             }
         }
-        ++m_inColumn;
-        Widen(&m_bounds[m_bounds.size() - 2 * m_chn], frames, frames, m_chn);
+        const std::size_t here = std::min(count, m_framesPerColumn - m_inColumn);
+        WidenLast(frames, here);
+        m_inColumn += here;
+        frames += here * m_chn;
+        count -= here;
     }
+}
+
+/// Widens the last column by frames. Rows of several frames side by side are compared sample by sample, which
+/// compilers make wide instructions of; then the frames of a row with each other.
+void SignalOverview::WidenLast(const short* frames, std::size_t count) {
+    const std::size_t samples = count * m_chn, width = std::min(samples, m_lowest.size());
+    short* const lowest = m_lowest.data();
+    short* const highest = m_highest.data();
+    std::fill_n(lowest, width, kMissingLessOne);
+    std::fill_n(highest, width, kMissing);
+    for (std::size_t from = 0; from < samples; from += width) {
+        const short* const row = frames + from;
+        const std::size_t length = std::min(width, samples - from);
+        for (std::size_t i = 0; i < length; ++i) {
+            lowest[i] = std::min(lowest[i], LessOne(row[i]));
+            highest[i] = std::max(highest[i], row[i]);
+        }
+    }
+    for (std::size_t i = 0; i < width; ++i) lowest[i] = static_cast<short>(lowest[i] + 1);  // wraps
+    for (std::size_t i = 0; i < width; i += m_chn)
+        Widen(&m_bounds[m_bounds.size() - 2 * m_chn], lowest + i, highest + i, m_chn);
 }
 
 /// kMostColumns is even: the last column is full as the others are.

@@ -30,10 +30,12 @@ public:
     Columns Cover(long long first, long long frames, std::size_t columns) const;
 
 private:
+    void WidenLast(const short* frames, std::size_t count);
     void Halve();
 
     std::size_t m_chn;
     std::size_t m_framesPerColumn;
-    std::size_t m_inColumn = 0;   // frames in the last column
-    std::vector<short> m_bounds;  // [column][lowest, highest][lead]
+    std::size_t m_inColumn = 0;              // frames in the last column
+    std::vector<short> m_bounds;             // [column][lowest, highest][lead]
+    std::vector<short> m_lowest, m_highest;  // of WidenLast
 };

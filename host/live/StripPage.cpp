@@ -85,18 +85,18 @@ private:
 
 }  // namespace
 
-std::optional<StripPage> GatherStrip(const LiveTest& test, const TestFolder& folder, double seconds) {
+std::optional<StripPage> GatherStrip(const LiveTest& test, const KeptSignal& signal, double seconds) {
     if (!test.SessionOptions() || !std::isfinite(seconds)) return {};
     const SourceInfo& info = test.Info();
     const live::State& state = test.State();
     const double from =
-        std::max(0.0, std::min(seconds - kStripSeconds / 2, info.SecondsOf(folder.Frames()) - kStripSeconds));
+        std::max(0.0, std::min(seconds - kStripSeconds / 2, info.SecondsOf(signal.Frames()) - kStripSeconds));
     StripPage page;
     page.session = *test.SessionOptions();
     const auto frameAt = [&](double time) { return std::llround(std::max(0.0, time) * info.fs); };
     const long long first = frameAt(from - StripPage::kLeadInSeconds);
     page.framesFromSeconds = info.SecondsOf(first);
-    page.frames = folder.Read(
+    page.frames = signal.Read(
         first,
         static_cast<std::size_t>(frameAt(from + kStripSeconds + state.delayMs / kMsPerSecond) - first));
     StressResult& result = page.result;

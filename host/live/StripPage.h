@@ -7,8 +7,8 @@
 
 #include <ostream>
 
+#include "host/live/KeptSignal.h"
 #include "host/live/LiveTest.h"
-#include "host/live/TestFolder.h"
 #include "host/report/Language.h"
 #include "host/results/Exercise.h"
 #include "host/results/StressResult.h"
@@ -25,7 +25,7 @@ struct StripPage {
 
 /// The strip of which `seconds` is the middle, moved so that it lies within the test. Nothing until the
 /// session has begun.
-std::optional<StripPage> GatherStrip(const LiveTest& test, const TestFolder& folder, double seconds);
+std::optional<StripPage> GatherStrip(const LiveTest& test, const KeptSignal& signal, double seconds);
 
 /// Throws std::runtime_error where drawing fails.
 void WriteStrip(std::ostream& out, StripPage page, const Language& language);

@@ -73,9 +73,9 @@ TestFolder::TestFolder(const std::string& folder, const SourceInfo& info, const 
     : m_folder(CreateFolder(folder)),
       m_info(info),
       m_totals(info.leads.size()),
-      m_overview(info),
       m_journal(JournalPath(folder)),
-      m_samples(SamplesPath(folder)) {
+      m_samples(SamplesPath(folder)),
+      m_signal(info, m_samples.Value()) {
     Lock();
     Note(firstLine);
     WriteHeader(m_totals);
@@ -86,9 +86,9 @@ TestFolder::TestFolder(const std::string& folder, const SourceInfo& info)
     : m_folder(folder),
       m_info(info),
       m_totals(info.leads.size()),
-      m_overview(info),
       m_journal(JournalPath(folder)),
-      m_samples(SamplesPath(folder)) {
+      m_samples(SamplesPath(folder)),
+      m_signal(info, m_samples.Value()) {
     Lock();
     struct stat facts {};
     if (fstat(m_samples.Value(), &facts) == 0 && facts.st_size > 0) m_lastWritten = facts.st_mtim;
@@ -135,7 +135,7 @@ void TestFolder::Replay(const std::function<void(const short*, std::size_t)>& ta
         const std::size_t count = BytesRead(file) / (2 * chn);
         for (std::size_t i = 0; i < count * chn; ++i) frames[i] = SampleAt(&bytes[2 * i]);
         for (std::size_t i = 0; i < count; ++i) m_totals.Add(&frames[i * chn]);
-        m_overview.Add(frames.data(), count);
+        m_signal.Add(frames.data(), count);
         take(frames.data(), count);
     }
 }
@@ -144,7 +144,7 @@ void TestFolder::Put(const short* frames, std::size_t count) {
     static_assert(std::endian::native == std::endian::little);  // samples lie in memory as in the file
     const std::size_t chn = m_info.leads.size();
     for (std::size_t i = 0; i < count; ++i) m_totals.Add(frames + i * chn);
-    m_overview.Add(frames, count);
+    m_signal.Add(frames, count);
     m_samples.Put({reinterpret_cast<const char*>(frames), count * chn * sizeof *frames});
 }
 
@@ -165,16 +165,6 @@ void TestFolder::Append(const short* frames, std::size_t count) {
     }
     m_samples.Flush();
     if (m_journal.WaitingBytes() > 0) m_journal.Flush();
-}
-
-std::vector<short> TestFolder::Read(long long first, std::size_t count) const {
-    const std::size_t chn = m_info.leads.size();
-    std::vector<short> samples(chn * count);
-    const std::size_t frameBytes = chn * sizeof samples[0];
-    const ssize_t got = pread(m_samples.Value(), samples.data(), frameBytes * count,
-                              static_cast<off_t>(first) * static_cast<off_t>(frameBytes));
-    samples.resize(got > 0 ? static_cast<std::size_t>(got) / frameBytes * chn : 0);
-    return samples;
 }
 
 void TestFolder::Note(const std::string& line) {

@@ -20,8 +20,8 @@
 #include <thread>
 #include <vector>
 
+#include "host/live/KeptSignal.h"
 #include "host/live/LiveSource.h"
-#include "host/live/SignalOverview.h"
 #include "host/record/WfdbSink.h"
 #include "host/support/FileHandle.h"
 
@@ -61,17 +61,14 @@ public:
     const std::string& Name() const { return m_folder; }
     /// Name of the record, for readers.
     std::string Record() const { return m_folder + "/test"; }
-    long long Frames() const { return m_totals.frames; }
+    /// What is kept.
+    const KeptSignal& Signal() const { return m_signal; }
     /// Of a test that goes on: from its latest sample on, by the clock on the wall; 0 without a sample.
     double SecondsSinceLast() const;
     /// Gives the kept frames, in order and in pieces. Called before the first Append, and once.
     void Replay(const std::function<void(const short*, std::size_t)>& take);
 
     void Append(const short* frames, std::size_t count);
-    /// Kept frames from `first` on, `count` at the most.
-    std::vector<short> Read(long long first, std::size_t count) const;
-    /// Of all kept frames.
-    const SignalOverview& Overview() const { return m_overview; }
     /// A line of the journal, without its end.
     void Note(const std::string& line);
     /// Why something is not on the disk, for people; empty if all is.
@@ -88,8 +85,8 @@ private:
     std::string m_folder;
     SourceInfo m_info;
     WfdbTotals m_totals;  // of all frames that were put
-    SignalOverview m_overview;
     AppendedFile m_journal, m_samples;
+    KeptSignal m_signal;
     timespec m_lastWritten{};  // sample of the test that goes on
     long long m_unkept = 0;    // frames beyond what may wait
     std::atomic<int> m_syncError = 0;

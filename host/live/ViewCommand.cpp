@@ -1,14 +1,25 @@
 // qzstress view: a finished recording in the page of a live test.
 //
-// The frames are copied into a folder of their own first, so that every place can be shown; then they are
-// analysed as those of a live test, with the commands that were given in it where the recording is one.
+//   reading thread:  recording --> KeptSignal, with its overview
+//   main thread:     pages are served; once all is read, its frames are analysed as those of a live test,
+//   with
+//                    the commands that were given in it where the recording is one
+//
+// Where a file of the recording holds its frames as they are, they are read there; else they are copied into
+// a temporary one first.
 
+#include <fcntl.h>
+
+#include <algorithm>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
+#include <future>
 #include <iostream>
 #include <optional>
 #include <thread>
 
+#include "host/live/KeptSignal.h"
 #include "host/live/LiveJson.h"
 #include "host/live/LiveTest.h"
 #include "host/live/MonitorCommand.h"
@@ -22,8 +33,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t kFramesAtOnce = 2048;  // between two looks at what pages ask for
-constexpr std::chrono::milliseconds kIdle{20};
+constexpr std::size_t kFramesAtOnce = 2048;      // analysed between two looks at what pages ask for
+constexpr std::size_t kSamplesAtOnce = 1 << 17;  // read; they stay in the processor's cache
+constexpr std::chrono::milliseconds kIdle{10};
 
 /// A folder that is gone with the object.
 class TemporaryFolder {
@@ -60,14 +72,25 @@ public:
         } else {
             m_source = OpenRecord(options.record, options.reading);
         }
-        m_folder.emplace(m_temporary.Path(), m_source->Info(), JournalHead(m_source->Info(), {}));
         m_test.emplace(m_source->Info(), options.analysis, protocol);
-        m_pages.emplace(options.server, *m_test, *m_folder, protocol, true);
+        if ((m_stored = m_source->Stored())) {
+            m_file = FileHandle(open(m_stored->file.OpenName().c_str(), O_RDONLY | O_CLOEXEC));
+            if (!m_file.IsOpen()) throw HostError(m_stored->file.Path(), "cannot be opened");
+            posix_fadvise(m_file.Value(), 0, 0, POSIX_FADV_SEQUENTIAL);
+            m_signal.emplace(m_source->Info(), m_file.Value(), m_stored->byteOffset);
+        } else {
+            m_copy.emplace(m_temporary.Path() + "/frames");
+            m_signal.emplace(m_source->Info(), m_copy->Value());
+        }
+        m_pages.emplace(options.server, *m_test, *m_signal, m_temporary.Path(), protocol, true);
     }
 
     int Run() {
         std::cout << "An interrupt ends the program.\nPage: " << m_pages->Url() << std::endl;
-        Copy();
+        std::future<void> reading = std::async(std::launch::async, [this] { ReadAll(); });
+        while (reading.wait_for(kIdle) != std::future_status::ready) Serve();
+        reading.get();
+        m_pages->Show({}, {}, true);
         Analyse();
         m_test->Finish();
         m_pages->ShowEvents(m_test->TakeEvents());
@@ -79,31 +102,47 @@ public:
     }
 
 private:
-    void Copy() {
+    void ReadAll() {
         const std::size_t chn = m_source->Info().leads.size();
-        std::vector<short> frames(kFramesAtOnce * chn);
-        for (bool isThere = true; isThere && !Interrupt::IsAsked();) {
-            std::size_t count = 0;
-            while (count < kFramesAtOnce && (isThere = m_source->Read(frames.data() + count * chn))) ++count;
-            m_folder->Append(frames.data(), count);
-            if (!m_folder->Trouble().empty()) throw HostError(m_temporary.Path(), m_folder->Trouble());
-            Serve();
+        const std::size_t most = std::max<std::size_t>(1, kSamplesAtOnce / chn);
+        std::vector<short> frames(most * chn);
+        for (std::size_t count = most; count == most && !Interrupt::IsAsked();) {
+            count = m_stored ? ReadStored(most, frames.data()) : Copy(most, frames.data());
+            m_signal->Add(frames.data(), count);
         }
+    }
+
+    std::size_t ReadStored(std::size_t most, short* frames) {
+        const long long left = m_stored->frames - m_signal->Frames();
+        return m_signal->Read(m_signal->Frames(),
+                              static_cast<std::size_t>(std::min(left, static_cast<long long>(most))), frames);
+    }
+
+    std::size_t Copy(std::size_t most, short* frames) {
+        const std::size_t chn = m_source->Info().leads.size();
+        std::size_t count = 0;
+        while (count < most && m_source->Read(frames + count * chn)) ++count;
+        m_copy->Put({reinterpret_cast<const char*>(frames), count * chn * sizeof *frames});
+        m_copy->Flush();
+        if (!m_copy->Trouble().empty()) throw HostError(m_temporary.Path(), m_copy->Trouble());
+        return count;
     }
 
     void Analyse() {
         auto next = m_commands.begin();
-        while (m_test->State().frames < m_folder->Frames() && !Interrupt::IsAsked()) {
+        while (m_test->State().frames < m_signal->Frames() && !Interrupt::IsAsked()) {
             const long long at = m_test->State().frames;
             for (; next != m_commands.end() && next->frames <= at; ++next) m_test->Do(next->command);
             std::size_t count = kFramesAtOnce;
             if (next != m_commands.end())
                 count = std::min(count, static_cast<std::size_t>(next->frames - at));
-            const std::vector<short> frames = m_folder->Read(at, count);
+            const std::vector<short> frames = m_signal->Read(at, count);
+            if (frames.empty()) throw HostError(m_source->Info().name, "cannot be read to its end");
             m_test->Take(frames.data(), frames.size() / m_test->Info().leads.size());
             m_pages->ShowEvents(m_test->TakeEvents());
             Serve();
         }
+        for (; next != m_commands.end(); ++next) m_test->Do(next->command);
     }
 
     void Serve() {
@@ -116,7 +155,10 @@ private:
     TemporaryFolder m_temporary;
     std::unique_ptr<FrameSource> m_source;
     std::vector<JournalCommand> m_commands;
-    std::optional<TestFolder> m_folder;
+    std::optional<StoredFrames> m_stored;
+    FileHandle m_file;                   // of m_stored
+    std::optional<AppendedFile> m_copy;  // where there is no m_stored
+    std::optional<KeptSignal> m_signal;
     std::optional<LiveTest> m_test;
     std::optional<PageFeed> m_pages;
 };

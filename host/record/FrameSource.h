@@ -1,10 +1,12 @@
 // FrameSource: a recording (or a simulation) as the library wants it, one frame of 16-bit samples at a time.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/record/Patient.h"
+#include "host/support/InputFile.h"
 
 /// What somebody has written at a moment of the recording.
 struct Note {
@@ -31,6 +33,14 @@ struct SourceInfo {
     double AnnotationHz() const { return (storedHz > 0 ? storedHz : fs) / framesPerMark; }
 };
 
+/// Frames as they lie in a file: one sample of each lead after the other, 16 bits, low byte first, on the
+/// scale of the source; -32768 is a sample that is missing, in whose place a source may give the one before.
+struct StoredFrames {
+    InputFile file;
+    long long byteOffset = 0;
+    long long frames = 0;
+};
+
 /// Reads forward only. One object belongs to one thread.
 class FrameSource {
 public:
@@ -46,4 +56,6 @@ public:
     virtual std::vector<std::string> Describe() const { return {}; }
     /// The files that are read.
     virtual std::vector<std::string> Files() const { return {}; }
+    /// All frames of the source, where one file holds them as they are given; empty if they have to be read.
+    virtual std::optional<StoredFrames> Stored() const { return {}; }
 };

@@ -48,6 +48,11 @@ bool RawRecord::Read(short* frame) {
     return true;
 }
 
+std::optional<StoredFrames> RawRecord::Stored() const {
+    if (IsPipe(m_path)) return {};
+    return StoredFrames{InputFile(m_path), 0, m_info.frames};
+}
+
 std::vector<std::string> RawRecord::Warnings() const {
     const std::size_t left = m_filled - m_next;
     if (left == 0 || left >= 2 * m_info.leads.size()) return {};

@@ -22,6 +22,7 @@ public:
     std::vector<std::string> Warnings() const override;
     std::vector<std::string> Describe() const override { return {"format: raw frames of 16 bits"}; }
     std::vector<std::string> Files() const override { return {m_path}; }
+    std::optional<StoredFrames> Stored() const override;
 
 private:
     std::string m_path;

@@ -446,6 +446,17 @@ long long WfdbRecord::FramesHeld() const {
     return (m_state->storedFrames - m_state->maxSkew) * m_state->samplesPerFrame;
 }
 
+std::optional<StoredFrames> WfdbRecord::Stored() const {
+    const std::vector<Signal>& signals = m_state->signals;
+    const bool isGiven = std::all_of(signals.begin(), signals.end(), [](const Signal& signal) {
+        return signal.isEcg && signal.isOnScale && signal.baseline == 0;
+    });
+    if (!m_state->areWords || !isGiven) return {};
+    const std::string &path = m_files.front(), &name = signals.front().fileName;
+    return StoredFrames{InputFile(path.substr(0, path.size() - name.size()), name),
+                        signals.front().byteOffset, FramesHeld()};
+}
+
 bool WfdbRecord::Read(short* frame) {
     State& state = *m_state;
     while (state.rowsLeft == 0) {

@@ -43,6 +43,7 @@ public:
     std::vector<std::string> Warnings() const override;
     std::vector<std::string> Describe() const override;
     std::vector<std::string> Files() const override { return m_files; }
+    std::optional<StoredFrames> Stored() const override;
 
 private:
     struct State;

@@ -104,6 +104,7 @@ constexpr Phrase kPhrases[] = {
     {"reference", "Referenz"},
 
     // Strips
+    {"ECG at {} min:s", "EKG bei {1} min:s"},
     {"largest ST change in {}", "größte ST-Änderung in {1}"},
     {"peak", "Maximum"},
     {"peak heart rate", "maximale Herzfrequenz"},
@@ -343,7 +344,9 @@ constexpr Phrase kPhrases[] = {
 
     // Names of stages as the program gives them
     {"Modified Bruce {}", "Modifizierter Bruce {1}"},
+    {"Recovery", "Erholung"},
     {"recovery", "Erholung"},
+    {"Rest", "Ruhe"},
     {"rest", "Ruhe"},
     {"{} to its end", "{1} bis zum Ende"},
 

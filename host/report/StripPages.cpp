@@ -236,14 +236,29 @@ std::string NameStageAt(const std::vector<Stage>& stages, double seconds) {
     return at ? NameStage(stages[*at], *at) : "";
 }
 
+// ", stage 3 150 W, 168 beats/min".
+std::string DescribeCircumstances(const Findings& findings, const Strip& strip) {
+    std::string text;
+    const std::vector<Stage>& stages = findings.exercise.stages;
+    if (const std::optional<std::size_t> at = StageAt(stages, strip.seconds)) {
+        text += ", " + findings.tr.Name(NameStage(stages[*at], *at));
+        if (const std::string power = DescribePower(stages[*at]); !power.empty()) text += " " + power;
+    }
+    const double bpm = MedianRateAt(findings.result, strip.seconds + kStripSeconds / 2);
+    return std::isfinite(bpm) ? text + ", " + findings.tr(Number(bpm, 0) + " beats/min") : text;
+}
+
 // "peak heart rate, end of stage 3".
 std::string NameStrip(const Findings& findings, const Strip& strip) {
     const double middle = strip.seconds + kStripSeconds / 2;
     std::string text;
     for (const StripKind kind : strip.kinds) {
-        std::string name;
+        std::string name, circumstances;
         switch (kind) {
-            case StripKind::Asked: name = "as asked for"; break;
+            case StripKind::Asked:
+                name = "ECG at " + LongClock(strip.seconds) + " min:s";
+                circumstances = DescribeCircumstances(findings, strip);
+                break;
             case StripKind::Reference: name = "reference"; break;
             case StripKind::PeakRate: name = "peak heart rate"; break;
             case StripKind::LargestST: name = "largest ST change in " + findings.exercise.stLead; break;
@@ -251,23 +266,17 @@ std::string NameStrip(const Findings& findings, const Strip& strip) {
             case StripKind::StageEnd: name = "end of " + NameStageAt(findings.exercise.stages, middle); break;
             case StripKind::Start: name = "start of the recording"; break;
         }
-        text += (text.empty() ? "" : ", ") + findings.tr(name);
+        text += (text.empty() ? "" : ", ") + findings.tr(name) + circumstances;
     }
     return text;
 }
 
-// "9:51 to 10:01, stage 3 150 W, 168 beats/min".
+// "9:51 to 10:01 min:s, stage 3 150 W, 168 beats/min"; the time alone where the title tells the rest.
 std::string DescribeTime(const Findings& findings, const Strip& strip) {
     const double end = strip.seconds + kStripSeconds;
-    std::string text = findings.tr(LongClock(strip.seconds) + " to " +
-                                   LongClock(std::min(end, findings.result.seconds)) + " min:s");
-    const std::vector<Stage>& stages = findings.exercise.stages;
-    if (const std::optional<std::size_t> at = StageAt(stages, strip.seconds)) {
-        text += ", " + NameStage(stages[*at], *at);
-        if (const std::string power = DescribePower(stages[*at]); !power.empty()) text += " " + power;
-    }
-    const double bpm = MedianRateAt(findings.result, strip.seconds + kStripSeconds / 2);
-    return std::isfinite(bpm) ? text + ", " + findings.tr(Number(bpm, 0) + " beats/min") : text;
+    const std::string time = findings.tr(LongClock(strip.seconds) + " to " +
+                                         LongClock(std::min(end, findings.result.seconds)) + " min:s");
+    return strip.kinds.front() == StripKind::Asked ? time : time + DescribeCircumstances(findings, strip);
 }
 
 // "ST II −20 µV (change −35), V5 ...": of the leads of the table of stages, at the end of the strip, as ST is

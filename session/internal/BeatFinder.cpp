@@ -172,6 +172,12 @@ const std::vector<long long>& BeatFinder::Take(const short* frame) {
     return m_beats;
 }
 
+void BeatFinder::EndGap(const short* held, const short* next) {
+    for (std::size_t c = 0; c < m_chn; ++c) m_first[c] += next[c] - held[c];
+    m_isGap = false;
+    m_gapEnd = m_taken;
+}
+
 // The last place is repeated until everything has been judged; what would lie after the end is left out.
 const std::vector<long long>& BeatFinder::Finish() {
     m_beats.clear();
@@ -379,7 +385,7 @@ void BeatFinder::Judge(const Candidate& candidate) {
 double BeatFinder::Threshold(long long place) const {
     const double threshold = m_noisePeak + kAboveNoise * (1 - m_noisePeak);
     if (m_lastBeat < 0) return threshold;
-    const double late = (static_cast<double>(place - m_lastBeat) / m_rrs.Median() - 1) / (kPause - 1);
+    const double late = (static_cast<double>(PlacesWithout(place)) / m_rrs.Median() - 1) / (kPause - 1);
     return threshold * (1 - kLateFall * std::clamp(late, 0.0, 1.0));
 }
 
@@ -434,7 +440,7 @@ double BeatFinder::Slope(long long place) const {
 void BeatFinder::SearchBack(long long now) {
     const long long judged = now - Places(kJudgedAfterSeconds);
     const double pause = (m_fusedFloor < kCalmFused ? kCalmPause : kPause) * m_rrs.Median();
-    if (m_lastBeat < 0 || static_cast<double>(judged - m_lastBeat) < pause) return;
+    if (m_lastBeat < 0 || static_cast<double>(PlacesWithout(judged)) < pause) return;
     long long next = judged;
     while (next < now && Fused(next) <= Threshold(next)) ++next;
     Candidate best;
@@ -454,7 +460,7 @@ void BeatFinder::Awaken(long long now) {
     const double wait = m_lastAwakening > m_lastBeat ? static_cast<double>(Places(kAsleepAgainSeconds))
                                                      : std::max(static_cast<double>(Places(kAsleepSeconds)),
                                                                 kAsleepRrs * m_rrs.Median());
-    if (static_cast<double>(now - std::max(m_lastBeat, m_lastAwakening)) < wait) return;
+    if (m_isGap || static_cast<double>(std::min(PlacesWithout(now), now - m_lastAwakening)) < wait) return;
     m_lastAwakening = now;
     for (std::size_t c = 0; c < m_chn; ++c) {
         Lead& lead = m_leads[c];
@@ -472,7 +478,7 @@ void BeatFinder::Awaken(long long now) {
 void BeatFinder::Accept(long long place) {
     LearnLeads(place);
     LearnShape(place);
-    if (m_lastBeat >= 0)
+    if (m_lastBeat >= m_gapEnd)
         m_rrs.Add(static_cast<double>(std::min(place - m_lastBeat, Places(kLongestRrSeconds))));
     m_lastBeat = place;
     m_lastSlope = Slope(place);

@@ -21,6 +21,7 @@
 // One object belongs to one thread.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -43,6 +44,11 @@ public:
     /// Takes the next frame, as recorded. Returns the beats that have become known, in order of time, each as
     /// the number of the frame in the middle of its QRS; valid until the next call.
     const std::vector<long long>& Take(const short* frame);
+    /// The signal stands still on all leads: it is missing, and tells nothing of what a usual beat is.
+    void BeginGap() { m_isGap = true; }
+    /// It is there again with the next frame, which takes the level over at which it was `held`, so that the
+    /// step between them is no beat. The search for weak beats after a pause begins anew.
+    void EndGap(const short* held, const short* next);
     /// There are no more frames: the beats that are still to be told.
     const std::vector<long long>& Finish();
 
@@ -176,6 +182,8 @@ private:
     void LearnLeads(long long place);
     void LearnShape(long long place);
     double Threshold(long long place) const;
+    // Places without a beat up to this one, those of gaps not counted.
+    long long PlacesWithout(long long place) const { return place - std::max(m_lastBeat, m_gapEnd); }
     double Caution(long long place);
     bool IsTWave(const Candidate& candidate) const;
     bool IsSpike(long long place) const;
@@ -196,8 +204,8 @@ private:
     double m_rate;  // places per second
     double m_uVpb;
     long long m_frames = 0;
-    std::vector<short> m_first;  // frame, taken off all
-    std::vector<double> m_sum;   // of the frames to the next place
+    std::vector<int> m_first;   // frame, taken off all with the steps at the ends of gaps
+    std::vector<double> m_sum;  // of the frames to the next place
     int m_summed = 0;
 
     Filter m_bandFilter, m_slopeFilter, m_meanFilter;
@@ -219,6 +227,8 @@ private:
     // Of all leads, by MeasureLikeness: signal by shape, signal and shape squared; correlation.
     std::vector<double> m_products, m_likeness;
     long long m_lastBeat = -1;
+    bool m_isGap = false;
+    long long m_gapEnd = 0;  // place
     double m_lastSlope = 0;
     long long m_lastAwakening = 0;
     std::vector<long long> m_beats;  // told last

@@ -154,6 +154,11 @@ void LeadWatch::LookForLine(std::size_t index) {
     }
 }
 
+bool LeadWatch::AreAllOff() const {
+    return m_isAnyWatched &&
+           std::all_of(m_leads.begin(), m_leads.end(), [](const Lead& lead) { return lead.isOff; });
+}
+
 void LeadWatch::Disturb(std::size_t lead) { Mark(lead, Seconds(m_frames - 1)); }
 
 void LeadWatch::Finish() {

@@ -41,6 +41,8 @@ public:
 
     /// True while the lead is off or disturbed.
     bool IsBad(std::size_t lead) const { return m_leads[lead].isOff || m_leads[lead].isDisturbed; }
+    /// True while every lead is off: there is no signal. Known two seconds late, its end at once.
+    bool AreAllOff() const;
     /// True if the lead was not off within `span`, and not disturbed within it or swingSeconds before it.
     /// Fast only for spans near the present.
     bool IsGood(std::size_t lead, const Span& span, double swingSeconds) const;

@@ -34,7 +34,8 @@ IntervalEvent RateFollower::TakeBeat(long long frame) {
     const auto beat = [this](std::size_t number) { return m_beats[number % kMostBeats]; };
     IntervalEvent event;
     event.seconds = static_cast<double>(frame) / m_fs;
-    if (m_count > 0 && frame - beat(m_count - 1) > kPauseSeconds * m_fs) m_count = 0;
+    const bool isBehindGap = frame >= m_gapEnd && m_count > 0 && beat(m_count - 1) < m_gapEnd;
+    if (isBehindGap || (m_count > 0 && frame - beat(m_count - 1) > kPauseSeconds * m_fs)) m_count = 0;
     m_beats[m_count++ % kMostBeats] = frame;
     if (m_count == 1) return event;
     event.rrMs = static_cast<double>(frame - beat(m_count - 2)) * kMsPerSecond / m_fs;

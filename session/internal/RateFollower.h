@@ -18,6 +18,8 @@ public:
 
     /// Takes a conditioned frame, for the vote.
     void Take(const short* conditioned);
+    /// The signal was missing on all leads up to this frame: an interval in which that lies is none.
+    void TakeGap(long long endFrame) { m_gapEnd = endFrame; }
     /// A beat was found in this frame, later than the one before.
     IntervalEvent TakeBeat(long long frame);
 
@@ -27,6 +29,7 @@ private:
     int m_fs;
     std::array<long long, kMostBeats> m_beats{};  // frames of the latest since the last pause, in a ring
     std::size_t m_count = 0;
+    long long m_gapEnd = 0;  // of the latest gap
     CMultirtRRdetect m_detector;
     CZatMidRR m_votedRr;
     double m_votedBpm;

@@ -268,6 +268,38 @@ TEST(StressSession, ALeadThatJumpsAgainAndAgainHidesNoBeatsAndMakesNone) {
     }
 }
 
+// Samples that are missing are held for 3 or 6 s, and the signal goes on elsewhere: at ten places of the
+// interval, some between a QRS and the high ST behind it.
+TEST(StressSession, AGapMakesNoBeatAndNoInterval) {
+    struct : SessionObserver {
+        void OnInterval(const IntervalEvent& interval) override { all.push_back(interval); }
+        std::vector<IntervalEvent> all;
+    } found;
+    constexpr std::size_t kEvery = 2292;  // 9.17 s
+    Recording recording = BeatTrain(kFs, 2).Noise(4, 1).Form({1.0, 1.0, 900}).Beats(700, 160).Record();
+    std::size_t beats = 160;
+    short step = 400;
+    for (std::size_t from = 15 * kFs; from < 105 * kFs; from += kEvery) {
+        step = static_cast<short>(400 - step);
+        const std::size_t gap = step > 0 ? 3 * kFs : 6 * kFs;
+        for (std::size_t i = from; i < from + kEvery && i < recording.Frames(); ++i)
+            for (std::size_t lead = 0; lead < 2; ++lead)
+                recording.Frame(i)[lead] = i < from + gap
+                                               ? recording.Frame(from - 1)[lead]
+                                               : static_cast<short>(recording.Frame(i)[lead] + step);
+        beats -= step > 0 ? 5 : 9;  // and up to one more that a gap cuts
+    }
+    StressSession session(OptionsFor(2), found);
+    session.Push(recording.samples.data(), recording.Frames());
+    session.Finish();
+    EXPECT_GE(found.all.size(), beats);
+    for (const IntervalEvent& beat : found.all) {
+        EXPECT_NEAR(beat.seconds, 0.7 * std::round(beat.seconds / 0.7), 0.06);
+        EXPECT_TRUE(std::isnan(beat.rrMs) || std::abs(beat.rrMs - 700) < 40) << beat.seconds;
+        EXPECT_TRUE(std::isnan(beat.bpm) || std::abs(beat.bpm - 85.7) < 3) << beat.seconds;
+    }
+}
+
 TEST(StressSession, ALeadThatWasOffForLongIsOfThePresentAgain) {
     Recording recording =
         BeatTrain(kFs, 2).Noise(4, 1).Beats(700, 40).Form({1.0, -0.2, 900}).Beats(700, 40).Record();

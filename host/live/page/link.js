@@ -1,6 +1,7 @@
 // The connection to the monitor: messages in, requests out. It is made again whenever it is lost.
 
 const kRetryMs = 1000, kPingMs = 2000, kSilentMs = 6000;
+const kMostFrames = 65536;  // that the monitor gives at once
 
 export class Link {
   /** handlers: object(message), signal(head, samples), opened(), closed(). */
@@ -65,19 +66,17 @@ export class Link {
     if (this.socket.readyState === WebSocket.OPEN) this.socket.send(JSON.stringify(object));
   }
 
-  /** The kept signal, once it has come; never where the connection is lost meanwhile. */
-  askSignal(from, frames, per) { return this.ask({ from: Math.max(0, Math.round(from)), frames: Math.round(frames), per }); }
+  /** The kept signal from one frame to before another, once it has come; never where the connection is lost meanwhile. */
+  askSignal(from, to) { return this.ask({ from: Math.max(0, from, to - kMostFrames), to }); }
 
   /** The lowest and the highest samples of a stretch of any length, in about so many columns. */
-  askOverview(from, frames, columns) {
-    return this.ask({ from: Math.max(0, Math.round(from)), frames: Math.max(1, Math.round(frames)), columns });
-  }
+  askOverview(from, to, columns) { return this.ask({ from: Math.max(0, from), to, columns }); }
 
-  ask(stretch) {
+  ask({ from, to, columns }) {
     const number = ++this.requests;
     return new Promise((resolve) => {
       this.waiting.set(number, resolve);
-      this.send({ signal: number, ...stretch });
+      this.send({ signal: number, from, frames: Math.max(1, to - from), columns });
     });
   }
 }

@@ -28,7 +28,11 @@ let marks = [], keptMarks = null;  // of beats: the latest, and of the stretch t
 
 const link = new Link({
   opened: () => { isLinked = true; showLink(); },
-  closed: () => { isLinked = false; showLink(); },
+  closed: () => {
+    isLinked = false;
+    showLink();
+    byId("strip-link").replaceChildren();
+  },
   signal: (head, samples) => {
     if (!live) return;
     live.add(head.firstFrame, samples);
@@ -46,14 +50,20 @@ const dialog = new BeatDialog((name, ms) => command(ms === null ? { do: `${name}
 
 const takers = {
   hello(message) {
+    const signalOf = ({ fs, leads, uVpb, started, view }) => JSON.stringify([fs, leads, uVpb, started, view]);
+    if (hello && signalOf(hello) !== signalOf(message)) return location.reload();  // another test is there now
+    const isFirst = hello === null;
     hello = message;
     live = new LiveSignal(hello.leads.length, hello.fs, hello.uVpb, kLiveSeconds);
+    marks = [];
+    // What is chosen stays when the connection comes back.
+    if (frozen) moveTo(shownTo());
+    if (!isFirst) return;
     paper.fs = hello.fs;
     paper.names = hello.leads;
     paper.shownLeads = hello.leads.map((_, lead) => lead);
     if (hello.leads.length <= 6) byId("columns").value = "1";
     paper.columns = Number(byId("columns").value);
-    marks = [];
     tiles = new Tiles(byId("tiles"), hello.leads, select);
     select(Math.max(0, hello.leads.indexOf("V5")), false);
     byId("lead-boxes").replaceChildren(...hello.leads.map(leadBox));
@@ -72,8 +82,10 @@ const takers = {
     showLink();
     if (hello.view) showView();
     byId("position").max = state.kept_s.toFixed(1);
+    if (!frozen) byId("position").value = byId("position").max;
     if (state.ended && !results) byId("result-links").textContent = word("working");
     byId("results").hidden = !state.ended || hello.view;
+    document.body.classList.toggle("ended", state.ended);
     dialog.show(beats, state);
   },
   beats(message) {
@@ -90,9 +102,7 @@ const takers = {
     else marks = marks.concat(message.marks).slice(-kMostMarks);
   },
   events(message) {
-    // A page that comes again is told all of them.
-    events = message.events.length > 1 && events.length > 0 && message.events[0].s <= events[0].s ? message.events : events.concat(message.events);
-    events = events.slice(-kMostEvents);
+    events = (message.whole ? [] : events).concat(message.events).slice(-kMostEvents);
     showEvents(events);
   },
   finds(message) {
@@ -109,6 +119,7 @@ const takers = {
   strip(message) {
     if (message.file) byId("strip-link").replaceChildren(linkTo(message.file));
     else byId("strip-link").textContent = word("noStrip") + message.why;
+    byId("strip-link").title = byId("strip-link").textContent;
   },
   results(message) {
     results = message;
@@ -130,7 +141,7 @@ function showFigures() {
   byId("bpm").textContent = state.bpm === null ? "–" : Math.round(state.bpm);
   byId("clock").textContent = clock(state.s);
   const stage = state.stages[state.stages.length - 1];
-  byId("stage").textContent = stage.power ? `${stage.name} · ${stage.power}` : word(stage.name);
+  byId("stage").textContent = byId("stage").title = stage.power ? `${stage.name} · ${stage.power}` : word(stage.name);
   const next = state.next_stage_s === null ? "" : ` / ${clock(Math.max(0, state.next_stage_s - state.s))}`;
   byId("stage-clock").textContent = clock(state.s - stage.s) + next;
   byId("counts").textContent = `${state.beats} (${state.supraventricular}, ${state.ventricular})`;
@@ -138,12 +149,14 @@ function showFigures() {
 
 function showLink() {
   const element = byId("link");
-  let text = word("connected"), isBad = false;
+  let text = word("connected"), isBad = false, share = NaN;
   if (!isLinked) {
     text = word("disconnected");
     isBad = true;
   } else if (hello && hello.view) {
-    text = state && state.ended ? word("viewing") : word("analysing");
+    const isRead = state && state.s > 0;
+    text = word(state && state.ended ? "viewing" : isRead ? "analysing" : "reading");
+    if (state && !state.ended) share = isRead ? state.s / state.kept_s : state.kept_s / hello.whole_s;
   } else if (state && !state.ended) {
     const { there, what, hz } = state.source;
     isBad = !there || state.trouble !== "";
@@ -153,7 +166,8 @@ function showLink() {
     else if (!state.learned) text = state.not_learned || word("learning");
   }
   element.classList.toggle("bad", isBad);
-  if (element.textContent !== text) element.textContent = text;
+  if (element.textContent !== text) element.textContent = element.title = text;
+  byId("percent").textContent = Number.isFinite(share) ? `${Math.floor(100 * share)} %` : "";
 }
 
 function select(lead, isOpened = true) {
@@ -186,7 +200,7 @@ function freeze(isFrozen, seconds = live ? live.end / hello.fs : 0) {
   frozen = isFrozen ? { end: live.end, stretch: live, marks } : null;
   byId("freeze").setAttribute("aria-pressed", String(isFrozen));
   byId("freeze").textContent = word(isFrozen ? "live" : "freeze");
-  byId("history").hidden = !isFrozen;
+  byId("shown").textContent = "";
   measure(null);
   if (!isFrozen) setZoom("0");
   if (isFrozen) moveTo(seconds);
@@ -194,7 +208,9 @@ function freeze(isFrozen, seconds = live ? live.end / hello.fs : 0) {
 }
 
 const wholeSeconds = () => Math.max(state ? state.kept_s : 0, live.end / hello.fs);
-const middleSeconds = () => frozen.end / hello.fs - paper.seconds / 2;
+/** Where the right edge of the frozen paper stands, and its middle, s. */
+const shownTo = () => frozen.end / hello.fs;
+const middleSeconds = () => shownTo() - paper.seconds / 2;
 
 // How much a lane shows: as much as the speed has, or a fixed time, of which only the bounds are drawn.
 function setZoom(value) {
@@ -219,9 +235,9 @@ function zoomBy(steps) {
 
 // A recording is shown as a whole while it comes, if it is long, until somebody looks closer.
 function showView() {
-  if (!frozen && state.kept_s > paper.seconds) {
+  if (!frozen && (state.kept_s > paper.seconds || state.s > 0)) {
+    if (state.kept_s > kWholeSeconds) setZoom("all");
     freeze(true, paper.seconds);
-    if (state.kept_s > kWholeSeconds) zoomTo("all");
   } else if (frozen && byId("zoom").value === "all" && state.kept_s > paper.span) {
     zoomTo("all");
   }
@@ -239,16 +255,15 @@ async function moveTo(seconds) {
   byId("shown").textContent = `${clock(at - paper.seconds)} – ${clock(at)}`;
   const end = place.end;
   if (paper.seconds >= kOverviewSeconds) {
-    const frames = Math.ceil(paper.seconds * hello.fs), columns = Math.min(kMostColumns, Math.ceil(2 * byId("paper").clientWidth / paper.columns));
-    const { head, samples } = await link.askOverview(end - frames, Math.min(frames, end), columns);
+    const columns = Math.min(kMostColumns, Math.ceil(2 * byId("paper").clientWidth / paper.columns));
+    const { head, samples } = await link.askOverview(end - Math.ceil(paper.seconds * hello.fs), end, columns);
     if (frozen !== place || place.end !== end || paper.seconds < kOverviewSeconds) return;
     place.marks = finds ? finds.ventricular.map((time) => [time, "V"]) : [];
     place.stretch = overviewOf(head, samples, hello.uVpb);
     isNew = true;
     return;
   }
-  const frames = Math.ceil((paper.seconds + kFilterSeconds) * hello.fs);
-  const { head, samples } = await link.askSignal(end - frames, Math.min(frames, end), 1);
+  const { head, samples } = await link.askSignal(end - Math.ceil((paper.seconds + kFilterSeconds) * hello.fs), end);
   if (frozen !== place || place.end !== end || paper.seconds >= kOverviewSeconds) return;
   place.marks = keptMarks && keptMarks.request === head.request ? keptMarks.marks : [];
   place.stretch = stretchOf(head, samples, hello.uVpb, hello.fs, live.mainsHz);
@@ -256,21 +271,34 @@ async function moveTo(seconds) {
 }
 
 byId("freeze").addEventListener("click", () => freeze(frozen === null));
-byId("position").addEventListener("input", () => moveTo(Number(byId("position").value)));
-byId("back").addEventListener("click", () => moveTo(frozen.end / hello.fs - paper.seconds / 2));
-byId("forward").addEventListener("click", () => moveTo(frozen.end / hello.fs + paper.seconds / 2));
+byId("position").addEventListener("input", () => {
+  const seconds = Number(byId("position").value);
+  freeze(true);
+  moveTo(seconds);
+});
+for (const [id, part] of [["back", -0.5], ["forward", 0.5]]) {
+  byId(id).addEventListener("click", () => {
+    if (!live) return;
+    freeze(true);
+    moveTo(shownTo() + part * paper.seconds);
+  });
+}
 byId("to-largest").addEventListener("click", () => {
+  freeze(true);
   select(hello.leads.indexOf(finds.largest_lead), false);
   zoomTo("0", finds.largest_s);
 });
 // The first place behind what is shown in the middle; behind the last the first again.
 function jump(places) {
+  freeze(true);
   const now = paper.span ? -1 : middleSeconds();
   zoomTo("0", places.find((seconds) => seconds > now + 0.5) ?? places[0]);
 }
 byId("to-ventricular").addEventListener("click", () => jump(finds.ventricular));
 byId("to-gap").addEventListener("click", () => jump(finds.gaps.map((gap) => gap[0])));
 byId("strip").addEventListener("click", () => {
+  if (!live) return;
+  freeze(true);
   byId("strip-link").textContent = word("drawing");
   link.send({ strip: middleSeconds(), language: language() });
 });
@@ -282,11 +310,11 @@ byId("trends").addEventListener("click", (event) => {
 byId("paper").addEventListener("keydown", (event) => {
   const steps = { ArrowLeft: -0.2, ArrowRight: 0.2, PageUp: -paper.seconds, PageDown: paper.seconds, Home: -1e9, End: 1e9 };
   if (paper.calipers && moveCalipers(event)) isNew = true;
-  else if (event.key === " ") freeze(frozen === null);
+  else if (event.key === " ") freeze(frozen === null || hello.view);
   else if (event.key.toLowerCase() === "m") toggleCalipers();
   else if (frozen && event.key === "+") zoomBy(-1);
   else if (frozen && event.key === "-") zoomBy(1);
-  else if (frozen && event.key in steps) moveTo(frozen.end / hello.fs + steps[event.key]);
+  else if (frozen && event.key in steps) moveTo(shownTo() + steps[event.key]);
   else return;
   event.preventDefault();
 });
@@ -333,12 +361,20 @@ function drag(event) {
 }
 byId("paper").addEventListener("dblclick", (event) => {
   const lane = byId("paper").clientWidth / paper.columns;
-  if (frozen && paper.span) zoomTo("0", (frozen.end / hello.fs) - paper.seconds * (1 - event.offsetX % lane / lane));
+  if (frozen && paper.span) zoomTo("0", shownTo() - paper.seconds * (1 - event.offsetX % lane / lane));
 });
-byId("zoom").addEventListener("change", () => zoomTo(byId("zoom").value));
+byId("zoom").addEventListener("change", () => {
+  const value = byId("zoom").value;
+  freeze(true);
+  zoomTo(value);
+});
 byId("measure").addEventListener("click", () => { toggleCalipers(); byId("paper").focus(); });
 byId("paper").addEventListener("pointerdown", drag);
 byId("paper").addEventListener("pointermove", drag);
+// A touch that drags nothing measures nothing: arrows go on scrolling.
+byId("paper").addEventListener("pointerup", () => {
+  if (paper.calipers && paper.calipers.x0 === paper.calipers.x1 && paper.calipers.y0 === paper.calipers.y1) measure(null);
+});
 
 // Settings.
 
@@ -346,7 +382,7 @@ for (const [id, set] of [["speed", (value) => { paper.mmPerS = value; }], ["gain
   ["columns", (value) => { paper.columns = value; }]]) {
   byId(id).addEventListener("change", () => {
     set(Number(byId(id).value));
-    if (frozen) moveTo(frozen.end / hello.fs);
+    if (frozen) moveTo(shownTo());
     isNew = true;
   });
 }

@@ -49,22 +49,25 @@ export class Alarms {
 
   show(alarms) {
     this.sounder.set(alarms.some((alarm) => alarm.active && !alarm.acknowledged));
-    // An alarm keeps its element, so that it is read out once and its button keeps the focus.
+    // An alarm keeps its element, so that it is read out once and its button keeps the focus. One that is gone
+    // leaves its place empty for the next: no button moves under the finger that is about to touch it.
     for (const [number, box] of this.boxes) {
       if (alarms.some((alarm) => alarm.number === number)) continue;
-      box.remove();
+      box.replaceChildren();
+      box.className = "free";
+      delete box.dataset.kind;
       this.boxes.delete(number);
     }
     for (const alarm of alarms) this.update(this.boxes.get(alarm.number) || this.add(alarm), alarm);
   }
 
   add(alarm) {
-    const box = document.createElement("div"), button = document.createElement("button");
+    const box = byId("alarms").querySelector(".free") || document.createElement("div"), button = document.createElement("button");
     box.dataset.kind = alarm.kind;
     button.type = "button";
     button.addEventListener("click", () => this.acknowledge(alarm.number));
     box.append(document.createElement("span"), button);
-    byId("alarms").append(box);
+    if (!box.parentElement) byId("alarms").append(box);
     this.boxes.set(alarm.number, box);
     return box;
   }

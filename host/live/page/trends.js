@@ -15,7 +15,9 @@ export class Trends {
   }
 
   take(message) {
-    this.rows = message.whole ? message.rows : this.rows.concat(message.rows);
+    // A page that has just come is told all rows, and then once more those that are new to others.
+    const latest = message.whole || this.rows.length === 0 ? -1 : this.rows[this.rows.length - 1][0];
+    this.rows = (message.whole ? [] : this.rows).concat(message.rows.filter((row) => row[0] > latest));
   }
 
   /** The time of the test at a place of the canvas. */

@@ -3,7 +3,7 @@
 
 const table = {
   time: ["Test", "Test"], stage: ["Stage", "Stufe"], stageClock: ["in stage / next", "in Stufe / nächste"],
-  beats: ["Beats (SV, V)", "Schläge (SV, V)"], delay: ["Delay shown", "Anzeige verzögert"], rate: ["Heart rate", "Herzfrequenz"],
+  beats: ["Beats (SV, V)", "Schläge (SV, V)"], delay: ["Delay", "Verzögert"], rate: ["Heart rate", "Herzfrequenz"],
   theme: ["Light / dark", "Hell / dunkel"], alarms: ["Alarms", "Alarme"], signals: ["Signals", "Signale"],
   speed: ["Speed", "Vorschub"], gain: ["Gain", "Verstärkung"], columns: ["Columns", "Spalten"], filters: ["Filters", "Filter"],
   leads: ["Leads", "Ableitungen"], calibrate: ["Screen", "Bildschirm"], freeze: ["Freeze", "Anhalten"], live: ["Live", "Live"],
@@ -11,7 +11,7 @@ const table = {
   zoom: ["Shown", "Gezeigt"], paperSpeed: ["by speed", "nach Vorschub"], whole: ["all", "alles"],
   strip: ["10 s as PDF", "10 s als PDF"], drawing: ["Being drawn…", "Wird gezeichnet…"], noStrip: ["Not drawn: ", "Nicht gezeichnet: "],
   Rest: ["Rest", "Ruhe"], Recovery: ["Recovery", "Erholung"], viewing: ["Recording", "Aufzeichnung"],
-  analysing: ["Being analysed", "Wird ausgewertet"],
+  reading: ["Being read", "Wird gelesen"], analysing: ["Being analysed", "Wird ausgewertet"],
   back: ["Back", "Zurück"], forward: ["Forward", "Vor"], position: ["Position in the test", "Stelle im Test"],
   paperHelp: ["Signals of the leads on ECG paper. Space freezes; arrows scroll, + and − or a double click zoom; M or dragging measures, then arrows move a corner, Enter changes to the other one, Escape ends",
     "Signale der Ableitungen auf EKG-Papier. Leertaste hält an, Pfeile blättern, + und − oder ein Doppelklick zoomen; M oder Ziehen misst, dann bewegen Pfeile eine Ecke, Enter wechselt zur anderen, Escape beendet"],

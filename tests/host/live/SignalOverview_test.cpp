@@ -30,6 +30,19 @@ TEST(SignalOverview, CoversAStretchByTheBoundsOfItsColumns) {
     EXPECT_THAT(part.samples, ElementsAre(3, 7, 4, 9, 8, 2, 8, 2));
 }
 
+TEST(SignalOverview, IsTheSameOfFramesTogetherAndOneByOne) {
+    SourceInfo info = TwoLeads();
+    info.fs = 100;  // 25 frames a column: three times eight and one
+    std::vector<short> frames;
+    for (int i = 0; i < 2 * 60; ++i)
+        frames.push_back(i % 7 == 0 || i / 50 == 1 ? kMissing
+                                                   : static_cast<short>(i * i * 37 % 65521 - 32767));
+    SignalOverview together(info), single(info);
+    together.Add(frames.data(), 60);
+    for (std::size_t i = 0; i < 60; ++i) single.Add(&frames[2 * i], 1);
+    EXPECT_EQ(together.Cover(0, 60, 3).samples, single.Cover(0, 60, 3).samples);
+}
+
 TEST(SignalOverview, JoinsColumnsByTwosWhereTheyAreMany) {
     SignalOverview overview(TwoLeads());
     const auto frames = static_cast<long long>(2 * SignalOverview::kMostColumns);

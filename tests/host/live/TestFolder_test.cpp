@@ -92,9 +92,11 @@ TEST(TestFolder, KeepsWhatComesWhileTheDiskIsFullAndItsTime) {
     block.assign(block.size(), 9);
     test.Append(block.data(), kBlock);
     EXPECT_EQ(test.Trouble(), "");
-    EXPECT_EQ(test.Frames(), static_cast<long long>((kBlocks + 1) * kBlock));
+    EXPECT_EQ(test.Signal().Frames(), static_cast<long long>((kBlocks + 1) * kBlock));
     EXPECT_EQ(std::filesystem::file_size(name + "/test.dat"), kBytes * (kBlocks + 1) * kBlock);
-    const auto frameAt = [&](std::size_t frame) { return test.Read(static_cast<long long>(frame), 1).at(0); };
+    const auto frameAt = [&](std::size_t frame) {
+        return test.Signal().Read(static_cast<long long>(frame), 1).at(0);
+    };
     EXPECT_EQ(frameAt(TestFolder::kMostWaitingBytes / kBytes), 7);  // it waited
     EXPECT_EQ(frameAt(kBlocks * kBlock - 1), kMissing);
     EXPECT_EQ(frameAt(kBlocks * kBlock), 9);

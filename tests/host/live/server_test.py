@@ -154,7 +154,7 @@ assert page.status == 101
 hello = page.receive("hello")
 assert hello["fs"] == 500 and len(hello["leads"]) == 12
 time.sleep(1)
-page.send('{"signal": 7, "from": 1000, "frames": 500, "per": 1}')
+page.send('{"signal": 7, "from": 1000, "frames": 500}')
 while (data := page.receive("signal"))[0] != 2:
     pass
 with open(monitor.folder + "/test.dat", "rb") as file:
@@ -170,8 +170,8 @@ page.send('{"do": "mark", "text": "' + 201 * "x" + '"}')  # too long: no answer
 
 # Nonsense is passed over, and too much of it ends the connection.
 for text in ["", "{}", "[]", "null", "7", '"do"', "{", "[" * 4000, '{"do":' * 600, '{"do": 1}', '{"do": "fly"}', '{"ping": "x"}',
-             '{"signal": -1}', '{"signal": 1, "from": 1e99, "frames": 1, "per": 1}', '{"signal": 1, "from": 0, "frames": 1e9, "per": 1}',
-             '{"signal": 1, "from": 0, "frames": 5, "per": 0}', "\x00", "\u00fc\ud7ff"]:
+             '{"signal": -1}', '{"signal": 1, "from": 1e99, "frames": 1}', '{"signal": 1, "from": 0, "frames": 1e9}',
+             '{"signal": 1, "from": 0, "frames": 5, "columns": 0}', "\x00", "\u00fc\ud7ff"]:
     page.send(text)
 page.send('{"do": "mark", "text": "here"}')
 assert page.receive("done")["ok"]
@@ -194,6 +194,8 @@ for _ in range(100):
 # A page that never reads holds nothing up; twenty may be open, and no more.
 time.sleep(0.3)
 stalled = Page(monitor)
+for _ in range(40):  # of 1.5 MB each, more than may wait for a page: it is given up
+    stalled.send('{"signal": 1, "from": 0, "frames": 65536}')
 pages = [Page(monitor) for _ in range(18)]
 assert all(one.status == 101 for one in pages)
 assert Page(monitor).status == 503

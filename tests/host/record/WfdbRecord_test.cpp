@@ -366,6 +366,23 @@ TEST_F(WfdbRecordTest, HoldsTheValueBeforeASampleMarkedInvalid) {
     }
 }
 
+TEST_F(WfdbRecordTest, TellsWhereAFileHoldsItsFramesAsTheyAreGiven) {
+    Write("r.dat", "four" + Pack(16, {{1, -2}, {300, -400}, {5, 6}}));
+    Write("s.dat", Pack(16, {{1}, {2}, {3}}));
+    const std::string plain = "r.dat 16+4 500(0)/mV 16\n";
+    const auto stored = [&](const std::string& signals) { return Open("r 2 500 2\n" + signals).Stored(); };
+    const std::optional<StoredFrames> frames = stored(plain + plain);
+    ASSERT_TRUE(frames);
+    EXPECT_EQ(frames->byteOffset, 4);
+    EXPECT_EQ(frames->frames, 2);
+    EXPECT_EQ(frames->file.Path(), Path("r.dat"));
+    for (const std::string other :
+         {"r.dat 16+4 500(1)/mV 16\n", "r.dat 16+4 1000(0)/mV 16\n", "r.dat 16+4 500(0)/mmHg 16\n",
+          "r.dat 16:1+4 500(0)/mV 16\n", "r.dat 61+4 500(0)/mV 16\n", "s.dat 16 500(0)/mV 16\n"})
+        EXPECT_FALSE(stored((other[6] == '6' ? other : plain) + other)) << other;
+    EXPECT_FALSE(stored("r.dat 16x2+4 500(0)/mV 16\nr.dat 16x2+4 500(0)/mV 16\n"));
+}
+
 TEST_F(WfdbRecordTest, StopsAtTheAnnouncedLengthOrEarlyWithAWarning) {
     Write("r.dat", Pack(212, {{1, 2}, {3, 4}, {5, 6}}).substr(0, 8));  // the third frame lacks a byte
     Write("s.dat", Pack(16, {{7}, {8}, {9}}));
