@@ -96,7 +96,12 @@ TEST(StreamSource, MarksTheTimeWithoutADeviceAndRefusesAnother) {
     Device again(port);
     again.Send(kLine).Frames(150, 3);  // of which 100 lie in the time that was told as missing
     frames = ReadFor(source, 100);
+    for (int tries = 0; frames.empty() && tries < 20; ++tries) {  // a slow machine told more as missing
+        again.Frames(50, 3);
+        frames = ReadFor(source, 100);
+    }
     EXPECT_LT(std::count(frames.begin(), frames.end(), 3) / 2, 100);
+    ASSERT_FALSE(frames.empty());
     EXPECT_EQ(frames.back(), 3);
     EXPECT_THAT(source.Status().what, HasSubstr("back"));
 }
