@@ -181,6 +181,22 @@ TEST(StressAnalysis, ObserversAreToldOfEverythingOnceAndInOrder) {
     }
 }
 
+TEST(PlaceBeat, PutsTheQrsOverThatOfTheOther) {
+    const auto beatAt = [](std::size_t r, float uV) {
+        qz::MeasuredBeat beat{{400, 100, 130, 180}, {std::vector<float>(400, 0), {}}};
+        for (std::size_t i = 0; i < 20; ++i)
+            beat.uV[0][r - i] = beat.uV[0][r + i] = uV * (20.F - static_cast<float>(i));
+        return beat;
+    };
+    const qz::MeasuredBeat like = beatAt(140, 50);
+    qz::MeasuredBeat beat = beatAt(179, 30);  // 39 ms later
+    beat.positions.j = 219;
+    PlaceBeat(beat, like, 1000);
+    EXPECT_EQ(beat.uV[0], beatAt(140, 30).uV[0]);
+    EXPECT_TRUE(beat.uV[1].empty());
+    EXPECT_EQ(beat.positions.j, 180);
+}
+
 TEST(StressAnalysis, BeatsAreKeptWhenAskedAndAtThePeak) {
     SimulatedTestOptions simulation;
     simulation.seconds = 300;

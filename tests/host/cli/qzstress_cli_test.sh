@@ -46,7 +46,7 @@ expect_refusal 2 'RECORD: a name' analyze ""
 expect_refusal 2 'speed' analyze "$work/flat" --realtime 0
 expect_refusal 2 'a speed is expected, not "fast"' analyze --realtime fast "$work/flat"
 expect_refusal 2 'requires --csv' analyze "$work/flat" --every 5
-expect_refusal 2 'outside 100..2000' simulate "$work/slow" --fs 50
+expect_refusal 2 '100 to 2000 Hz is expected' simulate "$work/slow" --fs 50
 
 "$program" analyze --leads II,V5,V6 --post-j 80 >"$work/out" 2>"$work/err" || fail "the simulated test is not analysed"
 [ -s "$work/err" ] && fail "the simulated test has warnings: $(cat "$work/err")"

@@ -98,6 +98,10 @@ TEST(StreamSource, MarksTheTimeWithoutADeviceAndRefusesAnother) {
     // Then up to 100 of these lie in the time that was told as missing.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     frames = ReadFor(source, 100);
+    for (int tries = 0; frames.empty() && tries < 20; ++tries) {  // a slow machine told more as missing
+        again.Frames(50, 3);
+        frames = ReadFor(source, 100);
+    }
     EXPECT_LT(std::count(frames.begin(), frames.end(), 3) / 2, 130);
     ASSERT_FALSE(frames.empty());
     EXPECT_EQ(frames.back(), 3);

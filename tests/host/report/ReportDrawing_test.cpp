@@ -202,6 +202,12 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(Write(".html", result, bruce), HasSubstr("<dt>Duke score</dt><dd>0.0, moderate risk</dd>"));
     ExerciseSummary without = SummarizeExercise(result, {});
     const std::string bare = Write(".html", result, without);
+    StressResult brief = result;
+    brief.beats[300].levelUv[2] = 98;  // 1 mm above the reference is told
+    EXPECT_THAT(Write(".html", brief), Not(HasSubstr("briefly")));
+    brief.beats[300].levelUv[2] = 100;
+    EXPECT_THAT(Write(".html", brief),
+                HasSubstr("in L3 at 5:00, briefly: the median of the minute around it is −0.01 mV"));
     EXPECT_THAT(bare, HasSubstr("<dt>Duke score</dt><dd>not computed: exercise time not given"));
     EXPECT_THAT(bare, Not(HasSubstr("PWC170</dt>")));
 }

@@ -166,6 +166,12 @@ TEST(SummarizeExercise, TakesSTHRFromTheReferenceToPeakExercise) {
     EXPECT_EQ(minutes.sthrSlopeLead, 1U) << "aVL does not count";
     EXPECT_NEAR(minutes.sthr[1].slope.uVPerBpm, 2, 0.1);
     EXPECT_NEAR(minutes.sthr[0].slope.uVPerBpm, 4, 0.2);
+    for (const auto& [part, isThere] :
+         {std::pair{0.153, false}, {0.155, true}}) {  // 9.9 and 10.1 of 65 beats/min
+        StressResult slow = result;
+        for (RateReading& rate : slow.rates) rate.bpm = 70 + part * (rate.bpm - 70);
+        EXPECT_EQ(SummarizeExercise(slow, {}).sthrSlopeLead.has_value(), isThere) << part;
+    }
 }
 
 TEST(CheckExercise, TellsWhatDoesNotFitTheRecording) {
