@@ -23,6 +23,12 @@ constexpr std::size_t kUsableBits = 64;         // of qzs_beat; no session has m
 constexpr double kMsPerSecond = 1000.0;
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
+static_assert(QZS_ST_UNKNOWN == static_cast<int>(qz::STShape::Unknown) &&
+              QZS_ST_UPSLOPING == static_cast<int>(qz::STShape::Upsloping) &&
+              QZS_ST_HORIZONTAL == static_cast<int>(qz::STShape::Horizontal) &&
+              QZS_ST_DOWNSLOPING == static_cast<int>(qz::STShape::Downsloping));
+static_assert(qz::kHorizontalUvPerMs == 0.5, "the header says so");
+
 struct WaitingEvent {
     qzs_event event;
     qz::BeatEvent values;             // of QZS_BEAT
@@ -60,10 +66,17 @@ public:
         if (conditioned) conditioned->Add(uV);
     }
     void OnInterval(const qz::IntervalEvent& interval) override {
-        Add(Event(QZS_INTERVAL, interval.seconds, interval.bpm, interval.rrMs, Number(interval.beatClass)));
+        qzs_event event =
+            Event(QZS_INTERVAL, interval.seconds, interval.bpm, interval.rrMs, Number(interval.beatClass));
+        event.voted_bpm = interval.votedBpm;
+        Add(event);
     }
     void OnBeat(const qz::BeatEvent& beat) override {
-        Add(Event(QZS_BEAT, beat.seconds, beat.bpm, beat.rrMs, Number(beat.beatClass)), &beat);
+        qzs_event event = Event(QZS_BEAT, beat.seconds, beat.bpm, beat.rrMs, Number(beat.beatClass));
+        event.shape = beat.shape;
+        event.q_ms = beat.qMs;
+        event.j_ms = beat.jMs;
+        Add(event, &beat);
     }
     void OnLead(const qz::LeadEvent& event) override;
     void OnQuality(const qz::QualityEvent& event) override;
@@ -84,7 +97,7 @@ public:
 private:
     static qzs_event Event(std::int32_t kind, double seconds, double bpm = kNone, double rrMs = kNone,
                            std::int32_t beatClass = 0) {
-        return {kind, -1, seconds, bpm, kNone, false, rrMs, beatClass};
+        return {kind, -1, seconds, bpm, kNone, false, rrMs, beatClass, -1, kNone, kNone, kNone};
     }
     static std::int32_t Number(qz::BeatClass beatClass) {
         switch (beatClass) {
@@ -176,7 +189,7 @@ qz::SessionOptions SessionOptionsOf(const qzs_options& from) {
     options.fs = from.fs;
     options.uVpb = from.uv_per_unit;
     options.leads.resize(static_cast<std::size_t>(std::max(from.leads, std::int16_t{0})));
-    options.conditioning = {from.mains_hz, from.lowpass_hz, from.smooth};
+    options.conditioning = {from.mains_hz, from.lowpass_hz, from.smooth, from.comb};
     options.postJms = from.postJms;
     options.stRateLimitBpm = from.st_rate_limit;
     options.isPaced = from.paced;
@@ -272,6 +285,11 @@ void qzs_finish(qzs_session* session) {
     session->session.Finish();
 }
 
+bool qzs_set_points(qzs_session* session, double q_ms, double j_ms, double st_ms) {
+    const auto point = [](double ms) { return std::isnan(ms) ? std::nullopt : std::optional<double>(ms); };
+    return session != nullptr && session->session.SetPoints({point(q_ms), point(j_ms), point(st_ms)});
+}
+
 bool qzs_next_event(qzs_session* session, qzs_event* event, std::size_t size) {
     if (session == nullptr || event == nullptr || size != sizeof *event) return false;
     const qzs_event* const next = session->events.Next();
@@ -290,13 +308,35 @@ bool qzs_event_values(const qzs_session* session, float* level, float* slope, fl
     return true;
 }
 
+/// One value per lead of the beat that was fetched last; false where that was none.
+template <typename Value, typename Copy>
+static bool CopyST(const qzs_session* session, Value qz::STMeasure::*value, Copy* to, std::size_t count) {
+    if (!qzs_event_values(session, nullptr, nullptr, nullptr, count)) return false;
+    const std::vector<qz::STMeasure>& st = session->events.Last()->values.st;
+    for (std::size_t lead = 0; to != nullptr && lead < count; ++lead)
+        to[lead] = static_cast<Copy>(st[lead].*value);
+    return true;
+}
+
 bool qzs_event_st(const qzs_session* session, float* level, double* point_ms, std::size_t count) {
     if (!qzs_event_values(session, nullptr, nullptr, nullptr, count)) return false;
-    const qz::BeatEvent& values = session->events.Last()->values;
-    if (point_ms != nullptr) *point_ms = values.stPointMs;
-    for (std::size_t lead = 0; level != nullptr && lead < count; ++lead)
-        level[lead] = values.st[lead].levelUv;
-    return true;
+    if (point_ms != nullptr) *point_ms = session->events.Last()->values.stPointMs;
+    return CopyST(session, &qz::STMeasure::levelUv, level, count);
+}
+
+bool qzs_event_st_after_j(const qzs_session* session, float* j, float* j20, float* j60, float* j80,
+                          std::size_t count) {
+    return CopyST(session, &qz::STMeasure::jUv, j, count) &&
+           CopyST(session, &qz::STMeasure::j20Uv, j20, count) &&
+           CopyST(session, &qz::STMeasure::j60Uv, j60, count) &&
+           CopyST(session, &qz::STMeasure::j80Uv, j80, count);
+}
+
+bool qzs_event_st_slope(const qzs_session* session, float* slope, std::int32_t* shape, bool* on_t,
+                        std::size_t count) {
+    return CopyST(session, &qz::STMeasure::slopeUvPerMs, slope, count) &&
+           CopyST(session, &qz::STMeasure::shape, shape, count) &&
+           CopyST(session, &qz::STMeasure::isOnT, on_t, count);
 }
 
 bool qzs_event_quality(const qzs_session* session, float* quality, std::size_t count) {
@@ -335,12 +375,18 @@ std::size_t qzs_template(const qzs_session* session, float* uv, std::size_t coun
     });
 }
 
-bool qzs_get_positions(const qzs_session* session, qzs_positions* positions) {
-    if (session == nullptr || positions == nullptr) return false;
-    const qz::BeatPositionsMs now = session->session.Positions();
-    if (!(now.length > 0)) return false;
+static bool CopyPositions(const qz::BeatPositionsMs& now, qzs_positions* positions) {
+    if (positions == nullptr || !(now.length > 0)) return false;
     *positions = {now.length, now.q, now.r, now.j};
     return true;
+}
+
+bool qzs_get_positions(const qzs_session* session, qzs_positions* positions) {
+    return session != nullptr && CopyPositions(session->session.Positions(), positions);
+}
+
+bool qzs_get_measured_positions(const qzs_session* session, qzs_positions* positions) {
+    return session != nullptr && CopyPositions(session->session.MeasuredPositions(), positions);
 }
 
 std::size_t qzs_learned_beat(const qzs_session* session, qzs_beat* beat, std::int16_t* rows,
@@ -362,4 +408,8 @@ std::size_t qzs_learned_beat(const qzs_session* session, qzs_beat* beat, std::in
 
 double qzs_delay_ms(const qzs_session* session) {
     return session == nullptr ? 0 : session->session.DelayMs();
+}
+
+std::size_t qzs_conditioning(const qzs_session* session, char* text, std::size_t size) {
+    return session == nullptr ? 0 : CopyText(session->session.Conditioning(), text, size);
 }

@@ -14,6 +14,9 @@
  * bounded and nothing is lost. qzs_finish takes no heed of that: it adds at most the events that 90 s of
  * signal bring, and the conditioned frames that the filters still hold, once.
  *
+ * Of the C++ class there is everything but the number of frames taken, which is the sum of what qzs_push
+ * returns, and names: of leads, and of what a beat was learned from.
+ *
  * Options and events have the size that this header gives them. A program that was compiled with another
  * header is refused where its sizes differ.
  *
@@ -70,6 +73,9 @@ typedef struct qzs_options {
     bool conditioned;         /* conditioned frames are kept for qzs_conditioned; false */
     double st_rate_limit;     /* beats/min, above 0: qzs_event_st is earlier at a higher heart rate; 145 */
     bool paced;               /* a pacemaker is at work: beats of a usual shape are QZS_PACED; false */
+    /* A comb instead of notch and high-pass, for mains of 50 Hz at an fs that is a multiple of 50. It takes
+     * out every harmonic of the mains, delays by 740 ms and shifts ST; false. */
+    bool comb;
 } qzs_options;
 
 /* Numbers of events are fixed. Later libraries may have more kinds: pass over those that are unknown. */
@@ -96,6 +102,14 @@ enum {
     QZS_PACED = 5             /* of a usual shape, where the options tell of a pacemaker */
 };
 
+/* Classes of the slope of ST. */
+enum {
+    QZS_ST_UNKNOWN = 0,   /* nothing is measured */
+    QZS_ST_UPSLOPING = 1, /* 0.5 uV per ms and more */
+    QZS_ST_HORIZONTAL = 2,
+    QZS_ST_DOWNSLOPING = 3 /* -0.5 uV per ms and less */
+};
+
 typedef struct qzs_event {
     int32_t kind;             /* QZS_... */
     int32_t lead;             /* of the four kinds about a lead; else -1 */
@@ -105,6 +119,9 @@ typedef struct qzs_event {
     bool again;               /* of QZS_LEARNED: in place of an earlier averaged beat */
     double rr_ms;       /* of an interval or a beat, from the one found before, NaN after 4 s; else NaN */
     int32_t beat_class; /* of an interval or a beat: QZS_NORMAL... (session/SessionTypes.h); else 0 */
+    int32_t shape;     /* of a beat: the averaged beat that it is like, numbered from 0 as learned; else -1 */
+    double voted_bpm;  /* of an interval: heart rate as most of the leads' detectors have it; else NaN */
+    double q_ms, j_ms; /* of a beat: onset and end of the QRS as measured, from `seconds`; else NaN */
 } qzs_event;
 
 /* Where an averaged beat has its points, ms from its start; q is the onset of the QRS. */
@@ -130,6 +147,13 @@ QZ_API size_t qzs_push(qzs_session* session, const int16_t* frames, size_t count
 /* The signal has ended: brings the events that the filters still hold. Once; later calls do nothing. */
 QZ_API void qzs_finish(qzs_session* session);
 
+/* From the next beat on it is measured at these points, in every averaged beat: onset of the QRS, -200 to -8
+ * ms, and its end, 8 to 250 ms, both from r of qzs_positions, and the ST point, 10 to 200 ms after that end,
+ * which counts on the T wave too. NaN is the session's own point, which follows the averaged beat: as at
+ * first, and again after one by hand. The values of qzs_event_values keep the engine's points. False, and
+ * nothing changes, where one is out of its range. */
+QZ_API bool qzs_set_points(qzs_session* session, double q_ms, double j_ms, double st_ms);
+
 /* Fetches the next event; each kind comes in order of time. `size` is sizeof(qzs_event). False, and the event
  * stays as it is, where none waits and for any other size. */
 QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event, size_t size);
@@ -141,10 +165,18 @@ QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event, size_t size);
  *   j      level of the J point against the PR segment */
 QZ_API bool qzs_event_values(const qzs_session* session, float* level, float* slope, float* j, size_t count);
 /* The ST level of each lead at the point that laboratories use, which *point_ms tells, ms after J: 80, and 60
- * while the heart rate is above st_rate_limit, until it is 5/min below. It is against the PR segment, at an
- * onset and J that follow the averaged beat; NaN as above, and where that point lies on the T wave. A null
- * pointer is passed over. False, and nothing changes, as above. */
+ * while the heart rate is above st_rate_limit, until it is 5/min below; or at that of qzs_set_points. It is
+ * against the PR segment, at an onset and J that follow the averaged beat or are set by hand; NaN as above,
+ * and where a point that is not set by hand lies on the T wave. A null pointer is passed over. False, and
+ * nothing changes, as above. */
 QZ_API bool qzs_event_st(const qzs_session* session, float* level, double* point_ms, size_t count);
+/* The same at J, and 20, 60 and 80 ms after. */
+QZ_API bool qzs_event_st_after_j(const qzs_session* session, float* j, float* j20, float* j60, float* j80,
+                                 size_t count);
+/* The slope of each lead from J to the point of qzs_event_st, its class, QZS_ST_..., and whether that point
+ * lies on the T wave; else as qzs_event_st. */
+QZ_API bool qzs_event_st_slope(const qzs_session* session, float* slope, int32_t* shape, bool* on_t,
+                               size_t count);
 /* Signal quality of each lead, of the QZS_QUALITY fetched last: from 0, nothing to be measured, to 1, clean.
  * False, and nothing changes, where that was none and where `count` is not the number of leads. */
 QZ_API bool qzs_event_quality(const qzs_session* session, float* quality, size_t count);
@@ -162,8 +194,11 @@ QZ_API size_t qzs_conditioned(qzs_session* session, int16_t* frames, size_t coun
 /* The averaged beat as it is now, microvolts: rows of one lead each, one after the other. Copies it where
  * `count` elements are enough. Returns its number of samples; 0 while there is none. */
 QZ_API size_t qzs_template(const qzs_session* session, float* uv, size_t count);
-/* Its points. False, and the positions stay as they are, while there is none. */
+/* Its points, q as learned, or q and j as set by hand. False, and the positions stay as they are, while there
+ * is none. */
 QZ_API bool qzs_get_positions(const qzs_session* session, qzs_positions* positions);
+/* The same with the q and j that the latest beat was measured at. */
+QZ_API bool qzs_get_measured_positions(const qzs_session* session, qzs_positions* positions);
 /* The averaged beat that was learned last, or handed in, as it was then: to be kept, and handed in to another
  * session of the same leads and rate. Copies the rows where `count` elements are enough. Returns their number
  * of samples; 0, and the beat stays as it is, while there is none. A null beat or null rows are passed over.
@@ -171,6 +206,8 @@ QZ_API bool qzs_get_positions(const qzs_session* session, qzs_positions* positio
 QZ_API size_t qzs_learned_beat(const qzs_session* session, qzs_beat* beat, int16_t* rows, size_t count);
 /* The delay of the filters, which is taken off all times, ms; 0 for null. */
 QZ_API double qzs_delay_ms(const qzs_session* session);
+/* The filters in words, as qzs_refusal gives its line; 0 for null. */
+QZ_API size_t qzs_conditioning(const qzs_session* session, char* text, size_t size);
 
 #ifdef __cplusplus
 }

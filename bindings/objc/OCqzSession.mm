@@ -1,5 +1,8 @@
 #import "bindings/objc/include/OCqzSession.h"
 
+#include <cstdint>
+#include <memory>
+
 #include "api/qzSessionC.h"
 #import "bindings/objc/OCqzConversions.h"
 
@@ -10,6 +13,8 @@ static_assert(OCqzEventInterval == int{QZS_INTERVAL} && OCqzEventBeat == int{QZS
 static_assert(OCqzBeatNormal == int{QZS_NORMAL} && OCqzBeatSupraventricular == int{QZS_SUPRAVENTRICULAR} &&
               OCqzBeatVentricular == int{QZS_VENTRICULAR} && OCqzBeatUnclassified == int{QZS_UNCLASSIFIED} &&
               OCqzBeatPaced == int{QZS_PACED});
+static_assert(OCqzSTUnknown == int{QZS_ST_UNKNOWN} && OCqzSTUpsloping == int{QZS_ST_UPSLOPING} &&
+              OCqzSTHorizontal == int{QZS_ST_HORIZONTAL} && OCqzSTDownsloping == int{QZS_ST_DOWNSLOPING});
 
 /// A new array, which the caller owns.
 template <typename T>
@@ -17,6 +22,13 @@ static NSMutableArray *NewArray(const T *values, std::size_t count) {
     NSMutableArray *const array = [[NSMutableArray alloc] initWithCapacity:count];
     OCWriteArray(values, count, array);
     return array;
+}
+
+/// Length, Q, R and J.
+static NSArray *Positions(const qzs_positions &ms) {
+    const float values[] = {static_cast<float>(ms.length), static_cast<float>(ms.q), static_cast<float>(ms.r),
+                            static_cast<float>(ms.j)};
+    return OC_HANDED_OUT(NewArray(values, 4));
 }
 
 /// One array per lead of values that stand row after row.
@@ -44,7 +56,8 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
 @implementation OCqzSessionEvent
 
 @synthesize kind, lead, seconds, bpm, rrMs, beatClass, voidFromSeconds, again, level, slope, j, text;
-@synthesize st, stPointMs, quality;
+@synthesize votedBpm, shape, qMs, jMs, st, stJ, stJ20, stJ60, stJ80, stSlope, stShape, stOnT, stPointMs,
+    quality;
 
 /// `event` has just been fetched from `session`, which has `leads` leads.
 - (instancetype)init:(const qzs_event &)event
@@ -56,11 +69,15 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     lead = event.lead;
     seconds = event.seconds;
     bpm = event.bpm;
+    votedBpm = event.voted_bpm;
     rrMs = event.rr_ms;
+    shape = event.shape;
+    qMs = event.q_ms;
+    jMs = event.j_ms;
     beatClass = event.beat_class;
     voidFromSeconds = event.void_from_seconds;
     again = event.again;
-    std::vector<float> values(3 * leads);
+    std::vector<float> values(4 * leads);
     float *const first = values.data();
     if (qzs_event_values(session, first, first + leads, first + 2 * leads, leads)) {
         level = NewArray(first, leads);
@@ -68,6 +85,17 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
         j = NewArray(first + 2 * leads, leads);
         qzs_event_st(session, first, &stPointMs, leads);
         st = NewArray(first, leads);
+        qzs_event_st_after_j(session, first, first + leads, first + 2 * leads, first + 3 * leads, leads);
+        stJ = NewArray(first, leads);
+        stJ20 = NewArray(first + leads, leads);
+        stJ60 = NewArray(first + 2 * leads, leads);
+        stJ80 = NewArray(first + 3 * leads, leads);
+        std::vector<std::int32_t> classes(leads);
+        const std::unique_ptr<bool[]> onT(new bool[leads]);
+        qzs_event_st_slope(session, first, classes.data(), onT.get(), leads);
+        stSlope = NewArray(first, leads);
+        stShape = NewArray(std::vector<short>(classes.begin(), classes.end()).data(), leads);
+        stOnT = NewArray(std::vector<short>(onT.get(), onT.get() + leads).data(), leads);
     }
     if (qzs_event_quality(session, first, leads)) quality = NewArray(first, leads);
     std::vector<char> line(qzs_event_text(session, nullptr, 0) + 1);
@@ -81,6 +109,13 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     OC_LET_GO(slope);
     OC_LET_GO(j);
     OC_LET_GO(st);
+    OC_LET_GO(stJ);
+    OC_LET_GO(stJ20);
+    OC_LET_GO(stJ60);
+    OC_LET_GO(stJ80);
+    OC_LET_GO(stSlope);
+    OC_LET_GO(stShape);
+    OC_LET_GO(stOnT);
     OC_LET_GO(quality);
     OC_LET_GO(text);
     OC_SUPER_DEALLOC();
@@ -141,6 +176,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
                 mains:mains
               lowpass:lowpass
                smooth:smooth
+                 comb:NO
               postJms:postJms
           stRateLimit:usual.st_rate_limit
                 paced:NO
@@ -154,6 +190,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
                mains:(short)mains
              lowpass:(short)lowpass
               smooth:(short)smooth
+                comb:(BOOL)comb
              postJms:(short)postJms
          stRateLimit:(double)stRateLimit
                paced:(BOOL)paced
@@ -171,6 +208,7 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     options.postJms = postJms;
     options.st_rate_limit = stRateLimit;
     options.paced = paced;
+    options.comb = comb;
     options.conditioned = conditioned;
     const std::vector<short> rows = Samples([beat rows]);
     qzs_beat handedIn;
@@ -216,6 +254,10 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     qzs_finish(session);
 }
 
+- (BOOL)setPoints:(double)qMs j:(double)jMs st:(double)stMs {
+    return qzs_set_points(session, qMs, jMs, stMs);
+}
+
 - (OCqzSessionEvent *)nextEvent {
     qzs_event event;
     if (!qzs_next_event(session, &event, sizeof event)) return nil;
@@ -241,9 +283,13 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
 - (NSArray *)getPos {
     qzs_positions ms;
     if (!qzs_get_positions(session, &ms)) return nil;
-    const float values[] = {static_cast<float>(ms.length), static_cast<float>(ms.q), static_cast<float>(ms.r),
-                            static_cast<float>(ms.j)};
-    return OC_HANDED_OUT(NewArray(values, 4));
+    return Positions(ms);
+}
+
+- (NSArray *)getMeasuredPos {
+    qzs_positions ms;
+    if (!qzs_get_measured_positions(session, &ms)) return nil;
+    return Positions(ms);
 }
 
 - (OCqzLearnedBeat *)learnedBeat {
@@ -266,6 +312,12 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
 
 - (double)delayMs {
     return qzs_delay_ms(session);
+}
+
+- (NSString *)conditioning {
+    std::vector<char> text(qzs_conditioning(session, nullptr, 0) + 1);
+    qzs_conditioning(session, text.data(), text.size());
+    return OC_HANDED_OUT([[NSString alloc] initWithUTF8String:text.data()]);
 }
 
 @end

@@ -35,6 +35,8 @@ public struct qzSessionEvent {
     public let seconds: Double
     /// Heart rate at an interval, or that shown at the time of a beat, beats/min; else NaN.
     public let bpm: Double
+    /// Heart rate at an interval as most of the leads' detectors have it, beats/min; else NaN.
+    public let votedBpm: Double
     /// Of `interval` and `beat`, ms from the beat found before, NaN after 4 s without; else NaN.
     public let rrMs: Double
     /// Of `interval` and `beat`: one of the five below; else 0. A beat that was folded in but not found is unclassified.
@@ -48,6 +50,11 @@ public struct qzSessionEvent {
     public static let unclassified = 4
     /// Of a usual shape, where `qzSession` was told of a pacemaker.
     public static let paced = 5
+    /// Of `beat`: which averaged beat it is like, numbered from 0 as learned; else -1.
+    public let shape: Int
+    /// Of `beat`: onset and end of the QRS that it is measured from, ms from `seconds`; else NaN.
+    public let qMs: Double
+    public let jMs: Double
     /// Of `leadOff`: what was told of the lead for beats after this is void.
     public let voidFromSeconds: Double
     /// Of `learned`: in place of an earlier averaged beat.
@@ -60,10 +67,27 @@ public struct qzSessionEvent {
     /// Level of the J point against the PR segment, uV.
     public let j: [Float]
     /// ST level of each lead, uV, at `stPointMs` after J: 80 ms, 60 ms while the heart rate is above `stRateLimit`,
-    /// until it is 5/min below. It is against the PR segment, at an onset and J that follow the averaged beat; NaN too where that
-    /// point lies on the T wave.
+    /// until it is 5/min below; or at the point of `setPoints`. It is against the PR segment, at an onset and J that follow the
+    /// averaged beat or are set by hand; NaN too where a point that is not set by hand lies on the T wave.
     public let st: [Float]
     public let stPointMs: Double
+    /// The same at J, and 20, 60 and 80 ms after.
+    public let stJ: [Float]
+    public let stJ20: [Float]
+    public let stJ60: [Float]
+    public let stJ80: [Float]
+    /// The slope of each lead from J to the point of `st`, uV per ms, and its class, one of the four below.
+    public let stSlope: [Float]
+    public let stShape: [Int]
+    /// Nothing is measured.
+    public static let unknown = 0
+    /// 0.5 uV per ms and more.
+    public static let upsloping = 1
+    public static let horizontal = 2
+    /// -0.5 uV per ms and less.
+    public static let downsloping = 3
+    /// Whether the point of `st` lies on the T wave, per lead.
+    public let stOnT: [Bool]
     /// Of `qualityTold`, one per lead, else empty: from 0, nothing to be measured, to 1, clean.
     public let quality: [Float]
     /// Of `notLearned`, for people; else nil.
@@ -74,8 +98,12 @@ public struct qzSessionEvent {
         lead = Int(event.lead)
         seconds = event.seconds
         bpm = event.bpm
+        votedBpm = event.votedBpm
         rrMs = event.rrMs
         beatClass = Int(event.beatClass)
+        shape = Int(event.shape)
+        qMs = event.qMs
+        jMs = event.jMs
         voidFromSeconds = event.voidFromSeconds
         again = event.again
         level = elements(event.level) ?? []
@@ -83,6 +111,15 @@ public struct qzSessionEvent {
         j = elements(event.j) ?? []
         st = elements(event.st) ?? []
         stPointMs = event.stPointMs
+        stJ = elements(event.stJ) ?? []
+        stJ20 = elements(event.stJ20) ?? []
+        stJ60 = elements(event.stJ60) ?? []
+        stJ80 = elements(event.stJ80) ?? []
+        stSlope = elements(event.stSlope) ?? []
+        let shapes: [Int16]? = elements(event.stShape)
+        stShape = (shapes ?? []).map { Int($0) }
+        let onT: [Int16]? = elements(event.stOnT)
+        stOnT = (onT ?? []).map { $0 != 0 }
         quality = elements(event.quality) ?? []
         text = event.text
     }
@@ -136,6 +173,9 @@ public struct qzLearnedBeat: Codable, Sendable {
 ///     session.push(data: frames)
 ///     while let event = session.nextEvent() { if event.kind == qzSessionEvent.beat { show(event.level) } }
 ///
+/// Of the C++ class there is everything but the number of frames taken, which is the sum of what `push` returns, and names:
+/// of leads, and of what a beat was learned from.
+///
 /// Frames have one 16-bit sample per lead, in lead order. Every object is a session of its own: as many as wanted,
 /// each for one thread at a time.
 #if canImport(ObjectiveC)
@@ -148,7 +188,7 @@ public final class qzSession: NSObject {
     /// or 0 for none; `lowpass` the cutoff in Hz, below `fs / 2`, or 0 for none; `smooth` 0 for none, 1 or 2. ST is
     /// measured `postJms`, 10 to 200, after J + 6 ms.
     ///
-    /// Nil for arguments out of range.
+    /// Nil for arguments out of range; `qzs_refusal` of `qzAPI` says why.
     public convenience init?(
         fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
         postJms: Int16 = 60
@@ -160,17 +200,19 @@ public final class qzSession: NSObject {
 
     /// The same with a first averaged beat, nil for one that the session learns, with `conditioned` frames that
     /// are kept to be fetched, and with `st` at J + 60 ms instead of J + 80 ms at heart rates above `stRateLimit`, above 0.
-    /// With `paced` a pacemaker is at work, and beats of a usual shape are `qzSessionEvent.paced`.
+    /// With `paced` a pacemaker is at work, and beats of a usual shape are `qzSessionEvent.paced`. `comb` takes a comb
+    /// instead of notch and high-pass, for mains of 50 Hz at a multiple of 50 Hz: it takes out every harmonic of the mains,
+    /// delays by 740 ms and shifts ST.
     ///
     /// Nil also for a beat that does not fit the leads and the rate.
     public init?(
         fs: Int16, chn: Int16, uVpb: Double, mains: Int16 = 50, lowpass: Int16 = 40, smooth: Int16 = 0,
-        postJms: Int16 = 60, stRateLimit: Double = 145, paced: Bool = false, beat: qzLearnedBeat?,
+        comb: Bool = false, postJms: Int16 = 60, stRateLimit: Double = 145, paced: Bool = false, beat: qzLearnedBeat?,
         conditioned: Bool = false
     ) {
         guard
             let session = OCqzSession(
-                fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, postJms: postJms,
+                fs, chn: chn, uVpb: uVpb, mains: mains, lowpass: lowpass, smooth: smooth, comb: comb, postJms: postJms,
                 stRateLimit: stRateLimit, paced: paced, beat: beat?.wrapped, conditioned: conditioned)
         else { return nil }
         self.session = session
@@ -188,8 +230,21 @@ public final class qzSession: NSObject {
     /// The signal has ended: brings the events that the filters still hold. Once.
     public func finish() { session.finish() }
 
+    /// From the next beat on it is measured at these points, in every averaged beat: `q`, the onset of the QRS, -200 to -8
+    /// ms, and `j`, its end, 8 to 250 ms, both from R of `getPos`, and `st`, 10 to 200 ms after that end, which counts on
+    /// the T wave too. Nil is the session's own point, which follows the averaged beat: as at first, and again after one
+    /// by hand. `level`, `slope` and `j` of the events keep the engine's points.
+    ///
+    /// False, and nothing changes, where one is out of its range.
+    public func setPoints(q: Double? = nil, j: Double? = nil, st: Double? = nil) -> Bool {
+        session.setPoints(q ?? .nan, j: j ?? .nan, st: st ?? .nan)
+    }
+
     /// The delay of the filters, which is taken off all times, ms.
     public func delayMs() -> Double { session.delayMs() }
+
+    /// The filters in words.
+    public func conditioning() -> String { session.conditioning() }
 
     // MARK: Results
 
@@ -207,8 +262,12 @@ public final class qzSession: NSObject {
     /// The averaged beat as it is now, one row of microvolts per lead; empty before there is one.
     public func getTempl() -> [[Float]] { elements(session.getTempl()) ?? [] }
 
-    /// Its points: length, Q, R and J, ms from its start; empty before there is one.
+    /// Its points: length, Q, R and J, ms from its start, Q as learned, or Q and J as set by hand; empty before there is
+    /// one.
     public func getPos() -> [Float] { elements(session.getPos()) ?? [] }
+
+    /// The same with the Q and J that the latest beat was measured at.
+    public func getMeasuredPos() -> [Float] { elements(session.getMeasuredPos()) ?? [] }
 
     /// The averaged beat that was learned last, or handed in, as it was then; nil before there is one.
     public func learnedBeat() -> qzLearnedBeat? { session.learnedBeat().map { qzLearnedBeat($0) } }

@@ -13,13 +13,14 @@ class Options(Structure):  # the structs and functions of api/qzSessionC.h
     _fields_ = [("size", c_size_t), ("fs", c_int16), ("leads", c_int16), ("uv_per_unit", c_double),
                 ("mains_hz", c_int16), ("lowpass_hz", c_int16), ("smooth", c_int16), ("postJms", c_int16),
                 ("beat", c_void_p), ("beat_rows", c_void_p), ("beat_count", c_size_t),
-                ("conditioned", c_bool), ("st_rate_limit", c_double), ("paced", c_bool)]
+                ("conditioned", c_bool), ("st_rate_limit", c_double), ("paced", c_bool), ("comb", c_bool)]
 
 
 class Event(Structure):
     _fields_ = [("kind", c_int32), ("lead", c_int32), ("seconds", c_double), ("bpm", c_double),
                 ("void_from_seconds", c_double), ("again", c_bool), ("rr_ms", c_double),
-                ("beat_class", c_int32)]
+                ("beat_class", c_int32), ("shape", c_int32), ("voted_bpm", c_double), ("q_ms", c_double),
+                ("j_ms", c_double)]
 
 
 INTERVAL, BEAT = 1, 2

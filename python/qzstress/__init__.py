@@ -12,7 +12,7 @@ from ._native import protocols as _protocols
 from .analysis import Result, analyze
 from .archives import Archived, archive
 from .records import Recording, Stage, formats, from_mne, from_signal, from_wfdb, read, simulate
-from .session import BeatClass, EventKind, LearnedBeat, Session, event_dtype
+from .session import BeatClass, EventKind, LearnedBeat, Session, STShape, event_dtype
 
 __version__ = _program.split()[-1]
 protocols = tuple(_protocols)
@@ -28,6 +28,7 @@ __all__ = [
     "RecordError",
     "Recording",
     "Result",
+    "STShape",
     "Session",
     "Stage",
     "__version__",

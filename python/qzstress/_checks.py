@@ -47,6 +47,18 @@ def number(name: str, value: Any, lowest: float = -math.inf, above: float = -mat
     return float(value)
 
 
+def points_ms(q: Any, j: Any, st: Any) -> dict[str, float]:
+    """Return the points of measurement that are set by hand, ms, by the names of their parameters."""
+    points = {}
+    for name, ms, lowest, highest in (("q", q, -200, -8), ("j", j, 8, 250), ("st", st, 10, 200)):
+        if ms is None:
+            continue
+        if not lowest <= number(f"{name}_point_ms", ms) <= highest:
+            raise ValueError(f"{name}_point_ms is expected to be {lowest} to {highest}, not {ms!r}")
+        points[f"{name}_point_ms"] = ms
+    return points
+
+
 def sampling_rate(fs: Any) -> int:
     """Return a sampling rate, samples per second and lead."""
     return whole("fs", fs, LOWEST_FS, HIGHEST_FS)

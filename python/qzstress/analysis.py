@@ -172,15 +172,10 @@ def analyze(
             raise ValueError("st_rate_limit_per_min is for the rate-adapted point: leave post_j_ms out")
         study.st_rate_limit_per_min(_checks.number("st_rate_limit_per_min", st_rate_limit_per_min, above=0))
         give("--st-rate-limit", st_rate_limit_per_min)
-    by_hand = (("q", q_point_ms, -200, -8), ("j", j_point_ms, 8, 250), ("st", st_point_ms, 10, 200))
-    for point, ms, lowest, highest in by_hand:
-        if ms is None:
-            continue
+    for name, ms in _checks.points_ms(q_point_ms, j_point_ms, st_point_ms).items():
         if post_j_ms is not None:
-            raise ValueError(f"post_j_ms is measured at the engine's points: leave {point}_point_ms out")
-        if not lowest <= _checks.number(f"{point}_point_ms", ms) <= highest:
-            raise ValueError(f"{point}_point_ms is expected to be {lowest} to {highest}, not {ms!r}")
-        give(f"--{point}-point", ms)
+            raise ValueError(f"post_j_ms is measured at the engine's points: leave {name} out")
+        give("--" + name.removesuffix("_ms").replace("_", "-"), ms)
     study.points_ms(q_point_ms, j_point_ms, st_point_ms)
     if beat is not None:
         if not isinstance(beat, LearnedBeat):

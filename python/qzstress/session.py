@@ -53,12 +53,25 @@ class BeatClass(enum.IntEnum):
     PACED = 5
 
 
+class STShape(enum.IntEnum):
+    """Class of a slope of ST; the field "st_shape"."""
+
+    UNKNOWN = 0
+    """Nothing is measured."""
+    UPSLOPING = 1
+    """0.5 uV per ms and more."""
+    HORIZONTAL = 2
+    DOWNSLOPING = 3
+    """-0.5 uV per ms and less."""
+
+
 def event_dtype(leads: int) -> np.dtype[np.void]:
     """Return the type of an event's row for so many leads.
 
     What an event does not tell is NaN, -1 in "lead" and "shape" and 0 in "beat_class". Figures per lead:
     "level_uv", "slope_uv_per_ms" and "j_uv" are the engine's, at the post-J time; "st_..." are those of the
-    field, at J and 20, 60 and 80 ms after it, and at the point that follows the heart rate ("st_point_ms").
+    field, at J and 20, 60 and 80 ms after it, and at the point that follows the heart rate or is set by hand
+    ("st_point_ms"). "st_shape" is an `STShape`; "st_on_t" is 1 where that point lies on the T wave, else 0.
     """
     per_lead = [
         "level_uv",
@@ -88,6 +101,8 @@ def event_dtype(leads: int) -> np.dtype[np.void]:
             ("shape", np.int32),
             ("again", np.int64),
             *((name, np.float32, (leads,)) for name in per_lead),
+            ("st_shape", np.int32, (leads,)),
+            ("st_on_t", np.int32, (leads,)),
         ]
     )
 
@@ -304,6 +319,32 @@ class Session:
         """End the signal: return what the filters still hold. Later calls return nothing."""
         return self._events(self._open().finish())
 
+    def set_points(
+        self,
+        q_point_ms: float | None = None,
+        j_point_ms: float | None = None,
+        st_point_ms: float | None = None,
+    ) -> None:
+        """Set by hand where beats are measured, from the next one on and in every averaged beat.
+
+        The engine's "level_uv", "slope_uv_per_ms" and "j_uv" keep its own points.
+
+        Parameters
+        ----------
+        q_point_ms, j_point_ms : float, optional
+            Onset and end of the QRS: from "r" of `positions_ms`, -200 to -8 and 8 to 250 ms. None is the
+            session's own point, which follows the averaged beat: as at first, and again after one by hand.
+        st_point_ms : float, optional
+            The ST point: after the end of the QRS, 10 to 200 ms; it counts on the T wave too. None likewise.
+
+        Raises
+        ------
+        ValueError
+            One of them is out of its range; nothing changes.
+        """
+        points = _checks.points_ms(q_point_ms, j_point_ms, st_point_ms)
+        self._open().set_points_ms(*(points.get(f"{name}_point_ms") for name in ("q", "j", "st")))
+
     def iterate(self, chunks: Iterable[ArrayLike]) -> Iterator[np.void]:
         """Push chunk after chunk, finish, and yield event by event.
 
@@ -340,8 +381,13 @@ class Session:
 
     @property
     def positions_ms(self) -> dict[str, float]:
-        """Length of the averaged beat and the places of its QRS, ms from its start."""
-        return dict(zip(("length", "q", "r", "j"), self._open().positions_ms()))
+        """Length of the averaged beat and the places of its QRS, learned or by hand, ms from its start."""
+        return dict(zip(("length", "q", "r", "j"), self._open().positions_ms(False)))
+
+    @property
+    def measured_positions_ms(self) -> dict[str, float]:
+        """The same with the q and j that the latest beat was measured at."""
+        return dict(zip(("length", "q", "r", "j"), self._open().positions_ms(True)))
 
     @property
     def dtype(self) -> np.dtype[np.void]:

@@ -44,6 +44,8 @@ static_assert(sizeof(EventHead) == 88);
 
 /// Behind the head: for each figure one float per lead, in this order.
 enum Figure { Level, Slope, JLevel, STLevel, STSlope, STJ, ST20, ST60, ST80, Quality, kFigures };
+/// Behind these for each one whole number per lead. The float that is here has its bits.
+enum Number { Shape = kFigures, OnT, kNumbers };
 
 /// Events of a session as rows, until they are fetched. The session allows no exception out of it: where
 /// memory runs out, that is kept for the caller.
@@ -88,6 +90,9 @@ public:
                 set(ST20, st.j20Uv);
                 set(ST60, st.j60Uv);
                 set(ST80, st.j80Uv);
+                const std::int32_t shape = static_cast<std::int32_t>(st.shape), onT = st.isOnT;
+                std::memcpy(&figures[Shape * m_leads + lead], &shape, sizeof shape);
+                std::memcpy(&figures[OnT * m_leads + lead], &onT, sizeof onT);
             }
         });
     }
@@ -116,7 +121,7 @@ public:
         });
     }
 
-    std::size_t RowBytes() const { return sizeof(EventHead) + kFigures * m_leads * sizeof(float); }
+    std::size_t RowBytes() const { return sizeof(EventHead) + kNumbers * m_leads * sizeof(float); }
     std::vector<std::uint8_t> Take() { return std::exchange(m_rows, {}); }
     std::vector<std::int16_t> TakeConditioned() { return std::exchange(m_conditioned, {}); }
     /// Throws once if an event was lost for want of memory.
@@ -140,7 +145,7 @@ private:
         }
         return Kind::Calm;
     }
-    /// Appends a row without figures and returns where they are.
+    /// Appends a row without figures, its numbers 0, and returns where they are.
     float* AddRow(const EventHead& head) {
         const std::size_t begin = m_rows.size();
         m_rows.resize(begin + RowBytes());
@@ -199,6 +204,10 @@ public:
         }
         return Events();
     }
+    bool SetPoints(std::optional<double> qMs, std::optional<double> jMs, std::optional<double> stMs) {
+        const Turn turn(m_isBusy);
+        return m_session.SetPoints({qMs, jMs, stMs});
+    }
     nb::ndarray<nb::numpy, std::int16_t> Conditioned() {
         const Turn turn(m_isBusy);
         std::vector<std::int16_t> frames = m_rows.TakeConditioned();
@@ -218,9 +227,9 @@ public:
         const std::vector<std::vector<float>> rows = m_session.Template();
         return RowsToArray(rows, m_leads);
     }
-    std::vector<double> Positions() {
+    std::vector<double> Positions(bool isMeasured) {
         const Turn turn(m_isBusy);
-        const qz::BeatPositionsMs at = m_session.Positions();
+        const qz::BeatPositionsMs at = isMeasured ? m_session.MeasuredPositions() : m_session.Positions();
         return {at.length, at.q, at.r, at.j};
     }
     double DelayMs() const { return m_session.DelayMs(); }
@@ -271,11 +280,13 @@ void AddSession(nb::module_& module) {
             nb::arg("conditioned"))
         .def("push", &Session::Push, nb::arg("frames").noconvert())
         .def("finish", &Session::Finish)
+        .def("set_points_ms", &Session::SetPoints, nb::arg("q").none(), nb::arg("j").none(),
+             nb::arg("st").none())
         .def("conditioned", &Session::Conditioned)
         .def("learned", &Session::Learned)
         .def("not_learned", &Session::NotLearned)
         .def("template", &Session::Template)
-        .def("positions_ms", &Session::Positions)
+        .def("positions_ms", &Session::Positions, nb::arg("measured"))
         .def("delay_ms", &Session::DelayMs)
         .def("conditioning", &Session::Conditioning)
         .def("frames", &Session::FramesTaken);

@@ -59,6 +59,16 @@ REFUSED: dict[str, tuple[Callable[[], Any], type[Exception], str]] = {
     "low-pass at half the rate": (lambda: Session(500, 1, lowpass_hz=250), ValueError, "250"),
     "a beat of other leads": (lambda: Session(500, 3, beat=BEAT), ValueError, "leads"),
     "a beat of another rate": (lambda: Session(10000, 2, beat=BEAT), ValueError, "QRS"),
+    "Q and J in the wrong order": (
+        lambda: Session(500, 2).set_points(60, -40),
+        ValueError,
+        "q_point_ms is expected to be -200 to -8",
+    ),
+    "an ST point of NaN": (
+        lambda: Session(500, 2).set_points(st_point_ms=float("nan")),
+        ValueError,
+        "st_point_ms",
+    ),
     "no beat": (lambda: Session(500, 2, beat=GOOD), TypeError, "LearnedBeat"),  # type: ignore[arg-type]
     "beat of floats": (lambda: LearnedBeat(GOOD * 1.0, 1, 2, 3), TypeError, "int16"),  # type: ignore[arg-type]
     "too long a beat": (

@@ -12,7 +12,7 @@ import numpy as np
 import pytest
 
 import qzstress
-from qzstress import EventKind, LearnedBeat, Session, _checks
+from qzstress import EventKind, LearnedBeat, Session, STShape, _checks
 
 
 def example_signal() -> np.ndarray:
@@ -101,6 +101,28 @@ def test_tells_why_nothing_was_learned_and_which_lead_is_off() -> None:
     assert session.not_learned
     assert events["lead"][events["kind"] == EventKind.LEAD_OFF].tolist() == [0, 1]
     assert (events["lead"][events["kind"] == EventKind.NOT_LEARNED] == -1).all()
+
+
+def test_measures_at_points_that_are_set_by_hand(recording: qzstress.Recording) -> None:
+    points = {"q_point_ms": -40, "j_point_ms": 60.5, "st_point_ms": 100}
+    session = Session(recording.fs, recording.leads, recording.uv_per_bit)
+    session.set_points(**points)
+    events = np.concatenate([session.push(recording.signal), session.finish()])
+    beats = events[events["kind"] == EventKind.BEAT]
+    at = session.positions_ms
+    assert (at["q"] - at["r"], at["j"] - at["r"]) == (-40, 60.5)
+    assert session.measured_positions_ms == pytest.approx(at)
+    found = qzstress.analyze(recording, mains_hz=50, **points)._all_arrays()
+    assert np.array_equal(beats["st_level_uv"], found["level_uv"], equal_nan=True)
+    assert np.array_equal(beats["qrs_end_ms"], found["trend"][:, 5])
+    upsloping = beats["st_slope_uv_per_ms"] >= 0.5
+    assert np.array_equal(beats["st_shape"] == STShape.UPSLOPING, upsloping)
+    assert 0 < upsloping.sum() < upsloping.size
+    again = Session(recording.fs, recording.leads, recording.uv_per_bit)
+    again.set_points(**points)
+    again.set_points()
+    own = np.concatenate([again.push(recording.signal), again.finish()])
+    assert own.tobytes() == run(recording, recording.signal, 5000).tobytes() != events.tobytes()
 
 
 def test_conditioned_frames_follow_each_other(recording: qzstress.Recording) -> None:

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -40,13 +42,17 @@ bool Same(const Log& a, const Log& b) {
 
 struct Witness : qz::SessionObserver {
     void OnInterval(const qz::IntervalEvent& interval) override {
-        Add({1, interval.seconds, interval.bpm, interval.rrMs, 1.0 + static_cast<int>(interval.beatClass)});
+        Add({1, interval.seconds, interval.bpm, interval.rrMs, 1.0 + static_cast<int>(interval.beatClass),
+             interval.votedBpm});
     }
     void OnBeat(const qz::BeatEvent& beat) override {
-        Add({2, beat.seconds, beat.bpm, beat.rrMs, 1.0 + static_cast<int>(beat.beatClass)});
+        Add({2, beat.seconds, beat.bpm, beat.rrMs, 1.0 + static_cast<int>(beat.beatClass), beat.shape + 0.0,
+             beat.qMs, beat.jMs});
         for (const auto* values : {&beat.levelUv, &beat.slopeUvPerMs, &beat.jUv})
             log.insert(log.end(), values->begin(), values->end());
-        for (const qz::STMeasure& st : beat.st) log.push_back(st.levelUv);
+        for (const qz::STMeasure& st : beat.st)
+            Add({st.levelUv, st.slopeUvPerMs, st.jUv, st.j20Uv, st.j60Uv, st.j80Uv, st.isOnT + 0.0,
+                 static_cast<double>(st.shape)});
         log.push_back(beat.stPointMs);
     }
     void OnLead(const qz::LeadEvent& event) override {
@@ -68,21 +74,36 @@ bool Fetch(qzs_session* session, Log& log) {
     qzs_event event;
     if (!qzs_next_event(session, &event, sizeof event)) return false;
     log.insert(log.end(), {event.kind + 0.0, event.seconds});
-    float values[4 * kLeads];
+    float values[4 * kLeads], st[5 * kLeads];
     double pointMs = 0;
+    std::int32_t shapes[kLeads];
+    bool isOnT[kLeads] = {true, true};
     EXPECT_FALSE(qzs_event_values(session, values, nullptr, nullptr, kLeads + 1));
     EXPECT_EQ(qzs_event_values(session, values, values + kLeads, values + 2 * kLeads, kLeads),
               event.kind == QZS_BEAT);
     EXPECT_EQ(qzs_event_st(session, values + 3 * kLeads, &pointMs, kLeads), event.kind == QZS_BEAT);
     EXPECT_FALSE(qzs_event_st(session, values, &pointMs, kLeads - 1));
+    EXPECT_EQ(
+        qzs_event_st_after_j(session, st + kLeads, st + 2 * kLeads, st + 3 * kLeads, st + 4 * kLeads, kLeads),
+        event.kind == QZS_BEAT);
+    EXPECT_FALSE(qzs_event_st_after_j(session, values, values, values, values, kLeads + 1));
+    EXPECT_EQ(qzs_event_st_slope(session, st, shapes, isOnT, kLeads), event.kind == QZS_BEAT);
+    EXPECT_FALSE(qzs_event_st_slope(session, values, shapes, isOnT, kLeads - 1));
     EXPECT_FALSE(qzs_event_quality(session, values, kLeads + 1));
     EXPECT_EQ(qzs_event_quality(session, values, kLeads), event.kind == QZS_QUALITY);
     log.push_back(event.lead >= 0 ? event.lead : event.kind == QZS_LEARNED ? event.again : event.bpm);
     if (event.kind == QZS_INTERVAL || event.kind == QZS_BEAT)
         log.insert(log.end(), {event.rr_ms, event.beat_class + 0.0});
+    if (event.kind == QZS_INTERVAL) log.push_back(event.voted_bpm);
     if (event.kind == QZS_LEAD_OFF) log.push_back(event.void_from_seconds);
     if (event.kind == QZS_BEAT) {
-        log.insert(log.end(), values, values + 4 * kLeads);
+        log.insert(log.end(), {event.shape + 0.0, event.q_ms, event.j_ms});
+        log.insert(log.end(), values, values + 3 * kLeads);
+        for (std::size_t lead = 0; lead < kLeads; ++lead) {
+            log.push_back(values[3 * kLeads + lead]);
+            for (std::size_t k = 0; k < 5; ++k) log.push_back(st[k * kLeads + lead]);
+            log.insert(log.end(), {isOnT[lead] + 0.0, shapes[lead] + 0.0});
+        }
         log.push_back(pointMs);
     }
     if (event.kind == QZS_QUALITY) log.insert(log.end(), values, values + kLeads);
@@ -94,12 +115,20 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
     const qzs_options options = Options();
     qzs_options limited = options;
     limited.st_rate_limit = 60;
-    limited.paced = true;
+    limited.paced = limited.comb = true;
     qzs_session* const sessions[] = {qzs_create(&options), qzs_create(&limited)};
     Log logs[2];
+    // The second one has points set by hand from 45 s on, and some of them given back at 60 s.
+    const std::size_t changes[] = {0, 45 * kFs, 60 * kFs, recordings[0].Frames()};
+    constexpr double kOwn = std::numeric_limits<double>::quiet_NaN();
     std::size_t fed[2] = {}, stops = 0;
     for (std::size_t k = 0; fed[k] < recordings[k].Frames(); k = 1 - k) {  // of the same length
-        const std::size_t left = recordings[k].Frames() - fed[k];
+        if (k == 1 && fed[k] == changes[1]) {
+            EXPECT_TRUE(qzs_set_points(sessions[k], -60, 50, 100));
+            EXPECT_FALSE(qzs_set_points(sessions[k], 50, -60, 100)) << "Q and J in the wrong order";
+        }
+        EXPECT_TRUE(k == 0 || fed[k] != changes[2] || qzs_set_points(sessions[k], kOwn, 40, kOwn));
+        const std::size_t left = *std::upper_bound(changes + (k == 0 ? 3 : 1), changes + 3, fed[k]) - fed[k];
         const std::size_t taken = qzs_push(sessions[k], recordings[k].Frame(fed[k]), left);
         ASSERT_GT(taken, 0U);
         fed[k] += taken;
@@ -113,13 +142,25 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
         same.fs = kFs;
         same.leads.resize(kLeads);
         if (k == 1) same.stRateLimitBpm = limited.st_rate_limit;
-        same.isPaced = k == 1;
+        same.isPaced = same.conditioning.comb = k == 1;
         qz::StressSession session(same, witness);
-        session.Push(recordings[k].samples.data(), recordings[k].Frames());
+        session.Push(recordings[k].Frame(0), changes[1]);
+        EXPECT_TRUE(k == 0 || session.SetPoints({-60, 50, 100}));
+        session.Push(recordings[k].Frame(changes[1]), changes[2] - changes[1]);
+        EXPECT_TRUE(k == 0 || session.SetPoints({{}, 40, {}}));
+        session.Push(recordings[k].Frame(changes[2]), changes[3] - changes[2]);
         session.Finish();
         qzs_finish(sessions[k]);
         EXPECT_EQ(qzs_push(sessions[k], recordings[k].Frame(0), 5), 0U);
         while (Fetch(sessions[k], logs[k])) continue;
+        for (const qz::BeatPositionsMs& at : {session.Positions(), session.MeasuredPositions()})
+            witness.Add({at.length, at.q, at.r, at.j});
+        EXPECT_NE(session.Positions().q, session.MeasuredPositions().q) << "or it would prove nothing";
+        for (const auto get : {qzs_get_positions, qzs_get_measured_positions}) {
+            qzs_positions at = {};
+            EXPECT_TRUE(get(sessions[k], &at));
+            logs[k].insert(logs[k].end(), {at.length, at.q, at.r, at.j});
+        }
         EXPECT_TRUE(Same(logs[k], witness.log)) << logs[k].size() << " " << witness.log.size();
         const std::vector<float> row = session.Template()[1];
         std::vector<float> uv(qzs_template(sessions[k], nullptr, 0));
@@ -220,13 +261,18 @@ TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
                      qzs_event_values(session, nullptr, nullptr, nullptr, 2) ||
                      qzs_event_st(session, nullptr, nullptr, 2) || qzs_event_quality(session, nullptr, 2) ||
                      qzs_conditioned(session, nullptr, 9, nullptr) > 0 ||
-                     qzs_get_positions(session, nullptr) || qzs_template(session, nullptr, 9) > 0 ||
+                     qzs_event_st_after_j(session, nullptr, nullptr, nullptr, nullptr, 2) ||
+                     qzs_event_st_slope(session, nullptr, nullptr, nullptr, 2) ||
+                     qzs_get_positions(session, nullptr) || qzs_get_measured_positions(session, nullptr) ||
+                     qzs_template(session, nullptr, 9) > 0 ||
                      qzs_learned_beat(session, nullptr, nullptr, 0) > 0);
         qzs_finish(session);
         EXPECT_FALSE(qzs_next_event(session, &event, sizeof event - 1));
         EXPECT_EQ(qzs_next_event(session, &event, sizeof event), bThere);
         EXPECT_EQ(qzs_event_text(session, text, sizeof text) > 0, bThere);
         EXPECT_EQ(qzs_delay_ms(session) > 0, bThere);
+        EXPECT_EQ(qzs_conditioning(session, text, sizeof text) > sizeof text, bThere);
+        EXPECT_EQ(qzs_set_points(session, -200, 250, 200), bThere);
         qzs_free(session);
     }
 }

@@ -217,6 +217,7 @@ static OCqzSession *Session(short chn, OCqzLearnedBeat *beat, double stRateLimit
                                 mains:50
                               lowpass:40
                                smooth:0
+                                 comb:NO
                               postJms:60
                           stRateLimit:stRateLimit
                                 paced:NO
@@ -224,34 +225,85 @@ static OCqzSession *Session(short chn, OCqzLearnedBeat *beat, double stRateLimit
                           conditioned:YES] autorelease];
 }
 
-// What their events tell is compared by the examples.
-TEST_F(OCqz, HasSessionsOfItsOwn) {
-    OCqzSession *session = Session(2), *empty = Session(1);
-    EXPECT_TRUE(Session(0) == nil && Session(2, nil, 0) == nil && [session getTempl] == nil &&
-                [session getPos] == nil);
-    [session push:Frame(BeatTrain(kFs, 2).Noise(5, 1).Beats(700, 60).Record().samples)];
-    EXPECT_EQ([empty push:OddFrame()], 4);
-    [session finish];
-    [empty finish];
-    int beats = 0;
-    for (OCqzSessionEvent *event = [session nextEvent]; event != nil; event = [session nextEvent]) {
-        EXPECT_TRUE([event text] == nil && ([event j] != nil) == ([event kind] == OCqzEventBeat));
-        beats += [[event j] count] == 2 && std::abs([event rrMs] - 700) < 20 &&
-                 [event beatClass] == OCqzBeatNormal;
-    }
-    EXPECT_GT(beats, 40);
-    EXPECT_TRUE([[session getTempl] count] == 2 && [[session getPos] count] == 4 && [session delayMs] > 0);
-    EXPECT_TRUE([[[empty nextEvent] text] length] > 0 && [empty nextEvent] == nil);
-}
-
-TEST_F(OCqz, HandsALearnedBeatOnAndConditionedFramesOut) {
-    const Row samples = BeatTrain(kFs, 2).Noise(5, 1).Beats(700, 10).Record().samples;
+/// A session of the C interface, as those above with two leads.
+static qzs_session *Plain(bool conditioned) {
     qzs_options options;
     qzs_options_init(&options, sizeof options);
     options.fs = kFs;
     options.leads = 2;
-    options.conditioned = true;
-    qzs_session *const plain = qzs_create(&options);
+    options.conditioned = conditioned;
+    return qzs_create(&options);
+}
+
+static std::vector<float> Floats(std::initializer_list<NSArray *> arrays) {
+    std::vector<float> values;
+    for (NSArray *array : arrays)
+        for (NSUInteger i = 0; i < [array count]; ++i) values.push_back([[array objectAtIndex:i] floatValue]);
+    return values;
+}
+
+// The rest of what their events tell is compared by the examples.
+TEST_F(OCqz, HasSessionsOfItsOwn) {
+    OCqzSession *session = Session(2), *empty = Session(1);
+    EXPECT_TRUE(Session(0) == nil && Session(2, nil, 0) == nil && [session getTempl] == nil &&
+                [session getPos] == nil && [session getMeasuredPos] == nil);
+    EXPECT_EQ([empty push:OddFrame()], 4);
+    [empty finish];
+    qzs_session *const plain = Plain(false);
+    const Row samples = BeatTrain(kFs, 2).Noise(5, 1).Beats(700, 60).Record().samples;
+    const double kOwn = std::nan(""), points[][3] = {{-40, 60, 100}, {kOwn, kOwn, 90}, {kOwn, kOwn, kOwn}};
+    const std::size_t third = 10 * kFs;
+    for (std::size_t k = 0; k < 4; ++k) {
+        const std::size_t begin = k * third, end = k < 3 ? begin + third : samples.size() / 2;
+        [session push:Frame(Row(samples.data() + 2 * begin, samples.data() + 2 * end))];
+        qzs_push(plain, samples.data() + 2 * begin, end - begin);
+        if (k == 3) continue;
+        const auto &[q, j, st] = points[k];
+        EXPECT_TRUE([session setPoints:q j:j st:st] && qzs_set_points(plain, q, j, st));
+        EXPECT_FALSE([session setPoints:60 j:-40 st:st]);
+    }
+    [session finish];
+    qzs_finish(plain);
+    int beats = 0;
+    qzs_event same;
+    for (OCqzSessionEvent *event = [session nextEvent]; event != nil; event = [session nextEvent]) {
+        const bool isBeat = [event kind] == OCqzEventBeat;
+        EXPECT_TRUE([event text] == nil && ([event j] != nil) == isBeat);
+        ASSERT_TRUE(qzs_next_event(plain, &same, sizeof same));
+        EXPECT_EQ([event shape], same.shape);
+        EXPECT_TRUE(SameValue([event votedBpm], same.voted_bpm) && SameValue([event qMs], same.q_ms) &&
+                    SameValue([event jMs], same.j_ms));
+        float st[12];
+        double pointMs = 0;
+        std::int32_t shapes[2];
+        bool onT[2];
+        if (!isBeat) continue;
+        qzs_event_st(plain, st, &pointMs, 2);
+        qzs_event_st_after_j(plain, st + 2, st + 4, st + 6, st + 8, 2);
+        qzs_event_st_slope(plain, st + 10, shapes, onT, 2);
+        EXPECT_EQ(
+            Floats({[event st], [event stJ], [event stJ20], [event stJ60], [event stJ80], [event stSlope]}),
+            std::vector<float>(st, st + 12));
+        EXPECT_EQ(Samples([event stShape]), Row(shapes, shapes + 2));
+        EXPECT_EQ(Samples([event stOnT]), Row(onT, onT + 2));
+        EXPECT_EQ([event stPointMs], pointMs);
+        beats += [[event j] count] == 2 && std::abs([event rrMs] - 700) < 20 &&
+                 [event beatClass] == OCqzBeatNormal;
+    }
+    EXPECT_GT(beats, 40);
+    qzs_positions at = {};
+    qzs_get_measured_positions(plain, &at);
+    EXPECT_EQ(Floats({[session getMeasuredPos]}),
+              (std::vector<float>{float(at.length), float(at.q), float(at.r), float(at.j)}));
+    EXPECT_TRUE([[session getTempl] count] == 2 && [[session getPos] count] == 4 && [session delayMs] > 0);
+    EXPECT_EQ([[session conditioning] length], qzs_conditioning(plain, nullptr, 0));
+    EXPECT_TRUE([[[empty nextEvent] text] length] > 0 && [empty nextEvent] == nil);
+    qzs_free(plain);
+}
+
+TEST_F(OCqz, HandsALearnedBeatOnAndConditionedFramesOut) {
+    const Row samples = BeatTrain(kFs, 2).Noise(5, 1).Beats(700, 10).Record().samples;
+    qzs_session *const plain = Plain(true);
     qzs_push(plain, samples.data(), samples.size() / 2);
     Row conditioned(2 * qzs_conditioned(plain, nullptr, 0, nullptr));
     qzs_conditioned(plain, conditioned.data(), conditioned.size() / 2, nullptr);

@@ -46,6 +46,7 @@ qzs_session* Create(Bytes& bytes, qzs_beat& beat, std::vector<std::int16_t>& row
     options.postJms = bytes.Or(60);
     const int switches = bytes.Byte();
     options.conditioned = switches % 2;
+    options.comb = switches > 250;
     if (bytes.Byte() % 4 == 0) {
         beat.length = bytes.Or(200);
         beat.posR = bytes.Or(80);
@@ -113,6 +114,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 qzs_template(session, templ.data(), templ.size());
                 qzs_positions positions;
                 qzs_get_positions(session, &positions);
+                qzs_get_measured_positions(session, &positions);
                 rows.resize(static_cast<std::size_t>(bytes.Byte()) * 64);
                 qzs_learned_beat(session, &beat, rows.data(), rows.size());
                 Demand(qzs_delay_ms(session) >= 0);
@@ -125,6 +127,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 conditioned +=
                     FetchConditioned(session, static_cast<std::size_t>(bytes.Byte()) * 16, lastFrame);
                 break;
+            case 4: {  // most of the points in range, or the session's own
+                double at[3];
+                for (double& ms : at) {
+                    const int byte = bytes.Byte();
+                    ms = byte < 10 ? std::numeric_limits<double>::quiet_NaN() : &ms == at ? -byte : byte;
+                }
+                qzs_set_points(session, at[0], at[1], at[2]);
+                break;
+            }
             default: {  // a wave that repeats, with noise, or lines and jumps
                 const int count = bytes.Byte() * 8, period = bytes.Byte() + 100, height = bytes.Byte() * 64;
                 const bool line = bytes.Byte() > 240;

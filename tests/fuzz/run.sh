@@ -79,7 +79,7 @@ printf '\3\0\1\2\0\1\3\0\1\4\0\1\6'"$frames"'\3\2\1\2\0\1\3\0\1\4\0\1\0\5'"$fram
 # Ordinary options, then a minute of a wave with its events fetched now and then.
 session='\0\0\0\0\0\0\0\0\1'
 wave='\5\372\226\20\0\5\372\226\20\0\5\372\226\20\0\5\372\226\20\0\0\377'
-printf "$session$wave$wave\1\77\77$wave" | seed session wave
+printf "$session$wave$wave\1\77\77\4\50\74\144$wave" | seed session wave
 
 # What is sent to a live test, see Live_fuzz.cpp: lines, requests, and frames of a text and of a ping.
 printf '\0{"fs":500,"leads":["I","II"],"uVpb":2.5}' | seed live device

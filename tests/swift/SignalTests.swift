@@ -130,6 +130,56 @@ extension Bindings {
             for bank in banks { qzc_filter_bank_destroy(bank) }
         }
 
+        @Test func aSessionMeasuresAtPointsByHandAsTheCInterfaceDoes() throws {
+            let session = try #require(
+                qzSession(fs: fs, chn: leads, uVpb: 1, comb: true, stRateLimit: 60, beat: nil))
+            var options = qzs_options()
+            qzs_options_init(&options, MemoryLayout<qzs_options>.size)
+            options.fs = fs
+            options.leads = leads
+            options.comb = true
+            options.st_rate_limit = 60
+            let plain = qzs_create(&options)
+            defer { qzs_free(plain) }
+            for part in 0..<4 {  // of 6 s; the points are given back in the third
+                let signal = Array(minute[part * 3000..<(part + 1) * 3000].joined())
+                #expect(session.push(data: signal) == 3000 && qzs_push(plain, signal, 3000) == 3000)
+                #expect(!session.setPoints(q: 60, j: -40))
+                if part == 1 {
+                    #expect(session.setPoints(q: -40, j: 60, st: 100) && qzs_set_points(plain, -40, 60, 100))
+                } else {
+                    #expect(session.setPoints() && qzs_set_points(plain, .nan, .nan, .nan))
+                }
+            }
+            session.finish()
+            qzs_finish(plain)
+            var same = qzs_event(), pointsMs: Set<Double> = []
+            while let event = session.nextEvent() {
+                #expect(qzs_next_event(plain, &same, MemoryLayout<qzs_event>.size))
+                #expect(event.shape == same.shape)
+                #expect(event.votedBpm == same.voted_bpm || event.votedBpm.isNaN && same.voted_bpm.isNaN)
+                if event.kind != qzSessionEvent.beat { continue }
+                var st = [Float](repeating: 0, count: 6 * Int(leads)), pointMs = 0.0
+                var shapes = [Int32](repeating: 0, count: Int(leads))
+                var onT = [Bool](repeating: true, count: Int(leads))
+                st.withUnsafeMutableBufferPointer {
+                    let row = $0.baseAddress!, chn = Int(leads)
+                    qzs_event_st(plain, row, &pointMs, chn)
+                    qzs_event_st_after_j(plain, row + chn, row + 2 * chn, row + 3 * chn, row + 4 * chn, chn)
+                    qzs_event_st_slope(plain, row + 5 * chn, &shapes, &onT, chn)
+                }
+                #expect(event.st + event.stJ + event.stJ20 + event.stJ60 + event.stJ80 + event.stSlope == st)
+                #expect(event.stShape == shapes.map { Int($0) } && event.stOnT == onT)
+                #expect((event.qMs, event.jMs, event.stPointMs) == (same.q_ms, same.j_ms, pointMs))
+                pointsMs.insert(pointMs)
+            }
+            #expect(pointsMs == [60, 100])
+            var at = qzs_positions()
+            qzs_get_measured_positions(plain, &at)
+            #expect(session.getMeasuredPos() == [at.length, at.q, at.r, at.j].map { Float($0) })
+            #expect(session.conditioning().utf8.count == qzs_conditioning(plain, nil, 0))
+        }
+
         /// What its events tell is compared by the examples.
         @Test func aSessionTellsOfEveryBeatOrWhyNot() throws {
             let session = try #require(qzSession(fs: fs, chn: leads, uVpb: 1))

@@ -5,7 +5,9 @@
 //
 // A session conditions the signal, learns the first averaged beat from it, folds every beat that matches into
 // that, and measures ST on it. Unlike those of the flat classes every object is a session of its own, for one
-// thread at a time. Seconds count from the first frame, filter delays taken off. Arrays: see OCqz.h.
+// thread at a time. Seconds count from the first frame, filter delays taken off. Arrays: see OCqz.h. Of the
+// C++ class there is everything but the number of frames taken, which is the sum of what push returns, and
+// names: of leads, and of what a beat was learned from.
 #pragma once
 
 #import "OCqzDefines.h"
@@ -38,14 +40,23 @@ enum {
     OCqzBeatPaced = 5              ///< of a usual shape, where a pacemaker is told of
 };
 
+/// Classes of the slope of ST.
+enum {
+    OCqzSTUnknown = 0,    ///< nothing is measured
+    OCqzSTUpsloping = 1,  ///< 0.5 uV per ms and more
+    OCqzSTHorizontal = 2,
+    OCqzSTDownsloping = 3  ///< -0.5 uV per ms and less
+};
+
 /// One event. It does not change, and does not need its session.
 @interface OCqzSessionEvent : NSObject {
 @private
-    int kind, lead, beatClass;
-    double seconds, bpm, rrMs, voidFromSeconds;
+    int kind, lead, beatClass, shape;
+    double seconds, bpm, votedBpm, rrMs, qMs, jMs, voidFromSeconds;
     BOOL again;
     NSArray *OC_NULLABLE level, *OC_NULLABLE slope, *OC_NULLABLE j;
-    NSArray *OC_NULLABLE st;
+    NSArray *OC_NULLABLE st, *OC_NULLABLE stJ, *OC_NULLABLE stJ20, *OC_NULLABLE stJ60, *OC_NULLABLE stJ80;
+    NSArray *OC_NULLABLE stSlope, *OC_NULLABLE stShape, *OC_NULLABLE stOnT;
     double stPointMs;
     NSArray *OC_NULLABLE quality;
     NSString *OC_NULLABLE text;
@@ -55,9 +66,16 @@ enum {
 @property(nonatomic, readonly) double seconds;  ///< when it was, see the kinds
 /// Heart rate at an interval, or that shown at the time of a beat; else NaN.
 @property(nonatomic, readonly) double bpm;
+/// Heart rate at an interval as most of the leads' detectors have it; else NaN.
+@property(nonatomic, readonly) double votedBpm;
 /// Of an interval or a beat, ms from the beat found before, NaN after 4 s without; else NaN.
 @property(nonatomic, readonly) double rrMs;
 @property(nonatomic, readonly) int beatClass;  ///< of an interval or a beat: OCqzBeat...; else 0
+/// Of OCqzEventBeat: which averaged beat it is like, numbered from 0 as learned; else -1.
+@property(nonatomic, readonly) int shape;
+/// Of OCqzEventBeat: onset and end of the QRS that it is measured from, ms from seconds; else NaN.
+@property(nonatomic, readonly) double qMs;
+@property(nonatomic, readonly) double jMs;
 /// Of OCqzEventLeadOff: what was told of the lead for beats after this is void.
 @property(nonatomic, readonly) double voidFromSeconds;
 @property(nonatomic, readonly) BOOL again;  ///< of OCqzEventLearned: in place of an earlier averaged beat
@@ -67,11 +85,21 @@ enum {
 @property(nonatomic, readonly) NSArray *OC_NULLABLE slope;
 @property(nonatomic, readonly) NSArray *OC_NULLABLE j;
 /// Of OCqzEventBeat: ST level of each lead, uV, at stPointMs after J: 80 ms, 60 ms while the heart rate is
-/// above the limit of the session, 145/min, until it is 5/min below. It is against the PR segment, at an
-/// onset and J that follow the averaged beat; NaN as above, and where that point lies on the T wave. Else nil
-/// and 0.
+/// above the limit of the session, 145/min, until it is 5/min below; or at the point of setPoints. It is
+/// against the PR segment, at an onset and J that follow the averaged beat or are set by hand; NaN as above,
+/// and where a point that is not set by hand lies on the T wave. Else nil and 0.
 @property(nonatomic, readonly) NSArray *OC_NULLABLE st;
 @property(nonatomic, readonly) double stPointMs;
+/// The same at J, and 20, 60 and 80 ms after.
+@property(nonatomic, readonly) NSArray *OC_NULLABLE stJ;
+@property(nonatomic, readonly) NSArray *OC_NULLABLE stJ20;
+@property(nonatomic, readonly) NSArray *OC_NULLABLE stJ60;
+@property(nonatomic, readonly) NSArray *OC_NULLABLE stJ80;
+/// Of OCqzEventBeat, one per lead, else nil: the slope from J to the point of st, uV per ms; its class,
+/// OCqzST..., as a short; whether that point lies on the T wave, as a short of 1 or 0.
+@property(nonatomic, readonly) NSArray *OC_NULLABLE stSlope;
+@property(nonatomic, readonly) NSArray *OC_NULLABLE stShape;
+@property(nonatomic, readonly) NSArray *OC_NULLABLE stOnT;
 /// Of OCqzEventQuality, one float per lead, else nil: from 0, nothing to be measured, to 1, clean.
 @property(nonatomic, readonly) NSArray *OC_NULLABLE quality;
 @property(nonatomic, readonly) NSString *OC_NULLABLE text;  ///< of OCqzEventNotLearned, for people; else nil
@@ -127,7 +155,7 @@ enum {
 /// @param lowpass  Cutoff of the low-pass, below fs / 2; 0 for none; usually 40, Hz.
 /// @param smooth   Strength of the adaptive smoother: 0 none, 1 or 2.
 /// @param postJms  ST is measured this long after J + 6 ms: 10 to 200, usually 60.
-/// @return Nil for arguments out of range and without memory.
+/// @return Nil for arguments out of range and without memory. qzs_refusal (api/qzSessionC.h) says why.
 - (instancetype OC_NULLABLE)init:(short)fs
                              chn:(short)chn
                             uVpb:(double)uVpb
@@ -136,9 +164,10 @@ enum {
                           smooth:(short)smooth
                          postJms:(short)postJms NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:));
 /// The same, and:
+/// @param comb         A comb instead of notch and high-pass, for mains of 50 Hz at a multiple of 50 Hz: it
+///                     takes out every harmonic of the mains, delays by 740 ms and shifts ST.
 /// @param stRateLimit  Heart rate above which `st` is at J + 60 ms instead of J + 80 ms: above 0, usually
-/// 145,
-///                     beats/min.
+///                     145, beats/min.
 /// @param paced        A pacemaker is at work: beats of a usual shape are OCqzBeatPaced.
 /// @param beat         The first averaged beat; nil: the session learns it.
 /// @param conditioned  Whether conditioned frames are kept to be fetched.
@@ -149,12 +178,13 @@ enum {
                            mains:(short)mains
                          lowpass:(short)lowpass
                           smooth:(short)smooth
+                            comb:(BOOL)comb
                          postJms:(short)postJms
                      stRateLimit:(double)stRateLimit
                            paced:(BOOL)paced
                             beat:(OCqzLearnedBeat *OC_NULLABLE)beat
                      conditioned:(BOOL)conditioned
-    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:postJms:stRateLimit:paced:beat:conditioned:));
+    NS_SWIFT_NAME(init(_:chn:uVpb:mains:lowpass:smooth:comb:postJms:stRateLimit:paced:beat:conditioned:));
 
 /// Takes frames, the samples of one after those of the other; what is left over of a frame is not taken.
 /// @return How many frames it took: fewer than there are when 256 events or 4096 conditioned frames wait to
@@ -162,6 +192,14 @@ enum {
 - (NSInteger)push:(NSArray *)frames;
 /// The signal has ended: brings the events that the filters still hold. Once.
 - (void)finish;
+/// From the next beat on it is measured at these points, in every averaged beat. NaN is the session's own
+/// point, which follows the averaged beat: as at first, and again after one by hand. The engine's values
+/// (level, slope, j) keep its own.
+/// @param qMs   Onset of the QRS, from R of getPos: -200 to -8 ms.
+/// @param jMs   Its end, from R: 8 to 250 ms.
+/// @param stMs  ST point, from that end: 10 to 200 ms; it counts on the T wave too.
+/// @return NO, and nothing changes, where one is out of its range.
+- (BOOL)setPoints:(double)qMs j:(double)jMs st:(double)stMs NS_SWIFT_NAME(setPoints(_:j:st:));
 /// The next event, each kind in order of time; nil where none waits.
 - (OCqzSessionEvent *OC_NULLABLE)nextEvent;
 /// All waiting conditioned frames, in the form that push takes, 1 uV per unit. They follow each other without
@@ -172,12 +210,17 @@ enum {
 
 /// The averaged beat as it is now, one array of microvolts per lead; nil before there is one.
 - (NSArray *OC_NULLABLE)getTempl;
-/// Its points: length, Q, R and J, ms from its start; nil before there is one.
+/// Its points: length, Q, R and J, ms from its start, Q as learned, or Q and J as set by hand; nil before
+/// there is one.
 - (NSArray *OC_NULLABLE)getPos;
+/// The same with the Q and J that the latest beat was measured at.
+- (NSArray *OC_NULLABLE)getMeasuredPos;
 /// The averaged beat that was learned last, or handed in, as it was then; nil before there is one.
 - (OCqzLearnedBeat *OC_NULLABLE)learnedBeat;
 /// The delay of the filters, which is taken off all times, ms.
 - (double)delayMs;
+/// The filters in words.
+- (NSString *)conditioning;
 
 @end
 

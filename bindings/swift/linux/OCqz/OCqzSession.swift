@@ -6,14 +6,25 @@ public final class OCqzSessionEvent {
     public let lead: Int32
     public let seconds: Double
     public let bpm: Double
+    public let votedBpm: Double
     public let rrMs: Double
     public let beatClass: Int32
+    public let shape: Int32
+    public let qMs: Double
+    public let jMs: Double
     public let voidFromSeconds: Double
     public let again: Bool
     public let level: [Any]?
     public let slope: [Any]?
     public let j: [Any]?
     public let st: [Any]?
+    public let stJ: [Any]?
+    public let stJ20: [Any]?
+    public let stJ60: [Any]?
+    public let stJ80: [Any]?
+    public let stSlope: [Any]?
+    public let stShape: [Any]?
+    public let stOnT: [Any]?
     public let stPointMs: Double
     public let quality: [Any]?
     public let text: String?
@@ -24,8 +35,12 @@ public final class OCqzSessionEvent {
         lead = event.lead
         seconds = event.seconds
         bpm = event.bpm
+        votedBpm = event.voted_bpm
         rrMs = event.rr_ms
         beatClass = event.beat_class
+        shape = event.shape
+        qMs = event.q_ms
+        jMs = event.j_ms
         voidFromSeconds = event.void_from_seconds
         again = event.again
         var values = [[Float]](repeating: [Float](repeating: 0, count: leads), count: 3)
@@ -39,6 +54,15 @@ public final class OCqzSessionEvent {
         var pointMs = 0.0
         st = isBeat && qzs_event_st(session, &values[0], &pointMs, leads) ? values[0] : nil
         stPointMs = pointMs
+        stJ = isBeat && qzs_event_st_after_j(session, &values[0], nil, nil, nil, leads) ? values[0] : nil
+        stJ20 = isBeat && qzs_event_st_after_j(session, nil, &values[0], nil, nil, leads) ? values[0] : nil
+        stJ60 = isBeat && qzs_event_st_after_j(session, nil, nil, &values[0], nil, leads) ? values[0] : nil
+        stJ80 = isBeat && qzs_event_st_after_j(session, nil, nil, nil, &values[0], leads) ? values[0] : nil
+        var shapes = [Int32](repeating: 0, count: leads)
+        var onT = [Bool](repeating: false, count: leads)
+        stSlope = isBeat && qzs_event_st_slope(session, &values[0], nil, nil, leads) ? values[0] : nil
+        stShape = isBeat && qzs_event_st_slope(session, nil, &shapes, nil, leads) ? shapes.map { Int16($0) } : nil
+        stOnT = isBeat && qzs_event_st_slope(session, nil, nil, &onT, leads) ? onT.map { Int16($0 ? 1 : 0) } : nil
         quality = qzs_event_quality(session, &values[0], leads) ? values[0] : nil
         var line = [CChar](repeating: 0, count: qzs_event_text(session, nil, 0) + 1)
         text = qzs_event_text(session, &line, line.count) > 0 ? String(cString: line) : nil
@@ -101,8 +125,8 @@ public final class OCqzSession {
     private let leads: Int
 
     public init?(
-        _ fs: Int16, chn: Int16, uVpb: Double, mains: Int16, lowpass: Int16, smooth: Int16, postJms: Int16,
-        stRateLimit: Double, paced: Bool, beat: OCqzLearnedBeat?, conditioned: Bool
+        _ fs: Int16, chn: Int16, uVpb: Double, mains: Int16, lowpass: Int16, smooth: Int16, comb: Bool,
+        postJms: Int16, stRateLimit: Double, paced: Bool, beat: OCqzLearnedBeat?, conditioned: Bool
     ) {
         var options = qzs_options()
         qzs_options_init(&options, MemoryLayout<qzs_options>.size)
@@ -112,6 +136,7 @@ public final class OCqzSession {
         options.mains_hz = mains
         options.lowpass_hz = lowpass
         options.smooth = smooth
+        options.comb = comb
         options.postJms = postJms
         options.st_rate_limit = stRateLimit
         options.paced = paced
@@ -124,6 +149,9 @@ public final class OCqzSession {
 
     public func push(_ frames: [Any]) -> Int { qzs_push(session, samples(frames), frames.count / leads) }
     public func finish() { qzs_finish(session) }
+    public func setPoints(_ qMs: Double, j jMs: Double, st stMs: Double) -> Bool {
+        qzs_set_points(session, qMs, jMs, stMs)
+    }
     public func nextEvent() -> OCqzSessionEvent? {
         var event = qzs_event()
         guard qzs_next_event(session, &event, MemoryLayout<qzs_event>.size) else { return nil }
@@ -146,8 +174,13 @@ public final class OCqzSession {
     }
     public func getPos() -> [Any]? {
         var ms = qzs_positions()
-        return qzs_get_positions(session, &ms) ? [ms.length, ms.q, ms.r, ms.j].map { Float($0) } : nil
+        return qzs_get_positions(session, &ms) ? elements(ms) : nil
     }
+    public func getMeasuredPos() -> [Any]? {
+        var ms = qzs_positions()
+        return qzs_get_measured_positions(session, &ms) ? elements(ms) : nil
+    }
+    private func elements(_ ms: qzs_positions) -> [Any] { [ms.length, ms.q, ms.r, ms.j].map { Float($0) } }
     public func learnedBeat() -> OCqzLearnedBeat? {
         var beat = qzs_beat()
         var flat = [Int16](repeating: 0, count: qzs_learned_beat(session, nil, nil, 0))
@@ -160,4 +193,9 @@ public final class OCqzSession {
             confident: beat.confident)
     }
     public func delayMs() -> Double { qzs_delay_ms(session) }
+    public func conditioning() -> String {
+        var line = [CChar](repeating: 0, count: qzs_conditioning(session, nil, 0) + 1)
+        qzs_conditioning(session, &line, line.count)
+        return String(cString: line)
+    }
 }
