@@ -50,13 +50,19 @@ double UpperMedian(std::vector<double> values) {
     return *middle;
 }
 
-// Takes off the mean and divides by the root of the energy, so that the correlation of two such rows is the
+// Takes off the straight line that fits best, so that beats on a wandering baseline are alike, and divides by
+// the root of the energy, so that the correlation of two such rows is the
 // sum of their products; a flat row becomes 0.
 void Normalize(std::vector<double>& row) {
-    const double mean = std::accumulate(row.begin(), row.end(), 0.0) / static_cast<double>(row.size());
+    const auto count = static_cast<double>(row.size());
+    const double mean = std::accumulate(row.begin(), row.end(), 0.0) / count;
+    double slope = 0, at = (1 - count) / 2;
+    for (const double value : row) slope += at++ * value;
+    slope *= 12 / (count * (count * count - 1));
     double energy = 0;
+    at = (1 - count) / 2;
     for (double& value : row) {
-        value -= mean;
+        value -= mean + slope * at++;
         energy += value * value;
     }
     const double scale = energy > 0 ? 1 / std::sqrt(energy) : 0;
