@@ -258,7 +258,7 @@ void StreamSource::TakeGreeting() {
     const std::size_t end = m_bytes.find('\n');
     if (end == std::string::npos && m_bytes.size() <= kLongestGreeting) return;
     try {
-        if (end == std::string::npos || end > kLongestGreeting)
+        if (end > kLongestGreeting)  // npos too
             throw HostError("device", "expected a first line of at most 4096 bytes");
         const SourceInfo told = ParseDeviceLine(m_bytes.substr(0, end));
         if (m_isKnown && (told.fs != m_info.fs || told.leads != m_info.leads || told.uVpb != m_info.uVpb))

@@ -75,7 +75,8 @@ private:
             (frame + 1) * m_chn > m_page.frames.size())
             return;
         for (std::size_t lead = 0; lead < m_chn; ++lead)
-            m_strip.uV[lead].push_back(m_page.frames[frame * m_chn + lead] == kMissing ? kNothing : uV[lead]);
+            m_strip.uV[lead].push_back(
+                m_page.frames[frame * m_chn + lead] == kMissing ? kNothing : static_cast<float>(uV[lead]));
     }
 
     const StripPage& m_page;
@@ -118,7 +119,7 @@ std::optional<StripPage> GatherStrip(const LiveTest& test, const KeptSignal& sig
 }
 
 void WriteStrip(std::ostream& out, StripPage page, const Language& language) {
-    Conditioned(page, page.result.strips.front());
+    const Conditioned conditioned(page, page.result.strips.front());
     const Findings findings({page.result, page.exercise, Paper::A4, language});
     std::vector<ReportPage> pages;
     AddStripPages(findings, pages);

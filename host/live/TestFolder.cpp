@@ -93,7 +93,7 @@ TestFolder::TestFolder(const std::string& folder, const SourceInfo& info)
     struct stat facts {};
     if (fstat(m_samples.Value(), &facts) == 0 && facts.st_size > 0) m_lastWritten = facts.st_mtim;
     const std::string text = ReadText(JournalPath(folder), kMostJournalBytes);
-    Cut(m_journal.Value(), JournalPath(folder), static_cast<long long>(text.rfind('\n') + 1));
+    Cut(m_journal.Value(), JournalPath(folder), static_cast<long long>(text.rfind('\n')) + 1);
     const auto frameBytes = static_cast<std::uintmax_t>(2 * info.leads.size());
     const std::uintmax_t bytes = fs::file_size(SamplesPath(folder));
     // A test that had ended has its length in the header.

@@ -45,7 +45,8 @@ ResampledRecord::~ResampledRecord() = default;
 void ResampledRecord::Fill() {
     const std::size_t leads = m_frame.size();
     const auto put = [&] {
-        for (std::size_t lead = 0; lead < leads; ++lead) m_in.push_back(m_frame[lead] - m_first[lead]);
+        for (std::size_t lead = 0; lead < leads; ++lead)
+            m_in.push_back(static_cast<float>(m_frame[lead]) - m_first[lead]);
     };
     m_in.clear();
     while (m_in.size() < kSourceBlockFrames * leads && !m_isEnded) {
@@ -58,7 +59,7 @@ void ResampledRecord::Fill() {
     if (m_framesIn == 0) return;
     if (m_isEnded) {
         m_frame = m_last;  // a read that fails leaves anything
-        for (double left = kTailSeconds * m_info.storedHz; left > 0; --left) put();
+        for (auto left = std::lround(std::ceil(kTailSeconds * m_info.storedHz)); left > 0; --left) put();
     }
     SRC_DATA data{};
     m_out.resize(static_cast<std::size_t>(static_cast<double>(m_in.size()) * m_ratio) +

@@ -164,7 +164,7 @@ private:
             return raw;
         };
         switch (m_format.code) {
-            case 8: m_group[0] = static_cast<signed char>(NextByte()); break;
+            case 8: m_group[0] = SignExtended(NextByte()); break;
             case 61: {  // high byte first
                 const long long high = NextByte();
                 m_group[0] = SignExtended(high << 8 | NextByte());
@@ -287,10 +287,10 @@ void WfdbRecord::State::OpenFiles(const std::filesystem::path& headerPath) {
     for (std::size_t begin = 0, end = 0; begin < signals.size(); begin = end) {
         const Signal& first = signals[begin];
         long long samples = 0;
-        for (end = begin; end < signals.size() && signals[end].fileName == first.fileName; ++end) {
+        do {
             fileOf.push_back(files.size());
             samples += signals[end].samplesPerFrame;
-        }
+        } while (++end < signals.size() && signals[end].fileName == first.fileName);
         files.emplace_back(InputFile(headerPath.parent_path().string(), first.fileName),
                            std::span(&first, end - begin));
         if (files.back().IsCut())
