@@ -164,7 +164,7 @@ private:
             return raw;
         };
         switch (m_format.code) {
-            case 8: m_group[0] = (NextByte() ^ 0x80) - 0x80; break;  // signed
+            case 8: m_group[0] = (NextByte() ^ 0x80) - 0x80; break;
             case 61: {  // high byte first
                 const long long high = NextByte();
                 m_group[0] = SignExtended(high << 8 | NextByte());
