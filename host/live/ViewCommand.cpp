@@ -1,9 +1,8 @@
 // qzstress view: a finished recording in the page of a live test.
 //
 //   reading thread:  recording --> KeptSignal, with its overview
-//   main thread:     pages are served; once all is read, its frames are analysed as those of a live test,
-//   with
-//                    the commands that were given in it where the recording is one
+//   main thread:     pages are served; once all is read, the frames are analysed as those of a live test,
+//                    with the commands that were given in it
 //
 // Where a file of the recording holds its frames as they are, they are read there; else they are copied into
 // a temporary one first.

@@ -9,10 +9,9 @@
 // the most typical beat of the first seconds that does not come early, so that bigeminy from the start on is
 // understood. Another shape becomes normal after 12 beats most of which come on time, as those of a bundle
 // branch block do; a normal one whose beats come early is normal no more where another, at least half as
-// frequent lately, comes on time. The usual interval is the median of
-// the latest 12 between beats that are not ventricular; a pause after a ventricular beat counts half with
-// the interval before it. Where intervals differ by themselves, as in atrial fibrillation, a beat that comes
-// early tells less.
+// frequent lately, comes on time. The usual interval is the median of the latest 12 between beats that are
+// not ventricular; a pause after a ventricular beat counts half with the interval before it. Where intervals
+// differ by themselves, as in atrial fibrillation, a beat that comes early tells less.
 //
 // Of several shapes the usual one is that which most of the latest beats are like, ventricular ones left out;
 // another one that comes instead, as of a bypass tract that conducts and does not, is the usual one with its

@@ -39,6 +39,7 @@ constexpr double kBesideBeatSeconds = 0.14;  // what is between beats begins aft
 constexpr double kShapeHalfSeconds = 0.08, kShapeShiftSeconds = 0.02;
 constexpr double kSoonSeconds = 0.36;  // after a beat: its T wave, or an early beat
 constexpr double kLongestRrSeconds = 2.5;
+constexpr int kFarthestFirst = 1 << 20;  // units: what gaps add up to leaves a float its digits
 
 // Floors.
 constexpr double kFloorSeconds = 1.5, kFloorEverySeconds = 0.1, kFloorStepSeconds = 0.02;
@@ -173,7 +174,8 @@ const std::vector<long long>& BeatFinder::Take(const short* frame) {
 }
 
 void BeatFinder::EndGap(const short* held, const short* next) {
-    for (std::size_t c = 0; c < m_chn; ++c) m_first[c] += next[c] - held[c];
+    for (std::size_t c = 0; c < m_chn; ++c)
+        m_first[c] = std::clamp(m_first[c] + next[c] - held[c], -kFarthestFirst, kFarthestFirst);
     m_isGap = false;
     m_gapEnd = m_taken;
 }

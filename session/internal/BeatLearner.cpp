@@ -51,8 +51,8 @@ double UpperMedian(std::vector<double> values) {
 }
 
 // Takes off the straight line that fits best, so that beats on a wandering baseline are alike, and divides by
-// the root of the energy, so that the correlation of two such rows is the
-// sum of their products; a flat row becomes 0.
+// the root of the energy, so that the correlation of two such rows is the sum of their products; a flat row
+// becomes 0.
 void Normalize(std::vector<double>& row) {
     const auto count = static_cast<double>(row.size());
     const double mean = std::accumulate(row.begin(), row.end(), 0.0) / count;
