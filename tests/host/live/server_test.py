@@ -199,12 +199,14 @@ for _ in range(40):  # of 1.5 MB each, more than may wait for a page: it is give
 pages = [Page(monitor) for _ in range(18)]
 assert all(one.status == 101 for one in pages)
 assert Page(monitor).status == 503
+page.send('{"do": "mark", "text": "all was asked"}')
+assert page.receive("done")["ok"]
 before, before_kib, started = monitor.seconds_kept(), monitor.resident_kib(), time.monotonic()
 frames = []
 while time.monotonic() < started + 2 or len(frames) <= 20 and time.monotonic() < started + 20:
     frames.append(struct.unpack("<d", page.receive("signal")[8:16])[0])
 pace = (monitor.seconds_kept() - before) / (time.monotonic() - started)
-assert 20 < pace < 40, f"{pace} times the pace"
+assert pace > 5, f"{pace} times the pace"  # 30 where nothing else runs; 0 where a page holds it up
 assert len(frames) > 20 and frames == sorted(frames), f"{len(frames)} messages"
 assert monitor.resident_kib() < before_kib + 40_000, f"{before_kib} KiB grew to {monitor.resident_kib()}"
 for one in pages + [stalled]:
