@@ -25,10 +25,12 @@ work = tempfile.TemporaryDirectory()
 class Monitor:
     """A running test of the simulated patient, and its page's address."""
 
-    def __init__(self, name, *options):
+    def __init__(self, name, speed, *options):
         self.folder = os.path.join(work.name, name)
-        words = [program, "monitor", "sim", "--speed", "30", "--port", "0", "--out", self.folder, *options]
-        self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        words = [program, "monitor", "sim", "--speed", str(speed), "--port", "0", "--out", self.folder, *options]
+        # The address sanitizer keeps what is freed, which the memory that is told here would show.
+        environment = dict(os.environ, ASAN_OPTIONS="quarantine_size_mb=4")
+        self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, env=environment)
         atexit.register(self.process.kill)
         self.process.stdout.readline()
         self.url = self.process.stdout.readline().split()[1]
@@ -129,7 +131,7 @@ class Page:
             return True
 
 
-monitor = Monitor("plain")
+monitor = Monitor("plain", 10)
 
 # The page, and nothing else.
 status, head, body = get(monitor, "/")
@@ -192,8 +194,9 @@ for _ in range(100):
     hostile.door.close()
 
 # A page that never reads holds nothing up; twenty may be open, and no more.
+page.door.close()  # it has answered no ping for as long as all that took
 time.sleep(0.3)
-stalled = Page(monitor)
+page, stalled = Page(monitor), Page(monitor)
 for _ in range(40):  # of 1.5 MB each, more than may wait for a page: it is given up
     stalled.send('{"signal": 1, "from": 0, "frames": 65536}')
 pages = [Page(monitor) for _ in range(18)]
@@ -206,7 +209,7 @@ frames = []
 while time.monotonic() < started + 2 or len(frames) <= 20 and time.monotonic() < started + 20:
     frames.append(struct.unpack("<d", page.receive("signal")[8:16])[0])
 pace = (monitor.seconds_kept() - before) / (time.monotonic() - started)
-assert pace > 5, f"{pace} times the pace"  # 30 where nothing else runs; 0 where a page holds it up
+assert pace > 2, f"{pace} times the pace"  # 10 where nothing else runs; 0 where a page holds it up
 assert len(frames) > 20 and frames == sorted(frames), f"{len(frames)} messages"
 assert monitor.resident_kib() < before_kib + 40_000, f"{before_kib} KiB grew to {monitor.resident_kib()}"
 for one in pages + [stalled]:
@@ -224,7 +227,7 @@ assert '"systolic_mmhg": 140.0' in json.dumps(result), "the pressure is lost"
 monitor.end()
 
 # Beyond the loopback nothing is told without the token.
-monitor = Monitor("open", "--address", "0.0.0.0")
+monitor = Monitor("open", 30, "--address", "0.0.0.0")
 token = monitor.url.split("token=")[1]
 assert len(token) == 32
 for path in ["/", "/main.js", "/?token=" + "0" * 32, "/?token=" + token[:-1]]:
