@@ -14,8 +14,8 @@
  * bounded and nothing is lost. qzs_finish takes no heed of that: it adds at most the events that 90 s of
  * signal bring, and the conditioned frames that the filters still hold, once.
  *
- * Of the C++ class there is everything but the number of frames taken, which is the sum of what qzs_push
- * returns, and names: of leads, and of what a beat was learned from.
+ * Of the C++ class there is everything but the means that the latest ST was measured on, the number of frames
+ * taken, which is the sum of what qzs_push returns, and names: of leads, and of what a beat was learned from.
  *
  * Options and events have the size that this header gives them. A program that was compiled with another
  * header is refused where its sizes differ.

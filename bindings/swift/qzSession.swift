@@ -173,8 +173,8 @@ public struct qzLearnedBeat: Codable, Sendable {
 ///     session.push(data: frames)
 ///     while let event = session.nextEvent() { if event.kind == qzSessionEvent.beat { show(event.level) } }
 ///
-/// Of the C++ class there is everything but the number of frames taken, which is the sum of what `push` returns, and names:
-/// of leads, and of what a beat was learned from.
+/// Of the C++ class there is everything but the means that the latest ST was measured on, the number of frames taken, which
+/// is the sum of what `push` returns, and names: of leads, and of what a beat was learned from.
 ///
 /// Frames have one 16-bit sample per lead, in lead order. Every object is a session of its own: as many as wanted,
 /// each for one thread at a time.

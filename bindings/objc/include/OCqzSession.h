@@ -6,8 +6,8 @@
 // A session conditions the signal, learns the first averaged beat from it, folds every beat that matches into
 // that, and measures ST on it. Unlike those of the flat classes every object is a session of its own, for one
 // thread at a time. Seconds count from the first frame, filter delays taken off. Arrays: see OCqz.h. Of the
-// C++ class there is everything but the number of frames taken, which is the sum of what push returns, and
-// names: of leads, and of what a beat was learned from.
+// C++ class there is everything but the means that the latest ST was measured on, the number of frames taken,
+// which is the sum of what push returns, and names: of leads, and of what a beat was learned from.
 #pragma once
 
 #import "OCqzDefines.h"
