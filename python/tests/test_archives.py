@@ -34,8 +34,12 @@ if "_analyst" in pathlib.Path("/proc/self/cmdline").read_text():
         name, once = pathlib.Path(path).stem, pathlib.Path(path + ".killed")
         if name == "crash":
             os.abort()
-        while name == "hang":
-            ctypes.PyDLL(None).pause()  # with the interpreter's lock held
+        if name == "hang":
+            if signal.getitimer(signal.ITIMER_REAL)[0] > 0:
+                signal.setitimer(signal.ITIMER_REAL, 0.2)  # the limit is long: nobody is to wait for it
+            worker = os.getppid()
+            while os.getppid() == worker:
+                ctypes.PyDLL(None).usleep(10000)  # with the interpreter's lock held
         if name == "killer" or name == "again" and not once.exists():
             once.touch()
             os.kill(os.getppid(), signal.SIGKILL)
@@ -89,12 +93,12 @@ def test_recordings_that_crash_hang_and_kill_are_listed_and_the_others_done(
         dask.config.set(settings),
         distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=":0") as cluster,
     ):
-        done = qzstress.archive(faulty, out, cluster.scheduler_address, time_limit_s=4, progress=False)
+        done = qzstress.archive(faulty, out, cluster.scheduler_address, time_limit_s=100, progress=False)
     failures = {Path(record).stem: message for record, message in done.failures.items()}
     assert "broken.hea" in failures.pop("broken")
     assert failures == {
         "crash": "its analysis ended by signal 6",
-        "hang": "given up after 4 s",
+        "hang": "given up after 100 s",
         "killer": "its worker died 2 times",
     }
     assert names(out) == ["a", "again", "b", "c", "d"]
@@ -114,9 +118,9 @@ def test_begun_again_it_does_what_is_missing_and_nothing_twice(
     words = ["archive", str(faulty), "--out", str(out), "--mains=50", "--quiet"]
     (faulty / "killer.hea").unlink()
     (faulty / "again.hea").unlink()
-    command = [sys.executable, "-m", "qzstress", *words, "--timeout=5", "--tries=1"]
+    command = [sys.executable, "-m", "qzstress", *words, "--timeout=0", "--tries=1"]
     first = subprocess.Popen(command, cwd=tmp_path)
-    deadline = time.monotonic() + 60
+    deadline = time.monotonic() + 300
     while len(files(out / "summary")) < 2 and first.poll() is None and time.monotonic() < deadline:
         time.sleep(0.01)
     os.kill(first.pid, signal.SIGKILL)  # with its scheduler and its worker
