@@ -12,6 +12,7 @@ namespace {
 constexpr std::chrono::milliseconds kStateEvery{250}, kBeatsEvery{1000};
 constexpr std::chrono::milliseconds kListenTime{5};
 constexpr std::size_t kMostInbox = 1000, kKeptEvents = 500;
+constexpr std::size_t kMostWishes = 100;  // of a client
 constexpr std::size_t kMostStrips = 200;  // of a test
 
 double WallMs() {
@@ -47,28 +48,41 @@ void PageFeed::Greet(int client) {
     m_nextState = m_nextBeats = {};
 }
 
-std::vector<PageFeed::Asked> PageFeed::Listen() {
+std::vector<PageFeed::Asked> PageFeed::ReadInbox() {
+    std::deque<std::pair<int, std::string>> inbox;
+    {
+        const std::lock_guard lock(m_mutex);
+        inbox.swap(m_inbox);
+    }
     std::vector<Asked> commands;
-    for (const auto until = Clock::now() + kListenTime; Clock::now() < until;) {
-        std::pair<int, std::string> next;
-        {
-            const std::lock_guard lock(m_mutex);
-            if (m_inbox.empty()) break;
-            next = std::move(m_inbox.front());
-            m_inbox.pop_front();
-        }
-        const auto& [client, text] = next;
-        if (text.empty()) {
-            Greet(client);
-            continue;
-        }
-        const PageRequest request = ParsePageRequest(text);
-        if (request.ping) SendText(PongMessage(*request.ping, WallMs()), client);
-        if (request.signal) SendSignal(client, *request.signal);
-        if (request.stripSeconds) BeginStrip(client, *request.stripSeconds, request.language);
-        if (request.command) commands.push_back({client, request.name, *request.command});
+    for (const auto& [client, text] : inbox) {
+        Wish wish{text.empty(), ParsePageRequest(text)};
+        if (wish.request.ping) SendText(PongMessage(*wish.request.ping, WallMs()), client);
+        if (wish.request.command) commands.push_back({client, wish.request.name, *wish.request.command});
+        if (!wish.isGreeting && !wish.request.signal && !wish.request.stripSeconds) continue;
+        std::deque<Wish>& wishes = m_wishes[client];
+        if (wishes.size() < kMostWishes) wishes.push_back(std::move(wish));
     }
     return commands;
+}
+
+std::vector<PageFeed::Asked> PageFeed::Listen() {
+    std::vector<Asked> commands = ReadInbox();
+    for (const auto until = Clock::now() + kListenTime; !m_wishes.empty() && Clock::now() < until;) {
+        auto next = m_wishes.upper_bound(m_granted);
+        if (next == m_wishes.end()) next = m_wishes.begin();
+        m_granted = next->first;
+        Grant(m_granted, next->second.front());
+        next->second.pop_front();
+        if (next->second.empty()) m_wishes.erase(next);
+    }
+    return commands;
+}
+
+void PageFeed::Grant(int client, const Wish& wish) {
+    if (wish.isGreeting) Greet(client);
+    if (wish.request.signal) SendSignal(client, *wish.request.signal);
+    if (wish.request.stripSeconds) BeginStrip(client, *wish.request.stripSeconds, wish.request.language);
 }
 
 void PageFeed::Answer(const Asked& asked, bool isDone) {

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <deque>
 #include <future>
+#include <map>
 #include <mutex>
 #include <set>
 #include <string>
@@ -29,9 +30,9 @@ public:
              std::string protocol, bool isView = false);
 
     std::string Url() const { return m_server.Url(); }
-    /// Answers what pages ask for, for a few milliseconds at the most: what then waits has its turn at the
-    /// next call, so that no page holds the signal up. Returns their commands, in order, each with the client
-    /// that waits for an answer.
+    /// Returns the pages' commands, in order, each with the client that waits for an answer, and answers what
+    /// else they ask for, one of each page after the other, for a few milliseconds at the most: what then
+    /// waits has its turn at the next call. So no page holds up the signal, a command, or another page.
     struct Asked {
         int client = 0;
         std::string name;
@@ -51,6 +52,14 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    /// Of a page: a greeting first of all.
+    struct Wish {
+        bool isGreeting = false;
+        PageRequest request;
+    };
+
+    std::vector<Asked> ReadInbox();
+    void Grant(int client, const Wish& wish);
     void Greet(int client);
     void SendSignal(int client, const SignalRequest& request);
     void BeginStrip(int client, double seconds, const std::string& language);
@@ -63,6 +72,8 @@ private:
     std::string m_folder, m_protocol;
     std::mutex m_mutex;
     std::deque<std::pair<int, std::string>> m_inbox;  // under m_mutex
+    std::map<int, std::deque<Wish>> m_wishes;         // of each client; none is empty
+    int m_granted = 0;                                // the client whose wish was the last
     std::deque<live::Event> m_events;                 // the latest, for pages that come later
     std::size_t m_trendRows = 0;                      // that have been told
     double m_trendSecond = -1;                        // time of the second of them

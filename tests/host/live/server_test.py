@@ -157,7 +157,8 @@ page = Page(monitor)
 assert page.status == 101
 hello = page.receive("hello")
 assert hello["fs"] == 500 and len(hello["leads"]) == 12
-time.sleep(1)
+while monitor.seconds_kept() < 4:
+    time.sleep(0.1)
 page.send('{"signal": 7, "from": 1000, "frames": 500}')
 while (data := page.receive("signal"))[0] != 2:
     pass
