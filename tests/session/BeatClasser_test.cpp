@@ -12,7 +12,7 @@ using namespace qz;
 
 namespace {
 
-constexpr int kFs = 360;
+constexpr int kClasserFs = 360;
 constexpr std::size_t kLeads = 2;
 
 // A letter per beat, each 800 ms after the one before unless said otherwise:
@@ -22,7 +22,7 @@ constexpr std::size_t kLeads = 2;
 // The recording ends so long after the last beat.
 std::string ClassesOf(const std::string& beats, int noise = 6, double endSeconds = 0.5,
                       bool isPaced = false) {
-    BeatTrain train(kFs, kLeads);
+    BeatTrain train(kClasserFs, kLeads);
     train.Noise(noise, 1);
     bool isAfterPause = false;
     for (const char beat : beats) {
@@ -34,15 +34,15 @@ std::string ClassesOf(const std::string& beats, int noise = 6, double endSeconds
         isAfterPause = beat == 'v' || beat == 'r';
     }
     Recording recording = train.Record();
-    BeatFinder finder(kFs, kLeads, 1);
+    BeatFinder finder(kClasserFs, kLeads, 1);
     BeatClasser classer(finder, isPaced);
-    const std::size_t frames = recording.Frames() - static_cast<std::size_t>((0.5 - endSeconds) * kFs);
+    const std::size_t frames = recording.Frames() - static_cast<std::size_t>((0.5 - endSeconds) * kClasserFs);
     std::string classes;
     const auto keep = [&](const std::vector<BeatClasser::Beat>& classed, std::size_t now) {
         for (const BeatClasser::Beat& beat : classed) {
             classes += "NSVQ/"[static_cast<std::size_t>(beat.beatClass)];
-            EXPECT_LT(static_cast<double>(now) / kFs - static_cast<double>(beat.frame) / kFs,
-                      static_cast<double>(now) < 6.0 * kFs ? 4.4 : 2.3);
+            EXPECT_LT(static_cast<double>(now) / kClasserFs - static_cast<double>(beat.frame) / kClasserFs,
+                      static_cast<double>(now) < 6.0 * kClasserFs ? 4.4 : 2.3);
         }
     };
     for (std::size_t i = 0; i < frames; ++i) keep(classer.Take(finder.Take(recording.Frame(i))), i);

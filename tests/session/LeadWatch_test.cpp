@@ -11,14 +11,14 @@ using Kind = LeadEvent::Kind;
 
 namespace {
 
-constexpr int kFs = 500;
+constexpr int kWatchFs = 500;
 
 // What is told of one lead whose sample at a time in seconds is unitsAt(time), at 0.5 uV per unit.
 std::vector<LeadEvent> EventsOf(double seconds, const std::function<double(double)>& unitsAt) {
-    LeadWatch watch(kFs, 1, 0.5);
+    LeadWatch watch(kWatchFs, 1, 0.5);
     std::vector<LeadEvent> told;
-    for (int i = 0; i < seconds * kFs; ++i) {
-        const auto sample = static_cast<short>(unitsAt(static_cast<double>(i) / kFs));
+    for (int i = 0; i < seconds * kWatchFs; ++i) {
+        const auto sample = static_cast<short>(unitsAt(static_cast<double>(i) / kWatchFs));
         watch.Take(&sample);
         for (const LeadEvent& event : watch.Events()) told.push_back(event);
     }
@@ -39,7 +39,7 @@ TEST(LeadWatch, ALeadIsOffThatMovesByLessThan5UvFor2Seconds) {
         bool bOff;
     };
     for (const Case& c : {Case{9, 0.1, true}, {10, 0.1, false}, {10, 1.998, false}, {10, 2.004, true}}) {
-        const long every = std::lround(c.everySeconds * kFs);
+        const long every = std::lround(c.everySeconds * kWatchFs);
         int frame = 0;
         // It goes up and down by turns: each change is a movement.
         const auto told = EventsOf(7, [&](double) { return frame++ / every % 2 == 0 ? 0 : c.units; });
@@ -75,13 +75,13 @@ TEST(LeadWatch, DisturbancesWithinASecondAreOneAndTwoMinutesAreRemembered) {
         bool bForgotten;                    // the first one, after the last
     };
     for (const Case& c : {Case{5.99, 124, 2, false}, {6.01, 124.9, 3, false}, {6.01, 125.2, 3, true}}) {
-        LeadWatch watch(kFs, 1, 1);
+        LeadWatch watch(kWatchFs, 1, 1);
         int told = 0;
-        for (int i = 0; i < 130 * kFs; ++i) {
+        for (int i = 0; i < 130 * kWatchFs; ++i) {
             const auto sample = static_cast<short>(i % 2 * 100);
             watch.Take(&sample);
             for (const double seconds : {5.0, c.secondSeconds, c.lastSeconds})
-                if (i == std::lround(seconds * kFs)) watch.Disturb(0);
+                if (i == std::lround(seconds * kWatchFs)) watch.Disturb(0);
             for (const LeadEvent& event : watch.Events()) told += event.kind == Kind::Disturbed ? 1 : 0;
         }
         EXPECT_EQ(told, c.count) << c.secondSeconds;

@@ -12,8 +12,8 @@ using namespace qz;
 
 namespace {
 
-constexpr int kFs = 250, kBefore = 75, kLength = 180, kInterval = 200;  // samples
-constexpr double kMsPerSample = 4;
+constexpr int kMeterFs = 250, kBefore = 75, kLength = 180, kInterval = 200;  // samples
+constexpr double kMeterMsPerSample = 4;
 
 // One lead: a QRS of 80 ms and 1000 uV about R, an ST on a line behind it, and a T wave.
 struct BuiltST {
@@ -33,7 +33,7 @@ struct BuiltST {
 class Heart {
 public:
     explicit Heart(const BuiltST& first, double sagPerSecond = 0)
-        : m_meter(kFs, 1, kUsualSTRateLimitBpm, sagPerSecond), m_frames(1, 20000) {
+        : m_meter(kMeterFs, 1, kUsualSTRateLimitBpm, sagPerSecond), m_frames(1, 20000) {
         LearnedBeat beat;
         beat.length = kLength;
         beat.posR = kBefore;
@@ -42,8 +42,9 @@ public:
         beat.usable = {true};
         beat.rows.resize(1);
         for (int i = 0; i < kLength; ++i)
-            beat.rows[0].push_back(static_cast<short>(std::lround(first.At((i - kBefore) * kMsPerSample))));
-        m_meter.Start(beat, (kBefore + 2) * kMsPerSample);
+            beat.rows[0].push_back(
+                static_cast<short>(std::lround(first.At((i - kBefore) * kMeterMsPerSample))));
+        m_meter.Start(beat, (kBefore + 2) * kMeterMsPerSample);
     }
 
     void SetPoints(const PointsByHand& points) { m_meter.SetPoints(points); }
@@ -55,7 +56,7 @@ public:
         event.st.resize(1);
         for (; beats > 0; --beats) {
             for (int i = 0; i < kInterval; ++i) {
-                const double uV = heard.At((i - kBefore) * kMsPerSample);
+                const double uV = heard.At((i - kBefore) * kMeterMsPerSample);
                 const short sample = static_cast<short>(std::lround(highpass ? highpass->Filter(uV) : uV));
                 m_frames.Push(&sample);
             }
@@ -165,10 +166,10 @@ TEST(STMeter, MovesOnsetAndEndWhenThreeMeansAgree) {
 
 TEST(STMeter, GivesBackWhatAHighpassTakesOffBehindTheQRS) {
     const BuiltST heard{-100, 0};
-    CHighpassFilter highpass(0.05, kFs);
+    CHighpassFilter highpass(0.05, kMeterFs);
     const auto j80 = [&](double sag) {
         Heart heart(heard, sag);
-        highpass.Init(0.05, kFs);
+        highpass.Init(0.05, kMeterFs);
         heart.highpass = &highpass;
         return heart.After(60, heard).j80Uv;
     };

@@ -14,12 +14,12 @@ using namespace qz;
 namespace {
 
 constexpr int kFs = 500, kMsPerSample = 2;
-constexpr int kLength = 360, kR = 150, kQ = kR - 25, kJ = kR + 25;  // samples
+constexpr int kRowLength = 360, kR = 150, kQ = kR - 25, kJ = kR + 25;  // samples
 
 LearnedBeat BeatOf(const TemplateRows& rows) {
     LearnedBeat beat;
     beat.rows = rows.Rows();
-    beat.length = kLength;
+    beat.length = kRowLength;
     beat.posQ = kQ;
     beat.posJ = kJ;
     beat.usable.assign(beat.rows.size(), true);
@@ -33,8 +33,8 @@ std::optional<BeatEvent> Told(TemplateFollower& follower, const LearnedBeat& ave
     BeatEvent event{0, 0, std::vector<float>(leads), std::vector<float>(leads), std::vector<float>(leads)};
     follower.Start(averaged);
     std::vector<short> frame(leads);
-    for (int i = 0; i < 4 * kLength; ++i) {
-        for (std::size_t c = 0; c < leads; ++c) frame[c] = heard[c][static_cast<std::size_t>(i % kLength)];
+    for (int i = 0; i < 4 * kRowLength; ++i) {
+        for (std::size_t c = 0; c < leads; ++c) frame[c] = heard[c][static_cast<std::size_t>(i % kRowLength)];
         if (follower.Match(frame.data(), event)) return event;
     }
     return {};
@@ -45,7 +45,7 @@ std::optional<BeatEvent> Told(TemplateFollower& follower, const LearnedBeat& ave
 TEST(TemplateFollower, MeasuresJPlus6MsAgainst12MsOfPRSegment) {
     // One sample of the row is 70 uV higher, so many ms from the onset; the PR level is a mean of seven.
     const auto jUv = [](int atMs) {
-        TemplateRows rows = MakeTemplate(kFs, 1, kLength, kR);
+        TemplateRows rows = MakeTemplate(kFs, 1, kRowLength, kR);
         for (int i = kQ - 20; i < kQ; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
         for (int i = kJ; i < kJ + 20; ++i) rows[0][static_cast<std::size_t>(i)] = 0;
         const int at = kQ + atMs / kMsPerSample;
@@ -62,8 +62,8 @@ TEST(TemplateFollower, MeasuresJPlus6MsAgainst12MsOfPRSegment) {
 TEST(TemplateFollower, PrefersAnUprightLeadOfHalfTheHeightOfAnInvertedOne) {
     for (const auto& [upright, bUpright] : {std::pair{480, false}, {520, true}}) {
         // The inverted lead is 20 ms late: where R is found tells which one decides.
-        TemplateRows rows(2, kLength);
-        for (int i = 0; i < kLength; ++i) {
+        TemplateRows rows(2, kRowLength);
+        for (int i = 0; i < kRowLength; ++i) {
             const auto at = static_cast<std::size_t>(i);
             rows[0][at] = Wrapped(Truncated(BeatShape((i - kR) / 500.0, {0.3, 0, 1.0 * upright})));
             rows[1][at] = Wrapped(Truncated(-BeatShape((i - kR - 10) / 500.0, {0.3, 0, 1000})));
@@ -76,7 +76,7 @@ TEST(TemplateFollower, PrefersAnUprightLeadOfHalfTheHeightOfAnInvertedOne) {
 }
 
 TEST(TemplateFollower, MatchesBy280MsAroundR) {
-    const TemplateRows averaged = MakeTemplate(kFs, 1, kLength, kR);
+    const TemplateRows averaged = MakeTemplate(kFs, 1, kRowLength, kR);
     for (const auto& [fromMs, bMatches] : {std::pair{80, false}, {160, true}}) {
         TemplateRows heard = averaged;  // with a block of 40 ms
         const int first = kR + fromMs / kMsPerSample;
@@ -87,8 +87,8 @@ TEST(TemplateFollower, MatchesBy280MsAroundR) {
 }
 
 TEST(TemplateFollower, ReachesWhereTheRowHoldsQAndTheSTPoint) {
-    LearnedBeat beat = BeatOf(MakeTemplate(kFs, 1, kLength, kR));
-    const int lastMs = (kLength - kJ) * kMsPerSample - kSTOffsetMs;
+    LearnedBeat beat = BeatOf(MakeTemplate(kFs, 1, kRowLength, kR));
+    const int lastMs = (kRowLength - kJ) * kMsPerSample - kSTOffsetMs;
     EXPECT_TRUE(TemplateFollower::Reaches(beat, kFs, lastMs - kMsPerSample));
     EXPECT_FALSE(TemplateFollower::Reaches(beat, kFs, lastMs));
     for (const auto& [posQ, bReaches] : {std::pair{6, false}, {7, true}}) {  // the engine's Q is 6 earlier

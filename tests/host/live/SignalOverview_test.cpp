@@ -7,7 +7,7 @@ using testing::ElementsAre;
 
 namespace {
 
-SourceInfo TwoLeads() {
+SourceInfo OverviewInfo() {
     SourceInfo info;
     info.fs = 8;  // two frames a column
     info.leads = {"I", "II"};
@@ -15,7 +15,7 @@ SourceInfo TwoLeads() {
 }
 
 TEST(SignalOverview, CoversAStretchByTheBoundsOfItsColumns) {
-    SignalOverview overview(TwoLeads());
+    SignalOverview overview(OverviewInfo());
     EXPECT_TRUE(overview.Cover(0, 100, 10).samples.empty());
     const std::vector<short> frames{1, -1,       5,        kMissing, 3,        7, 4,
                                     9, kMissing, kMissing, kMissing, kMissing, 8, 2};
@@ -31,7 +31,7 @@ TEST(SignalOverview, CoversAStretchByTheBoundsOfItsColumns) {
 }
 
 TEST(SignalOverview, IsTheSameOfFramesTogetherAndOneByOne) {
-    SourceInfo info = TwoLeads();
+    SourceInfo info = OverviewInfo();
     info.fs = 100;  // 25 frames a column: three times eight and one
     std::vector<short> frames;
     for (int i = 0; i < 2 * 60; ++i)
@@ -44,7 +44,7 @@ TEST(SignalOverview, IsTheSameOfFramesTogetherAndOneByOne) {
 }
 
 TEST(SignalOverview, JoinsColumnsByTwosWhereTheyAreMany) {
-    SignalOverview overview(TwoLeads());
+    SignalOverview overview(OverviewInfo());
     const auto frames = static_cast<long long>(2 * SignalOverview::kMostColumns);
     for (long long i = 0; i <= frames; ++i) {
         const std::vector<short> frame{static_cast<short>(i % 1000), static_cast<short>(i == 1)};

@@ -14,7 +14,7 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr int kFs = 1000;
+constexpr int kStreamFs = 1000;
 const std::string kLine = R"({"fs":1000,"leads":["I","II"],"uVpb":2.5})"
                           "\n";
 
@@ -46,7 +46,7 @@ private:
 
 int FreePort() {
     // A port of the system's choice, as the first of these sources has it.
-    const StreamSource source("listen://:0", RawLayout{kFs, {"I"}, 1});
+    const StreamSource source("listen://:0", RawLayout{kStreamFs, {"I"}, 1});
     return source.Port();
 }
 
@@ -112,7 +112,7 @@ TEST(StreamSource, MarksTheTimeWithoutADeviceAndRefusesAnother) {
 
 TEST(StreamSource, WaitsForADeviceThatPausesAndGivesUpOneThatIsSilent) {
     const int port = FreePort();
-    StreamSource source("listen://127.0.0.1:" + std::to_string(port), RawLayout{kFs, {"I", "II"}, 1});
+    StreamSource source("listen://127.0.0.1:" + std::to_string(port), RawLayout{kStreamFs, {"I", "II"}, 1});
     Device device(port);
     device.Frames(50, 1);
     EXPECT_EQ(Missing(ReadFor(source, 1700)), 0);  // below StreamSource::kSilenceSeconds
@@ -124,7 +124,7 @@ TEST(StreamSource, WaitsForADeviceThatPausesAndGivesUpOneThatIsSilent) {
 }
 
 TEST(StreamSource, GivesALongGapInPieces) {
-    StreamSource source("listen://127.0.0.1:0", RawLayout{kFs, {"I", "II"}, 1});
+    StreamSource source("listen://127.0.0.1:0", RawLayout{kStreamFs, {"I", "II"}, 1});
     source.GoOn(5, 24);
     std::vector<long> pieces;
     for (int i = 0; i < 3; ++i) {
@@ -137,7 +137,7 @@ TEST(StreamSource, GivesALongGapInPieces) {
 
 TEST(StreamSource, RefusesWhatIsNoAddressOrNoDeviceLine) {
     for (const char* name : {"tcp://nowhere", "tcp://127.0.0.1:port", "listen://127.0.0.1:65536"})
-        EXPECT_NE(RefusalOf([&] { StreamSource(name, RawLayout{kFs, {"I"}, 1}); }), "") << name;
+        EXPECT_NE(RefusalOf([&] { StreamSource(name, RawLayout{kStreamFs, {"I"}, 1}); }), "") << name;
     for (const char* line :
          {"", "[]", "{}", R"({"fs":99,"leads":["I"],"uVpb":1})", R"({"fs":500.5,"leads":["I"],"uVpb":1})",
           R"({"fs":500,"leads":[],"uVpb":1})", R"({"fs":500,"leads":"I","uVpb":1})",

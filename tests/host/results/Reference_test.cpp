@@ -12,7 +12,7 @@ using testing::HasSubstr;
 
 namespace {
 
-const std::vector<Stage> kStages = {{0, 0, "rest"}, {120, {}, "1"}, {300, 0, "recovery"}};
+const std::vector<Stage> kThreeStages = {{0, 0, "rest"}, {120, {}, "1"}, {300, 0, "recovery"}};
 
 /// A reading a second over ten minutes: lead I with its time in uV, V5 off for the first minute.
 StressResult TenMinutes(double restBpm, double laterBpm, double laterFrom) {
@@ -30,8 +30,8 @@ StressResult TenMinutes(double restBpm, double laterBpm, double laterFrom) {
 }
 
 TEST(Reference, IsThatAskedForOrRestOrTheFirstHalfMinute) {
-    EXPECT_EQ(ChooseReference(Span{10, 20}, kStages)->span.fromSeconds, 10);
-    EXPECT_EQ(ChooseReference({}, kStages)->span.toSeconds, 120);
+    EXPECT_EQ(ChooseReference(Span{10, 20}, kThreeStages)->span.fromSeconds, 10);
+    EXPECT_EQ(ChooseReference({}, kThreeStages)->span.toSeconds, 120);
     EXPECT_FALSE(ChooseReference({}, {}));
     EXPECT_FALSE(ChooseReference({}, {{0, 50, ""}})) << "there is no rest";
     StressResult result = TenMinutes(70, 70, 0);
@@ -68,7 +68,7 @@ TEST(Reference, ARecordingThatBeginsInExerciseIsWarnedOf) {
     EXPECT_THAT(warning(96, 71, 480, {}), HasSubstr("96 beats/min, and later 71"));
     EXPECT_EQ(warning(96, 73, 480, {}), "") << "three quarters";
     EXPECT_EQ(warning(96, 60, 510, {}), "") << "one whole minute is not for good";
-    EXPECT_EQ(warning(70, 150, 120, kStages), "");
+    EXPECT_EQ(warning(70, 150, 120, kThreeStages), "");
     EXPECT_THAT(warning(70, 150, 120, {{0, 50, ""}}), HasSubstr("lies in the exercise"));
     EXPECT_THAT(warning(70, 150, 120, {{29, 50, ""}}), HasSubstr("lies in the exercise"));
     EXPECT_EQ(warning(70, 150, 120, {{30, 50, ""}}), "");

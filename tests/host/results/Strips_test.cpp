@@ -10,7 +10,7 @@ namespace {
 using Kinds = std::vector<StripKind>;
 
 /// Ten minutes with a beat a second, ventricular at some, and the largest ST change at 333 s.
-StressResult ResultOf(const std::vector<int>& ventricular) {
+StressResult WithVentricular(const std::vector<int>& ventricular) {
     StressResult result;
     result.source.leads = {"II"};
     result.seconds = 600;
@@ -45,27 +45,27 @@ using testing::Pair;
 TEST(Strips, ThoseThatTellMostComeFirst) {
     // Eight: the stages' ends at 300, 240, 180 and 120 s and the couplet have no room.
     EXPECT_THAT(
-        Choose(ResultOf({100, 200, 201, 202, 500, 501}), {}),
+        Choose(WithVentricular({100, 200, 201, 202, 500, 501}), {}),
         ElementsAre(Pair(50, Kinds{Reference}), Pair(416, Kinds{PeakRate}), Pair(323, Kinds{LargestST}),
                     Pair(198, Kinds{Ventricular}), Pair(498, Kinds{Ventricular}), Pair(470, Kinds{StageEnd}),
                     Pair(410, Kinds{StageEnd}), Pair(350, Kinds{StageEnd})));
-    const auto alike = Choose(ResultOf({21, 42, 100, 200, 560}), {});
+    const auto alike = Choose(WithVentricular({21, 42, 100, 200, 560}), {});
     EXPECT_THAT(alike[3].first, 98);  // the middle one
     EXPECT_THAT(alike[4].first, 40);
 }
 
 TEST(Strips, WhatOneShowsIsToldWithIt) {
     // Asked for are one about the peak and one that the end of the recording moves; 700 s is beyond it.
-    const auto chosen = Choose(ResultOf({420}), {418, 598, 700});
+    const auto chosen = Choose(WithVentricular({420}), {418, 598, 700});
     EXPECT_THAT(chosen[0], Pair(418, (Kinds{Asked, PeakRate, Ventricular})));
     EXPECT_THAT(chosen[1], Pair(590, Kinds{Asked}));
     EXPECT_EQ(chosen.size(), 2U + 8U);
-    EXPECT_THAT(Choose(ResultOf({}), {420.9})[0].second, ElementsAre(Asked, PeakRate));
-    EXPECT_THAT(Choose(ResultOf({}), {421})[0].second, ElementsAre(Asked));  // 5 s apart
+    EXPECT_THAT(Choose(WithVentricular({}), {420.9})[0].second, ElementsAre(Asked, PeakRate));
+    EXPECT_THAT(Choose(WithVentricular({}), {421})[0].second, ElementsAre(Asked));  // 5 s apart
 }
 
 TEST(Strips, AShortOrEmptyRecordingHasOneFromItsStart) {
-    StressResult result = ResultOf({});
+    StressResult result = WithVentricular({});
     result.seconds = 8;
     const std::vector<Strip> strips = ChooseStrips(result, SummarizeExercise(result, {}), {});
     ASSERT_EQ(strips.size(), 1U);
