@@ -102,8 +102,9 @@ protected:
 
 // -- The signal
 
-/// The run of the flat interface through handles. Of those calls that do not look at their length, every eighth
-/// frame is `surplus` samples longer than there are leads, or every one is shorter where it is negative.
+/// The run of the flat interface through handles. Of those calls that do not look at their length, every
+/// eighth frame is `surplus` samples longer than there are leads, or every one is shorter where it is
+/// negative.
 Answers ThroughHandles(Recording stream, std::ptrdiff_t surplus) {
     Answers answers;
     const Filters filters(CqzFiltersLib_init());
