@@ -96,6 +96,7 @@ TEST_F(qzStressECGLib, SurvivesAnyArguments) {
                                                : static_cast<int>(random()));
     };
     auto rows = MakeTemplate(500, 16, 32767, 300);
+    const auto samples = RandomSamples(99, 1 << 14, 32768);
     for (int round = 0; round < 150; ++round) {
         SCOPED_TRACE(testing::Message() << "round " << round << ", seed 99");
         const short fs = kRates[random() % std::size(kRates)];
@@ -103,7 +104,8 @@ TEST_F(qzStressECGLib, SurvivesAnyArguments) {
         qzStressECGLib_create(fs, chn, kScales[random() % std::size(kScales)]);
         qzStressECGLib_InitMultiMeanRRms(fs, chn, any(), kScales[random() % std::size(kScales)]);
         for (int step = 0; step < 300; ++step) {
-            auto frame = RandomSamples(static_cast<unsigned>(random()), 16, 32768);
+            const auto at = samples.begin() + static_cast<std::ptrdiff_t>(random() % (samples.size() - 16));
+            std::vector<short> frame(at, at + 16);
             if (step % 60 == 0) {
                 short len = static_cast<short>(any() % 2000);
                 qzStressECGLib_InitTempl(step % 180 ? rows.Pointers() : nullptr, len, any(), any(), any());

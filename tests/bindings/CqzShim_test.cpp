@@ -102,8 +102,9 @@ protected:
 
 // -- The signal
 
-/// The run of the flat interface through handles. Frames of those calls that do not look at their length are
-/// `surplus` samples longer than there are leads, or shorter where it is negative.
+/// The run of the flat interface through handles. Of those calls that do not look at their length, every
+/// eighth frame is `surplus` samples longer than there are leads, or every one is shorter where it is
+/// negative.
 Answers ThroughHandles(Recording stream, std::ptrdiff_t surplus) {
     Answers answers;
     const Filters filters(CqzFiltersLib_init());
@@ -126,7 +127,8 @@ Answers ThroughHandles(Recording stream, std::ptrdiff_t surplus) {
         answers.Add("rate of three leads",
                     CqzStressTemplLib_getMeanHR(stress.get(), frame[0], frame[1], frame[2]));
         Row resized = frame;
-        resized.resize(static_cast<std::size_t>(kLeads + surplus), 999);
+        const bool isWhole = surplus > 0 && i % 8 != 0;
+        resized.resize(isWhole ? kCount : static_cast<std::size_t>(kLeads + surplus), 999);
         if (surplus > 0) frame = resized;
         answers.Add("doubled", Double(dfs, frame).value(), 2 * kCount);
         const auto feed = late ? CqzMeanRRmsLib_meanHR : CqzMeanRRmsLib_meanRRms;
@@ -145,7 +147,7 @@ Answers ThroughHandles(Recording stream, std::ptrdiff_t surplus) {
 }
 
 TEST_F(Shim, RepeatsTheRunOfTheFlatInterfaceToTheBitAndReadsMissingSamplesAs0) {
-    for (const int surplus : {0, 36, -1}) {
+    for (const int surplus : {36, -1}) {
         SCOPED_TRACE(surplus);
         Recording stream = Stream();
         for (std::size_t i = 0; surplus < 0 && i < stream.Frames(); ++i) stream.Frame(i)[kCount - 1] = 0;

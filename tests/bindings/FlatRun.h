@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "api/qzDfs.h"
@@ -31,10 +33,11 @@ inline Recording Stream() {
 /// Everything that a run answers, in order, by what it is.
 class Answers {
 public:
-    void Add(const std::string& of, double value) { m_answers[of].push_back(value); }
+    void Add(std::string_view of, double value) { Of(of).push_back(value); }
     template <typename Values>
-    void Add(const std::string& of, const Values& values, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) m_answers[of].push_back(static_cast<double>(values[i]));
+    void Add(std::string_view of, const Values& values, std::size_t count) {
+        auto& answers = Of(of);
+        for (std::size_t i = 0; i < count; ++i) answers.push_back(static_cast<double>(values[i]));
     }
     std::size_t Count(const std::string& of) const { return m_answers.at(of).size(); }
 
@@ -52,7 +55,12 @@ public:
     }
 
 private:
-    std::map<std::string, std::vector<double>> m_answers;
+    std::vector<double>& Of(std::string_view of) {
+        const auto found = m_answers.find(of);
+        return found != m_answers.end() ? found->second : m_answers[std::string(of)];
+    }
+
+    std::map<std::string, std::vector<double>, std::less<>> m_answers;
 };
 
 /// `stream` through all facilities, with positions and filter stages changed on the way.

@@ -77,6 +77,9 @@ TEST(EveryClass, IsUsableAfterAnAllocationThatFailedAtAnyPosition) {
     ForEachClass([]<typename T>(Class<T> of, int fs, auto... arguments) {
         static const std::tuple lower(arguments...);  // of the first rate: the buffers have to grow
         if (fs != 257) return;
+        // A lead allocates what every other one does: from the second one on there is nothing new.
+        if constexpr (std::is_same_v<T, CZatMatch>)
+            if (std::get<1>(std::tuple(arguments...)) > 3) return;
         FailEachAllocation(Caught([=] { T object(arguments...); }), [](std::size_t) {});
         T fresh(arguments...);
         const auto expected = Answers(fresh, fs);

@@ -66,7 +66,7 @@ void ExpectTrueBoundaries(const LearnedBeat& beat, std::size_t rowOfLeadII, int 
 
 TEST(BeatLearner, FindsQAndJOfTheSimulatedBeatAtEveryRate) {
     for (const int fs : {250, 360, 500, 1000}) {
-        for (const std::uint64_t seed : {1U, 2U, 3U}) {
+        for (const std::uint64_t seed : {1U, 2U}) {
             SCOPED_TRACE(std::to_string(fs) + " Hz, seed " + std::to_string(seed));
             SimulatedTestOptions options;
             options.fs = fs;

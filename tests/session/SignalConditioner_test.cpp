@@ -63,7 +63,7 @@ TEST(SignalConditioner, TheReportedDelayIsWhereInputAndOutputAgreeBest) {
              {ConditioningOptions{50, 0, 0}, ConditioningOptions{50, 40, 0}, ConditioningOptions{50, 40, 1},
               ConditioningOptions{50, 40, 2, fs % 50 == 0}, ConditioningOptions{60, 40, 0},
               ConditioningOptions{0, 75, 1}}) {
-            const std::vector<short> ecg = SyntheticEcg(fs, 12.0, 71.0, 1000);
+            const std::vector<short> ecg = SyntheticEcg(fs, 6.0, 71.0, 1000);
             const SignalConditioner conditioner(fs, 1, 1.0, options);
             SCOPED_TRACE(std::to_string(fs) + " Hz, " + conditioner.Description());
             // The low-pass delays a QRS a little less than the low frequencies that its delay is computed

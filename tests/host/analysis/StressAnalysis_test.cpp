@@ -88,7 +88,9 @@ TEST(StressAnalysis, PacemakersAreThoseOfTheRemarksUnlessTheOptionsSayOtherwise)
 }
 
 TEST(StressAnalysis, TheTwelveLeadTestIsMeasuredWithinItsLimits) {
-    const StressResult result = ExpectAccurate({}, {});
+    SimulatedTestOptions simulation;
+    simulation.fs = 250;
+    const StressResult result = ExpectAccurate(simulation, {});
     EXPECT_TRUE(result.warnings.empty());
     EXPECT_DOUBLE_EQ(result.seconds, 900);
     EXPECT_NEAR(result.positions.j - result.positions.q, SimulatedTest::kJMs - SimulatedTest::kQOnsetMs, 24);
@@ -103,12 +105,12 @@ TEST(StressAnalysis, TheTwelveLeadTestIsMeasuredWithinItsLimits) {
 }
 
 TEST(StressAnalysis, OtherRatesMainsAndOptionsAreMeasuredAsWell) {
-    for (const int fs : {250, 360, 1000}) {
+    for (const int fs : {360, 500, 1000}) {
         SCOPED_TRACE(fs);
         SimulatedTestOptions simulation;
         simulation.fs = fs;
         simulation.mainsHz = 60;
-        simulation.seconds = 300;
+        simulation.seconds = 200;
         simulation.leads = {"II", "V2", "V5"};
         StressOptions options;
         options.stPoint.postJms = 40;
@@ -119,8 +121,8 @@ TEST(StressAnalysis, OtherRatesMainsAndOptionsAreMeasuredAsWell) {
 TEST(StressAnalysis, FewLeadsAreEnoughInAnyOrderAndOfEitherPolarity) {
     SimulatedTestOptions simulation;
     simulation.seconds = 300;
-    // II alone, aVR alone (its QRS points down), V1 last (deep S), three leads.
-    const std::vector<std::vector<std::string>> kinds = {{"II"}, {"aVR"}, {"V5", "V1"}, {"II", "V5", "V1"}};
+    // II alone, aVR alone (its QRS points down), V1 last (deep S).
+    const std::vector<std::vector<std::string>> kinds = {{"II"}, {"aVR"}, {"V5", "V1"}};
     for (const std::vector<std::string>& leads : kinds) {
         SCOPED_TRACE(testing::PrintToString(leads));
         simulation.leads = leads;

@@ -303,6 +303,7 @@ TEST_F(ReportTest, GermanHasEveryText) {
     write(rich, SummarizeExercise(rich, options));
     options.predicted = PredictedRate::Tanaka;
     write(rich, SummarizeExercise(rich, options), "report.pdf");
+    rich = MakeRich(2);  // fewer leads have the same texts from here on
     // Warnings about stages, a reference at work, and what files and the analysis warn of.
     std::vector<ExerciseOptions> odd{{ProtocolStages("bruce", 700, 800), {}, 1},
                                      {ProtocolStages("bruce", 0, 1e9), {}, 2},
@@ -377,19 +378,19 @@ TEST_F(ReportTest, OddRecordingsAreDrawn) {
         if (i == 6) exercise.stages.assign(200, {3, {}, std::string(100, 's')});
         EXPECT_GE(CountPages(Write(".pdf", odd[i], exercise)), 2U) << i;
         EXPECT_THAT(Write(".html", odd[i], exercise), testing::EndsWith("</html>\n")) << i;
-        if (i % 3 != 0) continue;  // the slowest kind draws what the others draw
+        if (i != 3 && i != 6) continue;  // the slowest kind draws what the others draw
         EXPECT_THAT(Write(".png", odd[i], exercise), testing::StartsWith("\x89PNG")) << i;
     }
 }
 
-TEST_F(ReportTest, ADayIsThinnedToWhatPaperCanShow) {
-    const std::string day = Write(".html", MakeResult(1, 24 * 3600.0));
-    // 24 h hold 144 times the readings of 10 min. Two points per tenth of a millimetre of the 264 mm of heart
+TEST_F(ReportTest, HoursAreThinnedToWhatPaperCanShow) {
+    const std::string hours = Write(".html", MakeResult(1, 6 * 3600.0));
+    // 6 h hold 36 times the readings of 10 min. Two points per tenth of a millimetre of the 264 mm of heart
     // rate, twice, of ST and slope and the 60 mm of the lead, up to 20 letters each, stay below 450,000
     // letters.
-    EXPECT_LT(day.size(), Write(".html", MakeResult(1, 600)).size() + 450000);
-    EXPECT_THAT(day, HasSubstr("24:00:00 h:min:s"));
-    EXPECT_THAT(day, Not(HasSubstr("<small>min:s</small>")));
+    EXPECT_LT(hours.size(), Write(".html", MakeResult(1, 600)).size() + 450000);
+    EXPECT_THAT(hours, HasSubstr("6:00:00 h:min:s"));
+    EXPECT_THAT(hours, Not(HasSubstr("<small>min:s</small>")));
 }
 
 TEST_F(ReportTest, RefusesOtherNamesAndLeavesNothingBehind) {
