@@ -364,21 +364,34 @@ std::size_t qzs_conditioned(qzs_session* session, std::int16_t* frames, std::siz
     return fetched;
 }
 
+/// Rows of one length, one after the other, where there is room for all; returns their samples.
+static std::size_t CopyRows(const std::vector<std::vector<float>>& rows, float* to, std::size_t count) {
+    const std::size_t samples = rows.empty() ? 0 : rows.size() * rows[0].size();
+    if (to != nullptr && count >= samples)
+        for (const std::vector<float>& row : rows) to = std::copy(row.begin(), row.end(), to);
+    return samples;
+}
+
 std::size_t qzs_template(const qzs_session* session, float* uv, std::size_t count) {
     if (session == nullptr) return 0;
-    return WithoutExceptions(std::size_t{0}, [&] {
-        const std::vector<std::vector<float>> rows = session->session.Template();
-        const std::size_t samples = rows.empty() ? 0 : rows.size() * rows[0].size();
-        if (uv != nullptr && count >= samples)
-            for (const std::vector<float>& row : rows) uv = std::copy(row.begin(), row.end(), uv);
-        return samples;
-    });
+    return WithoutExceptions(std::size_t{0},
+                             [&] { return CopyRows(session->session.Template(), uv, count); });
 }
 
 static bool CopyPositions(const qz::BeatPositionsMs& now, qzs_positions* positions) {
     if (positions == nullptr || !(now.length > 0)) return false;
     *positions = {now.length, now.q, now.r, now.j};
     return true;
+}
+
+std::size_t qzs_measured_template(const qzs_session* session, float* uv, std::size_t count,
+                                  qzs_positions* positions) {
+    if (session == nullptr) return 0;
+    return WithoutExceptions(std::size_t{0}, [&] {
+        const qz::MeasuredBeat beat = session->session.Measured();
+        CopyPositions(beat.positions, positions);
+        return CopyRows(beat.Rows(), uv, count);
+    });
 }
 
 bool qzs_get_positions(const qzs_session* session, qzs_positions* positions) {

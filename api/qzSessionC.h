@@ -14,8 +14,8 @@
  * bounded and nothing is lost. qzs_finish takes no heed of that: it adds at most the events that 90 s of
  * signal bring, and the conditioned frames that the filters still hold, once.
  *
- * Of the C++ class there is everything but the means that the latest ST was measured on, the number of frames
- * taken, which is the sum of what qzs_push returns, and names: of leads, and of what a beat was learned from.
+ * Of the C++ class there is everything but the number of frames taken, which is the sum of what qzs_push
+ * returns, and names: of leads, and of what a beat was learned from.
  *
  * Options and events have the size that this header gives them. A program that was compiled with another
  * header is refused where its sizes differ.
@@ -199,6 +199,11 @@ QZ_API size_t qzs_template(const qzs_session* session, float* uv, size_t count);
 QZ_API bool qzs_get_positions(const qzs_session* session, qzs_positions* positions);
 /* The same with the q and j that the latest beat was measured at. */
 QZ_API bool qzs_get_measured_positions(const qzs_session* session, qzs_positions* positions);
+/* The means of the latest beats that the qzs_event_st of the latest one was measured on: what is drawn of
+ * them shows the levels that are told. As qzs_template, but above the level of the PR segment; NaN for a lead
+ * with too few beats. Their own points go into `positions`, which may be null. */
+QZ_API size_t qzs_measured_template(const qzs_session* session, float* uv, size_t count,
+                                    qzs_positions* positions);
 /* The averaged beat that was learned last, or handed in, as it was then: to be kept, and handed in to another
  * session of the same leads and rate. Copies the rows where `count` elements are enough. Returns their number
  * of samples; 0, and the beat stays as it is, while there is none. A null beat or null rows are passed over.

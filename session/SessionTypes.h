@@ -3,6 +3,7 @@
 // Seconds count from the first frame of the session, filter delays taken off.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <optional>
@@ -136,6 +137,15 @@ struct MeasuredBeat {
     BeatPositionsMs positions;  // in them; q and j as they are measured from; all 0: there is none
     std::vector<std::vector<float>>
         uV;  // above the PR level, [lead][sample]; empty for a lead with too few beats
+
+    /// The same, all of one length: NaN where `uV` is empty.
+    std::vector<std::vector<float>> Rows() const {
+        std::size_t length = 0;
+        for (const std::vector<float>& row : uV) length = std::max(length, row.size());
+        std::vector<std::vector<float>> rows = uV;
+        for (std::vector<float>& row : rows) row.resize(length, std::numeric_limits<float>::quiet_NaN());
+        return rows;
+    }
 };
 
 /// A beat has been folded into the averaged one, whose state it tells, one value per lead. NaN where the lead

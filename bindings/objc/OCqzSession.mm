@@ -292,6 +292,19 @@ static std::vector<short> Samples(NSArray *OC_NULLABLE rows) {
     return Positions(ms);
 }
 
+- (NSArray *)getMeasuredTempl {
+    std::vector<float> uV(qzs_measured_template(session, nullptr, 0, nullptr));
+    if (uV.empty()) return nil;
+    qzs_measured_template(session, uV.data(), uV.size(), nullptr);
+    return Rows(uV, OCCount(chnum));
+}
+
+- (NSArray *)getMeasuredTemplPos {
+    qzs_positions ms;
+    if (qzs_measured_template(session, nullptr, 0, &ms) == 0) return nil;
+    return Positions(ms);
+}
+
 - (OCqzLearnedBeat *)learnedBeat {
     std::vector<short> samples(qzs_learned_beat(session, nullptr, nullptr, 0));
     if (samples.empty()) return nil;

@@ -173,8 +173,8 @@ public struct qzLearnedBeat: Codable, Sendable {
 ///     session.push(data: frames)
 ///     while let event = session.nextEvent() { if event.kind == qzSessionEvent.beat { show(event.level) } }
 ///
-/// Of the C++ class there is everything but the means that the latest ST was measured on, the number of frames taken, which
-/// is the sum of what `push` returns, and names: of leads, and of what a beat was learned from.
+/// Of the C++ class there is everything but the number of frames taken, which is the sum of what `push` returns, and names:
+/// of leads, and of what a beat was learned from.
 ///
 /// Frames have one 16-bit sample per lead, in lead order. Every object is a session of its own: as many as wanted,
 /// each for one thread at a time.
@@ -268,6 +268,14 @@ public final class qzSession: NSObject {
 
     /// The same with the Q and J that the latest beat was measured at.
     public func getMeasuredPos() -> [Float] { elements(session.getMeasuredPos()) ?? [] }
+
+    /// The means of the latest beats that `st` of the latest event was measured on: what is drawn of them shows the levels
+    /// that are told. One row of microvolts above the level of the PR segment per lead, NaN for a lead with too few beats;
+    /// empty before there is one.
+    public func getMeasuredTempl() -> [[Float]] { elements(session.getMeasuredTempl()) ?? [] }
+
+    /// Their points, as `getPos` has those of `getTempl`.
+    public func getMeasuredTemplPos() -> [Float] { elements(session.getMeasuredTemplPos()) ?? [] }
 
     /// The averaged beat that was learned last, or handed in, as it was then; nil before there is one.
     public func learnedBeat() -> qzLearnedBeat? { session.learnedBeat().map { qzLearnedBeat($0) } }

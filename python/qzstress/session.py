@@ -390,6 +390,20 @@ class Session:
         return dict(zip(("length", "q", "r", "j"), self._open().positions_ms(True)))
 
     @property
+    def measured_template(self) -> NDArray[np.float32]:
+        """The means of the latest beats that the ST of the latest one was measured on.
+
+        What is drawn of them shows the levels that are told: microvolts above the level of the PR segment,
+        shape (leads, samples), NaN for a lead with too few beats; empty before there is one.
+        """
+        return self._open().measured()[0]
+
+    @property
+    def measured_template_positions_ms(self) -> dict[str, float]:
+        """The points of `measured_template`, as `positions_ms` has those of `template`."""
+        return dict(zip(("length", "q", "r", "j"), self._open().measured()[1]))
+
+    @property
     def dtype(self) -> np.dtype[np.void]:
         """Type of the events' rows, see `event_dtype`."""
         return self._dtype

@@ -2,6 +2,7 @@
 #include "session/StressSession.h"
 
 #include <nanobind/stl/optional.h>
+#include <nanobind/stl/pair.h>
 #include <nanobind/stl/string.h>
 #include <nanobind/stl/vector.h>
 
@@ -12,6 +13,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "python/src/Arrays.h"
 #include "python/src/Beats.h"
@@ -227,6 +229,13 @@ public:
         const std::vector<std::vector<float>> rows = m_session.Template();
         return RowsToArray(rows, m_leads);
     }
+    /// The means, and their points in them.
+    std::pair<nb::ndarray<nb::numpy, float>, std::vector<double>> Measured() {
+        const Turn turn(m_isBusy);
+        const qz::MeasuredBeat beat = m_session.Measured();
+        const qz::BeatPositionsMs& at = beat.positions;
+        return {RowsToArray(beat.Rows(), m_leads), {at.length, at.q, at.r, at.j}};
+    }
     std::vector<double> Positions(bool isMeasured) {
         const Turn turn(m_isBusy);
         const qz::BeatPositionsMs at = isMeasured ? m_session.MeasuredPositions() : m_session.Positions();
@@ -286,6 +295,7 @@ void AddSession(nb::module_& module) {
         .def("learned", &Session::Learned)
         .def("not_learned", &Session::NotLearned)
         .def("template", &Session::Template)
+        .def("measured", &Session::Measured)
         .def("positions_ms", &Session::Positions, nb::arg("measured"))
         .def("delay_ms", &Session::DelayMs)
         .def("conditioning", &Session::Conditioning)

@@ -112,6 +112,11 @@ def test_measures_at_points_that_are_set_by_hand(recording: qzstress.Recording) 
     at = session.positions_ms
     assert (at["q"] - at["r"], at["j"] - at["r"]) == (-40, 60.5)
     assert session.measured_positions_ms == pytest.approx(at)
+    means, at = session.measured_template, session.measured_template_positions_ms
+    assert means.shape[0] == len(recording.leads)
+    assert (at["q"] - at["r"], at["j"] - at["r"]) == (-40, 60.5)
+    j = round(at["j"] * recording.fs / 1000)
+    assert means[:, j] == pytest.approx(beats["st_j_uv"][-1], abs=6)  # between two samples, on a slope
     found = qzstress.analyze(recording, mains_hz=50, **points)._all_arrays()
     assert np.array_equal(beats["st_level_uv"], found["level_uv"], equal_nan=True)
     assert np.array_equal(beats["qrs_end_ms"], found["trend"][:, 5])

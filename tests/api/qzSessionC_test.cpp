@@ -16,21 +16,25 @@
 
 namespace {
 
-constexpr std::size_t kFs = 250, kLeads = 2;
+constexpr std::size_t kSessionFs = 250, kSessionLeads = 2;
 
 /// Beats of a changing form, and a lead that comes off.
 Recording Beats(unsigned seed) {
-    Recording recording =
-        BeatTrain(kFs, kLeads).Noise(8, seed).Beats(500, 60).Form({1.0, -0.2, 900}).Beats(400, 300).Record();
-    for (std::size_t i = 40 * kFs; i < 44 * kFs; ++i) recording.Frame(i)[1] = 0;
+    Recording recording = BeatTrain(kSessionFs, kSessionLeads)
+                              .Noise(8, seed)
+                              .Beats(500, 60)
+                              .Form({1.0, -0.2, 900})
+                              .Beats(400, 300)
+                              .Record();
+    for (std::size_t i = 40 * kSessionFs; i < 44 * kSessionFs; ++i) recording.Frame(i)[1] = 0;
     return recording;
 }
 
 qzs_options Options() {
     qzs_options options;
     qzs_options_init(&options, sizeof options);
-    options.fs = kFs;
-    options.leads = kLeads;
+    options.fs = kSessionFs;
+    options.leads = kSessionLeads;
     return options;
 }
 
@@ -74,23 +78,25 @@ bool Fetch(qzs_session* session, Log& log) {
     qzs_event event;
     if (!qzs_next_event(session, &event, sizeof event)) return false;
     log.insert(log.end(), {event.kind + 0.0, event.seconds});
-    float values[4 * kLeads], st[5 * kLeads];
+    float values[4 * kSessionLeads], st[5 * kSessionLeads];
     double pointMs = 0;
-    std::int32_t shapes[kLeads];
-    bool isOnT[kLeads] = {true, true};
-    EXPECT_FALSE(qzs_event_values(session, values, nullptr, nullptr, kLeads + 1));
-    EXPECT_EQ(qzs_event_values(session, values, values + kLeads, values + 2 * kLeads, kLeads),
-              event.kind == QZS_BEAT);
-    EXPECT_EQ(qzs_event_st(session, values + 3 * kLeads, &pointMs, kLeads), event.kind == QZS_BEAT);
-    EXPECT_FALSE(qzs_event_st(session, values, &pointMs, kLeads - 1));
+    std::int32_t shapes[kSessionLeads];
+    bool isOnT[kSessionLeads] = {true, true};
+    EXPECT_FALSE(qzs_event_values(session, values, nullptr, nullptr, kSessionLeads + 1));
     EXPECT_EQ(
-        qzs_event_st_after_j(session, st + kLeads, st + 2 * kLeads, st + 3 * kLeads, st + 4 * kLeads, kLeads),
+        qzs_event_values(session, values, values + kSessionLeads, values + 2 * kSessionLeads, kSessionLeads),
         event.kind == QZS_BEAT);
-    EXPECT_FALSE(qzs_event_st_after_j(session, values, values, values, values, kLeads + 1));
-    EXPECT_EQ(qzs_event_st_slope(session, st, shapes, isOnT, kLeads), event.kind == QZS_BEAT);
-    EXPECT_FALSE(qzs_event_st_slope(session, values, shapes, isOnT, kLeads - 1));
-    EXPECT_FALSE(qzs_event_quality(session, values, kLeads + 1));
-    EXPECT_EQ(qzs_event_quality(session, values, kLeads), event.kind == QZS_QUALITY);
+    EXPECT_EQ(qzs_event_st(session, values + 3 * kSessionLeads, &pointMs, kSessionLeads),
+              event.kind == QZS_BEAT);
+    EXPECT_FALSE(qzs_event_st(session, values, &pointMs, kSessionLeads - 1));
+    EXPECT_EQ(qzs_event_st_after_j(session, st + kSessionLeads, st + 2 * kSessionLeads,
+                                   st + 3 * kSessionLeads, st + 4 * kSessionLeads, kSessionLeads),
+              event.kind == QZS_BEAT);
+    EXPECT_FALSE(qzs_event_st_after_j(session, values, values, values, values, kSessionLeads + 1));
+    EXPECT_EQ(qzs_event_st_slope(session, st, shapes, isOnT, kSessionLeads), event.kind == QZS_BEAT);
+    EXPECT_FALSE(qzs_event_st_slope(session, values, shapes, isOnT, kSessionLeads - 1));
+    EXPECT_FALSE(qzs_event_quality(session, values, kSessionLeads + 1));
+    EXPECT_EQ(qzs_event_quality(session, values, kSessionLeads), event.kind == QZS_QUALITY);
     log.push_back(event.lead >= 0 ? event.lead : event.kind == QZS_LEARNED ? event.again : event.bpm);
     if (event.kind == QZS_INTERVAL || event.kind == QZS_BEAT)
         log.insert(log.end(), {event.rr_ms, event.beat_class + 0.0});
@@ -98,15 +104,15 @@ bool Fetch(qzs_session* session, Log& log) {
     if (event.kind == QZS_LEAD_OFF) log.push_back(event.void_from_seconds);
     if (event.kind == QZS_BEAT) {
         log.insert(log.end(), {event.shape + 0.0, event.q_ms, event.j_ms});
-        log.insert(log.end(), values, values + 3 * kLeads);
-        for (std::size_t lead = 0; lead < kLeads; ++lead) {
-            log.push_back(values[3 * kLeads + lead]);
-            for (std::size_t k = 0; k < 5; ++k) log.push_back(st[k * kLeads + lead]);
+        log.insert(log.end(), values, values + 3 * kSessionLeads);
+        for (std::size_t lead = 0; lead < kSessionLeads; ++lead) {
+            log.push_back(values[3 * kSessionLeads + lead]);
+            for (std::size_t k = 0; k < 5; ++k) log.push_back(st[k * kSessionLeads + lead]);
             log.insert(log.end(), {isOnT[lead] + 0.0, shapes[lead] + 0.0});
         }
         log.push_back(pointMs);
     }
-    if (event.kind == QZS_QUALITY) log.insert(log.end(), values, values + kLeads);
+    if (event.kind == QZS_QUALITY) log.insert(log.end(), values, values + kSessionLeads);
     return true;
 }
 
@@ -119,7 +125,7 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
     qzs_session* const sessions[] = {qzs_create(&options), qzs_create(&limited)};
     Log logs[2];
     // The second one has points set by hand from 45 s on, and some of them given back at 60 s.
-    const std::size_t changes[] = {0, 45 * kFs, 60 * kFs, recordings[0].Frames()};
+    const std::size_t changes[] = {0, 45 * kSessionFs, 60 * kSessionFs, recordings[0].Frames()};
     constexpr double kOwn = std::numeric_limits<double>::quiet_NaN();
     std::size_t fed[2] = {}, stops = 0;
     for (std::size_t k = 0; fed[k] < recordings[k].Frames(); k = 1 - k) {  // of the same length
@@ -139,8 +145,8 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
     for (std::size_t k = 0; k < 2; ++k) {
         Witness witness;
         qz::SessionOptions same;
-        same.fs = kFs;
-        same.leads.resize(kLeads);
+        same.fs = kSessionFs;
+        same.leads.resize(kSessionLeads);
         if (k == 1) same.stRateLimitBpm = limited.st_rate_limit;
         same.isPaced = same.conditioning.comb = k == 1;
         qz::StressSession session(same, witness);
@@ -168,6 +174,14 @@ TEST(qzSessionC, TellsWhatTheClassTellsWhereTwoRunAtOnceAndEventsWait) {
         EXPECT_EQ(uv[row.size()], 0) << "no room";
         qzs_template(sessions[k], uv.data(), uv.size());
         EXPECT_TRUE(std::equal(row.rbegin(), row.rend(), uv.rbegin()));
+        const qz::MeasuredBeat means = session.Measured();
+        qzs_positions at = {};
+        uv.assign(qzs_measured_template(sessions[k], nullptr, 0, &at), 0);
+        qzs_measured_template(sessions[k], uv.data(), uv.size(), nullptr);
+        EXPECT_TRUE(at.j > 0 && at.j == means.positions.j);
+        const std::vector<float> mean = means.Rows()[1];
+        ASSERT_EQ(uv.size(), kSessionLeads * mean.size());
+        EXPECT_TRUE(std::equal(mean.rbegin(), mean.rend(), uv.rbegin()));
         qzs_free(sessions[k]);
     }
 }
@@ -179,7 +193,7 @@ TEST(qzSessionC, TakesOverTheBeatOfAnotherSession) {
     qzs_beat beats[2] = {};
     for (std::size_t k = 0; k < 2; ++k) {
         qzs_session* const session = qzs_create(&options);
-        qzs_push(session, recording.Frame(0), k == 0 ? 30 * kFs : 1);
+        qzs_push(session, recording.Frame(0), k == 0 ? 30 * kSessionFs : 1);
         rows[k].resize(qzs_learned_beat(session, &beats[k], nullptr, 0));
         qzs_learned_beat(session, nullptr, rows[k].data(), rows[k].size());
         qzs_free(session);
@@ -187,7 +201,7 @@ TEST(qzSessionC, TakesOverTheBeatOfAnotherSession) {
         options.beat_rows = rows[0].data();
         options.beat_count = rows[0].size();
     }
-    EXPECT_EQ(rows[0].size(), kLeads * static_cast<std::size_t>(beats[0].length));
+    EXPECT_EQ(rows[0].size(), kSessionLeads * static_cast<std::size_t>(beats[0].length));
     EXPECT_EQ(rows[1], rows[0]);
     EXPECT_TRUE(beats[1].posQ == beats[0].posQ && beats[1].posJ == beats[0].posJ && beats[1].usable == 3);
     --options.beat_count;
@@ -197,16 +211,16 @@ TEST(qzSessionC, TakesOverTheBeatOfAnotherSession) {
 TEST(qzSessionC, KeepsTheConditionedFramesOfTheClassUntilTheyAreFetched) {
     struct : qz::SessionObserver {
         void OnConditioned(const short* uV, double time) override {
-            frames.insert(frames.end(), uV, uV + kLeads);
+            frames.insert(frames.end(), uV, uV + kSessionLeads);
             seconds.push_back(time);
         }
         std::vector<short> frames;
         std::vector<double> seconds;
     } told;
-    Recording recording = BeatTrain(kFs, kLeads).Noise(8, 4).Beats(500, 60).Record();
+    Recording recording = BeatTrain(kSessionFs, kSessionLeads).Noise(8, 4).Beats(500, 60).Record();
     qz::SessionOptions same;
-    same.fs = kFs;
-    same.leads.resize(kLeads);
+    same.fs = kSessionFs;
+    same.leads.resize(kSessionLeads);
     qz::StressSession reference(same, told);
     reference.Push(recording.samples.data(), recording.Frames());
     reference.Finish();
@@ -216,15 +230,15 @@ TEST(qzSessionC, KeepsTheConditionedFramesOfTheClassUntilTheyAreFetched) {
     qzs_session* const session = qzs_create(&options);
     std::vector<short> fetched;
     const auto fetch = [&](std::size_t count) {
-        std::vector<short> frames(count * kLeads);
+        std::vector<short> frames(count * kSessionLeads);
         double seconds = -1;
-        const std::size_t before = fetched.size() / kLeads;
-        frames.resize(kLeads * qzs_conditioned(session, frames.data(), count, &seconds));
+        const std::size_t before = fetched.size() / kSessionLeads;
+        frames.resize(kSessionLeads * qzs_conditioned(session, frames.data(), count, &seconds));
         EXPECT_EQ(seconds, before < told.seconds.size() ? told.seconds[before] : -1);
         fetched.insert(fetched.end(), frames.begin(), frames.end());
     };
     const auto waiting = [&] { return qzs_conditioned(session, nullptr, 9, nullptr); };
-    const auto delay = static_cast<std::size_t>(qzs_delay_ms(session) * kFs / 1000);
+    const auto delay = static_cast<std::size_t>(qzs_delay_ms(session) * kSessionFs / 1000);
     std::size_t fed = qzs_push(session, recording.Frame(0), recording.Frames());
     EXPECT_TRUE(fed == delay + 4096 && waiting() == 4096);
     fetch(1500);
@@ -265,6 +279,7 @@ TEST(qzSessionC, RefusesWhatIsNotRightSaysWhyAndTakesNull) {
                      qzs_event_st_slope(session, nullptr, nullptr, nullptr, 2) ||
                      qzs_get_positions(session, nullptr) || qzs_get_measured_positions(session, nullptr) ||
                      qzs_template(session, nullptr, 9) > 0 ||
+                     qzs_measured_template(session, nullptr, 9, nullptr) > 0 ||
                      qzs_learned_beat(session, nullptr, nullptr, 0) > 0);
         qzs_finish(session);
         EXPECT_FALSE(qzs_next_event(session, &event, sizeof event - 1));

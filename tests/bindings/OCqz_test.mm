@@ -246,7 +246,8 @@ static std::vector<float> Floats(std::initializer_list<NSArray *> arrays) {
 TEST_F(OCqz, HasSessionsOfItsOwn) {
     OCqzSession *session = Session(2), *empty = Session(1);
     EXPECT_TRUE(Session(0) == nil && Session(2, nil, 0) == nil && [session getTempl] == nil &&
-                [session getPos] == nil && [session getMeasuredPos] == nil);
+                [session getPos] == nil && [session getMeasuredPos] == nil &&
+                [session getMeasuredTempl] == nil && [session getMeasuredTemplPos] == nil);
     EXPECT_EQ([empty push:OddFrame()], 4);
     [empty finish];
     qzs_session *const plain = Plain(false);
@@ -294,6 +295,12 @@ TEST_F(OCqz, HasSessionsOfItsOwn) {
     qzs_positions at = {};
     qzs_get_measured_positions(plain, &at);
     EXPECT_EQ(Floats({[session getMeasuredPos]}),
+              (std::vector<float>{float(at.length), float(at.q), float(at.r), float(at.j)}));
+    std::vector<float> means(qzs_measured_template(plain, nullptr, 0, &at));
+    qzs_measured_template(plain, means.data(), means.size(), nullptr);
+    NSArray *rows = [session getMeasuredTempl];
+    EXPECT_EQ(Floats({[rows objectAtIndex:0], [rows objectAtIndex:1]}), means);
+    EXPECT_EQ(Floats({[session getMeasuredTemplPos]}),
               (std::vector<float>{float(at.length), float(at.q), float(at.r), float(at.j)}));
     EXPECT_TRUE([[session getTempl] count] == 2 && [[session getPos] count] == 4 && [session delayMs] > 0);
     EXPECT_EQ([[session conditioning] length], qzs_conditioning(plain, nullptr, 0));

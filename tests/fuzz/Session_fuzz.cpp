@@ -115,6 +115,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 qzs_positions positions;
                 qzs_get_positions(session, &positions);
                 qzs_get_measured_positions(session, &positions);
+                qzs_measured_template(session, templ.data(), templ.size(), &positions);
                 rows.resize(static_cast<std::size_t>(bytes.Byte()) * 64);
                 qzs_learned_beat(session, &beat, rows.data(), rows.size());
                 Demand(qzs_delay_ms(session) >= 0);

@@ -177,6 +177,10 @@ extension Bindings {
             var at = qzs_positions()
             qzs_get_measured_positions(plain, &at)
             #expect(session.getMeasuredPos() == [at.length, at.q, at.r, at.j].map { Float($0) })
+            var means = [Float](repeating: 0, count: qzs_measured_template(plain, nil, 0, &at))
+            qzs_measured_template(plain, &means, means.count, nil)
+            #expect(session.getMeasuredTempl().flatMap { $0 } == means && !means.isEmpty)
+            #expect(session.getMeasuredTemplPos() == [at.length, at.q, at.r, at.j].map { Float($0) })
             #expect(session.conditioning().utf8.count == qzs_conditioning(plain, nil, 0))
         }
 

@@ -6,8 +6,8 @@
 // A session conditions the signal, learns the first averaged beat from it, folds every beat that matches into
 // that, and measures ST on it. Unlike those of the flat classes every object is a session of its own, for one
 // thread at a time. Seconds count from the first frame, filter delays taken off. Arrays: see OCqz.h. Of the
-// C++ class there is everything but the means that the latest ST was measured on, the number of frames taken,
-// which is the sum of what push returns, and names: of leads, and of what a beat was learned from.
+// C++ class there is everything but the number of frames taken, which is the sum of what push returns, and
+// names: of leads, and of what a beat was learned from.
 #pragma once
 
 #import "OCqzDefines.h"
@@ -215,6 +215,12 @@ enum {
 - (NSArray *OC_NULLABLE)getPos;
 /// The same with the Q and J that the latest beat was measured at.
 - (NSArray *OC_NULLABLE)getMeasuredPos;
+/// The means of the latest beats that st of the latest event was measured on: what is drawn of them shows the
+/// levels that are told. One array of microvolts above the level of the PR segment per lead, NaN for a lead
+/// with too few beats; nil before there is one.
+- (NSArray *OC_NULLABLE)getMeasuredTempl;
+/// Their points, as getPos has those of getTempl.
+- (NSArray *OC_NULLABLE)getMeasuredTemplPos;
 /// The averaged beat that was learned last, or handed in, as it was then; nil before there is one.
 - (OCqzLearnedBeat *OC_NULLABLE)learnedBeat;
 /// The delay of the filters, which is taken off all times, ms.

@@ -169,8 +169,21 @@ public final class OCqzSession {
         var uV = [Float](repeating: 0, count: qzs_template(session, nil, 0))
         if uV.isEmpty { return nil }
         qzs_template(session, &uV, uV.count)
-        let length = uV.count / leads
-        return (0..<leads).map { Array(uV[$0 * length..<($0 + 1) * length]) }
+        return rows(uV)
+    }
+    public func getMeasuredTempl() -> [Any]? {
+        var uV = [Float](repeating: 0, count: qzs_measured_template(session, nil, 0, nil))
+        if uV.isEmpty { return nil }
+        qzs_measured_template(session, &uV, uV.count, nil)
+        return rows(uV)
+    }
+    public func getMeasuredTemplPos() -> [Any]? {
+        var ms = qzs_positions()
+        return qzs_measured_template(session, nil, 0, &ms) > 0 ? elements(ms) : nil
+    }
+    private func rows<T>(_ flat: [T]) -> [Any] {
+        let length = flat.count / leads
+        return (0..<leads).map { Array(flat[$0 * length..<($0 + 1) * length]) }
     }
     public func getPos() -> [Any]? {
         var ms = qzs_positions()
@@ -185,10 +198,8 @@ public final class OCqzSession {
         var beat = qzs_beat()
         var flat = [Int16](repeating: 0, count: qzs_learned_beat(session, nil, nil, 0))
         if qzs_learned_beat(session, &beat, &flat, flat.count) == 0 { return nil }
-        let length = Int(beat.length)
         return OCqzLearnedBeat(
-            (0..<leads).map { Array(flat[$0 * length..<($0 + 1) * length]) }, posR: beat.posR,
-            posQ: beat.posQ, posJ: beat.posJ, beatsFound: beat.beats_found, beatsUsed: beat.beats_used,
+            rows(flat), posR: beat.posR, posQ: beat.posQ, posJ: beat.posJ, beatsFound: beat.beats_found, beatsUsed: beat.beats_used,
             stretchSeconds: beat.stretch_seconds, likeness: beat.likeness, usable: beat.usable,
             confident: beat.confident)
     }
