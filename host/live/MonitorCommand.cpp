@@ -239,6 +239,19 @@ private:
         Tell(live::Event::Kind::Kept, trouble);
     }
 
+    /// Writes the results; returns why there are none.
+    std::string Analyze() {
+        fs::create_directories(m_folderName + "/results");
+        // Pages are served meanwhile: the analysis of a long test takes its time.
+        std::future<int> code = std::async(std::launch::async, RunProgram,
+                                           AnalysisWords(m_folderName, m_test->State(), m_options.given));
+        while (code.wait_for(kWait) != std::future_status::ready) {
+            Listen();
+            if (m_pages) m_pages->Show(m_source->Status(), m_trouble);
+        }
+        return code.get() == 0 ? "" : "the analysis failed";
+    }
+
     int End() {
         const live::Command end{live::Command::Kind::End, m_test->State().endedBecause};
         m_folder->Note(JournalLine(end, m_test->State().frames));
@@ -249,15 +262,7 @@ private:
         try {
             m_folder->Finish(m_test->State().marks);
             KeepCourse();
-            fs::create_directories(m_folderName + "/results");
-            // Pages are served meanwhile: the analysis of a long test takes its time.
-            std::future<int> code = std::async(std::launch::async, RunProgram,
-                                               AnalysisWords(m_folderName, m_test->State(), m_options.given));
-            while (code.wait_for(kWait) != std::future_status::ready) {
-                Listen();
-                if (m_pages) m_pages->Show(m_source->Status(), m_trouble);
-            }
-            if (code.get() != 0) why = "the analysis failed";
+            why = m_test->State().frames > 0 ? Analyze() : "there has been no signal";
         } catch (const HostError& error) {
             why = error.what();
         }

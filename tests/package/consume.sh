@@ -1,9 +1,10 @@
 # Sourced: builds tests/consumer both ways against an installed library and runs what comes out.
 #   consume SOURCE_DIR WORK_DIR CXX_COMPILER LIBRARY [PREFIX]
+# in C and C++, by CMake and by pkg-config, or in the ways that the variable `ways` names.
 # LIBRARY is the file that the shared programs have to load. Without PREFIX the system's own directories are
 # searched.
 consume() {
-    for run in C-cmake C-pkg-config CXX-cmake CXX-pkg-config; do
+    for run in ${ways:-C-cmake C-pkg-config CXX-cmake CXX-pkg-config}; do
         build=$2/consumer-$run
         case $run in *cmake) option=OFF ;; *) option=ON ;; esac
         PKG_CONFIG_PATH=${5:+$(dirname "$4")/pkgconfig} cmake -S "$1/tests/consumer" -B "$build" \

@@ -348,4 +348,9 @@ start=$(date +%s)
 expect_refusal 3 'given up after 0 s' batch "$work/lists" --out "$work/late" --timeout 0.02
 [ $(($(date +%s) - start)) -lt 9 ] || fail "a time limit takes long"
 
+# A live test without a frame has no results, and says so.
+"$program" monitor - --raw 250,2,1 --out "$work/live" --no-page </dev/null >"$work/out" 2>"$work/err"
+[ $? -eq 1 ] && [ "$(cat "$work/err")" = "qzstress: no results: there has been no signal" ] ||
+    fail "monitor without a frame: $(cat "$work/err")"
+
 [ "$failures" -eq 0 ]
