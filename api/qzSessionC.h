@@ -201,7 +201,8 @@ QZ_API bool qzs_get_positions(const qzs_session* session, qzs_positions* positio
 QZ_API bool qzs_get_measured_positions(const qzs_session* session, qzs_positions* positions);
 /* The means of the latest beats that the qzs_event_st of the latest one was measured on: what is drawn of
  * them shows the levels that are told. As qzs_template, but above the level of the PR segment; NaN for a lead
- * with too few beats. Their own points go into `positions`, which may be null. */
+ * with too few beats. Their own points go into `positions`, which may be null, and stays as it is while there
+ * are none. */
 QZ_API size_t qzs_measured_template(const qzs_session* session, float* uv, size_t count,
                                     qzs_positions* positions);
 /* The averaged beat that was learned last, or handed in, as it was then: to be kept, and handed in to another
