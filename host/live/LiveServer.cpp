@@ -176,7 +176,7 @@ private:
     bool IsTooMuch();
 
     Impl& m_server;
-    beast::websocket::stream<beast::tcp_stream> m_stream;
+    beast::websocket::stream<beast::tcp_stream, false> m_stream;  // nothing is compressed
     int m_number;
     beast::flat_buffer m_buffer;
     std::deque<Message> m_queue;  // the first is being written

@@ -25,7 +25,7 @@ namespace {
 constexpr std::string_view kTcp = "tcp://", kListen = "listen://";
 constexpr std::size_t kLongestGreeting = 4096;        // bytes
 constexpr std::size_t kMostBytesAtOnce = 1 << 20;     // taken before other work has its turn
-constexpr double kRateSeconds = 10, kMostOff = 0.02;  // over which, and from which on, another rate is told
+constexpr double kPaceSeconds = 10, kMostOff = 0.02;  // over which, and from which on, another rate is told
 
 std::chrono::nanoseconds Seconds(double seconds) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds));
@@ -322,7 +322,7 @@ void StreamSource::WatchRate(Time now, long long frames) {
     }
     m_rateFrames += frames;
     const double seconds = SecondsFrom(m_rateSince, now);
-    if (seconds < kRateSeconds) return;
+    if (seconds < kPaceSeconds) return;
     const double hz = static_cast<double>(m_rateFrames - 1) / seconds;
     m_status.measuredHz = std::abs(hz / m_info.fs - 1) > kMostOff ? hz : 0;
     m_rateSince = now;
