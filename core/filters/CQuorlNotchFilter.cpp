@@ -3,7 +3,6 @@
 #include "core/Arithmetic.h"
 
 void CQuorlNotchFilter::Init(int freq, int fs) {
-    m_bResample = false;
     if (freq > 0) m_freq = freq;
     if (fs > 0) m_fs = fs;
     if (m_freq == 0 || m_fs == 0) return;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -221,12 +222,16 @@ TEST(qzSessionC, KeepsTheConditionedFramesOfTheClassUntilTheyAreFetched) {
     qz::SessionOptions same;
     same.fs = kSessionFs;
     same.leads.resize(kSessionLeads);
+    same.conditioning.comb = true;  // delays by many frames
     qz::StressSession reference(same, told);
+    const auto delay = static_cast<std::size_t>(std::lround(reference.DelayMs() * kSessionFs / 1000));
+    // Frames are kept in blocks of 512: among those that the end of the session brings another one begins.
+    recording.samples.resize((14 * 512 + delay - 9) * kSessionLeads);
     reference.Push(recording.samples.data(), recording.Frames());
     reference.Finish();
 
     qzs_options options = Options();
-    options.conditioned = true;
+    options.conditioned = options.comb = true;
     qzs_session* const session = qzs_create(&options);
     std::vector<short> fetched;
     const auto fetch = [&](std::size_t count) {
@@ -238,7 +243,6 @@ TEST(qzSessionC, KeepsTheConditionedFramesOfTheClassUntilTheyAreFetched) {
         fetched.insert(fetched.end(), frames.begin(), frames.end());
     };
     const auto waiting = [&] { return qzs_conditioned(session, nullptr, 9, nullptr); };
-    const auto delay = static_cast<std::size_t>(qzs_delay_ms(session) * kSessionFs / 1000);
     std::size_t fed = qzs_push(session, recording.Frame(0), recording.Frames());
     EXPECT_TRUE(fed == delay + 4096 && waiting() == 4096);
     fetch(1500);
