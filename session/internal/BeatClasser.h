@@ -100,7 +100,7 @@ private:
     void ChooseUsual(std::size_t shape);
     void LearnInterval(long long place, BeatClass kind);
     // To the nearest place; of no negative time.
-    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
+    long long Places(double seconds) const { return std::llround(seconds * m_rate); }
 
     const BeatFinder& m_finder;
     bool m_isPaced;

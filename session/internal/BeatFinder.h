@@ -197,7 +197,7 @@ private:
     double Largest(const Ring& ring, std::size_t lead, long long from, long long to) const;
     double Fused(long long place) const { return static_cast<double>(*m_fused.Row(place)); }
     // To the nearest place; of no negative time.
-    long long Places(double seconds) const { return static_cast<long long>(seconds * m_rate + 0.5); }
+    long long Places(double seconds) const { return std::llround(seconds * m_rate); }
 
     std::size_t m_chn;
     int m_step;     // frames to a place: their mean is looked at
@@ -214,20 +214,17 @@ private:
     long long m_taken = 0;  // places with a signal
     long long m_ready = 0;  // places with an envelope
 
-    bool m_isStarted = false;
+    bool m_isStarted = false, m_areAllDisturbed = false, m_hasShape = false, m_isGap = false;
     std::vector<Lead> m_leads;
-    bool m_areAllDisturbed = false;
     Latest m_rrs;                       // places
     double m_fusedFloor = 0;            // of the fused envelope
     double m_noisePeak = 0;             // running mean of rejected candidates
     double m_noiseSpread = 0;           // running mean of how far they are from it
     std::vector<Candidate> m_rejected;  // that can still be searched back
     std::vector<double> m_shape;        // running mean of the beats' bands, [place][lead]
-    bool m_hasShape = false;
     // Of all leads, by MeasureLikeness: signal by shape, signal and shape squared; correlation.
     std::vector<double> m_products, m_likeness;
     long long m_lastBeat = -1;
-    bool m_isGap = false;
     long long m_gapEnd = 0;  // place
     double m_lastSlope = 0;
     long long m_lastAwakening = 0;
