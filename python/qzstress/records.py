@@ -231,7 +231,7 @@ def from_signal(
     unit : {"uV", "mV", "V"}, optional
         Unit of floats, which need one.
     """
-    array = np.asarray(signal)
+    array = _checks.array_of(signal)
     if array.ndim != 2:
         raise ValueError(f"an array of shape (frames, leads) is expected, found {array.shape}")
     names = _checks.lead_names(array.shape[1] if leads is None else leads)

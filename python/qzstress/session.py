@@ -311,7 +311,7 @@ class Session:
             Rows of `dtype`, those of each kind in order of time.
         """
         native = self._open()
-        array = np.asarray(frames)
+        array = _checks.array_of(frames)
         unit = self._unit if array.dtype.kind == "f" else None
         return self._events(native.push(_checks.frames_of(array, len(self._leads), self._uv_per_bit, unit)))
 

@@ -186,7 +186,12 @@ def test_the_learned_beat_of_one_analysis_begins_another(
 def test_a_report_is_drawn_by_the_program(
     program: Path, recording: qzstress.Recording, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    result = analyze(recording, mains_hz=50)
+    result = analyze(
+        recording,
+        mains_hz=50,
+        stages=[Stage(np.float64(10), np.float64(50))],
+        pressures=(row for row in ((20, 120, np.nan), (20.5, 130, 80))),  # type: ignore[arg-type]
+    )
     monkeypatch.setenv("QZSTRESS", str(program))
     result.report(tmp_path / "report.pdf")
     assert (tmp_path / "report.pdf").read_bytes().startswith(b"%PDF")
