@@ -154,8 +154,9 @@ QZ_API void qzs_finish(qzs_session* session);
  * nothing changes, where one is out of its range. */
 QZ_API bool qzs_set_points(qzs_session* session, double q_ms, double j_ms, double st_ms);
 
-/* Fetches the next event; each kind comes in order of time. `size` is sizeof(qzs_event). False, and the event
- * stays as it is, where none waits and for any other size. */
+/* Fetches the next event; each kind comes in order of time, those about a lead for each lead, and of
+ * QZS_LEARNED a later one may have an earlier time. `size` is sizeof(qzs_event). False, and the event stays
+ * as it is, where none waits and for any other size. */
 QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event, size_t size);
 /* One value per lead of the event fetched last; a null array is passed over. NaN where the lead is off or
  * disturbed, or was lately. False, and nothing changes, where that was no QZS_BEAT and where `count` is not

@@ -33,8 +33,9 @@
 
 namespace qz {
 
-/// Receives events within Push and Finish, those of one kind in order of time. Arguments are valid for the
-/// call. It must not throw, nor call the session but for its const functions.
+/// Receives events within Push and Finish, those of one kind in order of time; what happens to leads is so
+/// for each lead, and of averaged beats one that is learned later may match from earlier on. Arguments are
+/// valid for the call. It must not throw, nor call the session but for its const functions.
 class QZ_API SessionObserver {
 public:
     virtual ~SessionObserver();

@@ -248,7 +248,8 @@ public final class qzSession: NSObject {
 
     // MARK: Results
 
-    /// The next event, each kind in order of time; nil where none waits.
+    /// The next event, each kind in order of time, those about a lead for each lead; of `learned` a later one may have an
+    /// earlier time. Nil where none waits.
     public func nextEvent() -> qzSessionEvent? { session.nextEvent().map { qzSessionEvent($0) } }
 
     /// All waiting conditioned frames, in the form that `push` takes, 1 uV per unit, and the time of the first of them;

@@ -308,7 +308,8 @@ class Session:
         Returns
         -------
         numpy.ndarray, shape (events,)
-            Rows of `dtype`, those of each kind in order of time.
+            Rows of `dtype`, those of each kind in order of time: those about a lead for each lead, and of
+            `EventKind.LEARNED` a later one may have an earlier time.
         """
         native = self._open()
         array = _checks.array_of(frames)
