@@ -32,6 +32,8 @@ expect_refusal 2 mains analyze --mains 55
 expect_refusal 1 'comb is for' analyze --mains 60 --comb
 expect_refusal 2 smooth analyze --smooth 3
 expect_refusal 2 post-j analyze --post-j 0
+expect_refusal 2 j-point analyze --j-point 250.5
+expect_refusal 1 'not enough beats' analyze "$work/flat" --j-point 60.5 --st-point 200
 expect_refusal 2 lowpass analyze --lowpass -5
 expect_refusal 2 lowpass analyze --lowpass fast
 expect_refusal 2 nonsense analyze --nonsense
