@@ -223,7 +223,7 @@ def analyze(
         names = _native.predicted_rates
         study.predicted(names.index(_one_of("predicted", predicted, names)))
         give("--predicted", predicted)
-    if stage_leads is not None:
+    if stage_leads:
         study.stage_leads([str(lead) for lead in stage_leads])
         give("--stage-leads", stage_leads)
     if patient is not None:

@@ -191,6 +191,8 @@ def test_a_report_is_drawn_by_the_program(
         mains_hz=50,
         stages=[Stage(np.float64(10), np.float64(50))],
         pressures=(row for row in ((20, 120, np.nan), (20.5, 130, 80))),  # type: ignore[arg-type]
+        j_point_ms=60.5,
+        stage_leads=[],
     )
     monkeypatch.setenv("QZSTRESS", str(program))
     result.report(tmp_path / "report.pdf")
