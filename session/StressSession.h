@@ -70,8 +70,9 @@ public:
     /// The signal has ended: gives out what the filters hold and what is still to be learned and matched.
     /// Once.
     void Finish() noexcept;
-    /// From the next beat on it is measured at these points, and at no others that were set before. False,
-    /// and nothing is done, where one of them is out of its range.
+    /// From the next beat on it is measured at these points, and at no others that were set before;
+    /// Positions, MeasuredPositions and Measured have them at once. False, and nothing is done, where one of
+    /// them is out of its range.
     [[nodiscard]] bool SetPoints(const PointsByHand& points) noexcept;
 
     /// The averaged beat as it is now, microvolts, [lead][sample]; empty before there is one.

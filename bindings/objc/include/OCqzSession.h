@@ -194,7 +194,7 @@ enum {
 - (void)finish;
 /// From the next beat on it is measured at these points, in every averaged beat. NaN is the session's own
 /// point, which follows the averaged beat: as at first, and again after one by hand. The engine's values
-/// (level, slope, j) keep its own.
+/// (level, slope, j) keep its own; getPos, getMeasuredPos and the measured means have the new ones at once.
 /// @param qMs   Onset of the QRS, from R of getPos: -200 to -8 ms.
 /// @param jMs   Its end, from R: 8 to 250 ms.
 /// @param stMs  ST point, from that end: 10 to 200 ms; it counts on the T wave too.
