@@ -115,9 +115,13 @@ def test_channels_of_other_packages_that_are_no_ecg_are_left_out() -> None:
         sig_name=["A", "B"],
         units=["uV", "mmHg"],
         record_name="r",
+        fmt=["16", "16"],
     )
     for recording in (from_mne(raw), from_wfdb(record)):
         assert (recording.leads, recording.fs, recording.signal[0].tolist()) == (["A"], 250, [1])
+    record.d_signal[7, 0] = -32768
+    with pytest.raises(ValueError, match="frame 7, lead 0 is nan: fill gaps"):
+        from_wfdb(record)
 
 
 def test_frames_hold_what_the_json_holds(result: qzstress.Result, recording: qzstress.Recording) -> None:
