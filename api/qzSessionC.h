@@ -147,15 +147,17 @@ QZ_API size_t qzs_push(qzs_session* session, const int16_t* frames, size_t count
 /* The signal has ended: brings the events that the filters still hold. Once; later calls do nothing. */
 QZ_API void qzs_finish(qzs_session* session);
 
-/* From the next beat on it is measured at these points, in every averaged beat: onset of the QRS, -200 to -8
+/* From the next beat on it is measured at these points, in every averaged beat; what tells of positions and
+ * means below has them at once. They are the onset of the QRS, -200 to -8
  * ms, and its end, 8 to 250 ms, both from r of qzs_positions, and the ST point, 10 to 200 ms after that end,
  * which counts on the T wave too. NaN is the session's own point, which follows the averaged beat: as at
  * first, and again after one by hand. The values of qzs_event_values keep the engine's points. False, and
  * nothing changes, where one is out of its range. */
 QZ_API bool qzs_set_points(qzs_session* session, double q_ms, double j_ms, double st_ms);
 
-/* Fetches the next event; each kind comes in order of time. `size` is sizeof(qzs_event). False, and the event
- * stays as it is, where none waits and for any other size. */
+/* Fetches the next event; each kind comes in order of time, those about a lead for each lead, and of
+ * QZS_LEARNED a later one may have an earlier time. `size` is sizeof(qzs_event). False, and the event stays
+ * as it is, where none waits and for any other size. */
 QZ_API bool qzs_next_event(qzs_session* session, qzs_event* event, size_t size);
 /* One value per lead of the event fetched last; a null array is passed over. NaN where the lead is off or
  * disturbed, or was lately. False, and nothing changes, where that was no QZS_BEAT and where `count` is not

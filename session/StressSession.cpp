@@ -75,8 +75,11 @@ std::string BeatRefusal(const SessionOptions& options) {
     const LearnedBeat& beat = *options.beat;
     const std::string handedIn = "the averaged beat that was handed in ";
     const std::size_t chn = options.leads.size();
-    if (beat.rows.size() != chn || beat.usable.size() != chn)
+    if (beat.rows.size() != chn)
         return handedIn + "has " + std::to_string(beat.rows.size()) + " leads, not " + std::to_string(chn);
+    if (beat.usable.size() != chn)
+        return handedIn + "tells of " + std::to_string(beat.usable.size()) +
+               " leads whether they are usable, not of " + std::to_string(chn);
     for (const std::vector<short>& row : beat.rows) {
         if (row.size() != static_cast<std::size_t>(std::max<int>(beat.length, 0)))
             return handedIn + "has rows of different lengths";

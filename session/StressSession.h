@@ -33,8 +33,9 @@
 
 namespace qz {
 
-/// Receives events within Push and Finish, those of one kind in order of time. Arguments are valid for the
-/// call. It must not throw, nor call the session but for its const functions.
+/// Receives events within Push and Finish, those of one kind in order of time; what happens to leads is so
+/// for each lead, and of averaged beats one that is learned later may match from earlier on. Arguments are
+/// valid for the call. It must not throw, nor call the session but for its const functions.
 class QZ_API SessionObserver {
 public:
     virtual ~SessionObserver();
@@ -69,8 +70,9 @@ public:
     /// The signal has ended: gives out what the filters hold and what is still to be learned and matched.
     /// Once.
     void Finish() noexcept;
-    /// From the next beat on it is measured at these points, and at no others that were set before. False,
-    /// and nothing is done, where one of them is out of its range.
+    /// From the next beat on it is measured at these points, and at no others that were set before;
+    /// Positions, MeasuredPositions and Measured have them at once. False, and nothing is done, where one of
+    /// them is out of its range.
     [[nodiscard]] bool SetPoints(const PointsByHand& points) noexcept;
 
     /// The averaged beat as it is now, microvolts, [lead][sample]; empty before there is one.

@@ -233,7 +233,8 @@ public final class qzSession: NSObject {
     /// From the next beat on it is measured at these points, in every averaged beat: `q`, the onset of the QRS, -200 to -8
     /// ms, and `j`, its end, 8 to 250 ms, both from R of `getPos`, and `st`, 10 to 200 ms after that end, which counts on
     /// the T wave too. Nil is the session's own point, which follows the averaged beat: as at first, and again after one
-    /// by hand. `level`, `slope` and `j` of the events keep the engine's points.
+    /// by hand. `level`, `slope` and `j` of the events keep the engine's points; positions and measured means have the new ones
+    /// at once.
     ///
     /// False, and nothing changes, where one is out of its range.
     public func setPoints(q: Double? = nil, j: Double? = nil, st: Double? = nil) -> Bool {
@@ -248,7 +249,8 @@ public final class qzSession: NSObject {
 
     // MARK: Results
 
-    /// The next event, each kind in order of time; nil where none waits.
+    /// The next event, each kind in order of time, those about a lead for each lead; of `learned` a later one may have an
+    /// earlier time. Nil where none waits.
     public func nextEvent() -> qzSessionEvent? { session.nextEvent().map { qzSessionEvent($0) } }
 
     /// All waiting conditioned frames, in the form that `push` takes, 1 uV per unit, and the time of the first of them;

@@ -161,11 +161,14 @@ void AddAnalysis(CLI::App& command, StressOptions& options) {
         ->excludes(postJ)
         ->capture_default_str();
     qz::PointsByHand& byHand = options.stPoint.byHand;
+    const auto within = [](int lowest, int highest) {
+        return Expect("a number of " + std::to_string(lowest) + " to " + std::to_string(highest),
+                      [=](double ms) { return ms >= lowest && ms <= highest; });
+    };
     for (const auto& [name, point, range, text] :
-         {std::tuple{"--q-point", &byHand.qMs, CLI::Range(-200, -8),
-                     "Onset of the QRS, ms from R, set by hand"},
-          {"--j-point", &byHand.jMs, CLI::Range(8, 250), "End of the QRS, ms from R, set by hand"},
-          {"--st-point", &byHand.stMs, CLI::Range(10, 200), "Where the ST level is measured, ms after J"}})
+         {std::tuple{"--q-point", &byHand.qMs, within(-200, -8), "Onset of the QRS, ms from R, set by hand"},
+          {"--j-point", &byHand.jMs, within(8, 250), "End of the QRS, ms from R, set by hand"},
+          {"--st-point", &byHand.stMs, within(10, 200), "Where the ST level is measured, ms after J"}})
         command.add_option(name, *point, text)->check(range)->excludes(postJ);
 }
 

@@ -47,15 +47,20 @@ def number(name: str, value: Any, lowest: float = -math.inf, above: float = -mat
     return float(value)
 
 
+def between(name: str, value: Any, lowest: float, highest: float) -> float:
+    """Return a number within limits as a float."""
+    if not lowest <= number(name, value) <= highest:
+        raise ValueError(f"{name} is expected from {lowest:g} to {highest:g}, not {value}")
+    return float(value)
+
+
 def points_ms(q: Any, j: Any, st: Any) -> dict[str, float]:
     """Return the points of measurement that are set by hand, ms, by the names of their parameters."""
     points = {}
     for name, ms, lowest, highest in (("q", q, -200, -8), ("j", j, 8, 250), ("st", st, 10, 200)):
         if ms is None:
             continue
-        if not lowest <= number(f"{name}_point_ms", ms) <= highest:
-            raise ValueError(f"{name}_point_ms is expected to be {lowest} to {highest}, not {ms!r}")
-        points[f"{name}_point_ms"] = ms
+        points[f"{name}_point_ms"] = between(f"{name}_point_ms", ms, lowest, highest)
     return points
 
 
@@ -78,6 +83,13 @@ def lead_names(leads: Any) -> list[str]:
     return [f"lead {lead + 1}" for lead in range(count)]
 
 
+def array_of(signal: Any) -> NDArray[Any]:
+    """Return a signal as an array. What is masked would be taken for samples."""
+    if np.ma.is_masked(signal):
+        raise ValueError("masked samples: fill gaps first, for instance with the value before the gap")
+    return np.asarray(signal)
+
+
 def frames_of(signal: Any, leads: int, uv_per_bit: float, unit: str | None) -> NDArray[np.int16]:
     """Return a signal as 16-bit frames; the array itself where it is of that kind already.
 
@@ -92,7 +104,7 @@ def frames_of(signal: Any, leads: int, uv_per_bit: float, unit: str | None) -> N
     unit : {"uV", "mV", "V"} or None
         Unit of floats.
     """
-    array = np.asarray(signal)
+    array = array_of(signal)
     if array.ndim != 2 or array.shape[1] != leads:
         raise ValueError(
             f"an array of shape (frames, {leads}) is expected, found {array.shape}"
@@ -103,7 +115,7 @@ def frames_of(signal: Any, leads: int, uv_per_bit: float, unit: str | None) -> N
         if unit is None:
             raise ValueError("floats have a unit: say unit='uV' or unit='mV'")
         scale = uv_per_unit(unit) / uv_per_bit
-        return _native.quantize(array.astype(array.dtype.newbyteorder("="), copy=False), scale)
+        return _native.quantize(np.require(array, array.dtype.newbyteorder("="), "A"), scale)
     if array.dtype.kind not in "iu":
         raise TypeError(
             f"an array of whole numbers or of 32- or 64-bit floats is expected, not {array.dtype}"
@@ -116,7 +128,7 @@ def frames_of(signal: Any, leads: int, uv_per_bit: float, unit: str | None) -> N
             raise ValueError(
                 f"values from {lowest} to {highest} do not fit into 16 bits: take a larger uv_per_bit"
             )
-    return np.ascontiguousarray(array, dtype=np.int16)
+    return np.require(array, np.int16, ("C", "A"))
 
 
 def uv_per_unit(unit: str) -> float:

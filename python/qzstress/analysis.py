@@ -27,6 +27,9 @@ if TYPE_CHECKING:
 Source = Union[str, "os.PathLike[str]", Recording, ArrayLike, Any]
 PROGRAM = "QZSTRESS"  # environment variable with the path of the program
 _LONGEST_RR_MS = 4000.0
+# As the program takes them from files.
+_LATEST_S = 7 * 24 * 3600.0
+_MOST_W, _MOST_KMH, _MOST_PERCENT, _MOST_MMHG = 2000, 40, 40, 400
 
 
 def analyze(
@@ -103,7 +106,7 @@ def analyze(
     exercise_s : float, optional
         Exercise time, seconds, instead of what the stages tell; ends a protocol.
     stages : path-like or sequence of Stage, optional
-        A file as the program takes it, or the stages; without it those of the recording.
+        A file as the program takes it, or the stages in order of time; without it those of the recording.
     protocol : str, optional
         A named course instead: see `protocols`.
     exercise_start_s : float, optional
@@ -115,7 +118,8 @@ def analyze(
     patient : path-like, optional
         What is told of the patient, a JSON file as the program takes it.
     pressures : path-like or sequence of (seconds, systolic, diastolic), optional
-        Blood pressures, mmHg: a file as the program takes it, or the values.
+        Blood pressures, mmHg: a file as the program takes it, or the values, NaN where not known, in order of
+        time.
 
     Returns
     -------
@@ -204,7 +208,9 @@ def analyze(
         give("--stages", os.fspath(stages))
     elif stages is not None:
         course = list(stages)
-    study.stages([_native_stage(stage) for stage in course])
+    course = [_checked_stage(stage) for stage in course]
+    _check_order("stages", [stage.start_s for stage in course])
+    study.stages([(one.start_s, one.power_w, one.name, one.speed_kmh, one.grade_percent) for one in course])
     if protocol is not None:
         study.protocol(_one_of("protocol", protocol, _native.protocols))
         give("--protocol", protocol)
@@ -217,7 +223,7 @@ def analyze(
         names = _native.predicted_rates
         study.predicted(names.index(_one_of("predicted", predicted, names)))
         give("--predicted", predicted)
-    if stage_leads is not None:
+    if stage_leads:
         study.stage_leads([str(lead) for lead in stage_leads])
         give("--stage-leads", stage_leads)
     if patient is not None:
@@ -225,7 +231,9 @@ def analyze(
     if isinstance(pressures, (str, os.PathLike)):
         study.pressures_file(os.fspath(pressures))
     elif pressures is not None:
-        study.pressures([(*(float(value) for value in row[:3]), np.nan) for row in pressures])  # type: ignore[misc]
+        pressures = [_checked_pressure(row) for row in pressures]
+        _check_order("pressures", [seconds for seconds, _, _ in pressures])
+        study.pressures([(*row, np.nan) for row in pressures])
     study.given(given)
 
     if recording.path is not None:
@@ -283,18 +291,39 @@ def _one_of(name: str, value: str, allowed: Sequence[str]) -> str:
     return value
 
 
-def _native_stage(stage: Stage) -> tuple[float, float | None, str, float | None, float | None]:
+def _checked_stage(stage: Stage) -> Stage:
     if not isinstance(stage, Stage):
         raise TypeError(f"stages are expected to be of Stage, not {type(stage).__name__}")
-    numbers = [
-        None if value is None else _checks.number(name, value, 0)
-        for name, value in (
-            ("power_w", stage.power_w),
-            ("speed_kmh", stage.speed_kmh),
-            ("grade_percent", stage.grade_percent),
-        )
-    ]
-    return (_checks.number("start_s", stage.start_s, 0), numbers[0], str(stage.name), numbers[1], numbers[2])
+
+    def known(name: str, value: float | None, highest: float) -> float | None:
+        return None if value is None else _checks.between(name, value, 0, highest)
+
+    return Stage(
+        _checks.between("start_s", stage.start_s, 0, _LATEST_S),
+        known("power_w", stage.power_w, _MOST_W),
+        " ".join(str(stage.name).split()),
+        known("speed_kmh", stage.speed_kmh, _MOST_KMH),
+        known("grade_percent", stage.grade_percent, _MOST_PERCENT),
+    )
+
+
+def _checked_pressure(row: Sequence[float]) -> tuple[float, float, float]:
+    values = tuple(row)
+    if len(values) != 3:
+        raise ValueError(f"pressures are expected to be (seconds, systolic, diastolic), not {row!r}")
+    seconds = _checks.between("time of a pressure", values[0], 0, _LATEST_S)
+    systolic, diastolic = (
+        value if value != value else _checks.between("pressure", value, 0, _MOST_MMHG) for value in values[1:]
+    )
+    if systolic <= diastolic:
+        raise ValueError(f"a systolic pressure above the diastolic is expected, not {row!r}")
+    return seconds, systolic, diastolic
+
+
+def _check_order(name: str, seconds: list[float]) -> None:
+    for before, after in zip(seconds, seconds[1:]):
+        if after <= before:
+            raise ValueError(f"{name} are expected in order of time, not {after:g} s after {before:g} s")
 
 
 class _ReportOptions:
@@ -326,17 +355,17 @@ class _ReportOptions:
             arguments.append(f"--bp={os.fspath(self.pressures)}")
         elif self.pressures is not None:
             path = folder / "pressures.csv"
-            rows = "".join(f"{seconds:g},{high:g},{low:g}\n" for seconds, high, low in self.pressures)
+            rows = "".join(",".join(map(_text, row)) + "\n" for row in self.pressures).replace("nan", "")
             path.write_text("time,systolic,diastolic\n" + rows, encoding="utf-8")
             arguments.append(f"--bp={path}")
         return arguments
 
 
 def _stage_line(stage: Stage) -> str:
-    work = "-" if stage.power_w is None else f"{stage.power_w:g}"
+    work = "-" if stage.power_w is None else _text(stage.power_w)
     if stage.power_w is None and stage.speed_kmh is not None and stage.grade_percent is not None:
-        work = f"{stage.speed_kmh:g}/{stage.grade_percent:g}"
-    return f"{stage.start_s!r} {work} {' '.join(stage.name.split())}\n"
+        work = f"{_text(stage.speed_kmh)}/{_text(stage.grade_percent)}"
+    return f"{_text(stage.start_s)} {work} {stage.name}\n"
 
 
 class Result:

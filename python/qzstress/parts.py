@@ -41,7 +41,7 @@ class _Frames:
         self._leads = _count(leads)
 
     def _frames(self, frames: ArrayLike) -> NDArray[np.int16]:
-        array = np.asarray(frames)
+        array = _checks.array_of(frames)
         if array.dtype.kind == "f":
             raise TypeError("whole numbers are expected: bring floats to steps of uv_per_bit first")
         return _checks.frames_of(array, self._leads, 1.0, None)

@@ -15,6 +15,9 @@ from numpy.typing import ArrayLike, NDArray
 from . import _checks, _native
 
 _ALL = 2**62  # frames
+# Bits of a sample by the format of WFDB; the lowest number tells that there is none.
+_WFDB_BITS = {"80": 8, "310": 10, "311": 10, "212": 12, "16": 16, "61": 16, "160": 16, "24": 24, "32": 32}
+_WFDB_BITS |= {"508": 8, "516": 16, "524": 24}
 
 
 @dataclass(frozen=True)
@@ -231,7 +234,7 @@ def from_signal(
     unit : {"uV", "mV", "V"}, optional
         Unit of floats, which need one.
     """
-    array = np.asarray(signal)
+    array = _checks.array_of(signal)
     if array.ndim != 2:
         raise ValueError(f"an array of shape (frames, leads) is expected, found {array.shape}")
     names = _checks.lead_names(array.shape[1] if leads is None else leads)
@@ -258,7 +261,11 @@ def from_wfdb(record: Any) -> Recording:
     if signal is None:
         if record.d_signal is None:
             raise ValueError("the wfdb.Record holds no signal: read it with wfdb.rdrecord")
-        signal = (record.d_signal - np.asarray(record.baseline)) / np.asarray(record.adc_gain)
+        digital = np.array(record.d_signal, dtype=np.float64)
+        for i, kind in enumerate(record.fmt or ()):
+            if kind in _WFDB_BITS:
+                digital[digital[:, i] == -(2 ** (_WFDB_BITS[kind] - 1)), i] = np.nan
+        signal = (digital - np.asarray(record.baseline)) / np.asarray(record.adc_gain)
     units = {"uv": 1.0, "mv": 1e3, "v": 1e6}
     columns = [i for i, unit in enumerate(record.units) if unit is None or unit.lower() in units]
     if not columns:

@@ -179,7 +179,8 @@ class LearnedBeat:
     def save(self, path: str | os.PathLike[str]) -> None:
         """Write the beat to a NumPy archive (.npz)."""
         values: dict[str, Any] = {one.name: np.asarray(getattr(self, one.name)) for one in fields(self)}
-        np.savez(path, **values)
+        with open(path, "wb") as file:  # of a path NumPy would lengthen the name
+            np.savez(file, **values)
 
     @classmethod
     def load(cls, path: str | os.PathLike[str]) -> LearnedBeat:
@@ -308,10 +309,11 @@ class Session:
         Returns
         -------
         numpy.ndarray, shape (events,)
-            Rows of `dtype`, those of each kind in order of time.
+            Rows of `dtype`, those of each kind in order of time: those about a lead for each lead, and of
+            `EventKind.LEARNED` a later one may have an earlier time.
         """
         native = self._open()
-        array = np.asarray(frames)
+        array = _checks.array_of(frames)
         unit = self._unit if array.dtype.kind == "f" else None
         return self._events(native.push(_checks.frames_of(array, len(self._leads), self._uv_per_bit, unit)))
 
@@ -327,7 +329,8 @@ class Session:
     ) -> None:
         """Set by hand where beats are measured, from the next one on and in every averaged beat.
 
-        The engine's "level_uv", "slope_uv_per_ms" and "j_uv" keep its own points.
+        The engine's "level_uv", "slope_uv_per_ms" and "j_uv" keep its own points. Positions and
+        `measured_template` have the new ones at once.
 
         Parameters
         ----------

@@ -115,9 +115,13 @@ def test_channels_of_other_packages_that_are_no_ecg_are_left_out() -> None:
         sig_name=["A", "B"],
         units=["uV", "mmHg"],
         record_name="r",
+        fmt=["16", "16"],
     )
     for recording in (from_mne(raw), from_wfdb(record)):
         assert (recording.leads, recording.fs, recording.signal[0].tolist()) == (["A"], 250, [1])
+    record.d_signal[7, 0] = -32768
+    with pytest.raises(ValueError, match="frame 7, lead 0 is nan: fill gaps"):
+        from_wfdb(record)
 
 
 def test_frames_hold_what_the_json_holds(result: qzstress.Result, recording: qzstress.Recording) -> None:
@@ -186,7 +190,14 @@ def test_the_learned_beat_of_one_analysis_begins_another(
 def test_a_report_is_drawn_by_the_program(
     program: Path, recording: qzstress.Recording, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
 ) -> None:
-    result = analyze(recording, mains_hz=50)
+    result = analyze(
+        recording,
+        mains_hz=50,
+        stages=[Stage(np.float64(10), np.float64(50))],
+        pressures=(row for row in ((20, 120, np.nan), (20.5, 130, 80))),  # type: ignore[arg-type]
+        j_point_ms=60.5,
+        stage_leads=[],
+    )
     monkeypatch.setenv("QZSTRESS", str(program))
     result.report(tmp_path / "report.pdf")
     assert (tmp_path / "report.pdf").read_bytes().startswith(b"%PDF")

@@ -10,7 +10,7 @@ import numpy as np
 import pytest
 
 import qzstress
-from qzstress import LearnedBeat, Session, analyze, from_signal, parts, read, simulate
+from qzstress import LearnedBeat, Session, Stage, analyze, from_signal, parts, read, simulate
 
 GOOD = np.zeros((50, 2), np.int16)
 BEAT = LearnedBeat(np.zeros((2, 300), np.int16), 100, 110, 140)
@@ -39,6 +39,7 @@ REFUSED: dict[str, tuple[Callable[[], Any], type[Exception], str]] = {
         ValueError,
         "frame 3, lead 1",
     ),
+    "masked": (push(np.ma.masked_equal(GOOD, 0)), ValueError, "fill gaps"),
     "infinite": (push(GOOD + np.inf, unit="mV"), ValueError, "range"),
     "just too large": (push(GOOD + 32767.5, unit="uV"), ValueError, "range"),
     "too large whole numbers": (push(GOOD.astype(np.int32) + 32768), ValueError, "16 bits"),
@@ -62,7 +63,7 @@ REFUSED: dict[str, tuple[Callable[[], Any], type[Exception], str]] = {
     "Q and J in the wrong order": (
         lambda: Session(500, 2).set_points(60, -40),
         ValueError,
-        "q_point_ms is expected to be -200 to -8",
+        "q_point_ms is expected from -200 to -8",
     ),
     "an ST point of NaN": (
         lambda: Session(500, 2).set_points(st_point_ms=float("nan")),
@@ -93,6 +94,19 @@ REFUSED: dict[str, tuple[Callable[[], Any], type[Exception], str]] = {
         lambda: analyze(GOOD, 500, stages="x", protocol="bruce"),
         ValueError,
         "one of them",
+    ),
+    "stages that go back": (
+        lambda: analyze(GOOD, 500, stages=[Stage(20, 50), Stage(10, 100)]),
+        ValueError,
+        "order of time",
+    ),
+    "a power of gigawatts": (lambda: analyze(GOOD, 500, stages=[Stage(0, 1e9)]), ValueError, "2000"),
+    "a negative pressure": (lambda: analyze(GOOD, 500, pressures=[(10, -120, -130)]), ValueError, "400"),
+    "a pressure upside down": (lambda: analyze(GOOD, 500, pressures=[(10, 80, 120)]), ValueError, "above"),
+    "pressures at one time": (
+        lambda: analyze(GOOD, 500, pressures=[(10, 120, 80), (10, 130, 80)]),
+        ValueError,
+        "order of time",
     ),
     "unknown protocol": (lambda: analyze(GOOD, 500, protocol="stairs"), ValueError, "bruce"),
     "a reference that ends before it begins": (
@@ -138,6 +152,9 @@ def test_arrays_without_frames_and_views_are_taken() -> None:
     ):
         assert Session(500, 2).push(array).shape == (0,)
         assert parts.LowPass(500, 2)(array).shape == (len(array), 2)
+    for kind in ("i2", "f4", "f8"):
+        packed = np.ones(9, [("flag", "u1"), ("samples", kind, (2,))])["samples"]  # at odd addresses
+        assert from_signal(packed, 500, unit="uV" if kind != "i2" else None).signal.tolist() == [[1, 1]] * 9
 
 
 def test_a_damaged_file_is_refused_by_name(tmp_path: Path) -> None:

@@ -87,9 +87,9 @@ def test_begins_with_the_beat_of_another_session(recording: qzstress.Recording, 
     beat = session.learned_beat
     assert beat is not None
     assert beat.confident
-    beat.save(tmp_path / "beat.npz")
-    assert LearnedBeat.load(tmp_path / "beat.npz") == beat == pickle.loads(pickle.dumps(beat))
-    again = Session(recording.fs, 12, beat=LearnedBeat.load(tmp_path / "beat.npz"))
+    beat.save(tmp_path / "beat")
+    assert LearnedBeat.load(tmp_path / "beat") == beat == pickle.loads(pickle.dumps(beat))
+    again = Session(recording.fs, 12, beat=LearnedBeat.load(tmp_path / "beat"))
     events = again.push(recording.signal[:15000])
     assert events["kind"][events["time_s"] == 0.0].tolist() == [EventKind.LEARNED]
     assert again.template.shape == (12, round(again.positions_ms["length"] / 2))

@@ -176,7 +176,8 @@ void LeadWatch::Mark(std::size_t index, double seconds) {
         lead.isDisturbed = m_isAnyWatched = true;
         Tell(LeadEvent::Kind::Disturbed, index, seconds);
     }
-    lead.disturbed.back().toSeconds = seconds;
+    Span& latest = lead.disturbed.back();
+    latest = {std::min(latest.fromSeconds, seconds), std::max(latest.toSeconds, seconds)};
 }
 
 void LeadWatch::Tell(LeadEvent::Kind kind, std::size_t lead, double seconds) {

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kMeanHz = 250;
 constexpr int kBeatBeforeMs = 300, kBeatAfterMs = 420;  // of R, as far as the averaged beat goes
-constexpr int kLagMs = 60;  // between the R of the engine and that of the averaged beat
+constexpr int kLagMs = 60;  // R of a beat and of the averaged one are so much apart at the most
 constexpr int kAlignBeforeMs = 80, kAlignAfterMs = 100;  // of R: what beats are aligned by
 constexpr std::size_t kFewestBeats = 5;                  // in a mean that is measured
 
@@ -83,7 +83,7 @@ void STMeter::Start(const LearnedBeat& beat, double rMs) {
         m_at.qMs = steepestMs + (beat.posQ - r) * kMsPerSecond / m_fs;
         m_at.jMs = steepestMs + (beat.posJ - r) * kMsPerSecond / m_fs;
     }
-    m_lag = 0;
+    m_lag = m_firstLag = static_cast<int>(std::lround(r - rMs * m_fs / kMsPerSecond));
     m_recentCount = m_foldsSince = 0;
     m_isFast = false;
 }
@@ -121,16 +121,17 @@ void STMeter::Fold(const FrameRing& frames, long long r, const std::vector<bool>
 }
 
 // The lag at which the slopes of the beat differ least from those of the mean, over all leads that are
-// usable. That of the beat before comes first, and of each lag what is next to R: most are given up soon.
+// usable. That of the beat before comes first, and of each lag what is next to R: most are given up soon. In
+// a wide QRS the engine may have its R far from the steepest place.
 int STMeter::FindLag(const FrameRing& frames, long long r) const {
     const int most = static_cast<int>(static_cast<long long>(kLagMs) * m_fs / 1000);
     const int from = std::max(1, m_before - Samples(kAlignBeforeMs, m_hz));
     const int to = std::min(m_length - 1, m_before + Samples(kAlignAfterMs, m_hz));
     double least = std::numeric_limits<double>::infinity();
-    int best = 0;
+    int best = m_firstLag;
     for (int n = 0; n <= 4 * most; ++n) {
         const int lag = m_lag + (n % 2 == 0 ? n / 2 : -(n + 1) / 2);
-        if (std::abs(lag) > most) continue;
+        if (std::abs(lag - m_firstLag) > most) continue;
         const long long zero = r + lag - m_before * m_step;
         if (zero + (from - 1) * m_step < frames.Begin() || zero + to * m_step >= frames.End()) continue;
         double sum = 0;

@@ -37,8 +37,8 @@ public:
     /// been through a high-pass whose answer to a step falls by sagPerSecond of it in a second at first.
     STMeter(int fs, std::size_t chn, double rateLimitBpm, double sagPerSecond);
 
-    /// Begins with this averaged beat and its positions, as though ten beats had been like it. Points by hand
-    /// count from its time rMs.
+    /// Begins with this averaged beat and its positions, as though ten beats had been like it. The engine has
+    /// its R at its time rMs, from which points by hand count.
     void Start(const LearnedBeat& beat, double rMs);
     /// What it has of beats is of the past: there are no values until five new ones are in the mean.
     void Renew();
@@ -86,6 +86,7 @@ private:
     double m_hz;                     // samples of a mean per second
     int m_before = 0, m_length = 0;  // samples of a mean ahead of R, and in all
     std::vector<Lead> m_leads;
+    int m_firstLag = 0;                        // of the beat that it began with, frames
     int m_lag = 0;                             // of the latest beat, frames
     std::vector<std::vector<double>> m_means;  // [lead][sample]
     std::vector<double> m_row;                 // mean of one lead, with what the high-pass took off

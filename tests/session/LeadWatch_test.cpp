@@ -88,3 +88,16 @@ TEST(LeadWatch, DisturbancesWithinASecondAreOneAndTwoMinutesAreRemembered) {
         EXPECT_EQ(watch.IsGood(0, {4, 5.5}, 0), c.bForgotten) << c.lastSeconds;
     }
 }
+
+// A jump is judged 0.4 s late.
+TEST(LeadWatch, ADisturbanceBeginsWithTheJumpAndLastsOnThoughItIsKnownLater) {
+    LeadWatch watch(kWatchFs, 1, 1);
+    for (int i = 0; i < 8 * kWatchFs; ++i) {
+        const auto sample = static_cast<short>(i % 2 * 100 + (i < 5 * kWatchFs ? 0 : 5000));
+        watch.Take(&sample);
+        if (i == 5 * kWatchFs + 150) watch.Disturb(0);
+    }
+    EXPECT_FALSE(watch.IsGood(0, {5.1, 5.15}, 0));
+    EXPECT_FALSE(watch.IsGood(0, {5.25, 5.35}, 0));
+    EXPECT_TRUE(watch.IsGood(0, {5.35, 6}, 0));
+}

@@ -32,8 +32,9 @@ struct BuiltST {
 
 class Heart {
 public:
-    explicit Heart(const BuiltST& first, double sagPerSecond = 0)
-        : m_meter(kMeterFs, 1, kUsualSTRateLimitBpm, sagPerSecond), m_frames(1, 20000) {
+    // The engine has its R so many samples behind the steepest place.
+    explicit Heart(const BuiltST& first, double sagPerSecond = 0, int engineR = 2)
+        : m_meter(kMeterFs, 1, kUsualSTRateLimitBpm, sagPerSecond), m_frames(1, 20000), m_engineR(engineR) {
         LearnedBeat beat;
         beat.length = kLength;
         beat.posR = kBefore;
@@ -44,11 +45,11 @@ public:
         for (int i = 0; i < kLength; ++i)
             beat.rows[0].push_back(
                 static_cast<short>(std::lround(first.At((i - kBefore) * kMeterMsPerSample))));
-        m_meter.Start(beat, (kBefore + 2) * kMeterMsPerSample);
+        m_meter.Start(beat, (kBefore + engineR) * kMeterMsPerSample);
     }
 
     void SetPoints(const PointsByHand& points) { m_meter.SetPoints(points); }
-    // What is measured after so many more beats; the R of the engine is 8 ms off.
+    // What is measured after so many more beats.
     STMeasure After(int beats, const BuiltST& heard, double bpm = 75, bool isGood = true) {
         BeatEvent event;
         event.bpm = bpm;
@@ -60,7 +61,7 @@ public:
                 const short sample = static_cast<short>(std::lround(highpass ? highpass->Filter(uV) : uV));
                 m_frames.Push(&sample);
             }
-            m_meter.Fold(m_frames, m_frames.End() - kInterval + kBefore + 2, {isGood}, event);
+            m_meter.Fold(m_frames, m_frames.End() - kInterval + kBefore + m_engineR, {isGood}, event);
         }
         pointMs = event.stPointMs;
         qMs = event.qMs;
@@ -74,6 +75,7 @@ public:
 private:
     STMeter m_meter;
     FrameRing m_frames;
+    int m_engineR;  // samples
 };
 
 TEST(STMeter, MeasuresLevelsSlopeAndItsClassFromJAgainstThePRSegment) {
@@ -93,6 +95,18 @@ TEST(STMeter, MeasuresLevelsSlopeAndItsClassFromJAgainstThePRSegment) {
         EXPECT_NEAR(st.slopeUvPerMs, slope, 0.04);
         EXPECT_EQ(st.shape, shape) << slope;
         EXPECT_FALSE(st.isOnT);
+    }
+}
+
+// As in a wide QRS of two peaks.
+TEST(STMeter, MeasuresTheSameWhereTheEngineHasItsRFarAway) {
+    const BuiltST heard{-100, 0.45, 0, 160, 240, 30};
+    Heart near(heard, 0, 0);
+    const STMeasure expected = near.After(12, heard);
+    for (const int samples : {-25, 25}) {
+        Heart far(heard, 0, samples);
+        EXPECT_EQ(far.After(12, heard).levelUv, expected.levelUv) << samples;
+        EXPECT_EQ(far.jMs, near.jMs - samples * kMeterMsPerSample);
     }
 }
 

@@ -466,6 +466,11 @@ TEST(StressSession, RefusesOptionsAndSaysWhereThereIsNothingToLearn) {
     options = OptionsFor(1);
     options.points.jMs = 7;
     EXPECT_NE(StressSession::Refusal(options), "");
+    options = OptionsFor(2);
+    options.beat.emplace().rows.resize(2);
+    options.beat->usable = {true};
+    EXPECT_NE(StressSession::Refusal(options).find("of 1 leads whether they are usable, not of 2"),
+              std::string::npos);
     StressSession session(OptionsFor(1), witness);
     session.Push(nullptr, 5);
     session.Push(Recording{1, std::vector<short>(2000, 5)}.samples.data(), 2000);

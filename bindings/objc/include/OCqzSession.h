@@ -194,13 +194,14 @@ enum {
 - (void)finish;
 /// From the next beat on it is measured at these points, in every averaged beat. NaN is the session's own
 /// point, which follows the averaged beat: as at first, and again after one by hand. The engine's values
-/// (level, slope, j) keep its own.
+/// (level, slope, j) keep its own; getPos, getMeasuredPos and the measured means have the new ones at once.
 /// @param qMs   Onset of the QRS, from R of getPos: -200 to -8 ms.
 /// @param jMs   Its end, from R: 8 to 250 ms.
 /// @param stMs  ST point, from that end: 10 to 200 ms; it counts on the T wave too.
 /// @return NO, and nothing changes, where one is out of its range.
 - (BOOL)setPoints:(double)qMs j:(double)jMs st:(double)stMs NS_SWIFT_NAME(setPoints(_:j:st:));
-/// The next event, each kind in order of time; nil where none waits.
+/// The next event, each kind in order of time, those about a lead for each lead; of OCqzEventLearned a later
+/// one may have an earlier time. Nil where none waits.
 - (OCqzSessionEvent *OC_NULLABLE)nextEvent;
 /// All waiting conditioned frames, in the form that push takes, 1 uV per unit. They follow each other without
 /// a gap from 0 s on.

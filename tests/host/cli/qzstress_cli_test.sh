@@ -32,6 +32,8 @@ expect_refusal 2 mains analyze --mains 55
 expect_refusal 1 'comb is for' analyze --mains 60 --comb
 expect_refusal 2 smooth analyze --smooth 3
 expect_refusal 2 post-j analyze --post-j 0
+expect_refusal 2 j-point analyze --j-point 250.5
+expect_refusal 1 'not enough beats' analyze "$work/flat" --j-point 60.5 --st-point 200
 expect_refusal 2 lowpass analyze --lowpass -5
 expect_refusal 2 lowpass analyze --lowpass fast
 expect_refusal 2 nonsense analyze --nonsense
@@ -345,7 +347,7 @@ expect_refusal 1 'list: expected a file, found a pipe' batch "$work/bad/list" --
 iconv -f UTF-8 -t UTF-8 "$work/u.json" "$work/u.csv" "$work/u.html" "$work/out" >/dev/null || fail "a name leaves as no text"
 rm -r "$work/late"
 start=$(date +%s)
-expect_refusal 3 'given up after 0 s' batch "$work/lists" --out "$work/late" --timeout 0.02
+expect_refusal 3 'given up after 0 s' batch "$work/lists" --out "$work/late" --timeout 0.001
 [ $(($(date +%s) - start)) -lt 9 ] || fail "a time limit takes long"
 
 # A live test without a frame has no results, and says so.
