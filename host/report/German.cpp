@@ -166,6 +166,11 @@ constexpr Phrase kPhrases[] = {
      "betroffen."},
     {"The signal holds mains of {} Hz, which were left in: traces and ST carry them.",
      "Das Signal enthält Netzbrummen von {1} Hz, das darin blieb: Kurven und ST sind davon betroffen."},
+    {"The QRS at the largest ST change was not that of the reference: {}. Beside ischemia another "
+     "conduction, an electrode or noise may have made the change.",
+     "Der QRS-Komplex war bei der größten ST-Änderung nicht der der Referenz: {1}. Außer einer Ischämie "
+     "können "
+     "eine andere Erregungsleitung, eine Elektrode oder Störungen die Änderung bewirkt haben."},
     {"The signal was poor for a part of the time: {}.",
      "Das Signal war für einen Teil der Zeit schlecht: {1}."},
 

@@ -509,6 +509,18 @@ TEST(Cautions, TellTheMostImportantFirst) {
     const auto cautions = [&] { return ListCautions(Findings({result, exercise})); };
     EXPECT_THAT(cautions(), testing::IsEmpty());
 
+    result.beats.back().levelUv[2] = 100;  // 1 mm above the reference
+    for (const auto& [qrsUv, isOther] : {std::pair{500.0F, false}, {460.0F, true}}) {
+        result.farthest.assign(8, {100, 599, Rows(1, 400, qrsUv)[0]});
+        EXPECT_EQ(cautions().empty(), !isOther) << qrsUv << " uV, 1200 uV in the reference";
+    }
+    EXPECT_THAT(
+        cautions(),
+        testing::ElementsAre(
+            "The QRS at the largest ST change was not that of the reference: L3. Beside ischemia another "
+            "conduction, an electrode or noise may have made the change."));
+    result.beats.back().levelUv[2] = 0;
+
     result.measuredMainsHz = 60;
     result.mainsHz = 50;
     result.off = std::vector<std::vector<Span>>(8);
