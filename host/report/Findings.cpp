@@ -29,12 +29,21 @@ bool KnowsAPower(const std::vector<Stage>& stages) {
     return std::any_of(stages.begin(), stages.end(), [](const Stage& s) { return s.watts && *s.watts > 0; });
 }
 
+// Why there is no largest ST change.
+std::string MissingST(const StressResult& result) {
+    const std::vector<std::string>& leads = result.source.leads;
+    return MissingBecause(result.beats.empty() ? "no ST was measured"
+                          : std::none_of(leads.begin(), leads.end(), IsChosenForST)
+                              ? "aVR is the only lead"
+                              : "no ST in the reference");
+}
+
 std::string DescribeDukeOrNone(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     if (exercise.duke) return DescribeDuke(exercise);
-    if (findings.result.beats.empty()) return MissingBecause("no ST was measured");
+    if (findings.result.beats.empty()) return MissingST(findings.result);
     if (!exercise.exerciseSeconds) return MissingBecause("exercise time not given");
-    if (!findings.worstLead) return MissingBecause("no ST in the reference");
+    if (!findings.worstLead) return MissingST(findings.result);
     return MissingBecause("exercise time out of range");
 }
 
@@ -276,8 +285,7 @@ std::vector<Fact> ListResults(const Findings& findings) {
     if (findings.worstLead) {
         add("Largest ST change", true, DescribeLargestST(result, exercise));
     } else {
-        add("Largest ST change", true,
-            MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference"));
+        add("Largest ST change", true, MissingST(result));
     }
     add("Ectopic beats", true,
         findings.result.beatsFound.empty() ? MissingBecause("no beats were found")

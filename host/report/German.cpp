@@ -255,6 +255,7 @@ constexpr Phrase kPhrases[] = {
     {"none: no depression over a rising heart rate", "keiner: keine Senkung bei steigender Herzfrequenz"},
     {"none: no significant line of depression over heart rate",
      "keine: keine signifikante Gerade der Senkung über der Herzfrequenz"},
+    {"not computed: aVR is the only lead", "nicht berechnet: aVR ist die einzige Ableitung"},
     {"not computed: age not given, nor the date of the test",
      "nicht berechnet: weder Alter noch Datum der Untersuchung angegeben"},
     {"not computed: age not given", "nicht berechnet: Alter nicht angegeben"},

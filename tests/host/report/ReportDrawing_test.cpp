@@ -213,6 +213,11 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     PrintReport(text, brief, SummarizeExercise(brief, {}));
     EXPECT_THAT(text.str(), HasSubstr("Largest ST change: +0.10 mV (+1.0 mm) in L3 at 5:00, briefly: the "
                                       "median of the minute around it is -0.01 mV\n"));
+    StressResult mirror = MakeResult(1, 600);
+    mirror.source.leads = {"aVR"};
+    EXPECT_THAT(Write(".html", mirror),
+                testing::AllOf(HasSubstr("<dt>Largest ST change</dt><dd>not computed: aVR is the only lead<"),
+                               HasSubstr("<dt>Duke score</dt><dd>not computed: aVR is the only lead<")));
     EXPECT_THAT(bare, HasSubstr("<dt>Duke score</dt><dd>not computed: exercise time not given"));
     EXPECT_THAT(bare, Not(HasSubstr("PWC170</dt>")));
 }
