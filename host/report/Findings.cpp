@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/results/Course.h"
+#include "host/results/PeakRate.h"
 #include "host/results/STSlope.h"
 #include "host/support/IndexOf.h"
 #include "host/support/Text.h"
@@ -77,6 +78,10 @@ Findings::Findings(const ReportData& data)
     exercise.capacity.metsStage = tr.Name(exercise.capacity.metsStage);
     for (std::vector<Hole>& ofLead : holes)
         for (Hole& hole : ofLead) hole.why = tr(hole.why);
+}
+
+std::string PeakStretch(const StressResult& result) {
+    return Number(std::min(kPeakRateSeconds, result.seconds), 0) + " s";
 }
 
 std::string DescribeLargestST(const StressResult& result, const ExerciseSummary& exercise) {
@@ -261,7 +266,7 @@ std::vector<Fact> ListResults(const Findings& findings) {
         exercise.exerciseSeconds ? LongClock(*exercise.exerciseSeconds) +
                                        (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
                                  : "not given");
-    add("Peak heart rate, 30 s", true,
+    add("Peak heart rate, " + PeakStretch(result), true,
         hasPeak ? Number(exercise.peakBpm, 0) + " beats/min at " + LongClock(exercise.peakSeconds)
                 : MissingBecause("no heart rate was found"));
     add("Predicted maximum", true,

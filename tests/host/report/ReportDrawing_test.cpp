@@ -197,6 +197,7 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.00 − 4 × 0 = 7.00, cut to 7."));
     EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
+    EXPECT_THAT(Write(".html", MakeResult(3, 10)), HasSubstr("<dt>Peak heart rate, 10 s</dt>"));
     EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 of 0 averaged</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>PWC130, 150, 170</dt><dd>not computed: needs 3 stages"));
     ExerciseSummary bruce = SummarizeExercise(result, {ProtocolStages("bruce", 0, 480), {}, 2});
