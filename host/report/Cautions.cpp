@@ -7,7 +7,9 @@
 #include <numeric>
 
 #include "host/results/Holes.h"
+#include "host/results/Summaries.h"
 #include "host/support/Text.h"
+#include "host/support/Units.h"
 
 namespace {
 
@@ -105,6 +107,35 @@ void AddHoles(const StressResult& result, std::vector<std::string>& cautions) {
     }
 }
 
+// True if the QRS of the lead at its largest ST change is another one than in the reference.
+bool HasOtherQrs(const StressResult& result, std::size_t lead) {
+    // Of the rms of the QRS, that of the difference of the two: exercise and breath make up to half of it.
+    constexpr double kOther = 0.6;
+    if (lead >= result.referenceBeatUv.size() || lead >= result.farthest.size()) return false;
+    const std::vector<float>& before = result.referenceBeatUv[lead];
+    const std::vector<float>& then = result.farthest[lead].uV;
+    double square = 0, squareOfDifference = 0;
+    for (std::size_t i = 0; i < std::min(before.size(), then.size()); ++i) {
+        const double ms = static_cast<double>(i) * kMsPerSecond / result.source.fs;
+        if (ms < result.positions.q || ms > result.positions.j) continue;
+        square += before[i] * before[i];
+        squareOfDifference += (then[i] - before[i]) * (then[i] - before[i]);
+    }
+    return squareOfDifference > kOther * kOther * square;
+}
+
+void AddShapes(const Findings& findings, std::vector<std::string>& cautions) {
+    const StressResult& result = findings.result;
+    std::string other;
+    for (std::size_t lead = 0; lead < findings.leads.size(); ++lead)
+        if (std::abs(findings.leads[lead].changeUv) >= kUvPerMm && HasOtherQrs(result, lead))
+            other += (other.empty() ? "" : ", ") + result.source.leads[lead];
+    if (!other.empty())
+        cautions.push_back(
+            "The QRS at the largest ST change was not that of the reference: " + other +
+            ". Beside ischemia another conduction, an electrode or noise may have made the change.");
+}
+
 void AddQuality(const StressResult& result, std::vector<std::string>& cautions) {
     std::string poor;
     const std::vector<QualitySummary> leads = SummarizeQuality(result);
@@ -136,6 +167,7 @@ std::vector<std::string> ListCautions(const Findings& findings) {
     AddReference(result, findings.exercise.stages, cautions);
     AddMains(result, cautions);
     AddLeads(result, cautions);
+    AddShapes(findings, cautions);
     AddHoles(result, cautions);
     AddQuality(result, cautions);
     if (result.learned.beatsUsed > 0 && !result.learned.confident)

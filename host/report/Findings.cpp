@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/results/Course.h"
+#include "host/results/PeakRate.h"
 #include "host/results/STSlope.h"
 #include "host/support/IndexOf.h"
 #include "host/support/Text.h"
@@ -29,12 +30,21 @@ bool KnowsAPower(const std::vector<Stage>& stages) {
     return std::any_of(stages.begin(), stages.end(), [](const Stage& s) { return s.watts && *s.watts > 0; });
 }
 
+// Why there is no largest ST change.
+std::string MissingST(const StressResult& result) {
+    const std::vector<std::string>& leads = result.source.leads;
+    return MissingBecause(result.beats.empty() ? "no ST was measured"
+                          : std::none_of(leads.begin(), leads.end(), IsChosenForST)
+                              ? "aVR is the only lead"
+                              : "no ST in the reference");
+}
+
 std::string DescribeDukeOrNone(const Findings& findings) {
     const ExerciseSummary& exercise = findings.exercise;
     if (exercise.duke) return DescribeDuke(exercise);
-    if (findings.result.beats.empty()) return MissingBecause("no ST was measured");
+    if (findings.result.beats.empty()) return MissingST(findings.result);
     if (!exercise.exerciseSeconds) return MissingBecause("exercise time not given");
-    if (!findings.worstLead) return MissingBecause("no ST in the reference");
+    if (!findings.worstLead) return MissingST(findings.result);
     return MissingBecause("exercise time out of range");
 }
 
@@ -70,20 +80,22 @@ Findings::Findings(const ReportData& data)
         for (Hole& hole : ofLead) hole.why = tr(hole.why);
 }
 
-// A disturbance of some beats makes a large change too, but the minute around does not know of it.
-static std::string BriefRemark(const StressResult& result, std::size_t lead, double seconds) {
-    constexpr double kAroundSeconds = 30, kSteadyPart = 0.5;
-    const double referenceUv = MeasureReference(result).levelUv[lead];
-    std::vector<double> around;
-    double changeUv = kNothing;
-    for (const STReading& beat : result.beats) {
-        if (std::abs(beat.seconds - seconds) > kAroundSeconds) continue;
-        around.push_back(beat.levelUv[lead] - referenceUv);
-        if (beat.seconds == seconds) changeUv = around.back();
-    }
-    const double medianUv = Median(std::move(around));
-    if (!(std::abs(changeUv) >= kUvPerMm && medianUv / changeUv < kSteadyPart)) return "";
-    return ", briefly: the median of the minute around it is " + Signed(medianUv / kUvPerMv, 2) + " mV";
+std::string PeakStretch(const StressResult& result) {
+    return Number(std::min(kPeakRateSeconds, result.seconds), 0) + " s";
+}
+
+std::string DescribeLargestST(const StressResult& result, const ExerciseSummary& exercise) {
+    const std::vector<std::string>& names = result.source.leads;
+    const std::size_t lead = IndexOf(names, std::find(names.begin(), names.end(), exercise.stLead));
+    const LeadSummary largest = SummarizeLeads(result)[lead];
+    std::string text = Signed(largest.changeUv / kUvPerMv, 2) + " mV (" +
+                       Signed(largest.changeUv / kUvPerMm, 1) + " mm) in " + exercise.stLead + " at " +
+                       LongClock(largest.seconds);
+    const auto reading = std::find_if(result.beats.begin(), result.beats.end(),
+                                      [&](const STReading& beat) { return beat.seconds == largest.seconds; });
+    if (const auto medianUv = MedianAroundBriefUv(result, lead, largest.referenceUv, *reading))
+        text += ", briefly: the median of the minute around it is " + Signed(*medianUv / kUvPerMv, 2) + " mV";
+    return text;
 }
 
 std::string DescribeDuke(const ExerciseSummary& exercise) {
@@ -104,8 +116,7 @@ std::string DescribeDukeST(const StressResult& result, const ExerciseSummary& ex
                          : "ST elevation of ") +
            Number(std::abs(st.netMm), 1) + " mm in " + result.source.leads[st.lead] + " at " +
            LongClock(st.seconds) + (stage ? " (" + NameStage(exercise.stages[*stage], *stage) + ")" : "") +
-           (st.CountedMm() > 0 ? "" : ", below 1 mm and counted as 0") +
-           BriefRemark(result, st.lead, st.seconds);
+           (st.CountedMm() > 0 ? "" : ", below 1 mm and counted as 0");
 }
 
 std::string DescribeSTHRIndex(const StressResult& result, const ExerciseSummary& exercise) {
@@ -255,7 +266,7 @@ std::vector<Fact> ListResults(const Findings& findings) {
         exercise.exerciseSeconds ? LongClock(*exercise.exerciseSeconds) +
                                        (*exercise.exerciseSeconds < kSecondsPerHour ? " min:s" : "")
                                  : "not given");
-    add("Peak heart rate, 30 s", true,
+    add("Peak heart rate, " + PeakStretch(result), true,
         hasPeak ? Number(exercise.peakBpm, 0) + " beats/min at " + LongClock(exercise.peakSeconds)
                 : MissingBecause("no heart rate was found"));
     add("Predicted maximum", true,
@@ -277,14 +288,9 @@ std::vector<Fact> ListResults(const Findings& findings) {
             Number(capacity.recoveryBpm[i], 0) + " beats/min below the peak");
     add("Chronotropic index", !std::isnan(capacity.chronotropicIndex), Number(capacity.chronotropicIndex, 2));
     if (findings.worstLead) {
-        const LeadSummary& lead = findings.leads[*findings.worstLead];
-        add("Largest ST change", true,
-            Signed(lead.changeUv / kUvPerMv, 2) + " mV (" + Signed(lead.changeUv / kUvPerMm, 1) + " mm) in " +
-                exercise.stLead + " at " + LongClock(lead.seconds) +
-                BriefRemark(result, *findings.worstLead, lead.seconds));
+        add("Largest ST change", true, DescribeLargestST(result, exercise));
     } else {
-        add("Largest ST change", true,
-            MissingBecause(result.beats.empty() ? "no ST was measured" : "no ST in the reference"));
+        add("Largest ST change", true, MissingST(result));
     }
     add("Ectopic beats", true,
         findings.result.beatsFound.empty() ? MissingBecause("no beats were found")
@@ -362,7 +368,8 @@ std::vector<std::string> ListMethods(const Findings& findings) {
         duke +
         ". Risk: low from 5, high from -11 down. The ST deviation is the largest change of any lead but aVR "
         "that is a horizontal or downsloping depression, or an elevation in a lead without a pathological Q "
-        "wave, and 0 below 1 mm. Made for the Bruce protocol on a treadmill (Mark et al. 1987, 1991).");
+        "wave, half of it at least in the median of the minute around it, and 0 below 1 mm. Made for the "
+        "Bruce protocol on a treadmill (Mark et al. 1987, 1991).");
     methods.push_back(
         "Stages: medians of their last minute. METs by the equations of the ACSM for walking, from 8 km/h up "
         "for running, and for cycling, in a steady state. Predicted maximal heart rate: " +

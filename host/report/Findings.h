@@ -49,6 +49,10 @@ struct ReportTable {
 constexpr const char* kDukeRemark = "not the Bruce protocol";
 /// "-1.8, moderate risk", or why there is no class of risk.
 std::string DescribeDuke(const ExerciseSummary& exercise);
+/// "30 s", or the length of a shorter recording: what the peak heart rate is a median over.
+std::string PeakStretch(const StressResult& result);
+/// "+0.51 mV (+5.1 mm) in V5 at 6:18", and whether it was over soon; of a result with an exercise.stLead.
+std::string DescribeLargestST(const StressResult& result, const ExerciseSummary& exercise);
 /// "horizontal ST depression of 2.2 mm in V5 at 9:51 (stage 3)", and whether it is below 1 mm.
 std::string DescribeDukeST(const StressResult& result, const ExerciseSummary& exercise);
 /// "1.9 µV/(beats/min) in V5", or "not known".

@@ -92,7 +92,7 @@ constexpr Phrase kPhrases[] = {
      "ST-Punkt."},
     {"{} µV (change {})", "{1} µV (Änderung {2})"},
     {"{} µV at {}", "{1} µV bei {2}"},
-    {"30 s peak {} at {}", "Maximum über 30 s: {1} bei {2}"},
+    {"{} s peak {} at {}", "Maximum über {1} s: {2} bei {3}"},
     {"Blood pressure, mmHg", "Blutdruck, mmHg"},
     {"Date", "Datum"},
     {"METs", "METs"},
@@ -166,6 +166,11 @@ constexpr Phrase kPhrases[] = {
      "betroffen."},
     {"The signal holds mains of {} Hz, which were left in: traces and ST carry them.",
      "Das Signal enthält Netzbrummen von {1} Hz, das darin blieb: Kurven und ST sind davon betroffen."},
+    {"The QRS at the largest ST change was not that of the reference: {}. Beside ischemia another "
+     "conduction, an electrode or noise may have made the change.",
+     "Der QRS-Komplex war bei der größten ST-Änderung nicht der der Referenz: {1}. Außer einer Ischämie "
+     "können "
+     "eine andere Erregungsleitung, eine Elektrode oder Störungen die Änderung bewirkt haben."},
     {"The signal was poor for a part of the time: {}.",
      "Das Signal war für einen Teil der Zeit schlecht: {1}."},
 
@@ -230,7 +235,7 @@ constexpr Phrase kPhrases[] = {
     {"Exercise time", "Belastungszeit"},
     {"Largest ST change", "Größte ST-Änderung"},
     {"PWC{}", "PWC{1}"},
-    {"Peak heart rate, 30 s", "Max. Herzfrequenz, 30 s"},
+    {"Peak heart rate, {} s", "Max. Herzfrequenz, {1} s"},
     {"Predicted maximum", "Erwartetes Maximum"},
     {"Recovery, 1 min", "Erholung, 1 min"},
     {"Recovery, 2 min", "Erholung, 2 min"},
@@ -242,12 +247,6 @@ constexpr Phrase kPhrases[] = {
     {"ST elevation of {} mm in {} at {}", "ST-Hebung von {1} mm in {2} bei {3}"},
     {"ST elevation of {} mm in {} at {}, below 1 mm and counted as 0",
      "ST-Hebung von {1} mm in {2} bei {3}, unter 1 mm und als 0 gezählt"},
-    {"ST elevation of {} mm in {} at {}, briefly: the median of the minute around it is {} mV",
-     "ST-Hebung von {1} mm in {2} bei {3}, kurzzeitig: der Median der Minute darum ist {4} mV"},
-    {"ST elevation of {} mm in {} at {}, below 1 mm and counted as 0, briefly: the median of the minute "
-     "around it is {} mV",
-     "ST-Hebung von {1} mm in {2} bei {3}, unter 1 mm und als 0 gezählt, kurzzeitig: der Median der Minute "
-     "darum ist {4} mV"},
     {"{} ST depression of {} mm in {} at {}", "ST-Senkung von {2} mm ({1:tr}) in {3} bei {4}"},
     {"angina not given", "Angina nicht angegeben"},
     {"limiting (index {})", "limitierend (Index {1})"},
@@ -256,6 +255,7 @@ constexpr Phrase kPhrases[] = {
     {"none: no depression over a rising heart rate", "keiner: keine Senkung bei steigender Herzfrequenz"},
     {"none: no significant line of depression over heart rate",
      "keine: keine signifikante Gerade der Senkung über der Herzfrequenz"},
+    {"not computed: aVR is the only lead", "nicht berechnet: aVR ist die einzige Ableitung"},
     {"not computed: age not given, nor the date of the test",
      "nicht berechnet: weder Alter noch Datum der Untersuchung angegeben"},
     {"not computed: age not given", "nicht berechnet: Alter nicht angegeben"},
@@ -384,7 +384,9 @@ constexpr Phrase kPhrases[] = {
      "drei ventrikuläre Schläge hintereinander sind eine Salve."},
     {"Duke treadmill score: exercise minutes − 5 × ST deviation in mm − 4 × angina index. Risk: low from 5, "
      "high from -11 down. The ST deviation is the largest change of any lead but aVR that is a horizontal or "
-     "downsloping depression, or an elevation in a lead without a pathological Q wave, and 0 below 1 mm. "
+     "downsloping depression, or an elevation in a lead without a pathological Q wave, half of it at least "
+     "in "
+     "the median of the minute around it, and 0 below 1 mm. "
      "Made "
      "for the Bruce protocol on a treadmill (Mark et al. 1987, 1991).",
      "Duke-Laufband-Score: Belastungsminuten − 5 × ST-Abweichung in mm − 4 × Angina-Index. Risiko: niedrig "
@@ -392,18 +394,18 @@ constexpr Phrase kPhrases[] = {
      "5, hoch von -11 abwärts. Die ST-Abweichung ist die größte Änderung in allen Ableitungen außer aVR, die "
      "eine horizontale oder deszendierende Senkung ist oder eine Hebung in einer Ableitung ohne "
      "pathologische "
-     "Q-Zacke, und unter 1 mm 0. Entwickelt für das Bruce-Protokoll auf dem Laufband (Mark et al. 1987, "
-     "1991)."},
+     "Q-Zacke, mindestens zur Hälfte im Median der Minute darum, und unter 1 mm 0. Entwickelt für das "
+     "Bruce-Protokoll auf dem Laufband (Mark et al. 1987, 1991)."},
     {"Duke treadmill score: exercise minutes − 5 × ST deviation in mm − 4 × angina index = {}, cut to {}. "
      "Risk: low from 5, high from -11 down. The ST deviation is the largest change of any lead but aVR that "
      "is a horizontal or downsloping depression, or an elevation in a lead without a pathological Q wave, "
-     "and "
-     "0 below 1 mm. Made for the Bruce protocol on a treadmill (Mark et al. 1987, 1991).",
+     "half of it at least in the median of the minute around it, and 0 below 1 mm. Made for the Bruce "
+     "protocol on a treadmill (Mark et al. 1987, 1991).",
      "Duke-Laufband-Score: Belastungsminuten − 5 × ST-Abweichung in mm − 4 × Angina-Index = {1}, gekürzt auf "
      "{2}. Risiko: niedrig ab 5, hoch von -11 abwärts. Die ST-Abweichung ist die größte Änderung in allen "
      "Ableitungen außer aVR, die eine horizontale oder deszendierende Senkung ist oder eine Hebung in einer "
-     "Ableitung ohne pathologische Q-Zacke, und unter 1 mm 0. Entwickelt für das Bruce-Protokoll auf dem "
-     "Laufband (Mark et al. 1987, 1991)."},
+     "Ableitung ohne pathologische Q-Zacke, mindestens zur Hälfte im Median der Minute darum, und unter 1 mm "
+     "0. Entwickelt für das Bruce-Protokoll auf dem Laufband (Mark et al. 1987, 1991)."},
     {"Stages: medians of their last minute. METs by the equations of the ACSM for walking, from 8 km/h up "
      "for "
      "running, and for cycling, in a steady state. Predicted maximal heart rate: {}. Double product: "

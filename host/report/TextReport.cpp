@@ -82,11 +82,9 @@ void PrintExtremes(std::ostream& out, const StressResult& result) {
 }
 
 void PrintExercise(std::ostream& out, const StressResult& result, const ExerciseSummary& exercise) {
-    out << "Peak heart rate, 30 s: " << Number(exercise.peakBpm, 0) << " beats/min at "
-        << Clock(exercise.peakSeconds);
-    if (!exercise.stLead.empty())
-        out << "; largest ST change " << Number(exercise.stDeviationMv, 2) << " mV in " << exercise.stLead;
-    out << "\n";
+    out << "Peak heart rate, " << PeakStretch(result) << ": " << Number(exercise.peakBpm, 0)
+        << " beats/min at " << Clock(exercise.peakSeconds) << "\n";
+    if (!exercise.stLead.empty()) out << "Largest ST change: " << DescribeLargestST(result, exercise) << "\n";
     if (exercise.sthrIndexLead) out << "ST/HR index " << DescribeSTHRIndex(result, exercise) << "\n";
     if (exercise.sthrSlopeLead) out << "ST/HR slope " << DescribeSTHRSlope(result, exercise) << "\n";
     if (exercise.duke)

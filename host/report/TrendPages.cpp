@@ -83,7 +83,8 @@ void MarkPeak(Canvas& canvas, const TrendPlot& plot, const Findings& findings) {
     if (!(exercise.peakBpm > 0)) return;
     const Point peak{plot.X(exercise.peakSeconds), plot.Y(exercise.peakBpm)};
     const std::string label =
-        findings.tr("30 s peak " + Number(exercise.peakBpm, 0) + " at " + LongClock(exercise.peakSeconds));
+        findings.tr(PeakStretch(findings.result) + " peak " + Number(exercise.peakBpm, 0) + " at " +
+                    LongClock(exercise.peakSeconds));
     TextStyle style{8, true, kAccent};
     const double width = canvas.MeasureText(label, style);
     const bool isToTheLeft = peak.x + kAsideMm + width > plot.Area().Right();

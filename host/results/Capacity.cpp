@@ -62,8 +62,9 @@ Capacity MeasureCapacity(const StressResult& result, const std::vector<Stage>& s
     const std::optional<double> age = AgeAt(result.source.patient, result.source.started);
     capacity.predictedBpm = age ? PredictBpm(formula, *age) : kNothing;
     capacity.targetBpm = kTargetPart * capacity.predictedBpm;
+    // Some fast beats reach the target in the 10 s around them, but not in the half minute of the peak.
     capacity.targetSeconds =
-        std::isnan(capacity.targetBpm) ? kNothing : FindTarget(result, capacity.targetBpm);
+        peakBpm >= capacity.targetBpm ? FindTarget(result, capacity.targetBpm) : kNothing;
 
     const std::optional<Span> work = FindWork(stages, result.seconds);
     const bool isAtRest = work && result.reference.span.toSeconds <= work->fromSeconds;

@@ -34,7 +34,7 @@ constexpr std::array kRecoveryMinutes{1, 2};
 struct Capacity {
     PredictedRate formula = PredictedRate::Fox;
     double predictedBpm = 0, targetBpm = 0;
-    double targetSeconds = 0;  // when the target was reached first; NaN also where it was not
+    double targetSeconds = 0;  // when the target was reached first; NaN where the peak stays below it
     double restBpm = 0;        // of the reference, where that lies before the work
     double chronotropicIndex = 0;
     double mets = 0;  // of the last stage of work

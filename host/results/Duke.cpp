@@ -45,7 +45,7 @@ std::optional<DukeST> FindDukeST(const StressResult& result, double fromSeconds)
             const qz::STShape shape = ShapeOfSlope(slope);
             const bool counts =
                 mm > 0 ? !hasQ : shape == qz::STShape::Horizontal || shape == qz::STShape::Downsloping;
-            if (!counts) continue;
+            if (!counts || MedianAroundBriefUv(result, lead, references[lead], beat)) continue;
             largest = {mm, lead, beat.seconds, slope};
         }
     }

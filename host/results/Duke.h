@@ -4,7 +4,8 @@
 //
 // The ST deviation is the largest net change from rest, during exercise or after it, in any lead but aVR: a
 // depression that is horizontal or downsloping, or an elevation in a lead without a pathological Q wave. One
-// below 1 mm counts as 0. A millimetre of paper is 0.1 mV.
+// below 1 mm counts as 0. A millimetre of paper is 0.1 mV. A change that is over soon (MedianAroundBriefUv)
+// is left out: a disturbance of some beats would make a high risk of 5 mm.
 //
 // Risk: low from 5 up, high from -11 down, moderate between. It was found for the Bruce protocol and patients
 // who were asked for angina, and is told for them alone.
@@ -18,8 +19,6 @@
 #include <optional>
 
 #include "host/results/StressResult.h"
-
-constexpr double kUvPerMm = 100;  // of paper at the usual 10 mm/mV
 
 /// The largest net change of ST that may count, even if it is below 1 mm.
 struct DukeST {

@@ -77,6 +77,22 @@ std::vector<LeadSummary> SummarizeLeads(const StressResult& result) {
     return leads;
 }
 
+std::optional<double> MedianAroundBriefUv(const StressResult& result, std::size_t lead, double referenceUv,
+                                          const STReading& reading) {
+    constexpr double kAroundSeconds = 30, kLastingPart = 0.5;
+    const double changeUv = reading.levelUv[lead] - referenceUv;
+    if (!(std::abs(changeUv) >= kUvPerMm)) return {};
+    std::vector<double> around;
+    auto beat =
+        std::lower_bound(result.beats.begin(), result.beats.end(), reading.seconds - kAroundSeconds,
+                         [](const STReading& earlier, double seconds) { return earlier.seconds < seconds; });
+    for (; beat != result.beats.end() && beat->seconds <= reading.seconds + kAroundSeconds; ++beat)
+        around.push_back(beat->levelUv[lead] - referenceUv);
+    const double medianUv = Median(std::move(around));
+    if (medianUv / changeUv >= kLastingPart) return {};
+    return medianUv;
+}
+
 std::vector<QualitySummary> SummarizeQuality(const StressResult& result) {
     constexpr float kPoor = 0.5F;
     std::vector<QualitySummary> leads;

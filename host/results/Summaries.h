@@ -1,11 +1,15 @@
 // Summaries: the figures that tables and reports make of a result.
 #pragma once
 
+#include <cstddef>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/results/StressResult.h"
+
+constexpr double kUvPerMm = 100;  // of paper at the usual 10 mm/mV
 
 /// A figure that is not known.
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
@@ -41,6 +45,12 @@ struct LeadSummary {
 };
 /// One per lead; empty without a folded beat.
 std::vector<LeadSummary> SummarizeLeads(const StressResult& result);
+
+/// A change of a lead's ST from its reference that is over soon, as a disturbance of some beats makes one: it
+/// is 0.1 mV at least, and less than half of it is in the median of the minute around its reading. That
+/// median, uV; nothing where the change is small or lasts.
+std::optional<double> MedianAroundBriefUv(const StressResult& result, std::size_t lead, double referenceUv,
+                                          const STReading& reading);
 
 /// Signal quality of a lead; NaN where none was told.
 struct QualitySummary {

@@ -14,6 +14,7 @@
 #include "host/report/StageBeatPages.h"
 #include "host/report/StripPages.h"
 #include "host/report/SummaryPage.h"
+#include "host/report/TextReport.h"
 #include "host/report/TrendPlot.h"
 #include "host/results/Holes.h"
 #include "host/results/Reference.h"
@@ -196,6 +197,7 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.00 − 4 × 0 = 7.00, cut to 7."));
     EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
+    EXPECT_THAT(Write(".html", MakeResult(3, 10)), HasSubstr("<dt>Peak heart rate, 10 s</dt>"));
     EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 of 0 averaged</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>PWC130, 150, 170</dt><dd>not computed: needs 3 stages"));
     ExerciseSummary bruce = SummarizeExercise(result, {ProtocolStages("bruce", 0, 480), {}, 2});
@@ -208,6 +210,15 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     brief.beats[300].levelUv[2] = 100;
     EXPECT_THAT(Write(".html", brief),
                 HasSubstr("in L3 at 5:00, briefly: the median of the minute around it is −0.01 mV"));
+    std::ostringstream text;
+    PrintReport(text, brief, SummarizeExercise(brief, {}));
+    EXPECT_THAT(text.str(), HasSubstr("Largest ST change: +0.10 mV (+1.0 mm) in L3 at 5:00, briefly: the "
+                                      "median of the minute around it is -0.01 mV\n"));
+    StressResult mirror = MakeResult(1, 600);
+    mirror.source.leads = {"aVR"};
+    EXPECT_THAT(Write(".html", mirror),
+                testing::AllOf(HasSubstr("<dt>Largest ST change</dt><dd>not computed: aVR is the only lead<"),
+                               HasSubstr("<dt>Duke score</dt><dd>not computed: aVR is the only lead<")));
     EXPECT_THAT(bare, HasSubstr("<dt>Duke score</dt><dd>not computed: exercise time not given"));
     EXPECT_THAT(bare, Not(HasSubstr("PWC170</dt>")));
 }
@@ -337,12 +348,6 @@ TEST_F(ReportTest, GermanHasEveryText) {
                                HasSubstr("Elektrode ab: V5 (ab 0:10 min:s, 2-mal), V6 (ab 0:20 min:s)"),
                                HasSubstr("aus a: Segment b: &quot;V1&quot;: 12 Werte bei 16 Bit begrenzt")));
     EXPECT_THAT(missing, testing::IsEmpty());
-    EXPECT_EQ(
-        german("ST elevation of 0.5 mm in V5 at 3:00, below 1 mm and counted as 0, briefly: the median of "
-               "the minute around it is +0.01 mV"),
-        "ST-Hebung von 0.5 mm in V5 bei 3:00, unter 1 mm und als 0 gezählt, kurzzeitig: der Median der "
-        "Minute darum ist +0.01 mV");
-
     std::set<std::string_view> english;
     for (const Phrase& phrase : kGermanPhrases) {
         EXPECT_TRUE(english.insert(phrase.english).second) << phrase.english;
@@ -509,6 +514,18 @@ TEST(Cautions, TellTheMostImportantFirst) {
     const ExerciseSummary exercise = SummarizeExercise(result, {});
     const auto cautions = [&] { return ListCautions(Findings({result, exercise})); };
     EXPECT_THAT(cautions(), testing::IsEmpty());
+
+    result.beats.back().levelUv[2] = 100;  // 1 mm above the reference
+    for (const auto& [qrsUv, isOther] : {std::pair{500.0F, false}, {460.0F, true}}) {
+        result.farthest.assign(8, {100, 599, Rows(1, 400, qrsUv)[0]});
+        EXPECT_EQ(cautions().empty(), !isOther) << qrsUv << " uV, 1200 uV in the reference";
+    }
+    EXPECT_THAT(
+        cautions(),
+        testing::ElementsAre(
+            "The QRS at the largest ST change was not that of the reference: L3. Beside ischemia another "
+            "conduction, an electrode or noise may have made the change."));
+    result.beats.back().levelUv[2] = 0;
 
     result.measuredMainsHz = 60;
     result.mainsHz = 50;

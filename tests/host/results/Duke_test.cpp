@@ -52,6 +52,15 @@ TEST(FindDukeST, CountsWhatItsSourcesCount) {
     EXPECT_FALSE(FindDukeST(result, 0));
 }
 
+TEST(FindDukeST, LeavesOutAChangeThatIsOverSoon) {
+    StressResult result = OneLead(-150, 0);
+    result.beats[5].levelUv = {510};
+    const std::optional<DukeST> st = FindDukeST(result, 0);
+    ASSERT_TRUE(st);
+    EXPECT_DOUBLE_EQ(st->netMm, -1.5);
+    EXPECT_EQ(st->seconds, 10);
+}
+
 TEST(ScoreDuke, KeepsTheExactScoreAndTellsRiskOnlyForWhomItWasFound) {
     const DukeST st{-1.25, 0, 12, 0};
     const Duke duke = ScoreDuke(st, 630, 1, true);  // 10.5 - 6.25 - 4
