@@ -367,6 +367,22 @@ TEST(StressSession, FollowsShapesThatAlternateAndMeasuresTheDominantOne) {
     EXPECT_GT(witness.beats.size(), 230U);
 }
 
+TEST(StressSession, MeasuresTheDominantShapeOnBehindThreeBeatsOfAnotherOne) {
+    BeatTrain train(kFs, 1);
+    train.Noise(4, 1);
+    train.Beats(800, 20).Form(kOther).Beats(800, 20);
+    for (int i = 0; i < 8; ++i) train.Form({}).Beats(800, 17).Form(kOther).Beats(800, 3);
+    const Witness witness = WitnessOf(train.Record(), OptionsFor(1));
+    EXPECT_EQ(witness.learnedTimes.size(), 2U);
+    int others = 0;
+    for (const BeatEvent& beat : witness.beats) {
+        if (beat.seconds < 55 * 0.8) continue;
+        others += beat.shape == 1;
+        EXPECT_EQ(std::isnan(beat.levelUv[0]), beat.shape == 1) << beat.seconds;
+    }
+    EXPECT_GT(others, 20);
+}
+
 // One averaged beat is like both kinds, as their first differences are alike. ST is of the one that is there,
 // as of its fifth beat, without what the other one left: told levels of a kind do not move.
 TEST(StressSession, MeasuresKindsThatAlternateApartThoughOneAveragedBeatIsLikeBoth) {

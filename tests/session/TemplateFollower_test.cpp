@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "session/internal/BeatShapes.h"
 #include "tests/support/Beats.h"
 
 using namespace qz;
@@ -95,4 +96,24 @@ TEST(TemplateFollower, ReachesWhereTheRowHoldsQAndTheSTPoint) {
         beat.posQ = static_cast<short>(posQ);
         EXPECT_EQ(TemplateFollower::Reaches(beat, kFs, 60), bReaches) << posQ;
     }
+}
+
+// The shorter row has a beat 140 ms ahead of the longer one: by then it has been told.
+TEST(BeatShapes, TellABeatOnceThoughTheyHaveItLongAfterOneAnother) {
+    const LearnedBeat longer = BeatOf(MakeTemplate(kFs, 1, kRowLength, kR));
+    LearnedBeat shorter = longer;
+    shorter.length -= 70;
+    shorter.rows[0].resize(static_cast<std::size_t>(shorter.length));
+    BeatShapes shapes(kFs, 1, 60);
+    shapes.Add(longer, 0, true);
+    shapes.Add(shorter, 0, false);
+    BeatEvent event{0, 0, std::vector<float>(1), std::vector<float>(1), std::vector<float>(1)};
+    const auto isGood = [](std::size_t, long long) { return true; };
+    std::vector<long long> told;
+    for (int i = 0; i < 8 * kRowLength; ++i) {
+        const short* const frame = &longer.rows[0][static_cast<std::size_t>(i % kRowLength)];
+        if (const auto r = shapes.Match(frame, isGood, event)) told.push_back(*r);
+    }
+    ASSERT_GE(told.size(), 6U);
+    for (std::size_t i = 1; i < told.size(); ++i) EXPECT_NEAR(told[i] - told[i - 1], kRowLength, 1);
 }
