@@ -20,6 +20,7 @@
 #include <optional>
 #include <set>
 #include <sstream>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -410,7 +411,8 @@ std::vector<std::string> FindRecords(const std::string& folder) {
     std::vector<fs::path> headers;
     for (const fs::directory_entry& entry :
          fs::recursive_directory_iterator(folder, fs::directory_options::skip_permission_denied)) {
-        if (!entry.is_regular_file()) continue;
+        std::error_code unknown;  // of a link that leads to itself
+        if (!entry.is_regular_file(unknown)) continue;
         if (entry.path().extension() == ".hea") {
             headers.push_back(entry.path());
             AddSegments(entry.path(), segments);

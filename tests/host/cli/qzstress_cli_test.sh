@@ -225,6 +225,7 @@ grep -q '"largest_change_uv": null' "$work/off.json" && grep -q ',,,,[0-9.]*,[0-
 mkdir -p "$work/records/deep"
 cp "$work/sim.hea" "$work/sim.dat" "$work/records/deep"
 cp "$work/bad.hea" "$work/sim.edf" "$work/records"
+ln -s loop.edf "$work/records/loop.edf"  # leads to itself
 "$program" batch "$work/records" --out "$work/results" --mains 60 2>"$work/err"
 [ $? -eq 3 ] || fail "batch with a bad record"
 [ "$(wc -l <"$work/err")" -eq 1 ] && grep -q bad "$work/err" || fail "batch: $(cat "$work/err")"
