@@ -95,13 +95,12 @@ export function showEvents(events) {
   byId("events").replaceChildren(...lines.reverse());
 }
 
-/** Wires the controls; command(object) sends one. */
+/** Wires the controls; command(object) sends one, and is false where it could not: what was typed stays then. */
 export function wireControls(command) {
   for (const name of ["start", "next", "recovery", "reference"]) byId(name).addEventListener("click", () => command({ do: name }));
   const submit = (id, make) => byId(id).addEventListener("submit", (event) => {
     event.preventDefault();
-    command(make(event));
-    event.target.reset();
+    if (command(make(event))) event.target.reset();
   });
   submit("pressure", () => ({ do: "pressure", value: Number(byId("systolic").value), other: Number(byId("diastolic").value) }));
   submit("exertion", () => ({ do: "exertion", value: Number(byId("borg").value) }));

@@ -191,6 +191,9 @@ try:
     monitor.send_signal(signal.SIGKILL)
     monitor.wait()
     wait(lambda: "bad" in find("link").get_attribute("class"), "word of the lost connection")
+    find("systolic").send_keys("160")
+    find("diastolic").send_keys("90" + Keys.ENTER)
+    assert find("systolic").get_attribute("value") == "160" and find("answer").text == find("link").text, "a pressure is lost"
     monitor, url = start(port, True)
     wait(lambda: state()["gaps"] == 1 and state()["s"] > at + 5, "the page's return")
     assert state()["pressures"][-1]["systolic"] == 150 and len(state()["stages"]) >= 3
