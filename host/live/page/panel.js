@@ -105,7 +105,10 @@ export function wireControls(command) {
   submit("pressure", () => ({ do: "pressure", value: Number(byId("systolic").value), other: Number(byId("diastolic").value) }));
   submit("exertion", () => ({ do: "exertion", value: Number(byId("borg").value) }));
   submit("note", (event) => ({ do: event.submitter && event.submitter.value === "symptom" ? "symptom" : "mark", text: byId("note-text").value }));
-  byId("end").addEventListener("click", () => byId("end-dialog").showModal());
+  byId("end").addEventListener("click", () => {
+    byId("end-dialog").returnValue = "";
+    byId("end-dialog").showModal();
+  });
   byId("end-dialog").addEventListener("close", () => {
     if (byId("end-dialog").returnValue === "end") command({ do: "end", text: byId("end-reason").value });
   });
