@@ -36,7 +36,7 @@ with open(record + ".truth.json") as file:
 
 
 def start(port, resumes):
-    words = [program, "monitor", record, "--speed", str(SPEED), "--port", str(port), "--out", folder, "--protocol", "bicycle"]
+    words = [program, "monitor", record, "--speed", str(SPEED), "--port", str(port), "--out", folder, "--protocol", "bicycle", "--lowpass", "45"]
     process = subprocess.Popen(words + ["--resume"] * resumes, stdout=subprocess.PIPE, text=True)
     process.stdout.readline()
     return process, process.stdout.readline().split()[1]
@@ -229,6 +229,7 @@ try:
     fs = truth["record"]["sampling_rate_hz"]
     whole, column = (state(f"frozen().stretch.{name}") / fs for name in ("length", "framesPerColumn"))
     assert abs(whole - state()["s"]) <= column + 0.1, (whole, column, state()["s"])
+    assert "low-pass 45 Hz" in state()["conditioning"], "another analysis than in the test"
     picture("7-recording")
     while find("zoom").get_attribute("value") != "60":
         find("paper").send_keys("+")
