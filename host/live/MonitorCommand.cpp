@@ -96,10 +96,11 @@ public:
             Note();
             if (m_pages) m_pages->Show(m_source->Status(), m_trouble);
         }
-        const int code = End();
+        int code = End();
         while (m_pages && !Interrupt::IsAsked()) {
             std::this_thread::sleep_for(kWait);
             Listen();
+            if (IsRoomAgain()) code = Conclude();
             m_pages->Show(m_source->Status(), m_trouble);
         }
         return code;
@@ -272,12 +273,25 @@ private:
         return code.get() == 0 ? "" : "the analysis failed";
     }
 
+    /// The test has ended while the disk was full: true once it has taken all that waited.
+    bool IsRoomAgain() {
+        if (m_trouble.empty()) return false;
+        m_folder->Append(nullptr, 0);
+        TellOfDisk();
+        return m_trouble.empty();
+    }
+
     int End() {
         const live::Command end{live::Command::Kind::End, m_test->State().endedBecause};
         m_folder->Note(JournalLine(end, m_test->State().frames));
         m_test->Finish();
         Note();
         if (m_pages) m_pages->Show(m_source->Status(), m_trouble, true);
+        return Conclude();
+    }
+
+    /// Completes the recording and makes the results. Returns the exit code.
+    int Conclude() {
         std::string why;
         try {
             m_folder->Finish(m_test->State().marks);

@@ -7,6 +7,7 @@ import base64
 import json
 import os
 import random
+import resource
 import signal
 import socket
 import struct
@@ -240,6 +241,21 @@ with open(monitor.folder + "/results/result.json") as file:
     result = json.load(file)
 assert "fatigue" in json.dumps(result["patient"])
 assert '"systolic_mmhg": 140.0' in json.dumps(result), "the pressure is lost"
+monitor.end()
+
+# A test ends while the disk is full: when there is room again, what waited is kept, and results are made.
+monitor = Monitor("full", 20)
+page = Page(monitor)
+while monitor.seconds_kept() < 12:
+    time.sleep(0.1)
+resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (os.path.getsize(monitor.folder + "/test.dat"), resource.RLIM_INFINITY))
+while not (state := page.receive("state"))["trouble"]:
+    pass
+page.send('{"do": "end"}')
+assert not page.receive("results")["files"]
+resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
+assert page.receive("results")["files"]
+assert monitor.seconds_kept() >= state["s"], "what waited is lost"
 monitor.end()
 
 # Beyond the loopback nothing is told without the token.
