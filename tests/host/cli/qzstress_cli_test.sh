@@ -350,7 +350,7 @@ expect_refusal 1 'list: expected a file, found a pipe' batch "$work/bad/list" --
 iconv -f UTF-8 -t UTF-8 "$work/u.json" "$work/u.csv" "$work/u.html" "$work/out" >/dev/null || fail "a name leaves as no text"
 rm -r "$work/late"
 start=$(date +%s)
-expect_refusal 3 'given up after 0 s' batch "$work/lists" --out "$work/late" --timeout 0.02
+expect_refusal 3 'given up after 0 s' batch "$work/lists" --out "$work/late" --timeout 0.001
 [ $(($(date +%s) - start)) -lt 9 ] || fail "a time limit takes long"
 
 # A live test without a frame has no results, and says so.
