@@ -20,6 +20,7 @@
 #include <optional>
 #include <set>
 #include <sstream>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -410,7 +411,10 @@ std::vector<std::string> FindRecords(const std::string& folder) {
     std::vector<fs::path> headers;
     for (const fs::directory_entry& entry :
          fs::recursive_directory_iterator(folder, fs::directory_options::skip_permission_denied)) {
-        if (!entry.is_regular_file()) continue;
+        std::error_code unknown;
+        const fs::file_status status = entry.status(unknown);
+        // A link that leads nowhere, or to itself, is a record that fails.
+        if (!fs::is_regular_file(status) && (fs::exists(status) || !entry.is_symlink())) continue;
         if (entry.path().extension() == ".hea") {
             headers.push_back(entry.path());
             AddSegments(entry.path(), segments);

@@ -21,7 +21,9 @@
 #include "host/cli/Batch.h"
 #include "host/cli/Commands.h"
 #include "host/cli/ExitCodes.h"
+#include "host/live/LiveJson.h"
 #include "host/live/MonitorCommand.h"
+#include "host/live/TestFolder.h"
 #include "host/report/Language.h"
 #include "host/simulate/Simulate.h"
 #include "host/support/HostError.h"
@@ -605,10 +607,28 @@ private:
     void AddView() {
         CLI::App& command = *m_app.add_subcommand("view", "Show a finished recording in a page");
         AddFile(command, "RECORD", m_view.record, "A recording, or the folder of a test")->required();
-        AddReading(command, m_view.reading);
+        command.option_defaults()->group(kStudyGroup);
         AddAnalysis(command, m_view.analysis);
+        command.option_defaults()->group("Options");
+        AddReading(command, m_view.reading);
         AddServer(command, m_view.server);
-        command.callback([this] { m_exitCode = RunView(m_view); });
+        command.callback([this, &command] {
+            if (GivenStudy(command).empty()) TakeOptionsOfTest();
+            m_exitCode = RunView(m_view);
+        });
+    }
+
+    // The folder of a test is shown with the options of the test.
+    void TakeOptionsOfTest() {
+        if (!std::filesystem::exists(m_view.record + "/journal.jsonl")) return;
+        const std::vector<std::string> lines = ReadJournal(m_view.record);
+        if (lines.empty()) return;
+        CLI::App kept;
+        AddAnalysis(kept, m_view.analysis);
+        std::vector<std::string> words;
+        for (const auto& [name, value] : ParseJournalHead(m_view.record, lines.front()).options)
+            if (name != "--protocol") words.push_back(name + "=" + value);
+        kept.parse(words);
     }
 
     CLI::App m_app{"Stress-ECG analysis of recorded and simulated exercise tests"};

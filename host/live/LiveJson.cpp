@@ -306,7 +306,7 @@ std::string EventsMessage(const std::vector<Event>& events, bool isWhole) {
 }
 
 std::string StripMessage(const std::string& file, const std::string& why) {
-    return Json{{"type", "strip"}, {"file", file}, {"why", why}}.dump();
+    return Json{{"type", "strip"}, {"file", file}, {"why", OneLine(why)}}.dump();
 }
 
 std::string BeatMarksMessage(const std::vector<live::BeatMark>& marks, std::uint32_t request) {
@@ -338,7 +338,7 @@ std::string TrendMessage(const std::vector<live::TrendRow>& rows, std::size_t fi
 }
 
 std::string ResultsMessage(const std::vector<std::string>& names, const std::string& why) {
-    return Json{{"type", "results"}, {"files", names}, {"why", why}}.dump();
+    return Json{{"type", "results"}, {"files", names}, {"why", OneLine(why)}}.dump();
 }
 
 std::string DoneMessage(const std::string& name, bool isDone) {

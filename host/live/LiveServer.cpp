@@ -18,6 +18,7 @@
 #include "host/live/PageFiles.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
+#include "host/support/Text.h"
 
 namespace beast = boost::beast;
 namespace http = beast::http;
@@ -30,7 +31,6 @@ constexpr std::chrono::seconds kRequestTime{10};   // for a request, and for its
 constexpr std::chrono::seconds kSilence{30};       // of a client, pings included, before it is given up
 constexpr std::uint32_t kLongestHeader = 8 << 10;  // bytes, of a request
 constexpr long long kLongestResult = 256LL << 20;  // bytes, of a file that is offered
-constexpr const char* kCookie = "qzstress=";
 
 using Request = http::request<http::empty_body>;
 using Response = http::response<http::string_body>;
@@ -127,6 +127,8 @@ private:
     bool IsHostRight(const Request& request) const;
     bool IsOriginRight(const Request& request) const;
     bool HasToken(const Request& request) const;
+    /// The name of the token, which tells the port: cookies of one host are those of all its ports.
+    std::string Cookie() const { return "qzstress-" + std::to_string(Port()) + "="; }
     Response Answer(const Request& request) const;
 
     LiveServer& m_owner;
@@ -210,23 +212,28 @@ void LiveServer::Impl::Send(Message message, int client) {
 }
 
 bool LiveServer::Impl::IsHostRight(const Request& request) const {
-    const std::string_view host = WithoutPort(View(request[http::field::host]));
-    if (host == "localhost" || (!m_options.name.empty() && host == m_options.name)) return true;
+    const std::string host(WithoutPort(View(request[http::field::host])));
+    // Browsers send names in small letters.
+    if (EqualIgnoringCase(host, "localhost")) return true;
+    if (!m_options.name.empty() && EqualIgnoringCase(host, m_options.name)) return true;
     beast::error_code error;
-    net::ip::make_address(std::string(host), error);
+    net::ip::make_address(host, error);
     return !error;
 }
 
+/// The page itself, also as a proxy with TLS serves it.
 bool LiveServer::Impl::IsOriginRight(const Request& request) const {
-    return View(request[http::field::origin]) == "http://" + std::string(View(request[http::field::host]));
+    const std::string_view origin = View(request[http::field::origin]);
+    const std::string host(View(request[http::field::host]));
+    return origin == "http://" + host || origin == "https://" + host;
 }
 
 bool LiveServer::Impl::HasToken(const Request& request) const {
     if (m_token.empty()) return true;
     const std::string_view cookies = View(request[http::field::cookie]);
-    for (std::size_t at = cookies.find(kCookie); at != std::string_view::npos;
-         at = cookies.find(kCookie, at + 1)) {
-        const std::string_view value = cookies.substr(at + std::string_view(kCookie).size());
+    const std::string name = Cookie();
+    for (std::size_t at = cookies.find(name); at != std::string_view::npos; at = cookies.find(name, at + 1)) {
+        const std::string_view value = cookies.substr(at + name.size());
         if (IsSecret(value.substr(0, value.find(';')), m_token)) return true;
     }
     return false;
@@ -250,8 +257,7 @@ Response LiveServer::Impl::Answer(const Request& request) const {
         // The token does not stay in the address line.
         response.result(http::status::see_other);
         response.set(http::field::location, "/");
-        response.set(http::field::set_cookie,
-                     std::string(kCookie) + m_token + "; HttpOnly; SameSite=Strict; Path=/");
+        response.set(http::field::set_cookie, Cookie() + m_token + "; HttpOnly; SameSite=Strict; Path=/");
     } else if (!HasToken(request)) {
         refuse(http::status::forbidden, "The address with the token is needed that the monitor printed.\n");
     } else if (request.method() != http::verb::get) {

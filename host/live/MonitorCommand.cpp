@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <ctime>
+#include <exception>
 #include <filesystem>
 #include <future>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <set>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -20,6 +22,7 @@
 #include "host/live/TestFolder.h"
 #include "host/live/TestResults.h"
 #include "host/record/Patient.h"
+#include "host/record/WfdbHeader.h"
 #include "host/support/HostError.h"
 #include "host/support/InputFile.h"
 #include "host/support/Interrupt.h"
@@ -71,9 +74,7 @@ public:
             GoOn();
         else
             Begin();
-        if (m_options.hasPage)
-            m_pages.emplace(m_options.server, *m_test, m_folder->Signal(), m_folderName, m_options.protocol);
-        if (m_pages) m_pages->ShowEvents(m_replayed);
+        if (m_options.hasPage) ServePage();
     }
 
     int Run() {
@@ -95,10 +96,11 @@ public:
             Note();
             if (m_pages) m_pages->Show(m_source->Status(), m_trouble);
         }
-        const int code = End();
+        int code = End();
         while (m_pages && !Interrupt::IsAsked()) {
             std::this_thread::sleep_for(kWait);
             Listen();
+            if (IsRoomAgain()) code = Conclude();
             m_pages->Show(m_source->Status(), m_trouble);
         }
         return code;
@@ -126,6 +128,21 @@ private:
         }
     }
 
+    /// Where the page cannot be served no test has begun: its folder is free for the next attempt.
+    void ServePage() {
+        try {
+            m_pages.emplace(m_options.server, *m_test, m_folder->Signal(), m_folderName, m_options.protocol);
+        } catch (const HostError&) {
+            std::error_code ignored;
+            if (!m_options.isResumed) {
+                for (const char* name : {"/journal.jsonl", "/test.hea", "/test.dat", "/patient.json", ""})
+                    fs::remove(m_folderName + name, ignored);
+            }
+            throw;
+        }
+        m_pages->ShowEvents(m_replayed);
+    }
+
     /// Takes what was kept again, and puts the time since then as a gap behind it.
     void GoOn() {
         if (m_folderName.empty()) throw HostError("--resume", "expected --out with the folder of the test");
@@ -136,8 +153,12 @@ private:
             throw HostError(m_folderName, "was begun with " + Words(start.options) +
                                               ": the same are expected, not " +
                                               Words(KeptOptions(m_options)));
-        const std::string patient = m_folderName + "/patient.json";
-        if (fs::exists(patient)) start.info.patient = ReadPatient(patient);
+        // What the source told of the patient stands in the header, and what --patient told.
+        if (const std::string header = WfdbHeaderPath(m_folderName + "/test"); fs::exists(header)) {
+            WfdbHeader kept = ReadWfdbHeader(header);
+            start.info.patient = std::move(kept.patient);
+            start.info.remarks = std::move(kept.remarks);
+        }
         const std::vector<JournalCommand> commands =
             ParseJournalCommands(m_folderName, {lines.begin() + 1, lines.end()});
         const auto isEnd = [](const JournalCommand& one) {
@@ -252,24 +273,37 @@ private:
         return code.get() == 0 ? "" : "the analysis failed";
     }
 
+    /// The test has ended while the disk was full: true once it has taken all that waited.
+    bool IsRoomAgain() {
+        if (m_trouble.empty()) return false;
+        m_folder->Append(nullptr, 0);
+        TellOfDisk();
+        return m_trouble.empty();
+    }
+
     int End() {
         const live::Command end{live::Command::Kind::End, m_test->State().endedBecause};
         m_folder->Note(JournalLine(end, m_test->State().frames));
         m_test->Finish();
         Note();
         if (m_pages) m_pages->Show(m_source->Status(), m_trouble, true);
+        return Conclude();
+    }
+
+    /// Completes the recording and makes the results. Returns the exit code.
+    int Conclude() {
         std::string why;
         try {
             m_folder->Finish(m_test->State().marks);
             KeepCourse();
             why = m_test->State().frames > 0 ? Analyze() : "there has been no signal";
-        } catch (const HostError& error) {
+        } catch (const std::exception& error) {
             why = error.what();
         }
         if (why.empty())
             std::cout << "Results: " << OneLine(m_folderName) << "/results" << std::endl;
         else
-            std::cerr << "qzstress: no results: " << why << std::endl;
+            std::cerr << "qzstress: no results: " << OneLine(why) << std::endl;
         if (m_pages) m_pages->ShowResults(why.empty() ? kResultFiles : std::vector<std::string>{}, why);
         return why.empty() ? 0 : kExitFailed;
     }

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -122,8 +123,9 @@ double TestFolder::SecondsSinceLast() const {
     if (m_lastWritten.tv_sec == 0) return 0;
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<double>(now.tv_sec - m_lastWritten.tv_sec) +
-           static_cast<double>(now.tv_nsec - m_lastWritten.tv_nsec) * 1e-9;
+    // A clock that was set back meanwhile tells nothing.
+    return std::max(0.0, static_cast<double>(now.tv_sec - m_lastWritten.tv_sec) +
+                             static_cast<double>(now.tv_nsec - m_lastWritten.tv_nsec) * 1e-9);
 }
 
 void TestFolder::Replay(const std::function<void(const short*, std::size_t)>& take) {

@@ -63,7 +63,8 @@ public:
     std::string Record() const { return m_folder + "/test"; }
     /// What is kept.
     const KeptSignal& Signal() const { return m_signal; }
-    /// Of a test that goes on: from its latest sample on, by the clock on the wall; 0 without a sample.
+    /// Of a test that goes on: from its latest sample on, by the clock on the wall; 0 without a sample, or
+    /// where it lies in the future.
     double SecondsSinceLast() const;
     /// Gives the kept frames, in order and in pieces. Called before the first Append, and once.
     void Replay(const std::function<void(const short*, std::size_t)>& take);

@@ -25,6 +25,7 @@
 #include "host/live/PageFeed.h"
 #include "host/live/TestFolder.h"
 #include "host/record/OpenRecord.h"
+#include "host/record/WfdbHeader.h"
 #include "host/support/HostError.h"
 #include "host/support/Interrupt.h"
 
@@ -58,6 +59,7 @@ class ViewRun {
 public:
     explicit ViewRun(const ViewOptions& options) {
         std::string protocol;
+        SourceInfo info;
         if (fs::exists(options.record + "/journal.jsonl")) {
             const std::vector<std::string> lines = ReadJournal(options.record);
             if (lines.empty()) throw HostError(options.record, "holds no test that has begun");
@@ -67,11 +69,16 @@ public:
                 if (name == "--protocol") protocol = value;
             RecordOptions raw;  // with samples that are missing told as such
             raw.raw = RawLayout{static_cast<double>(start.info.fs), start.info.leads, start.info.uVpb};
+            raw.leads = options.reading.leads;
             m_source = OpenRecord(options.record + "/test.dat", raw);
+            info = m_source->Info();
+            info.started = start.info.started;
+            info.remarks = ReadWfdbHeader(WfdbHeaderPath(options.record + "/test")).remarks;
         } else {
             m_source = OpenRecord(options.record, options.reading);
+            info = m_source->Info();
         }
-        m_test.emplace(m_source->Info(), options.analysis, protocol);
+        m_test.emplace(info, options.analysis, protocol);
         if ((m_stored = m_source->Stored())) {
             m_file = FileHandle(open(m_stored->file.OpenName().c_str(), O_RDONLY | O_CLOEXEC));
             if (!m_file.IsOpen()) throw HostError(m_stored->file.Path(), "cannot be opened");

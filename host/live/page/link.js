@@ -62,8 +62,11 @@ export class Link {
     this.send({ ping: Date.now() });
   }
 
+  /** False where there is no connection: nothing is sent then. */
   send(object) {
-    if (this.socket.readyState === WebSocket.OPEN) this.socket.send(JSON.stringify(object));
+    const isOpen = this.socket.readyState === WebSocket.OPEN;
+    if (isOpen) this.socket.send(JSON.stringify(object));
+    return isOpen;
   }
 
   /** The kept signal from one frame to before another, once it has come; never where the connection is lost meanwhile. */

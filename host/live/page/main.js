@@ -44,7 +44,12 @@ const link = new Link({
     if (take) take(message);
   },
 });
-const command = (object) => link.send(object);
+/** False where there is no connection: the answer says so. */
+const command = (object) => {
+  const isSent = link.send(object);
+  if (!isSent) answer(word("disconnected"));
+  return isSent;
+};
 const alarms = new Alarms((number) => command({ do: "acknowledge", value: number }));
 const dialog = new BeatDialog((name, ms) => command(ms === null ? { do: `${name}-point` } : { do: `${name}-point`, value: ms }));
 
@@ -112,9 +117,7 @@ const takers = {
     byId("to-gap").disabled = finds.gaps.length === 0;
   },
   done(message) {
-    byId("answer").textContent = message.do === "acknowledge" ? "" : message.ok ? word("done") : word("refused");
-    clearTimeout(answerTimer);
-    answerTimer = setTimeout(() => { byId("answer").textContent = ""; }, 5000);
+    answer(message.do === "acknowledge" ? "" : message.ok ? word("done") : word("refused"));
   },
   strip(message) {
     if (message.file) byId("strip-link").replaceChildren(linkTo(message.file));
@@ -128,6 +131,12 @@ const takers = {
     byId("results").hidden = false;
   },
 };
+
+function answer(text) {
+  byId("answer").textContent = text;
+  clearTimeout(answerTimer);
+  answerTimer = setTimeout(() => { byId("answer").textContent = ""; }, 5000);
+}
 
 function linkTo(name) {
   const anchor = document.createElement("a");
@@ -299,8 +308,7 @@ byId("to-gap").addEventListener("click", () => jump(finds.gaps.map((gap) => gap[
 byId("strip").addEventListener("click", () => {
   if (!live) return;
   freeze(true);
-  byId("strip-link").textContent = word("drawing");
-  link.send({ strip: middleSeconds(), language: language() });
+  if (command({ strip: middleSeconds(), language: language() })) byId("strip-link").textContent = word("drawing");
 });
 byId("trends").addEventListener("click", (event) => {
   if (!live) return;

@@ -95,18 +95,20 @@ export function showEvents(events) {
   byId("events").replaceChildren(...lines.reverse());
 }
 
-/** Wires the controls; command(object) sends one. */
+/** Wires the controls; command(object) sends one, and is false where it could not: what was typed stays then. */
 export function wireControls(command) {
   for (const name of ["start", "next", "recovery", "reference"]) byId(name).addEventListener("click", () => command({ do: name }));
   const submit = (id, make) => byId(id).addEventListener("submit", (event) => {
     event.preventDefault();
-    command(make(event));
-    event.target.reset();
+    if (command(make(event))) event.target.reset();
   });
   submit("pressure", () => ({ do: "pressure", value: Number(byId("systolic").value), other: Number(byId("diastolic").value) }));
   submit("exertion", () => ({ do: "exertion", value: Number(byId("borg").value) }));
   submit("note", (event) => ({ do: event.submitter && event.submitter.value === "symptom" ? "symptom" : "mark", text: byId("note-text").value }));
-  byId("end").addEventListener("click", () => byId("end-dialog").showModal());
+  byId("end").addEventListener("click", () => {
+    byId("end-dialog").returnValue = "";
+    byId("end-dialog").showModal();
+  });
   byId("end-dialog").addEventListener("close", () => {
     if (byId("end-dialog").returnValue === "end") command({ do: "end", text: byId("end-reason").value });
   });

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 
@@ -72,6 +73,17 @@ TEST(TestFolder, IsARecordAtAnyMomentAndGoesOnBehindACutFrame) {
     EXPECT_THAT(source->Info().remarks, testing::ElementsAre("1:00 a mark"));
     EXPECT_EQ(ReadAll(test.Record()), (std::vector<short>{1, -2, 300, -400, 300, -400, 5, 6}));
     EXPECT_TRUE(std::filesystem::exists(name + "/test.hea"));
+}
+
+TEST(TestFolder, TakesASampleOfTheFutureForOneOfNow) {
+    const Folder folder;
+    const std::string name = folder.Path("a test");
+    const std::vector<short> frame{1, 2};
+    TestFolder(name, TwoLeads(), "{}").Append(frame.data(), 1);
+    std::filesystem::last_write_time(
+        name + "/test.dat",
+        std::filesystem::file_time_type::clock::now() + std::chrono::hours(2));  // the clock was set back
+    EXPECT_EQ(TestFolder(name, TwoLeads()).SecondsSinceLast(), 0);
 }
 
 TEST(TestFolder, KeepsWhatComesWhileTheDiskIsFullAndItsTime) {

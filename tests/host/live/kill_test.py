@@ -24,6 +24,9 @@ record, folder = os.path.join(work.name, "patient"), os.path.join(work.name, "ke
 seconds = 200 * (kills + 1)  # far more than is played
 subprocess.run([program, "simulate", record, "--seconds", str(seconds), "--leads", "I,II,V5", "--fs", "250"], check=True)
 
+with open(record + ".hea", "a") as file:
+    file.write("# age: 61 sex: F\n# pacemaker\n")
+
 
 def samples(path):
     found = array.array("h")
@@ -77,5 +80,7 @@ gaps = [line["value"] for line in lines if line.get("event") == "gap"]
 missing = sum(sample == MISSING for sample in now) / LEADS / 250
 assert len(gaps) == died and abs(sum(gaps) - missing) < 0.01, f"{gaps} are told, {missing} s missing"
 with open(folder + "/results/result.json") as file:
-    assert len(json.load(file)["st"]) > 30
+    result = json.load(file)
+assert len(result["st"]) > 30
+assert result["patient"]["age_years"] == 61 and "pacemaker" in result["record"]["remarks"], "what the recording tells is lost"
 print(f"{kills} kills, {missing:.1f} s of {len(now) / LEADS / 250:.1f} s missing, in {len(gaps)} gaps")

@@ -36,7 +36,7 @@ with open(record + ".truth.json") as file:
 
 
 def start(port, resumes):
-    words = [program, "monitor", record, "--speed", str(SPEED), "--port", str(port), "--out", folder, "--protocol", "bicycle"]
+    words = [program, "monitor", record, "--speed", str(SPEED), "--port", str(port), "--out", folder, "--protocol", "bicycle", "--lowpass", "45"]
     process = subprocess.Popen(words + ["--resume"] * resumes, stdout=subprocess.PIPE, text=True)
     process.stdout.readline()
     return process, process.stdout.readline().split()[1]
@@ -191,6 +191,9 @@ try:
     monitor.send_signal(signal.SIGKILL)
     monitor.wait()
     wait(lambda: "bad" in find("link").get_attribute("class"), "word of the lost connection")
+    find("systolic").send_keys("160")
+    find("diastolic").send_keys("90" + Keys.ENTER)
+    assert find("systolic").get_attribute("value") == "160" and find("answer").text == find("link").text, "a pressure is lost"
     monitor, url = start(port, True)
     wait(lambda: state()["gaps"] == 1 and state()["s"] > at + 5, "the page's return")
     assert state()["pressures"][-1]["systolic"] == 150 and len(state()["stages"]) >= 3
@@ -226,6 +229,7 @@ try:
     fs = truth["record"]["sampling_rate_hz"]
     whole, column = (state(f"frozen().stretch.{name}") / fs for name in ("length", "framesPerColumn"))
     assert abs(whole - state()["s"]) <= column + 0.1, (whole, column, state()["s"])
+    assert "low-pass 45 Hz" in state()["conditioning"], "another analysis than in the test"
     picture("7-recording")
     while find("zoom").get_attribute("value") != "60":
         find("paper").send_keys("+")

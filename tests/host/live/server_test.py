@@ -7,6 +7,7 @@ import base64
 import json
 import os
 import random
+import resource
 import signal
 import socket
 import struct
@@ -133,7 +134,7 @@ class Page:
             return True
 
 
-monitor = Monitor("plain", 10)
+monitor = Monitor("plain \udcfc", 10)  # a byte that is no UTF-8
 
 # The page, and nothing else.
 status, head, body = get(monitor, "/")
@@ -145,12 +146,22 @@ for path in ["/../journal.jsonl", "/results/report.pdf", "/results/../test.dat",
 assert get(monitor, "/", "POST")[0] == 405
 assert get(monitor, "/", host="patient.example:80")[0] == 421  # a name that leads here
 assert get(monitor, "/", host=f"localhost:{monitor.port}")[0] == 200
+assert get(monitor, "/", host=f"LocalHost:{monitor.port}")[0] == 200
 assert get(monitor, "/", Cookie="a" * 9000)[0] in (0, 400, 431)
 with connect(monitor.port) as door:
     door.sendall(bytes(chance.randrange(256) for _ in range(4096)) + b"\r\n\r\n")
     read_all(door)  # until it is closed
 for origin in ["http://patient.example", "null", f"http://localhost:{monitor.port}"]:
     assert Page(monitor, origin).status == 403, origin
+
+proxy = Page(monitor, f"https://127.0.0.1:{monitor.port}")  # with TLS, which the manual advises
+assert proxy.status == 101
+proxy.door.close()
+
+# Another test at this port does not begin, and its folder stays free.
+refused = os.path.join(work.name, "refused")
+attempt = subprocess.run([program, "monitor", "sim", "--port", str(monitor.port), "--out", refused], capture_output=True, text=True)
+assert attempt.returncode == 1 and attempt.stderr.count("\n") == 1 and not os.path.exists(refused), attempt.stderr
 
 # A page is told all, and is answered.
 page = Page(monitor)
@@ -216,6 +227,11 @@ assert monitor.resident_kib() < before_kib + 40_000, f"{before_kib} KiB grew to 
 for one in pages + [stalled]:
     one.door.close()
 
+# What cannot be drawn is told, whatever the name of the folder.
+open(monitor.folder + "/strips", "w").close()
+page.send('{"strip": 5}')
+assert "strips" in page.receive("strip")["why"]
+
 # The test ends by the page, and its results can be had.
 page.send('{"do": "end", "text": "fatigue"}')
 assert page.receive("results")["files"][0] == "report.pdf"
@@ -227,17 +243,34 @@ assert "fatigue" in json.dumps(result["patient"])
 assert '"systolic_mmhg": 140.0' in json.dumps(result), "the pressure is lost"
 monitor.end()
 
+# A test ends while the disk is full: when there is room again, what waited is kept, and results are made.
+monitor = Monitor("full", 20)
+page = Page(monitor)
+while monitor.seconds_kept() < 12:
+    time.sleep(0.1)
+resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (os.path.getsize(monitor.folder + "/test.dat"), resource.RLIM_INFINITY))
+while not (state := page.receive("state"))["trouble"]:
+    pass
+page.send('{"do": "end"}')
+assert not page.receive("results")["files"]
+resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
+assert page.receive("results")["files"]
+assert monitor.seconds_kept() >= state["s"], "what waited is lost"
+monitor.end()
+
 # Beyond the loopback nothing is told without the token.
-monitor = Monitor("open", 30, "--address", "0.0.0.0")
+monitor = Monitor("open", 30, "--address", "0.0.0.0", "--host-name", "ECG-Room1")
 token = monitor.url.split("token=")[1]
 assert len(token) == 32
 for path in ["/", "/main.js", "/?token=" + "0" * 32, "/?token=" + token[:-1]]:
     assert get(monitor, path)[0] == 403, path
 status, head, _ = get(monitor, "/?token=" + token)
 assert status == 303 and "HttpOnly; SameSite=Strict" in head and "Location: /\r\n" in head
-cookie = "qzstress=" + token
+cookie = f"qzstress-{monitor.port}={token}"  # a browser keeps the tokens of two monitors of one machine apart
+assert f"Set-Cookie: {cookie};" in head
 assert get(monitor, "/", Cookie="a=b; " + cookie)[0] == 200
 assert get(monitor, "/", Cookie=cookie[:-1])[0] == 403
+assert get(monitor, "/", host=f"ecg-room1:{monitor.port}", Cookie=cookie)[0] == 200  # as browsers write it
 assert Page(monitor).status == 403
 assert Page(monitor, Cookie=cookie).status == 101
 while monitor.seconds_kept() < 12:  # of nothing there are no results
