@@ -45,7 +45,8 @@ extern "C" {
 typedef struct qzs_session qzs_session;
 
 /* An averaged beat as a session has learned it, without its samples. Those are rows of one lead each, one
- * after the other, `length` samples a lead, one microvolt per unit. */
+ * after the other, `length` samples a lead, one microvolt per unit. A posR outside of posQ to posJ counts as
+ * the nearer of them. */
 typedef struct qzs_beat {
     int16_t length;           /* samples of a row */
     int16_t posR, posQ, posJ; /* steepest place, onset and end of the QRS: indices into a row */

@@ -61,7 +61,8 @@ struct ConditioningOptions {
 struct LearnedBeat {
     std::vector<std::vector<short>> rows;  // one per lead, `length` samples each, 1 uV per unit
     short length = 0;                      // samples
-    short posR = 0;                        // steepest place of the QRS over all leads, index into a row
+    short posR = 0;                        // steepest place of the QRS over all leads, index into a row; one
+                                           // outside of Q to J counts as the nearer of them
     short posQ = 0;                        // Q onset, index into a row
     short posJ = 0;                        // end of the QRS, index into a row
     std::string record;                    // what it was learned from, as its owner names it
