@@ -166,6 +166,11 @@ constexpr Phrase kPhrases[] = {
      "betroffen."},
     {"The signal holds mains of {} Hz, which were left in: traces and ST carry them.",
      "Das Signal enthält Netzbrummen von {1} Hz, das darin blieb: Kurven und ST sind davon betroffen."},
+    {"The level before the QRS, from which ST counts, was not flat at the largest ST change or in the "
+     "reference: {}. A delta wave, or a P or T wave near the QRS may have made the change.",
+     "Das Niveau vor dem QRS-Komplex, von dem ST zählt, war bei der größten ST-Änderung oder in der Referenz "
+     "nicht flach: {1}. Eine Deltawelle oder eine P- oder T-Welle nahe am QRS-Komplex kann die Änderung "
+     "bewirkt haben."},
     {"The QRS at the largest ST change was not that of the reference: {}. Beside ischemia another "
      "conduction, an electrode or noise may have made the change.",
      "Der QRS-Komplex war bei der größten ST-Änderung nicht der der Referenz: {1}. Außer einer Ischämie "
