@@ -459,6 +459,8 @@ constexpr Phrase kPhrases[] = {
     {"averaged beat of {}: {}", "gemittelter Schlag aus {1}: {2:tr}"},
     {"beats did not match, and another averaged beat was learned from them, at {}",
      "Schläge passten nicht, und aus ihnen wurde ein weiterer gemittelter Schlag gelernt, bei {1}"},
+    {"blood pressures from {} min:s on are left out: the recording ends at {}",
+     "Blutdruckwerte ab {1} min:s sind weggelassen: die Aufzeichnung endet bei {2}"},
     {"disturbed by jumps of the baseline: {}", "durch Sprünge der Grundlinie gestört: {1:list}"},
     {"exercise begins at {} min:s, but the recording ends at {}",
      "die Belastung beginnt bei {1} min:s, aber die Aufzeichnung endet bei {2}"},

@@ -154,9 +154,12 @@ done
 expect_refusal 1 'p.json: is read' analyze "$work/sim" --patient "$work/p.json" --json "$work/p.json"
 
 # Stages come from the truth of a simulation and from notes, the rest from a table and options.
-printf 'time,systolic\n0:50,171\n' >"$work/bp.csv"
+printf 'time,systolic\n0:50,171\n1:02,199\n' >"$work/bp.csv"
 "$program" analyze "$work/sim" --stages "$work/sim.truth.json" --bp "$work/bp.csv" --predicted tanaka --stage-leads V5 \
-    --ended 'tired legs' --symptoms none --report "$work/s.html" --json "$work/s.json" --quiet || fail "--stages truth.json"
+    --ended 'tired legs' --symptoms none --report "$work/s.html" --json "$work/s.json" --quiet 2>"$work/err" ||
+    fail "--stages truth.json"
+grep -q 'blood pressures from 1:02 min:s on are left out: the recording ends at 1:00' "$work/err" ||
+    fail "a blood pressure after the end: $(cat "$work/err")"
 for word in '<td>171/-</td>' '>ST V5<' 'tired legs' '>recovery to its end<'; do
     grep -q "$word" "$work/s.html" || fail "'$word' is not in the report"
 done

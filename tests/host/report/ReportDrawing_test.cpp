@@ -252,7 +252,7 @@ TEST_F(ReportTest, TimesWithoutSTAreHatchedInEveryPlot) {
     result.off = {{}, {{100, 400}}, {}};
     result.disturbed.resize(3);
     ExerciseSummary exercise = Summarize(result);
-    exercise.pressures = {{120, 150, 80}, {1e9, 150, kNaN}};
+    exercise.pressures = {{120, 150, 80}, {300, 150, kNaN}};
     const auto countClips = [&] { return Count(Write(".html", result, exercise), "<svg x="); };
     const std::size_t whole = countClips();
     for (std::size_t second = 100; second < 400; ++second) result.beats[second].levelUv[1] = kNaNf;
@@ -325,7 +325,7 @@ TEST_F(ReportTest, GermanHasEveryText) {
     std::vector<ExerciseOptions> odd{{ProtocolStages("bruce", 700, 800), {}, 1},
                                      {ProtocolStages("bruce", 0, 1e9), {}, 2},
                                      {{}, 1000, 0},
-                                     {{}, {}, 1}};
+                                     {{}, {}, 1, {{602}}}};
     odd[0].predicted = PredictedRate::Gulati;
     for (const ExerciseOptions& one : odd) {
         rich.reference = {{300, 301}, "as asked for"};
