@@ -361,6 +361,8 @@ void StressAnalysis::Finish() {
         m_result.warnings.push_back(*m_notLearned + "; the beats found may be noise");
     }
     m_result.seconds = m_result.source.SecondsOf(m_session.Frames());
+    // Each learning may begin ahead of the one before, as it looks farther back after failed ones.
+    std::sort(m_result.relearnedSeconds.begin(), m_result.relearnedSeconds.end());
     FinishBeats();
     for (std::vector<Span>& spans : m_result.off)
         if (!spans.empty()) spans.back().toSeconds = std::min(spans.back().toSeconds, m_result.seconds);

@@ -135,7 +135,7 @@ struct StressResult {
     double referenceJMs = std::numeric_limits<double>::quiet_NaN();  // the mean J there
     std::vector<BeatThen> farthest;                                  // per lead
     std::vector<BeatsThen> asked;          // in order of time; without times that had no beats
-    std::vector<double> relearnedSeconds;  // from when on a newly learned beat was matched
+    std::vector<double> relearnedSeconds;  // from when on newly learned beats were matched, sorted
     std::optional<BeatsThen> peak;         // at the highest heart rate, PeakRate; empty without beats then
     std::vector<Strip> strips;             // those that tell most first
     std::vector<RateReading> rates;

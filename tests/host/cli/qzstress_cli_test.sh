@@ -332,6 +332,21 @@ for round in 1 2 3; do
         grep -q 'sensitivity 9[0-9]\|sensitivity 100' "$work/out" || fail "two runs: $(cat "$work/out" "$work/err")"
 done
 
+# Beats of two other shapes, by pairs, after 12 s of one: what is learned later may be matched from earlier on.
+LC_ALL=C awk 'BEGIN {
+    print "time (s),I (uV),II (uV)"
+    for (i = 0; i < 8000; ++i) {
+        beat = int(i / 160); at = i % 160 - 60; shape = beat < 15 ? 0 : 2 - int((beat - 15) / 2) % 2
+        r = 1000 * exp(-((at - 8) / (2 + shape)) ^ 2); s = 600 * exp(-((at - 14 - 2 * shape) / 3) ^ 2)
+        if (shape == 1) r = -r
+        if (shape == 2) s = -s
+        printf "%.3f,%.0f,%.0f\n", i / 200, r - s, r / 2 + s
+    }
+}' >"$work/shapes.csv"
+"$program" analyze "$work/shapes.csv" --quiet --json "$work/shapes.json" 2>/dev/null || fail "beats of three shapes"
+sed -n '/"relearned_s"/,/]/p' "$work/shapes.json" | grep -o '[0-9][0-9.]*' >"$work/times"
+[ "$(wc -l <"$work/times")" -gt 1 ] && LC_ALL=C sort -nc "$work/times" || fail "relearned at $(cat "$work/times")"
+
 # A stranger's archive: pipes, links, names that are formulas or no text, records that take too long.
 mkdir -p "$work/bad/=1" "$work/late"
 mkfifo "$work/bad/pipe.csv" "$work/bad/list"
