@@ -53,7 +53,8 @@ constexpr Phrase kPhrases[] = {
     {"ST of all leads at {} and at its largest in each",
      "ST aller Ableitungen bei {1} und bei der größten Änderung jeder einzelnen"},
     {"ST per lead", "ST je Ableitung"},
-    {"Stages and recovery", "Belastungsstufen und Erholung"},
+    {"Stages and recovery: heart rate and ST are medians of the last minute",
+     "Belastungsstufen und Erholung: Herzfrequenz und ST sind Mediane der letzten Minute"},
     {"Texts of page 1 in full", "Texte der Seite 1, vollständig"},
     {"Trends", "Verläufe"},
     {"Warnings", "Warnungen"},
@@ -281,7 +282,8 @@ constexpr Phrase kPhrases[] = {
     {"{} beats/min (Tanaka, 208 − 0.7 age); peak at {} %",
      "{1}/min (Tanaka, 208 − 0.7 Alter); Maximum bei {2} %"},
     {"{} beats/min at {}", "{1}/min bei {2}"},
-    {"{} beats/min below the peak", "{1}/min unter dem Maximum"},
+    {"{} beats/min below the peak, {} min after the work",
+     "{1}/min unter dem Maximum, {2} min nach der Belastung"},
     {"{} beats/min, not reached", "{1}/min, nicht erreicht"},
     {"{} beats/min, reached at {}", "{1}/min, erreicht bei {2}"},
     {"{} mV ({} mm) in {} at {}", "{1} mV ({2} mm) in {3} bei {4}"},
@@ -416,14 +418,18 @@ constexpr Phrase kPhrases[] = {
      "running, and for cycling, in a steady state. Predicted maximal heart rate: {}. Double product: "
      "systolic "
      "pressure by the heart rate at its reading, in the table by that of the stage. Recovery: peak less the "
-     "heart rate 1 and 2 min after the work. Chronotropic index: heart rate added from rest to peak by that "
+     "heart rate of the 10 s around 1 and 2 min after the work; the table has the median of each whole "
+     "minute. "
+     "Chronotropic index: heart rate added from rest to peak by that "
      "from rest to the predicted maximum.",
      "Belastungsstufen: Mediane ihrer letzten Minute. METs nach den Gleichungen des ACSM für Gehen, ab 8 "
      "km/h "
      "für Laufen, und für Radfahren, im Steady State. Erwartete maximale Herzfrequenz: {1:tr}. "
      "Doppelprodukt: "
      "systolischer Blutdruck mal Herzfrequenz bei der Messung, in der Tabelle mal der der Stufe. Erholung: "
-     "Maximum minus Herzfrequenz 1 und 2 min nach der Belastung. Chronotroper Index: Zunahme der "
+     "Maximum minus Herzfrequenz der 10 s um 1 und 2 min nach der Belastung; die Tabelle hat den Median "
+     "jeder "
+     "ganzen Minute. Chronotroper Index: Zunahme der "
      "Herzfrequenz von der Ruhe bis zum Maximum, geteilt durch die von der Ruhe bis zum erwarteten Maximum."},
     {"PWC130, 150, 170: power at which the straight line through heart rate over power, of stages with 110 "
      "to "

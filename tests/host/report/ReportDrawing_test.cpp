@@ -199,6 +199,8 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.00 − 4 × 0 = 7.00, cut to 7."));
     EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
+    EXPECT_THAT(html, HasSubstr("<dd>7 beats/min below the peak, 1 min after the work</dd>"));
+    EXPECT_THAT(html, HasSubstr("Stages and recovery: heart rate and ST are medians of the last minute</h"));
     EXPECT_THAT(Write(".html", MakeResult(3, 10)), HasSubstr("<dt>Peak heart rate, 10 s</dt>"));
     EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 of 0 averaged</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>PWC130, 150, 170</dt><dd>not computed: needs 3 stages"));
