@@ -248,8 +248,8 @@ void StressAnalysis::KeepBeats(const STReading& reading) {
     };
     const auto beatThen = [&](std::size_t lead) {
         const std::vector<float>& uV = beatOf(lead);
-        const double jMs = now->positions.j;
-        return BeatThen{reading.levelUv[lead], reading.seconds, uV, jMs, jMs + reading.stPointMs};
+        const BeatPositionsMs& at = now->positions;
+        return BeatThen{reading.levelUv[lead], reading.seconds, uV, at.q, at.j, at.j + reading.stPointMs};
     };
     for (std::size_t lead = 0; lead < m_chn; ++lead) {
         const double levelUv = reading.levelUv[lead];
@@ -261,6 +261,7 @@ void StressAnalysis::KeepBeats(const STReading& reading) {
         std::vector<double>& sumsUv = m_referenceSumsUv[lead];
         sumsUv.resize(beatOf(lead).size());
         std::transform(sumsUv.begin(), sumsUv.end(), beatOf(lead).begin(), sumsUv.begin(), std::plus());
+        m_referenceSumQMs += now->positions.q;
         m_referenceSumJMs += now->positions.j;
         ++m_referenceBeats[lead];
     }
@@ -302,8 +303,9 @@ void StressAnalysis::KeepPeak() {
 
 void StressAnalysis::FinishBeats() {
     m_result.latestBeatUv = BeatsNow().uV;
-    m_result.referenceJMs =
-        m_referenceSumJMs / std::accumulate(m_referenceBeats.begin(), m_referenceBeats.end(), 0.0);
+    const double referenceRows = std::accumulate(m_referenceBeats.begin(), m_referenceBeats.end(), 0.0);
+    m_result.referenceQMs = m_referenceSumQMs / referenceRows;
+    m_result.referenceJMs = m_referenceSumJMs / referenceRows;
     for (std::size_t lead = 0; lead < m_chn; ++lead)
         for (const double sumUv : m_referenceSumsUv[lead])
             m_result.referenceBeatUv[lead].push_back(static_cast<float>(sumUv / m_referenceBeats[lead]));
@@ -359,6 +361,8 @@ void StressAnalysis::Finish() {
         m_result.warnings.push_back(*m_notLearned + "; the beats found may be noise");
     }
     m_result.seconds = m_result.source.SecondsOf(m_session.Frames());
+    // Each learning may begin ahead of the one before, as it looks farther back after failed ones.
+    std::sort(m_result.relearnedSeconds.begin(), m_result.relearnedSeconds.end());
     FinishBeats();
     for (std::vector<Span>& spans : m_result.off)
         if (!spans.empty()) spans.back().toSeconds = std::min(spans.back().toSeconds, m_result.seconds);

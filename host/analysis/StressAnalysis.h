@@ -89,6 +89,7 @@ private:
     double m_newPeakSeconds = kNothing;                  // of a peak whose beats are not kept yet
     std::vector<BeatThen> m_lowest, m_highest;           // per lead
     std::vector<std::vector<double>> m_referenceSumsUv;  // of the averaged beats in the reference
+    double m_referenceSumQMs = 0;                        // of their onsets, each lead's
     double m_referenceSumJMs = 0;                        // of their J, each lead's
     std::vector<int> m_referenceBeats;                   // per lead, in these sums
     std::optional<std::string> m_notLearned;             // why there is no averaged beat

@@ -111,7 +111,6 @@ void AddHoles(const StressResult& result, std::vector<std::string>& cautions) {
 bool HasOtherQrs(const StressResult& result, std::size_t lead) {
     // Of the rms of the QRS, that of the difference of the two: exercise and breath make up to half of it.
     constexpr double kOther = 0.6;
-    if (lead >= result.referenceBeatUv.size() || lead >= result.farthest.size()) return false;
     const std::vector<float>& before = result.referenceBeatUv[lead];
     const std::vector<float>& then = result.farthest[lead].uV;
     double square = 0, squareOfDifference = 0;
@@ -124,12 +123,35 @@ bool HasOtherQrs(const StressResult& result, std::size_t lead) {
     return squareOfDifference > kOther * kOther * square;
 }
 
+// True if the signal rises or falls where the PR level of the lead is taken, at its largest ST change or in
+// the reference: by more than what a P wave that is well ahead of the QRS leaves there.
+bool HasSlopeBeforeQrs(const StressResult& result, std::size_t lead) {
+    constexpr double kFromMs = -28, kToMs = -4;  // of the onset
+    constexpr double kSteepUvPerMs = 2.5;
+    const auto isSteep = [&](const std::vector<float>& uV, double qMs) {
+        const double riseUv = BeatHeightUv(result, uV, qMs + kToMs) - BeatHeightUv(result, uV, qMs + kFromMs);
+        return std::abs(riseUv) > kSteepUvPerMs * (kToMs - kFromMs);
+    };
+    const BeatThen& then = result.farthest[lead];
+    return isSteep(then.uV, then.qMs) || isSteep(result.referenceBeatUv[lead], result.referenceQMs);
+}
+
 void AddShapes(const Findings& findings, std::vector<std::string>& cautions) {
     const StressResult& result = findings.result;
-    std::string other;
-    for (std::size_t lead = 0; lead < findings.leads.size(); ++lead)
-        if (std::abs(findings.leads[lead].changeUv) >= kUvPerMm && HasOtherQrs(result, lead))
-            other += (other.empty() ? "" : ", ") + result.source.leads[lead];
+    const std::size_t known =
+        std::min({findings.leads.size(), result.farthest.size(), result.referenceBeatUv.size()});
+    std::string other, sloping;
+    for (std::size_t lead = 0; lead < known; ++lead) {
+        if (!(std::abs(findings.leads[lead].changeUv) >= kUvPerMm)) continue;
+        const std::string& name = result.source.leads[lead];
+        if (HasOtherQrs(result, lead)) other += (other.empty() ? "" : ", ") + name;
+        if (HasSlopeBeforeQrs(result, lead)) sloping += (sloping.empty() ? "" : ", ") + name;
+    }
+    if (!sloping.empty())
+        cautions.push_back(
+            "The level before the QRS, from which ST counts, was not flat at the largest ST change or in the "
+            "reference: " +
+            sloping + ". A delta wave, or a P or T wave near the QRS may have made the change.");
     if (!other.empty())
         cautions.push_back(
             "The QRS at the largest ST change was not that of the reference: " + other +

@@ -285,7 +285,8 @@ std::vector<Fact> ListResults(const Findings& findings) {
         Number(capacity.ratePressure, 0) + " mmHg/min at " + LongClock(capacity.ratePressureSeconds));
     for (std::size_t i = 0; i < kRecoveryMinutes.size(); ++i)
         add(i == 0 ? "Recovery, 1 min" : "Recovery, 2 min", !std::isnan(capacity.recoveryBpm[i]),
-            Number(capacity.recoveryBpm[i], 0) + " beats/min below the peak");
+            Number(capacity.recoveryBpm[i], 0) + " beats/min below the peak, " +
+                std::to_string(kRecoveryMinutes[i]) + " min after the work");
     add("Chronotropic index", !std::isnan(capacity.chronotropicIndex), Number(capacity.chronotropicIndex, 2));
     if (findings.worstLead) {
         add("Largest ST change", true, DescribeLargestST(result, exercise));
@@ -375,8 +376,9 @@ std::vector<std::string> ListMethods(const Findings& findings) {
         "for running, and for cycling, in a steady state. Predicted maximal heart rate: " +
         DescribeFormula(exercise.capacity.formula) +
         ". Double product: systolic pressure by the heart rate at its reading, in the "
-        "table by that of the stage. Recovery: peak less the heart rate 1 and 2 min after the work. "
-        "Chronotropic index: heart rate "
+        "table by that of the stage. Recovery: peak less the heart rate of the 10 s around 1 and 2 min after "
+        "the work; the table has the "
+        "median of each whole minute. Chronotropic index: heart rate "
         "added "
         "from rest to peak by that from rest to the predicted maximum.");
     methods.push_back(
@@ -400,7 +402,7 @@ static void SetHeadings(const Findings& findings, ReportTable& table) {
 ReportTable MakeStageTable(const Findings& findings) {
     const StressResult& result = findings.result;
     const ExerciseSummary& exercise = findings.exercise;
-    ReportTable table{"Stages and recovery",
+    ReportTable table{"Stages and recovery: heart rate and ST are medians of the last minute",
                       {{"Stage", "", true},
                        {"Start", "min:s"},
                        {"Length", "min:s"},

@@ -53,7 +53,8 @@ constexpr Phrase kPhrases[] = {
     {"ST of all leads at {} and at its largest in each",
      "ST aller Ableitungen bei {1} und bei der größten Änderung jeder einzelnen"},
     {"ST per lead", "ST je Ableitung"},
-    {"Stages and recovery", "Belastungsstufen und Erholung"},
+    {"Stages and recovery: heart rate and ST are medians of the last minute",
+     "Belastungsstufen und Erholung: Herzfrequenz und ST sind Mediane der letzten Minute"},
     {"Texts of page 1 in full", "Texte der Seite 1, vollständig"},
     {"Trends", "Verläufe"},
     {"Warnings", "Warnungen"},
@@ -166,6 +167,11 @@ constexpr Phrase kPhrases[] = {
      "betroffen."},
     {"The signal holds mains of {} Hz, which were left in: traces and ST carry them.",
      "Das Signal enthält Netzbrummen von {1} Hz, das darin blieb: Kurven und ST sind davon betroffen."},
+    {"The level before the QRS, from which ST counts, was not flat at the largest ST change or in the "
+     "reference: {}. A delta wave, or a P or T wave near the QRS may have made the change.",
+     "Das Niveau vor dem QRS-Komplex, von dem ST zählt, war bei der größten ST-Änderung oder in der Referenz "
+     "nicht flach: {1}. Eine Deltawelle oder eine P- oder T-Welle nahe am QRS-Komplex kann die Änderung "
+     "bewirkt haben."},
     {"The QRS at the largest ST change was not that of the reference: {}. Beside ischemia another "
      "conduction, an electrode or noise may have made the change.",
      "Der QRS-Komplex war bei der größten ST-Änderung nicht der der Referenz: {1}. Außer einer Ischämie "
@@ -276,7 +282,8 @@ constexpr Phrase kPhrases[] = {
     {"{} beats/min (Tanaka, 208 − 0.7 age); peak at {} %",
      "{1}/min (Tanaka, 208 − 0.7 Alter); Maximum bei {2} %"},
     {"{} beats/min at {}", "{1}/min bei {2}"},
-    {"{} beats/min below the peak", "{1}/min unter dem Maximum"},
+    {"{} beats/min below the peak, {} min after the work",
+     "{1}/min unter dem Maximum, {2} min nach der Belastung"},
     {"{} beats/min, not reached", "{1}/min, nicht erreicht"},
     {"{} beats/min, reached at {}", "{1}/min, erreicht bei {2}"},
     {"{} mV ({} mm) in {} at {}", "{1} mV ({2} mm) in {3} bei {4}"},
@@ -411,14 +418,18 @@ constexpr Phrase kPhrases[] = {
      "running, and for cycling, in a steady state. Predicted maximal heart rate: {}. Double product: "
      "systolic "
      "pressure by the heart rate at its reading, in the table by that of the stage. Recovery: peak less the "
-     "heart rate 1 and 2 min after the work. Chronotropic index: heart rate added from rest to peak by that "
+     "heart rate of the 10 s around 1 and 2 min after the work; the table has the median of each whole "
+     "minute. "
+     "Chronotropic index: heart rate added from rest to peak by that "
      "from rest to the predicted maximum.",
      "Belastungsstufen: Mediane ihrer letzten Minute. METs nach den Gleichungen des ACSM für Gehen, ab 8 "
      "km/h "
      "für Laufen, und für Radfahren, im Steady State. Erwartete maximale Herzfrequenz: {1:tr}. "
      "Doppelprodukt: "
      "systolischer Blutdruck mal Herzfrequenz bei der Messung, in der Tabelle mal der der Stufe. Erholung: "
-     "Maximum minus Herzfrequenz 1 und 2 min nach der Belastung. Chronotroper Index: Zunahme der "
+     "Maximum minus Herzfrequenz der 10 s um 1 und 2 min nach der Belastung; die Tabelle hat den Median "
+     "jeder "
+     "ganzen Minute. Chronotroper Index: Zunahme der "
      "Herzfrequenz von der Ruhe bis zum Maximum, geteilt durch die von der Ruhe bis zum erwarteten Maximum."},
     {"PWC130, 150, 170: power at which the straight line through heart rate over power, of stages with 110 "
      "to "
@@ -454,6 +465,8 @@ constexpr Phrase kPhrases[] = {
     {"averaged beat of {}: {}", "gemittelter Schlag aus {1}: {2:tr}"},
     {"beats did not match, and another averaged beat was learned from them, at {}",
      "Schläge passten nicht, und aus ihnen wurde ein weiterer gemittelter Schlag gelernt, bei {1}"},
+    {"blood pressures from {} min:s on are left out: the recording ends at {}",
+     "Blutdruckwerte ab {1} min:s sind weggelassen: die Aufzeichnung endet bei {2}"},
     {"disturbed by jumps of the baseline: {}", "durch Sprünge der Grundlinie gestört: {1:list}"},
     {"exercise begins at {} min:s, but the recording ends at {}",
      "die Belastung beginnt bei {1} min:s, aber die Aufzeichnung endet bei {2}"},

@@ -182,7 +182,6 @@ void DrawPressures(Canvas& canvas, const Findings& findings, const Box& box) {
     double highest = 160;
     std::vector<TrendPoint> systolic, diastolic;
     for (const BloodPressure& pressure : findings.exercise.pressures) {
-        if (pressure.seconds > findings.result.seconds) continue;
         systolic.push_back({pressure.seconds, pressure.systolic});
         diastolic.push_back({pressure.seconds, pressure.diastolic});
         if (pressure.systolic > highest) highest = pressure.systolic;

@@ -205,6 +205,13 @@ std::vector<std::string> CheckExercise(const ExerciseOptions& options, double re
     }
     if (options.angina && !options.exerciseSeconds && !work)
         warnings.emplace_back("angina is given but no exercise time is known: there is no Duke score");
+    const std::vector<BloodPressure>& pressures = options.pressures;
+    const auto late = std::find_if(pressures.begin(), pressures.end(), [&](const BloodPressure& one) {
+        return one.seconds > recordingSeconds + kSlackSeconds;
+    });
+    if (late != pressures.end())
+        warnings.push_back("blood pressures from " + Clock(late->seconds) +
+                           " min:s on are left out: the recording ends at " + Clock(recordingSeconds));
     return warnings;
 }
 
@@ -213,7 +220,11 @@ ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOpti
     std::copy_if(options.stages.begin(), options.stages.end(), std::back_inserter(summary.stages),
                  [&](const Stage& stage) { return stage.startSeconds < result.seconds; });
     summary.angina = options.angina;
-    summary.pressures = options.pressures;
+    for (BloodPressure pressure : options.pressures) {
+        if (pressure.seconds > result.seconds + kSlackSeconds) break;
+        pressure.seconds = std::min(pressure.seconds, result.seconds);
+        summary.pressures.push_back(pressure);
+    }
     summary.exerciseSeconds = options.exerciseSeconds;
     if (const std::optional<Span> work = FindWork(options.stages, result.seconds);
         work && !summary.exerciseSeconds)

@@ -19,10 +19,10 @@ constexpr double kStageEndSeconds = 60;
 constexpr std::array kPwcRates{130, 150, 170};
 
 struct ExerciseOptions {
-    std::vector<Stage> stages;              // in order of their starts
-    std::optional<double> exerciseSeconds;  // else from the first stage with work to the first after it
-    std::optional<int> angina;              // 0 none, 1 not limiting, 2 limiting; empty: not given
-    std::vector<BloodPressure> pressures = {};
+    std::vector<Stage> stages;                  // in order of their starts
+    std::optional<double> exerciseSeconds;      // else from the first stage with work to the first after it
+    std::optional<int> angina;                  // 0 none, 1 not limiting, 2 limiting; empty: not given
+    std::vector<BloodPressure> pressures = {};  // in order of time
     PredictedRate predicted = PredictedRate::Fox;
     std::vector<std::string> stageLeads = {};  // for the table of stages; empty: the three that change most
 };
@@ -36,9 +36,9 @@ struct STHRFigures {
 };
 
 struct ExerciseSummary {
-    std::vector<Stage> stages;  // those that begin before the end of the recording
-    std::optional<int> angina;  // as in ExerciseOptions
-    std::vector<BloodPressure> pressures;
+    std::vector<Stage> stages;             // those that begin before the end of the recording
+    std::optional<int> angina;             // as in ExerciseOptions
+    std::vector<BloodPressure> pressures;  // those to the end of the recording
     Capacity capacity;
     std::vector<std::size_t> stageLeads;  // for the table of stages
     std::optional<double> exerciseSeconds;
@@ -67,8 +67,8 @@ std::vector<double> TellingSeconds(const std::vector<Stage>& stages);
 /// True if the stages are named like those of the Bruce protocol, for which the Duke score is made.
 bool IsBruce(const std::vector<Stage>& stages);
 
-/// Warnings, a phrase each, about exercise that does not fit a recording of this length or leaves figures
-/// unknown.
+/// Warnings, a phrase each, about exercise and blood pressures that do not fit a recording of this length, or
+/// leave figures unknown.
 std::vector<std::string> CheckExercise(const ExerciseOptions& options, double recordingSeconds);
 
 ExerciseSummary SummarizeExercise(const StressResult& result, const ExerciseOptions& options);

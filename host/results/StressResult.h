@@ -94,13 +94,14 @@ struct Strip {
 };
 
 // Averaged beats are those that the levels were measured on, in uV above the PR level, with their QRS at
-// that of StressResult::positions. Their J follows them, in ms from the first sample.
+// that of StressResult::positions. Their onset and J follow them, in ms from the first sample.
 
 /// The averaged beat of a lead when its ST level was the lowest, the highest or farthest from the reference.
 struct BeatThen {
     double levelUv = std::numeric_limits<double>::quiet_NaN(), seconds = 0;
-    std::vector<float> uV;                                              // empty where there is none
-    double jMs = std::numeric_limits<double>::quiet_NaN(), stMs = jMs;  // J, and where the level was measured
+    std::vector<float> uV;                                  // empty where there is none
+    double qMs = std::numeric_limits<double>::quiet_NaN();  // onset of the QRS
+    double jMs = qMs, stMs = qMs;                           // J, and where the level was measured
 };
 
 /// The averaged beats of all leads at a time that was asked for.
@@ -130,10 +131,11 @@ struct StressResult {
     // The averaged beat, [lead][sample]: its mean over the reference, empty for a lead that has no ST value
     // there; and as it was left.
     std::vector<std::vector<float>> referenceBeatUv, latestBeatUv;
+    double referenceQMs = std::numeric_limits<double>::quiet_NaN();  // the mean onset there
     double referenceJMs = std::numeric_limits<double>::quiet_NaN();  // the mean J there
     std::vector<BeatThen> farthest;                                  // per lead
     std::vector<BeatsThen> asked;          // in order of time; without times that had no beats
-    std::vector<double> relearnedSeconds;  // from when on a newly learned beat was matched
+    std::vector<double> relearnedSeconds;  // from when on newly learned beats were matched, sorted
     std::optional<BeatsThen> peak;         // at the highest heart rate, PeakRate; empty without beats then
     std::vector<Strip> strips;             // those that tell most first
     std::vector<RateReading> rates;

@@ -119,7 +119,7 @@ def analyze(
         What is told of the patient, a JSON file as the program takes it.
     pressures : path-like or sequence of (seconds, systolic, diastolic), optional
         Blood pressures, mmHg: a file as the program takes it, or the values, NaN where not known, in order of
-        time.
+        time. Those after the end of the recording are left out, with a warning.
 
     Returns
     -------

@@ -217,8 +217,12 @@ TEST(StressAnalysis, BeatsAreKeptWhenAskedAndAtThePeak) {
         EXPECT_NEAR(BeatHeightUv(result, then.uV[1], then.jMs + told.stPointMs), told.levelUv[1], 0.01);
         EXPECT_NEAR(BeatHeightUv(result, then.uV[1], then.jMs), told.st[1].jUv, 0.01);
     }
-    for (const BeatThen& then : result.farthest)
+    for (const BeatThen& then : result.farthest) {
         EXPECT_NEAR(BeatHeightUv(result, then.uV, then.stMs), then.levelUv, 0.01);
+        EXPECT_NEAR(BeatHeightUv(result, then.uV, then.qMs - 10), 0, 5);  // the PR level
+        EXPECT_GT(std::abs(BeatHeightUv(result, then.uV, then.qMs + 20)), 20);
+    }
+    EXPECT_NEAR(result.referenceQMs, result.farthest[0].qMs, 20);
     EXPECT_NE(result.asked[0].uV[1], result.asked[1].uV[1]);
     ASSERT_TRUE(result.peak);
     EXPECT_EQ(result.peak->askedSeconds, SummarizeExercise(result, {}).peakSeconds);

@@ -154,9 +154,12 @@ done
 expect_refusal 1 'p.json: is read' analyze "$work/sim" --patient "$work/p.json" --json "$work/p.json"
 
 # Stages come from the truth of a simulation and from notes, the rest from a table and options.
-printf 'time,systolic\n0:50,171\n' >"$work/bp.csv"
+printf 'time,systolic\n0:50,171\n1:02,199\n' >"$work/bp.csv"
 "$program" analyze "$work/sim" --stages "$work/sim.truth.json" --bp "$work/bp.csv" --predicted tanaka --stage-leads V5 \
-    --ended 'tired legs' --symptoms none --report "$work/s.html" --json "$work/s.json" --quiet || fail "--stages truth.json"
+    --ended 'tired legs' --symptoms none --report "$work/s.html" --json "$work/s.json" --quiet 2>"$work/err" ||
+    fail "--stages truth.json"
+grep -q 'blood pressures from 1:02 min:s on are left out: the recording ends at 1:00' "$work/err" ||
+    fail "a blood pressure after the end: $(cat "$work/err")"
 for word in '<td>171/-</td>' '>ST V5<' 'tired legs' '>recovery to its end<'; do
     grep -q "$word" "$work/s.html" || fail "'$word' is not in the report"
 done
@@ -333,6 +336,21 @@ for round in 1 2 3; do
     "$program" evaluate "$work/both" --ann "$work/both.truth.json" >"$work/out" 2>"$work/err" &&
         grep -q 'sensitivity 9[0-9]\|sensitivity 100' "$work/out" || fail "two runs: $(cat "$work/out" "$work/err")"
 done
+
+# Beats of two other shapes, by pairs, after 12 s of one: what is learned later may be matched from earlier on.
+LC_ALL=C awk 'BEGIN {
+    print "time (s),I (uV),II (uV)"
+    for (i = 0; i < 8000; ++i) {
+        beat = int(i / 160); at = i % 160 - 60; shape = beat < 15 ? 0 : 2 - int((beat - 15) / 2) % 2
+        r = 1000 * exp(-((at - 8) / (2 + shape)) ^ 2); s = 600 * exp(-((at - 14 - 2 * shape) / 3) ^ 2)
+        if (shape == 1) r = -r
+        if (shape == 2) s = -s
+        printf "%.3f,%.0f,%.0f\n", i / 200, r - s, r / 2 + s
+    }
+}' >"$work/shapes.csv"
+"$program" analyze "$work/shapes.csv" --quiet --json "$work/shapes.json" 2>/dev/null || fail "beats of three shapes"
+sed -n '/"relearned_s"/,/]/p' "$work/shapes.json" | grep -o '[0-9][0-9.]*' >"$work/times"
+[ "$(wc -l <"$work/times")" -gt 1 ] && LC_ALL=C sort -nc "$work/times" || fail "relearned at $(cat "$work/times")"
 
 # A stranger's archive: pipes, links, names that are formulas or no text, records that take too long.
 mkdir -p "$work/bad/=1" "$work/late"

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <set>
 #include <sstream>
 
@@ -45,6 +46,7 @@ StressResult MakeResult(std::size_t leads, double seconds) {
     result.stPoint.postJms = 60;
     result.reference = {{0, 30}, "first half minute of ST values"};
     result.positions = {800, 200, 240, 290};
+    result.referenceQMs = 200;
     result.referenceJMs = 290;
     result.learned.usable.assign(leads, true);
     result.referenceBeatUv = Rows(leads, 400, 1200);
@@ -197,6 +199,8 @@ TEST_F(ReportTest, HtmlHasTheFiguresAsText) {
     EXPECT_THAT(html, HasSubstr("index = 7.00 − 5 × 0.00 − 4 × 0 = 7.00, cut to 7."));
     EXPECT_THAT(html, HasSubstr("<dt>Angina</dt><dd>not given (counted as 0)</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>Peak heart rate, 30 s</dt>"));
+    EXPECT_THAT(html, HasSubstr("<dd>7 beats/min below the peak, 1 min after the work</dd>"));
+    EXPECT_THAT(html, HasSubstr("Stages and recovery: heart rate and ST are medians of the last minute</h"));
     EXPECT_THAT(Write(".html", MakeResult(3, 10)), HasSubstr("<dt>Peak heart rate, 10 s</dt>"));
     EXPECT_THAT(html, HasSubstr("<dt>Beats</dt><dd>600 of 0 averaged</dd>"));
     EXPECT_THAT(html, HasSubstr("<dt>PWC130, 150, 170</dt><dd>not computed: needs 3 stages"));
@@ -250,7 +254,7 @@ TEST_F(ReportTest, TimesWithoutSTAreHatchedInEveryPlot) {
     result.off = {{}, {{100, 400}}, {}};
     result.disturbed.resize(3);
     ExerciseSummary exercise = Summarize(result);
-    exercise.pressures = {{120, 150, 80}, {1e9, 150, kNaN}};
+    exercise.pressures = {{120, 150, 80}, {300, 150, kNaN}};
     const auto countClips = [&] { return Count(Write(".html", result, exercise), "<svg x="); };
     const std::size_t whole = countClips();
     for (std::size_t second = 100; second < 400; ++second) result.beats[second].levelUv[1] = kNaNf;
@@ -296,6 +300,10 @@ StressResult MakeRich(std::size_t leads) {
     result.measuredMainsHz = 50;
     result.interrupted = true;
     result.quality.push_back({0, std::vector<float>(leads, 0.1F)});
+    std::vector<float> rising(400);
+    std::iota(rising.begin(), rising.end(), 0.0F);
+    for (float& uV : rising) uV *= 10;
+    result.farthest.assign(leads, {kNaN, 599, rising, 200, 290, 356});
     return result;
 }
 
@@ -319,7 +327,7 @@ TEST_F(ReportTest, GermanHasEveryText) {
     std::vector<ExerciseOptions> odd{{ProtocolStages("bruce", 700, 800), {}, 1},
                                      {ProtocolStages("bruce", 0, 1e9), {}, 2},
                                      {{}, 1000, 0},
-                                     {{}, {}, 1}};
+                                     {{}, {}, 1, {{602}}}};
     odd[0].predicted = PredictedRate::Gulati;
     for (const ExerciseOptions& one : odd) {
         rich.reference = {{300, 301}, "as asked for"};
@@ -506,11 +514,17 @@ TEST(StripPages, GainIsThatAtWhichNoTraceReachesTheNextLine) {
     EXPECT_TRUE(IsPlausible({0, 9000}));
 }
 
-TEST(Cautions, TellTheMostImportantFirst) {
+/// Ten minutes of eight leads without anything to know before reading.
+StressResult MakeUsual() {
     StressResult result = MakeResult(8, 600);
     for (int second = 0; second < 600; ++second) result.beatsFound.push_back({double(second)});
     for (STReading& beat : result.beats) beat.st.resize(8);
     result.learned.confident = true;
+    return result;
+}
+
+TEST(Cautions, TellTheMostImportantFirst) {
+    StressResult result = MakeUsual();
     const ExerciseSummary exercise = SummarizeExercise(result, {});
     const auto cautions = [&] { return ListCautions(Findings({result, exercise})); };
     EXPECT_THAT(cautions(), testing::IsEmpty());
@@ -555,6 +569,31 @@ TEST(Cautions, TellTheMostImportantFirst) {
     EXPECT_THAT(cautions(),
                 testing::Contains("Only 7 leads were recorded: changes of ST that other leads would "
                                   "show are not seen."));
+}
+
+TEST(Cautions, TellOfASlopeBeforeTheQrsOfALargeChange) {
+    const auto beatRising = [](float uVPerMs) {
+        std::vector<float> uV = Rows(1, 400, 1200)[0];
+        for (std::size_t i = 75; i < 100; ++i)
+            uV[i] = uVPerMs * (2.0F * static_cast<float>(i) - 190);  // to Q
+        return uV;
+    };
+    const auto countCautions = [&](float then, float reference, float levelUv) {
+        StressResult result = MakeUsual();
+        result.beats.back().levelUv[2] = levelUv;
+        result.farthest.resize(8);
+        result.farthest[2] = {levelUv, 599, beatRising(then), 200};
+        result.referenceBeatUv[2] = beatRising(reference);
+        const auto cautions = ListCautions(Findings({result, SummarizeExercise(result, {})}));
+        return std::count_if(cautions.begin(), cautions.end(), [](const std::string& caution) {
+            return caution.find("not flat at the largest ST change or in the reference: L3. A delta wave") !=
+                   std::string::npos;
+        });
+    };
+    EXPECT_EQ(countCautions(2.4F, -2.4F, -110), 0);
+    EXPECT_EQ(countCautions(2.6F, 0, -110), 1);
+    EXPECT_EQ(countCautions(0, -2.6F, -110), 1);
+    EXPECT_EQ(countCautions(2.6F, 0, -90), 0);  // below 1 mm
 }
 
 TEST(TrendPlot, AxesHaveRoundStepsAndHoldTheirValues) {

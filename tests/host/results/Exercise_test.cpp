@@ -108,11 +108,13 @@ TEST(SummarizeExercise, TakesThePeakFromWholeHalfMinutesAlone) {
     EXPECT_DOUBLE_EQ(summary.peakSeconds, 27);
 }
 
-TEST(SummarizeExercise, LeavesOutStagesBeyondTheRecordingButKeepsTheTime) {
+TEST(SummarizeExercise, LeavesOutWhatIsBeyondTheRecordingButKeepsTheTime) {
     StressResult result = TestOf12Minutes();
     result.seconds = 480;
-    const ExerciseSummary summary = SummarizeExercise(result, {kStages, {}, {}});
+    const ExerciseSummary summary = SummarizeExercise(result, {kStages, {}, {}, {{60}, {481}, {481.1}}});
     ASSERT_EQ(summary.stages.size(), 3U);
+    ASSERT_EQ(summary.pressures.size(), 2U);
+    EXPECT_EQ(summary.pressures[1].seconds, 480) << "told in whole seconds, and taken at the end";
     EXPECT_DOUBLE_EQ(*summary.exerciseSeconds, 540);
     EXPECT_FALSE(summary.angina);
     EXPECT_EQ(summary.duke->score, 2) << "9 minutes - 6.5, and 0 for angina that nobody asked for";
@@ -192,6 +194,8 @@ TEST(CheckExercise, TellsWhatDoesNotFitTheRecording) {
                 ElementsAre("exercise begins at 2:00 min:s, but the recording ends at 2:00",
                             HasSubstr("no exercise time")));
     EXPECT_THAT(CheckExercise({{}, {}, 0}, 720), ElementsAre(HasSubstr("no exercise time")));
+    EXPECT_THAT(CheckExercise({{}, {}, {}, {{60}, {721}, {721.1}, {780}}}, 720),
+                ElementsAre("blood pressures from 12:01 min:s on are left out: the recording ends at 12:00"));
 }
 
 }  // namespace
