@@ -24,11 +24,11 @@ work = tempfile.TemporaryDirectory()
 
 
 class Monitor:
-    """A running test of the simulated patient, and its page's address."""
+    """A running test of the simulated patient or of 12 leads at 500 Hz, and its page's address."""
 
-    def __init__(self, name, speed, *options):
+    def __init__(self, name, speed, *options, source="sim"):
         self.folder = os.path.join(work.name, name)
-        words = [program, "monitor", "sim", "--speed", str(speed), "--port", "0", "--out", self.folder, *options]
+        words = [program, "monitor", source, "--speed", str(speed), "--port", "0", "--out", self.folder, *options]
         # The address sanitizer keeps what is freed, which the memory that is told here would show.
         environment = dict(os.environ, ASAN_OPTIONS="quarantine_size_mb=4")
         self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, env=environment)
@@ -44,9 +44,9 @@ class Monitor:
         with open(f"/proc/{self.process.pid}/status") as file:
             return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
 
-    def end(self):
+    def end(self, code=0):
         self.process.send_signal(signal.SIGTERM)
-        assert self.process.wait(60) == 0
+        assert self.process.wait(60) == code
 
 
 def connect(port):
@@ -257,6 +257,23 @@ resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFI
 assert page.receive("results")["files"]
 assert monitor.seconds_kept() >= state["s"], "what waited is lost"
 monitor.end()
+
+# A recording that is damaged while it is played ends the test: what was read is kept, and results are made.
+record = os.path.join(work.name, "record")
+subprocess.run([program, "simulate", record], check=True)
+with open(record + ".dat", "rb") as file:
+    whole = file.read()
+monitor = Monitor("damaged", 20, source=record)
+page = Page(monitor)
+while monitor.seconds_kept() < 12:
+    time.sleep(0.1)
+os.truncate(record + ".dat", os.path.getsize(monitor.folder + "/test.dat") + 300_001)  # in the middle of a frame
+while not any(event["event"] == "source" and "record.dat" in event["text"] for event in page.receive("events")["events"]):
+    pass
+assert page.receive("results")["files"]
+with open(monitor.folder + "/test.dat", "rb") as file:
+    assert whole.startswith(file.read()), "a frame that was not read is kept"
+monitor.end(1)
 
 # Beyond the loopback nothing is told without the token.
 monitor = Monitor("open", 30, "--address", "0.0.0.0", "--host-name", "ECG-Room1")
