@@ -163,6 +163,12 @@ refused = os.path.join(work.name, "refused")
 attempt = subprocess.run([program, "monitor", "sim", "--port", str(monitor.port), "--out", refused], capture_output=True, text=True)
 assert attempt.returncode == 1 and attempt.stderr.count("\n") == 1 and not os.path.exists(refused), attempt.stderr
 
+# Connections that ask for nothing keep no page out.
+idle = [connect(monitor.port) for _ in range(200)]
+assert get(monitor, "/")[0] == 200 and Page(monitor).status == 101
+for door in idle:
+    door.close()
+
 # A page is told all, and is answered.
 page = Page(monitor)
 assert page.status == 101
