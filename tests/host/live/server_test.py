@@ -40,6 +40,13 @@ class Monitor:
     def seconds_kept(self):
         return os.path.getsize(self.folder + "/test.dat") / 24 / 500
 
+    def wait_until_kept(self, seconds):
+        """Seconds; two minutes are for a machine that is busy."""
+        until = time.monotonic() + 120
+        while self.seconds_kept() < seconds:
+            assert time.monotonic() < until and self.process.poll() is None, f"{self.seconds_kept()} s are kept"
+            time.sleep(0.1)
+
     def resident_kib(self):
         with open(f"/proc/{self.process.pid}/status") as file:
             return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
@@ -109,9 +116,11 @@ class Page:
         taken, self.data = self.data[:count], self.data[count:]
         return taken
 
-    def receive(self, wanted):
-        """The next message that is `wanted`: a type of JSON, or "signal"."""
+    def receive(self, wanted, is_it=lambda message: True):
+        """The next message that is `wanted`: a type of JSON, or "signal". Two minutes are for a machine that is busy."""
+        until = time.monotonic() + 120
         while True:
+            assert time.monotonic() < until, f"there is no such {wanted}"
             first, length = self.take(2)
             if length == 126:
                 length, = struct.unpack("!H", self.take(2))
@@ -124,7 +133,7 @@ class Page:
                 self.send(data, 10)
             if first & 15 == 2 and wanted == "signal":
                 return data
-            if first & 15 == 1 and (message := json.loads(data))["type"] == wanted:
+            if first & 15 == 1 and (message := json.loads(data))["type"] == wanted and is_it(message):
                 return message
 
     def is_closed(self):
@@ -174,8 +183,7 @@ page = Page(monitor)
 assert page.status == 101
 hello = page.receive("hello")
 assert hello["fs"] == 500 and len(hello["leads"]) == 12
-while monitor.seconds_kept() < 4:
-    time.sleep(0.1)
+monitor.wait_until_kept(4)
 page.send('{"signal": 7, "from": 1000, "frames": 500}')
 while (data := page.receive("signal"))[0] != 2:
     pass
@@ -252,11 +260,9 @@ monitor.end()
 # A test ends while the disk is full: when there is room again, what waited is kept, and results are made.
 monitor = Monitor("full", 20)
 page = Page(monitor)
-while monitor.seconds_kept() < 12:
-    time.sleep(0.1)
+monitor.wait_until_kept(12)
 resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (os.path.getsize(monitor.folder + "/test.dat"), resource.RLIM_INFINITY))
-while not (state := page.receive("state"))["trouble"]:
-    pass
+state = page.receive("state", lambda state: state["trouble"])
 page.send('{"do": "end"}')
 assert not page.receive("results")["files"]
 resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
@@ -271,11 +277,9 @@ with open(record + ".dat", "rb") as file:
     whole = file.read()
 monitor = Monitor("damaged", 20, source=record)
 page = Page(monitor)
-while monitor.seconds_kept() < 12:
-    time.sleep(0.1)
+monitor.wait_until_kept(12)
 os.truncate(record + ".dat", os.path.getsize(monitor.folder + "/test.dat") + 300_001)  # in the middle of a frame
-while not any(event["event"] == "source" and "record.dat" in event["text"] for event in page.receive("events")["events"]):
-    pass
+page.receive("events", lambda message: any("record.dat" in event["text"] for event in message["events"]))
 assert page.receive("results")["files"]
 with open(monitor.folder + "/test.dat", "rb") as file:
     assert whole.startswith(file.read()), "a frame that was not read is kept"
@@ -296,7 +300,6 @@ assert get(monitor, "/", Cookie=cookie[:-1])[0] == 403
 assert get(monitor, "/", host=f"ecg-room1:{monitor.port}", Cookie=cookie)[0] == 200  # as browsers write it
 assert Page(monitor).status == 403
 assert Page(monitor, Cookie=cookie).status == 101
-while monitor.seconds_kept() < 12:  # of nothing there are no results
-    time.sleep(0.1)
+monitor.wait_until_kept(12)  # of nothing there are no results
 monitor.end()
 print("ok")
