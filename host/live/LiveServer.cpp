@@ -138,6 +138,8 @@ private:
     std::map<std::string, Offered, std::less<>> m_offered;
     std::map<int, std::shared_ptr<Client>> m_clientsByNumber;
     int m_connections = 0, m_lastClient = 0;
+    long long m_lastWait = 0;
+    std::map<long long, Connection*> m_waiting;  // for a request of theirs, the longest first
     net::io_context m_context{1};
     tcp::acceptor m_acceptor;
     std::thread m_thread;
@@ -151,6 +153,7 @@ public:
     }
     ~Connection() { --m_server.m_connections; }
     void Read();
+    void Close() { m_stream.close(); }
 
 private:
     void Take();
@@ -191,8 +194,11 @@ private:
 void LiveServer::Impl::Accept() {
     m_acceptor.async_accept([this](beast::error_code error, tcp::socket socket) {
         if (error == net::error::operation_aborted) return;
-        if (!error && m_connections < kMostConnections)
+        const bool isFull = m_connections >= kMostConnections;
+        if (!error && (!isFull || !m_waiting.empty())) {
+            if (isFull) m_waiting.extract(m_waiting.begin()).mapped()->Close();
             std::make_shared<Connection>(*this, std::move(socket))->Read();
+        }
         Accept();
     });
 }
@@ -293,8 +299,11 @@ void LiveServer::Impl::Connection::Read() {
     m_parser->header_limit(kLongestHeader);
     m_parser->body_limit(0);
     m_stream.expires_after(kRequestTime);
+    const long long wait = ++m_server.m_lastWait;
+    m_server.m_waiting[wait] = this;
     http::async_read(m_stream, m_buffer, *m_parser,
-                     [self = shared_from_this()](beast::error_code error, std::size_t) {
+                     [self = shared_from_this(), wait](beast::error_code error, std::size_t) {
+                         self->m_server.m_waiting.erase(wait);
                          if (!error) self->Take();
                      });
 }

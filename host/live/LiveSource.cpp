@@ -42,11 +42,10 @@ bool PacedSource::Read(std::vector<short>& frames, std::chrono::milliseconds wai
     }
     if (Due() < most) std::this_thread::sleep_for(wait);
     const long long count = std::min(Due(), most);
+    std::vector<short> frame(chn);
     for (long long i = 0; i < count; ++i, ++m_given) {
-        frames.resize(frames.size() + chn);
-        if (m_source->Read(frames.data() + frames.size() - chn)) continue;
-        frames.resize(frames.size() - chn);
-        return false;
+        if (!m_source->Read(frame.data())) return false;
+        frames.insert(frames.end(), frame.begin(), frame.end());
     }
     return true;
 }

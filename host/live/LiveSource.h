@@ -34,7 +34,7 @@ public:
     /// comes first is put behind a gap of that length. Called at most once, before Read.
     virtual void GoOn(long long frames, double secondsAgo) = 0;
     /// Appends what has come, whole frames; waits up to `wait` for the first of them. False at the end of the
-    /// source, with its last frames.
+    /// source, with its last frames. Throws HostError, with the frames before, where it cannot be read on.
     [[nodiscard]] virtual bool Read(std::vector<short>& frames, std::chrono::milliseconds wait) = 0;
     virtual LiveStatus Status() const = 0;
 };

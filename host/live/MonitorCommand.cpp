@@ -85,7 +85,7 @@ public:
         bool isThere = true;
         while (isThere && !m_isEnded && !Interrupt::IsAsked()) {
             frames.clear();
-            isThere = m_source->Read(frames, kWait);
+            isThere = ReadSource(frames);
             const std::size_t count = frames.size() / m_test->Info().leads.size();
             m_folder->Append(frames.data(), count);
             m_test->Take(frames.data(), count);
@@ -103,7 +103,7 @@ public:
             if (IsRoomAgain()) code = Conclude();
             m_pages->Show(m_source->Status(), m_trouble);
         }
-        return code;
+        return m_hasSourceFailed ? kExitFailed : code;
     }
 
 private:
@@ -203,6 +203,18 @@ private:
         doDue();
         for (; next != commands.end(); ++next) m_test->Do(next->command);  // their samples are lost
         m_replayed = m_test->TakeEvents();
+    }
+
+    /// As LiveSource has it; a source that cannot be read on has ended, and why is told.
+    bool ReadSource(std::vector<short>& frames) {
+        try {
+            return m_source->Read(frames, kWait);
+        } catch (const HostError& error) {
+            m_hasSourceFailed = true;
+            std::cerr << "qzstress: " << error.what() << std::endl;
+            Tell(live::Event::Kind::Source, error.what());
+            return false;
+        }
     }
 
     /// What the pages ask for.
@@ -317,6 +329,7 @@ private:
     std::vector<live::Event> m_replayed;
     std::string m_said, m_trouble;  // latest of the source and of the disk
     bool m_isEnded = false;         // by a page
+    bool m_hasSourceFailed = false;
     std::optional<PageFeed> m_pages;
 };
 

@@ -31,6 +31,6 @@ struct ViewOptions {
 /// Throws HostError where it cannot be read.
 [[nodiscard]] int RunView(const ViewOptions& options);
 
-/// With a page it stays, once the test has ended, until it is interrupted. Returns the exit code. Throws
-/// HostError where the test cannot begin.
+/// With a page it stays, once the test has ended, until it is interrupted. Returns the exit code, that of a
+/// failure also where the source could not be read to its end. Throws HostError where the test cannot begin.
 [[nodiscard]] int RunMonitor(const MonitorOptions& options);

@@ -70,6 +70,13 @@ void AppendedFile::Flush() {
     m_waiting.erase(0, written);
 }
 
+bool AppendedFile::IsUnderItsName() const {
+    struct stat named {};
+    struct stat opened {};
+    return stat(m_path.c_str(), &named) == 0 && fstat(m_file.Value(), &opened) == 0 &&
+           named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
 TestFolder::TestFolder(const std::string& folder, const SourceInfo& info, const std::string& firstLine)
     : m_folder(CreateFolder(folder)),
       m_info(info),
@@ -179,6 +186,7 @@ void TestFolder::Note(const std::string& line) {
 std::string TestFolder::Trouble() const {
     if (!m_samples.Trouble().empty()) return m_samples.Trouble();
     if (!m_journal.Trouble().empty()) return m_journal.Trouble();
+    if (m_isAway) return OneLine(m_folder + ": the test is not found there any more: deleted or moved?");
     const int error = m_syncError;
     return error == 0 ? "" : OneLine(m_folder + ": " + std::strerror(error));
 }
@@ -205,6 +213,7 @@ void TestFolder::WriteThrough() {
         lock.unlock();
         for (const int file : {m_samples.Value(), m_journal.Value()})
             if (fdatasync(file) != 0) m_syncError = errno;
+        m_isAway = !m_samples.IsUnderItsName() || !m_journal.IsUnderItsName();
         lock.lock();
     }
 }

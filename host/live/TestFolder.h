@@ -7,7 +7,8 @@
 // What is appended is handed to the system at once and written through to the disk twice a second: the end
 // of this process, however sudden, loses nothing of it, that of the machine less than a second. Where the
 // disk is full, what comes waits in memory until there is room; beyond kMostWaitingBytes its place is kept
-// and filled with kMissing, so that the time of what follows is right.
+// and filled with kMissing, so that the time of what follows is right. That the folder is still where it was
+// is looked after twice a second, too.
 #pragma once
 
 #include <atomic>
@@ -36,6 +37,8 @@ public:
     std::size_t WaitingBytes() const { return m_waiting.size(); }
     /// Why something waits; empty if nothing does.
     const std::string& Trouble() const { return m_trouble; }
+    /// False once its path leads to another file or to none. Any thread.
+    bool IsUnderItsName() const;
     int Value() const { return m_file.Value(); }
 
 private:
@@ -91,6 +94,7 @@ private:
     timespec m_lastWritten{};  // sample of the test that goes on
     long long m_unkept = 0;    // frames beyond what may wait
     std::atomic<int> m_syncError = 0;
+    std::atomic<bool> m_isAway = false;  // the files are not under their names
     std::mutex m_mutex;
     std::condition_variable m_wake;
     bool m_isEnding = false;  // under m_mutex

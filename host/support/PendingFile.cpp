@@ -133,16 +133,22 @@ std::set<std::string>& PendingFile::Targets() {
 void PendingFile::Check() const {
     if (m_stream) return;
     // The stream does not keep the reason, but one more byte is refused for the same.
-    const bool isRefused = m_temporary.IsOpen() &&
-                           pwrite(m_temporary.Value(), "", 1, lseek(m_temporary.Value(), 0, SEEK_END)) < 0;
-    throw WriteError(
-        m_path, std::string("cannot be written to its end: ") +
-                    (isRefused ? std::strerror(errno)
-                               : (m_temporary.IsOpen() ? "is the disk full?" : "nobody reads it any more")));
+    std::filebuf& direct = *m_stream.rdbuf();
+    const bool isRefused =
+        m_temporary.IsOpen() ? pwrite(m_temporary.Value(), "", 1, lseek(m_temporary.Value(), 0, SEEK_END)) < 0
+                             : direct.sputc('\n') == std::filebuf::traits_type::eof() || direct.pubsync() < 0;
+    const std::string reason = !isRefused       ? "is the disk full?"
+                               : errno == EPIPE ? "nobody reads it any more"
+                                                : std::strerror(errno);
+    throw WriteError(m_path, "cannot be written to its end: " + reason);
 }
 
 void PendingFile::CloseStream() {
-    if (m_stream.is_open()) m_stream.close();
+    if (m_stream.is_open()) {
+        m_stream.flush();
+        Check();
+        m_stream.close();
+    }
     Check();
 }
 

@@ -219,6 +219,9 @@ exec 9>&-
 "$program" analyze --realtime 20 "$work/sim" --json "$work/piped.json" 2>"$work/err" | head -n 1 >"$work/out"
 [ -s "$work/piped.json" ] || fail "a closed pipe: $(cat "$work/err")"
 
+# What cannot be written tells why, also where it is no file.
+expect_refusal 1 '/dev/full: cannot be written to its end: No space left' analyze "$work/sim" --quiet --csv /dev/full
+
 # A lead that is off has no ST, and neither a table nor an index is made of it.
 "$program" simulate "$work/off" --seconds 60 --leads I,II,V5 --lead-off V5:0:60 || fail "simulate --lead-off"
 "$program" analyze "$work/off" --json "$work/off.json" --report "$work/off.html" --csv "$work/off.csv" --quiet \

@@ -5,7 +5,9 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <optional>
+#include <thread>
 
 #include "host/live/LiveJson.h"
 #include "host/record/OpenRecord.h"
@@ -112,6 +114,29 @@ TEST(TestFolder, KeepsWhatComesWhileTheDiskIsFullAndItsTime) {
     EXPECT_EQ(frameAt(TestFolder::kMostWaitingBytes / kBytes), 7);  // it waited
     EXPECT_EQ(frameAt(kBlocks * kBlock - 1), kMissing);
     EXPECT_EQ(frameAt(kBlocks * kBlock), 9);
+}
+
+// The folder is looked at twice a second; a minute allows for a machine that has other things to do.
+std::string TroubleOnce(const TestFolder& test, const std::function<bool(const std::string&)>& isMet) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!isMet(test.Trouble()) && std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return test.Trouble();
+}
+
+TEST(TestFolder, TellsThatItWasMovedAwayOrDeleted) {
+    const auto isTold = [](const std::string& trouble) { return !trouble.empty(); };
+    const Folder folder;
+    const std::string name = folder.Path("a test");
+    TestFolder test(name, TwoLeads(), "{}");
+    std::filesystem::rename(name, folder.Path("elsewhere"));
+    EXPECT_THAT(TroubleOnce(test, isTold), HasSubstr("a test: the test is not found there"));
+    EXPECT_THAT(RefusalOf([&] { test.Finish({}); }), HasSubstr("not found there"));
+    std::filesystem::rename(folder.Path("elsewhere"), name);
+    EXPECT_EQ(TroubleOnce(test, std::not_fn(isTold)), "");
+    EXPECT_EQ(RefusalOf([&] { test.Finish({}); }), "");
+    std::filesystem::remove_all(name);
+    EXPECT_THAT(TroubleOnce(test, isTold), HasSubstr("not found there"));
 }
 
 }  // namespace

@@ -24,11 +24,11 @@ work = tempfile.TemporaryDirectory()
 
 
 class Monitor:
-    """A running test of the simulated patient, and its page's address."""
+    """A running test of the simulated patient or of 12 leads at 500 Hz, and its page's address."""
 
-    def __init__(self, name, speed, *options):
+    def __init__(self, name, speed, *options, source="sim"):
         self.folder = os.path.join(work.name, name)
-        words = [program, "monitor", "sim", "--speed", str(speed), "--port", "0", "--out", self.folder, *options]
+        words = [program, "monitor", source, "--speed", str(speed), "--port", "0", "--out", self.folder, *options]
         # The address sanitizer keeps what is freed, which the memory that is told here would show.
         environment = dict(os.environ, ASAN_OPTIONS="quarantine_size_mb=4")
         self.process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, env=environment)
@@ -40,13 +40,20 @@ class Monitor:
     def seconds_kept(self):
         return os.path.getsize(self.folder + "/test.dat") / 24 / 500
 
+    def wait_until_kept(self, seconds):
+        """Seconds; two minutes are for a machine that is busy."""
+        until = time.monotonic() + 120
+        while self.seconds_kept() < seconds:
+            assert time.monotonic() < until and self.process.poll() is None, f"{self.seconds_kept()} s are kept"
+            time.sleep(0.1)
+
     def resident_kib(self):
         with open(f"/proc/{self.process.pid}/status") as file:
             return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
 
-    def end(self):
+    def end(self, code=0):
         self.process.send_signal(signal.SIGTERM)
-        assert self.process.wait(60) == 0
+        assert self.process.wait(60) == code
 
 
 def connect(port):
@@ -109,9 +116,11 @@ class Page:
         taken, self.data = self.data[:count], self.data[count:]
         return taken
 
-    def receive(self, wanted):
-        """The next message that is `wanted`: a type of JSON, or "signal"."""
+    def receive(self, wanted, is_it=lambda message: True):
+        """The next message that is `wanted`: a type of JSON, or "signal". Two minutes are for a machine that is busy."""
+        until = time.monotonic() + 120
         while True:
+            assert time.monotonic() < until, f"there is no such {wanted}"
             first, length = self.take(2)
             if length == 126:
                 length, = struct.unpack("!H", self.take(2))
@@ -124,7 +133,7 @@ class Page:
                 self.send(data, 10)
             if first & 15 == 2 and wanted == "signal":
                 return data
-            if first & 15 == 1 and (message := json.loads(data))["type"] == wanted:
+            if first & 15 == 1 and (message := json.loads(data))["type"] == wanted and is_it(message):
                 return message
 
     def is_closed(self):
@@ -163,13 +172,18 @@ refused = os.path.join(work.name, "refused")
 attempt = subprocess.run([program, "monitor", "sim", "--port", str(monitor.port), "--out", refused], capture_output=True, text=True)
 assert attempt.returncode == 1 and attempt.stderr.count("\n") == 1 and not os.path.exists(refused), attempt.stderr
 
+# Connections that ask for nothing keep no page out.
+idle = [connect(monitor.port) for _ in range(200)]
+assert get(monitor, "/")[0] == 200 and Page(monitor).status == 101
+for door in idle:
+    door.close()
+
 # A page is told all, and is answered.
 page = Page(monitor)
 assert page.status == 101
 hello = page.receive("hello")
 assert hello["fs"] == 500 and len(hello["leads"]) == 12
-while monitor.seconds_kept() < 4:
-    time.sleep(0.1)
+monitor.wait_until_kept(4)
 page.send('{"signal": 7, "from": 1000, "frames": 500}')
 while (data := page.receive("signal"))[0] != 2:
     pass
@@ -246,17 +260,30 @@ monitor.end()
 # A test ends while the disk is full: when there is room again, what waited is kept, and results are made.
 monitor = Monitor("full", 20)
 page = Page(monitor)
-while monitor.seconds_kept() < 12:
-    time.sleep(0.1)
+monitor.wait_until_kept(12)
 resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (os.path.getsize(monitor.folder + "/test.dat"), resource.RLIM_INFINITY))
-while not (state := page.receive("state"))["trouble"]:
-    pass
+state = page.receive("state", lambda state: state["trouble"])
 page.send('{"do": "end"}')
 assert not page.receive("results")["files"]
 resource.prlimit(monitor.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
 assert page.receive("results")["files"]
 assert monitor.seconds_kept() >= state["s"], "what waited is lost"
 monitor.end()
+
+# A recording that is damaged while it is played ends the test: what was read is kept, and results are made.
+record = os.path.join(work.name, "record")
+subprocess.run([program, "simulate", record], check=True)
+with open(record + ".dat", "rb") as file:
+    whole = file.read()
+monitor = Monitor("damaged", 20, source=record)
+page = Page(monitor)
+monitor.wait_until_kept(12)
+os.truncate(record + ".dat", os.path.getsize(monitor.folder + "/test.dat") + 300_001)  # in the middle of a frame
+page.receive("events", lambda message: any("record.dat" in event["text"] for event in message["events"]))
+assert page.receive("results")["files"]
+with open(monitor.folder + "/test.dat", "rb") as file:
+    assert whole.startswith(file.read()), "a frame that was not read is kept"
+monitor.end(1)
 
 # Beyond the loopback nothing is told without the token.
 monitor = Monitor("open", 30, "--address", "0.0.0.0", "--host-name", "ECG-Room1")
@@ -273,7 +300,6 @@ assert get(monitor, "/", Cookie=cookie[:-1])[0] == 403
 assert get(monitor, "/", host=f"ecg-room1:{monitor.port}", Cookie=cookie)[0] == 200  # as browsers write it
 assert Page(monitor).status == 403
 assert Page(monitor, Cookie=cookie).status == 101
-while monitor.seconds_kept() < 12:  # of nothing there are no results
-    time.sleep(0.1)
+monitor.wait_until_kept(12)  # of nothing there are no results
 monitor.end()
 print("ok")
