@@ -7,8 +7,8 @@
 // Who is let in: a request whose Host is an address, "localhost" or the name that was given (a page elsewhere
 // cannot pass for this one by a name of its own), a WebSocket whose Origin is that Host, and, where it is
 // listened on other than the loopback, a client that has the token. Requests and messages are bounded in
-// size and number; where as many connections are open as may be, a new one takes the place of the one that has
-// asked for nothing for the longest time.
+// size and number; where as many connections are open as may be, a new one takes the place of the one that
+// has asked for nothing for the longest time.
 #pragma once
 
 #include <atomic>
