@@ -11,11 +11,10 @@
 namespace {
 
 constexpr double kHalfWindowSeconds = 5;
-constexpr double kSecondsPerStep = 1;
 
 // The first second around which the median heart rate is at the target.
 double FindTarget(const StressResult& result, double targetBpm) {
-    for (double at = 0; at < result.seconds; at += kSecondsPerStep)
+    for (int at = 0; at < result.seconds; ++at)
         if (MedianRateAt(result, at) >= targetBpm) return at;
     return kNothing;
 }
